@@ -1,0 +1,41 @@
+#pragma once
+
+// Times a piece of work and a peer's in turn, and reports the ratio of the best times: on a machine with
+// other work the shortest time is the one that is least disturbed.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+
+namespace bench {
+
+template <class Work>
+double seconds_of(Work&& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// Counters: `ours` and `peer` in seconds for one piece of work, and `ratio`, ours to `peer_share` peers.
+/// @param prepare runs untimed before each of the two
+/// @param pieces  of work in one call of `ours` and `peer`
+template <class Prepare, class Ours, class Peer>
+void compare(benchmark::State& state, double pieces, double peer_share, Prepare&& prepare, Ours&& ours,
+             Peer&& peer) {
+  double best_ours = std::numeric_limits<double>::infinity(), best_peer = best_ours;
+  for (auto _ : state) {
+    prepare();
+    const double seconds = seconds_of(ours);
+    state.SetIterationTime(seconds);
+    best_ours = std::min(best_ours, seconds);
+    prepare();
+    best_peer = std::min(best_peer, seconds_of(peer));
+  }
+  state.counters["ours"] = best_ours / pieces;
+  state.counters["peer"] = best_peer / pieces;
+  state.counters["ratio"] = best_ours / (peer_share * best_peer);
+}
+
+}  // namespace bench

@@ -1,0 +1,48 @@
+# libcorvidnum.so and, from the same objects, the archive that tests of internal routines link.
+
+# Public headers keep their room as folder, in the tree and installed alike.
+set(CORVIDNUM_PUBLIC_HEADERS
+  corvidnum.h
+  frame/corvid.h
+  frame/empty_value.h
+  frame/export.h
+  frame/host_memory.h
+  frame/numeric_runtime.h
+  dense/matrix.h
+  dense/regular_matrix.h
+  dense/arrow_matrix.h)
+
+# Those of them that compile as C too.
+set(CORVIDNUM_C_HEADERS
+  frame/export.h
+  frame/numeric_runtime.h)
+
+set(CORVIDNUM_SOURCES
+  frame/host_memory.cpp
+  frame/module.cpp
+  frame/math_errors.cpp
+  frame/numeric_runtime.cpp
+  dense/lu.cpp
+  dense/regular_matrix.cpp
+  dense/arrow_matrix.cpp)
+
+add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
+corvidnum_library_defaults(corvidnum_objects)
+
+add_library(corvidnum SHARED $<TARGET_OBJECTS:corvidnum_objects>)
+add_library(corvidnum::corvidnum ALIAS corvidnum)
+set_target_properties(corvidnum PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX)
+target_compile_features(corvidnum PUBLIC cxx_std_17)
+target_include_directories(corvidnum PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/corvidnum>)
+target_link_libraries(corvidnum PRIVATE corvid LAPACK::LAPACK BLAS::BLAS ${CMAKE_DL_LIBS})
+# Run paths that LD_LIBRARY_PATH can override: a host brings its own libcorvid.so and BLAS.
+target_link_options(corvidnum PRIVATE
+  $<$<NOT:$<BOOL:${CORVIDNUM_SANITIZE}>>:-Wl,--no-undefined> -Wl,--enable-new-dtags)
+
+add_library(corvidnum_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:corvidnum_objects>)
+target_include_directories(corvidnum_internal PUBLIC ${PROJECT_SOURCE_DIR})
+set_target_properties(corvidnum_internal PROPERTIES LINKER_LANGUAGE CXX)
+target_link_libraries(corvidnum_internal PUBLIC corvid LAPACK::LAPACK BLAS::BLAS ${CMAKE_DL_LIBS})

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "examples/column/bubble_point.h"
+#include "examples/column/closure.h"
+#include "examples/column/column_case.h"
+#include "examples/column/flows.h"
+#include "examples/column/published.h"
+#include "examples/column/shortcut.h"
+
+namespace column {
+
+/// What a run prints of a solved column: stages, products, closure, published answers.
+std::string report(const ColumnCase& c, const InternalFlows& flows, const Solution& solution,
+                   const Closure& closed);
+
+/// The dense solution against the arrow one.
+struct DenseCheck {
+  double systems;           // of the component systems at the final temperatures
+  ProfileDifference final;  // of the profiles that two separate runs ended with
+  int passes;               // of the dense run
+  double seconds;
+
+  /// Above it the two do not agree.
+  static constexpr double kLimit = 1e-11;
+  double largest() const;
+};
+std::string report(const DenseCheck& check);
+
+}  // namespace column

@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks what a host may call or derive from; everything else in the library has hidden visibility.
+#define CORVIDNUM_API __attribute__((visibility("default")))

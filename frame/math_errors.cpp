@@ -1,0 +1,45 @@
+#include "frame/math_errors.h"
+
+#include <cerrno>
+#include <cmath>
+#include <limits>
+
+#include "frame/module.h"
+
+namespace corvidnum {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+void set_errno(int type) {
+  if (type == kMathDomain) errno = EDOM;
+  if (type == kMathSingularity || type == kMathOverflow) errno = ERANGE;
+}
+
+/// Lets the host decide; what it leaves undecided sets errno. The result is the record's, either way.
+double report(MathErrorType type, char* name, double argument, double result) {
+  _exception e = {type, name, argument, 0.0, result};
+  if (_matherr(&e) == 0) set_errno(type);
+  return e.retval;
+}
+
+}  // namespace
+
+int _matherr(_exception* e) {
+  char no_path[] = "";
+  return Zumatherr(theModule ? theModule->Path() : no_path, e);
+}
+
+double checked_sqrt(double x) {
+  char name[] = "sqrt";
+  return x < 0 ? report(kMathDomain, name, x, kNaN) : std::sqrt(x);
+}
+
+double checked_log10(double x) {
+  char name[] = "log10";
+  if (x == 0) return report(kMathSingularity, name, x, -kInfinity);
+  return x < 0 ? report(kMathDomain, name, x, kNaN) : std::log10(x);
+}
+
+}  // namespace corvidnum

@@ -1,0 +1,98 @@
+#pragma once
+
+// How a host program sets up and watches this open host support library. The numerics library knows nothing
+// of it: all that the library imports stands in frame/corvid.h. Every function may be called by any thread.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/corvid.h"
+
+namespace corvid_host {
+
+// ---- Lines. Everything that the library or the host itself says comes out as one line at a sink.
+
+enum class LineKind : int {
+  kTrace = 0,  // from Trace
+  kError = 1,  // from ErrorMsg
+};
+
+/// Takes a line, which ends with zero, without a line end, and lasts until the sink returns.
+/// One line at a time, whatever the threads do. A sink may itself trace, or choose another sink.
+using LineSink = void (*)(void* context, LineKind kind, const char* line);
+
+/// Chooses where lines go from now on. Once it returns, the former sink is not called any more.
+/// @param sink    null: the standard error stream again, where an error line begins with "error: "
+/// @param context handed to the sink as it is; stays the caller's
+CORVID_API void SetLineSink(LineSink sink, void* context = nullptr);
+
+// ---- The string table. It begins with the seven texts that the library asks for.
+
+/// Files a text under a key, or replaces the one that is there. Both are copied; texts that FindString
+/// handed out before stay as they were.
+/// @param text a printf format for the arguments that come with the key
+/// @return false, and nothing is filed: null, exhausted memory, or a text for one of the library's keys that
+///         asks for anything but the whole numbers (%d) that the library passes with that key
+CORVID_API bool SetString(const char* key, const char* text);
+
+// ---- The application.
+
+/// @param handle what AppInstance() answers; null: the load address of the program, as in the beginning
+CORVID_API void SetAppInstance(ModuleHandle handle);
+
+/// Takes the arguments of ShowSplashScreen.
+using SplashHandler = void (*)(unsigned char show, unsigned char flag);
+
+/// @param handler null: a splash screen is not shown, as in the beginning
+CORVID_API void SetSplashHandler(SplashHandler handler);
+
+// ---- Floating point.
+
+/// What the host's control word decides.
+struct FloatControl {
+  int rounding;  // FE_TONEAREST, FE_UPWARD, FE_DOWNWARD or FE_TOWARDZERO of <cfenv>
+  int traps;     // FE_INVALID, FE_DIVBYZERO, ...: the exceptions that trap; all others are masked
+};
+
+/// Chooses what FPEnvironment::SetControlWord applies from now on; no thread changes its state by this call.
+/// In the beginning: round to nearest, all traps masked.
+/// @return false, and nothing changes, if <cfenv> does not know a rounding or trap
+CORVID_API bool SetFloatControl(FloatControl control);
+
+/// How often SetControlWord was applied in this process.
+CORVID_API long ControlWordApplications();
+
+/// Decides about a math-library error.
+/// @param module path of the module that reports
+/// @param e      the error; writing to its `retval` changes what the function returns
+/// @return non-zero: handled
+using MathErrorHandler = int (*)(const char* module, _exception* e);
+
+/// @param handler null: an error is traced in one line and not handled, as in the beginning
+CORVID_API void SetMathErrorHandler(MathErrorHandler handler);
+
+// ---- Memory. Counted are the blocks of all Corvid_ functions and so the characters of each Text that is
+// not empty. The texts of the string table are the host's own: neither counted nor made to fail.
+// A request for 0 bytes gets a block of its own; one for a tebibyte or more is refused.
+
+/// Blocks handed out and not given back.
+CORVID_API std::int64_t LiveBlocks();
+/// Their bytes, as asked for.
+CORVID_API std::int64_t LiveBytes();
+/// Requests served so far, changes of size included.
+CORVID_API std::int64_t TotalAllocations();
+/// Requests answered with null so far, for whatever reason.
+CORVID_API std::int64_t RefusedAllocations();
+/// The most live bytes since the start or the last ResetPeakBytes.
+CORVID_API std::int64_t PeakBytes();
+/// The peak begins anew at the live bytes of now.
+CORVID_API void ResetPeakBytes();
+
+/// The n-th request from now, the next being 1, is answered with null; no other is.
+CORVID_API void FailAllocation(std::int64_t n);
+/// The n-th request from now and all that follow are answered with null.
+CORVID_API void FailAllocationsFrom(std::int64_t n);
+/// Ends both.
+CORVID_API void StopFailing();
+
+}  // namespace corvid_host

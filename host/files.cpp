@@ -1,0 +1,71 @@
+// File names are name + "." + extension. A file without a name or an extension, which is also what
+// exhausted memory leaves, is never there and does not open.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "frame/corvid.h"
+
+namespace {
+
+Text path_of(const Text& name, const Text& extension) {
+  if (name.Length() == 0 || extension.Length() == 0) return Text();
+  return FormattedText("%s.%s", name.Characters(), extension.Characters());
+}
+
+/// Null if the system refuses. An empty path names no file.
+std::FILE* open_stream(const Text& path, int flags, const char* mode) {
+  constexpr mode_t kReadAndWriteForAll = 0666;  // less the process's mask
+  const int descriptor = open(path.Characters(), O_RDWR | O_CLOEXEC | flags, kReadAndWriteForAll);
+  if (descriptor < 0) return nullptr;
+  std::FILE* const stream = fdopen(descriptor, mode);
+  if (!stream) close(descriptor);
+  return stream;
+}
+
+std::FILE* as_file(void* stream) { return static_cast<std::FILE*>(stream); }
+
+}  // namespace
+
+GenericFile::GenericFile(const Text& name, const Text& extension)
+    : name_(name), extension_(extension), stream_(nullptr) {}
+
+GenericFile::~GenericFile() { GenericFile::Close(); }
+
+unsigned char GenericFile::Exists(unsigned char) const {
+  struct stat status;
+  return stat(path_of(name_, extension_).Characters(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+unsigned char GenericFile::Open(unsigned char append) {
+  Close();
+  const Text path = path_of(name_, extension_);
+  stream_ = append ? open_stream(path, O_APPEND, "a+") : open_stream(path, 0, "r+");
+  return stream_ != nullptr;
+}
+
+unsigned char GenericFile::Create() {
+  Close();
+  stream_ = open_stream(path_of(name_, extension_), O_CREAT | O_TRUNC, "w+");
+  return stream_ != nullptr;
+}
+
+void GenericFile::Close() {
+  if (stream_) std::fclose(as_file(stream_));
+  stream_ = nullptr;
+}
+
+TextFile::TextFile(const Text& name, const Text& extension) : GenericFile(name, extension) {}
+
+TextFile::~TextFile() = default;
+
+void TextFile::Write(char character) {
+  if (stream_) std::fputc(character, as_file(stream_));
+}
+
+void TextFile::Write(const Text& text, int) {
+  if (stream_) std::fwrite(text.Characters(), 1, text.Length(), as_file(stream_));
+}

@@ -1,0 +1,134 @@
+// The allocator. Each block stands behind a head that knows its size:
+//
+//   [ head: bytes, counted | block ... ]     both aligned for every type
+//
+// A size of 0 is served like any other, by a block of its own, so that null always means refused.
+
+#include "host/memory.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "host/corvid_host.h"
+
+namespace corvid_host {
+namespace {
+
+struct alignas(std::max_align_t) BlockHead {
+  std::size_t bytes;
+  bool counted;
+};
+
+// A sanitizer's allocator ends the process where it should refuse more than this.
+constexpr std::size_t kMostBytes = (std::size_t{1} << 40) - sizeof(BlockHead);
+
+std::atomic<std::int64_t> live_blocks{0};
+std::atomic<std::int64_t> live_bytes{0};
+std::atomic<std::int64_t> peak_bytes{0};
+std::atomic<std::int64_t> total_allocations{0};
+std::atomic<std::int64_t> refused_allocations{0};
+
+enum class Failing { kNone, kOnce, kFromThere };
+std::atomic<Failing> failing{Failing::kNone};
+std::atomic<std::int64_t> requests_to_failure{0};
+
+thread_local bool own_memory = false;
+
+/// Counts the request, if requests are being counted down to a failure.
+bool failure_is_due() {
+  const Failing mode = failing.load(std::memory_order_acquire);
+  if (mode == Failing::kNone || own_memory) return false;
+  const std::int64_t left = requests_to_failure.fetch_sub(1, std::memory_order_relaxed);
+  return mode == Failing::kOnce ? left == 1 : left <= 1;
+}
+
+void count_live(std::int64_t blocks, std::int64_t bytes) {
+  live_blocks.fetch_add(blocks, std::memory_order_relaxed);
+  const std::int64_t now = live_bytes.fetch_add(bytes, std::memory_order_relaxed) + bytes;
+  std::int64_t peak = peak_bytes.load(std::memory_order_relaxed);
+  while (peak < now && !peak_bytes.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {
+  }
+}
+
+BlockHead* head_of(void* block) { return static_cast<BlockHead*>(block) - 1; }
+
+void* refuse() {
+  refused_allocations.fetch_add(1, std::memory_order_relaxed);
+  return nullptr;
+}
+
+using Obtain = void* (*)(BlockHead* old, std::size_t bytes);
+void* obtain_plain(BlockHead* old, std::size_t bytes) { return std::realloc(old, bytes); }
+void* obtain_zeroed(BlockHead*, std::size_t bytes) { return std::calloc(1, bytes); }
+
+/// A new block, or `old` in a new size. A refusal leaves `old` as it is.
+void* serve(BlockHead* old, std::size_t bytes, Obtain obtain) {
+  if (failure_is_due() || bytes > kMostBytes) return refuse();
+  const BlockHead before = old ? *old : BlockHead{0, !own_memory};
+  BlockHead* const head = static_cast<BlockHead*>(obtain(old, sizeof(BlockHead) + bytes));
+  if (!head) return refuse();
+  *head = {bytes, before.counted};
+  if (head->counted) {
+    total_allocations.fetch_add(1, std::memory_order_relaxed);
+    count_live(old ? 0 : 1, static_cast<std::int64_t>(bytes) - static_cast<std::int64_t>(before.bytes));
+  }
+  return head + 1;
+}
+
+void give_back(void* block) {
+  if (!block) return;
+  BlockHead* const head = head_of(block);
+  if (head->counted) count_live(-1, -static_cast<std::int64_t>(head->bytes));
+  std::free(head);
+}
+
+void fail(Failing mode, std::int64_t n) {
+  requests_to_failure.store(n, std::memory_order_relaxed);
+  failing.store(mode, std::memory_order_release);
+}
+
+}  // namespace
+
+OwnMemory::OwnMemory() : nested_(own_memory) { own_memory = true; }
+OwnMemory::~OwnMemory() { own_memory = nested_; }
+
+std::int64_t LiveBlocks() { return live_blocks; }
+std::int64_t LiveBytes() { return live_bytes; }
+std::int64_t TotalAllocations() { return total_allocations; }
+std::int64_t RefusedAllocations() { return refused_allocations; }
+std::int64_t PeakBytes() { return peak_bytes; }
+void ResetPeakBytes() { peak_bytes = live_bytes.load(); }
+
+void FailAllocation(std::int64_t n) { fail(Failing::kOnce, n); }
+void FailAllocationsFrom(std::int64_t n) { fail(Failing::kFromThere, n); }
+void StopFailing() { fail(Failing::kNone, 0); }
+
+}  // namespace corvid_host
+
+using namespace corvid_host;
+
+void* Corvid_malloc(std::size_t bytes) { return serve(nullptr, bytes, obtain_plain); }
+void* Corvid_new(std::size_t bytes) { return Corvid_malloc(bytes); }
+void Corvid_free(void* block) { give_back(block); }
+void Corvid_delete(void* block) { give_back(block); }
+
+void* Corvid_calloc(std::size_t count, std::size_t bytes) {
+  std::size_t product;
+  if (__builtin_mul_overflow(count, bytes, &product)) product = SIZE_MAX;  // more than can be served
+  return serve(nullptr, product, obtain_zeroed);
+}
+
+void* Corvid_realloc(void* block, std::size_t bytes) {
+  return serve(block ? head_of(block) : nullptr, bytes, obtain_plain);
+}
+
+char* Corvid_strdup(const char* text) {
+  if (!text) return nullptr;
+  const std::size_t bytes = std::strlen(text) + 1;
+  void* const copy = Corvid_malloc(bytes);
+  return copy ? static_cast<char*>(std::memcpy(copy, text, bytes)) : nullptr;
+}
+
+std::size_t Corvid__msize(void* block) { return block ? head_of(block)->bytes : 0; }

@@ -1,0 +1,54 @@
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "frame/corvid.h"
+#include "host/format.h"
+
+// The characters come from Corvid_strdup, so a text that is lost is a lost block. An empty text has none,
+// and so has one for which there was no memory.
+
+static_assert(sizeof(Text) == 2 * sizeof(void*), "hosts and library pass a Text as two machine words");
+
+Text::Text() : characters_(nullptr), length_(0) {}
+
+Text::Text(const char* characters) : Text() {
+  if (!characters || *characters == '\0') return;
+  characters_ = Corvid_strdup(characters);
+  if (characters_) length_ = std::strlen(characters_);
+}
+
+Text::Text(const Text& other) : Text(other.characters_) {}
+
+Text& Text::operator=(const Text& other) {
+  Text copy(other);
+  std::swap(characters_, copy.characters_);
+  std::swap(length_, copy.length_);
+  return *this;
+}
+
+Text::~Text() { Corvid_free(characters_); }
+
+const char* Text::Characters() const { return characters_ ? characters_ : ""; }
+
+std::size_t Text::Length() const { return length_; }
+
+Text FormattedText(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const corvid_host::FilledFormat filled(format, arguments);
+  va_end(arguments);
+  return Text(filled.Characters());
+}
+
+namespace corvid_host {
+
+FilledFormat::FilledFormat(const char* format, std::va_list arguments) : characters_(nullptr) {
+  if (format && vasprintf(&characters_, format, arguments) < 0) characters_ = nullptr;
+}
+
+FilledFormat::~FilledFormat() { std::free(characters_); }
+
+}  // namespace corvid_host

@@ -1,0 +1,33 @@
+# shellcheck shell=bash
+# Shared by the commands in this folder, which source it under `set -e`.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root" || exit
+logs=build/logs # from the root, where every command runs
+mkdir -p "$logs"
+exec </dev/null # nothing here ever waits for an answer
+
+say() { printf '== %s\n' "$*"; }
+
+fail() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# step NAME COMMAND...: runs quietly; if the command fails, the end of its output says why.
+step() {
+  local log=$logs/$1.log
+  shift
+  "$@" >"$log" 2>&1 && return
+  tail -n 60 "$log" >&2
+  fail "failed: $* (all of its output: $log)"
+}
+
+# build PRESET [TARGET...]: brings the targets up to date, or all that the preset has.
+build() {
+  local preset=$1
+  shift
+  say "building ${*:-everything} in build/$preset"
+  step "configure-$preset" cmake --preset "$preset"
+  step "build-$preset" cmake --build --preset "$preset" ${1:+--target "$@"}
+}

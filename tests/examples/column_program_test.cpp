@@ -1,0 +1,115 @@
+// The program as a user meets it: exit codes, streams, and the file that it writes.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contents(const fs::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+class Program : public testing::Test {
+ protected:
+  Program() { fs::create_directories(folder_); }
+  ~Program() override { fs::remove_all(folder_); }
+
+  /// Runs the program; its streams are then in out_ and err_.
+  int run(const std::string& arguments) {
+    const fs::path out = folder_ / "out", err = folder_ / "err";
+    const std::string command =
+        "'" COLUMN_PROGRAM "' " + arguments + " >'" + out.string() + "' 2>'" + err.string() + "'";
+    const int status = std::system(command.c_str());
+    out_ = contents(out);
+    err_ = contents(err);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  std::string write(const std::string& name, const std::string& text) {
+    std::ofstream(folder_ / name) << text;
+    return (folder_ / name).string();
+  }
+  /// A shipped case with one thing in it replaced, as a file.
+  std::string altered(const std::string& name, const std::string& what, const std::string& by) {
+    std::string text = contents(COLUMN_CASES "/" + name + ".toml");
+    text.replace(text.find(what), what.size(), by);
+    return write(name + "-altered.toml", text);
+  }
+  bool printed(const std::string& words) const { return out_.find(words) != std::string::npos; }
+
+  const fs::path folder_ = fs::path(testing::TempDir()) / ("corvidnum-column-" + std::to_string(getpid()));
+  std::string out_, err_;
+};
+
+TEST_F(Program, SolvesWhatShips) {
+  for (const char* name : {"binary32", "butane-pentane", "aromatics-pumparound"}) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(run("'" COLUMN_CASES "/" + std::string(name) + ".toml' --dense"), 0) << err_;
+    EXPECT_EQ(err_, "");
+    EXPECT_TRUE(printed("converged in ") && printed("largest of all") && printed("dense against arrow"))
+        << out_;
+    EXPECT_FALSE(printed("DIFFERS")) << out_;
+  }
+}
+
+TEST_F(Program, ExitCodeTellsWhatWentWrong) {
+  const std::string good = "'" COLUMN_CASES "/butane-pentane.toml'";
+  const std::string broken = write("broken.toml", "title = \"x\"\nmodel = 3\n");
+  const std::string hasty = altered("butane-pentane", "[solver]", "[solver]\nmax_passes = 20");
+  const std::string hopeless = altered("aromatics-pumparound", "6.90565", "30");  // K 23 decades apart
+  const struct {
+    std::string arguments;
+    int code;
+    std::string says;
+  } runs[] = {
+      {"'" + broken + "'", 1, broken + ":2: \"model\" in the case must be a text, not integer\n"},
+      {"'" + folder_.string() + "/none.toml'", 1, "none.toml: No such file or directory\n"},
+      {"'" + folder_.string() + "'", 1, ": Is a directory\n"},
+      {"", 2, "case is required"},
+      {good + " --tolerance -1", 2, "--tolerance"},
+      {good + " --frobnicate", 2, "--frobnicate"},
+      {"'" + hasty + "'", 3, "not converged: after 20 passes"},
+      {"'" + hopeless + "'", 4, "balances close only to "},
+      {good + " --csv '" + folder_.string() + "/no/such/folder.csv'", 1, "No such file or directory\n"},
+  };
+  for (const auto& expected : runs) {
+    SCOPED_TRACE(expected.arguments);
+    EXPECT_EQ(run(expected.arguments), expected.code);
+    EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
+    if (expected.code == 2) continue;  // usage errors come with a hint
+    EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+  }
+}
+
+TEST_F(Program, WritesTheProfileWhole) {
+  const fs::path csv = write("profile.csv", "the old one");
+  ASSERT_EQ(run("'" COLUMN_CASES "/binary32.toml' --csv '" + csv.string() + "'"), 0) << err_;
+  const std::string text = contents(csv);
+  EXPECT_EQ(text.rfind("stage,K(alpha=1),liquid,vapour,x light,x heavy,y light,y heavy\n1,", 0), 0u) << text;
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1 + 32);
+  EXPECT_NE(text.find("\n1,"), std::string::npos);
+  double x = 0;
+  ASSERT_EQ(std::sscanf(text.c_str() + text.find("\n32,"), "\n32,%*f,%*f,%*f,%lf", &x), 1);
+  EXPECT_NEAR(x, 0.064581, 5e-7);
+
+  ASSERT_EQ(run("'" + altered("binary32", "[solver]", "[solver]\nmax_passes = 3") + "' --csv '" +
+                csv.string() + "'"),
+            3);
+  EXPECT_EQ(contents(csv), text) << "a run that fails leaves the file alone";
+  for (const auto& entry : fs::directory_iterator(folder_))
+    EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+}
+
+}  // namespace

@@ -1,0 +1,20 @@
+#!/bin/sh
+# pkg_config_consumer.sh SOURCES LIBDIR WORK CC CXX
+# Builds the consumers of the installed tree with compilers and pkg-config alone, and runs them.
+set -eu
+sources=$1 libdir=$2 work=$3 cc=$4 cxx=$5
+export PKG_CONFIG_PATH="$libdir/pkgconfig" LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+mkdir -p "$work"
+
+# build_and_run NAME PACKAGES COMPILER...
+build_and_run() {
+  program=$work/$1 packages=$2
+  shift 2
+  # shellcheck disable=SC2046,SC2086 # lists of words
+  "$@" -o "$program" $(pkg-config --cflags --libs $packages)
+  "$program"
+}
+build_and_run numeric_c corvidnum "$cc" "$sources/numeric.c"
+build_and_run numeric_fortran corvidnum gfortran "$sources/numeric.f90"
+build_and_run matrices corvidnum "$cxx" -std=c++17 "$sources/matrices.cpp"
+build_and_run host "corvidnum corvid" "$cxx" -std=c++17 "$sources/host.cpp"

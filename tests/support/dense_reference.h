@@ -1,0 +1,194 @@
+#pragma once
+
+// Plain dense matrices for tests: kinds with known properties, the textbook LU, norms and residuals.
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <utility>
+#include <vector>
+
+namespace reference {
+
+using Vector = std::vector<double>;
+using Random = std::mt19937_64;
+
+constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
+constexpr double kRatioLimit = 30.0;  // what rounding may cost, in units of the error bound
+constexpr int kSizes[] = {0, 1, 2, 3, 5, 10, 50};
+
+inline double uniform(Random& random) { return std::uniform_real_distribution<double>(-1.0, 1.0)(random); }
+inline int number(Random& random, int first, int last) {
+  return std::uniform_int_distribution<int>(first, last)(random);
+}
+inline Vector random_vector(int size, Random& random) {
+  Vector x(static_cast<std::size_t>(size));
+  for (double& value : x) value = uniform(random);
+  return x;
+}
+
+/// A rows x cols matrix in column order.
+struct Dense {
+  int rows, cols;
+  Vector values;
+
+  Dense(int r, int c) : rows(r), cols(c), values(static_cast<std::size_t>(r) * static_cast<std::size_t>(c)) {}
+  double* column(int j) { return values.data() + static_cast<std::ptrdiff_t>(j) * rows; }
+  double& operator()(int i, int j) { return column(j)[i]; }
+  double operator()(int i, int j) const { return const_cast<Dense&>(*this)(i, j); }
+};
+
+inline Dense random_dense(int rows, int cols, Random& random) {
+  Dense a(rows, cols);
+  a.values = random_vector(rows * cols, random);
+  return a;
+}
+
+inline double norm1(const Vector& x) {
+  double sum = 0.0;
+  for (const double value : x) sum += std::fabs(value);
+  return sum;
+}
+inline double norm1(const Dense& a) {
+  double largest = 0.0;
+  for (int j = 0; j < a.cols; ++j) {
+    double sum = 0.0;
+    for (int i = 0; i < a.rows; ++i) sum += std::fabs(a(i, j));
+    largest = std::max(largest, sum);
+  }
+  return largest;
+}
+
+/// ||b - A x|| / (||A|| ||x|| eps) in the 1-norm; 0 for an exact solution.
+inline double solve_ratio(const Dense& a, const Vector& x, const Vector& b) {
+  Vector residual = b;
+  for (int j = 0; j < a.cols; ++j) {
+    for (int i = 0; i < a.rows; ++i)
+      residual[static_cast<std::size_t>(i)] -= a(i, j) * x[static_cast<std::size_t>(j)];
+  }
+  const double error = norm1(residual);
+  return error == 0.0 ? 0.0 : error / norm1(a) / norm1(x) / kEpsilon;
+}
+
+/// ||A - P L U|| / (size ||A|| eps) in the 1-norm for the factors and 1-based pivots of an LU.
+inline double factor_ratio(const Dense& a, const Dense& factors, const std::vector<int>& pivots) {
+  Dense difference(a.rows, a.cols);
+  const int depth = std::min(a.rows, a.cols);
+  for (int j = 0; j < a.cols; ++j) {
+    for (int i = 0; i < a.rows; ++i) {
+      for (int k = 0; k <= std::min({i, j, depth - 1}); ++k) {
+        difference(i, j) -= (i == k ? 1.0 : factors(i, k)) * factors(k, j);
+      }
+    }
+    for (int k = depth - 1; k >= 0; --k) {
+      std::swap(difference(k, j), difference(pivots[static_cast<std::size_t>(k)] - 1, j));
+    }
+    for (int i = 0; i < a.rows; ++i) difference(i, j) += a(i, j);
+  }
+  const double error = norm1(difference);
+  return error == 0.0 ? 0.0 : error / std::max(a.rows, a.cols) / norm1(a) / kEpsilon;
+}
+
+/// The textbook right-looking LU, one pivot at a time: what fast code has to equal to the last bit.
+/// Returns the first failing column, 1-based, or 0.
+inline int textbook_lu(Dense& a, std::vector<int>& pivots, double limit) {
+  int failure = 0;
+  for (int j = 0; j < std::min(a.rows, a.cols); ++j) {
+    int p = j;
+    for (int i = j + 1; i < a.rows; ++i) {
+      const bool better =
+          std::isnan(a(p, j)) ? !std::isnan(a(i, j)) : std::fabs(a(i, j)) > std::fabs(a(p, j));
+      if (better) p = i;
+    }
+    pivots[static_cast<std::size_t>(j)] = p + 1;
+    if (std::fabs(a(p, j)) > limit) {
+      for (int c = 0; c < a.cols; ++c) std::swap(a(j, c), a(p, c));
+      const double reciprocal = 1.0 / a(j, j);
+      for (int i = j + 1; i < a.rows; ++i) a(i, j) *= reciprocal;
+    } else if (failure == 0) {
+      failure = j + 1;
+    }
+    for (int c = j + 1; c < a.cols; ++c) {
+      for (int i = j + 1; i < a.rows; ++i) a(i, c) -= a(i, j) * a(j, c);
+    }
+  }
+  return failure;
+}
+
+// ---- Kinds of square matrices
+
+/// Condition `condition` in the 2-norm, whose value is 1: a graded diagonal between random reflections.
+inline Dense of_condition(int n, double condition, Random& random) {
+  Dense a(n, n);
+  for (int i = 0; i < n; ++i) a(i, i) = std::pow(condition, n > 1 ? -double(i) / (n - 1) : 0.0);
+  for (int reflection = 0; reflection < 6; ++reflection) {
+    Vector v = random_vector(n, random);
+    double square = 0.0;
+    for (const double value : v) square += value * value;
+    const bool from_left = reflection % 2 == 0;
+    for (int line = 0; line < n; ++line) {
+      const auto element = [&](int i) -> double& { return from_left ? a(i, line) : a(line, i); };
+      double product = 0.0;
+      for (int i = 0; i < n; ++i) product += v[static_cast<std::size_t>(i)] * element(i);
+      for (int i = 0; i < n; ++i) element(i) -= 2.0 * product / square * v[static_cast<std::size_t>(i)];
+    }
+  }
+  return a;
+}
+
+/// Random elements where `row - col` is between the distances; the diagonal is at least 1 in magnitude.
+inline Dense of_shape(int n, int least, int most, Random& random) {
+  Dense a(n, n);
+  for (int j = 0; j < n; ++j) {
+    for (int i = 0; i < n; ++i) {
+      if (i - j >= least && i - j <= most) a(i, j) = uniform(random);
+    }
+    a(j, j) += a(j, j) < 0.0 ? -1.0 : 1.0;
+  }
+  return a;
+}
+
+inline Dense with_zero_columns(Dense a, int first, int last) {
+  for (int j = std::max(first, 0); j <= std::min(last, a.cols - 1); ++j) {
+    std::fill(a.column(j), a.column(j) + a.rows, 0.0);
+  }
+  return a;
+}
+
+inline Dense scaled(Dense a, double factor) {
+  for (double& value : a.values) value *= factor;
+  return a;
+}
+
+struct MatrixKind {
+  const char* name;
+  Dense (*make)(int n, Random& random);
+  int (*first_failure)(int n);  // the column, 1-based, whose pivot is not above 1e-8; for n above 0
+};
+
+inline int none(int) { return 0; }
+inline int first_column(int) { return 1; }
+
+const MatrixKind kKinds[] = {
+    {"diagonal", [](int n, Random& r) { return of_shape(n, 0, 0, r); }, none},
+    {"upper triangle", [](int n, Random& r) { return of_shape(n, -n, 0, r); }, none},
+    {"lower triangle", [](int n, Random& r) { return of_shape(n, 0, n, r); }, none},
+    {"condition 1e2", [](int n, Random& r) { return of_condition(n, 1e2, r); }, none},
+    {"condition 1e6", [](int n, Random& r) { return scaled(of_condition(n, 1e6, r), 1e2); }, none},
+    {"condition 1e10", [](int n, Random& r) { return scaled(of_condition(n, 1e10, r), 1e6); }, none},
+    {"condition 1e14", [](int n, Random& r) { return scaled(of_condition(n, 1e14, r), 1e10); }, none},
+    {"zero first column", [](int n, Random& r) { return with_zero_columns(of_condition(n, 1e2, r), 0, 0); },
+     first_column},
+    {"zero last column",
+     [](int n, Random& r) { return with_zero_columns(of_condition(n, 1e2, r), n - 1, n - 1); },
+     [](int n) { return n; }},
+    {"zero last half",
+     [](int n, Random& r) { return with_zero_columns(of_condition(n, 1e2, r), n / 2, n - 1); },
+     [](int n) { return n / 2 + 1; }},
+    {"near overflow", [](int n, Random& r) { return scaled(of_condition(n, 1e2, r), 1e150); }, none},
+    {"near underflow", [](int n, Random& r) { return scaled(of_condition(n, 1e2, r), 1e-150); },
+     first_column},
+};
+
+}  // namespace reference
