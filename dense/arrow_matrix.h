@@ -89,18 +89,18 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   ErrorCode Step5(double* x, double* b);    // b1 := b1 - A12 x2
   ErrorCode Step6(double* x, double* b);    // x1 := inverse(A11) b1
 
-  void AllocateList();
-  void ReleaseArrays();
+  CORVIDNUM_HIDDEN void AllocateList();
+  CORVIDNUM_HIDDEN void ReleaseArrays();
   void MarkA21NonZero(int row, int col);
-  bool ListedIn(int row, int col) const;
-  bool GrowList(int total);
-  void InsertInStretch(int row, int col, int total);
+  CORVIDNUM_HIDDEN bool ListedIn(int row, int col) const;
+  CORVIDNUM_HIDDEN bool GrowList(int total);
+  CORVIDNUM_HIDDEN void InsertInStretch(int row, int col, int total);
 
-  int BandRows() const;
-  bool ArrayMissing() const;
-  bool ListMissing() const;
-  int SolveBand(double* vector) const;
-  void SubtractA21Product(const double* vector, double* target) const;
+  CORVIDNUM_HIDDEN int BandRows() const;
+  CORVIDNUM_HIDDEN bool ArrayMissing() const;
+  CORVIDNUM_HIDDEN bool ListMissing() const;
+  CORVIDNUM_HIDDEN int SolveBand(double* vector) const;
+  CORVIDNUM_HIDDEN void SubtractA21Product(const double* vector, double* target) const;
 
   // The object's own list, which the marks go to; null unless TrackInternal.
   int* ownRowStart;

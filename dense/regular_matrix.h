@@ -46,8 +46,8 @@ class CORVIDNUM_API RegularMatrix : public Matrix {
   int* pivots;   // max(rows, cols) row numbers, 1-based, as LAPACK gives them
 
  private:
-  std::int64_t ElementCount() const;
-  void ReleaseArrays();
+  CORVIDNUM_HIDDEN std::int64_t ElementCount() const;
+  CORVIDNUM_HIDDEN void ReleaseArrays();
 
   static double outside;  // target of accesses outside the matrix
 };
