@@ -10,7 +10,8 @@ exported() { "$nm" -D --defined-only --demangle "$library" | sed 's/^[0-9a-f]* /
 case $mode in
   check)
     exported | diff -u "$list" - && exit
-    echo "Exported symbols differ (- missing, + new). If that is intended: build the target update_exported_symbols."
+    echo "Exported symbols differ (- missing, + new)."
+    echo "If that is intended, build the target update_exported_symbols and review the list."
     exit 1
     ;;
   update) exported >"$list" ;;
