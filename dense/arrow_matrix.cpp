@@ -17,7 +17,7 @@ namespace {
 constexpr int kFirstCapacity = 10;
 
 double* allocate_band(std::int64_t rows, int columns, unsigned char& valid) {
-  if (rows >= INT_MIN && rows <= INT_MAX) return allocate_or_clear<double>(rows * columns, valid);
+  if (rows >= INT_MIN && rows <= INT_MAX) return allocate_or_clear<double>(product(rows, columns), valid);
   valid = 0;
   return nullptr;
 }
@@ -41,18 +41,16 @@ ArrowMatrix::ArrowMatrix(int bandOrder, int subDiagonals, int superDiagonals, in
       ownRowCount(nullptr),
       ownColIndex(nullptr),
       ownLength(0) {
-  const std::int64_t border = std::int64_t{n} * m;
+  const std::int64_t border = product(n, m);
   band = allocate_band(band_rows(kl, ku), n, valid);
   a12 = allocate_or_clear<double>(border, valid);
   a21 = allocate_or_clear<double>(border, valid);
-  a22 = allocate_or_clear<double>(std::int64_t{m} * m, valid);
+  a22 = allocate_or_clear<double>(product(m, m), valid);
   work = allocate_or_clear<double>(n, valid);
   bandPivots = allocate_or_clear<int>(n, valid);
   cornerPivots = allocate_or_clear<int>(m, valid);
   if (track == TrackInternal) AllocateList();
-  if (!valid) ReleaseArrays();  // an object that lacks one array keeps none
   ProvideNZ(ownRowStart, ownRowCount, ownColIndex);
-  ownInUse = true;
   ArrowMatrix::ZeroElements();
 }
 
@@ -66,20 +64,16 @@ void ArrowMatrix::AllocateList() {
 
 ArrowMatrix::~ArrowMatrix() {
   enter_library();
-  ReleaseArrays();
-}
-
-void ArrowMatrix::ReleaseArrays() {
-  release(band);
-  release(a12);
-  release(a21);
-  release(a22);
-  release(work);
-  release(bandPivots);
-  release(cornerPivots);
-  release(ownRowStart);
-  release(ownRowCount);
-  release(ownColIndex);
+  Corvid_delete(band);
+  Corvid_delete(a12);
+  Corvid_delete(a21);
+  Corvid_delete(a22);
+  Corvid_delete(work);
+  Corvid_delete(bandPivots);
+  Corvid_delete(cornerPivots);
+  Corvid_delete(ownRowStart);
+  Corvid_delete(ownRowCount);
+  Corvid_delete(ownColIndex);
 }
 
 void ArrowMatrix::ProvideNZ(int* starts, int* counts, int* columns) {
@@ -87,15 +81,14 @@ void ArrowMatrix::ProvideNZ(int* starts, int* counts, int* columns) {
   rowStart = starts;
   rowCount = counts;
   colIndex = columns;
-  ownInUse = false;
 }
 
 void ArrowMatrix::ZeroElements() {
   enter_library();
-  set_zero(band, band_rows(kl, ku) * n);
-  set_zero(a12, std::int64_t{n} * m);
-  set_zero(a21, std::int64_t{n} * m);
-  set_zero(a22, std::int64_t{m} * m);
+  set_zero(band, product(band_rows(kl, ku), n));
+  set_zero(a12, product(n, m));
+  set_zero(a21, product(n, m));
+  set_zero(a22, product(m, m));
   set_identity(bandPivots, n);
   set_identity(cornerPivots, m);
   if (!ownRowStart || !ownRowCount) return;
@@ -132,7 +125,7 @@ double* ArrowMatrix::Address(int row, int col) {
 
 /// `row` is counted within the border.
 void ArrowMatrix::MarkA21NonZero(int row, int col) {
-  if (!ownRowStart || !ownRowCount) return;
+  if (!ownRowStart || !ownRowCount || !ownColIndex) return;
   if (ListedIn(row, col)) return;
   int total = 0;
   for (int r = 0; r < m; ++r) total += ownRowCount[r];
@@ -160,11 +153,12 @@ bool ArrowMatrix::GrowList(int total) {
     valid = 0;
     return false;
   }
+  const bool inUse = colIndex == ownColIndex;  // false while the caller's list is in its place
   std::copy(ownColIndex, ownColIndex + total, longer);
   Corvid_delete(ownColIndex);
   ownColIndex = longer;
   ownLength = capacity;
-  if (ownInUse) colIndex = longer;
+  if (inUse) colIndex = longer;
   return true;
 }
 

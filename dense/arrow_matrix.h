@@ -39,8 +39,8 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   double& operator()(int row, int col) override;
 
   /// @param info out: 0; or the column, 1-based, where the band has a zero pivot; or below 0 if the object
-  ///             has no legal sizes or no memory. It is 0 also if only the border fails. Without rows it is
-  ///             not written.
+  ///             has no legal sizes or no memory. It is 0 also if only the border fails, or lacks its list.
+  ///             Without rows it is not written.
   ErrorCode FactorLU(int& info);
 
   /// Solves with the factors that FactorLU left; arguments as in Solve.
@@ -80,18 +80,17 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
 
  private:
   // The steps of the elimination; their order is that of their numbers.
-  ErrorCode Step1(int& info);               // A11 := its band LU
-  ErrorCode Step2();                        // A22 := Schur complement
-  ErrorCode Step3();                        // A22 := its LU
-  ErrorCode Step4_1(double* b);             // work := inverse(A11) b1
-  ErrorCode Step4_2(double* b);             // b2 := b2 - A21 work
-  ErrorCode Step4_3(double* x, double* b);  // x2 := inverse(Schur complement) b2
-  ErrorCode Step5(double* x, double* b);    // b1 := b1 - A12 x2
-  ErrorCode Step6(double* x, double* b);    // x1 := inverse(A11) b1
+  CORVIDNUM_HIDDEN ErrorCode Step1(int& info);               // A11 := its band LU
+  CORVIDNUM_HIDDEN ErrorCode Step2();                        // A22 := Schur complement
+  CORVIDNUM_HIDDEN ErrorCode Step3();                        // A22 := its LU
+  CORVIDNUM_HIDDEN ErrorCode Step4_1(double* b);             // work := inverse(A11) b1
+  CORVIDNUM_HIDDEN ErrorCode Step4_2(double* b);             // b2 := b2 - A21 work
+  CORVIDNUM_HIDDEN ErrorCode Step4_3(double* x, double* b);  // x2 := inverse(Schur complement) b2
+  CORVIDNUM_HIDDEN ErrorCode Step5(double* x, double* b);    // b1 := b1 - A12 x2
+  CORVIDNUM_HIDDEN ErrorCode Step6(double* x, double* b);    // x1 := inverse(A11) b1
 
   CORVIDNUM_HIDDEN void AllocateList();
-  CORVIDNUM_HIDDEN void ReleaseArrays();
-  void MarkA21NonZero(int row, int col);
+  CORVIDNUM_HIDDEN void MarkA21NonZero(int row, int col);
   CORVIDNUM_HIDDEN bool ListedIn(int row, int col) const;
   CORVIDNUM_HIDDEN bool GrowList(int total);
   CORVIDNUM_HIDDEN void InsertInStretch(int row, int col, int total);
@@ -107,7 +106,6 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   int* ownRowCount;
   int* ownColIndex;
   int ownLength;  // entries that ownColIndex has room for
-  bool ownInUse;  // false once the caller provided another list
 
   static double outside;  // target of accesses outside the matrix
 };

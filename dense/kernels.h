@@ -86,12 +86,8 @@ T* allocate_or_clear(std::int64_t count, unsigned char& valid) {
   return array;
 }
 
-/// Frees the array and forgets it.
-template <class T>
-void release(T*& array) {
-  Corvid_delete(array);
-  array = nullptr;
-}
+/// Elements of an array with these extents; a negative extent has none.
+inline std::int64_t product(std::int64_t a, std::int64_t b) { return a > 0 && b > 0 ? a * b : 0; }
 
 inline void set_zero(double* array, std::int64_t count) {
   if (array && count > 0) std::memset(array, 0, static_cast<std::size_t>(count) * sizeof *array);

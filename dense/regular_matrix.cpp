@@ -29,22 +29,17 @@ double RegularMatrix::outside = 0.0;
 RegularMatrix::RegularMatrix(int rowCount, int colCount) : rows(rowCount), cols(colCount) {
   data = allocate_or_clear<double>(ElementCount(), valid);
   pivots = allocate_or_clear<int>(std::max(rows, cols), valid);
-  if (!valid) ReleaseArrays();  // an object that lacks one array keeps none
   set_zero(data, ElementCount());
   set_identity(pivots, std::max(rows, cols));
 }
 
 RegularMatrix::~RegularMatrix() {
   enter_library();
-  ReleaseArrays();
+  Corvid_delete(data);
+  Corvid_delete(pivots);
 }
 
-void RegularMatrix::ReleaseArrays() {
-  release(data);
-  release(pivots);
-}
-
-std::int64_t RegularMatrix::ElementCount() const { return std::int64_t{rows} * cols; }
+std::int64_t RegularMatrix::ElementCount() const { return product(rows, cols); }
 
 void RegularMatrix::ZeroElements() {
   enter_library();
@@ -84,7 +79,7 @@ Matrix::ErrorCode RegularMatrix::BackSub(double* x, double* b) {
   if (rows > 0 && (!x || !b)) return MatrixFailed;
   copy_vector(rows, b, x);
   // Without columns a leading dimension of 0 would be refused; with columns it is refused rightly.
-  const int lda = cols == 0 ? leading_dimension(rows) : rows;
+  const int lda = rows == 0 && cols == 0 ? leading_dimension(rows) : rows;
   return solve_with_lu(cols, data, lda, pivots, x, lda) != 0 ? MatrixFailed : MatrixOK;
 }
 

@@ -6,7 +6,7 @@
 
 /// A dense matrix in column order, solved by LU with row interchanges. A pivot whose magnitude is not above
 /// the absolute limit 1e-8 counts as singular, whatever the scale of the matrix.
-/// Separate objects may be used by separate threads.
+/// Separate objects may be used by separate threads, but for accesses outside the matrix.
 class CORVIDNUM_API RegularMatrix : public Matrix {
  public:
   /// All elements are 0. Sizes below 0 make an object without elements that no operation can factorise.
@@ -47,7 +47,6 @@ class CORVIDNUM_API RegularMatrix : public Matrix {
 
  private:
   CORVIDNUM_HIDDEN std::int64_t ElementCount() const;
-  CORVIDNUM_HIDDEN void ReleaseArrays();
 
   static double outside;  // target of accesses outside the matrix
 };

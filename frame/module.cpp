@@ -26,9 +26,7 @@ void find_module_path(char* path, size_t capacity) {
   path[0] = '\0';
   if (dladdr(reinterpret_cast<void*>(&ModuleEntry), &info) == 0 || info.dli_fname == nullptr) return;
   char absolute[PATH_MAX];
-  const bool relative = info.dli_fname[0] != '/';
-  const bool resolved = relative && realpath(info.dli_fname, absolute) != nullptr;
-  copy_cut(path, resolved ? absolute : info.dli_fname, capacity);
+  copy_cut(path, realpath(info.dli_fname, absolute) ? absolute : info.dli_fname, capacity);
 }
 
 }  // namespace
@@ -99,19 +97,34 @@ int ModuleEntry(ModuleHandle instance, unsigned reason, void* reserved) {
 }
 
 // What sends the notifications. A pthread key tells of a thread's end; unlike a thread_local object
-// with a destructor it lets the loader unmap the library while the thread lives.
+// with a destructor it lets the loader unmap the library while the thread lives. A mutex keeps one
+// notification from another: a thread may end while the process does.
 namespace {
 
+pthread_mutex_t notifying = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;  // a hook may enter the library
 pthread_key_t thread_end_key;
 bool thread_end_key_exists = false;
 
-ModuleHandle load_address() {
-  Dl_info info;
-  return dladdr(reinterpret_cast<void*>(&ModuleEntry), &info) != 0 ? info.dli_fbase : nullptr;
-}
+/// Holds the mutex.
+class Notification {
+ public:
+  Notification() { pthread_mutex_lock(&notifying); }
+  ~Notification() { pthread_mutex_unlock(&notifying); }
+  Notification(const Notification&) = delete;
+  Notification& operator=(const Notification&) = delete;
+
+  void send(unsigned reason) const { ModuleEntry(load_address(), reason, nullptr); }
+
+ private:
+  static ModuleHandle load_address() {
+    Dl_info info;
+    return dladdr(reinterpret_cast<void*>(&ModuleEntry), &info) != 0 ? info.dli_fbase : nullptr;
+  }
+};
 
 void detach_thread(void*) {
-  ModuleEntry(load_address(), kThreadDetach, nullptr);
+  const Notification notification;
+  notification.send(kThreadDetach);
   thread_is_attached = false;  // last, so that a hook that calls into the library attaches nothing
 }
 
@@ -122,21 +135,25 @@ void mark_thread() {
 }
 
 __attribute__((constructor)) void on_load() {
+  const Notification notification;
   thread_end_key_exists = pthread_key_create(&thread_end_key, detach_thread) == 0;
   mark_thread();  // the loading thread keeps its floating-point state: no thread attach for it
-  ModuleEntry(load_address(), kProcessAttach, nullptr);
+  notification.send(kProcessAttach);
 }
 
 __attribute__((destructor)) void on_unload() {
-  ModuleEntry(load_address(), kProcessDetach, nullptr);
+  const Notification notification;
+  notification.send(kProcessDetach);
   if (thread_end_key_exists) pthread_key_delete(thread_end_key);
+  thread_end_key_exists = false;
 }
 
 }  // namespace
 
 void attach_thread() {
+  const Notification notification;
   mark_thread();  // first, so that a hook may call into the library
-  ModuleEntry(load_address(), kThreadAttach, nullptr);
+  notification.send(kThreadAttach);
 }
 
 }  // namespace corvidnum

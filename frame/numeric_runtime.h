@@ -1,6 +1,6 @@
 #pragma once
 
-// Small runtime under the numeric routines. Every argument goes by address; the two exported functions
+// Small runtime under the numeric routines. Every argument goes by address; the exported functions
 // are callable from C and Fortran as they stand.
 
 #include <stddef.h>

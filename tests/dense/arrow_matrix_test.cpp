@@ -334,7 +334,8 @@ TEST(ArrowMatrix, StrangeSizesAreHarmless) {
       {{3, kMany, 0, 1}, 0},
       {{3, 0, INT_MAX, 1}, 0},
       {{3, INT_MIN, 0, 1}, 0},
-      {{INT_MIN, 0, 0, INT_MIN}, 0},
+      {{INT_MIN, 0, 0, INT_MIN}, 1},
+      {{1 << 20, 0, 0, 1 << 20}, 0},
   };
   testing::internal::CaptureStdout();  // the reports of illegal arguments
   for (const auto& c : kCases) {
@@ -366,6 +367,43 @@ TEST(ArrowMatrix, RefusedMemoryClearsValidAndNothingLeaks) {
       EXPECT_EQ(corvid_host::LiveBlocks(), live);
     }
   }
+}
+
+/// A host that lends another list for a while and gives the object's own back.
+class LendingArrow : public ArrowMatrix {
+ public:
+  LendingArrow() : ArrowMatrix(20, 0, 0, 1, TrackInternal) {}
+  void LendAndReturn() {
+    int* const starts = rowStart;
+    int* const counts = rowCount;
+    int* const columns = colIndex;
+    ProvideNZ(nullptr, nullptr, nullptr);
+    ProvideNZ(starts, counts, columns);
+  }
+};
+
+TEST(ArrowMatrix, AListThatWasReturnedGrowsAsBefore) {
+  LendingArrow arrow;
+  arrow.LendAndReturn();
+  for (int i = 0; i < 21; ++i) arrow(i, i) = 1.0;
+  for (int j = 0; j < 12; ++j) arrow(20, j) = 1.0;
+  Vector x(21), b(21, 1.0);
+  int info = 0;
+  ASSERT_EQ(arrow.Solve(x.data(), b.data(), info), Matrix::MatrixOK);
+  EXPECT_EQ(x[20], 1.0 - 12.0);
+  EXPECT_EQ(arrow.BackSub(nullptr, b.data()), Matrix::MatrixFailed);
+  EXPECT_EQ(arrow.BackSub(x.data(), nullptr), Matrix::MatrixFailed);
+}
+
+TEST(ArrowMatrix, AProvidedStretchThatBeginsBelowZeroIsEmpty) {
+  ArrowMatrix arrow(2, 0, 0, 1, ArrowMatrix::TrackProvided);
+  int start = -1, count = 2, columns[] = {0, 1};
+  arrow.ProvideNZ(&start, &count, columns);
+  for (int i = 0; i < 3; ++i) arrow(i, i) = arrow(2, i) = 1.0;
+  Vector x(3), b(3, 1.0);
+  int info = 0;
+  ASSERT_EQ(arrow.Solve(x.data(), b.data(), info), Matrix::MatrixOK);
+  EXPECT_EQ(x[2], 1.0);
 }
 
 TEST(ArrowMatrix, FailedGrowthLosesTheMarkAndNoMore) {

@@ -140,14 +140,16 @@ Matrix::ErrorCode use_everything(RegularMatrix& matrix) {
 
 TEST(RegularMatrix, StrangeSizesAreHarmless) {
   testing::internal::CaptureStdout();  // the reports of illegal arguments
-  // The last product is 0 in 32 bits.
+  constexpr int kMany = 1 << 20;       // its square is 0 in 32 bits
   const struct {
     int rows, cols;
     int valid;
-  } kSizesOfObject[] = {{-1, 3, 1}, {3, -1, 1}, {-2, -2, 1}, {0, 4, 1}, {4, 0, 1}, {INT_MIN, INT_MIN, 0}};
+  } kSizesOfObject[] = {
+      {-1, 3, 1}, {3, -1, 1}, {-2, -2, 1}, {0, 4, 1}, {4, 0, 1}, {INT_MIN, INT_MIN, 1}, {kMany, kMany, 0}};
   for (const auto& size : kSizesOfObject) {
     RegularMatrix matrix(size.rows, size.cols);
     EXPECT_EQ(matrix.Valid(), size.valid) << size.rows << " x " << size.cols;
+    EXPECT_LT(corvid_host::LiveBytes(), 1 << 23);
     use_everything(matrix);
   }
   testing::internal::GetCapturedStdout();
@@ -161,6 +163,9 @@ TEST(RegularMatrix, RefusedMemoryClearsValidAndNothingLeaks) {
       RegularMatrix matrix(3, 3);
       corvid_host::StopFailing();
       EXPECT_EQ(matrix.Valid(), 0);
+      matrix(0, 0) = 1.0;
+      matrix(1, 1) = 2.0;
+      EXPECT_EQ(matrix(0, 0), refused == 2 ? 1.0 : 2.0) << "elements are there if they were not refused";
       EXPECT_EQ(use_everything(matrix), Matrix::MatrixFailed);
     }
     corvid_host::FailAllocation(1);
@@ -172,6 +177,17 @@ TEST(RegularMatrix, RefusedMemoryClearsValidAndNothingLeaks) {
     corvid_host::StopFailing();
     EXPECT_EQ(corvid_host::LiveBlocks(), live + 2);
   }
+}
+
+TEST(RegularMatrix, ZeroElementsKeepsThePivotsAndNullVectorsAreRefused) {
+  RegularMatrix matrix(2, 2);
+  matrix(0, 1) = matrix(1, 0) = 1.0;
+  ASSERT_EQ(matrix.FactorLU(), Matrix::MatrixOK);
+  double x[2] = {}, b[2] = {};
+  EXPECT_EQ(matrix.BackSub(nullptr, b), Matrix::MatrixFailed);
+  EXPECT_EQ(matrix.BackSub(x, nullptr), Matrix::MatrixFailed);
+  matrix.ZeroElements();
+  EXPECT_EQ(matrix.PermutationInfo(0), 2);
 }
 
 /// Hosts call by the place in the table: two for the destructor, then the operations.

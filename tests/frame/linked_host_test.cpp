@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "corvidnum.h"
+#include "frame/blas.h"
 #include "host/corvid_host.h"
 #include "tests/support/float_state.h"
 
@@ -50,6 +51,7 @@ TEST(LinkedHost, EveryThreadIsAttachedOnceWhateverItEntersFirst) {
         ddot_(&n, nullptr, &one, nullptr, &one);
       },
       [] { RegularMatrix matrix(1, 1); },
+      [] { HostAllocated::operator delete(nullptr); },
       [] { ArrowMatrix matrix(1, 0, 0, 0, ArrowMatrix::TrackNone); },
   };
   for (const auto entry : entries) {
@@ -62,6 +64,17 @@ TEST(LinkedHost, EveryThreadIsAttachedOnceWhateverItEntersFirst) {
     }).join();
     EXPECT_EQ(corvid_host::ControlWordApplications(), applied + 2);
   }
+}
+
+TEST(LinkedHost, LinkedAheadOfTheBlasTheErrorHookServesItsKernels) {
+  const int m = -1, n = 1, one = 1;
+  const double alpha = 1, x = 1;
+  double a = 7;
+  testing::internal::CaptureStdout();
+  dger_(&m, &n, &alpha, &x, &one, &x, &one, &a, &one);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "** On entry to DGER  , parameter number  1 had an illegal value\n");
+  EXPECT_EQ(a, 7);
 }
 
 TEST(LinkedHost, AMatrixMadeElsewhereAttachesTheThreadThatReadsIt) {

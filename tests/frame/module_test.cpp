@@ -1,6 +1,8 @@
 #include "frame/module.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cerrno>
 #include <cmath>
@@ -22,12 +24,13 @@ using namespace corvidnum;
 struct Notice {
   unsigned reason;
   ModuleHandle instance;
+  void* reserved;
   long controlWordsApplied;  // before the hook ran
 };
 std::vector<Notice> notices;
 
-int note(ModuleHandle instance, unsigned reason, void*) {
-  notices.push_back({reason, instance, corvid_host::ControlWordApplications()});
+int note(ModuleHandle instance, unsigned reason, void* reserved) {
+  notices.push_back({reason, instance, reserved, corvid_host::ControlWordApplications()});
   return 0;
 }
 
@@ -56,7 +59,9 @@ class ModuleTest : public testing::Test {
 
 TEST_F(ModuleTest, IsLoadedWithItsAddressAndPath) {
   ASSERT_NE(theModule, nullptr);
-  EXPECT_NE(ModuleInstance(), nullptr);
+  Dl_info here;
+  ASSERT_NE(dladdr(reinterpret_cast<void*>(&ModuleEntry), &here), 0);
+  EXPECT_EQ(ModuleInstance(), here.dli_fbase);
   const std::string path = ModulePath();
   EXPECT_EQ(path.front(), '/');
   EXPECT_NE(path.find("frame_module_test"), std::string::npos);
@@ -73,11 +78,16 @@ TEST_F(ModuleTest, ARepeatedAttachIsOnlyCounted) {
   EXPECT_TRUE(notices.empty());  // neither reaches the hook
 
   const auto live = corvid_host::LiveBlocks();
-  EXPECT_EQ(ModuleEntry(&other, kProcessDetach, nullptr), 1);
+  EXPECT_EQ(ModuleEntry(&other, kThreadAttach, &other), 1);
+  EXPECT_EQ(ModuleEntry(&other, kThreadDetach, &other), 1);
+  EXPECT_EQ(ModuleEntry(&other, kProcessDetach, &other), 1);
   EXPECT_EQ(theModule, nullptr);
   EXPECT_EQ(corvid_host::LiveBlocks(), live - 1);
-  EXPECT_EQ(reasons(), std::vector<unsigned>{kProcessDetach});
-  EXPECT_EQ(notices[0].instance, original_);
+  EXPECT_EQ(reasons(), (std::vector<unsigned>{kThreadAttach, kThreadDetach, kProcessDetach}));
+  for (const Notice& notice : notices) {
+    EXPECT_EQ(notice.instance, original_);
+    EXPECT_EQ(notice.reserved, &other);
+  }
 }
 
 TEST_F(ModuleTest, WithoutARecordEverythingIsHarmless) {
@@ -126,6 +136,22 @@ TEST_F(ModuleTest, AThreadIsAttachedAtItsFirstEntryAndDetachedAtItsEnd) {
   EXPECT_TRUE(notices.empty());
 }
 
+void enter_at_the_end(void*) {
+  const int selector = 1;
+  d1mach_(&selector);
+}
+
+TEST_F(ModuleTest, AThreadThatEntersAfterItsDetachIsAttachedAgain) {
+  pthread_key_t key;  // made after the library's own, so its destructor runs behind that
+  ASSERT_EQ(pthread_key_create(&key, enter_at_the_end), 0);
+  std::thread([&] {
+    enter_at_the_end(nullptr);
+    pthread_setspecific(key, &key);
+  }).join();
+  pthread_key_delete(key);
+  EXPECT_EQ(reasons(), (std::vector<unsigned>{kThreadAttach, kThreadDetach, kThreadAttach, kThreadDetach}));
+}
+
 TEST_F(ModuleTest, AHookMayEnterTheLibrary) {
   SetModuleHook(enter_from_hook);
   const long applied = corvid_host::ControlWordApplications();
@@ -147,11 +173,12 @@ TEST_F(ModuleTest, ShowsTheSplashScreenOfTheHost) {
 // ---- Math errors.
 
 _exception reported;
-std::string reporter;
+std::string reporter, function;
 
 int decline(const char* module, _exception* e) {
   reporter = module;
   reported = *e;
+  function = e->name;
   return 0;
 }
 
@@ -191,7 +218,9 @@ TEST_F(MathErrorTest, TheHostDecidesAndMayChangeTheResult) {
     EXPECT_EQ(errno, c.error);
     EXPECT_EQ(reporter, ModulePath());
     EXPECT_EQ(reported.type, c.type);
+    EXPECT_EQ(function, c.name);
     EXPECT_EQ(reported.arg1, c.argument);
+    EXPECT_EQ(reported.arg2, 0.0);
 
     corvid_host::SetMathErrorHandler(correct);
     errno = 0;

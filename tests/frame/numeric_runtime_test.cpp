@@ -134,10 +134,14 @@ TEST(ErrorHook, PrintsItsLineAndReturns) {
   EXPECT_EQ(corvidnum::xerbla("DGETF2", &number), 0);
   EXPECT_EQ(xerbla_("DGER  and more", &number, 6), 0);
   EXPECT_EQ(xerbla_("AB", &number, 2), 0);
+  const std::string longest(100, 'X');
+  EXPECT_EQ(xerbla_(longest.data(), &number, longest.size()), 0);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "** On entry to DGETF2, parameter number  4 had an illegal value\n"
             "** On entry to DGER  , parameter number  4 had an illegal value\n"
-            "** On entry to     AB, parameter number  4 had an illegal value\n");
+            "** On entry to     AB, parameter number  4 had an illegal value\n"
+            "** On entry to " +
+                std::string(63, 'X') + ", parameter number  4 had an illegal value\n");
 }
 
 }  // namespace
