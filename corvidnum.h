@@ -2,10 +2,15 @@
 
 // All public headers of the library.
 
+#include "accel/accel.h"
+#include "accel/dom_eigen_accel.h"
+#include "accel/mul_dom_eigen_accel.h"
 #include "dense/arrow_matrix.h"
 #include "dense/matrix.h"
 #include "dense/regular_matrix.h"
 #include "frame/corvid.h"
+#include "frame/debug_out.h"
 #include "frame/empty_value.h"
 #include "frame/export.h"
 #include "frame/numeric_runtime.h"
+#include "util/bitmap.h"

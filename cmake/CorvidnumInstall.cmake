@@ -2,9 +2,9 @@
 
 include(CMakePackageConfigHelpers)
 
-foreach(header IN LISTS CORVIDNUM_PUBLIC_HEADERS ITEMS host/corvid_host.h)
-  cmake_path(GET header PARENT_PATH room)
-  install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvidnum/${room})
+foreach(file IN LISTS CORVIDNUM_PUBLIC_HEADERS CORVIDNUM_HOST_SOURCES ITEMS host/corvid_host.h)
+  cmake_path(GET file PARENT_PATH room)
+  install(FILES ${PROJECT_SOURCE_DIR}/${file} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/corvidnum/${room})
 endforeach()
 
 # The two find each other in the folder where they were put; LD_LIBRARY_PATH still wins over a RUNPATH.

@@ -4,15 +4,23 @@
 set(CORVIDNUM_PUBLIC_HEADERS
   corvidnum.h
   frame/corvid.h
+  frame/debug_out.h
   frame/empty_value.h
   frame/export.h
   frame/host_memory.h
   frame/numeric_runtime.h
   dense/matrix.h
   dense/regular_matrix.h
-  dense/arrow_matrix.h)
+  dense/arrow_matrix.h
+  util/bitmap.h
+  accel/accel.h
+  accel/dom_eigen_accel.h
+  accel/mul_dom_eigen_accel.h)
 
-# Those of them that compile as C too.
+# Installed beside its header: a host that wants a log compiles it.
+set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp)
+
+# Those of the headers that compile as C too.
 set(CORVIDNUM_C_HEADERS
   frame/export.h
   frame/numeric_runtime.h)
@@ -24,10 +32,19 @@ set(CORVIDNUM_SOURCES
   frame/numeric_runtime.cpp
   dense/lu.cpp
   dense/regular_matrix.cpp
-  dense/arrow_matrix.cpp)
+  dense/arrow_matrix.cpp
+  util/bitmap.cpp
+  accel/debug_line.cpp
+  accel/vectors.cpp
+  accel/accel.cpp
+  accel/dom_eigen_accel.cpp
+  accel/mul_dom_eigen_accel.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)
+# The host defines DebugOut, so its type information is out of reach.
+set_source_files_properties(accel/debug_line.cpp PROPERTIES
+  COMPILE_OPTIONS $<$<BOOL:${CORVIDNUM_SANITIZE}>:-fno-sanitize=vptr>)
 
 add_library(corvidnum SHARED $<TARGET_OBJECTS:corvidnum_objects>)
 add_library(corvidnum::corvidnum ALIAS corvidnum)

@@ -1,0 +1,181 @@
+#include "accel/vectors.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "frame/host_memory.h"
+
+namespace corvidnum {
+namespace {
+
+// Each kernel is compiled twice for processors that may have wide registers: these halve the time, and change
+// no result.
+#define CORVIDNUM_INLINED __attribute__((always_inline)) inline
+#if defined(__x86_64__)
+template <auto kernel, class... Args>
+__attribute__((target("avx2"))) auto run_wide(Args... args) {
+  return kernel(args...);
+}
+template <auto kernel, class... Args>
+auto run(Args... args) {
+  return __builtin_cpu_supports("avx2") ? run_wide<kernel>(args...) : kernel(args...);
+}
+#else
+template <auto kernel, class... Args>
+auto run(Args... args) {
+  return kernel(args...);
+}
+#endif
+
+/// Four neighbours of a vector, which the processor works on side by side.
+using Four = double __attribute__((vector_size(4 * sizeof(double))));
+using FourAnywhere =
+    double __attribute__((vector_size(4 * sizeof(double)), aligned(sizeof(double)), may_alias));
+
+// A value of this type is never passed or returned: how, would depend on the processor.
+inline const FourAnywhere& four_at(const double* x) { return *reinterpret_cast<const FourAnywhere*>(x); }
+inline FourAnywhere& four_at(double* x) { return *reinterpret_cast<FourAnywhere*>(x); }
+
+/// A sum of products in the order of corvidnum::dot: four sums take turns, and those of the last one to three
+/// elements go to the first.
+struct Sum {
+  Four parts = {0.0, 0.0, 0.0, 0.0};
+
+  double total() const { return (parts[0] + parts[1]) + (parts[2] + parts[3]); }
+};
+
+template <int count>
+CORVIDNUM_INLINED Products dot_with(int n, const double* x, const double* const* others) {
+  const double* y[count];
+  for (int d = 0; d < count; ++d) y[d] = others[d];
+  Sum sums[count];
+  int i = 0;
+  for (; n - i >= 4; i += 4) {
+    const Four four = four_at(x + i);
+    for (int d = 0; d < count; ++d) sums[d].parts += four * four_at(y[d] + i);
+  }
+  for (; i < n; ++i) {
+    for (int d = 0; d < count; ++d) sums[d].parts[0] += x[i] * y[d][i];
+  }
+  Products products = {};
+  for (int d = 0; d < count; ++d) products.with[d] = sums[d].total();
+  return products;
+}
+
+CORVIDNUM_INLINED void difference_kernel(int n, const double* x, double* difference, double* previous) {
+  for (int i = 0; i < n; ++i) {
+    const double value = x[i];
+    difference[i] = value - previous[i];
+    previous[i] = value;
+  }
+}
+
+CORVIDNUM_INLINED void scale_kernel(int n, double factor, const double* from, double* to) {
+  for (int i = 0; i < n; ++i) to[i] = factor * from[i];
+}
+
+CORVIDNUM_INLINED void add_kernel(int n, double factor, const double* from, double* to) {
+  for (int i = 0; i < n; ++i) to[i] += factor * from[i];
+}
+
+CORVIDNUM_INLINED Moments moments_kernel(int n, const double* x, const double* y) {
+  Sum xx, xy, yy;
+  int i = 0;
+  for (; n - i >= 4; i += 4) {
+    const Four xs = four_at(x + i), ys = four_at(y + i);
+    xx.parts += xs * xs;
+    xy.parts += xs * ys;
+    yy.parts += ys * ys;
+  }
+  for (; i < n; ++i) {
+    xx.parts[0] += x[i] * x[i];
+    xy.parts[0] += x[i] * y[i];
+    yy.parts[0] += y[i] * y[i];
+  }
+  return Moments{xx.total(), xy.total(), yy.total()};
+}
+
+CORVIDNUM_INLINED Products dots_kernel(int n, const double* x, const double* const* y, int count) {
+  switch (count) {
+    case 1:
+      return dot_with<1>(n, x, y);
+    case 2:
+      return dot_with<2>(n, x, y);
+    case 3:
+      return dot_with<3>(n, x, y);
+    default:
+      return dot_with<kDotsAtOnce>(n, x, y);
+  }
+}
+
+CORVIDNUM_INLINED ProjectionSquares projections_kernel(int n, const double* oldProject,
+                                                       const double* difference, const double* newProject,
+                                                       double* work) {
+  Sum correction, disagreement;
+  int i = 0;
+  for (; n - i >= 4; i += 4) {
+    const Four ahead = four_at(newProject + i);
+    const Four apart = (four_at(oldProject + i) - four_at(difference + i)) - ahead;
+    four_at(work + i) = apart;
+    correction.parts += ahead * ahead;
+    disagreement.parts += apart * apart;
+  }
+  for (; i < n; ++i) {
+    work[i] = (oldProject[i] - difference[i]) - newProject[i];
+    correction.parts[0] += newProject[i] * newProject[i];
+    disagreement.parts[0] += work[i] * work[i];
+  }
+  return ProjectionSquares{correction.total(), disagreement.total()};
+}
+
+}  // namespace
+
+double* allocate_zeros(std::int64_t count) {
+  double* const array = allocate_array<double>(count);
+  if (array && count > 0) std::memset(array, 0, static_cast<std::size_t>(count) * sizeof *array);
+  return array;
+}
+
+void clear(int n, double* to) {
+  if (n > 0) std::memset(to, 0, static_cast<std::size_t>(n) * sizeof *to);
+}
+
+void copy(int n, const double* from, double* to) {
+  if (n > 0) std::memmove(to, from, static_cast<std::size_t>(n) * sizeof *to);
+}
+
+void take_difference(int n, const double* x, double* difference, double* previous) {
+  return run<difference_kernel>(n, x, difference, previous);
+}
+
+void scale(int n, double factor, const double* from, double* to) {
+  return run<scale_kernel>(n, factor, from, to);
+}
+
+void add_multiple(int n, double factor, const double* from, double* to) {
+  return run<add_kernel>(n, factor, from, to);
+}
+
+Moments moments(int n, const double* x, const double* y) { return run<moments_kernel>(n, x, y); }
+
+Products dot_with_each(int n, const double* x, const double* const* y, int count) {
+  return run<dots_kernel>(n, x, y, count);
+}
+
+ProjectionSquares compare_projections(int n, const double* oldProject, const double* difference,
+                                      const double* newProject, double* work) {
+  return run<projections_kernel>(n, oldProject, difference, newProject, work);
+}
+
+bool squares_stay_below(int n, const double* x, double limit) {
+  double sum = 0.0;
+  if (!(sum < limit)) return false;
+  // The sum never falls: once it is not below, the answer is known.
+  for (int i = 0; i < n; ++i) {
+    sum += x[i] * x[i];
+    if (!(sum < limit)) return false;
+  }
+  return true;
+}
+
+}  // namespace corvidnum

@@ -1,0 +1,213 @@
+// Iterations x <- x* + A (x - x*) with known spectra.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "accel/dom_eigen_accel.h"
+#include "accel/mul_dom_eigen_accel.h"
+#include "tests/accel/plain_model.h"
+
+namespace {
+
+using plain::Vector;
+
+constexpr int kLength = 9;
+
+/// One real eigenvalue, or with an angle the pair radius * exp(+- i angle).
+struct Eigenvalue {
+  double radius;
+  double angle = 0.0;
+};
+
+/// A = Q D Q' for a random reflection product Q; eigenvalues that are not given are 0.
+class LinearIteration {
+ public:
+  explicit LinearIteration(const std::vector<Eigenvalue>& spectrum, double size = 1e3) {
+    reference::Random random(7);
+    for (int i = 0; i < 3; ++i) mirrors_.push_back(reference::random_vector(kLength, random));
+    fixed_point = reference::random_vector(kLength, random);
+    for (const Eigenvalue& e : spectrum) {
+      const bool pair = e.angle != 0.0;
+      const std::size_t first = used_;
+      used_ += pair ? 2 : 1;
+      blocks_.push_back({first, e});
+    }
+    Vector modes(kLength, 0.0);
+    for (std::size_t i = 0; i < used_; ++i) modes[i] = size * (1.0 + 0.3 * static_cast<double>(i));
+    x = plain::plus(fixed_point, to_space(modes));
+  }
+
+  void advance() {
+    const Vector z = to_modes(plain::minus(x, fixed_point));
+    Vector next(kLength, 0.0);
+    for (const auto& block : blocks_) {
+      const double c = block.value.radius * std::cos(block.value.angle);
+      const double s = block.value.radius * std::sin(block.value.angle);
+      const std::size_t i = block.first;
+      next[i] = c * z[i];
+      if (block.value.angle != 0.0) {
+        next[i] -= s * z[i + 1];
+        next[i + 1] = s * z[i] + c * z[i + 1];
+      }
+    }
+    x = plain::plus(fixed_point, to_space(next));
+  }
+  double distance() const {
+    const Vector apart = plain::minus(x, fixed_point);
+    return std::sqrt(plain::dot(apart, apart));
+  }
+
+  Vector x, fixed_point;
+
+ private:
+  struct Block {
+    std::size_t first;
+    Eigenvalue value;
+  };
+  static void mirror(const Vector& v, Vector& z) {
+    const double factor = 2.0 * plain::dot(v, z) / plain::dot(v, v);
+    z = plain::minus(z, plain::times(factor, v));
+  }
+  Vector to_space(Vector z) const {
+    for (const Vector& v : mirrors_) mirror(v, z);
+    return z;
+  }
+  Vector to_modes(Vector z) const {
+    for (auto v = mirrors_.rbegin(); v != mirrors_.rend(); ++v) mirror(*v, z);
+    return z;
+  }
+
+  std::vector<Vector> mirrors_;
+  std::vector<Block> blocks_;
+  std::size_t used_ = 0;
+};
+
+/// Hands in the vectors up to the first one that is accepted; its number, or 0 if there is none up to `most`.
+int first_accepted(Accel& accel, LinearIteration& iteration, int most = 30) {
+  for (int pass = 1; pass <= most; ++pass) {
+    if (accel.Accelerate(iteration.x.data())) return pass;
+    iteration.advance();
+  }
+  return 0;
+}
+
+TEST(DominantOnLinearIteration, FirstStepLandsOnTheFixedPoint) {
+  const struct {
+    unsigned char values, pred, conservative;
+    int pass;
+  } settings[] = {{0, 0, 0, 3}, {0, 0, 1, 3}, {1, 0, 0, 4}, {0, 1, 0, 5}, {1, 1, 1, 5}};
+  for (const double lambda : {0.5, 0.7, 0.9, 0.99, -0.9, -0.3}) {
+    for (const auto& s : settings) {
+      LinearIteration iteration({{lambda}}, 1.0);
+      DomEigenAccel accel(kLength, 4, s.values, s.pred, s.conservative, 0);
+      EXPECT_EQ(first_accepted(accel, iteration), s.pass) << lambda;
+      // The estimate of lambda carries the rounding of the differences into 1 / (1 - lambda), squared.
+      EXPECT_LT(iteration.distance(), 1e-14 / ((1 - lambda) * (1 - lambda))) << lambda;
+    }
+  }
+}
+
+TEST(DominantOnLinearIteration, AboveOneIsUsedOnlyWithoutGates) {
+  LinearIteration used({{1.25}}, 1.0), refused({{1.25}}, 1.0), drift({{1.0}}, 1.0);
+  DomEigenAccel without(kLength, 4, 0, 0, 0, 0), gates(kLength, 4, 1, 0, 0, 0);
+  EXPECT_EQ(first_accepted(without, used), 3);
+  EXPECT_LT(used.distance(), 1e-12);
+  EXPECT_EQ(first_accepted(gates, refused), 0);
+}
+
+TEST(MultipleOnLinearIteration, FirstStepLandsOnTheFixedPointWithTheRightCount) {
+  const struct {
+    const char* what;
+    int count;
+    std::vector<Eigenvalue> spectrum;
+  } cases[] = {
+      {"one", 1, {{0.9}}},
+      {"one negative", 1, {{-0.8}}},
+      {"one above 1", 1, {{1.5}}},
+      {"two close", 2, {{0.9}, {0.8}}},
+      {"a complex pair", 2, {{0.9, 1.0}}},
+      {"three close", 3, {{0.95}, {0.85}, {0.7}}},
+      {"a pair and one", 3, {{0.9, 2.0}, {0.8}}},
+      {"four", 4, {{0.9, 0.7}, {0.95, 2.0}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    LinearIteration iteration(c.spectrum);
+    const double start = iteration.distance();
+    MulDomEigenAccel accel(kLength, c.count, 0, 0, 0);
+    EXPECT_EQ(first_accepted(accel, iteration), c.count + 4);
+    EXPECT_LT(iteration.distance(), 1e-8 * start);  // the normal equations square the condition
+  }
+}
+
+// ---- Every pass, accepted or not, against the plain model: same answers, same bits.
+
+const std::vector<Eigenvalue> kSpectra[] = {
+    {{0.5}, {0.1}},
+    {{0.9}, {0.5}, {0.2}},
+    {{0.99}, {0.3}},
+    {{-0.9}, {0.4}},
+    {{0.9, 0.6}, {0.3}},
+    {{0.95}, {0.9}, {0.1}},
+    {{0.95}, {0.93}, {0.9}, {0.2}},
+    {{1.05}, {0.5}},
+    {{1.0}, {0.5}},
+};
+
+/// `undo_at` tells in which of the accepted passes the host takes the step back.
+template <class Model>
+void expect_the_same(Accel& accel, Model& model, LinearIteration iteration, int undo_at) {
+  Vector expected = iteration.x;
+  for (int pass = 1; pass <= 40; ++pass) {
+    SCOPED_TRACE(pass);
+    const bool accepted = accel.Accelerate(iteration.x.data()) != 0;
+    ASSERT_EQ(accepted, model.accelerate(expected));
+    ASSERT_EQ(iteration.x, expected);
+    if (accepted && pass % 7 == undo_at) {
+      accel.UndoAndReset(iteration.x.data());
+      model.undo(expected);
+      ASSERT_EQ(iteration.x, expected);
+    }
+    if (pass == 25) {
+      accel.Reset();
+      model.reset();
+    }
+    iteration.advance();
+    expected = iteration.x;
+    // Rounding is all that is left of some differences; NaN has no equal.
+    if (!(iteration.distance() < 1e100)) return;
+  }
+}
+
+TEST(DominantOnLinearIteration, FollowsThePlainModel) {
+  for (const auto& spectrum : kSpectra) {
+    for (int setting = 0; setting < 64; ++setting) {
+      SCOPED_TRACE(testing::Message() << "spectrum " << &spectrum - kSpectra << " setting " << setting);
+      const bool values = setting & 1, pred = setting & 2, conservative = setting & 4;
+      DomEigenAccel accel(kLength, setting & 8 ? 2 : 5, values, pred, conservative, 0);
+      plain::Dominant model(values, pred, conservative);
+      accel.StartingIteration(model.start = setting & 16 ? 6 : 3);
+      accel.MaxAccelFrequency(model.frequency = setting & 32 ? 4 : 1);
+      expect_the_same(accel, model, LinearIteration(spectrum), setting % 9);
+    }
+  }
+}
+
+TEST(MultipleOnLinearIteration, FollowsThePlainModel) {
+  for (const auto& spectrum : kSpectra) {
+    for (int setting = 0; setting < 24; ++setting) {
+      SCOPED_TRACE(testing::Message() << "spectrum " << &spectrum - kSpectra << " setting " << setting);
+      const int eigenvalues = 1 + setting % 6;  // more than four differences are multiplied in groups
+      MulDomEigenAccel accel(kLength, eigenvalues, 1, 1, 1);
+      plain::Multiple model(eigenvalues, kLength);
+      accel.StartingIteration(model.start = setting & 8 ? 8 : 3);
+      accel.MaxAccelFrequency(model.frequency = setting & 16 ? 3 : 1);
+      expect_the_same(accel, model, LinearIteration(spectrum), setting % 9);
+    }
+  }
+}
+
+}  // namespace

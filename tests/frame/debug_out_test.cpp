@@ -1,0 +1,161 @@
+// The log as a host has it: this program compiles frame/debug_out.cpp itself.
+
+#include "frame/debug_out.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <ctime>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "frame/empty_value.h"
+#include "tests/support/log_file.h"
+
+namespace {
+
+using DebugOutTest = test_support::LogFile;
+
+TEST_F(DebugOutTest, NumbersHaveTheirColumns) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  const struct {
+    double value;
+    const char* text;
+  } doubles[] = {
+      {EmptyValue, "        EMPTY"},
+      {-32767.5, " -32767.50000"},
+      {0.0, "         0.0"},
+      {-0.0, "         0.0"},
+      {1e-5, "  1.00000e-05"},
+      {-1e-5, " -1.00000e-05"},
+      {std::nextafter(1e-4, 0.0), "  1.00000e-04"},
+      {1e-4, "      0.00010"},
+      {-2.5, "     -2.50000"},
+      {1e7, "10000000.00000"},  // the column grows
+      {-1e7, "-10000000.00000"},
+      {std::nextafter(1e7, 1e8), "  1.00000e+07"},
+      {1.1e7, "  1.10000e+07"},
+      {5e-324, " 4.94066e-324"},
+      {infinity, "          inf"},
+      {-infinity, "         -inf"},
+      {std::nan(""), "          nan"},
+  };
+  for (const auto& c : doubles) {
+    EXPECT_EQ(written([&](DebugOut& log) { log.Write(c.value); }), c.text) << c.value;
+  }
+  const struct {
+    int value;
+    const char* text;
+  } integers[] = {
+      {EmptyValueInt, "        EMPTY"},
+      {0, "            0"},
+      {-7, "           -7"},
+      {-2147483647 - 1, "  -2147483648"},
+  };
+  for (const auto& c : integers) {
+    EXPECT_EQ(written([&](DebugOut& log) { log.Write(c.value); }), c.text);
+  }
+}
+
+TEST_F(DebugOutTest, VectorsBreakAfterFiveNumbers) {
+  const int integers[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+  const std::string n[] = {"",
+                           "            1",
+                           "            2",
+                           "            3",
+                           "            4",
+                           "            5",
+                           "            6",
+                           "            7",
+                           "            8",
+                           "            9",
+                           "           10",
+                           "           11"};
+  const struct {
+    int first, last;
+    std::string text;
+  } cases[] = {
+      {3, 3, "h:"},
+      {3, -9, "h:"},
+      {2, 4, "h:" + n[3] + n[4]},
+      {0, 5, "h:" + n[1] + n[2] + n[3] + n[4] + n[5]},
+      {1, 7, "h:\n" + n[2] + n[3] + n[4] + n[5] + n[6] + "\n" + n[7]},
+      {0, 10, "h:\n" + n[1] + n[2] + n[3] + n[4] + n[5] + "\n" + n[6] + n[7] + n[8] + n[9] + n[10]},
+      {0, 11,
+       "h:\n" + n[1] + n[2] + n[3] + n[4] + n[5] + "\n" + n[6] + n[7] + n[8] + n[9] + n[10] + "\n" + n[11]},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(written([&](DebugOut& log) { log.WriteVector("h:", integers, c.first, c.last); }), c.text);
+  }
+  const double doubles[] = {1.0, 0.0, EmptyValue};
+  EXPECT_EQ(written([&](DebugOut& log) { log.WriteVector("h", doubles, 0, 3); }),
+            "h      1.00000         0.0        EMPTY");
+  EXPECT_EQ(written([&](DebugOut& log) {
+              log.WriteVector("h", static_cast<const double*>(nullptr), 0, 3);
+              log.WriteVector("h", static_cast<const int*>(nullptr), 0, 3);
+              log.WriteMatrix("h", nullptr, 1, 1);
+            }),
+            "");
+}
+
+TEST_F(DebugOutTest, MatrixRowsBeginOnLinesOfTheirOwn) {
+  double values[2][6] = {{1, 2, 3, 4, 5, 6}, {7, 8, 9, 10, 11, 12}};
+  double* rows[] = {values[0], values[1]};
+  const struct {
+    int rows, columns;
+    const char* text;
+  } cases[] = {
+      {1, 3, "m:\n           1.00000      2.00000      3.00000"},
+      {2, 1, "m:\n           1.00000\n           7.00000"},
+      {1, 6,
+       "m:\n           1.00000      2.00000      3.00000      4.00000      5.00000\n           6.00000"},
+      {2, 0, "m:"},
+      {-1, 3, "m:"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(written([&](DebugOut& log) { log.WriteMatrix("m:", rows, c.rows, c.columns); }), c.text);
+  }
+}
+
+TEST_F(DebugOutTest, KeepsOrReplacesWhatIsThere) {
+  const auto run = [&](unsigned char append, int value) {
+    DebugOut log(name(), 1, append);
+    log.Write(1);  // not open: goes nowhere
+    log.Open();
+    log.Write(value);
+  };
+  run(1, 1);  // there is none yet
+  EXPECT_EQ(content(), "            1");
+  run(1, 2);
+  EXPECT_EQ(content(), "            1            2");
+  run(0, 3);
+  EXPECT_EQ(content(), "            3");
+}
+
+TEST_F(DebugOutTest, ReopeningPutsItOnDisk) {
+  const DebugOut fields(name(), 7, 1);
+  EXPECT_EQ(fields.level, 7);
+  EXPECT_EQ(fields.append, 1);
+  DebugOut* const log = new DebugOut(name(), 0, 0);
+  log->Open();
+  log->Write(1);
+  log->Reopen();
+  EXPECT_EQ(content(), "            1");
+  log->Write(2);
+  delete log;  // closes
+  EXPECT_EQ(content(), "            1            2");
+}
+
+TEST_F(DebugOutTest, TimeIsThatOfTheClock) {
+  const std::time_t before = std::time(nullptr);
+  const std::string text = written([](DebugOut& log) { log.WriteTime(); });
+  const std::time_t after = std::time(nullptr);
+  bool found = false;
+  for (std::time_t t = before; t <= after; ++t) {
+    found = found || text == "\nThe current time is: " + std::string(std::ctime(&t)) + " \n";
+  }
+  EXPECT_TRUE(found) << text;
+}
+
+}  // namespace
