@@ -37,18 +37,32 @@ double largest_difference(const std::vector<std::vector<double>>& a,
   return largest;
 }
 
-double largest_change(const std::vector<double>& from, const std::vector<double>& to) {
-  double largest = 0;
-  for (std::size_t j = 0; j < from.size(); ++j) largest = std::max(largest, std::fabs(to[j] - from[j]));
-  return largest;
-}
-
 std::string slow_convergence(const ColumnCase& c, const std::vector<double>& changes) {
   constexpr std::size_t kLookBack = 10;
   const bool falls = changes.size() <= kLookBack || changes.back() < changes[changes.size() - 1 - kLookBack];
   return fmt::format("after {} passes the largest change is still {:.2e} {} (tolerance {:g}) and {}",
                      changes.size(), changes.back(), c.model->scale().unit, c.tolerance,
                      falls ? "still falls: allow more passes" : "no longer falls");
+}
+
+/// Passes from `temperatures` on, until they rest or the outcome of `s` is a failure.
+void iterate(const ColumnCase& c, BubblePointMethod& method, Accelerator* accelerator,
+             std::vector<double>& temperatures, Solution& s) {
+  std::vector<double> next;
+  while (s.changes.empty() || !(s.changes.back() < c.tolerance)) {
+    if (s.passes() == c.max_passes) {
+      s.outcome = Outcome::kTooManyPasses;
+      return;
+    }
+    ++s.evaluations;
+    s.outcome = method.pass(temperatures, next);
+    const double change = s.outcome == Outcome::kOk ? largest_change(temperatures, next) : HUGE_VAL;
+    if (accelerator && accelerator->take_back(change, temperatures)) continue;
+    if (s.outcome != Outcome::kOk) return;
+    s.changes.push_back(change);
+    temperatures.swap(next);
+    if (accelerator && !(change < c.tolerance)) accelerator->step(temperatures, change);
+  }
 }
 
 }  // namespace
@@ -122,28 +136,28 @@ int Solution::passes_to(double tolerance) const {
   return found == changes.end() ? 0 : static_cast<int>(found - changes.begin()) + 1;
 }
 
-Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver) {
+Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
+               const AccelerationSettings& settings, DebugOut* log) {
+  const auto accelerator = make_accelerator(settings, c.stages, c.model->scale().highest, log);
+  return solve(c, flows, solver, accelerator.get());
+}
+
+Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator) {
   const auto begin = std::chrono::steady_clock::now();
   BubblePointMethod method(c, flows, solver);
   Solution s;
-  std::vector<double> temperatures, next;
+  s.accelerated = accelerator != nullptr;
+  std::vector<double> temperatures;
   if (s.outcome = method.start(temperatures); s.outcome != Outcome::kOk) {
     s.complaint = "the feed has no bubble point at this pressure";
     return s;
   }
-  while (s.changes.empty() || !(s.changes.back() < c.tolerance)) {
-    if (s.passes() == c.max_passes) {
-      s.outcome = Outcome::kTooManyPasses;
-      s.complaint = slow_convergence(c, s.changes);
-      return s;
-    }
-    s.outcome = method.pass(temperatures, next);
-    if (s.outcome != Outcome::kOk) break;
-    s.changes.push_back(largest_change(temperatures, next));
-    temperatures.swap(next);
-  }
+  iterate(c, method, accelerator, temperatures, s);
   if (s.outcome == Outcome::kOk) s.outcome = method.compositions(temperatures, s.profile);
-  if (s.outcome != Outcome::kOk)
+  if (accelerator) s.steps = accelerator->counts();
+  if (s.outcome == Outcome::kTooManyPasses)
+    s.complaint = slow_convergence(c, s.changes);
+  else if (s.outcome != Outcome::kOk)
     s.complaint = fmt::format("in pass {}: {}", s.passes() + 1, method.complaint());
   s.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return s;
@@ -156,6 +170,12 @@ double solver_difference(const ColumnCase& c, const InternalFlows& flows,
       BubblePointMethod(c, flows, Solver::kDense).compositions(temperatures, dense) != Outcome::kOk)
     return HUGE_VAL;
   return largest_difference(arrow.liquid, dense.liquid);
+}
+
+double largest_change(const std::vector<double>& from, const std::vector<double>& to) {
+  double largest = 0;
+  for (std::size_t j = 0; j < from.size(); ++j) largest = std::max(largest, std::fabs(to[j] - from[j]));
+  return largest;
 }
 
 ProfileDifference profile_difference(const Profile& a, const Profile& b) {

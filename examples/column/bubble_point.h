@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "examples/column/acceleration.h"
 #include "examples/column/column_case.h"
 #include "examples/column/component_balance.h"
 #include "examples/column/flows.h"
@@ -56,8 +57,12 @@ class BubblePointMethod {
 struct Solution {
   Outcome outcome = Outcome::kOk;
   std::string complaint;        // why not, if the outcome is not kOk
-  std::vector<double> changes;  // the largest change of a stage temperature, pass by pass
-  Profile profile;              // on kOk only
+  std::vector<double> changes;  // the largest change of a stage temperature, pass by pass; without passes
+                                // whose start was taken back
+  int evaluations = 0;          // passes computed, those included
+  bool accelerated = false;
+  StepCounts steps;  // of the accelerator
+  Profile profile;   // on kOk only
   double seconds = 0;
 
   int passes() const { return static_cast<int>(changes.size()); }
@@ -66,13 +71,22 @@ struct Solution {
 };
 
 /// Repeats passes until the largest change is below the tolerance, then computes the compositions at the
-/// temperatures found.
-Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver);
+/// temperatures found. An accelerator watches the vector of stage temperatures, or what takes their place in
+/// the equilibrium model: with constant relative volatilities ln K of a component of volatility 1.
+/// @param log  open, for the accelerator's account; may be null
+Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
+               const AccelerationSettings& settings = {}, DebugOut* log = nullptr);
+
+/// The same with an accelerator of the caller's, which has not received anything yet. Null: without.
+Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator);
 
 /// The largest relative difference between the solutions of all component systems by the arrow and by the
 /// dense matrix at the same temperatures. Not finite if one of them failed.
 double solver_difference(const ColumnCase& c, const InternalFlows& flows,
                          const std::vector<double>& temperatures);
+
+/// The largest absolute difference of a temperature.
+double largest_change(const std::vector<double>& from, const std::vector<double>& to);
 
 /// The largest relative difference of temperatures and of liquid fractions between two profiles.
 struct ProfileDifference {

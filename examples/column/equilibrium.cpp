@@ -43,7 +43,7 @@ LnK RelativeVolatility::ln_k(int component, double temperature, double) const {
 }
 
 TemperatureScale RelativeVolatility::scale() const {
-  return {"in ln K", "K(alpha=1)", -100.0, 100.0, reference_k};
+  return {"in ln K", "K(alpha=1)", -100.0, 100.0, reference_k, 1.0, "ln K"};
 }
 
 LnK DePriester::ln_k(int component, double t, double p) const {
@@ -52,7 +52,9 @@ LnK DePriester::ln_k(int component, double t, double p) const {
           -2 * c.a1 / (t * t * t) - c.a2 / (t * t)};
 }
 
-TemperatureScale DePriester::scale() const { return {"deg R", "T/C", 100.0, 3000.0, celsius_of_rankine}; }
+TemperatureScale DePriester::scale() const {
+  return {"deg R", "T/C", 100.0, 3000.0, celsius_of_rankine, 1 / kRankinePerKelvin, "K"};
+}
 
 LnK Antoine::ln_k(int component, double t, double p) const {
   const Constants& c = constants_[component];
@@ -63,7 +65,7 @@ TemperatureScale Antoine::scale() const {
   // Below -C of any component its vapour pressure jumps to infinity.
   double lowest = -kCelsiusZero;
   for (const Constants& c : constants_) lowest = std::max(lowest, 1.0 - c.c);
-  return {"deg C", "T/C", lowest, 1500.0, as_is};
+  return {"deg C", "T/C", lowest, 1500.0, as_is, 1.0, "K"};
 }
 
 std::optional<double> bubble_temperature(const EquilibriumModel& model, const std::vector<double>& liquid,

@@ -22,6 +22,8 @@ struct TemperatureScale {
   const char* shown_as;     // heading of what shown() gives
   double lowest, highest;   // bubble points are looked for between these
   double (*shown)(double);  // the model's temperature as reports show it
+  double common_degrees;    // in one degree of the model: what tells temperatures of all models apart alike
+  const char* common_unit;  // of these
 };
 
 /// K-values of a set of components, numbered from 0, as functions of temperature and pressure.

@@ -47,6 +47,7 @@ std::optional<double> own_figure(const ColumnCase& c, const Solution& s,
     case What::kTemperature:
       return c.model->scale().shown(s.profile.temperature[p.stage]);
     case What::kPasses:
+      if (s.accelerated) return std::nullopt;
       if (const int passes = s.passes_to(p.tolerance); passes > 0) return passes;
       return std::nullopt;
     case What::kMinimumStages:

@@ -16,7 +16,8 @@ struct Comparison {
   double units_apart;  // between the two as printed, in units of the last digit
 };
 
-/// One row for each published figure of the case that this solution has an answer to.
+/// One row for each published figure of the case that this solution has an answer to. Published passes are
+/// those of the plain iteration.
 std::vector<Comparison> compare_with_published(const ColumnCase& c, const Solution& solution,
                                                const std::optional<ShortcutResult>& limits);
 

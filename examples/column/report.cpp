@@ -30,6 +30,9 @@ void add_heading(Page& page, const ColumnCase& c, const Solution& s) {
   if (!c.source.empty()) page.add("{}\n", c.source);
   page.add("\nconverged in {} passes, {:.2f} ms; last change {:.1e} {} (tolerance {:g})\n", s.passes(),
            1e3 * s.seconds, s.changes.back(), c.model->scale().unit, c.tolerance);
+  if (s.accelerated)
+    page.add("accelerated: {} evaluations; {} steps accepted, {} refused, {} taken back\n", s.evaluations,
+             s.steps.accepted, s.steps.refused, s.steps.taken_back);
 }
 
 void add_stages(Page& page, const ColumnCase& c, const InternalFlows& flows, const Profile& profile) {
@@ -88,6 +91,11 @@ void add_comparison(Page& page, const std::vector<Comparison>& rows) {
     page.add("{:<34} {:>12} {:>12}  {}\n", row.what, row.published, row.own, verdict(row));
 }
 
+std::string difference(const MethodComparison& comparison, const MethodComparison::Run& run) {
+  if (&run == comparison.failed()) return "not converged";
+  return &run == &comparison.runs.front() ? "" : fmt::format("{:.1e}", run.apart);
+}
+
 }  // namespace
 
 std::string report(const ColumnCase& c, const InternalFlows& flows, const Solution& solution,
@@ -113,6 +121,20 @@ std::string report(const DenseCheck& check) {
   page.add("  {:<42} {:.1e} (x), {:.1e} (temperatures)\n", "final profiles of two runs", check.final.liquid,
            check.final.temperature);
   page.add("  the dense run took {} passes, {:.2f} ms\n", check.passes, 1e3 * check.seconds);
+  return page.take();
+}
+
+std::string report(const ColumnCase& c, const MethodComparison& comparison) {
+  Page page;
+  page.add("\n{:<24} {:>7} {:>12} {:>9} {:>8} {:>11} {:>8} {:>16}\n", "acceleration", "passes", "evaluations",
+           "accepted", "refused", "taken back", "ms",
+           fmt::format("difference/{}", c.model->scale().common_unit));
+  for (const MethodComparison::Run& run : comparison.runs) {
+    const Solution& s = run.solution;
+    page.add("{:<24} {:>7} {:>12} {:>9} {:>8} {:>11} {:>8.2f} {:>16}\n", run.name, s.passes(), s.evaluations,
+             s.steps.accepted, s.steps.refused, s.steps.taken_back, 1e3 * s.seconds,
+             difference(comparison, run));
+  }
   return page.take();
 }
 

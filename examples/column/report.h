@@ -7,6 +7,7 @@
 #include "examples/column/closure.h"
 #include "examples/column/column_case.h"
 #include "examples/column/flows.h"
+#include "examples/column/method_comparison.h"
 #include "examples/column/published.h"
 #include "examples/column/shortcut.h"
 
@@ -28,5 +29,8 @@ struct DenseCheck {
   double largest() const;
 };
 std::string report(const DenseCheck& check);
+
+/// One row for each way to converge the case.
+std::string report(const ColumnCase& c, const MethodComparison& comparison);
 
 }  // namespace column

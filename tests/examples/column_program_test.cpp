@@ -22,6 +22,12 @@ std::string contents(const fs::path& path) {
   return text.str();
 }
 
+/// Of the comparison of accelerations.
+struct Row {
+  int passes, evaluations, accepted, refused, taken_back;
+  double apart;
+};
+
 class Program : public testing::Test {
  protected:
   Program() { fs::create_directories(folder_); }
@@ -80,6 +86,17 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
       {"", 2, "case is required"},
       {good + " --tolerance -1", 2, "--tolerance"},
       {good + " --frobnicate", 2, "--frobnicate"},
+      {good + " --accelerate newton", 2, "--accelerate"},
+      {good + " --accelerate 1", 2, "--accelerate"},
+      {good + " --accelerate", 2, "--accelerate"},
+      {good + " --accelerate multiple --eigen 0", 2, "--eigen"},
+      {good + " --accelerate multiple --eigen 2.5", 2, "--eigen"},
+      {good + " --accelerate dominant --frequency 0", 2, "--frequency"},
+      {good + " --accelerate dominant --eigen 2", 2, "--eigen: needs --accelerate multiple"},
+      {good + " --accelerate none --frequency 2", 2, "--frequency: needs --accelerate dominant or multiple"},
+      {good + " --debug-log x", 2, "--debug-log: needs --accelerate dominant or multiple"},
+      {good + " --compare --debug-log '" + folder_.string() + "/no/such/folder'", 1,
+       "/no/such/folder.LOG: cannot be written\n"},
       {"'" + hasty + "'", 3, "not converged: after 20 passes"},
       {"'" + hopeless + "'", 4, "balances close only to "},
       {good + " --csv '" + folder_.string() + "/no/such/folder.csv'", 1, "No such file or directory\n"},
@@ -90,6 +107,61 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
     EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
     if (expected.code == 2) continue;  // usage errors come with a hint
     EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+  }
+}
+
+TEST_F(Program, AcceleratesAndCompares) {
+  for (const char* name : {"binary32", "butane-pentane", "aromatics-pumparound"}) {
+    for (const char* how : {"dominant", "multiple --eigen 3 --frequency 2"}) {
+      SCOPED_TRACE(std::string(name) + ' ' + how);
+      EXPECT_EQ(
+          run("'" COLUMN_CASES "/" + std::string(name) + ".toml' --dense --compare --accelerate " + how), 0)
+          << err_;
+      EXPECT_EQ(err_, "");
+      EXPECT_TRUE(printed("\naccelerated: ") && printed("dense against arrow")) << out_;
+      EXPECT_TRUE(printed("\nnone  ") && printed("\ndominant  ") && printed("\nmultiple, ")) << out_;
+      EXPECT_FALSE(printed("DIFFERS")) << out_;
+    }
+  }
+  ASSERT_EQ(run("'" COLUMN_CASES "/butane-pentane.toml' --compare --eigen 5"), 0) << err_;
+  EXPECT_FALSE(printed("accelerated: "));
+  const auto row = [this](const char* name) {
+    Row r{};
+    const std::size_t at = out_.find(std::string("\n") + name);
+    if (at == std::string::npos) return r;
+    std::sscanf(out_.c_str() + at + 1 + std::string(name).size(), "%d %d %d %d %d %*f %lf", &r.passes,
+                &r.evaluations, &r.accepted, &r.refused, &r.taken_back, &r.apart);
+    return r;
+  };
+  const Row none = row("none"), dominant = row("dominant"), multiple = row("multiple, 5 eigenvalues");
+  EXPECT_NEAR(none.passes, 89, 2) << out_;
+  EXPECT_EQ(none.accepted + none.refused + none.taken_back, 0);
+  for (const Row& r : {dominant, multiple}) {
+    EXPECT_GT(r.accepted, 0) << out_;
+    EXPECT_EQ(r.evaluations, r.passes + r.taken_back);
+    EXPECT_LE(2 * r.evaluations, none.passes);
+    EXPECT_GT(r.apart, 0);
+    EXPECT_LT(r.apart, 1e-6);
+  }
+}
+
+TEST_F(Program, KeepsTheAcceleratorsAccount) {
+  const std::string log = (folder_ / "account").string();
+  const std::string good = "'" COLUMN_CASES "/butane-pentane.toml' --debug-log '" + log + "' ";
+  write("account.LOG", "the old one");
+  for (const char* how : {"--accelerate dominant", "--accelerate multiple", "--compare"}) {
+    SCOPED_TRACE(how);
+    ASSERT_EQ(run(good + how), 0) << err_;
+    const std::string text = contents(log + ".LOG");
+    EXPECT_EQ(text.rfind("Accel - Maximum acceleration frequency set to 4\n"
+                         "Accel - Received new vector from client - vector number is -1, vector is\n     ",
+                         0),
+              0u)
+        << text.substr(0, 200);
+    const auto told = [&](const char* words) { return text.find(words) != std::string::npos; };
+    EXPECT_TRUE(told("Accel - finished performing an acceleration step\n"));
+    EXPECT_EQ(told("DomEigenAccel - Oldlambda = "), std::string(how) != "--accelerate multiple");
+    EXPECT_EQ(told("Try to accelerate with 4 eigenvalues\n"), std::string(how) != "--accelerate dominant");
   }
 }
 

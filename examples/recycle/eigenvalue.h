@@ -1,0 +1,27 @@
+#pragma once
+
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace recycle {
+
+/// Estimates the dominant eigenvalue of a pass, from what the last passes made of what they were given.
+/// Near the solution a difference dx of two guesses comes out as J dx. J is projected on the space of the
+/// last few dx (Rayleigh-Ritz; Saad, Numerical Methods for Large Eigenvalue Problems, ch. 4), so that any
+/// way to choose the guesses will do, accelerated or not.
+class EigenvalueEstimate {
+ public:
+  /// Takes in one pass.
+  void note(const std::vector<double>& guess, const std::vector<double>& outcome);
+  /// The magnitude of the dominant eigenvalue; nothing before the second pass, or if no guess moved.
+  std::optional<double> magnitude() const;
+
+ private:
+  struct Pass {
+    std::vector<double> guess, outcome;
+  };
+  std::deque<Pass> passes_;
+};
+
+}  // namespace recycle

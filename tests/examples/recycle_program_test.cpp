@@ -1,0 +1,113 @@
+// The program as a user meets it: exit codes, streams, and the files that it writes.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contents(const fs::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+class RecycleProgram : public testing::Test {
+ protected:
+  RecycleProgram() { fs::create_directories(folder_); }
+  ~RecycleProgram() override { fs::remove_all(folder_); }
+
+  /// Runs the program; its streams are then in out_ and err_.
+  int run(const std::string& arguments) {
+    const fs::path out = folder_ / "out", err = folder_ / "err";
+    const std::string command =
+        "'" RECYCLE_PROGRAM "' " + arguments + " >'" + out.string() + "' 2>'" + err.string() + "'";
+    const int status = std::system(command.c_str());
+    out_ = contents(out);
+    err_ = contents(err);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  std::string in_folder(const std::string& name) const { return "'" + (folder_ / name).string() + "'"; }
+  bool printed(const std::string& words) const { return out_.find(words) != std::string::npos; }
+
+  const fs::path folder_ = fs::path(testing::TempDir()) / ("corvidnum-recycle-" + std::to_string(getpid()));
+  const std::string cavett_ = "'" RECYCLE_CASES "/cavett.toml'";
+  std::string out_, err_;
+};
+
+TEST_F(RecycleProgram, SolvesAndComparesWhatShips) {
+  for (const char* name : {"cavett", "purge-loop"}) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(run("'" RECYCLE_CASES "/" + std::string(name) + ".toml' --compare"), 0) << err_;
+    EXPECT_EQ(err_, "");
+    for (const char* words : {"torn streams: Z", "\ndirect ", "\ndominant ", "\nmultiple ", "eigenvalue"})
+      EXPECT_TRUE(printed(words)) << words << " in " << out_;
+  }
+  EXPECT_EQ(run(cavett_), 0);
+  EXPECT_TRUE(printed("published") && printed("largest difference from the published rates")) << out_;
+  EXPECT_TRUE(printed("converged in 157 passes")) << out_;
+}
+
+TEST_F(RecycleProgram, ExitCodeTellsWhatWentWrong) {
+  std::ofstream(folder_ / "broken.toml") << "title = \"x\"\nk_values = 3\n";
+  const struct {
+    std::string arguments;
+    int code;
+    std::string says;
+  } runs[] = {
+      {in_folder("broken.toml"), 1, "broken.toml:2: \"k_values\" in the case must be a text, not integer\n"},
+      {in_folder("none.toml"), 1, "none.toml: No such file or directory\n"},
+      {in_folder(""), 1, ": Is a directory\n"},
+      {"", 2, "case is required"},
+      {cavett_ + " --tolerance -1", 2, "--tolerance"},
+      {cavett_ + " --method newton", 2, "--method"},
+      {cavett_ + " --eigen 0", 2, "--eigen"},
+      {cavett_ + " --debug-log x", 2, "--debug-log needs --compare"},
+      {cavett_ + " --tear Q", 2, "--tear: there is no stream \"Q\" to tear\n"},
+      {cavett_ + " --tear Z1", 2, "--tear: the tears leave a recycle through \"mixer 2\" whole\n"},
+      {cavett_ + " --max-passes 20", 3,
+       "direct: not converged: after 20 passes the largest change is 2.1e-03 of the feed, not below 1e-08"},
+      {cavett_ + " --compare --max-passes 60", 3, "direct: not converged: after 60 passes"},
+      {cavett_ + " --csv " + in_folder("no/such.csv"), 1, "No such file or directory\n"},
+      {cavett_ + " --method multiple --debug-log " + in_folder("no/such"), 1, "such.LOG: No such file"},
+  };
+  for (const auto& expected : runs) {
+    SCOPED_TRACE(expected.arguments);
+    EXPECT_EQ(run(expected.arguments), expected.code);
+    EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
+    if (expected.code == 2) continue;  // usage errors may come with a hint
+    EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+  }
+}
+
+TEST_F(RecycleProgram, WritesTheHistoryWholeAndTheAccountOfTheAccelerator) {
+  std::ofstream(folder_ / "h.csv") << "the old one";
+  ASSERT_EQ(run(cavett_ + " --method multiple --eigen 2 --frequency 5 --verbose --tear R1 R2 R3 --csv " +
+                in_folder("h.csv") + " --debug-log " + in_folder("log")),
+            0)
+      << err_;
+  EXPECT_TRUE(printed("torn streams: R1, R2, R3") && printed(" pass  change/feed")) << out_;
+  const std::string csv = contents(folder_ / "h.csv");
+  EXPECT_EQ(csv.rfind("method,pass,change,step\nmultiple,1,", 0), 0u) << csv;
+  EXPECT_NE(csv.find(",step\n"), std::string::npos);
+  const auto passes = std::count(csv.begin(), csv.end(), '\n') - 1;
+  EXPECT_TRUE(printed("converged in " + std::to_string(passes) + " passes")) << out_;
+
+  const std::string log = contents(folder_ / "log.LOG");
+  EXPECT_EQ(log.rfind("Accel - Received new vector from client - vector number is -1, vector is\n", 0), 0u);
+  EXPECT_NE(log.find("Try to accelerate with 2 eigenvalues\n"), std::string::npos);
+  EXPECT_EQ(log.find("Try to accelerate with 3 eigenvalues\n"), std::string::npos);
+  for (const auto& entry : fs::directory_iterator(folder_))
+    EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+}
+
+}  // namespace
