@@ -95,12 +95,12 @@ void count_up(int& counter) {
 Accel::Accel(int variables, int ringLength, unsigned char cached)
     : debugOut(nullptr),
       cachedArrays(cached),
+      workHoldsInput(false),
       debugBit(Bitmap::Bit0),
       numVar(variables),
       work(nullptr),
       previous(nullptr),
-      nHistory(ringLength),
-      workHoldsInput(false) {
+      nHistory(ringLength) {
   enter_library();
   ResetAll();
   printer = new AccelPrinter(this, Text());
@@ -296,17 +296,20 @@ unsigned char Accel::CheckProjectedPoint(unsigned char doCheck, const double* ne
                                          double* oldProject) {
   enter_library();
   if (!Ready(newProject) || !Ready(oldProject)) return 0;
-  bool accept = false;
   const double* const newest = Difference(0);
-  if (doCheck && newest) {
-    const ProjectionSquares squares = compare_projections(numVar, oldProject, newest, newProject, work);
-    const double newNorm = root(squares.correction);
-    const double diffNorm = root(squares.disagreement);
-    if (Logging() && printer) printer->Projections(newProject, oldProject);
-    accept = !(newNorm * projectTol < diffNorm);  // a NaN accepts
+  if (!doCheck || !newest) {
+    copy(numVar, newProject, oldProject);
+    return 0;
   }
-  copy(numVar, newProject, oldProject);
-  return accept;
+  const bool show = Logging() && printer;
+  const ProjectionSquares squares = compare_projections(numVar, oldProject, newest, newProject, work, !show);
+  const double newNorm = root(squares.correction);
+  const double diffNorm = root(squares.disagreement);
+  if (show) {  // the log still needs the old one
+    printer->Projections(newProject, oldProject);
+    copy(numVar, newProject, oldProject);
+  }
+  return !(newNorm * projectTol < diffNorm);  // a NaN accepts
 }
 
 void Accel::WorkVector(const double* x) {

@@ -96,6 +96,7 @@ class CORVIDNUM_API Accel : public HostAllocated {
 
   DebugOut* debugOut;  // not owned
   unsigned char cachedArrays;
+  bool workHoldsInput;  // false before the first try; here, it moves no field
   double projectTol;
   double noiseTol;
   int iter;
@@ -127,8 +128,6 @@ class CORVIDNUM_API Accel : public HostAllocated {
   CORVIDNUM_HIDDEN void ReleaseVectors();
   CORVIDNUM_HIDDEN void TakeVectors(double** end);
   CORVIDNUM_HIDDEN void ForgetVectors();
-
-  bool workHoldsInput;  // false before the first try
 
   friend class AccelPrinter;
 };

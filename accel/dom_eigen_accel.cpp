@@ -1,6 +1,5 @@
 #include "accel/dom_eigen_accel.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 

@@ -15,7 +15,8 @@ class CORVIDNUM_API DomEigenAccel : public Accel {
  public:
   /// @param numVar       length of every vector
   /// @param nHistory     differences that are kept; with less than 2 no step is ever taken
-  /// @param checkValues  1: refuse a lambda above 0.999, one that has crossed 1 since the try before, and one
+  /// @param checkValues  1: refuse the first try, a lambda above 0.999, one that has crossed 1 since the try
+  /// before, and one
   ///                     that has moved by more than half its distance from 1
   /// @param checkPred    1: refuse a correction that disagrees with that of the try before
   /// @param conservative 1: take shorter steps where the two differences are less parallel

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "accel/debug_line.h"
@@ -40,17 +41,41 @@ int ring_length(int asked, int nEigen) {
   return std::max(asked, static_cast<int>(needed));
 }
 
-/// x := inverse(P L U) x with the factors of dgetrf_tol, m x m without gaps. Rounds as the reference LAPACK's
-/// dgetrs does; at these sizes a call of that costs more than its work.
-void solve_with_factors(int m, const double* factors, const int* pivots, double* x) {
-  const auto column = [=](int k) { return factors + std::ptrdiff_t{k} * m; };
-  for (int k = 0; k < m; ++k) std::swap(x[k], x[pivots[k] - 1]);
-  for (int k = 0; k < m; ++k) {
-    for (int i = k + 1; i < m; ++i) x[i] -= x[k] * column(k)[i];
+/// Calls work(m), for the usual sizes with a type that tells the compiler: the loops of a small fit take less
+/// time than the processor's wrong guesses at where they end.
+template <class Work>
+void with_order(int m, Work&& work) {
+  switch (m) {
+    case 1:
+      return work(std::integral_constant<int, 1>());
+    case 2:
+      return work(std::integral_constant<int, 2>());
+    case 3:
+      return work(std::integral_constant<int, 3>());
+    case 4:
+      return work(std::integral_constant<int, 4>());
+    default:
+      return work(m);
   }
-  for (int k = m - 1; k >= 0; --k) {
-    x[k] /= column(k)[k];
-    for (int i = 0; i < k; ++i) x[i] -= x[k] * column(k)[i];
+}
+
+/// x := inverse(P L U) x with the factors of dgetrf_tol, n x n without gaps. Rounds as the reference LAPACK's
+/// dgetrs does; at these sizes a call of that costs more than its work.
+template <class Order>
+void solve_with_factors(Order n, const double* factors, const int* pivots, double* __restrict x) {
+  const auto factor = [=](int i, int j) { return factors[std::ptrdiff_t{j} * n + i]; };
+  for (int i = 0; i < n; ++i) std::swap(x[i], x[pivots[i] - 1]);
+  // A zero contributes nothing, whatever it meets: factors may be infinite.
+  for (int i = 1; i < n; ++i) {
+    for (int j = 0; j < i; ++j) {
+      if (x[j] != 0) x[i] -= x[j] * factor(i, j);
+    }
+  }
+  for (int i = n - 1; i >= 0; --i) {
+    for (int j = n - 1; j > i; --j) {
+      if (x[j] != 0) x[i] -= x[j] * factor(i, j);
+    }
+    if (x[i] != 0) x[i] /= factor(i, i);
   }
 }
 
@@ -76,7 +101,7 @@ void MulDomEigenAccel::AllocateArrays() {
   correction = allocate_zeros(numVar);
   printer3 = new MulDomEigenPrinter(this);
   oldProjects = allocate_zeros(blocks * at_least_none(numVar));
-  gram = allocate_zeros(blocks * blocks);
+  gram = allocate_zeros(blocks * blocks + blocks * (blocks + 1));
   spareVector = allocate_zeros(blocks);
   rhs = allocate_zeros(blocks);
   pivots = allocate_array<int>(blocks);
@@ -113,18 +138,21 @@ unsigned char MulDomEigenAccel::TryToAccelerate(double* x) {
   // One flag for the whole walk, by intent: a refusal holds for all smaller m too. The walk still goes on,
   // to bring their old projections up to date.
   unsigned char accept = 1;
+  bool multiplied = false;
   for (int m = nEigen; m >= 1; --m) {
     if (Logging() && printer3) printer3->Eigenvalues(m);
-    accept = TryWith(m, accept, x);
+    const bool compare = iter > std::int64_t{m} + 2 && iter > startIteration && Difference(m);
+    if (compare && !multiplied) MultiplyDifferences(m);  // the products for all smaller m are among these
+    multiplied = compare;
+    accept = TryWith(m, compare, accept, x);
     if (accept) break;
   }
   return accept;
 }
 
-unsigned char MulDomEigenAccel::TryWith(int m, unsigned char accept, double* x) {
-  const bool compare = iter > std::int64_t{m} + 2 && iter > startIteration;
+unsigned char MulDomEigenAccel::TryWith(int m, bool compare, unsigned char accept, double* x) {
   if (compare) {
-    Project(m);  // after a singular fit the stale correction is judged, by intent
+    ProjectFromProducts(m);  // after a singular fit the stale correction is judged, by intent
   } else {
     clear(numVar, correction);
   }
@@ -132,7 +160,7 @@ unsigned char MulDomEigenAccel::TryWith(int m, unsigned char accept, double* x) 
   const unsigned char agrees = CheckProjectedPoint(compare, correction, oldProject);
   accept = accept && agrees;
   if (accept) accept = CheckNoise();
-  WorkVector(x);
+  if (accept || m == 1) WorkVector(x);  // between two refusals nobody reads it
   if (accept) {
     add_multiple(numVar, 1.0, correction, x);
     PerformedAcceleration(x);
@@ -144,53 +172,81 @@ unsigned char MulDomEigenAccel::TryWith(int m, unsigned char accept, double* x) 
 unsigned char MulDomEigenAccel::Project(int m) {
   enter_library();
   const bool possible = correction && m >= 1 && m <= nEigen && Difference(m);
-  if (!possible || !Fit(m)) return 0;
-  Extrapolate(m);
-  return 1;
+  if (!possible) return 0;
+  MultiplyDifferences(m);
+  return ProjectFromProducts(m);
 }
 
-/// Row and column j of the Gram matrix of d(1) ... d(m), behind the diagonal, and rhs(j).
-void MulDomEigenAccel::FillColumn(int j, int m) {
-  const auto difference = [this](int i) { return history[current - i]; };
-  const auto gram_at = [this, m](int i, int k) -> double& { return gram[std::ptrdiff_t{k} * m + i]; };
-  // d(j + 1) is multiplied with d(0), for rhs, and with d(j + 1) ... d(m).
-  const int last = m - j;
-  for (int first = 0; first <= last; first += kDotsAtOnce) {
-    const int count = std::min(kDotsAtOnce, last - first + 1);
-    const double* others[kDotsAtOnce];
-    for (int k = 0; k < count; ++k) others[k] = difference(first + k == 0 ? 0 : j + first + k);
-    const Products products = dot_with_each(numVar, difference(j + 1), others, count);
-    for (int k = 0; k < count; ++k) {
-      const int i = j + first + k - 1;
-      if (first + k == 0) {
-        rhs[j] = products.with[k];
-      } else {
-        gram_at(i, j) = gram_at(j, i) = products.with[k];
+bool MulDomEigenAccel::ProjectFromProducts(int m) {
+  const bool fits = Fit(m);
+  if (fits) Extrapolate(m);
+  return fits;
+}
+
+/// The product of d(i) and d(j), d(i) being the i-th newest difference. Kept for 0 = i < j <= nEigen and for
+/// 1 <= j <= i <= nEigen, behind the work matrix of the fit.
+double& MulDomEigenAccel::ProductOf(int i, int j) const {
+  const std::ptrdiff_t order = nEigen;
+  return gram[order * order + (j - 1) * (order + 1) + i];
+}
+
+/// Fills ProductOf up to i, j = m.
+void MulDomEigenAccel::MultiplyDifferences(int m) {
+  for (int j = 1; j <= m; ++j) {
+    for (int i = 0; i <= m;) {
+      int partners[kDotsAtOnce], count = 0;
+      const double* differences[kDotsAtOnce];
+      for (; i <= m && count < kDotsAtOnce; i = std::max(i + 1, j)) {
+        partners[count] = i;
+        differences[count++] = Newest(i);
       }
+      const Products products = dot_with_each(numVar, Newest(j), differences, count);
+      for (int k = 0; k < count; ++k) ProductOf(partners[k], j) = products.with[k];
     }
   }
 }
 
-/// rhs := the coefficients c of the fit d(0) = c(0) d(1) + ... + c(m-1) d(m), d(i) being the i-th newest
-/// difference. False: the fit is singular.
+/// rhs := the coefficients c of the fit d(0) = c(0) d(1) + ... + c(m-1) d(m). False: the fit is singular.
 bool MulDomEigenAccel::Fit(int m) {
-  for (int j = 0; j < m; ++j) FillColumn(j, m);
+  with_order(m, [this](auto order) {
+    for (int j = 0; j < order; ++j) {
+      double* const column = gram + std::ptrdiff_t{j} * order;
+      for (int i = 0; i < order; ++i) column[i] = i < j ? ProductOf(j + 1, i + 1) : ProductOf(i + 1, j + 1);
+      rhs[j] = ProductOf(0, j + 1);
+    }
+  });
   int info = 0;
   dgetrf_tol(&m, &m, gram, &m, pivots, &info);
   if (info != 0) return false;
-  solve_with_factors(m, gram, pivots, rhs);
+  with_order(m, [this](auto order) { solve_with_factors(order, gram, pivots, rhs); });
   return true;
 }
 
 /// correction := the sum of all further differences of the recurrence with the coefficients in rhs. With
 /// S(j) = c(j) + ... + c(m-1) it is (S(0) d(0) + ... + S(m-1) d(m-1)) / (1 - S(0)).
 void MulDomEigenAccel::Extrapolate(int m) {
-  const auto tail = [this, m](int j) {
-    double sum = 0.0;
-    for (int i = j; i < m; ++i) sum += rhs[i];
-    return sum;
-  };
-  const double factor = 1.0 / (1.0 - tail(0));  // infinite if they sum to 1; the caller's tests judge it
-  scale(numVar, tail(0) * factor, Difference(0), correction);
-  for (int j = 1; j < m; ++j) add_multiple(numVar, tail(j) * factor, Difference(j), correction);
+  double* const factors = gram;  // the factors of the fit have served
+  with_order(m, [this, factors](auto order) {
+    for (int j = 0; j < order; ++j) {
+      double sum = 0.0;
+      for (int i = j; i < order; ++i) sum += rhs[i];
+      factors[j] = sum;
+    }
+    const double scale = 1.0 / (1.0 - factors[0]);  // infinite if they sum to 1; the caller's tests judge it
+    for (int j = 0; j < order; ++j) factors[j] *= scale;
+  });
+  double terms[kTermsAtOnce];
+  const double* differences[kTermsAtOnce];
+  int count = 0;
+  bool anew = true;
+  for (int j = 0; j < m; ++j) {
+    if (j > 0 && factors[j] == 0) continue;  // adds nothing, whatever it multiplies
+    terms[count] = factors[j];
+    differences[count++] = Newest(j);
+    if (count < kTermsAtOnce) continue;
+    sum_multiples(numVar, terms, differences, count, anew, correction);
+    count = 0;
+    anew = false;
+  }
+  if (count > 0) sum_multiples(numVar, terms, differences, count, anew, correction);
 }

@@ -43,7 +43,8 @@ class CORVIDNUM_API MulDomEigenAccel : public Accel {
   MulDomEigenPrinter* printer3;
   double* oldProjects;  // nEigen blocks of numVar: block m - 1 is the last correction for m eigenvalues
   int nEigen;
-  double* gram;         // [nEigen x nEigen] used as m x m; then its LU factors
+  double* gram;         // [nEigen x nEigen] used as m x m, then its LU factors; behind it
+                        // [nEigen x (nEigen + 1)] products of the differences, which serve each m
   double* spareVector;  // [nEigen] not used
   double* rhs;          // [nEigen] right-hand side; then the coefficients
   int* pivots;          // [nEigen]
@@ -51,10 +52,13 @@ class CORVIDNUM_API MulDomEigenAccel : public Accel {
  private:
   CORVIDNUM_HIDDEN void AllocateArrays();
   CORVIDNUM_HIDDEN void ReleaseArrays();
+  CORVIDNUM_HIDDEN unsigned char TryWith(int m, bool compare, unsigned char accept, double* x);
+  CORVIDNUM_HIDDEN double* Newest(int i) const { return history[current - i]; }
+  CORVIDNUM_HIDDEN double& ProductOf(int i, int j) const;
+  CORVIDNUM_HIDDEN void MultiplyDifferences(int m);
+  CORVIDNUM_HIDDEN bool ProjectFromProducts(int m);
   CORVIDNUM_HIDDEN bool Fit(int m);
-  CORVIDNUM_HIDDEN void FillColumn(int j, int m);
   CORVIDNUM_HIDDEN void Extrapolate(int m);
-  CORVIDNUM_HIDDEN unsigned char TryWith(int m, unsigned char accept, double* x);
 
   friend class MulDomEigenPrinter;
 };

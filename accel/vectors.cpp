@@ -103,27 +103,64 @@ CORVIDNUM_INLINED Products dots_kernel(int n, const double* x, const double* con
       return dot_with<2>(n, x, y);
     case 3:
       return dot_with<3>(n, x, y);
+    case 4:
+      return dot_with<4>(n, x, y);
     default:
       return dot_with<kDotsAtOnce>(n, x, y);
   }
 }
 
-CORVIDNUM_INLINED ProjectionSquares projections_kernel(int n, const double* oldProject,
-                                                       const double* difference, const double* newProject,
-                                                       double* work) {
+template <int count>
+CORVIDNUM_INLINED void sum_of(int n, const double* factors, const double* const* others, bool anew,
+                              double* to) {
+  double f[count];
+  const double* y[count];
+  for (int k = 0; k < count; ++k) {
+    f[k] = factors[k];
+    y[k] = others[k];
+  }
+  for (int i = 0; i < n; ++i) {
+    double sum = f[0] * y[0][i];
+    if (!anew) sum = to[i] + sum;
+    for (int k = 1; k < count; ++k) sum += f[k] * y[k][i];
+    to[i] = sum;
+  }
+}
+
+CORVIDNUM_INLINED void sum_kernel(int n, const double* factors, const double* const* y, int count, bool anew,
+                                  double* to) {
+  switch (count) {
+    case 1:
+      return sum_of<1>(n, factors, y, anew, to);
+    case 2:
+      return sum_of<2>(n, factors, y, anew, to);
+    case 3:
+      return sum_of<3>(n, factors, y, anew, to);
+    default:
+      return sum_of<kTermsAtOnce>(n, factors, y, anew, to);
+  }
+}
+
+template <bool replaceOld>
+CORVIDNUM_INLINED ProjectionSquares compare(int n, double* oldProject, const double* difference,
+                                            const double* newProject, double* work) {
   Sum correction, disagreement;
   int i = 0;
   for (; n - i >= 4; i += 4) {
     const Four ahead = four_at(newProject + i);
     const Four apart = (four_at(oldProject + i) - four_at(difference + i)) - ahead;
     four_at(work + i) = apart;
+    if (replaceOld) four_at(oldProject + i) = ahead;
     correction.parts += ahead * ahead;
     disagreement.parts += apart * apart;
   }
   for (; i < n; ++i) {
-    work[i] = (oldProject[i] - difference[i]) - newProject[i];
-    correction.parts[0] += newProject[i] * newProject[i];
-    disagreement.parts[0] += work[i] * work[i];
+    const double ahead = newProject[i];
+    const double apart = (oldProject[i] - difference[i]) - ahead;
+    work[i] = apart;
+    if (replaceOld) oldProject[i] = ahead;
+    correction.parts[0] += ahead * ahead;
+    disagreement.parts[0] += apart * apart;
   }
   return ProjectionSquares{correction.total(), disagreement.total()};
 }
@@ -162,9 +199,14 @@ Products dot_with_each(int n, const double* x, const double* const* y, int count
   return run<dots_kernel>(n, x, y, count);
 }
 
-ProjectionSquares compare_projections(int n, const double* oldProject, const double* difference,
-                                      const double* newProject, double* work) {
-  return run<projections_kernel>(n, oldProject, difference, newProject, work);
+void sum_multiples(int n, const double* factors, const double* const* y, int count, bool anew, double* to) {
+  return run<sum_kernel>(n, factors, y, count, anew, to);
+}
+
+ProjectionSquares compare_projections(int n, double* oldProject, const double* difference,
+                                      const double* newProject, double* work, bool replaceOld) {
+  return replaceOld ? run<compare<true>>(n, oldProject, difference, newProject, work)
+                    : run<compare<false>>(n, oldProject, difference, newProject, work);
 }
 
 bool squares_stay_below(int n, const double* x, double limit) {

@@ -42,8 +42,8 @@ struct Moments {
 };
 Moments moments(int n, const double* x, const double* y);
 
-/// The products of one vector with up to four others.
-constexpr int kDotsAtOnce = 4;
+/// The products of one vector with up to five others.
+constexpr int kDotsAtOnce = 5;
 struct Products {
   double with[kDotsAtOnce];
 };
@@ -51,14 +51,20 @@ struct Products {
 /// @param count 1 .. kDotsAtOnce
 Products dot_with_each(int n, const double* x, const double* const* y, int count);
 
+/// to := factors[0] * y[0] + ..., one term after the other.
+/// @param count 1 .. kTermsAtOnce
+/// @param anew  false: the terms are added to what `to` holds
+constexpr int kTermsAtOnce = 4;
+void sum_multiples(int n, const double* factors, const double* const* y, int count, bool anew, double* to);
+
 /// What CheckProjectedPoint compares.
 struct ProjectionSquares {
   double correction;    // newProject . newProject
   double disagreement;  // work . work
 };
-/// work := (oldProject - difference) - newProject
-ProjectionSquares compare_projections(int n, const double* oldProject, const double* difference,
-                                      const double* newProject, double* work);
+/// work := (oldProject - difference) - newProject, then, if asked for, oldProject := newProject
+ProjectionSquares compare_projections(int n, double* oldProject, const double* difference,
+                                      const double* newProject, double* work, bool replaceOld);
 
 /// Whether the sum of squares, added in plain order, is below the limit.
 bool squares_stay_below(int n, const double* x, double limit);

@@ -75,7 +75,7 @@ void DebugOut::WriteMatrix(Text header, double** rows, int nRows, int nCols) {
   if (!rows) return;
   file.Write(header, 0);
   for (int r = 0; r < nRows; ++r) {
-    for (int c = 0; c < nCols; ++c) {
+    for (int c = 0; rows[r] && c < nCols; ++c) {
       if (c % kColumnsInLine == 0) file.Write("\n     ", 0);
       Write(rows[r][c]);
     }

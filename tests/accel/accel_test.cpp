@@ -28,7 +28,8 @@ class Probe : public Accel {
   using Accel::BasicDebug, Accel::CheckNoise, Accel::CheckProjectedPoint, Accel::History, Accel::Iter,
       Accel::NewVector, Accel::OKToAccelerate, Accel::PerformedAcceleration, Accel::ResetAll,
       Accel::WorkVector;
-  using Accel::current, Accel::history, Accel::previous, Accel::work;
+  using Accel::current, Accel::history, Accel::maxAccelFrequency, Accel::noiseTol, Accel::previous,
+      Accel::projectTol, Accel::sinceAccel, Accel::work;
 
   unsigned char Accelerate(double* x) override {
     NewVector(x);
@@ -87,6 +88,33 @@ TEST(Accel, TriesWaitForTheirPasses) {
       }
       EXPECT_EQ(tries, accept ? c.tries : c.refused) << c.start << ' ' << c.frequency;
     }
+  }
+}
+
+TEST(Accel, OnlyResetAllAndNewArraysRestoreTheDefaults) {
+  double store[4] = {}, *arrays[] = {store, store + 1, store + 2, store + 3};
+  Probe accel(1, 2, 1);
+  void (*const resets[])(Probe&, double**) = {
+      [](Probe& a, double**) { a.Reset(); },
+      [](Probe& a, double**) { a.ResetAll(); },
+      [](Probe& a, double** list) { a.UseCachedArrays(list, 4, 0); },
+  };
+  for (const auto reset : resets) {
+    const bool all = reset != resets[0];
+    accel.UseCachedArrays(arrays, 4, 0);
+    accel.setProjectTol(0.7);
+    accel.SetNoiseTolerance(3.0);
+    accel.StartingIteration(5);
+    accel.MaxAccelFrequency(2);
+    for (const double value : {1.0, 2.0, 4.0}) accel.Accelerate(&(store[3] = value, store[3]));
+    reset(accel, arrays);
+    EXPECT_EQ(accel.Iter(), 0);
+    EXPECT_EQ(accel.projectTol, all ? 0.1 : 0.7);
+    EXPECT_EQ(accel.noiseTol, all ? 1e-8 : 3.0);
+    EXPECT_EQ(accel.StartingIteration(), all ? 3 : 5);
+    EXPECT_EQ(accel.maxAccelFrequency, all ? 1 : 2);
+    EXPECT_EQ(accel.sinceAccel, all ? 0 : 3);
+    EXPECT_EQ(accel.current, all ? -1 : 1);
   }
 }
 
@@ -296,7 +324,7 @@ TEST(AccelFaults, AnySizesAndStartsAreHarmless) {
   const auto run = [](Accel& accel, int length, int start) {
     accel.StartingIteration(start);
     EXPECT_EQ(accel.NumVar(), length);
-    accel.Accelerate(nullptr);
+    for (int pass = 0; pass < 8; ++pass) accel.Accelerate(nullptr);  // counted, but without differences
     accel.UndoAndReset(nullptr);
     for (int pass = 0; pass < 9; ++pass) {
       Vector x(8, 3.0 + std::pow(0.5, pass));
@@ -401,6 +429,41 @@ TEST(DomEigenAccel, GatesHaveTheirEdges) {
       const unsigned char accepted = accel.Accelerate(&(x = sum));
       EXPECT_EQ(accepted, pass == 3 && c.accepted) << c.first << ' ' << c.second << ' ' << pass;
     }
+  }
+}
+
+class OpenDominant : public DomEigenAccel {
+ public:
+  using DomEigenAccel::correction, DomEigenAccel::DomEigenAccel, DomEigenAccel::lambda,
+      DomEigenAccel::oldLambda, DomEigenAccel::oldProject;
+};
+
+TEST(DomEigenAccel, ANoisyTryClearsTheCorrectionAndKeepsTheEstimates) {
+  OpenDominant accel(1, 2, 0, 1, 0, 0);
+  double x = 0.0;
+  for (const double value : {0.0, 8.0, 12.0}) accel.Accelerate(&(x = value));
+  EXPECT_EQ(*accel.oldProject, 4.0);
+  EXPECT_EQ(accel.Accelerate(&(x = 12.0)), 0);
+  EXPECT_EQ(*accel.correction, 0.0);
+  EXPECT_EQ(*accel.oldProject, 0.0);
+  EXPECT_EQ(accel.lambda, 0.5);
+  EXPECT_EQ(accel.oldLambda, 0.0);
+}
+
+TEST(DomEigenAccel, OneUnknownHasNoScatterAndTinyDivisorsGiveNoStep) {
+  for (const bool conservative : {false, true}) {
+    OpenDominant accel(1, 2, 0, 0, conservative, 0);
+    accel.SetNoiseTolerance(0.0);
+    double x = 0.0;
+    for (const double value : {0.0, 8.0, 12.0}) accel.Accelerate(&(x = value));
+    EXPECT_EQ(x, 16.0);
+    accel.Reset();
+    for (const double value : {0.0, 1e-14, 1.5e-14}) accel.Accelerate(&(x = value));
+    EXPECT_NEAR(x, 2e-14, 1e-20) << "a square of 1e-28 still divides";
+    accel.Reset();
+    for (const double value : {0.0, 9e-16, 1.8e-15}) accel.Accelerate(&(x = value));
+    EXPECT_EQ(x, 1.8e-15) << "a square below 1e-30 does not";
+    EXPECT_EQ(accel.lambda, 0.0);
   }
 }
 

@@ -38,7 +38,7 @@ class Base {
   int start = 3, frequency = 1;
 
   void undo(Vector& x) {
-    x = input;
+    if (!input.empty()) x = input;
     since = 0;
   }
   void reset() { iter = 0; }
