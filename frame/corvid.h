@@ -137,3 +137,41 @@ class CORVID_API TextFile : public GenericFile {
   /// The library passes 0 as `flag`.
   virtual void Write(const Text& text, int flag);
 };
+
+/// A binary file of chunks, in which numbers stand. The host makes it, open for writing or for reading; the
+/// library stores in it and recalls from it. Each operation gives 1, or 0 if it fails. The order of the
+/// virtual operations is part of the contract.
+class CORVID_API BinaryFile {
+ public:
+  BinaryFile(const BinaryFile&) = delete;
+  BinaryFile& operator=(const BinaryFile&) = delete;
+  virtual ~BinaryFile();
+
+  /// Reads the next number of the open chunk. A failure leaves `value` alone.
+  virtual unsigned char ReadDouble(double* value) = 0;
+  virtual unsigned char ReadInt(int* value) = 0;
+  /// Writes a number behind those that the open chunk holds.
+  virtual unsigned char WriteDouble(double value) = 0;
+  virtual unsigned char WriteInt(int value) = 0;
+
+ protected:
+  BinaryFile() = default;
+};
+
+/// One chunk of a BinaryFile, from its begin to its end. Chunks nest: the last one begun ends first.
+class CORVID_API ChunkHeader {
+ public:
+  /// Starts a chunk of this version in a file that is being written.
+  unsigned char Create(BinaryFile& file, short version);
+  /// Enters the next chunk of a file that is being read.
+  unsigned char Open(BinaryFile& file);
+  /// Ends the chunk, after writing and after reading alike. What was not read is passed over.
+  unsigned char Close(BinaryFile& file);
+
+  /// The version created, or found by Open.
+  short Version() const { return version_; }
+
+ private:
+  short version_ = 0;
+  unsigned char depth_ = 0;  // chunks open from this one outwards; 0: in no chunk
+};

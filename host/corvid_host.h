@@ -95,4 +95,104 @@ CORVID_API void FailAllocationsFrom(std::int64_t n);
 /// Ends both.
 CORVID_API void StopFailing();
 
+/// Requests for more than `bytes` bytes are refused from now on, as a guard against a count that went wrong.
+/// 0: none but those for a tebibyte or more, as in the beginning.
+CORVID_API void LimitBlockBytes(std::size_t bytes);
+
+// ---- Files of chunks, in the format of docs/file-format.md.
+
+/// Says what a chunk holds, in four characters; the first is the lowest byte.
+using ChunkTag = std::uint32_t;
+
+/// @param text four characters, as in MakeChunkTag("TABL")
+constexpr ChunkTag MakeChunkTag(const char (&text)[5]) {
+  ChunkTag tag = 0;
+  for (int i = 3; i >= 0; --i) tag = tag << 8 | static_cast<unsigned char>(text[i]);
+  return tag;
+}
+
+/// The tag of a chunk for which none was chosen.
+constexpr ChunkTag kPlainChunk = MakeChunkTag("DATA");
+
+/// What stands in front of a chunk.
+struct ChunkInfo {
+  ChunkTag tag;
+  short version;
+  std::uint32_t bytes;  // of what it holds, nested chunks included
+};
+
+/// The host's BinaryFile: a file on disk that is held in memory of the allocator while it is open, and stays
+/// below 4 GiB. An object is for one thread at a time.
+///
+/// To write: Create; for each chunk SetNextTag and ChunkHeader::Create; Commit.
+/// To read: Open; NextChunk to see what is there; ChunkHeader::Open to enter it, or SkipChunk.
+class CORVID_API ChunkFile : public BinaryFile {
+ public:
+  /// Chunks within each other, the outermost one included.
+  static constexpr int kDeepest = 32;
+
+  ChunkFile();
+  ~ChunkFile() override;  // as Close
+
+  /// Begins a new file. The disk stays as it is until Commit.
+  bool Create(const char* path);
+  /// Puts the complete file in the place of the old one, whose permissions it keeps, and closes.
+  /// @return false, and the old file stays: the disk refuses, a chunk is open, or any operation has failed
+  ///         since Create
+  bool Commit();
+  /// Reads a file and checks all of it.
+  /// @return false: the file is not there, is damaged, or is none of chunks
+  bool Open(const char* path);
+  /// What was not committed is dropped.
+  void Close();
+
+  /// Chooses the tag of the next chunk that is created; the ones after it are kPlainChunk again.
+  void SetNextTag(ChunkTag tag);
+  /// Looks at the chunk that begins at the place reached.
+  /// @param info left alone if there is none
+  /// @return false: a number stands there, or the open chunk or the file ends
+  bool NextChunk(ChunkInfo* info) const;
+  /// Passes over the chunk that begins at the place reached.
+  /// @return false: none does
+  bool SkipChunk();
+
+  /// What failed first since Create or Open, to be put behind the file's name; "" if nothing did.
+  const char* ErrorText() const;
+
+  unsigned char ReadDouble(double* value) override;
+  unsigned char ReadInt(int* value) override;
+  unsigned char WriteDouble(double value) override;
+  unsigned char WriteInt(int value) override;
+
+ private:
+  friend class ::ChunkHeader;
+  enum class Mode { kClosed, kWriting, kReading };
+  struct Body {
+    std::size_t begin;
+    std::size_t end;  // while reading
+  };
+
+  unsigned char Fail(const char* why);
+  bool Is(Mode mode);
+  bool Append(const unsigned char* data, std::size_t count);
+  bool Write(const unsigned char* number, std::size_t count);
+  const unsigned char* Read(const void* target, std::size_t count);
+  std::size_t End() const;
+  const char* CheckAll() const;
+  unsigned char BeginChunk(short version);
+  unsigned char EnterChunk(short* version);
+  unsigned char EndChunk(int depth);
+
+  Mode mode_ = Mode::kClosed;
+  Text path_;
+  unsigned char* bytes_ = nullptr;  // the file
+  std::size_t size_ = 0;
+  std::size_t room_ = 0;
+  std::size_t at_ = 0;  // reached while reading
+  Body open_[kDeepest];
+  int depth_ = 0;
+  ChunkTag nextTag_ = kPlainChunk;
+  const char* error_ = nullptr;
+};
+
 }  // namespace corvid_host

@@ -24,6 +24,8 @@ struct alignas(std::max_align_t) BlockHead {
 // A sanitizer's allocator ends the process where it should refuse more than this.
 constexpr std::size_t kMostBytes = (std::size_t{1} << 40) - sizeof(BlockHead);
 
+std::atomic<std::size_t> most_bytes{kMostBytes};
+
 std::atomic<std::int64_t> live_blocks{0};
 std::atomic<std::int64_t> live_bytes{0};
 std::atomic<std::int64_t> peak_bytes{0};
@@ -42,6 +44,10 @@ bool failure_is_due() {
   if (mode == Failing::kNone || own_memory) return false;
   const std::int64_t left = requests_to_failure.fetch_sub(1, std::memory_order_relaxed);
   return mode == Failing::kOnce ? left == 1 : left <= 1;
+}
+
+bool is_too_large(std::size_t bytes) {
+  return bytes > (own_memory ? kMostBytes : most_bytes.load(std::memory_order_relaxed));
 }
 
 void count_live(std::int64_t blocks, std::int64_t bytes) {
@@ -65,7 +71,7 @@ void* obtain_zeroed(BlockHead*, std::size_t bytes) { return std::calloc(1, bytes
 
 /// A new block, or `old` in a new size. A refusal leaves `old` as it is.
 void* serve(BlockHead* old, std::size_t bytes, Obtain obtain) {
-  if (failure_is_due() || bytes > kMostBytes) return refuse();
+  if (failure_is_due() || is_too_large(bytes)) return refuse();
   const BlockHead before = old ? *old : BlockHead{0, !own_memory};
   BlockHead* const head = static_cast<BlockHead*>(obtain(old, sizeof(BlockHead) + bytes));
   if (!head) return refuse();
@@ -104,6 +110,10 @@ void ResetPeakBytes() { peak_bytes = live_bytes.load(); }
 void FailAllocation(std::int64_t n) { fail(Failing::kOnce, n); }
 void FailAllocationsFrom(std::int64_t n) { fail(Failing::kFromThere, n); }
 void StopFailing() { fail(Failing::kNone, 0); }
+
+void LimitBlockBytes(std::size_t bytes) {
+  most_bytes = bytes == 0 || bytes > kMostBytes ? kMostBytes : bytes;
+}
 
 }  // namespace corvid_host
 

@@ -1,40 +1,14 @@
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
-#include "host/corvid_host.h"
+#include "tests/host/own_folder.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-class FilesTest : public testing::Test {
+class FilesTest : public OwnFolder {
  protected:
-  void SetUp() override {
-    std::string pattern = testing::TempDir() + "corvid_files_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    blocks_ = corvid_host::LiveBlocks();
-  }
-  void TearDown() override {
-    EXPECT_EQ(corvid_host::LiveBlocks(), blocks_);
-    fs::remove_all(folder_);
-  }
   Text name() const { return Text((folder_ / "50% done").c_str()); }
   fs::path path() const { return folder_ / "50% done.LOG"; }
-  std::string content() const {
-    std::ifstream stream(path(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  void put(const std::string& text) const { std::ofstream(path(), std::ios::binary) << text; }
-
-  fs::path folder_;
-  std::int64_t blocks_ = 0;
+  std::string content() const { return content_of(path()); }
 };
 
 TEST_F(FilesTest, EachWayToOpenKeepsWhatItShould) {
@@ -63,7 +37,7 @@ TEST_F(FilesTest, EachWayToOpenKeepsWhatItShould) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     fs::remove(path());
-    if (c.before) put(c.before);
+    if (c.before) put(path(), c.before);
     {
       TextFile file(name(), "LOG");
       EXPECT_EQ(file.Exists(0), c.before != nullptr);
@@ -109,7 +83,7 @@ TEST_F(FilesTest, WhatIsNoFileDoesNotOpen) {
 }
 
 TEST_F(FilesTest, WithoutMemoryNoFileIsTouched) {
-  put("kept");
+  put(path(), "kept");
   const Text file_name = name();
   // The requests: the extension's text, the copies of name and extension, the path for Exists, for Create.
   for (int failing = 1; failing <= 5; ++failing) {

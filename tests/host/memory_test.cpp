@@ -79,6 +79,20 @@ TEST_F(MemoryTest, NullMeansRefusedAndNothingElse) {
   EXPECT_EQ(Corvid_strdup(nullptr), nullptr);
 }
 
+TEST_F(MemoryTest, TheLimitRefusesLargerBlocksOnly) {
+  LimitBlockBytes(64);
+  char* const block = static_cast<char*>(Corvid_calloc(8, 8));
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(Corvid_realloc(block, 65), nullptr);
+  EXPECT_EQ(Corvid_new(65), nullptr);
+  EXPECT_STREQ(FindString(std::string(100, 'k').c_str()).Characters(), std::string(100, 'k').c_str());
+  LimitBlockBytes(0);
+  void* const moved = Corvid_realloc(block, 65);
+  EXPECT_NE(moved, nullptr);
+  EXPECT_EQ(Corvid_new(SIZE_MAX), nullptr);
+  Corvid_free(moved);
+}
+
 TEST_F(MemoryTest, CallocGivesZerosFromUsedMemoryToo) {
   void* const used = Corvid_malloc(4096);
   std::memset(used, 0xFF, 4096);

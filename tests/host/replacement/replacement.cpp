@@ -97,3 +97,8 @@ TextFile::TextFile(const Text& name, const Text& extension) : GenericFile(name, 
 TextFile::~TextFile() = default;
 void TextFile::Write(char) {}
 void TextFile::Write(const Text&, int) {}
+
+BinaryFile::~BinaryFile() = default;
+unsigned char ChunkHeader::Create(BinaryFile&, short) { return 0; }
+unsigned char ChunkHeader::Open(BinaryFile&) { return 0; }
+unsigned char ChunkHeader::Close(BinaryFile&) { return 0; }
