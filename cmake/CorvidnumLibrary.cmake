@@ -12,7 +12,14 @@ set(CORVIDNUM_PUBLIC_HEADERS
   dense/matrix.h
   dense/regular_matrix.h
   dense/arrow_matrix.h
+  dense/singular_value_decomposition.h
   util/bitmap.h
+  util/data_graph.h
+  tables/bounded_secant.h
+  tables/interpolator.h
+  tables/line_fit.h
+  tables/xy_table.h
+  tables/regress_table.h
   accel/accel.h
   accel/dom_eigen_accel.h
   accel/mul_dom_eigen_accel.h)
@@ -33,7 +40,15 @@ set(CORVIDNUM_SOURCES
   dense/lu.cpp
   dense/regular_matrix.cpp
   dense/arrow_matrix.cpp
+  dense/singular_value_decomposition.cpp
   util/bitmap.cpp
+  util/data_graph.cpp
+  tables/bounded_secant.cpp
+  tables/interpolator.cpp
+  tables/line_fit.cpp
+  tables/point_sort.cpp
+  tables/xy_table.cpp
+  tables/regress_table.cpp
   accel/debug_line.cpp
   accel/vectors.cpp
   accel/accel.cpp

@@ -1,0 +1,423 @@
+#include "dense/singular_value_decomposition.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "frame/empty_value.h"
+#include "host/corvid_host.h"
+#include "tests/support/dense_reference.h"
+
+extern "C" {
+void dgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, double* a, const int* lda,
+             double* s, double* u, const int* ldu, double* vt, const int* ldvt, double* work,
+             const int* lwork, int* info, std::size_t, std::size_t);
+void dgelsd_(const int* m, const int* n, const int* nrhs, double* a, const int* lda, double* b,
+             const int* ldb, double* s, const double* rcond, int* rank, double* work, const int* lwork,
+             int* iwork, int* info);
+}
+
+namespace {
+
+using namespace reference;
+using Svd = SingularValueDecomposition;
+
+/// The matrix as an array of row pointers.
+struct Rows {
+  std::vector<Vector> values;
+  std::vector<double*> pointers;
+
+  explicit Rows(const Dense& a) : values(static_cast<std::size_t>(a.rows)) {
+    for (int i = 0; i < a.rows; ++i) {
+      Vector& row = values[static_cast<std::size_t>(i)];
+      for (int j = 0; j < a.cols; ++j) row.push_back(a(i, j));
+      pointers.push_back(row.data());
+    }
+  }
+  double** data() { return pointers.data(); }
+};
+
+template <class Term>
+double sum(int count, Term&& term) {
+  double total = 0.0;
+  for (int i = 0; i < count; ++i) total += term(i);
+  return total;
+}
+
+/// element(i, j) for all elements.
+template <class Element>
+Dense filled(int m, int n, Element&& element) {
+  Dense a(m, n);
+  for (int j = 0; j < n; ++j) {
+    for (int i = 0; i < m; ++i) a(i, j) = element(i, j);
+  }
+  return a;
+}
+
+Dense diagonal(const Vector& values) {
+  const int n = static_cast<int>(values.size());
+  return filled(n, n, [&](int i, int j) { return i == j ? values[static_cast<std::size_t>(i)] : 0.0; });
+}
+
+Dense of_rank(int rank, int m, int n, Random& random) {
+  const Dense left = random_dense(m, rank, random), right = random_dense(rank, n, random);
+  return filled(m, n,
+                [&](int i, int j) { return sum(rank, [&](int k) { return left(i, k) * right(k, j); }); });
+}
+
+/// From the size of 1 in the first column to that of `last` in the last.
+Dense graded(int m, int n, Random& random, double last) {
+  const Dense a = random_dense(m, n, random);
+  return filled(m, n, [&](int i, int j) { return a(i, j) * std::pow(last, j / std::max(1.0, n - 1.0)); });
+}
+
+double hilbert(int i, int j) { return 1.0 / (1 + i + j); }
+double three_times_identity(int i, int j) { return i == j ? 3.0 : 0.0; }
+/// Of rank 1; its rounding errors are of low rank again, down to the smallest numbers.
+double pattern(int i, int j) { return (i % 5 + 1) * (j % 3 - 1); }
+
+// clang-format off
+const struct {
+  const char* name;
+  Dense (*make)(int m, int n, Random& random);
+} kMatrices[] = {
+    {"random", random_dense},
+    {"tiny", [](int m, int n, Random& r) { return scaled(random_dense(m, n, r), 1e-120); }},
+    {"huge", [](int m, int n, Random& r) { return scaled(random_dense(m, n, r), 1e120); }},
+    {"digits", [](int m, int n, Random& r) { return filled(m, n, [&](int, int) { return number(r, -2, 2); }); }},
+    {"falling columns", [](int m, int n, Random& r) { return graded(m, n, r, 1e-15); }},
+    {"rising columns", [](int m, int n, Random& r) { return graded(m, n, r, 1e15); }},
+    {"falling both ways", [](int m, int n, Random&) { return filled(m, n, hilbert); }},
+    {"equal values", [](int m, int n, Random&) { return filled(m, n, three_times_identity); }},
+    {"half the rank", [](int m, int n, Random& r) { return of_rank((n + 1) / 2, m, n, r); }},
+    {"rank 1", [](int m, int n, Random&) { return filled(m, n, pattern); }},
+    {"zero columns", [](int m, int n, Random& r) { return with_zero_columns(random_dense(m, n, r), n / 3, n / 2); }},
+    {"zero", [](int m, int n, Random&) { return Dense(m, n); }},
+};
+// clang-format on
+
+const int kShapes[][2] = {{1, 1}, {2, 1}, {2, 2}, {7, 2}, {6, 5}, {40, 40}, {100, 30}, {131, 70}, {300, 100}};
+
+Vector lapack_singular_values(Dense a) {
+  const int lwork = 64 * (a.rows + a.cols), one = 1;
+  Vector s(static_cast<std::size_t>(a.cols)), work(static_cast<std::size_t>(lwork));
+  int info = 99;
+  dgesvd_("N", "N", &a.rows, &a.cols, a.values.data(), &a.rows, s.data(), nullptr, &one, nullptr, &one,
+          work.data(), &lwork, &info, 1, 1);
+  EXPECT_EQ(info, 0);
+  return s;
+}
+
+/// The largest of |error(i, j)|; a NaN counts as infinite.
+template <class Error>
+double worst(int m, int n, Error&& error) {
+  double largest = 0.0;
+  for (const double value : filled(m, n, error).values) {
+    largest = std::max(largest, std::isnan(value) ? HUGE_VAL : std::fabs(value));
+  }
+  return largest;
+}
+
+/// Of the columns of an m x n matrix.
+double far_from_orthonormal(const double* const* q, int m, int n) {
+  return worst(n, n, [=](int j, int k) {
+    return sum(m, [=](int i) { return q[i][j] * q[i][k]; }) - (j == k ? 1.0 : 0.0);
+  });
+}
+
+TEST(SingularValueDecomposition, FactorsGiveTheMatrixAndValuesAreThoseOfLapack) {
+  Random random(1);
+  for (const auto& kind : kMatrices) {
+    for (const auto& [m, n] : kShapes) {
+      SCOPED_TRACE(std::string(kind.name) + ", " + std::to_string(m) + " x " + std::to_string(n));
+      const Dense a = kind.make(m, n, random);
+      Rows rows(a);
+      Svd svd(2, n + 3);  // the rows of the argument do not count, and a part of the columns may be used
+      ASSERT_EQ(svd.Decomposition(m, n, rows.data()), 1);
+      const double *const *const u = rows.data(), *const *const v = svd.VMat(), *const s = svd.SVals();
+      EXPECT_LE(far_from_orthonormal(u, m, n), 1e-13);
+      EXPECT_LE(far_from_orthonormal(v, n, n), 1e-13);
+
+      const Vector expected = lapack_singular_values(a);
+      const int cols = n;
+      EXPECT_LE(worst(m, n,
+                      [&](int i, int j) {
+                        return a(i, j) - sum(cols, [&](int k) { return u[i][k] * s[k] * v[j][k]; });
+                      }),
+                1e-13 * expected[0]);
+      Vector values(s, s + n);
+      std::sort(values.begin(), values.end(), std::greater<double>());
+      EXPECT_GE(values.back(), 0.0);
+      for (std::size_t k = 0; k < values.size(); ++k) {
+        EXPECT_NEAR(values[k], expected[k], 1e-13 * expected[0]) << k;
+      }
+    }
+  }
+}
+
+TEST(SingularValueDecomposition, RefusesWhatItCannotFactorise) {
+  Random random(2);
+  const Dense a = random_dense(9, 4, random);
+  for (const double poison : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
+    for (std::size_t at = 0; at < a.values.size(); ++at) {
+      Dense poisoned = a;
+      poisoned.values[at] = poison;
+      EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(poisoned).data()), 0) << at;
+    }
+    EXPECT_EQ(Svd(1, 1).Decomposition(1, 1, Rows(diagonal({poison})).data()), 0);
+  }
+  // Squares of its elements underflow in the shift, so the sweeps run out.
+  EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1e-170)).data()), 0);
+  const struct {
+    const char* what;
+    int m, n, cols;
+  } kCalls[] = {{"wide", 3, 4, 4}, {"above the capacity", 9, 4, 3}, {"no room at all", 9, 4, -3}};
+  for (const auto& call : kCalls) {
+    SCOPED_TRACE(call.what);
+    Rows rows(a), square(Dense(4, 4));
+    const auto before = rows.values;
+    Svd svd(9, call.cols);
+    EXPECT_EQ(svd.Decomposition(call.m, call.n, rows.data()), 0);
+    EXPECT_EQ(rows.values, before);
+    Vector x(4), b(9);
+    EXPECT_EQ(svd.LinearLeastSquare(call.m, call.n, x.data(), b.data(), rows.data(), nullptr), EmptyValue);
+    EXPECT_EQ(x, Vector(4, EmptyValue));
+    if (call.n <= call.cols) continue;
+    svd.EditSingularValue(4);
+    svd.BackSubstitute(9, 4, b.data(), x.data(), rows.data());
+    svd.CovarianceMatrix(4, square.data());
+    EXPECT_EQ(svd.Rank(4), 0);
+    EXPECT_EQ(svd.ConditionNum(4), 0.0);
+    EXPECT_EQ(x, Vector(4, EmptyValue));
+  }
+  Vector b = {3, 4};
+  double x = 5;
+  for (const int n : {0, -4}) {  // nothing to do
+    Svd svd(3, 2);
+    EXPECT_EQ(svd.Decomposition(2, n, Rows(a).data()), 1);
+    EXPECT_EQ(svd.LinearLeastSquare(2, n, &x, b.data(), Rows(a).data(), nullptr), 25);
+    EXPECT_EQ(svd.Rank(n), 0);
+    EXPECT_TRUE(std::isnan(svd.ConditionNum(n)));
+    EXPECT_EQ(x, 5);
+  }
+}
+
+TEST(SingularValueDecomposition, RankEditAndCondition) {
+  const struct {
+    Vector values, edited;
+    int rank;
+    double condition;
+  } kRows[] = {
+      {{4, 2}, {4, 2}, 2, 0.5},
+      {{2, 4, 1}, {2, 4, 1}, 3, 0.25},
+      {{1e6, 1e-9}, {1e6, 0}, 1, 1e-15},
+      {{1e6, 1e-8}, {1e6, 1e-8}, 2, 1e-14},  // at the limit, not below it
+      {{1e-10, 1e-4}, {0, 1e-4}, 1, 1e-6},
+      {{1e-4, 2e-9}, {1e-4, 2e-9}, 2, 2e-5},
+      {{3, 0}, {3, 0}, 1, 0},
+      {{0, 0}, {0, 0}, 2, std::nan("")},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.values[0]);
+    const int n = static_cast<int>(row.values.size());
+    Svd svd(n, n);
+    const auto values = [&] { return Vector(svd.SVals(), svd.SVals() + n); };
+    ASSERT_EQ(svd.Decomposition(n, n, Rows(diagonal(row.values)).data()), 1);
+    EXPECT_EQ(svd.Rank(n), row.rank);
+    const double condition = svd.ConditionNum(n);
+    EXPECT_TRUE(std::isnan(row.condition) ? std::isnan(condition)
+                                          : std::fabs(condition - row.condition) <= 1e-15 * row.condition);
+    EXPECT_EQ(values(), row.values);
+    svd.EditSingularValue(n);
+    EXPECT_EQ(values(), row.edited);
+  }
+}
+
+TEST(SingularValueDecomposition, CovarianceIsTheInverseOfTheNormalMatrix) {
+  Random random(3);
+  const int m = 12, n = 5;
+  for (const bool deficient : {false, true}) {
+    Dense a = random_dense(m, n, random);
+    if (deficient) a = with_zero_columns(a, 2, 2);
+    Rows covariance(Dense(n, n));
+    Svd svd(m, n);
+    ASSERT_EQ(svd.Decomposition(m, n, Rows(a).data()), 1);
+    svd.EditSingularValue(n);
+    svd.CovarianceMatrix(n, covariance.data());
+    EXPECT_LE(worst(n, n,
+                    [&](int i, int j) {  // what was dropped adds nothing
+                      const double expected = i == j && !(deficient && i == 2) ? 1.0 : 0.0;
+                      return expected - sum(n, [&](int k) {
+                               return covariance.data()[k][j] *
+                                      sum(m, [&](int r) { return a(r, i) * a(r, k); });
+                             });
+                    }),
+              1e-12);
+  }
+}
+
+/// A fit as the caller sees it.
+struct Fit {
+  Dense a;
+  Vector b, sigma;  // sigma may be empty
+  Vector x{};
+  double chi2 = 0.0;
+
+  void run() {
+    Rows rows(a);
+    const auto before = rows.values;
+    x.assign(static_cast<std::size_t>(a.cols), 5.0);
+    Svd svd(a.rows, a.cols);
+    chi2 = svd.LinearLeastSquare(a.rows, a.cols, x.data(), b.data(), rows.data(),
+                                 sigma.empty() ? nullptr : sigma.data());
+    EXPECT_EQ(rows.values, before);
+  }
+  double deviation(int i) const { return sigma.empty() ? 1.0 : sigma[static_cast<std::size_t>(i)]; }
+  double column_scale(int j) const {
+    return sum(a.rows, [&](int i) { return std::fabs(a(i, j)); }) / a.rows;
+  }
+  /// LAPACK's solution for the columns as scaled.
+  Vector lapack() const {
+    Dense scaled_a =
+        filled(a.rows, a.cols, [&](int i, int j) { return a(i, j) / column_scale(j) / deviation(i); });
+    Vector y = b;
+    for (std::size_t i = 0; i < y.size(); ++i) y[i] /= deviation(static_cast<int>(i));
+    const int one = 1, lwork = 20000;
+    const double rcond = 1e-11;  // none of the fits below has a value between this and its limit
+    Vector s(y.size()), work(lwork);
+    std::vector<int> iwork(lwork);
+    int rank = 0, info = 99;
+    dgelsd_(&a.rows, &a.cols, &one, scaled_a.values.data(), &a.rows, y.data(), &a.rows, s.data(), &rcond,
+            &rank, work.data(), &lwork, iwork.data(), &info);
+    EXPECT_EQ(info, 0);
+    y.resize(static_cast<std::size_t>(a.cols));
+    return y;
+  }
+};
+
+Dense powers(int m, int n, double from, double to) {
+  return filled(m, n, [=](int i, int j) { return std::pow(from + (to - from) * i / (m - 1), j); });
+}
+
+TEST(LinearLeastSquare, AgreesWithLapack) {
+  const struct {
+    const char* name;
+    Dense (*make)(Random& random);
+    double tolerance;  // about epsilon times the square of the condition, where the residual is large
+  } kFits[] = {
+      {"random", [](Random& r) { return random_dense(40, 6, r); }, 1e-13},
+      {"large", [](Random& r) { return random_dense(300, 100, r); }, 1e-12},
+      {"square", [](Random& r) { return of_condition(12, 1e2, r); }, 1e-12},
+      {"one column", [](Random& r) { return random_dense(9, 1, r); }, 1e-14},
+      {"columns of many sizes", [](Random& r) { return graded(30, 8, r, 1e-20); }, 1e-12},
+      {"quadratic", [](Random&) { return powers(25, 3, -1, 1); }, 1e-13},
+      {"quintic away from zero", [](Random&) { return powers(40, 6, 1, 2); }, 1e-5},
+      {"condition 1e5", [](Random& r) { return of_condition(20, 1e5, r); }, 1e-9},
+      {"condition 1e7", [](Random& r) { return of_condition(20, 1e7, r); }, 1e-7},
+      {"twice the same column",
+       [](Random& r) {
+         Dense a = random_dense(20, 5, r);
+         std::copy_n(a.column(1), 20, a.column(3));
+         return a;
+       },
+       1e-12},
+  };
+  Random random(4);
+  for (const auto& kind : kFits) {
+    for (const bool weighted : {false, true}) {
+      SCOPED_TRACE(std::string(kind.name) + (weighted ? ", weighted" : ""));
+      Fit fit{kind.make(random), {}, {}};
+      fit.b = random_vector(fit.a.rows, random);
+      for (int i = 0; weighted && i < fit.a.rows; ++i) fit.sigma.push_back(1.0 + 0.9 * uniform(random));
+      fit.run();
+      const Vector expected = fit.lapack();
+      const auto scaled_x = [&](int j) { return fit.x[static_cast<std::size_t>(j)] * fit.column_scale(j); };
+      double size = 0.0;
+      for (const double value : expected) size = std::max(size, std::fabs(value));
+      EXPECT_LE(worst(1, fit.a.cols,
+                      [&](int, int j) { return scaled_x(j) - expected[static_cast<std::size_t>(j)]; }),
+                kind.tolerance * size);
+      const double chi2 = sum(fit.a.rows, [&](int i) {  // with the scaled solution
+        const double product = sum(fit.a.cols, [&](int j) { return fit.a(i, j) * scaled_x(j); });
+        return std::pow((fit.b[static_cast<std::size_t>(i)] - product) / fit.deviation(i), 2);
+      });
+      EXPECT_NEAR(fit.chi2, chi2, 1e-9 * chi2);
+    }
+  }
+}
+
+TEST(LinearLeastSquare, ScalesWeightsAndRefusals) {
+  Fit fit{Dense(4, 2), {1, 2, 4, 4}, {}};
+  const double signs[] = {1, 1, 1, 1, -1, 1, -1, 1};  // mean magnitude 1: the result is the sum of squares
+  std::copy_n(signs, 8, fit.a.values.begin());
+  fit.run();
+  EXPECT_NEAR(fit.x[0], 2.75, 1e-15);
+  EXPECT_NEAR(fit.x[1], 0.25, 1e-15);
+  EXPECT_NEAR(fit.chi2, 6.5, 1e-14);
+
+  Fit same = fit;
+  same.sigma = Vector(4, 1.0);
+  same.run();
+  EXPECT_EQ(same.x, fit.x);
+  EXPECT_EQ(same.chi2, fit.chi2);
+
+  for (const double scale : {1e8, 1e-8}) {  // of the second column
+    Fit other = fit;
+    for (int i = 0; i < 4; ++i) other.a(i, 1) *= scale;
+    other.run();
+    EXPECT_NEAR(other.x[0], 2.75, 1e-14);
+    EXPECT_NEAR(other.x[1] * scale, 0.25, 1e-14);
+  }
+
+  Fit zero = fit;
+  zero.a = with_zero_columns(fit.a, 1, 1);
+  zero.run();
+  EXPECT_EQ(zero.chi2, EmptyValue);
+  EXPECT_EQ(zero.x, Vector(2, EmptyValue));
+  double x[2] = {5, 5};
+  Rows rows(fit.a);
+  EXPECT_EQ(Svd(3, 2).LinearLeastSquare(4, 2, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
+  EXPECT_EQ(Vector(x, x + 2), Vector(2, EmptyValue));
+}
+
+TEST(SingularValueDecomposition, RefusedMemoryAndSharedArrays) {
+  const auto blocks = corvid_host::LiveBlocks();
+  Fit fit{diagonal({1, 1, 2}), {1, 2, 3}, {}};
+  Rows rows(fit.a);
+  double x[3];
+  for (int n = 1; n <= 10; ++n) {
+    corvid_host::FailAllocation(n);
+    Svd svd(3, 3);
+    corvid_host::StopFailing();
+    EXPECT_EQ(corvid_host::LiveBlocks(), blocks);
+    EXPECT_EQ(svd.LinearLeastSquare(3, 3, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
+  }
+  {
+    Svd svd(3, 3);
+    for (int n = 1; n <= 2; ++n) {
+      corvid_host::FailAllocation(n);
+      EXPECT_EQ(svd.LinearLeastSquare(3, 3, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
+      corvid_host::StopFailing();
+    }
+    EXPECT_NE(svd.LinearLeastSquare(3, 3, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
+
+    Svd other(1, 1);
+    unsigned char own[sizeof other];  // put back at the end, so that each array is freed once
+    std::memcpy(own, static_cast<void*>(&other), sizeof other);
+    other = svd;
+    EXPECT_EQ(other.SVals(), svd.SVals());
+    EXPECT_EQ(other.Umat(), svd.Umat());
+    EXPECT_EQ(other.VMat(), svd.VMat());
+    EXPECT_EQ(other.Rank(3), 3);
+    std::memcpy(static_cast<void*>(&other), own, sizeof other);
+  }
+  EXPECT_EQ(corvid_host::LiveBlocks(), blocks);
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+#pragma once
+
+// Tables in files of a folder that ends with the test, whole, damaged and failing.
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/corvid_host.h"
+#include "tests/host/own_folder.h"
+
+/// XYTable::ChunkSize, which a host knows by its symbol only.
+extern int table_chunk_size __asm__("_ZN7XYTable9ChunkSizeE");
+
+namespace test_support {
+
+using Values = std::vector<double>;
+using Rows = std::vector<std::pair<double, double>>;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+/// Equal bit for bit, so that a NaN equals itself and the zeros differ.
+inline bool same(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+template <class List>
+bool same(const List& a, const List& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](double x, double y) { return same(x, y); });
+}
+
+/// Opens the fields of a table.
+template <class Base>
+struct Open : Base {
+  Open() = default;
+  Open(const Open&) = default;
+  Open& operator=(const Open&) = default;
+  explicit Open(const Rows& rows) {
+    for (const auto& [x, y] : rows) EXPECT_EQ(this->AddPoint(x, y), 0);
+  }
+  using Base::capacity, Base::cursor, Base::nPoints, Base::xValues, Base::yValues;
+
+  /// Counts and points.
+  Values Content() const {
+    Values values{double(nPoints), double(capacity)};
+    for (int i = 0; i < nPoints; ++i) values.insert(values.end(), {xValues[i], yValues[i]});
+    return values;
+  }
+  /// Whether the slots begin with `rows`, be they points or not.
+  bool Holds(const Rows& rows) const {
+    const double* x = xValues;
+    const double* y = yValues;
+    for (const auto& row : rows) {
+      if (!same(*x++, row.first) || !same(*y++, row.second)) return false;
+    }
+    return true;
+  }
+};
+
+/// Fails at one of its numbers, counted from 0.
+class FailingFile : public corvid_host::ChunkFile {
+ public:
+  explicit FailingFile(int good) : left_(good) {}
+  unsigned char ReadDouble(double* v) override { return left_-- != 0 && ChunkFile::ReadDouble(v); }
+  unsigned char ReadInt(int* v) override { return left_-- != 0 && ChunkFile::ReadInt(v); }
+  unsigned char WriteDouble(double v) override { return left_-- != 0 && ChunkFile::WriteDouble(v); }
+  unsigned char WriteInt(int v) override { return left_-- != 0 && ChunkFile::WriteInt(v); }
+
+ private:
+  int left_;
+};
+
+class TableFile : public OwnFolder {
+ protected:
+  void SetUp() override {
+    OwnFolder::SetUp();
+    path_ = folder_ / "table";
+  }
+  void TearDown() override {
+    table_chunk_size = 10;
+    corvid_host::StopFailing();
+    corvid_host::LimitBlockBytes(0);
+    OwnFolder::TearDown();
+  }
+  template <class Write>
+  void write(Write&& content) const {
+    corvid_host::ChunkFile file;
+    ASSERT_TRUE(file.Create(path_.c_str()));
+    content(file);
+    ASSERT_TRUE(file.Commit()) << file.ErrorText();
+  }
+  /// @param good_numbers that the file gives; below 0: all
+  /// @param refused      allocation of the table that fails, counted from 1; 0: none
+  template <class Table>
+  bool recall(Table& table, int good_numbers = -1, int refused = 0) const {
+    FailingFile file(good_numbers);
+    if (!file.Open(path_.c_str())) return false;
+    if (refused > 0) corvid_host::FailAllocation(refused);
+    const bool result = table.Recall(file);
+    corvid_host::StopFailing();
+    return result;
+  }
+
+  /// A stored table comes back as it was, into any other; a failing number gives false both ways.
+  template <class Table>
+  void expect_round_trip(Table& stored, int numbers) const {
+    write([&](BinaryFile& file) { EXPECT_EQ(stored.Store(file), 1); });
+    Table back;
+    back.AddPoint(1.0, 2.0);
+    EXPECT_TRUE(recall(back));
+    EXPECT_TRUE(same(back.Content(), stored.Content()));
+    for (int good = 0; good <= numbers; ++good) {
+      Table part;
+      FailingFile file(good);
+      ASSERT_TRUE(file.Create((folder_ / "never").c_str()));
+      EXPECT_EQ(stored.Store(file), good == numbers) << good;
+      EXPECT_EQ(recall(part, good), good == numbers) << good;
+    }
+  }
+  /// The file with every byte changed to each other value, and cut at every byte.
+  template <class Table>
+  void expect_damage_found(const Table& stored) const {
+    const std::string whole = content_of(path_);
+    const Values content = stored.Content();
+    const auto expect_false_or_equal = [&](std::size_t place) {
+      corvid_host::ResetPeakBytes();
+      const std::int64_t before = corvid_host::LiveBytes();
+      Table table;
+      EXPECT_TRUE(!recall(table) || same(table.Content(), content)) << "at " << place;
+      EXPECT_LT(corvid_host::PeakBytes() - before, 16384) << "at " << place;
+    };
+    std::fstream file(path_, std::ios::binary | std::ios::in | std::ios::out);
+    const auto set_byte = [&](std::size_t place, int byte) {
+      file.seekp(static_cast<std::streamoff>(place)).put(static_cast<char>(byte)).flush();
+    };
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+      for (int change = 1; change < 256; ++change) {
+        set_byte(i, whole[i] ^ change);
+        expect_false_or_equal(i);
+      }
+      set_byte(i, whole[i]);
+    }
+    ASSERT_EQ(content_of(path_), whole);
+    for (std::size_t i = whole.size(); i-- > 0;) {
+      fs::resize_file(path_, i);
+      expect_false_or_equal(i);
+    }
+  }
+
+  fs::path path_;
+};
+
+}  // namespace test_support

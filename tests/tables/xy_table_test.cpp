@@ -1,0 +1,262 @@
+#include "tables/xy_table.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <memory>
+#include <random>
+#include <utility>
+
+#include "frame/empty_value.h"
+#include "tests/tables/table_file.h"
+
+namespace {
+
+using test_support::kNaN, test_support::Rows, test_support::same;
+using Table = test_support::Open<XYTable>;
+class XYTableTest : public test_support::TableFile {};
+
+/// The exchange rule to the letter: what Sort must equal.
+void exchange_sort(Rows& rows) {
+  for (bool exchanged = rows.size() > 1; exchanged;) {
+    exchanged = false;
+    for (std::size_t i = rows.size() - 1; i >= 1; --i) {
+      if (rows[i].first < rows[i - 1].first) std::swap(rows[i], rows[i - 1]), exchanged = true;
+    }
+    if (!exchanged) return;
+    for (std::size_t i = 1; i < rows.size(); ++i) {
+      if (rows[i - 1].first > rows[i].first) std::swap(rows[i - 1], rows[i]);
+    }
+  }
+}
+
+// ---- Editing and walking
+
+/// Rows as a user sees them, with the room and the cursor that a table must have.
+struct Model {
+  Rows rows;
+  int capacity, cursor;
+
+  int size() const { return static_cast<int>(rows.size()); }
+  bool has(int i) const { return i >= 0 && i < size(); }
+  void add(double x, double y) {
+    if (size() == capacity) capacity += std::max(table_chunk_size, 1);
+    rows.emplace_back(x, y);
+  }
+  void edit(int i, double value, double Rows::value_type::*side) {
+    auto& row = rows.begin()[i];
+    row.*side = value;
+    if (value == EmptyValue && row.first == row.second) rows.erase(rows.begin() + i);
+  }
+};
+
+/// One random operation on both.
+void act(std::unique_ptr<Table>& table, Model& model, std::mt19937& random) {
+  const auto draw = [&](int first, int last) { return std::uniform_int_distribution<>(first, last)(random); };
+  const double values[] = {EmptyValue, EmptyValue, EmptyValue, 1.0, 2.0, -0.0, kNaN, -1e300};
+  const int i = draw(-2, model.size() + 2), j = draw(-1, model.size()), action = draw(0, 16);
+  const double v = values[draw(0, 7)], w = values[draw(0, 7)];
+  if (action == 0) {
+    table->AddPoint(v, w);
+    model.add(v, w);
+  } else if (action == 1) {
+    EXPECT_EQ(table->RemovePoint(i), model.has(i));
+    if (model.has(i)) model.rows.erase(model.rows.begin() + i);
+  } else if (action <= 5) {
+    EXPECT_EQ(table->NewXi(i, v), i >= 0 && i <= model.size());
+    if (model.has(i)) {
+      model.edit(i, v, &Rows::value_type::first);
+    } else if (i == model.size() && v != EmptyValue) {
+      model.add(v, EmptyValue);
+    }
+  } else if (action <= 9) {
+    EXPECT_EQ(table->NewYi(i, v), model.has(i));
+    if (model.has(i)) model.edit(i, v, &Rows::value_type::second);
+  } else if (action == 10) {
+    EXPECT_EQ(table->Swap(i, j), 1);
+    if (model.has(i) && model.has(j)) std::swap(model.rows.begin()[i], model.rows.begin()[j]);
+  } else if (action == 11) {
+    EXPECT_EQ(table->Sort(), 1);
+    exchange_sort(model.rows);
+  } else if (action <= 14) {
+    double x = 0.0, y = 0.0;
+    const auto there = action == 12   ? table->GetPoint(i, x, y)
+                       : action == 13 ? table->GetFirstPoint(x, y)
+                                      : table->GetNextPoint(x, y);
+    if (action > 12) model.cursor = action == 13 ? 0 : model.cursor + 1;
+    const int at = action == 12 ? i : model.cursor;
+    const auto point = model.has(at) ? model.rows.begin()[at] : std::make_pair(EmptyValue, EmptyValue);
+    EXPECT_TRUE(there == model.has(at) && same(x, point.first) && same(y, point.second)) << at;
+  } else if (action == 15 && draw(0, 9) == 0) {
+    EXPECT_EQ(table->ClearData(), 1);
+    model.rows.clear();
+  } else if (action == 16 && draw(0, 3) == 0) {
+    table = std::make_unique<Table>(*table);
+    model = {model.rows, model.size(), EmptyValueInt};
+  }
+}
+
+TEST_F(XYTableTest, EditingFollowsAModelOfRows) {
+  std::mt19937 random(7);
+  for (const int chunk : {10, 3, 1, 0, -4}) {
+    table_chunk_size = chunk;
+    auto table = std::make_unique<Table>();
+    Model model{{}, std::max(chunk, 0), 0};
+    for (int step = 0; step < 20000; ++step) {
+      act(table, model, random);
+      SCOPED_TRACE(testing::Message() << "chunk " << chunk << ", step " << step);
+      const auto empty = [](double v) { return v == EmptyValue; };
+      const auto half = [&](const auto& row) { return empty(row.first) || empty(row.second); };
+      const bool spare = model.rows.empty() || !half(model.rows.back());
+      ASSERT_TRUE(table->NDataPoints() == model.size() && table->YDim() == model.size());
+      ASSERT_EQ(table->XDim(), model.size() + spare);
+      ASSERT_TRUE(table->capacity == model.capacity && table->cursor == model.cursor);
+      ASSERT_EQ(table->AllDataIsNonEmpty(), std::none_of(model.rows.begin(), model.rows.end(), half));
+      ASSERT_TRUE(table->Holds(model.rows));
+    }
+  }
+}
+
+TEST_F(XYTableTest, FreedSlotsBecomeEmpty) {
+  Table table(Rows{{1, 2}, {3, 4}, {5, 6}});
+  table.RemovePoint(1);
+  EXPECT_TRUE(table.Holds({{1, 2}, {5, 6}, {EmptyValue, EmptyValue}}));
+  table.ClearData();
+  EXPECT_TRUE(table.Holds(Rows(10, {EmptyValue, EmptyValue})));
+  EXPECT_EQ(table.InitFromDefaults(), 0);
+}
+
+TEST_F(XYTableTest, AssignmentSharesTheArrays) {
+  Table source(Rows{{1, 2}}), target(Rows{{3, 4}, {5, 6}});
+  double* abandoned[] = {target.xValues, target.yValues};
+  const std::int64_t blocks = corvid_host::LiveBlocks();
+  source.cursor = 5;
+  EXPECT_EQ(&(target = source), &target);
+  EXPECT_TRUE(target.xValues == source.xValues && target.yValues == source.yValues);
+  EXPECT_TRUE(target.nPoints == 1 && target.capacity == 10 && target.cursor == 5);
+  EXPECT_EQ(corvid_host::LiveBlocks(), blocks);
+  for (double* array : abandoned) Corvid_delete(array);
+  target.xValues = target.yValues = nullptr;
+}
+
+// ---- Sorting
+
+void expect_sorted_as_by_exchange(const Rows& rows) {
+  Rows expected = rows;
+  exchange_sort(expected);
+  for (const bool refused : {false, true}) {
+    Table table(rows);
+    if (refused) corvid_host::FailAllocationsFrom(1);
+    EXPECT_EQ(table.Sort(), 1);
+    corvid_host::StopFailing();
+    ASSERT_TRUE(table.Holds(expected)) << rows.size() << " rows" << (refused ? ", no memory" : "");
+  }
+}
+
+TEST_F(XYTableTest, SortEqualsTheExchangeRule) {
+  const double few[] = {1.0, EmptyValue, kNaN, 2.0};
+  const double odd[] = {0.0, -0.0, HUGE_VAL, -HUGE_VAL, kNaN, EmptyValue, 1.0, 2.0};
+  for (int n = 1; n <= 6; ++n) {
+    for (int code = 0; code < 1 << 2 * n; ++code) {  // all that four values make
+      Rows rows;
+      for (int i = 0; i < n; ++i) rows.emplace_back(few[code >> 2 * i & 3], i);
+      expect_sorted_as_by_exchange(rows);
+    }
+  }
+  std::mt19937 random(1);
+  for (const int n : {0, 1, 2, 16, 17, 33, 100, 700}) {
+    for (int kind = 0; kind < 5; ++kind) {
+      Rows rows;
+      for (int i = 0; i < n; ++i) {
+        const double any = std::uniform_real_distribution<>(-1e5, 1e5)(random);
+        const double x[] = {any, odd[random() % 8], std::floor(any / 1e4), double(i), double(-i)};
+        rows.emplace_back(kind != 1 && random() % 80 == 0 ? kNaN : x[kind], i);
+      }
+      expect_sorted_as_by_exchange(rows);
+    }
+  }
+}
+
+// ---- Files
+
+TEST_F(XYTableTest, FilesGiveBackEachBit) {
+  Rows rows{{kNaN, -0.0}, {EmptyValue, 1e-310}, {-HUGE_VAL, EmptyValue}};
+  Table none, stored(rows), back;
+  expect_round_trip(none, 2);
+  expect_round_trip(stored, 8);
+  back.cursor = 7;
+  EXPECT_TRUE(recall(back) && back.cursor == 7);
+  rows.resize(10, {EmptyValue, EmptyValue});
+  EXPECT_TRUE(back.Holds(rows));
+  expect_damage_found(stored);
+}
+
+TEST_F(XYTableTest, RecallTreatsEachPairOfCounts) {
+  constexpr double E = EmptyValue;
+  const struct {
+    int count, room, numbers;  // in the file; without numbers (-1) the room is missing too
+    bool result;
+    int points, capacity;
+    Rows slots;
+  } cases[] = {{2, 4, 4, true, 2, 4, {{0, 1}, {2, 3}, {E, E}, {E, E}}},
+               {0, 1, 0, true, 0, 1, {{E, E}}},
+               {2, 1, 4, true, 2, 2, {{0, 1}, {2, 3}}},
+               {1, -9, 2, true, 1, 1, {{0, 1}}},
+               {-3, 2, 0, true, -3, 2, {{E, E}, {E, E}}},
+               {INT_MIN, INT_MIN, 0, true, INT_MIN, 0, {}},
+               {3, 4, 3, false, 3, 4, {{0, 1}, {2, E}, {E, E}, {E, E}}},
+               {INT_MAX, 1, 9, false, 0, 0, {}},
+               {1, INT_MAX, 2, false, 0, 0, {}},
+               {5, 0, -1, false, 5, 5, {{80, 81}, {90, 91}, {E, E}, {E, E}, {E, E}}},
+               {1, 0, -1, false, 1, 3, {{80, 81}, {90, 91}, {E, E}}},
+               {-7, 0, -1, false, -7, 3, {{80, 81}, {90, 91}, {E, E}}},
+               {INT_MAX, 0, -1, false, 0, 0, {}}};
+  table_chunk_size = 3;
+  corvid_host::LimitBlockBytes(1 << 20);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.count << ", " << c.room);
+    write([&](BinaryFile& file) {
+      ChunkHeader header{};
+      header.Create(file, 99);
+      file.WriteInt(c.count);
+      if (c.numbers >= 0) file.WriteInt(c.room);
+      for (int i = 0; i < c.numbers; ++i) file.WriteDouble(i);
+      header.Close(file);
+    });
+    Table table(Rows{{80, 81}, {90, 91}});
+    EXPECT_EQ(recall(table), c.result);
+    EXPECT_EQ(table.NDataPoints(), c.points);
+    EXPECT_EQ(table.capacity, c.capacity);
+    EXPECT_TRUE(table.Holds(c.slots));
+    if (c.points > 0) continue;
+    double x = 0.0, y = 0.0;  // works on as an empty one
+    EXPECT_FALSE(table.GetFirstPoint(x, y) || table.GetPoint(0, x, y) || table.RemovePoint(0));
+    EXPECT_TRUE(Table(table).NDataPoints() == c.points && table.XDim() == 1 && table.Sort());
+    EXPECT_TRUE(table.NewXi(0, 6.0) && table.nPoints == 1 && table.Holds({{6.0, EmptyValue}}));
+  }
+}
+
+TEST_F(XYTableTest, RefusedMemoryDoesNoHarm) {
+  const Rows rows{{1, 2}, {3, 4}};
+  table_chunk_size = 2;
+  Table full(rows);
+  double x = 0.0, y = 0.0;
+  for (const int n : {1, 2}) {
+    corvid_host::FailAllocation(n);
+    Table fresh;
+    corvid_host::FailAllocation(n);
+    Table copy(full);
+    EXPECT_TRUE(copy.nPoints == 0 && copy.capacity == 0 && !copy.GetPoint(0, x, y) && copy.ClearData());
+    corvid_host::FailAllocation(n);
+    full.AddPoint(8, 9);
+    corvid_host::FailAllocation(n);
+    EXPECT_EQ(full.NewXi(2, 8), 0);
+    EXPECT_EQ(full.NewXi(2, EmptyValue), 1);  // no room, no write
+    EXPECT_TRUE(full.nPoints == 2 && full.capacity == 2 && full.Holds(rows));
+    EXPECT_EQ(fresh.capacity, 0);
+    fresh.AddPoint(8, 9);
+    EXPECT_TRUE(fresh.Holds({{8, 9}}) && fresh.capacity == 2);
+  }
+}
+
+}  // namespace
