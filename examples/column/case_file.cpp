@@ -3,26 +3,30 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <numeric>
 
 #include "examples/column/flows.h"
+#include "examples/column/property_file.h"
 #include "examples/column/published_reader.h"
 #include "examples/column/shortcut.h"
-#include "examples/column/toml_reader.h"
+#include "examples/column/table_csv.h"
+#include "examples/column/vapour_pressure_table.h"
+#include "examples/common/toml_reader.h"
 
 namespace column {
 namespace {
 
+using examples::CaseError;
+using examples::TomlTable;
+
 constexpr int kMostStages = 1000;
 constexpr double kSumError = 1e-9;  // to which fractions and given products must add up
 
-const std::vector<std::string> kModels{"relative-volatility", "depriester",
-                                       "antoine"};  // in the order of Model
-enum class Model { kRelativeVolatility, kDePriester, kAntoine };
+const std::vector<std::string> kModels{"relative-volatility", "depriester", "antoine",
+                                       "measured"};  // in the order of Model
+enum class Model { kRelativeVolatility, kDePriester, kAntoine, kMeasured };
 
 Phase phase_of(const TomlTable& t) {
   if (!t.has("phase")) return Phase::kLiquid;
@@ -38,10 +42,55 @@ double sum(const std::vector<double>& values) { return std::accumulate(values.be
 
 // ---- Components and their property model.
 
+/// Where the files lie that a case names.
+struct Places {
+  std::filesystem::path folder;
+  std::string properties;  // given from outside; empty: none
+
+  std::string path(const std::string& named) const { return (folder / named).string(); }
+};
+
+/// Measured tables, from a property file or each from a file of its own.
+class TableFinder {
+ public:
+  TableFinder(const TomlTable& root, const Places& places)
+      : places_(places), from_outside_(!places.properties.empty()), file_(places.properties) {
+    if (!from_outside_ && root.has("properties")) file_ = places.path(root.text("properties"));
+    if (!file_.empty()) stored_ = recall_tables(file_);
+  }
+
+  std::shared_ptr<VapourPressureTable> find(const TomlTable& t) const {
+    const std::string name = t.text("name");
+    if (!from_outside_ && t.has("table")) {
+      auto table = read_table_csv(places_.path(t.text("table")));
+      if (table->info().name != name)
+        t.complain("table", fmt::format("is that of {}, not of {}", table->info().name, name));
+      return table;
+    }
+    if (file_.empty()) t.complain("name", R"(needs a "table", or the case "properties")");
+    auto table = find_table(stored_, name);
+    if (!table) t.complain("name", fmt::format("\"{}\" is not in {}", name, file_));
+    return table;
+  }
+
+ private:
+  const Places& places_;
+  bool from_outside_;
+  std::string file_;
+  Tables stored_;
+};
+
 /// The constants of all components, read in the order of the file.
 class ModelReader {
  public:
-  explicit ModelReader(Model model) : model_(model) {}
+  ModelReader(Model model, const TomlTable& root, const Places& places) : model_(model) {
+    if (model == Model::kMeasured)
+      finder_.emplace(root, places);
+    else if (root.has("properties"))
+      root.complain("properties", "goes with the model measured only");
+    else if (!places.properties.empty())
+      throw CaseError(root.line("model"), "a property file goes with the model measured only");
+  }
 
   void add(const TomlTable& t) {
     switch (model_) {
@@ -59,12 +108,16 @@ class ModelReader {
         antoine_.push_back({v[0], v[1], v[2]});
         break;
       }
+      case Model::kMeasured:
+        tables_.push_back(finder_->find(t));
+        break;
     }
   }
 
   std::shared_ptr<const EquilibriumModel> model() const {
     if (model_ == Model::kRelativeVolatility) return std::make_shared<RelativeVolatility>(volatilities_);
     if (model_ == Model::kDePriester) return std::make_shared<DePriester>(depriester_);
+    if (model_ == Model::kMeasured) return std::make_shared<Measured>(tables_);
     return std::make_shared<Antoine>(antoine_);
   }
 
@@ -74,6 +127,8 @@ class ModelReader {
         return TomlTable(table, "[[component]]", {"name", "volatility"});
       case Model::kDePriester:
         return TomlTable(table, "[[component]]", {"name", "depriester"});
+      case Model::kMeasured:
+        return TomlTable(table, "[[component]]", {"name", "table"});
       case Model::kAntoine:
         break;
     }
@@ -85,10 +140,12 @@ class ModelReader {
   std::vector<double> volatilities_;
   std::vector<DePriester::Constants> depriester_;
   std::vector<Antoine::Constants> antoine_;
+  Tables tables_;
+  std::optional<TableFinder> finder_;
 };
 
-void read_components(const TomlTable& root, Model model, ColumnCase& c) {
-  ModelReader reader(model);
+void read_components(const TomlTable& root, Model model, const Places& places, ColumnCase& c) {
+  ModelReader reader(model, root, places);
   for (const toml::table* table : root.tables("component")) {
     const TomlTable t = reader.open(*table);
     const std::string name = t.text("name");
@@ -209,15 +266,16 @@ ShortcutTask read_shortcut(const TomlTable& t, const ColumnCase& c) {
   return task;
 }
 
-ColumnCase case_of(const toml::table& file) {
+ColumnCase case_of(const toml::table& file, const Places& places) {
   const TomlTable root(file, "the case",
                        {"title", "source", "model", "component", "column", "feed", "draw", "pumparound",
-                        "solver", "shortcut", "published"});
+                        "solver", "shortcut", "published", "properties", "compare_with"});
   ColumnCase c;
   c.title = root.text("title");
   c.source = root.text_or("source", "");
   const Model model = static_cast<Model>(root.choice("model", kModels));
-  read_components(root, model, c);
+  if (root.has("compare_with")) c.compare_with = places.path(root.text("compare_with"));
+  read_components(root, model, places, c);
   const TomlTable column(root.table("column"), "[column]",
                          {"stages", "condenser", "pressure", "reflux_ratio", "distillate", "bottoms"});
   read_column(column, model, c);
@@ -236,33 +294,16 @@ ColumnCase case_of(const toml::table& file) {
   return c;
 }
 
-/// The one message about a file, on one line whatever stood in the file.
-BadCase complaint(const std::string& name, long line, std::string what) {
-  std::replace(what.begin(), what.end(), '\n', ' ');
-  return BadCase(fmt::format("{}:{}: {}", name, line, what));
-}
-
 }  // namespace
 
-ColumnCase parse_case(const std::string& text, const std::string& name) {
-  try {
-    return case_of(toml::parse(text, name));
-  } catch (const toml::parse_error& error) {
-    throw complaint(name, error.source().begin.line, std::string(error.description()));
-  } catch (const CaseError& error) {
-    throw complaint(name, error.line, error.what());
-  }
+ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties) {
+  const Places places{std::filesystem::path(name).parent_path(), properties};
+  return examples::parse_case_text<ColumnCase>(
+      text, name, [&](const toml::table& file) { return case_of(file, places); });
 }
 
-ColumnCase read_case(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string text;
-  char block[4096];
-  while (file.read(block, sizeof block), file.gcount() > 0)
-    text.append(block, static_cast<std::size_t>(file.gcount()));
-  // A missing file does not open; a directory does, but reading it fails.
-  if (!file.is_open() || file.bad()) throw BadCase(fmt::format("{}: {}", path, std::strerror(errno)));
-  return parse_case(text, path);
+ColumnCase read_case(const std::string& path, const std::string& properties) {
+  return parse_case(examples::read_case_text(path), path, properties);
 }
 
 }  // namespace column

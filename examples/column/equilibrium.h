@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "examples/common/depriester.h"
+
 namespace column {
 
 /// ln K of a component and its derivative by the temperature.
@@ -26,6 +28,16 @@ struct TemperatureScale {
   const char* common_unit;  // of these
 };
 
+struct TemperatureRange {
+  double lowest, highest;
+};
+
+/// How a bubble point is sought.
+enum class RootSearch {
+  kNewton,        // by the derivative of ln K
+  kBoundedSecant  // by values alone
+};
+
 /// K-values of a set of components, numbered from 0, as functions of temperature and pressure.
 class EquilibriumModel {
  public:
@@ -33,6 +45,9 @@ class EquilibriumModel {
   virtual int components() const = 0;
   virtual LnK ln_k(int component, double temperature, double pressure) const = 0;
   virtual TemperatureScale scale() const = 0;
+  virtual RootSearch root_search() const { return RootSearch::kNewton; }
+  /// Where the K-values of a component rest on measurements, if the model knows; beyond it extrapolates.
+  virtual std::optional<TemperatureRange> measured_range(int) const { return std::nullopt; }
 };
 
 /// Constant relative volatilities: ln K = ln alpha + t. The only thing that changes from stage to stage
@@ -48,13 +63,10 @@ class RelativeVolatility final : public EquilibriumModel {
   std::vector<double> ln_volatility_;
 };
 
-/// The fit of the DePriester chart, ln K = a1/T^2 + a2/T + a6 + b1 ln P + b2/P^2 + b3/P, T in degrees
-/// Rankine, P in psia. Source: M. L. McWilliams, Chem. Eng. 80 (25), 138 (1973).
+/// The fit of the DePriester chart, in degrees Rankine and psia.
 class DePriester final : public EquilibriumModel {
  public:
-  struct Constants {
-    double a1, a2, a6, b1, b2, b3;
-  };
+  using Constants = examples::DePriester;
   explicit DePriester(std::vector<Constants> constants) : constants_(std::move(constants)) {}
   int components() const override { return static_cast<int>(constants_.size()); }
   LnK ln_k(int component, double temperature, double pressure) const override;
@@ -64,12 +76,20 @@ class DePriester final : public EquilibriumModel {
   std::vector<Constants> constants_;
 };
 
-/// Raoult's law with Antoine vapour pressures, log10 p = A - B/(t + C), t in degrees C, p in mmHg.
+/// log10 p = A - B/(t + C), t in degrees C, p in mmHg. Source: C. Antoine, C. R. Acad. Sci. 107, 681 (1888).
+struct AntoineConstants {
+  double a, b, c;
+  /// ln p and its derivative by the temperature.
+  LnK ln_pressure(double celsius) const;
+};
+
+/// Where Raoult's law with these constants looks for bubble points.
+TemperatureScale antoine_scale(const std::vector<AntoineConstants>& constants);
+
+/// Raoult's law with given Antoine constants.
 class Antoine final : public EquilibriumModel {
  public:
-  struct Constants {
-    double a, b, c;
-  };
+  using Constants = AntoineConstants;
   explicit Antoine(std::vector<Constants> constants) : constants_(std::move(constants)) {}
   int components() const override { return static_cast<int>(constants_.size()); }
   LnK ln_k(int component, double temperature, double pressure) const override;
@@ -79,8 +99,8 @@ class Antoine final : public EquilibriumModel {
   std::vector<Constants> constants_;
 };
 
-/// The temperature at which a liquid's vapour fractions K x sum up to one. By Newton steps on
-/// ln(sum K x), kept inside a bracket.
+/// The temperature at which a liquid's vapour fractions K x sum up to one. It is the zero of
+/// ln(sum K x), found within a bracket by the search that the model wants.
 /// @param liquid  amounts of the components, in any unit; none negative, their sum positive
 /// @param guess   where to start; any number
 /// @return nothing if there is no such temperature within the model's limits

@@ -1,4 +1,5 @@
 // corvidnum-column CASE.toml: solves a staged distillation column by the bubble-point method.
+// corvidnum-column fit COMPONENT.csv...: fits measured vapour pressures, which a case may then stand on.
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -10,33 +11,36 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "examples/column/acceleration.h"
 #include "examples/column/bubble_point.h"
 #include "examples/column/case_file.h"
 #include "examples/column/closure.h"
 #include "examples/column/csv.h"
+#include "examples/column/fit_command.h"
+#include "examples/column/fit_report.h"
 #include "examples/column/flows.h"
 #include "examples/column/method_comparison.h"
+#include "examples/column/other_case.h"
 #include "examples/column/report.h"
+#include "examples/common/output.h"
 #include "frame/debug_out.h"
 
 namespace {
 
+using examples::complain;
+
 enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kNotConverged = 3, kInexact = 4 };
 
 struct Options {
-  std::string case_path, csv_path, log_name;
+  std::string case_path, csv_path, log_name, properties;
+  std::vector<std::string> tables;  // of fit
   std::optional<double> tolerance;
   column::AccelerationSettings acceleration;
   bool dense = false;
   bool compare = false;
 };
-
-int complain(ExitCode code, const std::string& message) {
-  fmt::print(stderr, "{}\n", message);
-  return code;
-}
 
 /// Opens NAME.LOG anew. Null if that cannot be written.
 std::unique_ptr<DebugOut> open_log(const std::string& name) {
@@ -76,8 +80,8 @@ int compare(const Options& options, const column::ColumnCase& c, const column::I
   return kSolved;
 }
 
-int run(const Options& options) {
-  column::ColumnCase c = column::read_case(options.case_path);
+int solve_case(const Options& options) {
+  column::ColumnCase c = column::read_case(options.case_path, options.properties);
   if (options.tolerance) c.tolerance = *options.tolerance;
   const column::InternalFlows flows = column::internal_flows(c);
   std::unique_ptr<DebugOut> log;
@@ -90,6 +94,8 @@ int run(const Options& options) {
                     fmt::format("{}: not converged: {}", options.case_path, solution.complaint));
   const column::Closure closed = column::closure(c, flows, solution.profile);
   fmt::print("{}", column::report(c, flows, solution, closed));
+  if (!c.compare_with.empty())
+    fmt::print("{}", column::report(c, solution, column::compare_with_other(c, solution)));
   if (std::fflush(stdout) != 0) return complain(kBadInput, "standard output cannot be written");
   if (!(closed.worst() <= column::Closure::kLimit))
     return complain(kInexact,
@@ -97,7 +103,7 @@ int run(const Options& options) {
                                 options.case_path, closed.worst(), column::Closure::kLimit));
   if (!options.csv_path.empty()) {
     const std::string csv = column::profile_csv(c, flows, solution.profile);
-    if (const auto failure = column::write_whole_file(options.csv_path, csv))
+    if (const auto failure = examples::write_whole_file(options.csv_path, csv))
       return complain(kBadInput, options.csv_path + ": " + *failure);
   }
   int code = kSolved;
@@ -140,28 +146,68 @@ void check_acceleration_options(const CLI::App& app, const Options& options) {
     throw CLI::ValidationError("--eigen", "needs --accelerate multiple, or --compare");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  Options options;
-  CLI::App app{
-      "Solves a staged distillation column by the bubble-point method with constant molar overflow."};
-  app.add_option("case", options.case_path, "case file (TOML)")->required();
+void declare(CLI::App& app, Options& options) {
+  app.add_option("case", options.case_path, "case file (TOML)");
   app.add_option("--csv", options.csv_path, "write the profile to this file");
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a stage temperature, for that of the case")
       ->check(CLI::PositiveNumber);
+  app.add_option("--properties", options.properties,
+                 "take the measured tables of all components from this property file");
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");
   add_acceleration_options(app, options);
+}
+
+CLI::App* declare_fit(CLI::App& app, Options& options) {
+  CLI::App* fit = app.add_subcommand("fit", "Fits measured vapour pressures by the Antoine form.");
+  fit->add_option("tables", options.tables, "tables of components (CSV)")->required();
+  fit->add_option("--properties", options.properties, "store the fitted tables in this property file");
+  return fit;
+}
+
+/// A case, or fit; what belongs to a case has no meaning for fit.
+void check_command(const CLI::App& app, const CLI::App& fit) {
+  if (!fit.parsed()) {
+    if (app.count("case") == 0) throw CLI::RequiredError("case");
+    return;
+  }
+  for (const CLI::Option* option : app.get_options())
+    if (option->count() > 0) throw CLI::ExcludesError(option->get_name(), "fit");
+}
+
+int fit_tables(const Options& options) {
+  const column::Tables tables = column::read_tables(options.tables);
+  const char* between = "";
+  for (const auto& table : tables) {
+    fmt::print("{}{}", between, column::fit_report(*table));
+    between = "\n";
+  }
+  if (!options.properties.empty()) fmt::print("{}", column::store_and_recall(options.properties, tables));
+  return std::fflush(stdout) == 0 ? kSolved : complain(kBadInput, "standard output cannot be written");
+}
+
+int parse_and_run(int argc, char** argv) {
+  Options options;
+  CLI::App app{
+      "Solves a staged distillation column by the bubble-point method with constant molar overflow."};
+  declare(app, options);
+  const CLI::App* fit = declare_fit(app, options);
   try {
     app.parse(argc, argv);
+    check_command(app, *fit);
     check_acceleration_options(app, options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;
   }
+  return fit->parsed() ? fit_tables(options) : solve_case(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    return run(options);
+    return parse_and_run(argc, argv);
   } catch (const std::exception& error) {
     return complain(kBadInput, error.what());
   }

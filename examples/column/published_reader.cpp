@@ -2,10 +2,12 @@
 
 #include <fmt/format.h>
 
-#include "examples/column/toml_reader.h"
+#include "examples/common/toml_reader.h"
 
 namespace column {
 namespace {
+
+using examples::TomlTable;
 
 constexpr int kMostDecimals = 12;
 

@@ -6,7 +6,8 @@
 
 namespace column {
 
-/// Adds the figures of the table [published] to a case that is otherwise complete. Throws CaseError.
+/// Adds the figures of the table [published] to a case that is otherwise complete. Throws
+/// examples::CaseError.
 void read_published(const toml::table& table, ColumnCase& c);
 
 }  // namespace column

@@ -3,25 +3,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "examples/column/products.h"
+#include "examples/common/output.h"
 
 namespace column {
 namespace {
 
-/// Text that grows line by line.
-class Page {
- public:
-  template <class... Args>
-  void add(fmt::format_string<Args...> format, Args&&... args) {
-    fmt::format_to(std::back_inserter(text_), format, std::forward<Args>(args)...);
-  }
-  std::string take() { return std::move(text_); }
-
- private:
-  std::string text_;
-};
+using examples::Page;
 
 double largest(const std::vector<double>& values) { return *std::max_element(values.begin(), values.end()); }
 
@@ -59,6 +48,21 @@ void add_products(Page& page, const ColumnCase& c, const InternalFlows& flows, c
     for (std::size_t i = 0; i < c.components.size(); ++i)
       page.add(" {:>12.6f}", product.fraction(static_cast<int>(i)));
     page.add("\n");
+  }
+}
+
+/// Stages at which K-values go beyond what was measured, if the model rests on measurements.
+void add_extrapolation(Page& page, const ColumnCase& c, const Profile& profile) {
+  const char* title = "\nK-values extrapolated beyond the measured points\n";
+  for (int i = 0; i < c.model->components(); ++i) {
+    const auto range = c.model->measured_range(i);
+    if (!range) continue;
+    const auto outside = std::count_if(profile.temperature.begin(), profile.temperature.end(),
+                                       [&](double t) { return t < range->lowest || t > range->highest; });
+    if (outside == 0) continue;
+    page.add("{}  {:<28} on {} of {} stages (measured {:.1f} .. {:.1f} C)\n", title, c.components[i], outside,
+             c.stages, c.model->scale().shown(range->lowest), c.model->scale().shown(range->highest));
+    title = "";
   }
 }
 
@@ -106,6 +110,7 @@ std::string report(const ColumnCase& c, const InternalFlows& flows, const Soluti
   add_heading(page, c, solution);
   add_stages(page, c, flows, solution.profile);
   add_products(page, c, flows, solution.profile);
+  add_extrapolation(page, c, solution.profile);
   add_closure(page, c, closed);
   if (limits) add_shortcut(page, *limits);
   add_comparison(page, compare_with_published(c, solution, limits));

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -22,6 +23,12 @@ std::optional<std::string> write_directly(const fs::path& path, const std::strin
 }
 
 }  // namespace
+
+int complain(int code, std::string_view message) noexcept {
+  std::fwrite(message.data(), 1, message.size(), stderr);
+  std::fputc('\n', stderr);
+  return code;
+}
 
 std::string csv_field(const std::string& field) {
   if (field.find_first_of(",\"\r\n") == std::string::npos) return field;

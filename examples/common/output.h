@@ -7,6 +7,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace examples {
@@ -23,6 +24,10 @@ class Page {
  private:
   std::string text_;
 };
+
+/// Writes one line to the error stream. Throws nothing, so that a handler of exceptions may call it.
+/// @return `code`, for main() to return
+int complain(int code, std::string_view message) noexcept;
 
 /// A field of comma-separated text, in quotes where it needs them.
 std::string csv_field(const std::string& field);

@@ -29,11 +29,11 @@ struct BadCase : std::runtime_error {
 std::string read_case_text(const std::string& path);
 
 /// What `read` makes of the text of a case file.
-/// @param read  throws CaseError
+/// @param read  Case(const toml::table&); throws CaseError, or BadCase about another file that the case names
 /// @param name  of the file, for messages
 /// @throws BadCase
-template <class Case>
-Case parse_case_text(const std::string& text, const std::string& name, Case (*read)(const toml::table&));
+template <class Case, class Read>
+Case parse_case_text(const std::string& text, const std::string& name, Read read);
 
 /// A complaint as one line, whatever stood in the file.
 BadCase complaint(const std::string& name, long line, std::string what);
@@ -78,8 +78,8 @@ class TomlTable {
   int line_;
 };
 
-template <class Case>
-Case parse_case_text(const std::string& text, const std::string& name, Case (*read)(const toml::table&)) {
+template <class Case, class Read>
+Case parse_case_text(const std::string& text, const std::string& name, Read read) {
   try {
     return read(toml::parse(text, name));
   } catch (const toml::parse_error& error) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "examples/common/depriester.h"
 #include "examples/recycle/k_values.h"
 
 namespace recycle {
@@ -26,12 +27,13 @@ enum class Correlation { kConstant, kDePriester, kWilson };
 /// The constants of all components, by the correlation of the case.
 struct KModel {
   Correlation correlation = Correlation::kConstant;
-  std::vector<DePriester> depriester;
+  std::vector<examples::DePriester> depriester;
   std::vector<Wilson> wilson;
 
   std::vector<double> k(double temperature, double pressure) const {
     std::vector<double> values;
-    for (const DePriester& c : depriester) values.push_back(c.k(temperature, pressure));
+    for (const examples::DePriester& c : depriester)
+      values.push_back(std::exp(c.ln_k(temperature, pressure)));
     for (const Wilson& c : wilson) values.push_back(c.k(temperature, pressure));
     return values;
   }

@@ -22,6 +22,8 @@
 
 namespace {
 
+using examples::complain;
+
 enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kNotConverged = 3 };
 
 struct Options {
@@ -32,11 +34,6 @@ struct Options {
   std::vector<std::string> tears;
   bool compare = false, verbose = false;
 };
-
-int complain(ExitCode code, const std::string& message) {
-  fmt::print(stderr, "{}\n", message);
-  return code;
-}
 
 /// Prints all of `text`, or tells that it could not.
 bool print_whole(const std::string& text) {
@@ -129,9 +126,7 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--debug-log", options.log_name, "write the account of the accelerators to NAME.LOG");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int parse_and_run(int argc, char** argv) {
   Options options;
   CLI::App app{"Converges a flowsheet with recycles by direct or accelerated substitution."};
   declare(app, options);
@@ -140,10 +135,17 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;
   }
+  return run(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
   try {
-    return run(options);
+    return parse_and_run(argc, argv);
   } catch (const recycle::BadTears& error) {  // of --tear: those of the case have been checked
-    return complain(kBadUsage, fmt::format("--tear: {}", error.what()));
+    std::fputs("--tear: ", stderr);
+    return complain(kBadUsage, error.what());
   } catch (const std::exception& error) {
     return complain(kBadInput, error.what());
   }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "examples/column/case_file.h"
+#include "examples/common/toml_reader.h"
 
 namespace column {
 namespace {
@@ -65,7 +66,7 @@ const BadFile kBadFiles[] = {
     {"title = \"a column\"\n", "", 1, "the case lacks \"title\""},
     {"title = \"a column\"", "title = 5", 1, "\"title\" in the case must be a text, not integer"},
     {"\"antoine\"", "\"margules\"", 2,
-     "must be one of relative-volatility, depriester, antoine, not \"margules\""},
+     "must be one of relative-volatility, depriester, antoine, measured, not \"margules\""},
     {"\"antoine\"", "\"depriester\"", 5, "unknown key \"antoine\" in [[component]]"},
     {"\"toluene\"", "\"benzene\"", 7, "repeats \"benzene\""},
     {", 1211.033", "", 5, "must hold 3 numbers (A, B, C), not 2"},
@@ -113,7 +114,7 @@ const BadFile kBadFiles[] = {
 std::string complaint_about(const std::string& text) {
   try {
     parse_case(text, "my.toml");
-  } catch (const BadCase& bad) {
+  } catch (const examples::BadCase& bad) {
     return bad.what();
   }
   return "";

@@ -1,26 +1,14 @@
 // The program as a user meets it: exit codes, streams, and the file that it writes.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
+#include "tests/support/program.h"
+
 namespace {
-
-namespace fs = std::filesystem;
-
-std::string contents(const fs::path& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
 
 /// Of the comparison of accelerations.
 struct Row {
@@ -28,35 +16,15 @@ struct Row {
   double apart;
 };
 
-class Program : public testing::Test {
+class Program : public ProgramTest {
  protected:
-  Program() { fs::create_directories(folder_); }
-  ~Program() override { fs::remove_all(folder_); }
-
-  /// Runs the program; its streams are then in out_ and err_.
-  int run(const std::string& arguments) {
-    const fs::path out = folder_ / "out", err = folder_ / "err";
-    const std::string command =
-        "'" COLUMN_PROGRAM "' " + arguments + " >'" + out.string() + "' 2>'" + err.string() + "'";
-    const int status = std::system(command.c_str());
-    out_ = contents(out);
-    err_ = contents(err);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  std::string write(const std::string& name, const std::string& text) {
-    std::ofstream(folder_ / name) << text;
-    return (folder_ / name).string();
-  }
+  Program() : ProgramTest(COLUMN_PROGRAM) {}
   /// A shipped case with one thing in it replaced, as a file.
   std::string altered(const std::string& name, const std::string& what, const std::string& by) {
     std::string text = contents(COLUMN_CASES "/" + name + ".toml");
     text.replace(text.find(what), what.size(), by);
     return write(name + "-altered.toml", text);
   }
-  bool printed(const std::string& words) const { return out_.find(words) != std::string::npos; }
-
-  const fs::path folder_ = fs::path(testing::TempDir()) / ("corvidnum-column-" + std::to_string(getpid()));
-  std::string out_, err_;
 };
 
 TEST_F(Program, SolvesWhatShips) {
@@ -180,8 +148,7 @@ TEST_F(Program, WritesTheProfileWhole) {
                 csv.string() + "'"),
             3);
   EXPECT_EQ(contents(csv), text) << "a run that fails leaves the file alone";
-  for (const auto& entry : fs::directory_iterator(folder_))
-    EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+  expect_no_part_files();
 }
 
 }  // namespace

@@ -1,47 +1,18 @@
 // The program as a user meets it: exit codes, streams, and the files that it writes.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
+
+#include "tests/support/program.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-std::string contents(const fs::path& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
-class RecycleProgram : public testing::Test {
+class RecycleProgram : public ProgramTest {
  protected:
-  RecycleProgram() { fs::create_directories(folder_); }
-  ~RecycleProgram() override { fs::remove_all(folder_); }
-
-  /// Runs the program; its streams are then in out_ and err_.
-  int run(const std::string& arguments) {
-    const fs::path out = folder_ / "out", err = folder_ / "err";
-    const std::string command =
-        "'" RECYCLE_PROGRAM "' " + arguments + " >'" + out.string() + "' 2>'" + err.string() + "'";
-    const int status = std::system(command.c_str());
-    out_ = contents(out);
-    err_ = contents(err);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  std::string in_folder(const std::string& name) const { return "'" + (folder_ / name).string() + "'"; }
-  bool printed(const std::string& words) const { return out_.find(words) != std::string::npos; }
-
-  const fs::path folder_ = fs::path(testing::TempDir()) / ("corvidnum-recycle-" + std::to_string(getpid()));
+  RecycleProgram() : ProgramTest(RECYCLE_PROGRAM) {}
   const std::string cavett_ = "'" RECYCLE_CASES "/cavett.toml'";
-  std::string out_, err_;
 };
 
 TEST_F(RecycleProgram, SolvesAndComparesWhatShips) {
@@ -58,7 +29,7 @@ TEST_F(RecycleProgram, SolvesAndComparesWhatShips) {
 }
 
 TEST_F(RecycleProgram, ExitCodeTellsWhatWentWrong) {
-  std::ofstream(folder_ / "broken.toml") << "title = \"x\"\nk_values = 3\n";
+  write("broken.toml", "title = \"x\"\nk_values = 3\n");
   const struct {
     std::string arguments;
     int code;
@@ -90,7 +61,7 @@ TEST_F(RecycleProgram, ExitCodeTellsWhatWentWrong) {
 }
 
 TEST_F(RecycleProgram, WritesTheHistoryWholeAndTheAccountOfTheAccelerator) {
-  std::ofstream(folder_ / "h.csv") << "the old one";
+  write("h.csv", "the old one");
   ASSERT_EQ(run(cavett_ + " --method multiple --eigen 2 --frequency 5 --verbose --tear R1 R2 R3 --csv " +
                 in_folder("h.csv") + " --debug-log " + in_folder("log")),
             0)
@@ -106,8 +77,7 @@ TEST_F(RecycleProgram, WritesTheHistoryWholeAndTheAccountOfTheAccelerator) {
   EXPECT_EQ(log.rfind("Accel - Received new vector from client - vector number is -1, vector is\n", 0), 0u);
   EXPECT_NE(log.find("Try to accelerate with 2 eigenvalues\n"), std::string::npos);
   EXPECT_EQ(log.find("Try to accelerate with 3 eigenvalues\n"), std::string::npos);
-  for (const auto& entry : fs::directory_iterator(folder_))
-    EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+  expect_no_part_files();
 }
 
 }  // namespace

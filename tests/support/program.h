@@ -1,0 +1,57 @@
+#pragma once
+
+// A fixture that runs a program in a folder of its own and keeps what it prints.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+inline std::string contents(const fs::path& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+class ProgramTest : public testing::Test {
+ protected:
+  explicit ProgramTest(std::string program) : program_(std::move(program)) {
+    fs::create_directories(folder_);
+  }
+  ~ProgramTest() override { fs::remove_all(folder_); }
+
+  /// Runs the program; its streams are then in out_ and err_.
+  /// @return its exit code; -1 if it did not get as far as that
+  int run(const std::string& arguments) {
+    const std::string command =
+        "'" + program_ + "' " + arguments + " >" + in_folder("out") + " 2>" + in_folder("err");
+    const int status = std::system(command.c_str());
+    out_ = contents(folder_ / "out");
+    err_ = contents(folder_ / "err");
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  /// The path of a file in the folder, quoted for the shell.
+  std::string in_folder(const std::string& name) const { return "'" + (folder_ / name).string() + "'"; }
+  std::string write(const std::string& name, const std::string& text) {
+    std::ofstream(folder_ / name, std::ios::binary) << text;
+    return (folder_ / name).string();
+  }
+  bool printed(const std::string& words) const { return out_.find(words) != std::string::npos; }
+  void expect_no_part_files() const {
+    for (const auto& entry : fs::directory_iterator(folder_))
+      EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+  }
+
+  const std::string program_;
+  const fs::path folder_ = fs::path(testing::TempDir()) /
+                           (fs::path(program_).filename().string() + "-" + std::to_string(getpid()));
+  std::string out_, err_;
+};
