@@ -45,6 +45,7 @@ RegressTable::~RegressTable() {
 }
 
 // Member by member: shared handles are intended.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is freed
 RegressTable& RegressTable::operator=(const RegressTable& other) {
   enter_library();
   XYTable::operator=(other);

@@ -46,6 +46,7 @@ XYTable::~XYTable() {
 }
 
 // Shared handles are intended.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is freed
 XYTable& XYTable::operator=(const XYTable& other) {
   enter_library();
   xValues = other.xValues;

@@ -24,7 +24,12 @@ using Rows = std::vector<std::pair<double, double>>;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 /// Equal bit for bit, so that a NaN equals itself and the zeros differ.
-inline bool same(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+inline std::uint64_t bits(double value) {
+  std::uint64_t pattern;
+  std::memcpy(&pattern, &value, sizeof pattern);
+  return pattern;
+}
+inline bool same(double a, double b) { return bits(a) == bits(b); }
 template <class List>
 bool same(const List& a, const List& b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](double x, double y) { return same(x, y); });
