@@ -189,7 +189,8 @@ class GolubReinsch {
 
 bool GolubReinsch::run() {
   make_bidiagonal();
-  if (std::isnan(norm_)) return false;  // no sweep would help: neither test for a split ever holds
+  // No sweep would help: with a NaN neither test for a split ever holds, with an infinity both always do.
+  if (!std::isfinite(norm_)) return false;
   accumulate_right();
   accumulate_left();
   for (int k = n_ - 1; k >= 0; --k) {
@@ -366,18 +367,20 @@ void GolubReinsch::make_positive(int k) {
   for (int j = 0; j < n_; ++j) v_[j][k] = -v_[j][k];
 }
 
-double** allocate_rows(int count, int length) {
+/// Null pointers, so that rows may be released whatever was allocated.
+double** allocate_row_pointers(int count) {
   double** const rows = allocate_array<double*>(count);
-  if (!rows) return nullptr;
-  for (int i = 0; i < count; ++i) rows[i] = nullptr;
-  for (int i = 0; i < count; ++i) {
-    if (!(rows[i] = allocate_array<double>(length))) break;
-  }
+  if (rows) std::fill(rows, rows + std::max(count, 0), nullptr);
   return rows;
 }
 
-/// Whether allocate_rows got all; the rows are allocated in order.
-bool complete(double* const* rows, int count) { return rows && (count < 1 || rows[count - 1]); }
+bool allocate_rows(double** rows, int count, int length) {
+  for (int i = 0; i < count; ++i) {
+    rows[i] = allocate_array<double>(length);
+    if (!rows[i]) return false;
+  }
+  return true;
+}
 
 void release_rows(double* const* rows, int count) {
   if (!rows) return;
@@ -397,11 +400,10 @@ SingularValueDecomposition::SingularValueDecomposition(int rowCapacity, int colC
 bool SingularValueDecomposition::AllocateArrays() {
   scratch = allocate_array<double>(std::max(rows, cols));
   sVals = allocate_array<double>(cols);
-  if (!scratch || !sVals) return false;
-  uRows = allocate_rows(rows, cols);
-  if (!complete(uRows, rows)) return false;
-  vRows = allocate_rows(cols, cols);
-  return complete(vRows, cols);
+  uRows = allocate_row_pointers(rows);
+  vRows = allocate_row_pointers(cols);
+  if (!scratch || !sVals || !uRows || !vRows) return false;
+  return allocate_rows(uRows, rows, cols) && allocate_rows(vRows, cols, cols);
 }
 
 void SingularValueDecomposition::ReleaseArrays() {

@@ -25,7 +25,7 @@ class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
   const double* const* Umat();
   /// [cols][cols] the V of the last decomposition, not transposed.
   const double* const* VMat();
-  /// [cols] the singular values of the last decomposition, none negative.
+  /// [cols] the singular values of the last decomposition that succeeded, none negative.
   const double* SVals();
 
   /// Factorises a matrix in place; V and the singular values are kept here.
@@ -33,7 +33,8 @@ class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
   /// @param a    [m][n] in: the matrix; out: U, whose columns are orthonormal
   /// @return 1; 0 if m < n or `n` is above the capacity, with `a` as it was; 0 also if a NaN or an infinity
   ///         was met, or a singular value took 49 sweeps and did not converge: `a` and the factors then have
-  ///         no meaning
+  ///         no meaning. Elements far from 1 in magnitude, below about 1e-155 or above 1e153, may lead there
+  ///         too, since their squares leave the range, and a rare matrix does not converge at all
   /// Source: Golub and Reinsch, Singular value decomposition and least squares solutions, Numer. Math. 14
   /// (1970), with rotations from hypotenuses that do not overflow.
   unsigned char Decomposition(int m, int n, double** a);

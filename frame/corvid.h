@@ -158,7 +158,8 @@ class CORVID_API BinaryFile {
   BinaryFile() = default;
 };
 
-/// One chunk of a BinaryFile, from its begin to its end. Chunks nest: the last one begun ends first.
+/// One chunk of a BinaryFile, from its begin to its end. Chunks nest: the last one begun ends first. A host
+/// library knows its own files only: with any other class of BinaryFile each operation gives 0.
 class CORVID_API ChunkHeader {
  public:
   /// Starts a chunk of this version in a file that is being written.

@@ -70,7 +70,7 @@ class KnownEntries {
     for (int steps = 0; steps < kStretch; ++steps, ++i) {
       if (i >= end || known(i)) return std::min(i, end);
     }
-    while (i + kStretch <= end && !any_known(i)) i += kStretch;  // a long gap
+    while (end - i >= kStretch && !any_known(i)) i += kStretch;  // a long gap
     while (i < end && !known(i)) ++i;
     return i;
   }

@@ -8,7 +8,7 @@ class BinaryFile;
 /// An ordered list of (x, y) pairs that a user edits row by row. A coordinate equal to EmptyValue was not
 /// given. Indices count from 0; flags are 1 for true and 0 for false.
 ///
-/// What memory refuses: a constructor leaves an empty table without room, an operation that has to grow
+/// What memory refuses: a constructor leaves an empty table without room, an edit that has to grow
 /// leaves the table as it was. A table uses a cursor also to read: one thread at a time. Separate tables may
 /// be used by separate threads.
 class CORVIDNUM_API XYTable : public HostAllocated {
@@ -69,8 +69,10 @@ class CORVIDNUM_API XYTable : public HostAllocated {
   /// @return 0: the file failed; the chunk is then left open
   unsigned char Store(BinaryFile& file);
   /// Reads the next chunk of a file. The cursor stays.
-  /// @return 0: the file failed, and the table holds what was read so far with EmptyValue behind it; or
-  ///         memory was refused, and the table is empty. The chunk is then left open.
+  /// @return 0, and the chunk is left open. If the file failed before the points, the table holds its old
+  /// ones,
+  ///         under the count that was read, if any; if it failed later, what was read, with EmptyValue
+  ///         behind. If memory was refused, the table is empty.
   unsigned char Recall(BinaryFile& file);
 
  protected:

@@ -197,17 +197,6 @@ void LinkSearch::mark_from(int node, unsigned char* marks) const {
 
 bool legal(unsigned valency) { return valency >= 1 && valency <= kMostValency; }
 
-/// The figure of two nodes or more, whose array has room for all of them.
-int free_links(Node* nodes, unsigned count, unsigned* valencies) {
-  std::sort(valencies, valencies + count, std::greater<unsigned>());
-  if (!std::all_of(valencies, valencies + count, legal)) {
-    ErrorMsg("CompWithNoBond");
-    return kNoAnswer;
-  }
-  for (unsigned i = 0; i < count; ++i) nodes[i].begin(static_cast<int>(valencies[i]));
-  return LinkSearch(nodes, static_cast<int>(count)).run();
-}
-
 }  // namespace
 
 int DataGraph_FreeLinks(unsigned int count, unsigned int* valencies) {
@@ -216,7 +205,14 @@ int DataGraph_FreeLinks(unsigned int count, unsigned int* valencies) {
   if (count == 1) return static_cast<int>(valencies[0]);
   Node* const nodes = allocate_array<Node>(count);
   if (!nodes) return kNoAnswer;
-  const int result = free_links(nodes, count, valencies);
+  std::sort(valencies, valencies + count, std::greater<unsigned>());
+  if (!std::all_of(valencies, valencies + count, legal)) {
+    Corvid_delete(nodes);  // first: the host may do as it likes with an error
+    ErrorMsg("CompWithNoBond");
+    return kNoAnswer;
+  }
+  for (unsigned i = 0; i < count; ++i) nodes[i].begin(static_cast<int>(valencies[i]));
+  const int result = LinkSearch(nodes, static_cast<int>(count)).run();
   Corvid_delete(nodes);
   return result;
 }

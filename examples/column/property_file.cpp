@@ -138,6 +138,18 @@ std::shared_ptr<VapourPressureTable> read_table(ChunkFile& file) {
   return table;
 }
 
+/// While it lives, a count in a file made on purpose cannot ask for more memory than any table needs.
+class BlockLimit {
+ public:
+  BlockLimit() { corvid_host::LimitBlockBytes(kMostBytes); }
+  ~BlockLimit() { corvid_host::LimitBlockBytes(0); }
+  BlockLimit(const BlockLimit&) = delete;
+  BlockLimit& operator=(const BlockLimit&) = delete;
+
+ private:
+  static constexpr std::size_t kMostBytes = std::size_t{64} << 20;
+};
+
 Tables read_tables(ChunkFile& file) {
   Tables tables;
   corvid_host::ChunkInfo info{};
@@ -165,6 +177,7 @@ std::optional<std::string> store_tables(const std::string& path, const Tables& t
 }
 
 Tables recall_tables(const std::string& path) {
+  const BlockLimit limit;
   ChunkFile file;
   try {
     if (!file.Open(path.c_str())) throw BadContents(file.ErrorText());

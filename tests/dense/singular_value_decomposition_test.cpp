@@ -71,6 +71,10 @@ Dense of_rank(int rank, int m, int n, Random& random) {
                 [&](int i, int j) { return sum(rank, [&](int k) { return left(i, k) * right(k, j); }); });
 }
 
+Dense clear_columns(const Dense& a, int first, int last) {
+  return filled(a.rows, a.cols, [&](int i, int j) { return j >= first && j <= last ? 0.0 : a(i, j); });
+}
+
 /// From the size of 1 in the first column to that of `last` in the last.
 Dense graded(int m, int n, Random& random, double last) {
   const Dense a = random_dense(m, n, random);
@@ -97,7 +101,7 @@ const struct {
     {"equal values", [](int m, int n, Random&) { return filled(m, n, three_times_identity); }},
     {"half the rank", [](int m, int n, Random& r) { return of_rank((n + 1) / 2, m, n, r); }},
     {"rank 1", [](int m, int n, Random&) { return filled(m, n, pattern); }},
-    {"zero columns", [](int m, int n, Random& r) { return with_zero_columns(random_dense(m, n, r), n / 3, n / 2); }},
+    {"zero columns", [](int m, int n, Random& r) { return clear_columns(random_dense(m, n, r), n / 3, n / 2); }},
     {"zero", [](int m, int n, Random&) { return Dense(m, n); }},
 };
 // clang-format on
@@ -172,29 +176,37 @@ TEST(SingularValueDecomposition, RefusesWhatItCannotFactorise) {
     }
     EXPECT_EQ(Svd(1, 1).Decomposition(1, 1, Rows(diagonal({poison})).data()), 0);
   }
+  Dense huge = diagonal({7e307, 7e307, 7e307});
+  huge(0, 1) = huge(0, 2) = huge(1, 2) = 7e307;  // sums of its elements overflow
+  EXPECT_EQ(Svd(3, 3).Decomposition(3, 3, Rows(huge).data()), 0);
   // Squares of its elements underflow in the shift, so the sweeps run out.
   EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1e-170)).data()), 0);
   const struct {
     const char* what;
-    int m, n, cols;
-  } kCalls[] = {{"wide", 3, 4, 4}, {"above the capacity", 9, 4, 3}, {"no room at all", 9, 4, -3}};
+    int m, n, rows, cols;
+  } kCalls[] = {{"wide", 3, 4, 9, 4},
+                {"more columns than room", 9, 4, 9, 3},
+                {"no room", 9, 4, 9, -3},
+                {"more rows than room", 9, 4, 8, 4}};
   for (const auto& call : kCalls) {
     SCOPED_TRACE(call.what);
-    Rows rows(a), square(Dense(4, 4));
+    Rows rows(a);
     const auto before = rows.values;
-    Svd svd(9, call.cols);
-    EXPECT_EQ(svd.Decomposition(call.m, call.n, rows.data()), 0);
-    EXPECT_EQ(rows.values, before);
+    Svd svd(call.rows, call.cols);
     Vector x(4), b(9);
     EXPECT_EQ(svd.LinearLeastSquare(call.m, call.n, x.data(), b.data(), rows.data(), nullptr), EmptyValue);
     EXPECT_EQ(x, Vector(4, EmptyValue));
-    if (call.n <= call.cols) continue;
-    svd.EditSingularValue(4);
-    svd.BackSubstitute(9, 4, b.data(), x.data(), rows.data());
-    svd.CovarianceMatrix(4, square.data());
-    EXPECT_EQ(svd.Rank(4), 0);
-    EXPECT_EQ(svd.ConditionNum(4), 0.0);
-    EXPECT_EQ(x, Vector(4, EmptyValue));
+    if (call.rows == 8) continue;  // nothing to the decomposition of the caller's matrix
+    EXPECT_EQ(svd.Decomposition(call.m, call.n, rows.data()), 0);
+    if (call.cols < call.n) {
+      svd.EditSingularValue(4);
+      svd.BackSubstitute(9, 4, b.data(), x.data(), rows.data());
+      svd.CovarianceMatrix(4, rows.data());
+      EXPECT_EQ(svd.Rank(4), 0);
+      EXPECT_EQ(svd.ConditionNum(4), 0.0);
+      EXPECT_EQ(x, Vector(4, EmptyValue));
+    }
+    EXPECT_EQ(rows.values, before);
   }
   Vector b = {3, 4};
   double x = 5;
@@ -244,7 +256,7 @@ TEST(SingularValueDecomposition, CovarianceIsTheInverseOfTheNormalMatrix) {
   const int m = 12, n = 5;
   for (const bool deficient : {false, true}) {
     Dense a = random_dense(m, n, random);
-    if (deficient) a = with_zero_columns(a, 2, 2);
+    if (deficient) a = clear_columns(a, 2, 2);
     Rows covariance(Dense(n, n));
     Svd svd(m, n);
     ASSERT_EQ(svd.Decomposition(m, n, Rows(a).data()), 1);
@@ -265,7 +277,9 @@ TEST(SingularValueDecomposition, CovarianceIsTheInverseOfTheNormalMatrix) {
 /// A fit as the caller sees it.
 struct Fit {
   Dense a;
-  Vector b, sigma;  // sigma may be empty
+  Vector b;
+  Vector sigma = Vector(b.size(), 1.0);
+  bool weighted = false;  // sigma is handed over
   Vector x{};
   double chi2 = 0.0;
 
@@ -275,10 +289,10 @@ struct Fit {
     x.assign(static_cast<std::size_t>(a.cols), 5.0);
     Svd svd(a.rows, a.cols);
     chi2 = svd.LinearLeastSquare(a.rows, a.cols, x.data(), b.data(), rows.data(),
-                                 sigma.empty() ? nullptr : sigma.data());
+                                 weighted ? sigma.data() : nullptr);
     EXPECT_EQ(rows.values, before);
   }
-  double deviation(int i) const { return sigma.empty() ? 1.0 : sigma[static_cast<std::size_t>(i)]; }
+  double deviation(int i) const { return sigma[static_cast<std::size_t>(i)]; }
   double column_scale(int j) const {
     return sum(a.rows, [&](int i) { return std::fabs(a(i, j)); }) / a.rows;
   }
@@ -287,7 +301,7 @@ struct Fit {
     Dense scaled_a =
         filled(a.rows, a.cols, [&](int i, int j) { return a(i, j) / column_scale(j) / deviation(i); });
     Vector y = b;
-    for (std::size_t i = 0; i < y.size(); ++i) y[i] /= deviation(static_cast<int>(i));
+    for (std::size_t i = 0; i < y.size(); ++i) y[i] /= sigma[i];
     const int one = 1, lwork = 20000;
     const double rcond = 1e-11;  // none of the fits below has a value between this and its limit
     Vector s(y.size()), work(lwork);
@@ -332,19 +346,20 @@ TEST(LinearLeastSquare, AgreesWithLapack) {
   for (const auto& kind : kFits) {
     for (const bool weighted : {false, true}) {
       SCOPED_TRACE(std::string(kind.name) + (weighted ? ", weighted" : ""));
-      Fit fit{kind.make(random), {}, {}};
-      fit.b = random_vector(fit.a.rows, random);
-      for (int i = 0; weighted && i < fit.a.rows; ++i) fit.sigma.push_back(1.0 + 0.9 * uniform(random));
+      const Dense a = kind.make(random);
+      Fit fit{a, random_vector(a.rows, random)};
+      fit.weighted = weighted;
+      for (double& sigma : fit.sigma) sigma += weighted ? 0.9 * uniform(random) : 0.0;
       fit.run();
       const Vector expected = fit.lapack();
       const auto scaled_x = [&](int j) { return fit.x[static_cast<std::size_t>(j)] * fit.column_scale(j); };
       double size = 0.0;
       for (const double value : expected) size = std::max(size, std::fabs(value));
-      EXPECT_LE(worst(1, fit.a.cols,
-                      [&](int, int j) { return scaled_x(j) - expected[static_cast<std::size_t>(j)]; }),
-                kind.tolerance * size);
-      const double chi2 = sum(fit.a.rows, [&](int i) {  // with the scaled solution
-        const double product = sum(fit.a.cols, [&](int j) { return fit.a(i, j) * scaled_x(j); });
+      EXPECT_LE(
+          worst(1, a.cols, [&](int, int j) { return scaled_x(j) - expected[static_cast<std::size_t>(j)]; }),
+          kind.tolerance * size);
+      const double chi2 = sum(a.rows, [&](int i) {  // with the scaled solution
+        const double product = sum(a.cols, [&](int j) { return a(i, j) * scaled_x(j); });
         return std::pow((fit.b[static_cast<std::size_t>(i)] - product) / fit.deviation(i), 2);
       });
       EXPECT_NEAR(fit.chi2, chi2, 1e-9 * chi2);
@@ -352,43 +367,25 @@ TEST(LinearLeastSquare, AgreesWithLapack) {
   }
 }
 
-TEST(LinearLeastSquare, ScalesWeightsAndRefusals) {
-  Fit fit{Dense(4, 2), {1, 2, 4, 4}, {}};
-  const double signs[] = {1, 1, 1, 1, -1, 1, -1, 1};  // mean magnitude 1: the result is the sum of squares
-  std::copy_n(signs, 8, fit.a.values.begin());
-  fit.run();
-  EXPECT_NEAR(fit.x[0], 2.75, 1e-15);
-  EXPECT_NEAR(fit.x[1], 0.25, 1e-15);
-  EXPECT_NEAR(fit.chi2, 6.5, 1e-14);
-
-  Fit same = fit;
-  same.sigma = Vector(4, 1.0);
-  same.run();
-  EXPECT_EQ(same.x, fit.x);
-  EXPECT_EQ(same.chi2, fit.chi2);
-
-  for (const double scale : {1e8, 1e-8}) {  // of the second column
-    Fit other = fit;
-    for (int i = 0; i < 4; ++i) other.a(i, 1) *= scale;
-    other.run();
-    EXPECT_NEAR(other.x[0], 2.75, 1e-14);
-    EXPECT_NEAR(other.x[1] * scale, 0.25, 1e-14);
+TEST(LinearLeastSquare, WeightsOfOneAndZeroColumns) {
+  // The columns have a mean magnitude of 1, so the result is the sum of squares.
+  Fit fit{filled(4, 2, [](int i, int j) { return j == 1 && i % 2 == 0 ? -1.0 : 1.0; }), {1, 2, 4, 4}};
+  for (const bool weighted : {false, true}) {
+    fit.weighted = weighted;
+    fit.run();
+    EXPECT_NEAR(fit.x[0], 2.75, 1e-15);
+    EXPECT_NEAR(fit.x[1], 0.25, 1e-15);
+    EXPECT_NEAR(fit.chi2, 6.5, 1e-14);
   }
-
-  Fit zero = fit;
-  zero.a = with_zero_columns(fit.a, 1, 1);
-  zero.run();
-  EXPECT_EQ(zero.chi2, EmptyValue);
-  EXPECT_EQ(zero.x, Vector(2, EmptyValue));
-  double x[2] = {5, 5};
-  Rows rows(fit.a);
-  EXPECT_EQ(Svd(3, 2).LinearLeastSquare(4, 2, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
-  EXPECT_EQ(Vector(x, x + 2), Vector(2, EmptyValue));
+  fit.a = clear_columns(fit.a, 1, 1);
+  fit.run();
+  EXPECT_EQ(fit.chi2, EmptyValue);
+  EXPECT_EQ(fit.x, Vector(2, EmptyValue));
 }
 
 TEST(SingularValueDecomposition, RefusedMemoryAndSharedArrays) {
   const auto blocks = corvid_host::LiveBlocks();
-  Fit fit{diagonal({1, 1, 2}), {1, 2, 3}, {}};
+  Fit fit{diagonal({1, 1, 2}), {1, 2, 3}};
   Rows rows(fit.a);
   double x[3];
   for (int n = 1; n <= 10; ++n) {

@@ -91,12 +91,14 @@ TEST(Interpolator, FillsRows) {
       {"one place, no gap", "kk", 0, 0, 2, {0, 0}, {1, 2}, 1, {1, 2}},
       {"one place at an end", ".kk", 0, 0, 2, {0, 1, 0}, {9, 2, 3}, 0, {9, 2, 3}},
       {"one place at an end, constant", ".kk", 0, 1, 2, {0, 1, 0}, {9, 2, 3}, 1, {2, 2, 3}},
+      {"just not apart", "k.k", 0, 0, 2, {0, 5e-9, 4.9e-9}, {0, 9, 99}, 0, {0, 9, 99}},
       {"just apart", "k.k", 0, 0, 2, {0, 5e-9, 5.1e-9}, {0, 9, 101}, 1, {0, 50, 101}},
       {"two-point over known and unknown", ".k.k.", 1, 2, 2, {}, {0, 9, 9, 9, 4}, 1, {0, 1, 2, 3, 4}},
       {"two-point by spacing", "kkkk", 1, 1, 9, {0, 1, 1, 2}, {0, 9, 9, 8}, 1, {0, 2, 4, 8}},
       {"two-point, level", "kkk", 1, 0, 0, {}, {3, 9, 3}, 1, {3, 3, 3}},
       {"two-point, one place", "kkk", 1, 0, 0, {0, 1, -1}, {3, 9, 4}, 0, {3, 9, 4}},
       {"two-point, short", "..", 1, 0, 0, {}, {3, 4}, 1, {3, 4}},
+      {"two-point, short, one place", "kk", 1, 0, 0, {0, 0}, {3, 4}, 1, {3, 4}},
       {"two-point, no entries", "", 1, 0, 0, {}, {}, 1, {}},
       {"unknown method", "k.k", 7, 0, 2, {}, {1, 9, 3}, 0, {1, 9, 3}},
   };
@@ -113,11 +115,11 @@ TEST(Interpolator, KeepsKnownEntriesAndPutsTheOthersOnTheBrokenLine) {
   std::mt19937_64 random(3);
   std::uniform_real_distribution<double> uniform(0.1, 1.0);
   for (int trial = 0; trial < 300; ++trial) {
-    const std::size_t count = 2 + random() % 40;
+    const std::size_t count = 2 + random() % 100, gaps = 1 + random() % 40;
     std::string pattern(count, '.');
     Vector truth(count), spacing(count), x(count);
     for (std::size_t i = 0; i < count; ++i) {
-      if (i == 0 || i == count - 1 || random() % 3 == 0) pattern[i] = 'k';
+      if (i == 0 || i == count - 1 || random() % gaps == 0) pattern[i] = 'k';
       spacing[i] = trial % 2 ? uniform(random) : 1.0;
       x[i] = (i ? x[i - 1] : 0.0) + spacing[i];
     }

@@ -137,8 +137,9 @@ TEST(DataGraphFreeLinks, KnownSets) {
       {{1, 2, 1}, 0, ""},
       {{2, 2}, 0, ""},
       {{3, 1}, 2, ""},
-      {{2, 2, 1}, -3, ""},  // a wiring exists; the bounded search misses it
-      {{4, 4, 4}, 2, ""},   // so does one with no free end
+      {{2, 2, 1}, -3, ""},        // a wiring exists; the bounded search misses it
+      {{4, 4, 4}, 2, ""},         // so does one with no free end
+      {{7, 9, 7, 8, 9}, -3, ""},  // given up only after links were taken back from every node
       {{4, 1, 1, 1, 1}, 0, ""},
       {{10, 10}, 0, ""},
       {{1, 11}, -3, kBadValency},
