@@ -1,6 +1,6 @@
 #pragma once
 
-// Plain dense matrices for tests: kinds with known properties, the textbook LU, norms and residuals.
+// Plain dense matrices for tests: the textbook LU, norms and residuals; and a walk through a matrix class.
 
 #include <algorithm>
 #include <cmath>
@@ -16,7 +16,6 @@ using Random = std::mt19937_64;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr double kRatioLimit = 30.0;  // what rounding may cost, in units of the error bound
-constexpr int kSizes[] = {0, 1, 2, 3, 5, 10, 50};
 
 inline double uniform(Random& random) { return std::uniform_real_distribution<double>(-1.0, 1.0)(random); }
 inline int number(Random& random, int first, int last) {
@@ -53,9 +52,8 @@ inline double norm1(const Vector& x) {
 inline double norm1(const Dense& a) {
   double largest = 0.0;
   for (int j = 0; j < a.cols; ++j) {
-    double sum = 0.0;
-    for (int i = 0; i < a.rows; ++i) sum += std::fabs(a(i, j));
-    largest = std::max(largest, sum);
+    largest =
+        std::max(largest, norm1(Vector(a.values.begin() + j * a.rows, a.values.begin() + (j + 1) * a.rows)));
   }
   return largest;
 }
@@ -69,25 +67,6 @@ inline double solve_ratio(const Dense& a, const Vector& x, const Vector& b) {
   }
   const double error = norm1(residual);
   return error == 0.0 ? 0.0 : error / norm1(a) / norm1(x) / kEpsilon;
-}
-
-/// ||A - P L U|| / (size ||A|| eps) in the 1-norm for the factors and 1-based pivots of an LU.
-inline double factor_ratio(const Dense& a, const Dense& factors, const std::vector<int>& pivots) {
-  Dense difference(a.rows, a.cols);
-  const int depth = std::min(a.rows, a.cols);
-  for (int j = 0; j < a.cols; ++j) {
-    for (int i = 0; i < a.rows; ++i) {
-      for (int k = 0; k <= std::min({i, j, depth - 1}); ++k) {
-        difference(i, j) -= (i == k ? 1.0 : factors(i, k)) * factors(k, j);
-      }
-    }
-    for (int k = depth - 1; k >= 0; --k) {
-      std::swap(difference(k, j), difference(pivots[static_cast<std::size_t>(k)] - 1, j));
-    }
-    for (int i = 0; i < a.rows; ++i) difference(i, j) += a(i, j);
-  }
-  const double error = norm1(difference);
-  return error == 0.0 ? 0.0 : error / std::max(a.rows, a.cols) / norm1(a) / kEpsilon;
 }
 
 /// The textbook right-looking LU, one pivot at a time: what fast code has to equal to the last bit.
@@ -116,8 +95,6 @@ inline int textbook_lu(Dense& a, std::vector<int>& pivots, double limit) {
   return failure;
 }
 
-// ---- Kinds of square matrices
-
 /// Condition `condition` in the 2-norm, whose value is 1: a graded diagonal between random reflections.
 inline Dense of_condition(int n, double condition, Random& random) {
   Dense a(n, n);
@@ -126,25 +103,12 @@ inline Dense of_condition(int n, double condition, Random& random) {
     Vector v = random_vector(n, random);
     double square = 0.0;
     for (const double value : v) square += value * value;
-    const bool from_left = reflection % 2 == 0;
     for (int line = 0; line < n; ++line) {
-      const auto element = [&](int i) -> double& { return from_left ? a(i, line) : a(line, i); };
+      const auto element = [&](int i) -> double& { return reflection % 2 ? a(line, i) : a(i, line); };
       double product = 0.0;
       for (int i = 0; i < n; ++i) product += v[static_cast<std::size_t>(i)] * element(i);
       for (int i = 0; i < n; ++i) element(i) -= 2.0 * product / square * v[static_cast<std::size_t>(i)];
     }
-  }
-  return a;
-}
-
-/// Random elements where `row - col` is between the distances; the diagonal is at least 1 in magnitude.
-inline Dense of_shape(int n, int least, int most, Random& random) {
-  Dense a(n, n);
-  for (int j = 0; j < n; ++j) {
-    for (int i = 0; i < n; ++i) {
-      if (i - j >= least && i - j <= most) a(i, j) = uniform(random);
-    }
-    a(j, j) += a(j, j) < 0.0 ? -1.0 : 1.0;
   }
   return a;
 }
@@ -161,34 +125,19 @@ inline Dense scaled(Dense a, double factor) {
   return a;
 }
 
-struct MatrixKind {
-  const char* name;
-  Dense (*make)(int n, Random& random);
-  int (*first_failure)(int n);  // the column, 1-based, whose pivot is not above 1e-8; for n above 0
-};
-
-inline int none(int) { return 0; }
-inline int first_column(int) { return 1; }
-
-const MatrixKind kKinds[] = {
-    {"diagonal", [](int n, Random& r) { return of_shape(n, 0, 0, r); }, none},
-    {"upper triangle", [](int n, Random& r) { return of_shape(n, -n, 0, r); }, none},
-    {"lower triangle", [](int n, Random& r) { return of_shape(n, 0, n, r); }, none},
-    {"condition 1e2", [](int n, Random& r) { return of_condition(n, 1e2, r); }, none},
-    {"condition 1e6", [](int n, Random& r) { return scaled(of_condition(n, 1e6, r), 1e2); }, none},
-    {"condition 1e10", [](int n, Random& r) { return scaled(of_condition(n, 1e10, r), 1e6); }, none},
-    {"condition 1e14", [](int n, Random& r) { return scaled(of_condition(n, 1e14, r), 1e10); }, none},
-    {"zero first column", [](int n, Random& r) { return with_zero_columns(of_condition(n, 1e2, r), 0, 0); },
-     first_column},
-    {"zero last column",
-     [](int n, Random& r) { return with_zero_columns(of_condition(n, 1e2, r), n - 1, n - 1); },
-     [](int n) { return n; }},
-    {"zero last half",
-     [](int n, Random& r) { return with_zero_columns(of_condition(n, 1e2, r), n / 2, n - 1); },
-     [](int n) { return n / 2 + 1; }},
-    {"near overflow", [](int n, Random& r) { return scaled(of_condition(n, 1e2, r), 1e150); }, none},
-    {"near underflow", [](int n, Random& r) { return scaled(of_condition(n, 1e2, r), 1e-150); },
-     first_column},
-};
+/// Calls everything that a matrix class has at places of all kinds. @return the code of the solution
+template <class AnyMatrix>
+auto use_everything(AnyMatrix& matrix) {
+  Vector x(16, 1.0), b(16, 1.0);
+  int info = 0;
+  for (const int i : {-1, 0, 1, 2, 5, 1 << 30}) {
+    for (const int j : {-1, 0, 1, 2, 5, 1 << 30}) *matrix.Address(i, j) = i == j ? 2.0 : 0.0;
+    matrix.PermutationInfo(i);
+  }
+  matrix.FactorLU(info);
+  matrix.BackSub(x.data(), b.data());
+  matrix.ZeroElements();
+  return matrix.Solve(x.data(), b.data(), info);
+}
 
 }  // namespace reference

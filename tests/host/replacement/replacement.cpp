@@ -18,7 +18,7 @@ long control_words = 0;
 extern "C" {
 
 // How the host program recognises this library, and what it has served.
-CORVID_API std::size_t Corvid_replacement_bytes() { return used; }
+CORVID_API long Corvid_replacement_bytes() { return static_cast<long>(used); }
 CORVID_API long Corvid_replacement_control_words() { return control_words; }
 
 // A unit in front of each block holds its size.
