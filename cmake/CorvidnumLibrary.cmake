@@ -22,7 +22,9 @@ set(CORVIDNUM_PUBLIC_HEADERS
   tables/regress_table.h
   accel/accel.h
   accel/dom_eigen_accel.h
-  accel/mul_dom_eigen_accel.h)
+  accel/mul_dom_eigen_accel.h
+  sparse/ma48/ma48_routines.h
+  sparse/ma48/ma48.h)
 
 # Installed beside its header: a host that wants a log compiles it.
 set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp)
@@ -30,7 +32,8 @@ set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp)
 # Those of the headers that compile as C too.
 set(CORVIDNUM_C_HEADERS
   frame/export.h
-  frame/numeric_runtime.h)
+  frame/numeric_runtime.h
+  sparse/ma48/ma48_routines.h)
 
 set(CORVIDNUM_SOURCES
   frame/host_memory.cpp
@@ -53,7 +56,23 @@ set(CORVIDNUM_SOURCES
   accel/vectors.cpp
   accel/accel.cpp
   accel/dom_eigen_accel.cpp
-  accel/mul_dom_eigen_accel.cpp)
+  accel/mul_dom_eigen_accel.cpp
+  sparse/ma48/defaults.cpp
+  sparse/ma48/matching.cpp
+  sparse/ma48/strong_components.cpp
+  sparse/ma48/list_store.cpp
+  sparse/ma48/pivot_selection.cpp
+  sparse/ma48/analysis.cpp
+  sparse/ma48/keep_check.cpp
+  sparse/ma48/full_factor.cpp
+  sparse/ma48/column_factor.cpp
+  sparse/ma48/factorisation.cpp
+  sparse/ma48/full_solve.cpp
+  sparse/ma48/column_solve.cpp
+  sparse/ma48/block_solve.cpp
+  sparse/ma48/norm_estimator.cpp
+  sparse/ma48/solve.cpp
+  sparse/ma48/ma48.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)

@@ -19,6 +19,9 @@ void dgemm_(const char* transa, const char* transb, const int* m, const int* n, 
             std::size_t transb_length);
 void dger_(const int* m, const int* n, const double* alpha, const double* x, const int* incx, const double* y,
            const int* incy, double* a, const int* lda);
+void dtrsv_(const char* uplo, const char* trans, const char* diag, const int* n, const double* a,
+            const int* lda, double* x, const int* incx, std::size_t uplo_length, std::size_t trans_length,
+            std::size_t diag_length);
 void dgbtf2_(const int* m, const int* n, const int* kl, const int* ku, double* ab, const int* ldab, int* ipiv,
              int* info);
 void dgbtrs_(const char* trans, const int* n, const int* kl, const int* ku, const int* nrhs, const double* ab,

@@ -1,0 +1,597 @@
+// ma48ad_: coordinates become a matrix in block upper triangular form, held by columns, with a pivot sequence
+// for each block.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "frame/module.h"
+#include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/kernels.h"
+#include "sparse/ma48/layout.h"
+#include "sparse/ma48/ma48_routines.h"
+
+namespace corvidnum {
+namespace {
+
+using Index = std::ptrdiff_t;
+
+enum Job { kChoose = 1, kGivenPermutations = 2, kDiagonalPivots = 3 };
+
+constexpr int kReportedEntries = 10;  // of each kind of fault
+
+/// One analysis. IW is carved anew for each phase:
+///   checking     |            | marks max(M,N) |
+///   linking      | IW(1:N) of | list heads N   |
+///   block form   | the caller | list heads N   | matches N | work 4N | starts N | lengths N |   (M = N)
+///                |            |                |           | node starts, lengths N | component starts N |
+///                3N
+///   copying      |            | list heads N   | last column in row M | place in row M |
+///   pivots       | row orders M | 5 of M | 3 of N |  and the IPTRL and IPTRU parts of KEEP: column orders, 1
+///   of N reordering   | row orders M | old starts N+1 | old starts off the blocks N+1 | old columns N |
+/// The space behind the entries, A(NE+1:LA) and IRN(NE+1:LA), holds a copy of the pattern, then the permuted
+/// matrix, and is at last each block's workspace.
+class Analysis {
+ public:
+  Analysis(int m, int n, int ne, int job, int la, double* a, int* irn, int* jcn, int* keep,
+           const double* cntl, const int* icntl, int* iw, int* info, double* rinfo);
+
+  /// Whether the arguments can be worked with; INFO(1) tells why not.
+  bool accept_arguments();
+  /// The analysis, or its error code, is in place.
+  void run();
+
+ private:
+  struct Range {
+    int first, last;  // positions of a block
+    int size() const { return last - first + 1; }
+    bool contains(int i) const { return first <= i && i <= last; }
+  };
+
+  bool permutations_are_valid();  // KEEP(1:M+N) holds two permutations
+  void reset_results();           // INFO and RINFO are those of a matrix without entries
+  void link_columns();            // each column's entries are a list, the last entry first
+  bool form_blocks();             // KEEP has permutations and blocks; false: structurally singular
+  void form_single_block();       // the whole matrix is block 1
+  void copy_pattern(OneBased<int> starts, OneBased<int> lengths);  // distinct rows by column, behind NE
+  void find_components(OneBased<int> matches, OneBased<int> starts, OneBased<int> lengths);
+  int merge_blocks(OneBased<int> sizes, int count);  // signed sizes; the new count
+  void move_columns_last();                          // columns marked 0 stand last in their blocks
+  void count_columns_last_in_sequence();
+  void count_columns_last(int block, Range range);
+  void copy_permuted();  // blocks from the front, the rest from the back, behind NE; JCN has the places
+  void copy_column(int position, Range range, OneBased<int> column_in_row, OneBased<int> place_in_row);
+  void settle_rows();                          // row numbers of the permuted matrix stand in IRN(1:NE)
+  void analyse_blocks();                       // each block has its orders and its part in INFO
+  void count_triangular(Range range);          // its diagonal counts for the rank
+  void choose_pivots(int block, Range range);  // its orders and KEEP's NP are the kernel's
+  int run_kernel(int block, Range range, int entries, int before, int* info5, double& rinfo5);
+  void merge_status(int kernel_status);
+  void size_factorisation();  // INFO(4) is the LA that ma48bd_ will need
+  void reorder();             // store, KEEP and JCN are in the final order
+  void reorder_columns(OneBased<const int> old_starts, OneBased<const int> old_off_starts);
+  void settle_map();  // JCN leads from an entry to its final place
+  void settle_warnings();
+  void report_faults() const;
+
+  Range block_range(int block, int first) const { return {first, first + keep_.block_order(block) - 1}; }
+  int rows_of(Range range) const { return blocks_ == 1 ? m_ : range.size(); }
+  OneBased<int> column_orders() const { return {keep_.at(keep_.iptrl() + 1), n_}; }  // IPTRL's part
+  OneBased<int> row_orders() const { return iw_.part(1, m_); }
+  OneBased<int> list_heads() const { return iw_.part(n_ + 1, n_); }
+  int limited(std::int64_t length) const { return clamped_length(length); }
+
+  const int m_, n_, ne_, job_, la_;
+  const OneBased<double> a_;
+  const OneBased<int> irn_, jcn_;
+  int* const keep_array_;
+  const KeepView<int> keep_;
+  const OneBased<const double> cntl_;
+  const OneBased<const int> icntl_;
+  const OneBased<int> iw_, info_;
+  double* const rinfo_;
+  const Diagnostics diagnostics_;
+  int blocks_ = 1;                   // NB
+  bool duplicates_counted_ = false;  // by the block form; the copy then counts none
+};
+
+Analysis::Analysis(int m, int n, int ne, int job, int la, double* a, int* irn, int* jcn, int* keep,
+                   const double* cntl, const int* icntl, int* iw, int* info, double* rinfo)
+    : m_(m),
+      n_(n),
+      ne_(ne),
+      job_(job),
+      la_(la),
+      a_(a, la),
+      irn_(irn, la),
+      jcn_(jcn, la),
+      keep_array_(keep),
+      keep_(keep, m, n),
+      cntl_(cntl, kRefinementFactor),
+      icntl_(icntl, kMostRefinements),
+      iw_(iw, 6 * Index{m} + 3 * Index{n}),
+      info_(info, kMa48InfoLength),
+      rinfo_(rinfo),
+      diagnostics_(icntl) {}
+
+bool Analysis::accept_arguments() {
+  const std::int64_t least = 2 * std::int64_t{ne_};
+  if (m_ < 1 || n_ < 1) {
+    info_(kStatus) = -1;
+    diagnostics_.error(texts::kAnalysisSizes, {m_, n_});
+  } else if (ne_ < 1) {
+    info_(kStatus) = -2;
+    diagnostics_.error(texts::kAnalysisEntries, {ne_});
+  } else if (la_ < least) {
+    info_(kStatus) = -3;
+    info_(kAnalysisLength) = limited(least);
+    diagnostics_.error(texts::kAnalysisLength, {la_, limited(least)});
+  } else if (job_ < kChoose || job_ > kDiagonalPivots) {
+    info_(kStatus) = -6;
+    diagnostics_.error(texts::kAnalysisJob, {job_});
+  } else if (job_ == kGivenPermutations && !permutations_are_valid()) {
+    info_(kStatus) = -5;
+    diagnostics_.error(texts::kAnalysisPermutation);
+  } else {
+    return true;
+  }
+  return false;
+}
+
+bool is_permutation(OneBased<const int> values, OneBased<int> marks) {
+  const Index size = values.size();
+  for (Index i = 1; i <= size; ++i) marks(i) = 0;
+  for (Index i = 1; i <= size; ++i) {
+    const int value = values(i);
+    if (value < 1 || value > size || marks(value) != 0) return false;
+    marks(value) = 1;
+  }
+  return true;
+}
+
+bool Analysis::permutations_are_valid() {
+  const OneBased<int> marks = iw_.from(n_ + 1);
+  return is_permutation({keep_.at(1), m_}, marks) && is_permutation({keep_.at(m_ + 1), n_}, marks);
+}
+
+void Analysis::reset_results() {
+  for (Index i = 1; i <= kMa48InfoLength; ++i) info_(i) = 0;
+  info_(kAnalysisLength) = 2 * ne_;
+  info_(kFactorLength) = ne_;
+  info_(kStructuralRank) = std::min(m_, n_);
+  *rinfo_ = 0.0;
+}
+
+void Analysis::run() {
+  reset_results();
+  link_columns();
+  const bool wants_blocks = std::max(1, icntl_(kSmallestBlock)) < n_ && m_ == n_ && job_ == kChoose;
+  if (!wants_blocks) {
+    form_single_block();
+  } else if (!form_blocks()) {
+    info_(kStatus) = -4;
+    keep_.block_count() = 0;  // what is not analysed cannot be factorised
+    diagnostics_.error(texts::kAnalysisSingular, {n_, info_(kStructuralRank)});
+    return;
+  }
+  if (icntl_(kColumnsLast) != 0) move_columns_last();
+  copy_permuted();
+  settle_rows();
+  analyse_blocks();
+  size_factorisation();
+  if (info_(kStatus) == -3) {
+    keep_.block_count() = 0;
+    diagnostics_.error(texts::kAnalysisLength, {la_, info_(kAnalysisLength)});
+    return;
+  }
+  reorder();
+  settle_map();
+  settle_warnings();
+  report_faults();
+  diagnostics_.dump(texts::kMap, jcn_.data(), ne_);
+  dump_analysis(diagnostics_, {keep_array_, m_, n_}, m_, n_, icntl_(kColumnsLast) != 0);
+}
+
+void Analysis::link_columns() {
+  const OneBased<int> heads = list_heads();
+  for (int j = 1; j <= n_; ++j) heads(j) = 0;
+  for (int k = 1; k <= ne_; ++k) {
+    const int i = irn_(k), j = jcn_(k);
+    if (i < 1 || i > m_ || j < 1 || j > n_) {
+      jcn_(k) = 0;
+      if (++info_(kOutOfRange) <= kReportedEntries)
+        diagnostics_.warning(texts::kAnalysisOutOfRange, {k, i, j});
+    } else {
+      jcn_(k) = heads(j);
+      heads(j) = k;
+    }
+  }
+}
+
+// ---- Blocks
+
+void Analysis::form_single_block() {
+  blocks_ = 1;
+  if (job_ != kGivenPermutations) {
+    for (int i = 1; i <= m_; ++i) keep_.row_place(i) = i;
+    for (int j = 1; j <= n_; ++j) keep_.column_at(j) = j;
+  }
+  keep_.block_order(1) = n_;
+  keep_.block_kind(1) = 0;
+}
+
+void Analysis::copy_pattern(OneBased<int> starts, OneBased<int> lengths) {
+  const OneBased<int> heads = list_heads(), column_in_row = iw_.part(2 * Index{n_} + 1, m_);
+  const OneBased<int> rows = irn_.from(Index{ne_} + 1);
+  for (int i = 1; i <= m_; ++i) column_in_row(i) = 0;
+  int end = 1;
+  for (int j = 1; j <= n_; ++j) {
+    starts(j) = end;
+    for (int k = heads(j); k != 0; k = jcn_(k)) {
+      const int i = irn_(k);
+      if (column_in_row(i) != j) {
+        column_in_row(i) = j;
+        rows(end++) = i;
+      } else if (++info_(kDuplicates) <= kReportedEntries) {
+        diagnostics_.warning(texts::kAnalysisDuplicate, {k, i, j});
+      }
+    }
+    lengths(j) = end - starts(j);
+  }
+  duplicates_counted_ = true;
+}
+
+bool Analysis::form_blocks() {
+  const Index n = n_;
+  const OneBased<int> matches = iw_.part(2 * n + 1, n), work = iw_.part(3 * n + 1, 4 * n);
+  const OneBased<int> starts = iw_.part(7 * n + 1, n), lengths = iw_.part(8 * n + 1, n);
+  copy_pattern(starts, lengths);
+  int room = la_ - ne_;
+  // Columns play the part of the kernel's rows.
+  ma48_matching_entry(&n_, irn_.from(Index{ne_} + 1).data(), &room, starts.data(), lengths.data(),
+                      matches.data(), &info_(kStructuralRank), work.data());
+  if (info_(kStructuralRank) < n_) {
+    if (icntl_(kSingularIsError) != 0) return false;
+    form_single_block();
+    return true;
+  }
+  find_components(matches, starts, lengths);
+  for (int j = 1; j <= n_; ++j) keep_.row_place(keep_.column_at(j)) = j;
+  for (int j = 1; j <= n_; ++j) keep_.column_at(j) = matches(keep_.column_at(j));
+  return true;
+}
+
+/// Node i is the column matched to row i. KEEP's columns are nodes in their order on return.
+void Analysis::find_components(OneBased<int> matches, OneBased<int> starts, OneBased<int> lengths) {
+  const Index n = n_;
+  const OneBased<int> node_starts = iw_.part(3 * n + 1, n), node_lengths = iw_.part(4 * n + 1, n);
+  const OneBased<int> sizes = iw_.part(5 * n + 1, n), work = iw_.part(6 * n + 1, 3 * n);
+  for (int i = 1; i <= n_; ++i) {
+    node_starts(i) = starts(matches(i));
+    node_lengths(i) = lengths(matches(i));
+  }
+  int room = la_ - ne_, count = 0;
+  ma48_strong_components_entry(&n_, irn_.from(Index{ne_} + 1).data(), &room, node_starts.data(),
+                               node_lengths.data(), &keep_.column_at(1), sizes.data(), &count, work.data());
+  for (int c = 1; c < count; ++c) sizes(c) = sizes(c + 1) - sizes(c);
+  sizes(count) = n_ - sizes(count) + 1;
+  blocks_ = merge_blocks(sizes, count);
+  for (int block = 1; block <= blocks_; ++block) {
+    keep_.block_order(block) = std::abs(sizes(block));
+    keep_.block_kind(block) = sizes(block);
+  }
+}
+
+int Analysis::merge_blocks(OneBased<int> sizes, int count) {
+  int runs = 0;
+  for (int c = 1; c <= count; ++c) {
+    if (sizes(c) == 1 && runs > 0 && sizes(runs) < 0) {
+      --sizes(runs);  // one more of a triangular block
+    } else {
+      sizes(++runs) = sizes(c) == 1 ? -1 : sizes(c);
+    }
+  }
+  const int smallest = std::max(1, icntl_(kSmallestBlock));
+  int last = 1;
+  for (int c = 2; c <= runs; ++c) {
+    if (std::abs(sizes(last)) < smallest) {
+      sizes(last) = std::abs(sizes(last)) + std::abs(sizes(c));  // positive: no longer triangular
+    } else {
+      sizes(++last) = sizes(c);
+    }
+  }
+  return last;
+}
+
+// ---- Columns left to last
+
+void Analysis::move_columns_last() {
+  for (int block = 1; block <= blocks_; ++block) keep_.left_to_last(blocks_, block) = 0;
+  if (job_ == kGivenPermutations) return count_columns_last_in_sequence();
+  int first = 1;
+  for (int block = 1; block <= blocks_; ++block) {
+    const Range range = block_range(block, first);
+    if (keep_.block_kind(block) >= 0) count_columns_last(block, range);
+    first = range.last + 1;
+  }
+}
+
+/// The sequence is given, so all from the first marked column on is left to last. Marks go by column.
+void Analysis::count_columns_last_in_sequence() {
+  int j = 1;
+  while (j <= n_ && iw_(keep_.column_at(j)) != 0) ++j;
+  keep_.left_to_last(1, 1) = n_ - j + 1;
+}
+
+/// The column where both ends meet is not looked at, by intent.
+void Analysis::count_columns_last(int block, Range range) {
+  int j = range.first, k = range.last;
+  while (j != k) {
+    if (iw_(keep_.column_at(j)) != 0) {
+      ++j;
+    } else {
+      ++keep_.left_to_last(blocks_, block);
+      std::swap(keep_.column_at(j), keep_.column_at(k));
+      --k;
+    }
+  }
+}
+
+// ---- The permuted store
+
+void Analysis::copy_permuted() {
+  const OneBased<int> column_in_row = iw_.part(2 * Index{n_} + 1, m_);
+  const OneBased<int> place_in_row = iw_.part(2 * Index{n_} + m_ + 1, m_);
+  for (int i = 1; i <= m_; ++i) column_in_row(i) = 0;
+  keep_.diagonal_start(1) = 1;
+  keep_.off_diagonal_start(1) = ne_;
+  int first = 1;
+  for (int block = 1; block <= blocks_; ++block) {
+    const Range range = block_range(block, first);
+    for (int position = range.first; position <= range.last; ++position) {
+      int& front = keep_.diagonal_start(position + 1) = keep_.diagonal_start(position);
+      keep_.off_diagonal_start(position + 1) = keep_.off_diagonal_start(position);
+      if (keep_.block_kind(block) < 0) {  // the diagonal stands first in a triangular block's column
+        column_in_row(position) = position;
+        place_in_row(position) = front;
+        a_(Index{ne_} + front) = 0.0;
+        irn_(Index{ne_} + front) = position;
+        ++front;
+      }
+      copy_column(position, range, column_in_row, place_in_row);
+    }
+    first = range.last + 1;
+  }
+  for (int block = 2; block <= blocks_; ++block) keep_.block_start(block) = 0;
+  keep_.block_count() = blocks_;
+}
+
+void Analysis::copy_column(int position, Range range, OneBased<int> column_in_row,
+                           OneBased<int> place_in_row) {
+  const Index ne = ne_;
+  const int column = keep_.column_at(position);
+  int front = keep_.diagonal_start(position + 1), back = keep_.off_diagonal_start(position + 1);
+  int next = 0;
+  for (int k = list_heads()(column); k != 0; k = next) {
+    next = jcn_(k);
+    const int row = keep_.row_place(irn_(k));
+    if (column_in_row(row) == position) {
+      jcn_(k) = place_in_row(row);
+      a_(ne + place_in_row(row)) += a_(k);
+      if (!duplicates_counted_ && ++info_(kDuplicates) <= kReportedEntries)
+        diagnostics_.warning(texts::kAnalysisDuplicate, {k, irn_(k), column});
+      continue;
+    }
+    column_in_row(row) = position;
+    const int place = m_ == n_ && !range.contains(row) ? back-- : front++;
+    place_in_row(row) = place;
+    a_(ne + place) = a_(k);
+    irn_(ne + place) = row;
+    jcn_(k) = place;
+  }
+  keep_.diagonal_start(position + 1) = front;
+  keep_.off_diagonal_start(position + 1) = back;
+}
+
+void Analysis::settle_rows() {
+  const int front = keep_.diagonal_start(Index{n_} + 1), back = keep_.off_diagonal_start(Index{n_} + 1);
+  const int* const source = irn_.data() + ne_;
+  int* const target = irn_.data();
+  std::copy(source, source + (front - 1), target);
+  std::fill(target + (front - 1), target + back, 0);
+  std::copy(source + back, source + ne_, target + back);
+}
+
+// ---- Pivots
+
+/// From the last block to the first: a block's workspace covers the copies of those behind it.
+void Analysis::analyse_blocks() {
+  int last = n_;
+  for (int block = blocks_; block >= 1; --block) {
+    const Range range{last - keep_.block_order(block) + 1, last};
+    const OneBased<int> rows = row_orders(), columns = column_orders();
+    for (int i = 0; i < rows_of(range); ++i) rows(range.first + i) = i + 1;
+    for (int j = 0; j < range.size(); ++j) columns(range.first + j) = j + 1;
+    if (keep_.block_kind(block) < 0) {
+      count_triangular(range);
+    } else {
+      choose_pivots(block, range);
+    }
+    const int before = range.first - 1;
+    for (int i = 0; i < rows_of(range); ++i) rows(range.first + i) += before;
+    for (int j = 0; j < range.size(); ++j) columns(range.first + j) += before;
+    last = before;
+  }
+}
+
+void Analysis::count_triangular(Range range) {
+  const double limit = std::max(cntl_(kPivotTolerance), 0.0);
+  for (int j = range.first; j <= range.last; ++j) {
+    if (std::fabs(a_(Index{ne_} + keep_.diagonal_start(j))) > limit) ++info_(kRank);
+  }
+}
+
+void Analysis::choose_pivots(int block, Range range) {
+  const int before = keep_.diagonal_start(range.first) - 1;
+  const int entries = keep_.diagonal_start(range.last + 1) - 1 - before;
+  const int rows = rows_of(range);
+  info_(kLargestBlock) = std::max(info_(kLargestBlock), rows);
+  info_(kGeneralOrder) += range.size();
+  info_(kGeneralEntries) += entries;
+
+  int info5[kMa50InfoLength] = {};
+  double rinfo5 = 0.0;
+  keep_.block_kind(block) = run_kernel(block, range, entries, before, info5, rinfo5);
+  const OneBased<const int> result(info5, kMa50InfoLength);
+  merge_status(result(kStatus));
+  info_(kCompressions) += result(kCompressions);
+  std::int64_t length = std::int64_t{ne_} + result(kAnalysisLength) + before;
+  if (result(kStatus) == -3) length = std::max(length, std::int64_t{la_} + 1);
+  info_(kAnalysisLength) = std::max(info_(kAnalysisLength), limited(length));
+  info_(kRank) += result(kRank);
+  info_(kDropped) += result(kDropped);
+  *rinfo_ += rinfo5;
+  keep_.upper_end(range.first) = result(kFactorLength);  // noted for size_factorisation
+}
+
+/// Calls MA50AD for the block, whose orders become those of the kernel. @return NP
+int Analysis::run_kernel(int block, Range range, int entries, int before, int* info5, double& rinfo5) {
+  const int rows = rows_of(range), columns = range.size();
+  if (entries == 0) {  // nothing to choose from: all of it is the full part, and the orders stay
+    info5[kStatus - 1] = 1;
+    info5[kFactorLength - 1] = limited(std::max(std::int64_t{rows} * columns, std::int64_t{rows} + columns) +
+                                       2 * std::int64_t{rows} + 2);
+    return 0;
+  }
+  const Index m = m_, n = n_, offset = Index{ne_} + before;
+  const int shift = range.first - 1;
+  for (int k = 1; k <= entries; ++k) irn_(offset + k) -= shift;
+  int* const starts = &keep_.lower_end(range.first);  // IQ, later the order of the columns
+  for (int j = 0; j < columns; ++j) starts[j] = keep_.diagonal_start(range.first + j) - before;
+
+  const double cntl5[kMa50CntlLength] = {cntl_(kDensity), cntl_(kThreshold), cntl_(kDropTolerance),
+                                         cntl_(kPivotTolerance)};
+  const bool given = job_ == kGivenPermutations;
+  const int icntl5[kMa50IcntlLength] = {icntl_(kErrorStream),
+                                        icntl_(kWarningStream),
+                                        0,
+                                        given ? 1 : icntl_(kSearchLimit),
+                                        icntl_(kDenseBlockSize),
+                                        icntl_(kColumnsLast) != 0 ? keep_.left_to_last(blocks_, block) : 0,
+                                        given ? 2 : (job_ == kDiagonalPivots ? 1 : 0)};
+
+  const auto of_rows = [&](Index array) { return &iw_(array * m + 1); };
+  const auto of_columns = [&](Index array) { return &iw_(6 * m + array * n + 1); };
+  int* const sequence = of_columns(0);  // IFIRST
+  for (int j = 1; j <= columns; ++j) sequence[j - 1] = j;
+  const int room = static_cast<int>(la_ - offset);
+  int np = 0;
+  MA50AD(&rows, &columns, &entries, &room, &a_(offset + 1), &irn_(offset + 1), &jcn_(Index{ne_} + 1), starts,
+         cntl5, icntl5, &iw_(range.first), &np, of_rows(1), of_rows(2), of_rows(3), of_rows(4), of_rows(5),
+         sequence, &keep_.upper_end(range.first), of_columns(1), of_columns(2), info5, &rinfo5);
+  return np;
+}
+
+void Analysis::merge_status(int kernel_status) {
+  int& status = info_(kStatus);
+  if (kernel_status == 1 && (status == 0 || status == 4)) status += 2;
+  if (kernel_status == 2 && (status == 0 || status == 2)) status += 4;
+  if (kernel_status == 3 && status >= 0) status = 6;
+  if (kernel_status == -3) status = -3;
+}
+
+void Analysis::size_factorisation() {
+  std::int64_t length = ne_, before = ne_;
+  int first = 1;
+  for (int block = 1; block <= blocks_; ++block) {
+    const Range range = block_range(block, first);
+    if (keep_.block_kind(block) >= 0) {
+      const std::int64_t needed = keep_.upper_end(first);
+      length = std::max(length, before + needed);
+      before += needed - 2 * std::int64_t{rows_of(range)};
+    }
+    first = range.last + 1;
+  }
+  info_(kFactorLength) = limited(length);
+}
+
+// ---- The final order
+
+void Analysis::reorder() {
+  const Index m = m_, n = n_;
+  const OneBased<int> rows = row_orders(), columns = column_orders();
+  const OneBased<int> old_starts = iw_.part(m + 1, n + 1), old_off_starts = iw_.part(m + n + 2, n + 1);
+  const OneBased<int> old_columns = iw_.part(m + 2 * n + 3, n);
+  for (Index j = 1; j <= n + 1; ++j) {
+    old_starts(j) = keep_.diagonal_start(j);
+    old_off_starts(j) = keep_.off_diagonal_start(j);
+  }
+  reorder_columns(old_starts, old_off_starts);
+  for (Index i = 1; i <= m; ++i) keep_.row_place(i) = rows(keep_.row_place(i));
+  for (Index j = 1; j <= n; ++j) old_columns(j) = keep_.column_at(j);
+  for (Index j = 1; j <= n; ++j) keep_.column_at(j) = old_columns(columns(j));
+  for (Index j = 1; j <= n; ++j) keep_.lower_end(j) = keep_.upper_end(j) = 0;  // no factors yet
+}
+
+/// The blocks' columns, then directly behind them those off the blocks. IRN(NE + old place) is the new place.
+void Analysis::reorder_columns(OneBased<const int> old_starts, OneBased<const int> old_off_starts) {
+  const OneBased<int> rows = row_orders(), columns = column_orders();
+  const OneBased<int> new_place = irn_.from(Index{ne_} + 1);
+  std::copy(irn_.data(), irn_.data() + ne_, new_place.data());
+  int end = 1;
+  const auto move = [&](int from, int to) {
+    for (int k = from; k < to; ++k) {
+      irn_(end) = rows(new_place(k));
+      new_place(k) = end++;
+    }
+  };
+  for (int j = 1; j <= n_; ++j) {
+    keep_.diagonal_start(j) = end;
+    move(old_starts(columns(j)), old_starts(columns(j) + 1));
+  }
+  keep_.diagonal_start(Index{n_} + 1) = end;
+  for (int j = 1; j <= n_; ++j) {
+    keep_.off_diagonal_start(j) = end;
+    move(old_off_starts(columns(j) + 1) + 1, old_off_starts(columns(j)) + 1);
+  }
+  keep_.off_diagonal_start(Index{n_} + 1) = end;
+  for (; end <= ne_; ++end) irn_(end) = 0;
+}
+
+/// Entries out of range, whose place is 0 so far, go to the last place.
+void Analysis::settle_map() {
+  const int row_at_end = irn_(ne_);
+  irn_(ne_) = ne_;
+  for (int k = 1; k <= ne_; ++k) jcn_(k) = irn_(Index{ne_} + jcn_(k));
+  irn_(ne_) = row_at_end;
+}
+
+void Analysis::settle_warnings() {
+  int& status = info_(kStatus);
+  if (info_(kDuplicates) > 0 || info_(kOutOfRange) > 0) {
+    ++status;
+    if (info_(kDuplicates) > 0) jcn_(1) = -jcn_(1);  // ma48bd_ has to sum
+  }
+  if (info_(kStructuralRank) < info_(kRank)) {
+    info_(kRank) = info_(kStructuralRank);
+    if (status != 2 && status != 3 && status < 6) status += 2;
+  }
+}
+
+void Analysis::report_faults() const {
+  if (info_(kDuplicates) > 0 || info_(kOutOfRange) > 0) {
+    diagnostics_.warning(texts::kAnalysisFaultyEntries, {info_(kDuplicates), info_(kOutOfRange)});
+  }
+}
+
+}  // namespace
+}  // namespace corvidnum
+
+extern "C" int ma48ad_(const int* m, const int* n, const int* ne, const int* job, const int* la, double* a,
+                       int* irn, int* jcn, int* keep, const double* cntl, const int* icntl, int* iw,
+                       int* info, double* rinfo) {
+  corvidnum::enter_library();
+  corvidnum::Analysis analysis(*m, *n, *ne, *job, *la, a, irn, jcn, keep, cntl, icntl, iw, info, rinfo);
+  if (analysis.accept_arguments()) analysis.run();
+  return 0;
+}

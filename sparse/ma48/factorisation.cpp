@@ -1,0 +1,338 @@
+// Factorises the blocks one behind the other. A and IRN, with NEWNE entries kept of the matrix:
+//
+//   | matrix by columns | factors of the general blocks, first to last |  free  |
+//   1             NEWNE                                                used_     la
+//
+// Between the scatter and the first block the values as given stand behind NE, in the factors' place.
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "frame/module.h"
+#include "frame/one_based.h"
+#include "sparse/ma48/column_factor.h"
+#include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/keep_check.h"
+#include "sparse/ma48/kernels.h"
+#include "sparse/ma48/layout.h"
+#include "sparse/ma48/ma48_routines.h"
+
+namespace corvidnum {
+namespace {
+
+using Wide = std::int64_t;
+
+enum FactorisationStatus {
+  kBadOrder = -1,
+  kBadEntryCount = -2,
+  kStoreTooShort = -3,
+  kJobOrDropping = -6,
+  kIncompatible = -7,
+  kRankDeficient = 2,
+};
+
+class Factorisation {
+ public:
+  Factorisation(int m, int n, int ne, int job, int la, double* a, int* irn, const int* jcn, int* keep,
+                const double* cntl, const int* icntl, double* w, int* iw, int* info, double* rinfo);
+  void run();
+
+ private:
+  /// Where a block stands in the matrix, and the local numbers of the kernels for it.
+  struct Block {
+    int number, first, order, rows, begin, entries;
+    int last() const { return first + order - 1; }
+  };
+
+  bool arguments_are_good();
+  bool keep_is_good();
+  void find_old_factors();  // where they end, on which JOB 2 and 3 build
+  void scatter();           // A(1 .. NEWNE) is the matrix
+  bool leading_columns_survive(Wide copyAt) const;
+  bool do_block(const Block& block);       // false: the run ends here
+  bool is_triangular(const Block& block);  // still, for these values
+  int job_for(const Block& block) const;
+  void make_local(const Block& block, int direction);
+  void factor(const Block& block, int job);
+  bool account(const Block& block, int job);
+  void finish();
+
+  KeepView<const int> constant_keep() const { return {keep_.at(1), m_, n_}; }
+  int old_start(int block) const { return block == 1 ? 1 : keep_.block_start(block); }
+  void demand(Wide length) { need_ = std::max(need_, length); }
+
+  const int m_, n_, ne_, job_, la_;
+  double* const a_;
+  int* const irn_;
+  const int* const jcn_;
+  const KeepView<int> keep_;
+  const double* const cntl_;
+  const int* const icntl_;
+  double* const w_;
+  int* const iw_;
+  int* const info_;
+  double* const rinfo_;
+  const Diagnostics diagnostics_;
+
+  double kernel_cntl_[kMa50CntlLength];
+  int kernel_icntl_[kMa50IcntlLength];
+  int kernel_info_[kMa50InfoLength] = {};
+  int blocks_ = 0;    // NB
+  int kept_ = 0;      // NEWNE
+  double tolerance_;  // TOL
+  int status_ = 0;
+  Wide need_ = 0;  // INFO(4)
+  int rank_ = 0, dropped_ = 0;
+  double operations_ = 0.0;
+  Wide used_ = 0;  // KK: places of the factors so far
+  // What is left of the previous factors lies in between.
+  Wide old_begin_ = 1, old_end_ = 0;
+  bool leading_columns_stay_ = false;
+  bool rewritten_ = false;  // some block's factors have another shape than before
+  PlacesUsed places_ = {};
+};
+
+Factorisation::Factorisation(int m, int n, int ne, int job, int la, double* a, int* irn, const int* jcn,
+                             int* keep, const double* cntl, const int* icntl, double* w, int* iw, int* info,
+                             double* rinfo)
+    : m_(m),
+      n_(n),
+      ne_(ne),
+      job_(job),
+      la_(la),
+      a_(a),
+      irn_(irn),
+      jcn_(jcn),
+      keep_(keep, m, n),
+      cntl_(cntl),
+      icntl_(icntl),
+      w_(w),
+      iw_(iw),
+      info_(info),
+      rinfo_(rinfo),
+      diagnostics_(icntl),
+      tolerance_(cntl[kPivotTolerance - 1] > 0.0 ? cntl[kPivotTolerance - 1] : 0.0) {
+  std::copy_n(cntl, int{kMa50CntlLength}, kernel_cntl_);
+  std::copy_n(icntl, int{kDenseBlockSize}, kernel_icntl_);
+  kernel_icntl_[kPrintLevel - 1] = 0;
+  kernel_icntl_[kLastColumns - 1] = 0;
+  kernel_icntl_[kPivotChoice - 1] = 0;
+}
+
+void Factorisation::run() {
+  if (!arguments_are_good() || !keep_is_good()) {
+    info_[kStatus - 1] = status_;
+    return;
+  }
+  blocks_ = keep_.block_count();
+  kept_ = keep_.off_diagonal_start(n_ + 1) - 1;
+  need_ = ne_;
+  if (job_ != 1) find_old_factors();
+  scatter();
+  Block block = {};
+  bool goes_on = true;
+  for (int number = 1, first = 1; number <= blocks_ && goes_on; ++number, first = block.last() + 1) {
+    const int order = keep_.block_order(number);
+    const int begin = keep_.diagonal_start(first);
+    block = {
+        number, first, order, blocks_ == 1 ? m_ : order, begin, keep_.diagonal_start(first + order) - begin};
+    goes_on = do_block(block);
+  }
+  finish();
+}
+
+bool Factorisation::arguments_are_good() {
+  if (m_ < 1 || n_ < 1) {
+    status_ = kBadOrder;
+    diagnostics_.error(texts::kFactorisationSizes, {m_, n_});
+  } else if (ne_ < 1) {
+    status_ = kBadEntryCount;
+    diagnostics_.error(texts::kFactorisationEntries, {ne_});
+  } else if (const Wide least = 2 * Wide{ne_}; la_ < least) {
+    status_ = kStoreTooShort;
+    info_[kFactorLength - 1] = clamped_length(least);
+    diagnostics_.error(texts::kFactorisationLength, {la_, clamped_length(least)});
+  } else if (job_ < 1 || job_ > 3) {
+    status_ = kJobOrDropping;
+    diagnostics_.error(texts::kFactorisationJob, {job_});
+  }
+  return status_ == 0;
+}
+
+bool Factorisation::keep_is_good() {
+  if (!keep_is_analysed(constant_keep(), m_, n_, ne_) ||
+      (job_ != 1 && !keep_is_factorised(constant_keep(), irn_, m_, n_, la_))) {
+    status_ = kIncompatible;
+    diagnostics_.error(texts::kFactorisationIncompatible);
+  }
+  return status_ == 0;
+}
+
+void Factorisation::find_old_factors() {
+  for (int number = 1, first = 1; number <= blocks_; first += keep_.block_order(number), ++number) {
+    const int order = keep_.block_order(number), sparse = keep_.block_kind(number);
+    if (sparse < 0) continue;
+    const int start = old_start(number);
+    const Wide space = block_space(keep_.lower_end(first + order - 1), irn_[kept_ + start], order - sparse);
+    old_end_ = std::max(old_end_, start - 1 + space);
+  }
+}
+
+/// The columns that are not redone need their old values: none may be in the way of the values given, whose
+/// copy then goes behind the factors.
+bool Factorisation::leading_columns_survive(Wide copyAt) const {
+  return job_ != 1 && icntl_[kColumnsLast - 1] != 0 && kept_ == ne_ && copyAt + ne_ <= la_;
+}
+
+void Factorisation::scatter() {
+  const Wide behindFactors = std::max(Wide{ne_}, kept_ + old_end_);
+  leading_columns_stay_ = leading_columns_survive(behindFactors);
+  double* const given = a_ + (leading_columns_stay_ ? behindFactors : ne_);
+  std::memcpy(given, a_, std::size_t(ne_) * sizeof(double));
+  if (jcn_[0] > 0) {
+    for (int k = 0; k < ne_; ++k) a_[jcn_[k] - 1] = given[k];
+    return;
+  }
+  std::fill_n(a_, ne_, 0.0);
+  a_[-jcn_[0] - 1] = given[0];
+  for (int k = 1; k < ne_; ++k) a_[jcn_[k] - 1] += given[k];
+}
+
+bool Factorisation::do_block(const Block& block) {
+  int job = job_for(block);
+  if (keep_.block_kind(block.number) < 0) {
+    if (is_triangular(block)) {
+      rank_ += block.order;
+      return true;
+    }
+    if (job_ == 2) {
+      status_ = kIncompatible;
+      return false;
+    }
+    keep_.block_kind(block.number) = block.order;  // general from now on
+    rewritten_ = true;
+    job = 1;
+  }
+  make_local(block, -1);
+  factor(block, job);
+  make_local(block, +1);
+  return account(block, job);
+}
+
+bool Factorisation::is_triangular(const Block& block) {
+  bool good = true;
+  for (int j = block.first; j <= block.last(); ++j) {
+    good &= std::fabs(a_[keep_.diagonal_start(j) - 1]) > tolerance_;  // a NaN is not
+    keep_.lower_end(j) = keep_.upper_end(j) = 0;
+  }
+  if (good && job_ != 2) keep_.block_start(block.number) = 0;
+  return good;
+}
+
+/// The order of a block's previous factors is taken up only if they are there unharmed.
+int Factorisation::job_for(const Block& block) const {
+  if (job_ != 3 || keep_.block_kind(block.number) < 0) return job_;
+  const Wide start = old_start(block.number);
+  const bool unharmed = status_ != kStoreTooShort && start == used_ + 1 && start >= old_begin_ &&
+                        start - 1 +
+                                block_space(keep_.lower_end(block.last()), irn_[kept_ + start],
+                                            block.order - keep_.block_kind(block.number)) <=
+                            old_end_;
+  return unharmed ? 3 : 1;
+}
+
+/// Row indices and column starts of the block, from numbers of the matrix (+1) or to those of the block (-1).
+void Factorisation::make_local(const Block& block, int direction) {
+  const int rowShift = direction * (block.first - 1), placeShift = direction * (block.begin - 1);
+  if (rowShift != 0) {
+    for (int k = block.begin; k < block.begin + block.entries; ++k) irn_[k - 1] += rowShift;
+  }
+  if (placeShift != 0) {
+    for (int j = block.first; j <= block.last(); ++j) keep_.diagonal_start(j) += placeShift;
+  }
+}
+
+void Factorisation::factor(const Block& block, int job) {
+  int* const order = iw_ + (block.first - 1);
+  for (int i = 0; i < block.rows; ++i) order[i] = i + 1;
+  if (leading_columns_stay_) {
+    kernel_icntl_[kLastColumns - 1] = keep_.left_to_last(blocks_, block.number);
+  }
+  const Wide at = kept_ + used_;
+  const int givenOrder = 0;  // IQ(1)
+  double operations = 0.0;
+  places_ = factor_block({block.rows,
+                          block.order,
+                          block.entries,
+                          job,
+                          a_ + (block.begin - 1),
+                          irn_ + (block.begin - 1),
+                          &keep_.diagonal_start(block.first),
+                          kernel_cntl_,
+                          kernel_icntl_,
+                          order,
+                          &givenOrder,
+                          keep_.block_kind(block.number),
+                          static_cast<int>(la_ - at),
+                          a_ + at,
+                          irn_ + at,
+                          &keep_.lower_end(block.first),
+                          &keep_.upper_end(block.first),
+                          w_,
+                          iw_ + m_,
+                          kernel_info_,
+                          &operations});
+  operations_ += operations;
+}
+
+bool Factorisation::account(const Block& block, int job) {
+  const int status = kernel_info_[kStatus - 1], length = kernel_info_[kFactorLength - 1];
+  if (status < 0 && status != kFactorsTooLong) {
+    status_ = status == kAfterDropping ? kJobOrDropping : kIncompatible;
+    return false;
+  }
+  if (job != 2) rewritten_ = true;
+  old_begin_ = std::max(old_begin_, used_ + places_.lowEnd + 1);
+  old_end_ = std::min(old_end_, used_ + places_.highBegin - 1);
+  rank_ += kernel_info_[kRank - 1];
+  dropped_ += kernel_info_[kDropped - 1];
+  if (status == kFactorsTooLong || status_ == kStoreTooShort) {
+    status_ = kStoreTooShort;
+    need_ += length;
+    used_ = 0;  // the next blocks are tried with the whole space, only to count
+    return job_ != 2;
+  }
+  demand(used_ + length + kept_);
+  if (block.number > 1) keep_.block_start(block.number) = static_cast<int>(used_ + 1);
+  const int fullColumns = block.order - keep_.block_kind(block.number);
+  used_ += block_space(keep_.lower_end(block.last()), kernel_info_[kFullPartRows - 1], fullColumns);
+  if (status == 1) status_ = kRankDeficient;
+  return true;
+}
+
+void Factorisation::finish() {
+  demand(2 * Wide{ne_});
+  keep_.block_count() = blocks_;
+  if (status_ < 0 && rewritten_) mark_unfactorised(keep_);
+  if (status_ == kJobOrDropping) diagnostics_.error(texts::kFactorisationDropped);
+  if (status_ == kIncompatible) diagnostics_.error(texts::kFactorisationIncompatible);
+  info_[kStatus - 1] = status_;
+  info_[kFactorLength - 1] = clamped_length(need_);
+  info_[kRank - 1] = rank_;
+  info_[kDropped - 1] = dropped_;
+  *rinfo_ = operations_;
+  dump_analysis(diagnostics_, constant_keep(), m_, n_, icntl_[kColumnsLast - 1] != 0);
+  dump_factor_ends(diagnostics_, constant_keep(), n_);
+}
+
+}  // namespace
+}  // namespace corvidnum
+
+int ma48bd_(const int* m, const int* n, const int* ne, const int* job, const int* la, double* a, int* irn,
+            const int* jcn, int* keep, const double* cntl, const int* icntl, double* w, int* iw, int* info,
+            double* rinfo) {
+  corvidnum::enter_library();
+  corvidnum::Factorisation(*m, *n, *ne, *job, *la, a, irn, jcn, keep, cntl, icntl, w, iw, info, rinfo).run();
+  return 0;
+}

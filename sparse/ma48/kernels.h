@@ -1,0 +1,67 @@
+#pragma once
+
+// The kernels of the sparse direct solver. Every argument goes by address, arrays are numbered from 1, and
+// every kernel returns 0. Their control arrays differ from those of the ma48 routines.
+
+namespace corvidnum {
+
+// ---- Graph kernels; the multifrontal solver uses them too.
+
+/// Matches rows to columns of an n x n pattern, whose row j has the columns icn(ip(j)) .. of lenr(j) places.
+/// iperm(i): the row matched to column i, negative for a false match; numnz: the structural rank.
+int ma48_matching(const int* n, const int* icn, const int* licn, const int* ip, const int* lenr, int* iperm,
+                  int* numnz, int* pr, int* arp, int* cv, int* out);
+int ma48_matching_entry(const int* n, const int* icn, const int* licn, const int* ip, const int* lenr,
+                        int* iperm, int* numnz, int* iw);
+
+/// Strong components of a directed graph in the same layout: ior(p) is the node at place p, ib(c) the first
+/// place of component c, num their number.
+int ma48_strong_components(const int* n, const int* icn, const int* licn, const int* ip, const int* lenr,
+                           int* ior, int* ib, int* num, int* lowl, int* numb, int* prev);
+int ma48_strong_components_entry(const int* n, const int* icn, const int* licn, const int* ip,
+                                 const int* lenr, int* ior, int* ib, int* num, int* iw);
+
+// ---- One block.
+
+/// Defaults of the kernels.
+int ma50id_(double* cntl, int* icntl);
+
+/// Chooses the pivot sequence of a block.
+int MA50AD(const int* m, const int* n, const int* ne, const int* la, double* a, int* irn, int* jcn, int* iq,
+           const double* cntl, const int* icntl, int* ip, int* np, int* jfirst, int* lenr, int* lastr,
+           int* nextr, int* iw, int* ifirst, int* lenc, int* lastc, int* nextc, int* info, double* rinfo);
+
+/// Factorises a block.
+int MA50BD(const int* m, const int* n, const int* ne, const int* job, const double* aa, const int* irna,
+           const int* iptra, const double* cntl, const int* icntl, int* ip, const int* iq, const int* np,
+           const int* lfact, double* fact, int* irnf, int* iptrl, int* iptru, double* w, int* iw, int* info,
+           double* rinfo);
+
+/// Solves with the factors of a block.
+int MA50CD(const int* m, const int* n, const int* icntl, const int* iq, const int* np, const int* trans,
+           const int* lfact, const double* fact, const int* irnf, const int* iptrl, const int* iptru,
+           const double* b, double* x, double* w, int* info);
+
+/// LU of the full part by level 1, 2 and 3 kernels; columns without an acceptable pivot go to the end.
+int ma50_full_factor1(const int* m, const int* n, double* a, const int* lda, const double* pivtol, int* ipiv,
+                      int* rank);
+int ma50_full_factor2(const int* m, const int* n, double* a, const int* lda, const double* pivtol, int* ipiv,
+                      int* rank);
+int ma50_full_factor3(const int* m, const int* n, double* a, const int* lda, const int* nb,
+                      const double* pivtol, int* ipiv, int* rank);
+
+/// Solves with these factors, in place.
+int ma50_full_solve(const int* trans, const int* m, const int* n, const double* a, const int* lda,
+                    const int* ipiv, double* b, const int* icntl5);
+
+// ---- All blocks.
+
+int ma48_block_solve(const int* n, const int* newne, const int* la, const double* fact, const double* a,
+                     const int* irnf, const int* irn, const int* iptrd, const int* iptro, const int* nb,
+                     const int* blocks, const int* iptrl, const int* iptru, double* rhs, double* x,
+                     const int* trans, const int* icntl5, double* w);
+
+/// Estimates the 1-norm of a matrix that the caller applies on request, until kase is 0.
+int MC41AD(const int* n, int* kase, double* x, double* est, double* w, int* isgn);
+
+}  // namespace corvidnum

@@ -1,0 +1,104 @@
+#pragma once
+
+// Where things stand in the arrays of the ma48 routines.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/one_based.h"
+
+namespace corvidnum {
+
+/// Length of KEEP that suffices for an m x n matrix. Wide: sizes are the host's.
+inline std::int64_t keep_length(int m, int n) {
+  return std::int64_t{m} + 5 * std::int64_t{n} + 4 * std::int64_t{std::min(m, n)} + 7;
+}
+
+/// KEEP of an m x n matrix. One line knows where a part begins: the one that returns its element.
+///   |  m places  | n columns | n ends of U+L | n ends of U | n+1 starts | n+1 starts | 3 per block | 1 per |
+///   |  of rows   | in order  | (IPTRL)       | (IPTRU)     | in blocks  | off blocks | order, kind,| block |
+///   |            |           |               |             | (IPTRD)    | (IPTRO)    | start       |
+///   (LBLOCK) |
+/// Int is `int` or `const int`.
+template <class Int>
+class KeepView {
+ public:
+  KeepView(Int* keep, int m, int n) : keep_(keep, keep_length(m, n)), m_(m), n_(n) {}
+
+  Int& row_place(std::ptrdiff_t i) const { return keep_(i); }                 // of original row i
+  Int& column_at(std::ptrdiff_t j) const { return keep_(m_ + j); }            // original column at place j
+  Int& lower_end(std::ptrdiff_t j) const { return keep_(iptrl() + j); }       // IPTRL, relative to the block
+  Int& upper_end(std::ptrdiff_t j) const { return keep_(iptru() + j); }       // IPTRU, relative to the block
+  Int& diagonal_start(std::ptrdiff_t j) const { return keep_(iptrd() + j); }  // IPTRD, j = n+1: the end
+  Int& off_diagonal_start(std::ptrdiff_t j) const { return keep_(iptro() + j); }  // IPTRO, j = n+1: the end
+  Int& block_order(std::ptrdiff_t block) const { return keep_(m_ + 5 * n_ + 3 * block); }      // NBLOCK
+  Int& block_kind(std::ptrdiff_t block) const { return keep_(m_ + 5 * n_ + 1 + 3 * block); }   // MBLOCK
+  Int& block_start(std::ptrdiff_t block) const { return keep_(m_ + 5 * n_ + 2 + 3 * block); }  // KBLOCK
+  /// NB stands in the slot of block 1 when no routine is running: that block begins at 1.
+  Int& block_count() const { return block_start(1); }
+  Int& left_to_last(std::ptrdiff_t blocks, std::ptrdiff_t block) const {  // LBLOCK
+    return keep_(m_ + 5 * n_ + 2 + 3 * blocks + block);
+  }
+
+  std::ptrdiff_t iptrl() const { return m_ + n_; }
+  std::ptrdiff_t iptru() const { return m_ + 2 * n_; }
+  std::ptrdiff_t iptrd() const { return m_ + 3 * n_; }
+  std::ptrdiff_t iptro() const { return m_ + 4 * n_ + 1; }
+  /// The elements from number `begin` on, as the kernels take them.
+  Int* at(std::ptrdiff_t begin) const { return keep_.from(begin).data(); }
+
+ private:
+  OneBased<Int> keep_;
+  std::ptrdiff_t m_, n_;
+};
+
+/// Elements of CNTL and ICNTL of the ma48 routines.
+enum Ma48Cntl {
+  kDensity = 1,
+  kThreshold = 2,
+  kDropTolerance = 3,
+  kPivotTolerance = 4,
+  kRefinementFactor = 5
+};
+enum Ma48Icntl {
+  kErrorStream = 1,
+  kWarningStream = 2,
+  kPrintLevel = 3,
+  kSearchLimit = 4,
+  kDenseBlockSize = 5,
+  kSmallestBlock = 6,
+  kSingularIsError = 7,
+  kColumnsLast = 8,
+  kMostRefinements = 9,
+};
+/// Elements of ICNTL of the kernels; 1 to 5 as above.
+enum Ma50Icntl { kLastColumns = 6, kPivotChoice = 7 };
+/// Elements of INFO. The kernels' INFO has 1 to 7: in 7 the rows of the full part.
+enum Ma48Info {
+  kStatus = 1,
+  kCompressions = 2,
+  kAnalysisLength = 3,
+  kFactorLength = 4,
+  kRank = 5,
+  kDropped = 6,
+  kLargestBlock = 7,
+  kFullPartRows = 7,
+  kGeneralOrder = 8,
+  kGeneralEntries = 9,
+  kStructuralRank = 10,
+  kDuplicates = 11,
+  kOutOfRange = 12,
+};
+
+constexpr int kMa48InfoLength = 12;
+constexpr int kMa50CntlLength = 4;
+constexpr int kMa50IcntlLength = 7;
+constexpr int kMa50InfoLength = 7;
+
+/// What goes into an element of INFO that tells a length: at most what an array may have.
+inline int clamped_length(std::int64_t length) {
+  return static_cast<int>(std::min<std::int64_t>(length, 0x7ffffffe));
+}
+
+}  // namespace corvidnum

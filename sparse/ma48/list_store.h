@@ -1,0 +1,102 @@
+#pragma once
+
+// What the choice of pivots keeps its active matrix in.
+
+#include <algorithm>
+#include <cstddef>
+
+#include "frame/one_based.h"
+
+namespace corvidnum {
+
+/// Packs a store of lists, whose order in the store stays.
+/// @param la    length of `a` and `ind`; at least `end` - 1
+/// @param a     [la] values that go with the indices; not looked at unless `reals`
+/// @param ind   [la] indices above 0; a 0 marks a free place
+/// @param lists number of lists
+/// @param ptr   [lists] first place of a list; a list with 0 or less is gone, its places are free
+/// @param count [lists] indices in a list; an empty one gets the new `end` as its first place
+/// @param end   the first place behind the store
+/// @param reals not 0: values move with their indices
+int ma50_compress(const int* la, double* a, int* ind, const int* lists, int* ptr, const int* count, int* end,
+                  const int* reals);
+
+/// A sparse matrix by columns or by rows: lists of indices in one array, with free places between them.
+class ListStore {
+ public:
+  ListStore(double* values, int* indices, std::ptrdiff_t la, int* starts, int* counts, std::ptrdiff_t lists)
+      : index(indices, la),
+        start(starts, lists),
+        count(counts, lists),
+        value(values, values ? la : 0),
+        la_(la) {}
+
+  const OneBased<int> index;  // 0: a free place. Nothing is known of the places from end() on
+  const OneBased<int> start;  // below 0: the list has left the active matrix
+  const OneBased<int> count;
+  const OneBased<double> value;  // of each index; null: a store of indices alone
+
+  std::ptrdiff_t last(std::ptrdiff_t list) const { return std::ptrdiff_t{start(list)} + count(list) - 1; }
+  std::ptrdiff_t end() const { return end_; }
+  void set_end(std::ptrdiff_t end) { end_ = end; }
+  int compressions() const { return compressions_; }
+
+  /// The place of an index that the list has: the last place if no other has it.
+  std::ptrdiff_t find(std::ptrdiff_t list, std::ptrdiff_t wanted) const;
+  /// Takes an entry out; the last one moves to its place.
+  void erase(std::ptrdiff_t list, std::ptrdiff_t place) const;
+  /// Makes room for `extra` more behind the list; false: there is none.
+  bool grow(std::ptrdiff_t list, std::ptrdiff_t extra);
+  /// Adds an index, in front of the list if nothing but that place is free; false: there is no room. Such a
+  /// store has no values.
+  bool add(std::ptrdiff_t list, std::ptrdiff_t entry);
+
+ private:
+  bool move_to_end(std::ptrdiff_t list, std::ptrdiff_t extra);
+  void move(std::ptrdiff_t list, std::ptrdiff_t to) const;  // the places it leaves are free
+  bool is_free(std::ptrdiff_t place) const { return place >= end_ || index(place) == 0; }
+  void compress();
+
+  const std::ptrdiff_t la_;
+  std::ptrdiff_t end_ = 1;
+  int compressions_ = 0;
+};
+
+inline std::ptrdiff_t ListStore::find(std::ptrdiff_t list, std::ptrdiff_t wanted) const {
+  const OneBased<int> indices = index;
+  const std::ptrdiff_t last_place = last(list);
+  std::ptrdiff_t place = start(list);
+  while (place < last_place && indices(place) != wanted) ++place;
+  return place;
+}
+
+inline void ListStore::erase(std::ptrdiff_t list, std::ptrdiff_t place) const {
+  const std::ptrdiff_t last_place = last(list);
+  if (value.data()) value(place) = value(last_place);
+  index(place) = index(last_place);
+  index(last_place) = 0;
+  --count(list);
+}
+
+/// Columns, or rows, by their number of entries. A list runs from the latest pushed to the first.
+struct CountLists {
+  const OneBased<int> first;     // of a count
+  const OneBased<int> previous;  // 0 at the head
+  const OneBased<int> next;
+
+  void clear() const { std::fill_n(first.data(), first.size(), 0); }
+  void push(std::ptrdiff_t item, std::ptrdiff_t count) const {
+    const int head = first(count);
+    previous(item) = 0;
+    next(item) = head;
+    if (head != 0) previous(head) = static_cast<int>(item);
+    first(count) = static_cast<int>(item);
+  }
+  void remove(std::ptrdiff_t item, std::ptrdiff_t count) const {
+    const int before = previous(item), after = next(item);
+    (before != 0 ? next(before) : first(count)) = after;
+    if (after != 0) previous(after) = before;
+  }
+};
+
+}  // namespace corvidnum

@@ -1,0 +1,348 @@
+#include "sparse/ma48/ma48.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+#include "frame/corvid.h"
+#include "frame/empty_value.h"
+#include "frame/module.h"
+#include "sparse/ma48/layout.h"
+#include "sparse/ma48/ma48_routines.h"
+
+using namespace corvidnum;
+
+namespace {
+
+constexpr int kLongest = 0x7ffffffe;  // of an array of entries
+constexpr int kMostGrowths = 9;
+
+// Of the statuses of the routines.
+constexpr int kTooShort = -3;  // also what stands for refused memory
+constexpr int kSingular = -4;
+constexpr int kNotReady = -7;
+
+/// Modes of the solve for several right-hand sides.
+enum Mode { kAll = 0, kNoSolves = 1, kSolvesOnly = 2 };
+
+constexpr char kSingularKey[] = "ma48_MSS";
+constexpr char kAnalysisKey[] = "ma48_PSF";
+constexpr char kReanalysisKey[] = "ma48_PSI";
+constexpr char kFactorisationKey[] = "ma48_MFF";
+constexpr char kSolutionKey[] = "ma48_FSE";
+
+/// An array of zeros, at least one; null if refused.
+template <class T>
+T* allocate_zeros(std::int64_t count) {
+  T* const array = allocate_array<T>(count);
+  if (array) std::fill_n(array, std::max<std::int64_t>(count, 1), T());
+  return array;
+}
+
+template <class T>
+void copy_given(const T* source, int count, T* target) {
+  if (source && target && count > 0) std::copy(source, source + count, target);
+}
+
+/// Whether `index` numbers an element of an array of `count`.
+bool is_index(std::int64_t index, std::int64_t count) { return 1 <= index && index <= count; }
+
+}  // namespace
+
+ma48::ma48(int order, int entries, const int* rows, const int* cols, const double* values,
+           ma48callback* loader, int minLa)
+    : m(order),
+      n(order),
+      ne(entries),
+      la(std::max(clamped_length(4 * std::int64_t{std::max(entries, 0)}), minLa)),
+      job(1),
+      needPivotOrder(1),
+      info(),
+      irn(nullptr),
+      jcn(nullptr),
+      keep(nullptr),
+      iw(nullptr),
+      status(0),
+      a(nullptr),
+      w(nullptr),
+      rinfo(0.0),
+      error(),
+      callback(loader),
+      analysed(0),
+      factorised(0) {
+  enter_library();
+  AllocateMissing();
+  ma48id_(cntl, icntl);
+  const int given = std::min(ne, la);  // 4 ne may not be had
+  copy_given(rows, given, irn);
+  copy_given(cols, given, jcn);
+  copy_given(values, given, a);
+}
+
+ma48::~ma48() {
+  enter_library();
+  Corvid_delete(irn);
+  Corvid_delete(jcn);
+  Corvid_delete(keep);
+  Corvid_delete(iw);
+  Corvid_delete(a);
+  Corvid_delete(w);
+}
+
+// Shared handles are intended.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is freed
+ma48& ma48::operator=(const ma48& other) {
+  enter_library();
+  m = other.m;
+  n = other.n;
+  ne = other.ne;
+  la = other.la;
+  job = other.job;
+  needPivotOrder = other.needPivotOrder;
+  std::copy(std::begin(other.cntl), std::end(other.cntl), cntl);
+  std::copy(std::begin(other.icntl), std::end(other.icntl), icntl);
+  std::copy(std::begin(other.info), std::end(other.info), info);
+  irn = other.irn;
+  jcn = other.jcn;
+  keep = other.keep;
+  iw = other.iw;
+  status = other.status;
+  a = other.a;
+  w = other.w;
+  rinfo = other.rinfo;
+  std::copy(std::begin(other.error), std::end(other.error), error);
+  callback = other.callback;
+  analysed = other.analysed;
+  factorised = other.factorised;
+  return *this;
+}
+
+int* ma48::RowPtr() const {
+  enter_library();
+  return irn;
+}
+
+int* ma48::ColPtr() const {
+  enter_library();
+  return jcn;
+}
+
+double* ma48::Values() const {
+  enter_library();
+  return a;
+}
+
+int ma48::NElements() const {
+  enter_library();
+  return ne;
+}
+
+int ma48::Size() {
+  enter_library();
+  return m;
+}
+
+int ma48::GetLa() {
+  enter_library();
+  return la;
+}
+
+int ma48::Keep(int i) {
+  enter_library();
+  return keep && is_index(i + std::int64_t{1}, keep_length(m, n)) ? keep[i] : EmptyValueInt;
+}
+
+void ma48::SetControl1(double value) {
+  enter_library();
+  cntl[0] = value;
+}
+
+void ma48::SetControl2(double value) {
+  enter_library();
+  cntl[1] = value;
+}
+
+void ma48::SetControl3(double value) {
+  enter_library();
+  cntl[2] = value;
+}
+
+void ma48::SetControl4(double value) {
+  enter_library();
+  cntl[3] = value;
+}
+
+void ma48::SetControl5(double value) {
+  enter_library();
+  cntl[4] = value;
+}
+
+void ma48::SetNeedPivotOrder(unsigned char need) {
+  enter_library();
+  needPivotOrder = need;
+}
+
+void ma48::SetCallBack(ma48callback* newCallback) {
+  enter_library();
+  callback = newCallback;
+}
+
+unsigned char ma48::SetLa(int newLa) {
+  enter_library();
+  if (newLa < ne || ne < 1) return 0;
+  analysed = factorised = 0;
+  if (newLa != la) ReplaceEntries(newLa);
+  return HasArrays() && callback && callback->LoadMatrix(irn, jcn, a, ne) != 0;
+}
+
+unsigned char ma48::SetLa2(int newLa) {
+  enter_library();
+  return SetLa(newLa > la ? newLa : la + std::min(kLongest - la, ne));
+}
+
+unsigned char ma48::IsReusable(const int* rows, const int* cols, int newNe, int newN, unsigned char check) {
+  enter_library();
+  if (!rows || !cols || newNe < 1 || newN < 1 || newN != m || newNe != ne) return 0;
+  if (!irn || !jcn || !a) return 0;
+  if (check != 1) return 1;
+  if (!keep || ne > la) return 0;
+  for (int k = 0; k < ne; ++k) {
+    // Places of the permuted storage once the matrix is analysed. The columns are not compared: intended.
+    if (!is_index(jcn[k], la) || !is_index(rows[k], m)) return 0;
+    if (irn[jcn[k] - 1] != keep[rows[k] - 1]) return 0;
+  }
+  return 1;
+}
+
+unsigned char ma48::Solve(double* rhs, double* x) {
+  enter_library();
+  if (!callback || !rhs || !x) return 0;
+  return Prepare() && SolveOne(rhs, x);
+}
+
+unsigned char ma48::Solve(unsigned int count, double** vectors, unsigned char* flags, int mode,
+                          double* scratch) {
+  enter_library();
+  if ((mode != kAll && mode != kNoSolves && mode != kSolvesOnly) || !callback) return 0;
+  if (mode != kSolvesOnly && !Prepare()) return 0;
+  if (mode == kNoSolves) return status == 0;
+  if (count == 0 || !vectors || !flags) return 0;
+  if (std::find(flags, flags + count, 1) == flags + count) return 1;
+  if (status != 0) return 0;
+  if (scratch) return SolveFlagged(count, vectors, flags, scratch, count > 1);
+  double* const buffer = allocate_array<double>(n);
+  const bool solved = buffer && SolveFlagged(count, vectors, flags, buffer, true);
+  Corvid_delete(buffer);
+  return solved;
+}
+
+/// Those flagged, each through `solution`; `copyBack` says whether it then goes to its vector.
+bool ma48::SolveFlagged(unsigned int count, double** vectors, const unsigned char* flags, double* solution,
+                        bool copyBack) {
+  for (unsigned int i = 0; i < count; ++i) {
+    if (flags[i] != 1) continue;
+    if (!vectors[i] || !SolveOne(vectors[i], solution)) return false;
+    if (copyBack) std::copy(solution, solution + n, vectors[i]);
+  }
+  return true;
+}
+
+bool ma48::SolveOne(double* rhs, double* x) {
+  const int trans = 0;
+  status = kNotReady;
+  if (factorised) {
+    ma48cd_(&n, &n, &trans, &job, &la, a, irn, keep, cntl, icntl, rhs, x, error, w, iw, info);
+    status = info[kStatus - 1];
+  }
+  return status == 0 || Fail(kSolutionKey);
+}
+
+/// The matrix is factorised, after an analysis if one is needed. On false the trace has a line.
+bool ma48::Prepare() {
+  job = 1;
+  status = 0;
+  if ((needPivotOrder || !HasArrays()) && !AnalysisPhase()) return false;
+  return FactorisePhase();
+}
+
+bool ma48::AnalysisPhase() {
+  needPivotOrder = 0;  // first, and not set back on failure
+  AllocateMissing();
+  SetLa(la);
+  Analyse();
+  for (int growths = 0; status == kTooShort && growths < kMostGrowths && Grow(); ++growths) Analyse();
+  if (status == kSingular) return Fail(kSingularKey);
+  return status == 0 || Fail(kAnalysisKey);
+}
+
+bool ma48::FactorisePhase() {
+  Factorise();
+  for (int growths = 0; status == kTooShort && growths < kMostGrowths && Grow(); ++growths) {
+    Analyse();  // growing loses the analysed arrays
+    if (status != 0) return Fail(kReanalysisKey);
+    Factorise();
+  }
+  return status == 0 || Fail(kFactorisationKey);
+}
+
+/// A warning leaves an analysis that a later Solve takes.
+void ma48::Analyse() {
+  analysed = factorised = 0;
+  status = kTooShort;
+  if (!HasArrays()) return;
+  ma48ad_(&n, &n, &ne, &job, &la, a, irn, jcn, keep, cntl, icntl, iw, info, &rinfo);
+  status = info[kStatus - 1];
+  analysed = status >= 0;
+}
+
+void ma48::Factorise() {
+  factorised = 0;
+  status = analysed ? kTooShort : kNotReady;
+  if (!analysed || !HasArrays()) return;
+  ma48bd_(&n, &n, &ne, &job, &la, a, irn, jcn, keep, cntl, icntl, w, iw, info, &rinfo);
+  status = info[kStatus - 1];
+  factorised = status >= 0;
+}
+
+int ma48::GrownLength() const {
+  const int needed = info[kFactorLength - 1];
+  return needed > la ? needed : la + std::min(kLongest - la, ne);
+}
+
+/// Gives the entries more room and loads them. False: memory is refused.
+bool ma48::Grow() {
+  if (!HasArrays()) return false;
+  SetLa(GrownLength());  // its result is ignored: the analysis judges what was loaded
+  return HasArrays();
+}
+
+void ma48::AllocateMissing() {
+  if (!irn) irn = allocate_zeros<int>(la);
+  if (!jcn) jcn = allocate_zeros<int>(la);
+  if (!keep) keep = allocate_zeros<int>(keep_length(m, n));
+  if (!iw) iw = allocate_zeros<int>(9 * std::int64_t{n});
+  if (!a) a = allocate_zeros<double>(la);
+  if (!w) w = allocate_zeros<double>(4 * std::int64_t{n});
+}
+
+void ma48::ReplaceEntries(int newLa) {
+  la = newLa;
+  Corvid_delete(a);
+  Corvid_delete(irn);
+  Corvid_delete(jcn);
+  a = allocate_zeros<double>(la);
+  irn = allocate_zeros<int>(la);
+  jcn = allocate_zeros<int>(la);
+}
+
+bool ma48::HasArrays() const { return irn && jcn && keep && iw && a && w; }
+
+/// Traces the line of `key`; false.
+bool ma48::Fail(const char* key) const {
+  const char* const format = FindString(key).Characters();
+  const bool singular = key == kSingularKey;
+  Trace(singular ? FormattedText(format, n, info[kStructuralRank - 1]) : FormattedText(format, status), 0,
+        nullptr);
+  return false;
+}

@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <cmath>
+
+#include "frame/idamax.h"
+#include "frame/numeric_runtime.h"
+#include "sparse/ma48/kernels.h"
+
+namespace corvidnum {
+namespace {
+
+/// What the estimator waits for.
+enum Awaited { kFirst = 1, kFirstTransposed = 2, kColumn = 3, kTransposed = 4, kAlternating = 5 };
+
+constexpr int kMostColumns = 5;
+
+/// Between the calls of one estimate. Plain data of the thread, so that threads estimate separately.
+struct EstimatorState {
+  int awaited;    // JUMP
+  int column;     // J
+  int iteration;  // ITER
+};
+__thread EstimatorState state;
+
+double sign_of(double value) { return value >= 0.0 ? 1.0 : -1.0; }
+
+/// One call of the estimator, by the one-norm method of Hager (SIAM J. Sci. Stat. Comput. 5, 1984) as Higham
+/// modified it (ACM Trans. Math. Softw. 14, 1988).
+class NormEstimator {
+ public:
+  NormEstimator(int n, int* kase, double* x, double* est, double* w, int* isgn)
+      : n_(n), kase_(*kase), x_(x), est_(*est), w_(w), isgn_(isgn) {}
+
+  void start() {
+    std::fill(x_, x_ + n_, 1.0 / n_);
+    request(1, kFirst);
+  }
+  void resume();
+
+ private:
+  void request(int kase, Awaited awaited) {
+    kase_ = kase;
+    state.awaited = awaited;
+  }
+  void take_first();
+  void take_column();
+  void take_transposed();
+  void take_alternating();
+  void ask_for_signs(Awaited awaited);  // X and ISGN are the signs of X
+  void ask_for_column();                // X is unit vector J
+  void ask_for_alternating();           // X alternates and grows
+  bool signs_are_as_before() const;
+  double sum_of_magnitudes() const;
+
+  const int n_;
+  int& kase_;
+  double* const x_;
+  double& est_;
+  double* const w_;
+  int* const isgn_;
+};
+
+void NormEstimator::resume() {
+  switch (state.awaited) {
+    case kFirst:
+      return take_first();
+    case kFirstTransposed:
+      state.column = idamax(n_, x_);
+      state.iteration = 2;
+      return ask_for_column();
+    case kColumn:
+      return take_column();
+    case kTransposed:
+      return take_transposed();
+    case kAlternating:
+      return take_alternating();
+    default:  // nothing was asked for
+      kase_ = 0;
+  }
+}
+
+void NormEstimator::take_first() {
+  if (n_ > 1) return ask_for_signs(kFirstTransposed);
+  w_[0] = x_[0];
+  est_ = std::fabs(x_[0]);
+  kase_ = 0;
+}
+
+void NormEstimator::take_column() {
+  std::copy(x_, x_ + n_, w_);
+  est_ = sum_of_magnitudes();  // now, since a caller may use W until it calls again
+  signs_are_as_before() ? ask_for_alternating() : ask_for_signs(kTransposed);
+}
+
+void NormEstimator::take_transposed() {
+  const int before = state.column;
+  state.column = idamax(n_, x_);
+  const bool moved = std::fabs(x_[before - 1]) != std::fabs(x_[state.column - 1]);
+  if (!moved || state.iteration >= kMostColumns) return ask_for_alternating();
+  ++state.iteration;
+  ask_for_column();
+}
+
+void NormEstimator::take_alternating() {
+  const double bound = 2.0 * (sum_of_magnitudes() / (3.0 * n_));
+  if (bound > est_) {
+    std::copy(x_, x_ + n_, w_);
+    est_ = bound;
+  }
+  kase_ = 0;
+}
+
+void NormEstimator::ask_for_signs(Awaited awaited) {
+  for (int i = 0; i < n_; ++i) {
+    x_[i] = sign_of(x_[i]);
+    isgn_[i] = round_to_nearest(&x_[i]);
+  }
+  request(2, awaited);
+}
+
+void NormEstimator::ask_for_column() {
+  std::fill(x_, x_ + n_, 0.0);
+  x_[state.column - 1] = 1.0;
+  request(1, kColumn);
+}
+
+void NormEstimator::ask_for_alternating() {
+  double sign = 1.0;
+  for (int i = 0; i < n_; ++i, sign = -sign) x_[i] = sign * (1.0 + static_cast<double>(i) / (n_ - 1));
+  request(1, kAlternating);
+}
+
+bool NormEstimator::signs_are_as_before() const {
+  for (int i = 0; i < n_; ++i) {
+    const double sign = sign_of(x_[i]);
+    if (round_to_nearest(&sign) != isgn_[i]) return false;
+  }
+  return true;
+}
+
+double NormEstimator::sum_of_magnitudes() const {
+  double sum = 0.0;
+  for (int i = 0; i < n_; ++i) sum += std::fabs(x_[i]);
+  return sum;
+}
+
+}  // namespace
+
+int MC41AD(const int* n, int* kase, double* x, double* est, double* w, int* isgn) {
+  if (*n < 1) {
+    *kase = -1;
+    return 0;
+  }
+  NormEstimator estimator(*n, kase, x, est, w, isgn);
+  *kase == 0 ? estimator.start() : estimator.resume();
+  return 0;
+}
+
+}  // namespace corvidnum

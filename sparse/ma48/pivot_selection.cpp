@@ -1,0 +1,656 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#include "frame/idamax.h"
+#include "frame/one_based.h"
+#include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/kernels.h"
+#include "sparse/ma48/layout.h"
+#include "sparse/ma48/list_store.h"
+#include "sparse/ma48/texts.h"
+
+namespace corvidnum {
+namespace {
+
+using Index = std::ptrdiff_t;
+
+enum PivotChoice { kDiagonalPivots = 1, kGivenSequence = 2 };  // values of ICNTL(7)
+
+/// What MA50AD gets; the names of its arguments stand here once.
+struct PivotArguments {
+  Index m, n, ne, la;
+  double* a;
+  int *irn, *jcn, *iq;
+  const double* cntl;
+  const int* icntl;
+  int *ip, *jfirst, *lenr, *lastr, *nextr, *iw, *ifirst, *lenc, *lastc, *nextc, *info;
+};
+
+class PivotSelection {
+ public:
+  explicit PivotSelection(const PivotArguments& arguments);
+  /// Returns INFO(1) as far as it is known here: an error, or 0 or 2.
+  int run();
+  /// Sizes and orders, once run() has ended without an error; returns INFO(1).
+  int finish(int status);
+  void report() const;  // the counts that hold after an error too
+  int sparse_pivots() const { return static_cast<int>(sparse_pivots_); }
+  double operations() const { return operations_; }
+
+ private:
+  struct Pivot {
+    Index column, row;  // no row: the column leaves as a null column
+    Index place;        // in the columns' store
+    double cost;
+  };
+
+  // Set-up, in order.
+  int check_sizes();
+  void count_columns();           // LENC holds, NZ is NE
+  void drop_small();              // the columns' store is packed
+  int take_priorities();          // the rows' priorities are safe in NEXTR
+  int form_rows();                // the rows' store holds the pattern
+  void form_count_lists();        // null rows and columns have left
+  void leave_empty(Index j);      // column j is counted as pivotal, without a row
+  void leave_empty_row(Index i);  // row i has its place, counted from the end
+  Index take_position();          // the next place of a pivot column
+
+  bool is_full() const;
+
+  // Choice of a pivot.
+  int choose_given(Index sequence);
+  bool choose_cheapest();  // false: no pivot is suitable
+  void move_to_smallest_count();
+  bool search_columns(Index length);  // true: the search is over
+  bool search_column(Index j, double l, double largest);
+  bool search_rows(Index length);
+  bool search_row(Index i, double l);
+  double largest_of(Index j) const;
+  bool is_rejected(double largest) const { return !(largest > tolerance_); }  // true for a NaN
+  void reject(Index j) { pivot_ = {j, 0, 0, 0}; }
+  bool by_rows() const { return search_limit_ <= 0; }
+
+  // The elimination of a pivot, in order.
+  bool eliminate();              // false: no room
+  void take_out_of_lists();      // rows and columns of the pivot are in no count list
+  void pivot_to_head();          // the pivot is the first of its column
+  void take_column_from_rows();  // IW has the offsets in the pivot column
+  bool update_column(Index j);
+  Index add_multiple(Index j, double multiplier) const;  // returns the rows that matched
+  void squeeze(Index j);
+  bool fill_in(Index j, double multiplier, Index room);
+  void return_columns();
+  void close_pivot(Index position);
+
+  void finish_rows();
+  void finish_columns();
+
+  const Index m_, n_, ne_;
+  const double density_, threshold_, drop_tolerance_, tolerance_;
+  const Index search_limit_;
+  const int choice_;
+  const Diagnostics diagnostics_;
+  ListStore columns_, rows_;
+  const CountLists columns_by_count_, rows_by_count_;
+  const OneBased<int> iw_;  // offset of a row in the pivot column, negative once it was matched
+  const OneBased<int> info_;
+  OneBased<int> given_columns_, priorities_;
+
+  Index nz_ = 0;              // entries of the active matrix
+  Index last_first_ = 0;      // JLAST: columns beyond it wait
+  Index pivots_ = 0;          // NPR: pivots with a row
+  Index sparse_pivots_ = 0;   // NPC: columns that have their place
+  Index null_rows_ = 0;       // NULLI
+  Index null_columns_ = 0;    // NULLJ: those beyond JLAST
+  Index smallest_count_ = 1;  // MINC
+  Index searched_ = 0;        // NSEARCH
+  double ratio_ = 0;          // PIVRAT
+  Pivot pivot_ = {0, 0, 0, 0};
+  Index others_in_column_ = 0;       // NZPC
+  Index others_in_row_ = 0;          // NZC
+  std::int64_t dropped_ = 0;         // INFO(6)
+  std::int64_t rejected_ = 0;        // NDROP: entries of columns that left without a row
+  std::int64_t need_;                // INFO(3)
+  std::int64_t factor_need_;         // INFO(4)
+  std::int64_t factor_entries_ = 0;  // NPZ
+  double operations_ = 0;
+};
+
+PivotSelection::PivotSelection(const PivotArguments& x)
+    : m_(x.m),
+      n_(x.n),
+      ne_(x.ne),
+      density_(x.cntl[0] > 1 ? 1.0 : x.cntl[0]),
+      threshold_(std::clamp(x.cntl[1], 0.0, 1.0)),
+      drop_tolerance_(x.cntl[2]),
+      tolerance_(x.cntl[3] < 0 ? 0.0 : x.cntl[3]),  // a zero is never a pivot
+      search_limit_(x.icntl[kSearchLimit - 1]),
+      choice_(x.icntl[kPivotChoice - 1]),
+      diagnostics_(x.icntl),
+      columns_(x.a, x.irn, x.la, x.iq, x.lenc, x.n),
+      rows_(nullptr, x.jcn, x.la, x.ip, x.lenr, x.m),
+      columns_by_count_{{x.jfirst, x.m}, {x.lastc, x.n}, {x.nextc, x.n}},
+      rows_by_count_{{x.ifirst, x.n}, {x.lastr, x.m}, {x.nextr, x.m}},
+      iw_(x.iw, x.m),
+      info_(x.info, kMa50InfoLength),
+      given_columns_(x.ifirst, x.n),
+      priorities_(x.nextr, x.m),
+      need_(x.ne),
+      factor_need_(x.ne) {
+  const std::int64_t first = std::int64_t{n_} - x.icntl[kLastColumns - 1];
+  last_first_ = 1 <= first && first <= n_ ? static_cast<Index>(first) : n_;
+}
+
+int PivotSelection::run() {
+  int status = check_sizes();
+  if (status != 0) return status;
+  count_columns();
+  if (drop_tolerance_ > 0) drop_small();
+  if (choice_ == kGivenSequence) status = take_priorities();
+  if (status == 0) status = form_rows();
+  if (status != 0) return status;
+  form_count_lists();
+
+  for (Index sequence = 1; sequence <= n_ && !is_full(); ++sequence) {
+    if (choice_ == kGivenSequence) {
+      status = choose_given(sequence);
+      if (status != 0) return status;
+    } else if (!choose_cheapest()) {
+      diagnostics_.warning(texts::kPivotsNoDiagonal);
+      return 2;
+    }
+    if (!eliminate()) {
+      diagnostics_.error(texts::kPivotsLength,
+                         {static_cast<int>(columns_.index.size()), clamped_length(need_)});
+      return -3;
+    }
+  }
+  return 0;
+}
+
+int PivotSelection::check_sizes() {
+  if (m_ < 1 || n_ < 1) {
+    diagnostics_.error(texts::kPivotsSizes, {static_cast<int>(m_), static_cast<int>(n_)});
+    return -1;
+  }
+  if (ne_ < 1) {
+    diagnostics_.error(texts::kPivotsEntries, {static_cast<int>(ne_)});
+    return -2;
+  }
+  if (columns_.index.size() < ne_) {
+    diagnostics_.error(texts::kPivotsLength,
+                       {static_cast<int>(columns_.index.size()), static_cast<int>(ne_)});
+    return -3;
+  }
+  return 0;
+}
+
+void PivotSelection::count_columns() {
+  nz_ = ne_;
+  for (Index j = 1; j < n_; ++j) columns_.count(j) = columns_.start(j + 1) - columns_.start(j);
+  columns_.count(n_) = static_cast<int>(ne_ + 1 - columns_.start(n_));
+  columns_.set_end(ne_ + 1);
+}
+
+void PivotSelection::drop_small() {
+  Index kept = 0;
+  for (Index j = 1; j <= n_; ++j) {
+    const Index first = columns_.start(j), last = columns_.last(j);
+    columns_.start(j) = static_cast<int>(kept + 1);
+    for (Index k = first; k <= last; ++k) {
+      if (!(std::fabs(columns_.value(k)) >= drop_tolerance_)) continue;
+      ++kept;
+      columns_.value(kept) = columns_.value(k);
+      columns_.index(kept) = columns_.index(k);
+    }
+    columns_.count(j) = static_cast<int>(kept + 1 - columns_.start(j));
+  }
+  dropped_ = nz_ - kept;
+  nz_ = kept;
+  columns_.set_end(kept + 1);
+}
+
+int PivotSelection::take_priorities() {
+  std::copy_n(rows_.start.data(), m_, priorities_.data());
+  if (search_limit_ == 1) return 0;
+  diagnostics_.error(texts::kPivotsControl, {static_cast<int>(search_limit_)});
+  return -6;
+}
+
+int PivotSelection::form_rows() {
+  std::fill_n(rows_.count.data(), m_, 0);
+  std::fill_n(iw_.data(), m_, 0);
+  for (Index k = 1; k <= nz_; ++k) ++rows_.count(columns_.index(k));
+  Index begin = 1;
+  for (Index i = 1; i <= m_; ++i) {
+    begin += rows_.count(i);
+    rows_.start(i) = static_cast<int>(begin);
+  }
+  // A row is filled from its end: it runs from its last column to its first.
+  for (Index j = 1; j <= n_; ++j) {
+    for (Index k = columns_.start(j); k <= columns_.last(j); ++k) {
+      const int i = columns_.index(k);
+      if (iw_(i) == j) {
+        diagnostics_.error(texts::kPivotsDuplicate, {i, static_cast<int>(j)});
+        return -4;
+      }
+      iw_(i) = static_cast<int>(j);
+      rows_.index(--rows_.start(i)) = static_cast<int>(j);
+    }
+  }
+  std::fill_n(iw_.data(), m_, 0);
+  rows_.set_end(nz_ + 1);
+  return 0;
+}
+
+void PivotSelection::form_count_lists() {
+  columns_by_count_.clear();
+  if (by_rows()) rows_by_count_.clear();
+  for (Index i = m_; i >= 1; --i) {  // downwards: a list then ascends
+    if (rows_.count(i) == 0) {
+      leave_empty_row(i);
+    } else if (by_rows()) {
+      rows_by_count_.push(i, rows_.count(i));
+    }
+  }
+  for (Index j = n_; j >= 1; --j) {
+    if (columns_.count(j) > 0) {
+      columns_by_count_.push(j, columns_.count(j));
+    } else if (choice_ != kGivenSequence) {
+      leave_empty(j);
+    }
+  }
+}
+
+void PivotSelection::leave_empty_row(Index i) {
+  rows_.start(i) = static_cast<int>(null_rows_ - m_);
+  ++null_rows_;
+}
+
+void PivotSelection::leave_empty(Index j) {
+  if (j > last_first_) {
+    ++null_columns_;
+    columns_.start(j) = static_cast<int>(-(null_columns_ + last_first_));
+  } else {
+    columns_.start(j) = static_cast<int>(-take_position());
+  }
+}
+
+Index PivotSelection::take_position() {
+  const Index position = ++sparse_pivots_;
+  if (sparse_pivots_ == last_first_) {  // the columns that waited have their turn
+    sparse_pivots_ += null_columns_;
+    null_columns_ = 0;
+    last_first_ = n_;
+  }
+  return position;
+}
+
+bool PivotSelection::is_full() const {
+  const auto places = static_cast<double>(std::int64_t{m_ - pivots_} * (n_ - sparse_pivots_));
+  return places * density_ <= static_cast<double>(nz_);
+}
+
+double PivotSelection::largest_of(Index j) const {
+  const double* const values = &columns_.value(columns_.start(j));
+  return std::fabs(values[idamax(columns_.count(j), values) - 1]);
+}
+
+int PivotSelection::choose_given(Index sequence) {
+  const Index j = given_columns_(sequence);
+  if (j < 1 || j > n_ || columns_.start(j) < 0) {
+    diagnostics_.error(texts::kPivotsSequence, {static_cast<int>(sequence)});
+    return -5;
+  }
+  reject(j);
+  if (columns_.count(j) == 0) return 0;
+  const double largest = largest_of(j);
+  if (is_rejected(largest)) return 0;
+  const double bound = std::max(largest * threshold_, tolerance_);
+  for (Index k = columns_.start(j); k <= columns_.last(j); ++k) {
+    const double magnitude = std::fabs(columns_.value(k));
+    if (!(magnitude >= bound && magnitude > 0)) continue;
+    const Index i = columns_.index(k);
+    if (pivot_.row != 0 && priorities_(i) >= priorities_(pivot_.row)) continue;  // the first of equals
+    const double cost = (rows_.count(i) - 1.0) * (columns_.count(j) - 1.0);
+    pivot_ = {j, i, k, cost};
+  }
+  return 0;
+}
+
+bool PivotSelection::choose_cheapest() {
+  move_to_smallest_count();
+  pivot_ = {0, 0, 0, static_cast<double>(m_) * static_cast<double>(n_)};
+  ratio_ = 0;
+  searched_ = 0;
+  for (Index length = smallest_count_; length <= m_ - pivots_; ++length) {
+    const auto l = static_cast<double>(length - 1);
+    if (by_rows() && l * l >= pivot_.cost) break;
+    if (search_columns(length)) return true;
+    if (!by_rows()) continue;
+    if ((l + 1) * l >= pivot_.cost) break;
+    if (length <= n_ - sparse_pivots_ && search_rows(length)) return true;
+  }
+  return ratio_ > 0;
+}
+
+void PivotSelection::move_to_smallest_count() {
+  for (; smallest_count_ <= m_ - pivots_; ++smallest_count_) {
+    if (columns_by_count_.first(smallest_count_) != 0) return;
+    if (by_rows() && smallest_count_ <= n_ && rows_by_count_.first(smallest_count_) != 0) return;
+  }
+}
+
+bool PivotSelection::search_columns(Index length) {
+  const auto l = static_cast<double>(length - 1);
+  const Index limit = search_limit_ == 0 ? n_ : search_limit_;
+  for (Index j = columns_by_count_.first(length); j != 0; j = columns_by_count_.next(j)) {
+    if (j > last_first_) continue;
+    const double largest = largest_of(j);
+    if (is_rejected(largest)) {  // at once, whatever pivot was found before
+      reject(j);
+      return true;
+    }
+    if (choice_ == kDiagonalPivots && columns_.index(columns_.find(j, j)) != j) continue;
+    if (search_column(j, l, largest)) return true;
+    ++searched_;
+    if (searched_ >= limit && ratio_ > 0) return true;
+  }
+  return false;
+}
+
+bool PivotSelection::search_column(Index j, double l, double largest) {
+  const double bound = std::max(largest * threshold_, tolerance_);
+  Index first = columns_.start(j), last = columns_.last(j);
+  if (choice_ == kDiagonalPivots) first = last = columns_.find(j, j);
+  const OneBased<int> indices = columns_.index;
+  for (Index k = first; k <= last; ++k) {
+    const double magnitude = std::fabs(columns_.value(k));
+    if (!(magnitude >= bound && magnitude > 0)) continue;
+    const Index i = indices(k);
+    const double cost = (rows_.count(i) - 1) * l;
+    if (cost > pivot_.cost) continue;
+    const double ratio = magnitude / largest;
+    if (cost == pivot_.cost && ratio <= ratio_) continue;
+    if (std::isnan(ratio)) continue;  // of infinities
+    pivot_ = {j, i, k, cost};
+    if (by_rows() && l * l >= cost) return true;
+    ratio_ = ratio;
+  }
+  return false;
+}
+
+bool PivotSelection::search_rows(Index length) {
+  const auto l = static_cast<double>(length - 1);
+  for (Index i = rows_by_count_.first(length); i != 0; i = rows_by_count_.next(i)) {
+    if (choice_ == kDiagonalPivots && rows_.index(rows_.find(i, i)) != i) continue;
+    if (search_row(i, l)) return true;
+  }
+  return false;
+}
+
+bool PivotSelection::search_row(Index i, double l) {
+  Index first = rows_.start(i), last = rows_.last(i);
+  if (choice_ == kDiagonalPivots) first = last = rows_.find(i, i);
+  for (Index place = first; place <= last; ++place) {
+    const Index j = rows_.index(place);
+    if (j > last_first_) continue;
+    const double cost = (columns_.count(j) - 1) * l;
+    if (cost >= pivot_.cost) continue;
+    const double largest = largest_of(j);
+    const Index k = columns_.find(j, i);
+    if (is_rejected(largest)) {
+      reject(j);
+      return true;
+    }
+    const double magnitude = std::fabs(columns_.value(k));
+    // By intent the pivot tolerance is not in this bound.
+    if (!(magnitude >= largest * threshold_ && magnitude > 0)) continue;
+    const double ratio = magnitude / largest;
+    if (std::isnan(ratio)) continue;  // of infinities
+    pivot_ = {j, i, k, cost};
+    ratio_ = ratio;
+    if ((l + 1) * l >= cost) return true;
+  }
+  return false;
+}
+
+bool PivotSelection::eliminate() {
+  const Index column = pivot_.column, row = pivot_.row, length = columns_.count(column);
+  factor_entries_ += length;
+  const Index position = take_position();
+  others_in_row_ = row != 0 ? rows_.count(row) - 1 : 0;
+  others_in_column_ = row != 0 ? length - 1 : length;
+  take_out_of_lists();
+  if (row != 0) {
+    operations_ += 2 * pivot_.cost + static_cast<double>(rows_.count(row));
+    factor_entries_ += others_in_row_;
+    pivot_to_head();
+  } else if (drop_tolerance_ > 0) {
+    rejected_ += length;
+  }
+  take_column_from_rows();
+  for (Index k = 0; k < others_in_row_; ++k) {
+    const Index j = rows_.index(rows_.start(row) + k);  // the row may move in between
+    if (!update_column(j)) return false;
+  }
+  return_columns();
+  close_pivot(position);
+  return true;
+}
+
+void PivotSelection::take_out_of_lists() {
+  const Index column = pivot_.column, row = pivot_.row;
+  if (by_rows()) {
+    for (Index k = columns_.start(column); k <= columns_.last(column); ++k) {
+      const Index i = columns_.index(k);
+      rows_by_count_.remove(i, rows_.count(i));
+    }
+  }
+  if (row == 0) {
+    if (columns_.count(column) > 0) columns_by_count_.remove(column, columns_.count(column));
+    return;
+  }
+  for (Index place = rows_.start(row); place <= rows_.last(row); ++place) {
+    const Index j = rows_.index(place);
+    columns_by_count_.remove(j, columns_.count(j));
+  }
+}
+
+void PivotSelection::pivot_to_head() {
+  const Index head = columns_.start(pivot_.column);
+  std::swap(columns_.index(head), columns_.index(pivot_.place));
+  std::swap(columns_.value(head), columns_.value(pivot_.place));
+}
+
+void PivotSelection::take_column_from_rows() {
+  const Index column = pivot_.column, first = columns_.start(column);
+  for (Index k = first; k <= columns_.last(column); ++k) {
+    const Index i = columns_.index(k);
+    if (i != pivot_.row) iw_(i) = static_cast<int>(k - first);
+    rows_.erase(i, rows_.find(i, column));
+  }
+}
+
+bool PivotSelection::update_column(Index j) {
+  const Index entry = columns_.find(j, pivot_.row);
+  const double multiplier = -(columns_.value(entry) / columns_.value(columns_.start(pivot_.column)));
+  columns_.erase(j, entry);
+  if (others_in_column_ == 0) return true;
+  const Index room = others_in_column_ - add_multiple(j, multiplier);
+  if (drop_tolerance_ > 0) squeeze(j);
+  nz_ += room;
+  need_ = std::max<std::int64_t>(need_, columns_.count(j) + nz_);
+  if (room > 0 && !columns_.grow(j, room)) return false;
+  return fill_in(j, multiplier, room);
+}
+
+Index PivotSelection::add_multiple(Index j, double multiplier) const {
+  const double* const pivot_column = &columns_.value(columns_.start(pivot_.column));
+  const OneBased<double> values = columns_.value;
+  const OneBased<int> indices = columns_.index;
+  const OneBased<int> offsets = iw_;
+  const Index last = columns_.last(j);
+  Index matched = 0;
+  for (Index k = columns_.start(j); k <= last; ++k) {
+    const int offset = offsets(indices(k));
+    if (offset <= 0) continue;
+    values(k) += multiplier * pivot_column[offset];
+    offsets(indices(k)) = -offset;
+    ++matched;
+  }
+  return matched;
+}
+
+void PivotSelection::squeeze(Index j) {
+  const Index first = columns_.start(j), last = columns_.last(j);
+  Index to = first;
+  for (Index k = first; k <= last; ++k) {
+    const Index i = columns_.index(k);
+    if (std::fabs(columns_.value(k)) < drop_tolerance_) {
+      rows_.erase(i, rows_.find(i, j));
+      continue;
+    }
+    columns_.value(to) = columns_.value(k);
+    columns_.index(to) = columns_.index(k);
+    ++to;
+  }
+  dropped_ += last + 1 - to;
+  nz_ -= last + 1 - to;
+  columns_.count(j) = static_cast<int>(to - first);
+  for (; to <= last; ++to) columns_.index(to) = 0;
+}
+
+bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
+  const Index head = columns_.start(pivot_.column), first = columns_.start(j);
+  const Index last = columns_.last(j) + room;
+  Index place = columns_.last(j) + 1;
+  for (Index k = head + 1; k <= head + others_in_column_; ++k) {
+    const Index i = columns_.index(k);
+    need_ = std::max<std::int64_t>(need_, rows_.count(i) + nz_ + 1);
+    if (iw_(i) < 0) {
+      iw_(i) = -iw_(i);
+      continue;
+    }
+    const double value = multiplier * columns_.value(k);
+    if (std::fabs(value) < drop_tolerance_) continue;
+    columns_.value(place) = value;
+    columns_.index(place) = static_cast<int>(i);
+    ++place;
+    if (!rows_.add(i, j)) return false;
+  }
+  columns_.count(j) = static_cast<int>(place - first);
+  dropped_ += last + 1 - place;
+  nz_ -= last + 1 - place;
+  for (; place <= last; ++place) columns_.index(place) = 0;
+  return true;
+}
+
+void PivotSelection::return_columns() {
+  const Index row = pivot_.row;
+  if (row == 0) return;
+  for (Index place = rows_.start(row); place <= rows_.last(row); ++place) {
+    const Index j = rows_.index(place), length = columns_.count(j);
+    rows_.index(place) = 0;
+    if (length > 0) {
+      columns_by_count_.push(j, length);
+      smallest_count_ = std::min(smallest_count_, length);
+    } else if (choice_ != kGivenSequence) {
+      leave_empty(j);
+    }
+  }
+}
+
+void PivotSelection::close_pivot(Index position) {
+  const Index column = pivot_.column, row = pivot_.row, last = columns_.last(column);
+  Index place = columns_.start(column);
+  nz_ -= others_in_row_ + columns_.count(column);
+  if (row != 0) {
+    rows_.count(row) = 0;
+    iw_(row) = 0;
+    columns_.index(place++) = 0;
+    ++pivots_;
+    rows_.start(row) = static_cast<int>(-pivots_);
+  }
+  for (; place <= last; ++place) {
+    const Index i = columns_.index(place), length = rows_.count(i);
+    iw_(i) = 0;
+    columns_.index(place) = 0;
+    if (length == 0) {
+      leave_empty_row(i);
+    } else if (by_rows()) {
+      rows_by_count_.push(i, length);
+      smallest_count_ = std::min(smallest_count_, length);
+    }
+  }
+  columns_.start(column) = static_cast<int>(-position);
+}
+
+int PivotSelection::finish(int status) {
+  const Index rows = m_ - pivots_, columns = n_ - sparse_pivots_;
+  const Index rank = pivots_ + std::min(rows - null_rows_, columns - null_columns_);
+  for (Index j = 1; j <= std::min(rows, columns); ++j) {
+    const double places = static_cast<double>(rows - j) * static_cast<double>(columns - j);
+    operations_ += static_cast<double>(rows - j) + 2 * places + 1;
+  }
+  factor_need_ = std::max(std::int64_t{columns} * rows, std::int64_t{columns} - pivots_ + m_) +
+                 2 * std::int64_t{m_} + 2 + factor_entries_;
+  dropped_ += rejected_;
+  info_(kRank) = static_cast<int>(rank);
+  info_(kFullPartRows) = static_cast<int>(rows);
+  finish_rows();
+  finish_columns();
+  return rank < std::min(m_, n_) ? status + 1 : status;
+}
+
+void PivotSelection::finish_rows() {
+  Index position = pivots_;
+  for (Index i = 1; i <= m_; ++i) {
+    int& place = rows_.start(i);
+    place = place < 0 ? -place : static_cast<int>(++position);
+  }
+}
+
+void PivotSelection::finish_columns() {
+  const Index sparse = sparse_pivots_;
+  const OneBased<int> column_at = columns_by_count_.previous;
+  for (Index j = 1; j <= n_; ++j) {
+    const int place = columns_.start(j);
+    column_at(place < 0 ? -place : take_position()) = static_cast<int>(j);
+  }
+  std::copy_n(column_at.data(), n_, columns_.start.data());
+  sparse_pivots_ = sparse;
+}
+
+void PivotSelection::report() const {
+  info_(kCompressions) = columns_.compressions() + rows_.compressions();
+  info_(kAnalysisLength) = clamped_length(need_);
+  info_(kFactorLength) = clamped_length(factor_need_);
+  info_(kDropped) = clamped_length(dropped_);
+}
+
+}  // namespace
+
+int MA50AD(const int* m, const int* n, const int* ne, const int* la, double* a, int* irn, int* jcn, int* iq,
+           const double* cntl, const int* icntl, int* ip, int* np, int* jfirst, int* lenr, int* lastr,
+           int* nextr, int* iw, int* ifirst, int* lenc, int* lastc, int* nextc, int* info, double* rinfo) {
+  // A place behind the arrays is still an int.
+  const int length = std::min(*la, 0x7ffffffe);
+  std::fill_n(info, kMa50InfoLength, 0);
+  PivotSelection selection({*m,     *n,   *ne,   length, a,  irn,    jcn,  iq,    cntl,  icntl, ip,
+                            jfirst, lenr, lastr, nextr,  iw, ifirst, lenc, lastc, nextc, info});
+  int status = selection.run();
+  if (status >= 0) {
+    status = selection.finish(status);
+    *np = selection.sparse_pivots();
+  }
+  selection.report();
+  info[kStatus - 1] = status;
+  *rinfo = selection.operations();
+  return 0;
+}
+
+}  // namespace corvidnum
