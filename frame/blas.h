@@ -29,4 +29,8 @@ void dgbtrs_(const char* trans, const int* n, const int* kl, const int* ku, cons
              std::size_t trans_length);
 void dgetrs_(const char* trans, const int* n, const int* nrhs, const double* a, const int* lda,
              const int* ipiv, double* b, const int* ldb, int* info, std::size_t trans_length);
+void dtrsm_(const char* side, const char* uplo, const char* trans, const char* diag, const int* m,
+            const int* n, const double* alpha, const double* a, const int* lda, double* b, const int* ldb,
+            std::size_t side_length, std::size_t uplo_length, std::size_t trans_length,
+            std::size_t diag_length);
 }

@@ -1,4 +1,4 @@
-// corvidnum-column CASE.toml: solves a staged distillation column by the bubble-point method.
+// corvidnum-column CASE.toml: solves a staged distillation column by the bubble-point method or by Newton's.
 // corvidnum-column fit COMPONENT.csv...: fits measured vapour pressures, which a case may then stand on.
 
 #include <fmt/format.h>
@@ -22,6 +22,7 @@
 #include "examples/column/fit_report.h"
 #include "examples/column/flows.h"
 #include "examples/column/method_comparison.h"
+#include "examples/column/newton.h"
 #include "examples/column/other_case.h"
 #include "examples/column/report.h"
 #include "examples/common/output.h"
@@ -38,6 +39,7 @@ struct Options {
   std::vector<std::string> tables;  // of fit
   std::optional<double> tolerance;
   column::AccelerationSettings acceleration;
+  bool newton = false;
   bool dense = false;
   bool compare = false;
 };
@@ -63,6 +65,28 @@ int check_dense(const column::ColumnCase& c, const column::InternalFlows& flows,
   if (check.largest() <= column::DenseCheck::kLimit) return kSolved;
   return complain(kInexact, fmt::format("arrow and dense solutions differ by {:.1e}, more than {:g}",
                                         check.largest(), column::DenseCheck::kLimit));
+}
+
+/// Solves the case as one system too. Prints that answer and how far it is from the bubble-point one.
+/// @param profile  in: the bubble-point answer; out: Newton's, on kSolved
+int solve_by_newton(const column::ColumnCase& c, const column::InternalFlows& flows,
+                    column::Profile& profile) {
+  const column::NewtonSolution newton = column::solve_newton(c, flows);
+  if (newton.outcome != column::Outcome::kOk)
+    return complain(kNotConverged, "newton: not converged: " + newton.complaint);
+  const column::Closure closed = column::closure(c, flows, newton.profile);
+  const column::NewtonCheck check{column::profile_difference(profile, newton.profile)};
+  fmt::print("{}", column::report(c, flows, newton, closed, check));
+  if (!(closed.worst() <= column::Closure::kLimit))
+    return complain(kInexact, fmt::format("newton: balances close only to {:.1e}, not to {:g}",
+                                          closed.worst(), column::Closure::kLimit));
+  if (!(check.largest() <= column::NewtonCheck::kLimit))
+    return complain(kInexact,
+                    fmt::format("newton and bubble-point answers differ by {:.1e}, more than {:g}: is the "
+                                "tolerance of {:g} too loose?",
+                                check.largest(), column::NewtonCheck::kLimit, c.tolerance));
+  profile = newton.profile;
+  return kSolved;
 }
 
 /// Converges the case in each of the ways there are and prints them side by side.
@@ -101,12 +125,14 @@ int solve_case(const Options& options) {
     return complain(kInexact,
                     fmt::format("{}: balances close only to {:.1e}, not to {:g}: K-values lie too far apart",
                                 options.case_path, closed.worst(), column::Closure::kLimit));
+  int code = kSolved;
+  column::Profile answer = solution.profile;
+  if (options.newton && (code = solve_by_newton(c, flows, answer)) != kSolved) return code;
   if (!options.csv_path.empty()) {
-    const std::string csv = column::profile_csv(c, flows, solution.profile);
+    const std::string csv = column::profile_csv(c, flows, answer);
     if (const auto failure = examples::write_whole_file(options.csv_path, csv))
       return complain(kBadInput, options.csv_path + ": " + *failure);
   }
-  int code = kSolved;
   if (options.dense) code = check_dense(c, flows, options.acceleration, solution);
   if (code == kSolved && options.compare) code = compare(options, c, flows, log.get());
   return code;
@@ -154,6 +180,10 @@ void declare(CLI::App& app, Options& options) {
       ->check(CLI::PositiveNumber);
   app.add_option("--properties", options.properties,
                  "take the measured tables of all components from this property file");
+  app.add_option_function<std::string>(
+         "--method", [&options](const std::string& name) { options.newton = name == "newton"; },
+         "newton: solve as one system too, and compare (default bubble-point)")
+      ->check(CLI::IsMember({"bubble-point", "newton"}));
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");
   add_acceleration_options(app, options);
@@ -190,7 +220,8 @@ int fit_tables(const Options& options) {
 int parse_and_run(int argc, char** argv) {
   Options options;
   CLI::App app{
-      "Solves a staged distillation column by the bubble-point method with constant molar overflow."};
+      "Solves a staged distillation column by the bubble-point method with constant molar overflow, and by\n"
+      "Newton's method on the whole column at once if asked to."};
   declare(app, options);
   const CLI::App* fit = declare_fit(app, options);
   try {

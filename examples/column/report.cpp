@@ -129,6 +129,25 @@ std::string report(const DenseCheck& check) {
   return page.take();
 }
 
+std::string report(const ColumnCase& c, const InternalFlows& flows, const NewtonSolution& newton,
+                   const Closure& closed, const NewtonCheck& check) {
+  Page page;
+  page.add("\nnewton: one system of {} unknowns, {} entries in its matrix\n", newton.unknowns,
+           newton.entries);
+  page.add(
+      "converged in {} steps ({} damped) from {} bubble-point passes, {:.2f} ms; pivot orders chosen: {}\n",
+      newton.steps, newton.damped_steps, newton.start_passes, 1e3 * newton.seconds, newton.pivot_orders);
+  page.add("last change {:.1e} {}; largest residual {:.1e}\n", newton.last_change, c.model->scale().unit,
+           newton.residual);
+  add_stages(page, c, flows, newton.profile);
+  page.add(
+      "\nbalances close within {:.1e}; fractions add up to one within {:.1e} (liquid), {:.1e} (vapour)\n",
+      closed.worst(), closed.liquid_sum, closed.vapour_sum);
+  page.add("newton against bubble-point, largest relative difference: {:.1e} (x), {:.1e} (temperatures)\n",
+           check.difference.liquid, check.difference.temperature);
+  return page.take();
+}
+
 std::string report(const ColumnCase& c, const MethodComparison& comparison) {
   Page page;
   page.add("\n{:<24} {:>7} {:>12} {:>9} {:>8} {:>11} {:>8} {:>16}\n", "acceleration", "passes", "evaluations",

@@ -8,6 +8,7 @@
 #include "examples/column/column_case.h"
 #include "examples/column/flows.h"
 #include "examples/column/method_comparison.h"
+#include "examples/column/newton.h"
 #include "examples/column/published.h"
 #include "examples/column/shortcut.h"
 
@@ -29,6 +30,10 @@ struct DenseCheck {
   double largest() const;
 };
 std::string report(const DenseCheck& check);
+
+/// Newton's answer, stage by stage, and how far the bubble-point method's is from it.
+std::string report(const ColumnCase& c, const InternalFlows& flows, const NewtonSolution& newton,
+                   const Closure& closed, const NewtonCheck& check);
 
 /// One row for each way to converge the case.
 std::string report(const ColumnCase& c, const MethodComparison& comparison);

@@ -13,16 +13,6 @@
 #include "frame/one_based.h"
 #include "sparse/ma48/kernels.h"
 
-extern "C" {
-void dtrsv_(const char* uplo, const char* trans, const char* diag, const int* n, const double* a,
-            const int* lda, double* x, const int* incx, std::size_t uplo_length, std::size_t trans_length,
-            std::size_t diag_length);
-void dtrsm_(const char* side, const char* uplo, const char* trans, const char* diag, const int* m,
-            const int* n, const double* alpha, const double* a, const int* lda, double* b, const int* ldb,
-            std::size_t side_length, std::size_t uplo_length, std::size_t trans_length,
-            std::size_t diag_length);
-}
-
 namespace corvidnum {
 namespace {
 

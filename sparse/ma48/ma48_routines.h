@@ -20,7 +20,7 @@ CORVIDNUM_API int ma48id_(double* cntl, int* icntl);
 /// @param job   1: choose permutations and pivots; 2: take the permutations that stand in `keep`; 3: take the
 ///              pivots from the diagonal
 /// @param la    length of a, irn, jcn; at least 2 ne
-/// @param a     [la] in: values of the entries; out: the permuted matrix
+/// @param a     [la] in: values of the entries; kept in a(1) .. a(ne), what is behind is scratch
 /// @param irn   [la] in: row numbers; out: those of the permuted matrix. Entries out of range are dropped,
 ///              those given twice are summed
 /// @param jcn   [la] in: column numbers; out: the place of each entry, for ma48bd_
