@@ -1,0 +1,199 @@
+// corvidnum-solve A.mtx: solves a sparse system of equations from Matrix Market files.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "examples/common/output.h"
+#include "examples/common/toml_reader.h"
+#include "examples/solve_mtx/direct_solver.h"
+#include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/progress.h"
+#include "examples/solve_mtx/report.h"
+
+namespace {
+
+using examples::complain;
+using solve_mtx::DirectSolver;
+using solve_mtx::Effort;
+using solve_mtx::Matrix;
+using solve_mtx::Phase;
+using solve_mtx::Report;
+
+enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kSingular = 3 };
+
+struct Options {
+  std::string matrix_path, rhs_path, second_path, out_path;
+  solve_mtx::SolverSettings solver;
+  bool transpose = false, refine = false, estimate = false, no_block_form = false, json = false;
+};
+
+/// The equations to solve: a pattern, the values in its order, and the right-hand side.
+struct System {
+  Matrix matrix;
+  std::optional<Matrix> second;  // with values for the refactorisation
+  std::vector<double> values, b;
+};
+
+/// Prints all of `text`, or tells that it could not.
+bool print_whole(const std::string& text) {
+  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
+Matrix read_square(const std::string& path) {
+  Matrix matrix = solve_mtx::read_matrix(path);
+  if (matrix.rows != matrix.columns)
+    throw examples::complaint(path, matrix.size_line,
+                              fmt::format("the matrix is {} x {}, not square", matrix.rows, matrix.columns));
+  if (matrix.rows == 0) throw examples::complaint(path, matrix.size_line, "the matrix is empty");
+  return matrix;
+}
+
+std::vector<double> read_right_hand_side(const std::string& path, int order) {
+  solve_mtx::Vector b = solve_mtx::read_vector(path);
+  if (b.value.size() != static_cast<std::size_t>(order))
+    throw examples::complaint(path, b.size_line,
+                              fmt::format("{} numbers for a matrix of order {}", b.value.size(), order));
+  return std::move(b.value);
+}
+
+/// All files are read, and found good, before the work begins.
+System read_system(const Options& options, Report& report) {
+  const Phase phase("reading", report.read_time);
+  System system;
+  system.matrix = read_square(options.matrix_path);
+  system.values = system.matrix.value;
+  if (!options.second_path.empty()) {
+    system.second = read_square(options.second_path);
+    system.values = values_in_order_of(system.matrix, *system.second);
+  }
+  if (!options.rhs_path.empty()) system.b = read_right_hand_side(options.rhs_path, system.matrix.rows);
+  return system;
+}
+
+/// Only a matrix with an entry a row can have a solution; others may be of any order, however few they hold.
+void default_right_hand_side(System& system, bool transposed) {
+  if (!system.b.empty()) return;
+  const std::vector<double> ones(static_cast<std::size_t>(system.matrix.rows), 1.0);
+  system.b = product(system.matrix, system.values, transposed, ones);
+}
+
+void factorise(DirectSolver& solver, const System& system, Report& report) {
+  {
+    const Phase phase("analysing", report.analyse_time);
+    solver.analyse();
+  }
+  {
+    const Phase phase("factorising", report.factorise_time);
+    solver.factorise(system.matrix.value, system.matrix.name);
+  }
+  if (!system.second) return;
+  const Phase phase("refactorising", report.refactorise_time);
+  report.new_pivots = !solver.refactorise(system.values);
+  if (report.new_pivots) solver.factorise(system.values, system.second->name);
+}
+
+Effort effort(const Options& options) {
+  if (options.estimate) return Effort::kForwardError;
+  return options.refine ? Effort::kRefine : Effort::kBackwardErrors;
+}
+
+std::vector<double> solve(DirectSolver& solver, System& system, const Options& options, Report& report) {
+  default_right_hand_side(system, options.transpose);
+  solve_mtx::Solution solution;
+  {
+    const Phase phase("solving", report.solve_time);
+    solution = solver.solve(system.b, options.transpose, effort(options));
+  }
+  report.residual = scaled_residual(system.matrix, system.values, options.transpose, solution.x, system.b);
+  report.backward_error[0] = solution.backward_error[0];
+  report.backward_error[1] = solution.backward_error[1];
+  report.forward_error = solution.forward_error;
+  report.refine = options.refine || options.estimate;
+  report.refined = solution.refined;
+  report.estimate = options.estimate;
+  report.estimated = solution.estimated;
+  return solution.x;
+}
+
+void describe(const DirectSolver& solver, const System& system, const Options& options, Report& report) {
+  report.file = options.matrix_path;
+  report.refactored_file = options.second_path;
+  report.transposed = options.transpose;
+  report.order = system.matrix.rows;
+  report.entries = static_cast<int>(system.matrix.value.size());
+  report.duplicates = solver.duplicates();
+  report.blocks = solver.blocks();
+  report.largest_block = solver.largest_block();
+  report.structural_rank = solver.structural_rank();
+  report.rank = solver.rank();
+  report.factor_entries = solver.factor_entries();
+  report.operations = solver.operations();
+}
+
+int run(const Options& options) {
+  Report report;
+  System system = read_system(options, report);
+  DirectSolver solver(system.matrix, options.solver);
+  factorise(solver, system, report);
+  const std::vector<double> x = solve(solver, system, options, report);
+  describe(solver, system, options, report);
+  if (!options.out_path.empty()) {
+    if (const auto failure = examples::write_whole_file(options.out_path, solve_mtx::vector_text(x)))
+      return complain(kBadInput, options.out_path + ": " + *failure);
+  }
+  if (!print_whole(options.json ? report_json(report) : report_text(report)))
+    return complain(kBadInput, "standard output cannot be written");
+  return kSolved;
+}
+
+void declare(CLI::App& app, Options& options) {
+  app.add_option("matrix", options.matrix_path, "the matrix A (Matrix Market, coordinate)")->required();
+  app.add_option("--rhs", options.rhs_path,
+                 "the right-hand side b (Matrix Market, array); without it, b is A times ones");
+  app.add_flag("--transpose", options.transpose, "solve with the transpose of A");
+  app.add_flag("--refine", options.refine, "refine the solution");
+  app.add_flag("--error-estimate", options.estimate, "refine, and estimate the forward error");
+  app.add_option("--refactor-with", options.second_path,
+                 "a matrix with entries in the same places: factorise A, then this one on the pivots of A, "
+                 "and solve with this one");
+  app.add_flag("--no-btf", options.no_block_form, "look for no block triangular form");
+  app.add_option("--pivot-tolerance", options.solver.threshold,
+                 "least pivot, as part of the largest element of its column (0.1)")
+      ->check(CLI::Range(0.0, 1.0));
+  app.add_option("--out", options.out_path, "write the solution to this file (Matrix Market, array)");
+  app.add_flag("--json", options.json, "print the report as JSON");
+}
+
+int parse_and_run(int argc, char** argv) {
+  Options options;
+  CLI::App app{"Solves a sparse system of linear equations A x = b."};
+  declare(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kSolved : kBadUsage;
+  }
+  options.solver.block_form = !options.no_block_form;
+  return run(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return parse_and_run(argc, argv);
+  } catch (const solve_mtx::Singular& error) {
+    return complain(kSingular, error.what());
+  } catch (const std::bad_alloc&) {
+    return complain(kBadInput, "the memory does not suffice");
+  } catch (const std::exception& error) {
+    return complain(kBadInput, error.what());
+  }
+}

@@ -1,0 +1,102 @@
+#include "examples/solve_mtx/report.h"
+
+#include <cmath>
+#include <string_view>
+
+#include "examples/common/output.h"
+
+namespace solve_mtx {
+namespace {
+
+using examples::Page;
+
+std::string seconds(double time) { return fmt::format("{:.6f} s", time); }
+
+void add_line(Page& page, std::string_view name, const std::string& value) {
+  page.add("{:<24} {}\n", name, value);
+}
+
+void add_matrix(Page& page, const Report& r) {
+  add_line(page, "matrix", r.file + (r.transposed ? ", transposed" : ""));
+  add_line(page, "order", fmt::format("{}", r.order));
+  add_line(page, "entries",
+           fmt::format("{}{}", r.entries,
+                       r.duplicates > 0 ? fmt::format(", of them {} summed to others", r.duplicates) : ""));
+  add_line(page, "blocks",
+           fmt::format("{}, {}", r.blocks,
+                       r.largest_block > 0
+                           ? fmt::format("order of the largest that is not triangular {}", r.largest_block)
+                           : "all triangular"));
+  add_line(page, "structural rank", fmt::format("{}", r.structural_rank));
+  add_line(page, "numerical rank", fmt::format("{}", r.rank));
+  add_line(page, "entries in the factors", fmt::format("{}", r.factor_entries));
+  add_line(page, "operations", fmt::format("{:g}", r.operations));
+}
+
+void add_times(Page& page, const Report& r) {
+  add_line(page, "time to read", seconds(r.read_time));
+  add_line(page, "time to analyse", seconds(r.analyse_time));
+  add_line(page, "time to factorise", seconds(r.factorise_time));
+  if (!r.refactored_file.empty())
+    add_line(page, "time to refactorise",
+             fmt::format("{}, {}, {}", seconds(r.refactorise_time), r.refactored_file,
+                         r.new_pivots ? "with new pivots: the old ones did not suit" : "on the same pivots"));
+  add_line(page, "time to solve", seconds(r.solve_time));
+}
+
+void add_errors(Page& page, const Report& r) {
+  add_line(page, "scaled residual", fmt::format("{:.2e}", r.residual));
+  add_line(page, "backward errors", fmt::format("{:.2e} {:.2e}", r.backward_error[0], r.backward_error[1]));
+  if (!r.refined) add_line(page, "refinement", "did not settle");
+  if (r.estimate)
+    add_line(page, "forward error estimate",
+             r.estimated ? fmt::format("{:.2e}", r.forward_error) : "did not settle");
+}
+
+std::string quoted(std::string_view text) {
+  std::string out = "\"";
+  for (const char ch : text) {
+    if (ch == '"' || ch == '\\')
+      out += fmt::format("\\{}", ch);
+    else if (static_cast<unsigned char>(ch) < 0x20)
+      out += fmt::format("\\u{:04x}", static_cast<unsigned>(ch));
+    else
+      out += ch;
+  }
+  return out + '"';
+}
+
+std::string number(double value) { return std::isfinite(value) ? fmt::format("{}", value) : "null"; }
+
+}  // namespace
+
+std::string report_text(const Report& report) {
+  Page page;
+  add_matrix(page, report);
+  add_times(page, report);
+  add_errors(page, report);
+  return page.take();
+}
+
+std::string report_json(const Report& r) {
+  Page page;
+  page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", quoted(r.file), r.transposed);
+  page.add("  \"order\": {},\n  \"entries\": {},\n  \"duplicates\": {},\n", r.order, r.entries, r.duplicates);
+  page.add("  \"blocks\": {},\n  \"largest_block\": {},\n", r.blocks, r.largest_block);
+  page.add("  \"structural_rank\": {},\n  \"numerical_rank\": {},\n", r.structural_rank, r.rank);
+  page.add("  \"factor_entries\": {},\n  \"operations\": {},\n", r.factor_entries, number(r.operations));
+  page.add("  \"seconds\": {{\"read\": {}, \"analyse\": {}, \"factorise\": {}, ", number(r.read_time),
+           number(r.analyse_time), number(r.factorise_time));
+  if (!r.refactored_file.empty()) page.add("\"refactorise\": {}, ", number(r.refactorise_time));
+  page.add("\"solve\": {}}},\n", number(r.solve_time));
+  if (!r.refactored_file.empty())
+    page.add("  \"refactored_with\": {},\n  \"new_pivots\": {},\n", quoted(r.refactored_file), r.new_pivots);
+  page.add("  \"scaled_residual\": {},\n", number(r.residual));
+  page.add("  \"backward_errors\": [{}, {}]", number(r.backward_error[0]), number(r.backward_error[1]));
+  if (r.refine) page.add(",\n  \"refined\": {}", r.refined);
+  if (r.estimate) page.add(",\n  \"forward_error\": {}", r.estimated ? number(r.forward_error) : "null");
+  page.add("\n}}\n");
+  return page.take();
+}
+
+}  // namespace solve_mtx

@@ -1,0 +1,307 @@
+// Reading Matrix Market files, and the program that solves them as a user meets it.
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "examples/common/toml_reader.h"
+#include "examples/solve_mtx/direct_solver.h"
+#include "examples/solve_mtx/matrix_market.h"
+#include "tests/support/program.h"
+
+namespace {
+
+using solve_mtx::Matrix;
+
+std::string head(const std::string& kind) { return "%%MatrixMarket matrix coordinate " + kind + "\n"; }
+
+std::string entries(const Matrix& matrix) {
+  std::string text;
+  for (std::size_t k = 0; k < matrix.value.size(); ++k)
+    text += fmt::format("{},{}={} ", matrix.row[k], matrix.column[k], matrix.value[k]);
+  return text;
+}
+
+TEST(MatrixMarket, ReadsEveryKind) {
+  const struct {
+    std::string text, entries;
+  } files[] = {
+      {head("real general") + "% a comment\n\n 2 3 3 \n1 1 +1.5\n2 3 -2e-3\r\n1 1 1\n",
+       "1,1=1.5 2,3=-0.002 1,1=1 "},
+      {head("integer general") + "2 2 2\n1 2 -7\n%in between\n2 1 +3", "1,2=-7 2,1=3 "},
+      {head("pattern general") + "2 2 2\n1 2\n2 1\n", "1,2=1 2,1=1 "},
+      {head("real symmetric") + "2 2 2\n1 1 4\n2 1 5\n", "1,1=4 2,1=5 1,2=5 "},
+      {head("pattern symmetric") + "2 2 1\n2 1\n", "2,1=1 1,2=1 "},
+      {head("real skew-symmetric") + "2 2 1\n2 1 5\n", "2,1=5 1,2=-5 "},
+      {"%%matrixmarket MATRIX Coordinate Real GENERAL\n1 1 1\n1 1 1e-400\n", "1,1=0 "},
+      {head("real general") + "3 3 0\n", ""},
+  };
+  for (const auto& file : files) {
+    SCOPED_TRACE(file.text);
+    EXPECT_EQ(entries(solve_mtx::parse_matrix(file.text, "f")), file.entries);
+  }
+}
+
+TEST(MatrixMarket, TellsLineAndFaultOfABadMatrix) {
+  const std::string real = head("real general"), three = real + "3 3 2\n";
+  const struct {
+    std::string text, complaint;
+  } files[] = {
+      {"", "f:1: not a Matrix Market file: its first line must begin with %%MatrixMarket"},
+      {"\n" + real, "f:2: not a Matrix Market file: its first line must begin with %%MatrixMarket"},
+      {"%%MatrixMarket matrix coordinate real\n",
+       "f:1: the first line must read %%MatrixMarket matrix, format, field, symmetry"},
+      {"%%MatrixMarket vector coordinate real general\n",
+       "f:1: object \"vector\" is not handled; it must be matrix"},
+      {"%%MatrixMarket matrix array real general\n",
+       "f:1: format \"array\" is not handled; it must be coordinate"},
+      {head("complex general"), "f:1: field \"complex\" is not handled; it must be real, integer, pattern"},
+      {head("real hermitian"),
+       "f:1: symmetry \"hermitian\" is not handled; it must be general, symmetric, skew-symmetric"},
+      {real + "% only this\n", "f:2: the file ends before its size line"},
+      {real + "3 3\n", "f:2: the size line must hold 3 counts, not 2"},
+      {real + "3 -3 1\n", "f:2: count of columns \"-3\" must lie between 0 and 1073741823"},
+      {real + "3 3 99999999999999999999\n",
+       "f:2: count of entries \"99999999999999999999\" must lie between 0 and 1073741823"},
+      {real + "3 3 1.5\n", "f:2: count of entries \"1.5\" is not an integer"},
+      {three + "1 1 1\n\n", "f:4: the file ends after 1 of 2 entries"},
+      {three + "1 1 1\n2 2 1\n\n3 3 1\n", "f:6: more than the 2 entries that the size line announces"},
+      {three + "% x\n4 1 1\n", "f:4: row \"4\" must lie between 1 and 3"},
+      {three + "1 0 1\n", "f:3: column \"0\" must lie between 1 and 3"},
+      {three + "1 1\n", "f:3: an entry must hold row, column and value, not 2 words"},
+      {three + "1 1 1 0\n", "f:3: an entry must hold row, column and value, not 4 words"},
+      {three + "1 1 1,5\n", "f:3: \"1,5\" is not a number"},
+      {three + "1 1 +-1\n", "f:3: \"+-1\" is not a number"},
+      {three + "1 1 nan\n", "f:3: \"nan\" is not finite"},
+      {three + "1 1 1e400\n", "f:3: \"1e400\" is not finite"},
+      {three + "1 1 " + std::string(50, 'x') + "\n",
+       "f:3: \"" + std::string(40, 'x') + "...\" is not a number"},
+      {head("integer general") + "1 1 1\n1 1 2.0\n", "f:3: \"2.0\" is not an integer"},
+      {head("pattern general") + "1 1 1\n1 1 1\n", "f:3: an entry must hold row and column, not 3 words"},
+      {head("real symmetric") + "2 3 1\n", "f:2: a symmetric matrix cannot be 2 x 3"},
+      {head("real symmetric") + "2 2 1\n1 2 1\n",
+       "f:3: entry (1, 2) lies above the diagonal of a symmetric matrix"},
+      {head("real skew-symmetric") + "2 2 1\n1 1 1\n",
+       "f:3: entry (1, 1) lies on the diagonal of a skew-symmetric matrix"},
+  };
+  for (const auto& file : files) {
+    SCOPED_TRACE(file.text);
+    try {
+      solve_mtx::parse_matrix(file.text, "f");
+      ADD_FAILURE() << "accepted";
+    } catch (const examples::BadCase& error) {
+      EXPECT_EQ(error.what(), file.complaint);
+    }
+  }
+}
+
+TEST(MatrixMarket, VectorsComeBackAsWritten) {
+  const std::vector<double> x{0.1, -1.0 / 3, 1e-300, 12345678901234567.0};
+  EXPECT_EQ(solve_mtx::parse_vector(solve_mtx::vector_text(x), "f").value, x);
+  const std::string array = "%%MatrixMarket matrix array real general\n";
+  const struct {
+    std::string text, complaint;
+  } files[] = {
+      {array + "2 2\n", "f:2: a right-hand side has one column, not 2"},
+      {array + "2 1\n1\n", "f:3: the file ends after 1 of 2 numbers"},
+      {array + "1 1\n1\n2\n", "f:4: more than the 1 numbers that the size line announces"},
+      {array + "2 1\n1 2\n", "f:3: a line must hold one number, not 2 words"},
+  };
+  for (const auto& file : files) {
+    SCOPED_TRACE(file.text);
+    try {
+      solve_mtx::parse_vector(file.text, "f");
+      ADD_FAILURE() << "accepted";
+    } catch (const examples::BadCase& error) {
+      EXPECT_EQ(error.what(), file.complaint);
+    }
+  }
+}
+
+TEST(MatrixMarket, ValuesOfAnotherFileFollowTheOrderOfTheFirst) {
+  const auto parse = [](const std::string& lines, const char* name) {
+    return solve_mtx::parse_matrix(head("real general") + lines, name);
+  };
+  const Matrix a = parse("2 2 3\n2 1 1\n1 1 2\n2 2 3\n", "a");
+  EXPECT_EQ(solve_mtx::values_in_order_of(a, parse("2 2 3\n1 1 7\n2 2 8\n2 1 9\n", "b")),
+            (std::vector<double>{9, 7, 8}));
+  const struct {
+    std::string lines, complaint;
+  } others[] = {
+      {"2 2 2\n1 1 7\n2 1 9\n", "a:5: entry (2, 2) does not stand in b"},
+      {"2 2 3\n1 1 7\n1 2 7\n2 1 9\n", "b:4: entry (1, 2) does not stand in a"},
+      {"2 2 4\n1 1 7\n2 2 8\n2 2 8\n2 1 9\n", "b:5: entry (2, 2) does not stand in a"},
+  };
+  for (const auto& other : others) try {
+      solve_mtx::values_in_order_of(a, parse(other.lines, "b"));
+      ADD_FAILURE() << other.lines;
+    } catch (const examples::BadCase& error) {
+      EXPECT_EQ(error.what(), other.complaint);
+    }
+}
+
+/// Stages of four coupled unknowns each, every stage joined to its neighbours, values of many sizes.
+std::string staged_matrix(int stages, double shift) {
+  std::string lines;
+  int count = 0;
+  for (int i = 0; i < 4 * stages; ++i)
+    for (int j = std::max(0, i - 5); j < std::min(4 * stages, i + 6); ++j) {
+      if (i != j && (i * 7 + j * 3) % 4 == 0) continue;
+      lines +=
+          fmt::format("{} {} {:.17g}\n", i + 1, j + 1, std::sin(i * 3.7 + j * 1.3 + shift) + (i == j) * 3.0);
+      ++count;
+    }
+  return head("real general") + fmt::format("{0} {0} {1}\n", 4 * stages, count) + lines;
+}
+
+TEST(DirectSolver, CountsEntriesInTheFactors) {
+  // Lower triangular: what stands in the matrix. Full, of order 2: its four factors. Two full blocks of
+  // order 2 and one entry between them: eight and one.
+  const struct {
+    std::string lines;
+    int blocks, entries;
+  } cases[] = {
+      {"3 3 4\n1 1 2\n2 2 2\n3 3 2\n3 1 1\n", 1, 4},
+      {"2 2 4\n1 1 2\n1 2 1\n2 1 1\n2 2 2\n", 1, 4},
+      {"4 4 9\n1 1 2\n1 2 1\n2 1 1\n2 2 2\n3 3 2\n3 4 1\n4 3 1\n4 4 2\n1 4 1\n", 2, 9},
+  };
+  for (const auto& expected : cases) {
+    SCOPED_TRACE(expected.lines);
+    const Matrix a = solve_mtx::parse_matrix(head("real general") + expected.lines, "f");
+    solve_mtx::DirectSolver solver(a, {});
+    solver.analyse();
+    solver.factorise(a.value, a.name);
+    EXPECT_EQ(solver.blocks(), expected.blocks);
+    EXPECT_EQ(solver.factor_entries(), expected.entries);
+  }
+}
+
+class SolveProgram : public ProgramTest {
+ protected:
+  SolveProgram() : ProgramTest(SOLVE_PROGRAM) {}
+
+  /// The largest difference of the numbers in a written vector from `expected`.
+  double off(const std::string& name, const std::vector<double>& expected) const {
+    const solve_mtx::Vector x = solve_mtx::read_vector((folder_ / name).string());
+    if (x.value.size() != expected.size()) return HUGE_VAL;
+    double largest = 0;
+    for (std::size_t i = 0; i < expected.size(); ++i)
+      largest = std::max(largest, std::abs(x.value[i] - expected[i]));
+    return largest;
+  }
+  /// The number behind a name in the JSON that was printed.
+  double figure(const std::string& name) const {
+    const std::size_t at = out_.find("\"" + name + "\": ");
+    return at == std::string::npos ? NAN : std::strtod(out_.c_str() + at + name.size() + 4, nullptr);
+  }
+};
+
+TEST_F(SolveProgram, SolvesAFileWrittenByHand) {
+  write("a.mtx", head("real general") + "3 3 5\n1 1 2\n1 3 1\n2 2 4\n3 1 1\n3 3 3\n");
+  write("b.mtx", "%%MatrixMarket matrix array integer general\n3 1\n5\n8\n10\n");
+  const std::string all =
+      in_folder("a.mtx") + " --rhs " + in_folder("b.mtx") + " --out " + in_folder("x.mtx");
+  ASSERT_EQ(run(all), 0) << err_;
+  EXPECT_EQ(err_, "");
+  EXPECT_LT(off("x.mtx", {1, 2, 3}), 1e-14);
+  for (const char* line : {"order                    3\n", "entries                  5\n",
+                           "blocks                   2, order of the largest that is not triangular 2\n",
+                           "numerical rank           3\n", "entries in the factors   5\n"})
+    EXPECT_TRUE(printed(line)) << line << " in " << out_;
+  EXPECT_FALSE(printed("forward error"));
+  expect_no_part_files();
+}
+
+TEST_F(SolveProgram, EveryOptionSolvesAGeneratedMatrix) {
+  write("a.mtx", staged_matrix(100, 0));
+  write("a2.mtx", staged_matrix(100, 0.01));
+  const std::vector<double> ones(400, 1.0);
+  for (const char* options :
+       {"", "--transpose", "--refine", "--error-estimate", "--no-btf", "--pivot-tolerance 0.9",
+        "--transpose --error-estimate --no-btf", "--refactor-with a2.mtx --transpose"}) {
+    SCOPED_TRACE(options);
+    std::string arguments = options;
+    if (const std::size_t at = arguments.find("a2.mtx"); at != std::string::npos)
+      arguments.replace(at, 6, in_folder("a2.mtx"));
+    ASSERT_EQ(run(in_folder("a.mtx") + " --json --out " + in_folder("x.mtx") + " " + arguments), 0) << err_;
+    EXPECT_EQ(err_, "");
+    EXPECT_LT(figure("scaled_residual"), 1e-14) << out_;
+    EXPECT_EQ(figure("numerical_rank"), 400);
+    EXPECT_GT(figure("operations"), 0);
+    const double error = off("x.mtx", ones);
+    EXPECT_LT(error, 1e-10);
+    if (arguments.find("estimate") != std::string::npos) {
+      EXPECT_GT(figure("forward_error"), error / 10) << out_;
+      EXPECT_LT(figure("forward_error"), 1e-8) << out_;
+    }
+  }
+  EXPECT_TRUE(printed("\"new_pivots\": false")) << out_;
+}
+
+TEST_F(SolveProgram, RefactorisesWithNewPivotsWhereTheOldOnesFail) {
+  write("a.mtx", head("real general") + "2 2 4\n1 1 9\n1 2 1\n2 1 1\n2 2 9\n");
+  write("zero.mtx", head("real general") + "2 2 4\n2 2 0\n1 2 1\n2 1 2\n1 1 0\n");
+  write("flat.mtx", head("real general") + "2 2 4\n2 2 1\n1 2 1\n2 1 1\n1 1 1\n");
+  ASSERT_EQ(
+      run(in_folder("a.mtx") + " --out " + in_folder("x.mtx") + " --refactor-with " + in_folder("zero.mtx")),
+      0)
+      << err_;
+  EXPECT_LT(off("x.mtx", {1, 1}), 1e-14);
+  EXPECT_EQ(run(in_folder("a.mtx") + " --refactor-with " + in_folder("flat.mtx")), 3);
+  EXPECT_NE(err_.find("flat.mtx: the matrix is numerically singular: rank 1, order 2\n"), std::string::npos)
+      << err_;
+}
+
+TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
+  write("good.mtx", head("real general") + "2 2 2\n1 1 1\n2 2 1\n");
+  write("bad.mtx", head("real general") + "2 2 2\n1 1 1\n2 2 x\n");
+  write("wide.mtx", head("real general") + "2 3 2\n1 1 1\n2 3 1\n");
+  write("none.mtx", head("real general") + "0 0 0\n");
+  write("huge.mtx", head("real general") + "1000000000 1000000000 1\n1 1 1\n");
+  write("hollow.mtx", head("real general") + "3 3 4\n1 1 1\n2 1 1\n3 1 1\n1 2 1\n");
+  write("flat.mtx", head("real general") + "2 2 4\n1 1 1\n1 2 2\n2 1 2\n2 2 4\n");
+  write("null.mtx", head("real general") + "1 1 1\n1 1 0\n");
+  write("far.mtx", head("real general") + "1 1 1\n1 1 1e-300\n");
+  write("three.mtx", solve_mtx::vector_text({1, 2, 3}));
+  write("large.mtx", solve_mtx::vector_text({1e300}));
+  const struct {
+    std::string matrix, more;
+    int code;
+    std::string says;
+  } runs[] = {
+      {"bad.mtx", "", 1, "bad.mtx:4: \"x\" is not a number\n"},
+      {"wide.mtx", "", 1, "wide.mtx:2: the matrix is 2 x 3, not square\n"},
+      {"none.mtx", "", 1, "none.mtx:2: the matrix is empty\n"},
+      {"missing.mtx", "", 1, "missing.mtx: No such file or directory\n"},
+      {"good.mtx", " --rhs " + in_folder("three.mtx"), 1, "three.mtx:2: 3 numbers for a matrix of order 2\n"},
+      {"good.mtx", " --refactor-with " + in_folder("flat.mtx"), 1, "does not stand in"},
+      {"good.mtx", " --out " + in_folder("no/such.mtx"), 1, "No such file or directory\n"},
+      {"huge.mtx", "", 3, "huge.mtx:2: the matrix is structurally singular: 1 entries, order 1000000000\n"},
+      {"hollow.mtx", "", 3, "hollow.mtx: the matrix is structurally singular: structural rank 2, order 3\n"},
+      {"flat.mtx", "", 3, "flat.mtx: the matrix is numerically singular: rank 1, order 2\n"},
+      {"flat.mtx", " --no-btf --json", 3, "the matrix is numerically singular: rank 1, order 2\n"},
+      {"null.mtx", "", 3, "the matrix is numerically singular: rank 0, order 1\n"},
+      {"far.mtx", " --rhs " + in_folder("large.mtx"), 3, "the solution is too large for numbers"},
+      {"good.mtx", " --pivot-tolerance 2", 2, "--pivot-tolerance"},
+  };
+  for (const auto& expected : runs) {
+    SCOPED_TRACE(expected.matrix + expected.more);
+    const bool writes = expected.more.find("--out") == std::string::npos;
+    EXPECT_EQ(
+        run(in_folder(expected.matrix) + expected.more + (writes ? " --out " + in_folder("x.mtx") : "")),
+        expected.code);
+    EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
+    EXPECT_EQ(out_, "");
+    if (expected.code != 2) {  // usage errors may come with a hint
+      EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
+    }
+    EXPECT_FALSE(fs::exists(folder_ / "x.mtx"));
+    expect_no_part_files();
+  }
+}
+
+}  // namespace
