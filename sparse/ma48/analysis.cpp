@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 
 #include "frame/module.h"
 #include "sparse/ma48/diagnostics.h"
@@ -21,14 +22,13 @@ enum Job { kChoose = 1, kGivenPermutations = 2, kDiagonalPivots = 3 };
 constexpr int kReportedEntries = 10;  // of each kind of fault
 
 /// One analysis. IW is carved anew for each phase:
-///   checking     |            | marks max(M,N) |
-///   linking      | IW(1:N) of | list heads N   |
-///   block form   | the caller | list heads N   | matches N | work 4N | starts N | lengths N |   (M = N)
-///                |            |                |           | node starts, lengths N | component starts N |
-///                3N
-///   copying      |            | list heads N   | last column in row M | place in row M |
-///   pivots       | row orders M | 5 of M | 3 of N |  and the IPTRL and IPTRU parts of KEEP: column orders, 1
-///   of N reordering   | row orders M | old starts N+1 | old starts off the blocks N+1 | old columns N |
+///   checking    |            | marks max(M,N) |
+///   linking     | IW(1:N) of | list heads N   |
+///   block form  | the caller | list heads N   | matches N | work 4N | starts N | lengths N |
+///     (M = N)   |            |                |           | node starts N | lengths N | components 3N |
+///   copying     |            | list heads N   | last column in row M | place in row M |
+///   pivots      | row orders M | 5 of M | 3 of N |   column orders and one more N in KEEP (IPTRL, IPTRU)
+///   reordering  | row orders M | old starts N+1 | old starts off the blocks N+1 | old columns N |
 /// The space behind the entries, A(NE+1:LA) and IRN(NE+1:LA), holds a copy of the pattern, then the permuted
 /// matrix, and is at last each block's workspace.
 class Analysis {
@@ -79,7 +79,6 @@ class Analysis {
   OneBased<int> column_orders() const { return {keep_.at(keep_.iptrl() + 1), n_}; }  // IPTRL's part
   OneBased<int> row_orders() const { return iw_.part(1, m_); }
   OneBased<int> list_heads() const { return iw_.part(n_ + 1, n_); }
-  int limited(std::int64_t length) const { return clamped_length(length); }
 
   const int m_, n_, ne_, job_, la_;
   const OneBased<double> a_;
@@ -124,8 +123,8 @@ bool Analysis::accept_arguments() {
     diagnostics_.error(texts::kAnalysisEntries, {ne_});
   } else if (la_ < least) {
     info_(kStatus) = -3;
-    info_(kAnalysisLength) = limited(least);
-    diagnostics_.error(texts::kAnalysisLength, {la_, limited(least)});
+    info_(kAnalysisLength) = clamped_length(least);
+    diagnostics_.error(texts::kAnalysisLength, {la_, clamped_length(least)});
   } else if (job_ < kChoose || job_ > kDiagonalPivots) {
     info_(kStatus) = -6;
     diagnostics_.error(texts::kAnalysisJob, {job_});
@@ -447,7 +446,7 @@ void Analysis::choose_pivots(int block, Range range) {
   info_(kCompressions) += result(kCompressions);
   std::int64_t length = std::int64_t{ne_} + result(kAnalysisLength) + before;
   if (result(kStatus) == -3) length = std::max(length, std::int64_t{la_} + 1);
-  info_(kAnalysisLength) = std::max(info_(kAnalysisLength), limited(length));
+  info_(kAnalysisLength) = std::max(info_(kAnalysisLength), clamped_length(length));
   info_(kRank) += result(kRank);
   info_(kDropped) += result(kDropped);
   *rinfo_ += rinfo5;
@@ -459,8 +458,8 @@ int Analysis::run_kernel(int block, Range range, int entries, int before, int* i
   const int rows = rows_of(range), columns = range.size();
   if (entries == 0) {  // nothing to choose from: all of it is the full part, and the orders stay
     info5[kStatus - 1] = 1;
-    info5[kFactorLength - 1] = limited(std::max(std::int64_t{rows} * columns, std::int64_t{rows} + columns) +
-                                       2 * std::int64_t{rows} + 2);
+    info5[kFactorLength - 1] = clamped_length(
+        std::max(std::int64_t{rows} * columns, std::int64_t{rows} + columns) + 2 * std::int64_t{rows} + 2);
     return 0;
   }
   const Index m = m_, n = n_, offset = Index{ne_} + before;
@@ -512,7 +511,7 @@ void Analysis::size_factorisation() {
     }
     first = range.last + 1;
   }
-  info_(kFactorLength) = limited(length);
+  info_(kFactorLength) = clamped_length(length);
 }
 
 // ---- The final order

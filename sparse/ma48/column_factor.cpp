@@ -340,8 +340,7 @@ bool ColumnFactor::factor_column(int j) {
   }
   const bool complete = !drop_small_of_lower_part();
   store_lower_part(j);
-  // Without U parts there is nothing to prune by; they are gone once the space was short.
-  if (complete && has_pivot(j) && !out_of_space()) prune(j);
+  if (complete && has_pivot(j)) prune(j);
   return true;
 }
 

@@ -105,8 +105,12 @@ void ColumnSolve::solve_full_part() {
 
 void ColumnSolve::substitute_back() {
   double* const x = x_.data();
-  for (Index j = n_; j >= 1; --j) {
-    if (j <= np_ && !has_pivot(j)) x[j - 1] = 0.0;
+  if (np_ >= 1 && !has_pivot(1)) x[0] = 0.0;  // nothing stands above the first column
+  for (Index j = n_; j >= 2; --j) {
+    if (j <= np_ && !has_pivot(j)) {
+      x[j - 1] = 0.0;
+      continue;
+    }
     const double xj = x[j - 1];
     const Index end = upper_end(j);
     for (Index k = upper_begin(j); k < end; ++k) x[irnf_[k] - 1] += fact_[k] * xj;

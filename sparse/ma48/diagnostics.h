@@ -20,12 +20,14 @@ inline void emit_line(int unit, const char* format, std::initializer_list<int> v
   write_end();
 }
 
-/// A label and the first `count` elements of an array.
+/// A label and the first `count` of the elements that stand `stride` apart.
 template <class T>
-void emit_array(int unit, const char* format, const T* values, int count) {
+void emit_array(int unit, const char* format, const T* values, int count, std::ptrdiff_t stride) {
   const PrintControl control{0, unit, 0, format, 0};
+  const int one = 1;
   write_begin(&control);
-  write_item(&count, values, static_cast<int>(sizeof(T)));
+  for (std::ptrdiff_t k = 0; k < count; ++k)
+    write_item(&one, values + k * stride, static_cast<int>(sizeof(T)));
   write_end();
 }
 
@@ -51,23 +53,24 @@ struct Diagnostics {
     if (warnings()) emit_line(warningStream, format, values);
   }
   template <class T>
-  void dump(const char* format, const T* values, int count) const {
-    if (dumps()) emit_array(warningStream, format, values, shown(count));
+  void dump(const char* format, const T* values, int count, std::ptrdiff_t stride = 1) const {
+    if (dumps()) emit_array(warningStream, format, values, shown(count), stride);
   }
 };
 
 /// Dumps the permutations and the blocks of an analysis; `leftToLast` says that it has LBLOCK.
 inline void dump_analysis(const Diagnostics& diagnostics, const KeepView<const int>& keep, int m, int n,
                           bool leftToLast) {
+  using Keep = KeepView<const int>;
   if (!diagnostics.dumps()) return;
   const int blocks = keep.block_count();
   diagnostics.dump(texts::kRowPlaces, keep.at(1), m);
   diagnostics.dump(texts::kColumnPlaces, &keep.column_at(1), n);
   diagnostics.dump(texts::kDiagonalStarts, &keep.diagonal_start(1), n + 1);
   diagnostics.dump(texts::kOffDiagonalStarts, &keep.off_diagonal_start(1), n + 1);
-  diagnostics.dump(texts::kBlockOrders, &keep.block_order(1), blocks);
-  diagnostics.dump(texts::kBlockKinds, &keep.block_kind(1), blocks);
-  diagnostics.dump(texts::kBlockStarts, &keep.block_start(1), blocks);
+  diagnostics.dump(texts::kBlockOrders, &keep.block_order(1), blocks, Keep::kBlockStride);
+  diagnostics.dump(texts::kBlockKinds, &keep.block_kind(1), blocks, Keep::kBlockStride);
+  diagnostics.dump(texts::kBlockStarts, &keep.block_start(1), blocks, Keep::kBlockStride);
   if (leftToLast) diagnostics.dump(texts::kLeftToLast, &keep.left_to_last(blocks, 1), blocks);
 }
 

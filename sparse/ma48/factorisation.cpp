@@ -54,8 +54,8 @@ class Factorisation {
   bool is_triangular(const Block& block);  // still, for these values
   int job_for(const Block& block) const;
   void make_local(const Block& block, int direction);
-  void factor(const Block& block, int job);
-  bool account(const Block& block, int job);
+  double factor(const Block& block, int job);  // gives the operations
+  bool account(const Block& block, double operations);
   void finish();
 
   KeepView<const int> constant_keep() const { return {keep_.at(1), m_, n_}; }
@@ -88,6 +88,7 @@ class Factorisation {
   Wide used_ = 0;  // KK: places of the factors so far
   // What is left of the previous factors lies in between.
   Wide old_begin_ = 1, old_end_ = 0;
+  bool old_dropped_ = false;  // previous factors lack entries that were dropped
   bool leading_columns_stay_ = false;
   bool rewritten_ = false;  // some block's factors have another shape than before
   PlacesUsed places_ = {};
@@ -129,6 +130,11 @@ void Factorisation::run() {
   kept_ = keep_.off_diagonal_start(n_ + 1) - 1;
   need_ = ne_;
   if (job_ != 1) find_old_factors();
+  if (job_ == 3 && old_dropped_) {
+    status_ = kJobOrDropping;
+    finish();
+    return;
+  }
   scatter();
   Block block = {};
   bool goes_on = true;
@@ -176,6 +182,7 @@ void Factorisation::find_old_factors() {
     const int start = old_start(number);
     const Wide space = block_space(keep_.lower_end(first + order - 1), irn_[kept_ + start], order - sparse);
     old_end_ = std::max(old_end_, start - 1 + space);
+    old_dropped_ |= irn_[kept_ + start - 1] != 0;
   }
 }
 
@@ -215,9 +222,9 @@ bool Factorisation::do_block(const Block& block) {
     job = 1;
   }
   make_local(block, -1);
-  factor(block, job);
+  const double operations = factor(block, job);
   make_local(block, +1);
-  return account(block, job);
+  return account(block, operations);
 }
 
 bool Factorisation::is_triangular(const Block& block) {
@@ -253,7 +260,7 @@ void Factorisation::make_local(const Block& block, int direction) {
   }
 }
 
-void Factorisation::factor(const Block& block, int job) {
+double Factorisation::factor(const Block& block, int job) {
   int* const order = iw_ + (block.first - 1);
   for (int i = 0; i < block.rows; ++i) order[i] = i + 1;
   if (leading_columns_stay_) {
@@ -283,16 +290,17 @@ void Factorisation::factor(const Block& block, int job) {
                           iw_ + m_,
                           kernel_info_,
                           &operations});
-  operations_ += operations;
+  if (job != 2) rewritten_ = true;
+  return operations;
 }
 
-bool Factorisation::account(const Block& block, int job) {
+bool Factorisation::account(const Block& block, double operations) {
   const int status = kernel_info_[kStatus - 1], length = kernel_info_[kFactorLength - 1];
   if (status < 0 && status != kFactorsTooLong) {
     status_ = status == kAfterDropping ? kJobOrDropping : kIncompatible;
     return false;
   }
-  if (job != 2) rewritten_ = true;
+  operations_ += operations;
   old_begin_ = std::max(old_begin_, used_ + places_.lowEnd + 1);
   old_end_ = std::min(old_end_, used_ + places_.highBegin - 1);
   rank_ += kernel_info_[kRank - 1];
@@ -312,7 +320,7 @@ bool Factorisation::account(const Block& block, int job) {
 }
 
 void Factorisation::finish() {
-  demand(2 * Wide{ne_});
+  if (status_ >= 0 || status_ == kStoreTooShort) demand(2 * Wide{ne_});
   keep_.block_count() = blocks_;
   if (status_ < 0 && rewritten_) mark_unfactorised(keep_);
   if (status_ == kJobOrDropping) diagnostics_.error(texts::kFactorisationDropped);

@@ -1,5 +1,7 @@
 #include "sparse/ma48/keep_check.h"
 
+#include <algorithm>
+
 namespace corvidnum {
 namespace {
 
@@ -46,6 +48,21 @@ bool diagonals_are_there(const Keep& keep) {
   return true;
 }
 
+bool within(int index, int count) { return 1 <= index && index <= count; }
+
+/// The numbers behind the columns: rows of the full part, then the interchanges of its factors.
+bool full_part_is_good(const int* irnf, int fullRows, int fullColumns, int rows) {
+  bool good = true;
+  for (int k = 0; k < fullRows; ++k) good &= within(irnf[k], rows);
+  if (fullRows == 0) return true;
+  const int* const pivots = irnf + fullRows;
+  int rank = std::min(fullRows, fullColumns);
+  while (rank > 0 && pivots[rank - 1] <= 0) --rank;
+  for (int k = 0; k < rank; ++k) good &= within(pivots[k], fullRows);
+  for (int k = rank; k < fullColumns; ++k) good &= pivots[k] < 0 && pivots[k] >= -fullColumns;
+  return good;
+}
+
 /// The factors of a general block whose columns are first .. first + order - 1 and that begins at `start` of
 /// the `space` places that `irnf` has.
 bool factors_lie_within(const Keep& keep, int first, int order, int rows, int sparse, std::int64_t start,
@@ -58,7 +75,14 @@ bool factors_lie_within(const Keep& keep, int first, int order, int rows, int sp
   if (start < 1 || start - 1 + end > space) return false;
   const int fullRows = irnf[start];  // the block's second place
   if (fullRows < 0 || fullRows > rows) return false;
-  return start - 1 + block_space(end, fullRows, order - sparse) <= space;
+  if (start - 1 + block_space(end, fullRows, order - sparse) > space) return false;
+  const int* const block = irnf + (start - 1);
+  for (int j = first; j < first + order; ++j) {
+    const bool full = j >= first + sparse;
+    if (keep.upper_end(j) == keep.lower_end(j)) continue;
+    if (full || !within(block[keep.upper_end(j)], rows)) return false;  // the row of its pivot
+  }
+  return full_part_is_good(block + end, fullRows, order - sparse, rows);
 }
 
 }  // namespace
@@ -72,6 +96,7 @@ bool keep_is_factorised(const Keep& keep, const int* irn, int m, int n, int la) 
   const int kept = keep.off_diagonal_start(n + 1) - 1;  // NEWNE
   const int blocks = keep.block_count();
   const std::int64_t space = std::int64_t{la} - kept;
+  std::int64_t used = 0;
   for (int block = 1, first = 1; block <= blocks; first += keep.block_order(block), ++block) {
     const int order = keep.block_order(block), sparse = keep.block_kind(block);
     if (sparse < 0) {
@@ -79,7 +104,9 @@ bool keep_is_factorised(const Keep& keep, const int* irn, int m, int n, int la) 
     } else {
       const int start = block == 1 ? 1 : keep.block_start(block);
       const int rows = blocks == 1 ? m : order;
+      if (start != used + 1) return false;
       if (!factors_lie_within(keep, first, order, rows, sparse, start, irn + kept, space)) return false;
+      used += block_space(keep.lower_end(first + order - 1), irn[kept + start], order - sparse);
     }
   }
   return true;

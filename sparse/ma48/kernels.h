@@ -26,18 +26,31 @@ int ma48_strong_components_entry(const int* n, const int* icn, const int* licn, 
 /// Defaults of the kernels.
 int ma50id_(double* cntl, int* icntl);
 
-/// Chooses the pivot sequence of a block.
+/// Chooses the pivot sequence of an m x n block by the Markowitz cost under a threshold.
+/// a, irn [la]: the ne entries by columns, none twice; column j begins at iq(j). jcn [la]: work.
+/// iq, ifirst, lenc, lastc, nextc [n]; ip, jfirst, lenr, lastr, nextr, iw [m]. In, if icntl(7) is 2:
+/// ifirst(k), the k-th column to pivot on, and ip, the priority of each row. Out, if info(1) is not below 0:
+/// ip(i), the place of row i; iq(k), the column at place k; np, the columns to factorise sparsely, those
+/// behind make up the full part. Else they are unset. cntl [4], icntl [7], info [7]; rinfo: operations of the
+/// choice.
 int MA50AD(const int* m, const int* n, const int* ne, const int* la, double* a, int* irn, int* jcn, int* iq,
            const double* cntl, const int* icntl, int* ip, int* np, int* jfirst, int* lenr, int* lastr,
            int* nextr, int* iw, int* ifirst, int* lenc, int* lastc, int* nextc, int* info, double* rinfo);
 
-/// Factorises a block.
+/// Factorises an m x n block by columns, in the order iq (null order: iq(1) = 0) with rows preferred by ip.
+/// aa, irna [ne]: the block by columns, which begin at iptra [n]. ip [m], in: the place of each row; out: as
+/// pivoted. np: the columns that go sparse, the others make up the full part. fact, irnf [lfact]: the
+/// factors, columns that end at iptrl [n] and whose U parts end at iptru [n], and behind them the full part.
+/// job: 1 choose pivots, 2 those of the factors held, 3 their order first. w [m], iw [m + 2 n]: work.
+/// cntl [4], icntl [7], info [7]; rinfo: operations.
 int MA50BD(const int* m, const int* n, const int* ne, const int* job, const double* aa, const int* irna,
            const int* iptra, const double* cntl, const int* icntl, int* ip, const int* iq, const int* np,
            const int* lfact, double* fact, int* irnf, int* iptrl, int* iptru, double* w, int* iw, int* info,
            double* rinfo);
 
-/// Solves with the factors of a block.
+/// Solves with the factors that MA50BD left of an m x n block, or the transposed system if trans is not 0.
+/// b [m, or n transposed]: kept. x [n, or m transposed]: out. w [2 max(m, n)]: work. Sets info(1) to -1 if m
+/// or n is below 1, else leaves it.
 int MA50CD(const int* m, const int* n, const int* icntl, const int* iq, const int* np, const int* trans,
            const int* lfact, const double* fact, const int* irnf, const int* iptrl, const int* iptru,
            const double* b, double* x, double* w, int* info);

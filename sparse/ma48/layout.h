@@ -16,14 +16,15 @@ inline std::int64_t keep_length(int m, int n) {
 }
 
 /// KEEP of an m x n matrix. One line knows where a part begins: the one that returns its element.
-///   |  m places  | n columns | n ends of U+L | n ends of U | n+1 starts | n+1 starts | 3 per block | 1 per |
-///   |  of rows   | in order  | (IPTRL)       | (IPTRU)     | in blocks  | off blocks | order, kind,| block |
-///   |            |           |               |             | (IPTRD)    | (IPTRO)    | start       |
-///   (LBLOCK) |
+///   | m places | n columns | n ends  | n ends  | n+1 starts | n+1 starts | 3 per block | 1 per block |
+///   | of rows  | in order  | of U+L  | of U    | in blocks  | off blocks | order, kind,| left to     |
+///   |          |           | (IPTRL) | (IPTRU) | (IPTRD)    | (IPTRO)    | start       | last        |
 /// Int is `int` or `const int`.
 template <class Int>
 class KeepView {
  public:
+  static constexpr int kBlockStride = 3;
+
   KeepView(Int* keep, int m, int n) : keep_(keep, keep_length(m, n)), m_(m), n_(n) {}
 
   Int& row_place(std::ptrdiff_t i) const { return keep_(i); }                 // of original row i
@@ -32,13 +33,13 @@ class KeepView {
   Int& upper_end(std::ptrdiff_t j) const { return keep_(iptru() + j); }       // IPTRU, relative to the block
   Int& diagonal_start(std::ptrdiff_t j) const { return keep_(iptrd() + j); }  // IPTRD, j = n+1: the end
   Int& off_diagonal_start(std::ptrdiff_t j) const { return keep_(iptro() + j); }  // IPTRO, j = n+1: the end
-  Int& block_order(std::ptrdiff_t block) const { return keep_(m_ + 5 * n_ + 3 * block); }      // NBLOCK
-  Int& block_kind(std::ptrdiff_t block) const { return keep_(m_ + 5 * n_ + 1 + 3 * block); }   // MBLOCK
-  Int& block_start(std::ptrdiff_t block) const { return keep_(m_ + 5 * n_ + 2 + 3 * block); }  // KBLOCK
+  Int& block_order(std::ptrdiff_t block) const { return keep_(of_block(0, block)); }  // NBLOCK
+  Int& block_kind(std::ptrdiff_t block) const { return keep_(of_block(1, block)); }   // MBLOCK
+  Int& block_start(std::ptrdiff_t block) const { return keep_(of_block(2, block)); }  // KBLOCK
   /// NB stands in the slot of block 1 when no routine is running: that block begins at 1.
   Int& block_count() const { return block_start(1); }
   Int& left_to_last(std::ptrdiff_t blocks, std::ptrdiff_t block) const {  // LBLOCK
-    return keep_(m_ + 5 * n_ + 2 + 3 * blocks + block);
+    return keep_(of_block(2, blocks) + block);
   }
 
   std::ptrdiff_t iptrl() const { return m_ + n_; }
@@ -49,6 +50,10 @@ class KeepView {
   Int* at(std::ptrdiff_t begin) const { return keep_.from(begin).data(); }
 
  private:
+  std::ptrdiff_t of_block(int which, std::ptrdiff_t block) const {
+    return m_ + 5 * n_ + which + kBlockStride * block;
+  }
+
   OneBased<Int> keep_;
   std::ptrdiff_t m_, n_;
 };
@@ -96,7 +101,7 @@ constexpr int kMa50CntlLength = 4;
 constexpr int kMa50IcntlLength = 7;
 constexpr int kMa50InfoLength = 7;
 
-/// What goes into an element of INFO that tells a length: at most what an array may have.
+/// What goes into an element of INFO: at most what an array may hold.
 inline int clamped_length(std::int64_t length) {
   return static_cast<int>(std::min<std::int64_t>(length, 0x7ffffffe));
 }

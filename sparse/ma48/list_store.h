@@ -12,6 +12,7 @@ namespace corvidnum {
 /// Packs a store of lists, whose order in the store stays.
 /// @param la    length of `a` and `ind`; at least `end` - 1
 /// @param a     [la] values that go with the indices; not looked at unless `reals`
+/// @param la    not looked at
 /// @param ind   [la] indices above 0; a 0 marks a free place
 /// @param lists number of lists
 /// @param ptr   [lists] first place of a list; a list with 0 or less is gone, its places are free
@@ -47,8 +48,8 @@ class ListStore {
   void erase(std::ptrdiff_t list, std::ptrdiff_t place) const;
   /// Makes room for `extra` more behind the list; false: there is none.
   bool grow(std::ptrdiff_t list, std::ptrdiff_t extra);
-  /// Adds an index, in front of the list if nothing but that place is free; false: there is no room. Such a
-  /// store has no values.
+  /// Adds an index: behind the list, else in front of it, else the list moves to the end; false: there is no
+  /// room. Such a store has no values.
   bool add(std::ptrdiff_t list, std::ptrdiff_t entry);
 
  private:

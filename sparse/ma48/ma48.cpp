@@ -227,9 +227,9 @@ unsigned char ma48::Solve(unsigned int count, double** vectors, unsigned char* f
   if ((mode != kAll && mode != kNoSolves && mode != kSolvesOnly) || !callback) return 0;
   if (mode != kSolvesOnly && !Prepare()) return 0;
   if (mode == kNoSolves) return status == 0;
-  if (count == 0 || !vectors || !flags) return 0;
+  if (count == 0 || !flags) return 0;
   if (std::find(flags, flags + count, 1) == flags + count) return 1;
-  if (status != 0) return 0;
+  if (status != 0 || !vectors) return 0;
   if (scratch) return SolveFlagged(count, vectors, flags, scratch, count > 1);
   double* const buffer = allocate_array<double>(n);
   const bool solved = buffer && SolveFlagged(count, vectors, flags, buffer, true);

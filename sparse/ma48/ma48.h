@@ -82,7 +82,7 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   /// @param scratch [Size()] work; null: allocated here. If given with `count` 1, the solution is left here
   ///                and vectors[0] keeps the right-hand side
   /// @return 0: failed, as above; silently also if mode is another, if there are no vectors to solve with,
-  ///         and in mode 2 behind a failed call
+  ///         and in mode 2 behind a failed call, or if the memory for the solution is refused
   unsigned char Solve(unsigned int count, double** vectors, unsigned char* flags, int mode, double* scratch);
 
  private:

@@ -19,7 +19,7 @@ using Index = std::ptrdiff_t;
 
 enum PivotChoice { kDiagonalPivots = 1, kGivenSequence = 2 };  // values of ICNTL(7)
 
-/// What MA50AD gets; the names of its arguments stand here once.
+/// What MA50AD gets, by its names.
 struct PivotArguments {
   Index m, n, ne, la;
   double* a;
@@ -124,7 +124,7 @@ PivotSelection::PivotSelection(const PivotArguments& x)
       n_(x.n),
       ne_(x.ne),
       density_(x.cntl[0] > 1 ? 1.0 : x.cntl[0]),
-      threshold_(std::clamp(x.cntl[1], 0.0, 1.0)),
+      threshold_(x.cntl[1] > 1.0 ? 1.0 : (x.cntl[1] < 0.0 ? 0.0 : x.cntl[1])),
       drop_tolerance_(x.cntl[2]),
       tolerance_(x.cntl[3] < 0 ? 0.0 : x.cntl[3]),  // a zero is never a pivot
       search_limit_(x.icntl[kSearchLimit - 1]),

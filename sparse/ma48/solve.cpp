@@ -66,7 +66,7 @@ class SolveRun {
         x_(x, nn_),
         error_(error),
         w_(w, 4 * static_cast<Index>(std::max(m, n))),
-        iw_(iw, std::max(m, n)) {
+        iw_(iw, m) {
     icntl5_[kDenseBlockSize - 1] = icntl[kDenseBlockSize - 1];
   }
 
@@ -79,6 +79,7 @@ class SolveRun {
   void restore_better(double error, double errorBefore);
   void find_residual();  // W has the residual and the sums of the rows that belong to X
   void find_backward_errors();
+  void note(Index i, Category category);
   int estimate_forward_error();
   bool has_category(Category category) const;
   void make_weights();  // W(1..MM) and W(MM+1..2*MM) are the weights of the categories
@@ -255,13 +256,19 @@ void SolveRun::find_backward_errors() {
     const double u = xmax_ * w_(2 * static_cast<Index>(mm_) + i);
     const double tau = (u + r) * nn_ * ctau;
     if (r + products > tau) {
-      iw_(i) = kByMatrixAndSolution;
+      note(i, kByMatrixAndSolution);
       raise_error(om1_, residual, r + products);
     } else {
-      iw_(i) = kBySolutionSize;
+      note(i, kBySolutionSize);
+      // A NaN counts here on purpose: the refinement then ends without an answer to trust.
       if (tau > 0.0 || std::isnan(residual)) raise_error(om2_, residual, u + products);
     }
   }
+}
+
+/// IW has M places and is read for square matrices only: what is beyond them is not kept.
+void SolveRun::note(Index i, Category category) {
+  if (i <= m_) iw_(i) = category;
 }
 
 int SolveRun::estimate_forward_error() {
