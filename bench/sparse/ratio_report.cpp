@@ -1,0 +1,81 @@
+#include "bench/sparse/ratio_report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <sstream>
+#include <tuple>
+#include <utility>
+
+namespace bench {
+namespace {
+
+/// Slope of the least-squares line through points.
+double slope(const std::vector<std::pair<double, double>>& points) {
+  double n = 0.0, x = 0.0, y = 0.0, xx = 0.0, xy = 0.0;
+  for (const auto& [px, py] : points) n += 1.0, x += px, y += py, xx += px * px, xy += px * py;
+  return (n * xy - x * y) / (n * xx - x * x);
+}
+
+}  // namespace
+
+bool RatioReport::Key::operator<(const Key& other) const {
+  return std::tie(what, family, order) < std::tie(other.what, other.family, other.order);
+}
+
+void RatioReport::ReportRuns(const std::vector<Run>& runs) {
+  ConsoleReporter::ReportRuns(runs);
+  for (const Run& run : runs) {
+    const auto counter = run.counters.find("best");
+    if (run.error_occurred || run.run_type != Run::RT_Iteration || counter == run.counters.end()) continue;
+    std::istringstream name(run.run_name.function_name);
+    Key key;
+    std::string order, solver;
+    std::getline(name, key.what, '/');
+    std::getline(name, key.family, '/');
+    std::getline(name, order, '/');
+    std::getline(name, solver, '/');
+    key.order = std::stoi(order);
+    const auto [time, is_new] = best_[key].emplace(solver, counter->second.value);
+    if (!is_new) time->second = std::min(time->second, counter->second.value);
+  }
+}
+
+void RatioReport::Finalize() {
+  ConsoleReporter::Finalize();
+  print_ratios();
+  print_growth();
+}
+
+void RatioReport::print_ratios() const {
+  std::printf("\n%-12s %-10s %7s %10s  %-10s %6s\n", "what", "family", "order", ours_.c_str(), "peer",
+              "ratio");
+  for (const auto& [key, times] : best_) {
+    const auto ours = times.find(ours_);
+    auto fastest = times.end();
+    for (auto t = times.begin(); t != times.end(); ++t) {
+      if (t != ours && (fastest == times.end() || t->second < fastest->second)) fastest = t;
+    }
+    if (ours == times.end() || fastest == times.end()) continue;
+    std::printf("%-12s %-10s %7d %8.2fms  %-10s %6.2f\n", key.what.c_str(), key.family.c_str(), key.order,
+                1e3 * ours->second, fastest->first.c_str(), ours->second / fastest->second);
+  }
+}
+
+void RatioReport::print_growth() const {
+  using Line = std::tuple<std::string, std::string, std::string>;
+  std::map<Line, std::vector<std::pair<double, double>>> points;
+  for (const auto& [key, times] : best_) {
+    for (const auto& [solver, time] : times)
+      points[{key.what, key.family, solver}].emplace_back(std::log(key.order), std::log(time));
+  }
+  std::printf("\n%-12s %-10s %-10s %s\n", "what", "family", "solver", "time grows with order to the power");
+  for (const auto& [line, list] : points) {
+    if (list.size() < 2) continue;
+    std::printf("%-12s %-10s %-10s %.2f\n", std::get<0>(line).c_str(), std::get<1>(line).c_str(),
+                std::get<2>(line).c_str(), slope(list));
+  }
+}
+
+}  // namespace bench
