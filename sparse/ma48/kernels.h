@@ -49,7 +49,7 @@ int MA50BD(const int* m, const int* n, const int* ne, const int* job, const doub
            double* rinfo);
 
 /// Solves with the factors that MA50BD left of an m x n block, or the transposed system if trans is not 0.
-/// b [m, or n transposed]: kept. x [n, or m transposed]: out. w [2 max(m, n)]: work. Sets info(1) to -1 if m
+/// b [m, or n transposed]: kept. x [n, or m transposed]: out. w [max(m, n)]: work. Sets info(1) to -1 if m
 /// or n is below 1, else leaves it.
 int MA50CD(const int* m, const int* n, const int* icntl, const int* iq, const int* np, const int* trans,
            const int* lfact, const double* fact, const int* irnf, const int* iptrl, const int* iptru,

@@ -16,5 +16,7 @@ build_and_run() {
 }
 build_and_run numeric_c corvidnum "$cc" "$sources/numeric.c"
 build_and_run numeric_fortran corvidnum gfortran "$sources/numeric.f90"
+build_and_run sparse_c corvidnum "$cc" "$sources/sparse.c"
+build_and_run sparse_fortran corvidnum gfortran "$sources/sparse.f90"
 build_and_run matrices corvidnum "$cxx" -std=c++17 "$sources/matrices.cpp"
 build_and_run host "corvidnum corvid" "$cxx" -std=c++17 "$sources/host.cpp"

@@ -1,0 +1,495 @@
+// The road from a matrix to its solution through the exported routines: analysis, factorisation, solution.
+
+#include <array>
+#include <climits>
+#include <functional>
+#include <limits>
+#include <set>
+#include <thread>
+
+#include "sparse/ma48/kernels.h"
+#include "tests/sparse/ma48/routines.h"
+
+namespace {
+
+using namespace reference;
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+double largest(const Vector& x) {
+  double result = 0.0;
+  for (const double value : x) result = std::max(result, std::fabs(value));
+  return result;
+}
+double largest_difference(Vector x, const Vector& y) {
+  std::transform(x.begin(), x.end(), y.begin(), x.begin(), std::minus<>());
+  return largest(x);
+}
+
+std::vector<Coordinates> regular_matrices(Random& random) {
+  std::vector<Coordinates> result = {Coordinates{1, 1, {1}, {1}, {4.0}},
+                                     shuffled(banded_matrix(40, 2, 3, random), random),
+                                     block_triangular_matrix({1, 1, 5, 1, 8, 2, 1, 12, 3, 7}, random),
+                                     block_triangular_matrix(Ints(15, 1), random),
+                                     column_matrix(12, 4, random),
+                                     shuffled(column_matrix(25, 3, random), random),
+                                     shuffled(flowsheet_matrix(20, 5, random), random)};
+  result.push_back(with_faulty_entries(result[2], 5, 4, random));
+  result.push_back(with_faulty_entries(result[6], 10, 4, random));
+  for (int n = 5; n <= 40; n += 7) {
+    Coordinates a = random_matrix(n, n, 3.0 / n, random);
+    for (int i = 1; i <= n; ++i) a.add(i, n + 1 - i, 3.0 + uniform(random));
+    result.push_back(a);
+  }
+  return result;
+}
+
+TEST(Ma48Analysis, FindsTheBlocks) {
+  Random random(6);
+  Solver solver(block_triangular_matrix({1, 1, 5, 2, 1, 3}, random));
+  ASSERT_EQ(0, solver.analyse());
+  std::multiset<int> general;
+  int triangular = 0;
+  const auto keep = solver.view();
+  for (int block = 1; block <= keep.block_count(); ++block) {
+    if (keep.block_kind(block) < 0) {
+      triangular += keep.block_order(block);
+    } else {
+      general.insert(keep.block_order(block));
+    }
+  }
+  EXPECT_EQ((std::multiset<int>{2, 3, 5}), general);
+  EXPECT_EQ(3, triangular);
+  EXPECT_EQ((Ints{13, 5, 10, 13}), (Ints{solver.info[4], solver.info[6], solver.info[7], solver.info[9]}));
+
+  Solver diagonal(banded_matrix(12, 0, 0, random), 24);
+  EXPECT_EQ(0, diagonal.analyse());
+  EXPECT_EQ((Ints{1, -12}), (Ints{diagonal.view().block_count(), diagonal.view().block_kind(1)}));
+}
+
+TEST(Ma48Analysis, LeavesMarkedColumnsLast) {
+  Random random(2);
+  Solver solver(banded_matrix(8, 7, 7, random), 400);
+  solver.icntl[corvidnum::kColumnsLast - 1] = 1;
+  solver.marks = {1, 1, 0, 1, 1, 0, 1, 1};
+  ASSERT_EQ(0, solver.analyse());
+  const auto keep = solver.view();
+  EXPECT_EQ(2, keep.left_to_last(1, 1));
+  EXPECT_EQ((std::set<int>{3, 6}), (std::set<int>{keep.column_at(7), keep.column_at(8)}));
+}
+
+TEST(Ma48Analysis, ReportsFaultsInItsOrder) {
+  using Change = std::function<void(Solver&)>;
+  const auto allow_singular = [](Solver& s) { s.icntl[corvidnum::kSingularIsError - 1] = 0; };
+  const auto column_3_to = [](Solver& s, int column) {
+    std::replace(s.matrix.columns.begin(), s.matrix.columns.end(), 3, column);
+  };
+  const std::pair<Change, int> table[] = {
+      {[](Solver& s) { s.matrix.m = 0; }, -1},
+      {[](Solver& s) { s.matrix.n = INT_MIN, s.job = 9; }, -1},
+      {[](Solver& s) { s.matrix.values.clear(); }, -2},
+      {[](Solver& s) { s.la = 2 * s.matrix.entries() - 1, s.job = 0; }, -3},
+      {[](Solver& s) { s.job = 0; }, -6},
+      {[](Solver& s) { s.job = 4; }, -6},
+      {[](Solver& s) { s.job = 2; }, -5},  // without permutations
+      {[](Solver& s) { s.job = 2, s.order = {1, 2, 3, 4, 5, 6, 1, 2, 3, 4, 5, 1}; }, -5},
+      {[&](Solver& s) { column_3_to(s, 4); }, -4},
+      {[&](Solver& s) { column_3_to(s, 0), allow_singular(s); }, 3},
+      {[&](Solver& s) {  // columns 1 and 2 have row 1 only, which a full part does not see
+         for (int k = 0; k < s.matrix.entries(); ++k) {
+           if (s.matrix.columns[k] <= 2 && s.matrix.rows[k] != 1) s.matrix.rows[k] = 0;
+         }
+         allow_singular(s);
+         s.cntl[corvidnum::kDensity - 1] = 0.0;
+       },
+       3},
+      {[&](Solver& s) { s.matrix.columns.assign(s.matrix.entries(), INT_MAX), allow_singular(s); }, 3},
+      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), std::nan("")); }, 2},
+  };
+  for (const auto& row : table) {
+    SCOPED_TRACE(&row - table);
+    Random random(1);
+    Solver solver(banded_matrix(6, 1, 1, random));
+    row.first(solver);
+    EXPECT_EQ(row.second, solver.analyse());
+    EXPECT_TRUE(row.second != -3 || solver.info[2] == 2 * solver.matrix.entries());
+  }
+}
+
+TEST(Ma48Analysis, AsksForAsMuchAsAnArrayMayHave) {
+  const int order = 5, most = INT_MAX, job = 1;
+  Ints info(12), icntl(9);
+  Vector cntl(5);
+  ma48ad_(&order, &order, &most, &job, &most, nullptr, nullptr, nullptr, nullptr, cntl.data(), icntl.data(),
+          nullptr, info.data(), nullptr);
+  EXPECT_EQ((Ints{-3, 0x7ffffffe}), (Ints{info[0], info[2]}));
+}
+
+TEST(Ma48Defaults, AreWritten) {
+  Vector cntl(5), kernel_cntl(4);
+  Ints icntl(9), kernel_icntl(7);
+  ma48id_(cntl.data(), icntl.data());
+  corvidnum::ma50id_(kernel_cntl.data(), kernel_icntl.data());
+  EXPECT_EQ((Vector{0.5, 0.1, 0.0, 0.0, 0.5}), cntl);
+  EXPECT_EQ((Ints{6, 6, 2, 3, 32, 1, 1, 0, 10}), icntl);
+  EXPECT_EQ((Vector{0.5, 0.1, 0.0, 0.0}), kernel_cntl);
+  EXPECT_EQ((Ints{6, 6, 1, 3, 32, 0, 0}), kernel_icntl);
+}
+
+/// Both systems are solved, by basic solutions.
+void expect_solved(Solver& solver, Random& random, double limit = 1e-11, int job = 1) {
+  for (const int transposed : {0, 1}) {
+    const Vector truth = random_vector(transposed ? solver.matrix.m : solver.matrix.n, random);
+    const Vector b = multiply(solver.matrix, truth, transposed != 0);
+    const Vector x = solver.solve(b, transposed, job);
+    EXPECT_LT(scaled_residual(solver.matrix, x, b, transposed != 0), limit)
+        << "transposed " << transposed << ", job " << job;
+    EXPECT_EQ(solver.info[0], 0);
+    EXPECT_LE(std::count_if(x.begin(), x.end(), [](double v) { return v != 0.0; }), solver.info[4]);
+    if (job == 1 || limit > 1e-10) continue;
+    EXPECT_LT(solver.error[0] + solver.error[1], limit);
+    EXPECT_EQ(solver.error[2] > 0.0, job == 4 && solver.error[0] + solver.error[1] > 0.0);
+  }
+}
+
+/// INFO tells what was dropped and what was summed, and the matrix stays as it was given.
+void expect_entries_counted(Solver& solver) {
+  std::set<std::pair<int, int>> places;
+  int strays = 0;
+  for (int k = 0; k < solver.matrix.entries(); ++k) {
+    if (solver.matrix.counts(k)) {
+      places.emplace(solver.matrix.rows[k], solver.matrix.columns[k]);
+    } else {
+      ++strays;
+    }
+  }
+  const int kept = static_cast<int>(places.size());
+  EXPECT_EQ(strays, solver.info[11]);
+  EXPECT_EQ(solver.matrix.entries() - strays - kept, solver.info[10]);
+  EXPECT_EQ(solver.info[0] % 2 == 1, solver.info[10] + solver.info[11] > 0);
+  EXPECT_EQ(kept, solver.view().off_diagonal_start(solver.matrix.n + 1) - 1);
+  EXPECT_TRUE(std::equal(solver.matrix.values.begin(), solver.matrix.values.end(), solver.a.begin()));
+}
+
+/// Columns that JOB 2 and 3 take as they were: those of general blocks that were not left to last, if any
+/// were.
+std::vector<char> kept_columns(Solver& solver) {
+  const auto keep = solver.view();
+  const int blocks = keep.block_count();
+  std::vector<char> kept(solver.matrix.n + 1);
+  for (int block = 1, j = 1; solver.icntl[7] != 0 && block <= blocks; ++block) {
+    const int end = j + keep.block_order(block), last = keep.left_to_last(blocks, block);
+    for (; j < end; ++j) kept[keep.column_at(j)] = keep.block_kind(block) >= 0 && last > 0 && j < end - last;
+  }
+  return kept;
+}
+
+TEST(Ma48Routines, EveryJobAgreesWithTheFirstHoweverTheMatrixIsAnalysed) {
+  Random random(21);
+  int trial = 0, several = 0;
+  for (const Settings& settings : kSettings) {
+    for (const Coordinates& matrix : regular_matrices(random)) {
+      SCOPED_TRACE(testing::Message() << settings.name << ", trial " << ++trial << ", order " << matrix.n);
+      Solver solver(matrix);
+      solver.use(settings, random);
+      solver.icntl[4] = trial % 3 == 2 ? 32 : trial % 3;
+      solver.cntl[1] = 0.5;  // columns left to last let elements grow
+      ASSERT_GE(solver.analyse(), 0);
+      expect_entries_counted(solver);
+      several += settings.columns_last && solver.view().block_count() > 1;
+      const std::vector<char> kept = kept_columns(solver);
+      int overlooked = 0;  // named as changing, and still kept: one column a block at most
+      for (int j = 1; j <= matrix.n; ++j) overlooked += kept[j] && solver.marks[j - 1] == 0;
+      EXPECT_LE(overlooked, settings.job == 2 ? 0 : solver.view().block_count());
+      for (const int job : {1, 2, 3, 2, 3}) {
+        Solver fresh = solver;
+        ASSERT_EQ(fresh.factor(1), 0);
+        ASSERT_EQ(solver.factor(job), 0) << "job " << job;
+        EXPECT_EQ(solver.info[4], matrix.n);
+        expect_solved(solver, random, 1e-11, 1 + ++trial % 4);
+        const Vector b = random_vector(matrix.n, random), x = fresh.solve(b);
+        EXPECT_LT(largest_difference(solver.solve(b), x), 1e-8 * largest(x)) << "job " << job;
+        for (int k = 0; k < matrix.entries(); ++k) {
+          if (!matrix.counts(k) || !kept[matrix.columns[k]])
+            solver.matrix.values[k] *= 1.0 + 0.05 * uniform(random);
+        }
+      }
+    }
+  }
+  EXPECT_GT(several, 5);
+}
+
+TEST(Ma48Routines, EveryLengthFromTheLeastLeadsToASolution) {
+  Random random(22);
+  for (int trial = 0; trial < 25; ++trial) {
+    const Coordinates matrix =
+        trial % 5 == 0   ? shuffled(banded_matrix(number(random, 10, 40), 2, 1, random), random)
+        : trial % 5 == 1 ? shuffled(column_matrix(6, 3, random), random)
+        : trial % 5 == 2 ? shuffled(flowsheet_matrix(12, 4, random), random)
+        : trial % 5 == 3
+            ? random_matrix(20, 20, 0.3, random)
+            : with_faulty_entries(block_triangular_matrix({4, 1, 8, 2, 1, 6, 9}, random), 5, 4, random);
+    int enough = 2 * matrix.entries();
+    for (int length = enough; length <= enough; ++length) {
+      SCOPED_TRACE(testing::Message() << "order " << matrix.n << ", length " << length);
+      Solver solver(matrix, length);
+      ASSERT_GE(solver.analyse_with_room(), 0);
+      Solver again = solver;
+      ASSERT_EQ(0, solver.with_room(corvidnum::kFactorLength, [&] {
+        const int status = solver.factor(), needed = solver.info[3];
+        if (status == -3) {
+          EXPECT_EQ(solver.factor(2), -7);  // no factors to build on
+          solver.info[3] = needed;
+        }
+        return status;
+      }));
+      if (solver.la > enough) enough = solver.la;
+      for (const int job : {1, 3}) {
+        ASSERT_EQ(solver.factor(job), 0);
+        expect_solved(solver, random);
+      }
+      again.resize(solver.la);  // as a class does that loses its arrays
+      ASSERT_GE(again.analyse(), 0);
+      EXPECT_EQ(again.factor(), 0);
+    }
+    EXPECT_GT(enough, 2 * matrix.entries());
+  }
+}
+
+TEST(Ma48Routines, TriangularBlockWithNullDiagonalBecomesGeneral) {
+  Random random(23);
+  Solver solver(block_triangular_matrix({1, 1, 1, 1, 1}, random));
+  ASSERT_EQ(solver.analyse(), 0);
+  ASSERT_EQ(solver.view().block_kind(1), -5);
+  ASSERT_EQ(solver.factor(), 0);
+  const Vector values = solver.matrix.values;
+  for (double& value : solver.matrix.values) value = value > 1.0 ? 0.0 : value;  // diagonals are above 1
+  EXPECT_EQ(solver.factor(2), -7);
+  EXPECT_EQ(solver.factor(1), 2);
+  EXPECT_EQ(solver.view().block_kind(1), 5);
+  EXPECT_LT(solver.info[4], 5);
+  solver.matrix.values = values;
+  for (const int job : {1, 2, 3}) {
+    EXPECT_EQ(solver.factor(job), 0);
+    expect_solved(solver, random);
+  }
+}
+
+TEST(Ma48Routines, FaultsHaveTheirStatusAndLeaveARetryPossible) {
+  Random random(24);
+  Solver sound(block_triangular_matrix({6, 1, 1, 7, 5}, random));
+  ASSERT_EQ(sound.analyse(), 0);
+  ASSERT_EQ(sound.factor(), 0);
+  const struct {
+    std::function<void(Solver&)> change;
+    int job, status;
+  } factorisations[] = {
+      {[](Solver& s) { s.matrix.m = 0; }, 1, -1},
+      {[](Solver& s) { s.matrix.values.clear(); }, 1, -2},
+      {[](Solver& s) { s.la = 2 * s.matrix.entries() - 1; }, 1, -3},
+      {[](Solver&) {}, 0, -6},
+      {[](Solver&) {}, 4, -6},
+      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), 0.0); }, 1, 2},
+      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), 0.0); }, 2, -7},
+      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), kNaN); }, 1, 2},
+      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), kNaN); }, 2, -7},
+      {[](Solver& s) { s.cntl[2] = 0.3, s.factor(); }, 2, -6},
+      {[](Solver& s) { s.cntl[2] = 0.3, s.factor(); }, 3, -6},
+  };
+  for (const auto& row : factorisations) {
+    SCOPED_TRACE(&row - factorisations);
+    Solver solver = sound;
+    row.change(solver);
+    EXPECT_EQ(solver.factor(row.job), row.status);
+    if (row.status != -7) continue;
+    solver.matrix = sound.matrix;
+    for (const int job : {2, 1}) {
+      EXPECT_EQ(solver.factor(job), 0);
+      expect_solved(solver, random);
+    }
+  }
+  const int n = sound.matrix.n, last = std::numeric_limits<int>::max();
+  const Vector b = random_vector(n, random), untouched(n, 77.0);
+  const struct {
+    std::function<void(Solver&)> change;
+    int job, status;
+  } solutions[] = {{[](Solver& s) { s.matrix.n = 0; }, 1, -1},
+                   {[](Solver&) {}, 0, -6},
+                   {[](Solver&) {}, 5, -6},
+                   {[&](Solver& s) { s.keep[0] = last; }, 1, -7},
+                   {[&](Solver& s) { s.keep[n] = last; }, 1, -7},
+                   {[&](Solver& s) { s.keep[2 * n] = last; }, 1, -7},
+                   {[&](Solver& s) { s.keep[4 * n + 1] = last; }, 1, -7},
+                   {[&](Solver& s) { s.keep[6 * n + 2] = last; }, 1, -7},
+                   {[&](Solver& s) { s.keep[6 * n + 4] = last; }, 1, -7}};
+  for (const auto& row : solutions) {
+    SCOPED_TRACE(&row - solutions);
+    Solver solver = sound;
+    row.change(solver);
+    EXPECT_EQ(solver.solve(b, 1, row.job), untouched);
+    EXPECT_EQ(solver.info[0], row.status);
+  }
+  // KEEP as no analysis leaves it, each element in turn far off: all ends inside of the arrays.
+  for (std::size_t k = 0; k < sound.keep.size(); ++k) {
+    for (const int value : {-2147483647 - 1, 0, last}) {
+      for (const int job : {1, 2, 3}) {
+        Solver solver = sound;
+        solver.keep[k] = value;
+        for (const int transposed : {0, 1}) solver.solve(b, transposed, 3);
+        solver.factor(job);
+      }
+    }
+  }
+}
+
+/// Blocks with nothing between them, of ones along a cycle: those of even order lack one of their pivots.
+Coordinates separate_cycles(const Ints& orders, Random& random) {
+  const int n = std::accumulate(orders.begin(), orders.end(), 0);
+  Coordinates a{n, n, {}, {}, {}};
+  int first = 1;
+  for (const int order : orders) {
+    for (int k = 0; k < order; ++k) {
+      a.add(first + k, first + k, 1.0);
+      if (order > 1) a.add(first + k, first + (k + 1) % order, 1.0);
+    }
+    first += order;
+  }
+  return shuffled(a, random);
+}
+
+TEST(Ma48Routines, RectangularAndDeficientSystemsHaveTheirRankAndASolution) {
+  Random random(25);
+  for (int trial = 0; trial < 800; ++trial) {
+    Coordinates a = random_matrix(number(random, 1, 30), number(random, 1, 30), 0.15, random);
+    if (trial % 4 == 0) a = random_matrix(a.m, a.m, 0.4, random);
+    if (trial % 4 == 1) {
+      a = shuffled(low_rank_matrix(a.m, a.n, number(random, 1, std::min(a.m, a.n)), random), random);
+    } else if (trial % 4 == 2) {
+      a = separate_cycles({6, 1, 8, 5, 1, 10, 7}, random);
+    }
+    const int m = a.m, n = a.n;
+    if (a.entries() == 0) continue;
+    if (trial % 5 == 0) a = with_faulty_entries(a, 5, 5, random);
+    SCOPED_TRACE(testing::Message() << "trial " << trial << ", " << m << " x " << n);
+    Solver solver(a, 2 * a.entries());
+    solver.use(kSettings[trial % 9], random);
+    solver.icntl[4] = std::array{32, 1, 0, 2, 3, 8, INT_MAX, -3}[trial % 8];
+    solver.icntl[6] = 0;
+    solver.cntl[0] = std::array{0.5, 0.0, 2.0}[trial / 3 % 3];  // all, some or nothing of it is a full part
+    solver.cntl[3] = 1e-9;  // what dependence leaves of a column is rounding
+    ASSERT_GE(solver.analyse_with_room(), 0);
+    EXPECT_LE(solver.info[4], std::min(m, n));
+    expect_entries_counted(solver);
+    for (int k = 0; trial % 4 == 2 && k < a.entries(); ++k) {  // a null column where a pivot was chosen
+      if (a.columns[k] % 6 == 0) solver.matrix.values[k] = 0.0;
+    }
+    const int rank = dense_rank(dense(solver.matrix));
+    ASSERT_GE(solver.with_room(corvidnum::kFactorLength, [&] { return solver.factor(); }), 0);
+    for (const int job : {1, 3}) {
+      EXPECT_EQ(solver.factor(job), rank < std::min(m, n) ? 2 : 0);
+      EXPECT_EQ(solver.info[4], rank);
+      for (const int solveJob : {1, 3, 4}) expect_solved(solver, random, 1e-9, solveJob);
+      EXPECT_TRUE(m == n || solver.error[2] == 0.0);
+    }
+  }
+}
+
+TEST(Ma48Routines, BadlyScaledSystems) {
+  Random random(28);
+  for (int trial = 0; trial < 20; ++trial) {
+    const Coordinates a = badly_scaled(column_matrix(12, 4, random), 6.0, random);
+    Solver solver(a);
+    ASSERT_EQ(solver.analyse(), 0);
+    ASSERT_EQ(solver.factor(), 0);
+    for (const int transposed : {0, 1}) {
+      const Vector b = multiply(a, random_vector(a.n, random), transposed != 0);
+      const Vector x = solver.solve(b, transposed), product = multiply(a, x, transposed != 0);
+      // By norms: the pivot threshold is one of columns, so a row of small entries may fare worse.
+      EXPECT_LT(largest_difference(b, product), 1e-12 * (norm1(dense(a)) * norm1(x) + norm1(b)));
+    }
+  }
+}
+
+/// A factorised solver whose matrix is then changed a little: solutions have errors well above rounding.
+Solver with_other_factors(const Coordinates& a, double change, Random& random) {
+  Solver solver(a);
+  EXPECT_EQ(solver.analyse(), 0);
+  EXPECT_EQ(solver.factor(), 0);
+  for (int k = 0; k < a.entries(); ++k)
+    solver.matrix.values[k] = solver.a[solver.jcn[k] - 1] *= 1.0 + change * uniform(random);
+  return solver;
+}
+
+TEST(Ma48Routines, BackwardErrorIsThatOfTheSolution) {
+  Random random(23);
+  Solver solver = with_other_factors(shuffled(flowsheet_matrix(20, 5, random), random), 1e-6, random);
+  for (const int transposed : {0, 1}) {
+    solver.icntl[8] = 10;
+    const Vector b = random_vector(solver.matrix.n, random), x = solver.solve(b, transposed, 2);
+    const double backward = scaled_residual(solver.matrix, x, b, transposed != 0);
+    const struct { int job, most, status; } calls[] = {{2, 10, 0}, {3, 10, 0}, {3, 1, -8}};
+    for (const auto& call : calls) {
+      solver.icntl[8] = call.most;
+      EXPECT_EQ(solver.solve(b, transposed, call.job), x);  // a correction alone has the greater error
+      EXPECT_EQ(solver.info[0], call.status);
+      EXPECT_NEAR(solver.error[0] / backward, 1.0, 1e-6);
+      EXPECT_GT(solver.error[0], 1e-9);
+      EXPECT_EQ(solver.error[1], 0.0);
+    }
+    solver.icntl[8] = 0;
+    EXPECT_EQ(solver.solve(b, transposed, 2), Vector(b.size()));
+    EXPECT_EQ(solver.info[0], -8);
+  }
+}
+
+TEST(Ma48Routines, ForwardErrorIsBounded) {
+  Random random(24);
+  for (int trial = 0; trial < 40; ++trial) {
+    Solver solver = with_other_factors(shuffled(column_matrix(10, 3, random), random), 1e-7, random);
+    const int transposed = trial % 2;
+    const Vector truth = random_vector(solver.matrix.n, random);
+    const Vector x = solver.solve(multiply(solver.matrix, truth, transposed != 0), transposed, 4);
+    EXPECT_EQ(solver.info[0], 0);
+    const double error = largest_difference(x, truth) / largest(x);
+    EXPECT_GT(solver.error[2] * 10.0, error);
+    EXPECT_LT(solver.error[2], 100.0 * error);  // not a bound that is always true
+  }
+}
+
+TEST(Ma48Routines, NotANumberEndsAndShows) {
+  Random random(27);
+  Solver solver(column_matrix(5, 2, random));
+  ASSERT_EQ(solver.analyse(), 0);
+  ASSERT_EQ(solver.factor(), 0);
+  Vector b = random_vector(solver.matrix.n, random);
+  b[3] = kNaN;
+  solver.icntl[8] = std::numeric_limits<int>::max();
+  for (int job = 2; job <= 4; ++job) {
+    solver.solve(b, 0, job);
+    EXPECT_TRUE(std::isnan(solver.error[0] + solver.error[1]));
+    EXPECT_EQ(solver.info[0], job == 2 ? 0 : -8);
+  }
+}
+
+TEST(Ma48Routines, ThreadsSolveSeparately) {
+  const auto work = [](unsigned seed) {
+    Random random(seed);
+    Vector results;
+    for (int pass = 0; pass < 10; ++pass) {
+      Solver solver(shuffled(flowsheet_matrix(12, 5, random), random));
+      EXPECT_EQ(solver.analyse(), 0);
+      EXPECT_EQ(solver.factor(), 0);
+      const Vector x = solver.solve(random_vector(solver.matrix.n, random), 0, 4);
+      results.insert(results.end(), x.begin(), x.end());
+      results.push_back(solver.error[2]);
+    }
+    return results;
+  };
+  Vector alone[4], together[4];
+  for (unsigned seed = 0; seed < 4; ++seed) alone[seed] = work(seed);
+  std::vector<std::thread> threads;
+  for (unsigned seed = 0; seed < 4; ++seed) threads.emplace_back([&, seed] { together[seed] = work(seed); });
+  for (std::thread& thread : threads) thread.join();
+  for (int seed = 0; seed < 4; ++seed) EXPECT_EQ(alone[seed], together[seed]);
+}
+
+}  // namespace
