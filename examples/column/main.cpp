@@ -52,41 +52,78 @@ std::unique_ptr<DebugOut> open_log(const std::string& name) {
   return there ? std::move(log) : nullptr;
 }
 
+/// Complains of what came of a case.
+int complain_of(const Options& options, int code, const std::string& what) {
+  return complain(code, options.case_path + ": " + what);
+}
+
+/// Prints the answer of the bubble-point method.
+int show_bubble_point(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                      const column::Solution& solution) {
+  const column::Closure closed = column::closure(c, flows, solution.profile);
+  fmt::print("{}", column::report(c, flows, solution, closed));
+  if (!c.compare_with.empty())
+    fmt::print("{}", column::report(c, solution, column::compare_with_other(c, solution)));
+  if (std::fflush(stdout) != 0) return complain(kBadInput, "standard output cannot be written");
+  if (closed.worst() <= column::Closure::kLimit) return kSolved;
+  return complain_of(options, kInexact,
+                     fmt::format("balances close only to {:.1e}, not to {:g}: K-values lie too far apart",
+                                 closed.worst(), column::Closure::kLimit));
+}
+
 /// Solves the case once more through the dense matrix and prints how far the answers are apart.
-int check_dense(const column::ColumnCase& c, const column::InternalFlows& flows,
-                const column::AccelerationSettings& acceleration, const column::Solution& arrow) {
-  const column::Solution dense = column::solve(c, flows, column::Solver::kDense, acceleration);
+int check_dense(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                const column::Solution& arrow) {
+  if (arrow.outcome != column::Outcome::kOk)
+    return complain_of(options, kNotConverged, "nothing to check by the dense matrix: " + arrow.complaint);
+  const column::Solution dense = column::solve(c, flows, column::Solver::kDense, options.acceleration);
   if (dense.outcome != column::Outcome::kOk)
-    return complain(kNotConverged, "dense run not converged: " + dense.complaint);
+    return complain_of(options, kNotConverged, "dense run not converged: " + dense.complaint);
   const column::DenseCheck check{column::solver_difference(c, flows, arrow.profile.temperature),
                                  column::profile_difference(arrow.profile, dense.profile), dense.passes(),
                                  dense.seconds};
   fmt::print("{}", column::report(check));
   if (check.largest() <= column::DenseCheck::kLimit) return kSolved;
-  return complain(kInexact, fmt::format("arrow and dense solutions differ by {:.1e}, more than {:g}",
-                                        check.largest(), column::DenseCheck::kLimit));
+  return complain_of(options, kInexact,
+                     fmt::format("arrow and dense solutions differ by {:.1e}, more than {:g}",
+                                 check.largest(), column::DenseCheck::kLimit));
+}
+
+/// Tells how far Newton's answer is from the bubble-point one, as the report did in numbers.
+int judge_newton(const Options& options, const column::ColumnCase& c, const column::Solution& bubble_point,
+                 const column::Closure& closed, const column::NewtonCheck& check) {
+  if (!(closed.worst() <= column::Closure::kLimit))
+    return complain_of(options, kInexact,
+                       fmt::format("newton: balances close only to {:.1e}, not to {:g}", closed.worst(),
+                                   column::Closure::kLimit));
+  if (bubble_point.outcome != column::Outcome::kOk) {
+    fmt::print("no comparison was possible: the bubble-point method has not converged: {}\n",
+               bubble_point.complaint);
+    return kSolved;
+  }
+  if (check.largest() <= column::NewtonCheck::kLimit) return kSolved;
+  return complain_of(options, kInexact,
+                     fmt::format("newton and bubble-point answers differ by {:.1e}, more than {:g}: is the "
+                                 "tolerance of {:g} too loose?",
+                                 check.largest(), column::NewtonCheck::kLimit, c.tolerance));
 }
 
 /// Solves the case as one system too. Prints that answer and how far it is from the bubble-point one.
-/// @param profile  in: the bubble-point answer; out: Newton's, on kSolved
-int solve_by_newton(const column::ColumnCase& c, const column::InternalFlows& flows,
-                    column::Profile& profile) {
+/// @param answer  out: on kSolved
+int solve_by_newton(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                    const column::Solution& bubble_point, column::Profile& answer) {
+  const bool compared = bubble_point.outcome == column::Outcome::kOk;
   const column::NewtonSolution newton = column::solve_newton(c, flows);
   if (newton.outcome != column::Outcome::kOk)
-    return complain(kNotConverged, "newton: not converged: " + newton.complaint);
+    return complain_of(options, kNotConverged,
+                       "newton: not converged: " + newton.complaint +
+                           (compared ? "" : "; nor is the bubble-point method: " + bubble_point.complaint));
   const column::Closure closed = column::closure(c, flows, newton.profile);
-  const column::NewtonCheck check{column::profile_difference(profile, newton.profile)};
+  column::NewtonCheck check;
+  if (compared) check.difference = column::profile_difference(bubble_point.profile, newton.profile);
   fmt::print("{}", column::report(c, flows, newton, closed, check));
-  if (!(closed.worst() <= column::Closure::kLimit))
-    return complain(kInexact, fmt::format("newton: balances close only to {:.1e}, not to {:g}",
-                                          closed.worst(), column::Closure::kLimit));
-  if (!(check.largest() <= column::NewtonCheck::kLimit))
-    return complain(kInexact,
-                    fmt::format("newton and bubble-point answers differ by {:.1e}, more than {:g}: is the "
-                                "tolerance of {:g} too loose?",
-                                check.largest(), column::NewtonCheck::kLimit, c.tolerance));
-  profile = newton.profile;
-  return kSolved;
+  answer = newton.profile;
+  return judge_newton(options, c, bubble_point, closed, check);
 }
 
 /// Converges the case in each of the ways there are and prints them side by side.
@@ -95,12 +132,12 @@ int compare(const Options& options, const column::ColumnCase& c, const column::I
   const column::MethodComparison comparison = column::compare_methods(c, flows, options.acceleration, log);
   fmt::print("{}", column::report(c, comparison));
   if (const auto* run = comparison.failed())
-    return complain(kNotConverged,
-                    fmt::format("acceleration {}: not converged: {}", run->name, run->solution.complaint));
+    return complain_of(options, kNotConverged,
+                       fmt::format("acceleration {}: not converged: {}", run->name, run->solution.complaint));
   if (const auto* run = comparison.disagreeing())
-    return complain(kInexact,
-                    fmt::format("acceleration {} comes out {:.1e} {} away, more than {:g}", run->name,
-                                run->apart, c.model->scale().common_unit, comparison.limit));
+    return complain_of(options, kInexact,
+                       fmt::format("acceleration {} comes out {:.1e} {} away, more than {:g}", run->name,
+                                   run->apart, c.model->scale().common_unit, comparison.limit));
   return kSolved;
 }
 
@@ -113,27 +150,20 @@ int solve_case(const Options& options) {
     return complain(kBadInput, options.log_name + ".LOG: cannot be written");
   const column::Solution solution =
       column::solve(c, flows, column::Solver::kArrow, options.acceleration, log.get());
-  if (solution.outcome != column::Outcome::kOk)
-    return complain(kNotConverged,
-                    fmt::format("{}: not converged: {}", options.case_path, solution.complaint));
-  const column::Closure closed = column::closure(c, flows, solution.profile);
-  fmt::print("{}", column::report(c, flows, solution, closed));
-  if (!c.compare_with.empty())
-    fmt::print("{}", column::report(c, solution, column::compare_with_other(c, solution)));
-  if (std::fflush(stdout) != 0) return complain(kBadInput, "standard output cannot be written");
-  if (!(closed.worst() <= column::Closure::kLimit))
-    return complain(kInexact,
-                    fmt::format("{}: balances close only to {:.1e}, not to {:g}: K-values lie too far apart",
-                                options.case_path, closed.worst(), column::Closure::kLimit));
-  int code = kSolved;
+  const bool converged = solution.outcome == column::Outcome::kOk;
+  if (!converged && !options.newton)
+    return complain_of(options, kNotConverged, "not converged: " + solution.complaint);
+  int code = converged ? show_bubble_point(options, c, flows, solution) : kSolved;
+  if (code != kSolved) return code;
   column::Profile answer = solution.profile;
-  if (options.newton && (code = solve_by_newton(c, flows, answer)) != kSolved) return code;
+  if (options.newton) code = solve_by_newton(options, c, flows, solution, answer);
+  if (code != kSolved) return code;
   if (!options.csv_path.empty()) {
     const std::string csv = column::profile_csv(c, flows, answer);
     if (const auto failure = examples::write_whole_file(options.csv_path, csv))
       return complain(kBadInput, options.csv_path + ": " + *failure);
   }
-  if (options.dense) code = check_dense(c, flows, options.acceleration, solution);
+  if (options.dense) code = check_dense(options, c, flows, solution);
   if (code == kSolved && options.compare) code = compare(options, c, flows, log.get());
   return code;
 }
@@ -182,7 +212,8 @@ void declare(CLI::App& app, Options& options) {
                  "take the measured tables of all components from this property file");
   app.add_option_function<std::string>(
          "--method", [&options](const std::string& name) { options.newton = name == "newton"; },
-         "newton: solve as one system too, and compare (default bubble-point)")
+         "newton: solve as one system too, and compare (default bubble-point); where only newton converges "
+         "its answer stands alone, and the exit code is that of its balances")
       ->check(CLI::IsMember({"bubble-point", "newton"}));
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");

@@ -4,6 +4,7 @@
 // Source of the idea: L. M. Naphtali, D. P. Sandholm, AIChE J. 17, 148 (1971), with the overflow kept
 // constant. A few bubble-point passes make the start; a step is halved until the residuals fall.
 
+#include <cmath>
 #include <string>
 
 #include "examples/column/bubble_point.h"
@@ -31,7 +32,7 @@ NewtonSolution solve_newton(const ColumnCase& c, const InternalFlows& flows);
 
 /// The answers of both methods side by side.
 struct NewtonCheck {
-  ProfileDifference difference;
+  ProfileDifference difference{std::nan(""), std::nan("")};  // NaN without an answer to compare with
   /// Above it they do not agree.
   static constexpr double kLimit = 1e-8;
   double largest() const;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "examples/column/products.h"
 #include "examples/common/output.h"
@@ -143,8 +144,9 @@ std::string report(const ColumnCase& c, const InternalFlows& flows, const Newton
   page.add(
       "\nbalances close within {:.1e}; fractions add up to one within {:.1e} (liquid), {:.1e} (vapour)\n",
       closed.worst(), closed.liquid_sum, closed.vapour_sum);
-  page.add("newton against bubble-point, largest relative difference: {:.1e} (x), {:.1e} (temperatures)\n",
-           check.difference.liquid, check.difference.temperature);
+  if (!std::isnan(check.largest()))
+    page.add("newton against bubble-point, largest relative difference: {:.1e} (x), {:.1e} (temperatures)\n",
+             check.difference.liquid, check.difference.temperature);
   return page.take();
 }
 

@@ -35,6 +35,7 @@ enum Status {
 };
 
 constexpr int kMostGrowths = 10;
+constexpr int kLeastExponent = -5000;  // below those of all products
 constexpr int kChoosePivots = 1, kSamePivots = 2;
 
 std::size_t size(std::int64_t count) { return static_cast<std::size_t>(count); }
@@ -45,11 +46,19 @@ std::runtime_error refusal(const Matrix& matrix, const char* phase, int status) 
   return std::runtime_error(fmt::format("{}: the {} ended with code {}", matrix.name, phase, status));
 }
 
-double largest(const std::vector<double>& values) {
-  double found = 0;
-  for (const double value : values) found = std::max(found, std::abs(value));
-  return found;
+/// fraction * 2^exponent, which may be out of the range of a double.
+struct Wide {
+  double fraction;
+  int exponent;
+};
+
+Wide wide(double value) {
+  Wide w{};
+  w.fraction = std::frexp(value, &w.exponent);
+  return w;
 }
+
+Wide operator*(const Wide& a, const Wide& b) { return {a.fraction * b.fraction, a.exponent + b.exponent}; }
 
 }  // namespace
 
@@ -146,13 +155,15 @@ Solution DirectSolver::solve(const std::vector<double>& b, bool transposed, Effo
   const int status = info_[kStatus];
   if (status < kFine && status != kNotSettled && status != kNoEstimate)
     throw refusal(matrix_, "solution", status);
-  if (!std::all_of(solution.x.begin(), solution.x.end(), [](double x) { return std::isfinite(x); }))
-    throw Singular(matrix_.name + ": the solution is too large for numbers: the matrix is all but singular");
   std::copy(error, error + 2, solution.backward_error);
   solution.forward_error = error[2];
   solution.refined = status != kNotSettled;
   solution.estimated = status == kFine;
   return solution;
+}
+
+Facts DirectSolver::facts() const {
+  return {blocks(), largest_block_, duplicates_, structural_rank_, rank_, factor_entries(), operations_};
 }
 
 int DirectSolver::blocks() const { return keep(6 * std::int64_t{n_} + 5); }
@@ -191,16 +202,59 @@ std::vector<double> product(const Matrix& matrix, const std::vector<double>& val
   return y;
 }
 
+double uncertainty(DirectSolver& solver, std::vector<double> b, bool transposed) {
+  constexpr double kRounding = std::numeric_limits<double>::epsilon() / 2;
+  constexpr int kMostTries = 4;
+  for (int tries = 0; tries < kMostTries; ++tries) {
+    const Solution solution = solver.solve(b, transposed, Effort::kForwardError);
+    if (!solution.refined || !solution.estimated) return NAN;
+    const double* const error = solution.backward_error;
+    if (error[1] > 0) return solution.forward_error;
+    // The estimate is in proportion to the backward error, which luck may make less than a rounding.
+    if (error[0] > 0) return solution.forward_error * std::max(1.0, kRounding / error[0]);
+    // Nothing to scale: a system near by is less lucky.
+    for (std::size_t i = 0; i < b.size(); ++i) b[i] -= b[i] / (1000.0 + static_cast<double>(i % 1000));
+  }
+  return 0;  // exact each time, as with a diagonal matrix or a solution of zeros
+}
+
+std::vector<double> balanced_right_hand_side(const Matrix& matrix, const std::vector<double>& values,
+                                             bool transposed) {
+  const std::vector<int>& row = transposed ? matrix.column : matrix.row;
+  std::vector<double> b(size(matrix.rows));
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    double& largest = b[size(row[k] - 1)];
+    largest = std::max(largest, std::abs(values[k]));
+  }
+  constexpr double kGoldenRatio = 0.6180339887498949;  // its multiples spread evenly between integers
+  for (std::size_t i = 0; i < b.size(); ++i) b[i] *= std::fmod(static_cast<double>(i + 1) * kGoldenRatio, 1);
+  return b;
+}
+
 double scaled_residual(const Matrix& matrix, const std::vector<double>& values, bool transposed,
                        const std::vector<double>& x, const std::vector<double>& b) {
-  std::vector<double> magnitudes = values;
-  for (double& value : magnitudes) value = std::abs(value);
-  const std::vector<double> ones(x.size(), 1.0);
-  const double norm = largest(product(matrix, magnitudes, transposed, ones));
-  std::vector<double> residual = product(matrix, values, transposed, x);
-  for (std::size_t i = 0; i < residual.size(); ++i) residual[i] = b[i] - residual[i];
-  const double scale = norm * largest(x) + largest(b);
-  return scale > 0 ? largest(residual) / scale : 0;
+  const std::vector<int>& to = transposed ? matrix.column : matrix.row;
+  const std::vector<int>& from = transposed ? matrix.row : matrix.column;
+  const auto row = [&](std::size_t k) { return size(to[k] - 1); };
+  const auto term = [&](std::size_t k) { return wide(values[k]) * wide(x[size(from[k] - 1)]); };
+  // Each row is computed in units of its largest term, so that nothing that counts leaves the range.
+  std::vector<int> unit(b.size());
+  for (std::size_t i = 0; i < b.size(); ++i) unit[i] = b[i] != 0 ? wide(b[i]).exponent : kLeastExponent;
+  for (std::size_t k = 0; k < values.size(); ++k)
+    if (const Wide t = term(k); t.fraction != 0) unit[row(k)] = std::max(unit[row(k)], t.exponent);
+  std::vector<double> residual(b.size()), scale(b.size());
+  const auto subtract = [&](std::size_t i, const Wide& t) {
+    const double value = std::ldexp(t.fraction, t.exponent - unit[i]);
+    residual[i] -= value;
+    scale[i] += std::abs(value);
+  };
+  for (std::size_t k = 0; k < values.size(); ++k) subtract(row(k), term(k));
+  double worst = 0;
+  for (std::size_t i = 0; i < b.size(); ++i) {
+    subtract(i, wide(-b[i]));
+    if (scale[i] > 0) worst = std::max(worst, std::abs(residual[i]) / scale[i]);
+  }
+  return worst;
 }
 
 }  // namespace solve_mtx

@@ -32,6 +32,16 @@ struct Solution {
   bool estimated = true;              // false: the estimate of the forward error did not settle
 };
 
+/// What the work found out about the matrix and its factors.
+struct Facts {
+  int blocks = 0;
+  int largest_block = 0;  // of those that need elimination; 0 if none does
+  int duplicates = 0;     // entries that were summed to others
+  int structural_rank = 0, rank = 0;
+  std::int64_t factor_entries = 0;  // what a solution goes through, with entries outside the blocks
+  double operations = 0;            // of the last factorisation or refactorisation
+};
+
 /// One square matrix, analysed once and factorised as often as its values change.
 /// Throws Singular; std::runtime_error where the routines refuse for another reason.
 class DirectSolver {
@@ -46,16 +56,9 @@ class DirectSolver {
   /// On the pivots of the last factorisation.
   /// @return false if they do not suit `values`; factorise() then chooses others
   bool refactorise(const std::vector<double>& values);
+  /// The solution need not be finite.
   Solution solve(const std::vector<double>& b, bool transposed, Effort effort);
-
-  int blocks() const;
-  int largest_block() const { return largest_block_; }  // of those that need elimination; 0 if none does
-  int duplicates() const { return duplicates_; }
-  int structural_rank() const { return structural_rank_; }
-  int rank() const { return rank_; }
-  double operations() const { return operations_; }
-  /// What a solution goes through: factors of blocks, and entries of the matrix outside them.
-  std::int64_t factor_entries() const;
+  Facts facts() const;
 
  private:
   int keep(std::int64_t position) const { return keep_[static_cast<std::size_t>(position - 1)]; }
@@ -63,6 +66,8 @@ class DirectSolver {
   int run_factorisation(const std::vector<double>& values, int job);
   void make_room(std::int64_t length);
   void load_values(const std::vector<double>& values);
+  int blocks() const;
+  std::int64_t factor_entries() const;
   std::int64_t block_factor_entries(int block, int last_column) const;
 
   const Matrix& matrix_;
@@ -79,7 +84,17 @@ class DirectSolver {
 std::vector<double> product(const Matrix& matrix, const std::vector<double>& values, bool transposed,
                             const std::vector<double>& x);
 
-/// |b - A x| / (|A| |x| + |b|) in the largest norms.
+/// The error that one rounding in the data may bring into the solution, as part of its largest element: 1 if
+/// no digit is sure. An estimate; NaN if there is none.
+double uncertainty(DirectSolver& solver, std::vector<double> b, bool transposed);
+
+/// A right-hand side without a pattern, in each row as large as the row. The elements of its solution are as
+/// large as columns are small, so that neither scale makes it unsure.
+std::vector<double> balanced_right_hand_side(const Matrix& matrix, const std::vector<double>& values,
+                                             bool transposed);
+
+/// The largest |b - A x| / (|A| |x| + |b|) of a row. Rows of zeros do not count.
+/// @param values, x, b  finite; neither their products nor sums of these need be
 double scaled_residual(const Matrix& matrix, const std::vector<double>& values, bool transposed,
                        const std::vector<double>& x, const std::vector<double>& b);
 

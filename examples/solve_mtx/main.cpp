@@ -3,11 +3,16 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "examples/common/output.h"
@@ -39,6 +44,9 @@ struct System {
   Matrix matrix;
   std::optional<Matrix> second;  // with values for the refactorisation
   std::vector<double> values, b;
+
+  /// The file of the values.
+  const std::string& name() const { return second ? second->name : matrix.name; }
 };
 
 /// Prints all of `text`, or tells that it could not.
@@ -77,11 +85,17 @@ System read_system(const Options& options, Report& report) {
   return system;
 }
 
+bool all_finite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
+}
+
 /// Only a matrix with an entry a row can have a solution; others may be of any order, however few they hold.
 void default_right_hand_side(System& system, bool transposed) {
   if (!system.b.empty()) return;
   const std::vector<double> ones(static_cast<std::size_t>(system.matrix.rows), 1.0);
   system.b = product(system.matrix, system.values, transposed, ones);
+  if (!all_finite(system.b))
+    throw std::runtime_error(system.name() + ": A times ones is too large for numbers; give --rhs");
 }
 
 void factorise(DirectSolver& solver, const System& system, Report& report) {
@@ -96,7 +110,7 @@ void factorise(DirectSolver& solver, const System& system, Report& report) {
   if (!system.second) return;
   const Phase phase("refactorising", report.refactorise_time);
   report.new_pivots = !solver.refactorise(system.values);
-  if (report.new_pivots) solver.factorise(system.values, system.second->name);
+  if (report.new_pivots) solver.factorise(system.values, system.name());
 }
 
 Effort effort(const Options& options) {
@@ -104,22 +118,33 @@ Effort effort(const Options& options) {
   return options.refine ? Effort::kRefine : Effort::kBackwardErrors;
 }
 
-std::vector<double> solve(DirectSolver& solver, System& system, const Options& options, Report& report) {
+/// Rounding leaves small pivots where there should be none. The solution then has a small residual, and no
+/// digit that holds. That alone may also come of columns that differ much in size, which is no fault.
+void refuse_nearly_singular(DirectSolver& solver, const System& system, bool transposed, Report& report) {
+  const Phase phase("checking", report.check_time);
+  const auto unsure = [](double error) { return error >= 1 && std::isfinite(error); };
+  const double error = uncertainty(solver, system.b, transposed);
+  if (!unsure(error)) return;
+  if (!unsure(uncertainty(solver, balanced_right_hand_side(system.matrix, system.values, transposed),
+                          transposed)))
+    return;
+  throw solve_mtx::Singular(
+      fmt::format("{}: the matrix is singular to working precision (forward error estimate {:.2g})",
+                  system.name(), error));
+}
+
+void solve(DirectSolver& solver, System& system, const Options& options, Report& report) {
   default_right_hand_side(system, options.transpose);
-  solve_mtx::Solution solution;
   {
     const Phase phase("solving", report.solve_time);
-    solution = solver.solve(system.b, options.transpose, effort(options));
+    report.solution = solver.solve(system.b, options.transpose, effort(options));
   }
-  report.residual = scaled_residual(system.matrix, system.values, options.transpose, solution.x, system.b);
-  report.backward_error[0] = solution.backward_error[0];
-  report.backward_error[1] = solution.backward_error[1];
-  report.forward_error = solution.forward_error;
+  const std::vector<double>& x = report.solution.x;
+  if (!all_finite(x)) throw solve_mtx::Singular(system.name() + ": the solution is too large for numbers");
+  refuse_nearly_singular(solver, system, options.transpose, report);
+  report.residual = scaled_residual(system.matrix, system.values, options.transpose, x, system.b);
   report.refine = options.refine || options.estimate;
-  report.refined = solution.refined;
   report.estimate = options.estimate;
-  report.estimated = solution.estimated;
-  return solution.x;
 }
 
 void describe(const DirectSolver& solver, const System& system, const Options& options, Report& report) {
@@ -128,13 +153,7 @@ void describe(const DirectSolver& solver, const System& system, const Options& o
   report.transposed = options.transpose;
   report.order = system.matrix.rows;
   report.entries = static_cast<int>(system.matrix.value.size());
-  report.duplicates = solver.duplicates();
-  report.blocks = solver.blocks();
-  report.largest_block = solver.largest_block();
-  report.structural_rank = solver.structural_rank();
-  report.rank = solver.rank();
-  report.factor_entries = solver.factor_entries();
-  report.operations = solver.operations();
+  report.facts = solver.facts();
 }
 
 int run(const Options& options) {
@@ -142,10 +161,11 @@ int run(const Options& options) {
   System system = read_system(options, report);
   DirectSolver solver(system.matrix, options.solver);
   factorise(solver, system, report);
-  const std::vector<double> x = solve(solver, system, options, report);
+  solve(solver, system, options, report);
   describe(solver, system, options, report);
   if (!options.out_path.empty()) {
-    if (const auto failure = examples::write_whole_file(options.out_path, solve_mtx::vector_text(x)))
+    const std::string text = solve_mtx::vector_text(report.solution.x);
+    if (const auto failure = examples::write_whole_file(options.out_path, text))
       return complain(kBadInput, options.out_path + ": " + *failure);
   }
   if (!print_whole(options.json ? report_json(report) : report_text(report)))
@@ -165,10 +185,28 @@ void declare(CLI::App& app, Options& options) {
                  "and solve with this one");
   app.add_flag("--no-btf", options.no_block_form, "look for no block triangular form");
   app.add_option("--pivot-tolerance", options.solver.threshold,
-                 "least pivot, as part of the largest element of its column (0.1)")
-      ->check(CLI::Range(0.0, 1.0));
+                 "least pivot, as part of the largest element of its column: from 0 to 1 (0.1)");
   app.add_option("--out", options.out_path, "write the solution to this file (Matrix Market, array)");
   app.add_flag("--json", options.json, "print the report as JSON");
+}
+
+/// What the parser cannot tell.
+void check_options(const CLI::App& app, const Options& options) {
+  namespace fs = std::filesystem;
+  const std::pair<const char*, const std::string&> inputs[] = {
+      {"matrix", options.matrix_path}, {"--rhs", options.rhs_path}, {"--refactor-with", options.second_path}};
+  std::error_code none;  // a file that is not there is not the same
+  for (const auto& [option, path] : inputs) {
+    if (app.count(option) > 0 && path.empty())
+      throw CLI::ValidationError(option, "the name of the file is empty");
+    if (fs::is_regular_file(options.out_path, none) && fs::equivalent(options.out_path, path, none))
+      throw CLI::ValidationError("--out", options.out_path + " would be replaced, and is read");
+  }
+  if (app.count("--out") > 0 && options.out_path.empty())
+    throw CLI::ValidationError("--out", "the name of the file is empty");
+  const double threshold = options.solver.threshold.value_or(0);
+  if (!(0 <= threshold && threshold <= 1))  // nor is it NaN
+    throw CLI::ValidationError("--pivot-tolerance", "must lie between 0 and 1");
 }
 
 int parse_and_run(int argc, char** argv) {
@@ -177,6 +215,7 @@ int parse_and_run(int argc, char** argv) {
   declare(app, options);
   try {
     app.parse(argc, argv);
+    check_options(app, options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;
   }

@@ -109,11 +109,18 @@ Heading read_heading(Lines& lines, const std::string& format, const std::vector<
           static_cast<Symmetry>(choice(lines, "symmetry", words[4], symmetries))};
 }
 
+/// from_chars takes no sign of plus; files may have one.
+std::string_view without_plus(std::string_view word) {
+  const bool plus = word.size() > 1 && word[0] == '+' && word[1] != '-';
+  return plus ? word.substr(1) : word;
+}
+
 int integer_between(const Lines& lines, std::string_view what, std::string_view word, std::int64_t lowest,
                     std::int64_t highest) {
+  const std::string_view digits = without_plus(word);
   std::int64_t value = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
-  if (error == std::errc::invalid_argument || end != word.data() + word.size())
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (error == std::errc::invalid_argument || end != digits.data() + digits.size())
     lines.complain(fmt::format("{} {} is not an integer", what, quoted(word)));
   if (error != std::errc() || value < lowest || value > highest)
     lines.complain(fmt::format("{} {} must lie between {} and {}", what, quoted(word), lowest, highest));
@@ -132,8 +139,7 @@ std::vector<int> read_sizes(Lines& lines, const std::vector<std::string>& names)
 }
 
 double read_number(const Lines& lines, std::string_view word, Field field) {
-  const bool plus = word.size() > 1 && word[0] == '+' && word[1] != '-';
-  const std::string_view digits = plus ? word.substr(1) : word;
+  const std::string_view digits = without_plus(word);
   double value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
   if (error == std::errc::invalid_argument || end != digits.data() + digits.size())

@@ -12,25 +12,34 @@ using examples::Page;
 
 std::string seconds(double time) { return fmt::format("{:.6f} s", time); }
 
+std::string error_size(double error) {
+  return std::isfinite(error) ? fmt::format("{:.2e}", error) : "not available";
+}
+
 void add_line(Page& page, std::string_view name, const std::string& value) {
   page.add("{:<24} {}\n", name, value);
 }
 
 void add_matrix(Page& page, const Report& r) {
+  const Facts& facts = r.facts;
   add_line(page, "matrix", r.file + (r.transposed ? ", transposed" : ""));
   add_line(page, "order", fmt::format("{}", r.order));
   add_line(page, "entries",
-           fmt::format("{}{}", r.entries,
-                       r.duplicates > 0 ? fmt::format(", of them {} summed to others", r.duplicates) : ""));
+           fmt::format(
+               "{}{}", r.entries,
+               facts.duplicates > 0 ? fmt::format(", of them {} summed to others", facts.duplicates) : ""));
   add_line(page, "blocks",
-           fmt::format("{}, {}", r.blocks,
-                       r.largest_block > 0
-                           ? fmt::format("order of the largest that is not triangular {}", r.largest_block)
-                           : "all triangular"));
-  add_line(page, "structural rank", fmt::format("{}", r.structural_rank));
-  add_line(page, "numerical rank", fmt::format("{}", r.rank));
-  add_line(page, "entries in the factors", fmt::format("{}", r.factor_entries));
-  add_line(page, "operations", fmt::format("{:g}", r.operations));
+           fmt::format("{}, {}", facts.blocks,
+                       facts.largest_block > 0 ? fmt::format("order of the largest that is not triangular {}",
+                                                             facts.largest_block)
+                                               : "all triangular"));
+  add_line(page, "structural rank", fmt::format("{}", facts.structural_rank));
+  add_line(page, "numerical rank", fmt::format("{}", facts.rank));
+  add_line(page, "entries in the factors", fmt::format("{}", facts.factor_entries));
+  const char* work = r.new_pivots ? ", to factorise " : ", to refactorise ";
+  add_line(
+      page, "operations",
+      fmt::format("{:g}", facts.operations) + (r.refactored_file.empty() ? "" : work + r.refactored_file));
 }
 
 void add_times(Page& page, const Report& r) {
@@ -42,15 +51,18 @@ void add_times(Page& page, const Report& r) {
              fmt::format("{}, {}, {}", seconds(r.refactorise_time), r.refactored_file,
                          r.new_pivots ? "with new pivots: the old ones did not suit" : "on the same pivots"));
   add_line(page, "time to solve", seconds(r.solve_time));
+  add_line(page, "time to check", seconds(r.check_time));
 }
 
 void add_errors(Page& page, const Report& r) {
-  add_line(page, "scaled residual", fmt::format("{:.2e}", r.residual));
-  add_line(page, "backward errors", fmt::format("{:.2e} {:.2e}", r.backward_error[0], r.backward_error[1]));
-  if (!r.refined) add_line(page, "refinement", "did not settle");
+  const Solution& found = r.solution;
+  add_line(page, "scaled residual", error_size(r.residual));
+  add_line(page, "backward errors",
+           error_size(found.backward_error[0]) + ' ' + error_size(found.backward_error[1]));
+  if (!found.refined) add_line(page, "refinement", "did not settle");
   if (r.estimate)
     add_line(page, "forward error estimate",
-             r.estimated ? fmt::format("{:.2e}", r.forward_error) : "did not settle");
+             found.estimated ? error_size(found.forward_error) : "did not settle");
 }
 
 std::string quoted(std::string_view text) {
@@ -79,22 +91,29 @@ std::string report_text(const Report& report) {
 }
 
 std::string report_json(const Report& r) {
+  const Facts& facts = r.facts;
+  const Solution& found = r.solution;
   Page page;
   page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", quoted(r.file), r.transposed);
-  page.add("  \"order\": {},\n  \"entries\": {},\n  \"duplicates\": {},\n", r.order, r.entries, r.duplicates);
-  page.add("  \"blocks\": {},\n  \"largest_block\": {},\n", r.blocks, r.largest_block);
-  page.add("  \"structural_rank\": {},\n  \"numerical_rank\": {},\n", r.structural_rank, r.rank);
-  page.add("  \"factor_entries\": {},\n  \"operations\": {},\n", r.factor_entries, number(r.operations));
+  page.add("  \"order\": {},\n  \"entries\": {},\n  \"duplicates\": {},\n", r.order, r.entries,
+           facts.duplicates);
+  page.add("  \"blocks\": {},\n  \"largest_block\": {},\n", facts.blocks, facts.largest_block);
+  page.add("  \"structural_rank\": {},\n  \"numerical_rank\": {},\n", facts.structural_rank, facts.rank);
+  page.add("  \"factor_entries\": {},\n  \"operations\": {},\n", facts.factor_entries,
+           number(facts.operations));
   page.add("  \"seconds\": {{\"read\": {}, \"analyse\": {}, \"factorise\": {}, ", number(r.read_time),
            number(r.analyse_time), number(r.factorise_time));
   if (!r.refactored_file.empty()) page.add("\"refactorise\": {}, ", number(r.refactorise_time));
-  page.add("\"solve\": {}}},\n", number(r.solve_time));
+  page.add("\"solve\": {}, \"check\": {}}},\n", number(r.solve_time), number(r.check_time));
   if (!r.refactored_file.empty())
-    page.add("  \"refactored_with\": {},\n  \"new_pivots\": {},\n", quoted(r.refactored_file), r.new_pivots);
+    page.add("  \"refactored_with\": {0},\n  \"operations_of\": {0},\n  \"new_pivots\": {1},\n",
+             quoted(r.refactored_file), r.new_pivots);
   page.add("  \"scaled_residual\": {},\n", number(r.residual));
-  page.add("  \"backward_errors\": [{}, {}]", number(r.backward_error[0]), number(r.backward_error[1]));
-  if (r.refine) page.add(",\n  \"refined\": {}", r.refined);
-  if (r.estimate) page.add(",\n  \"forward_error\": {}", r.estimated ? number(r.forward_error) : "null");
+  page.add("  \"backward_errors\": [{}, {}]", number(found.backward_error[0]),
+           number(found.backward_error[1]));
+  if (r.refine) page.add(",\n  \"refined\": {}", found.refined);
+  if (r.estimate)
+    page.add(",\n  \"forward_error\": {}", found.estimated ? number(found.forward_error) : "null");
   page.add("\n}}\n");
   return page.take();
 }

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <cstdint>
 #include <string>
+
+#include "examples/solve_mtx/direct_solver.h"
 
 namespace solve_mtx {
 
@@ -9,15 +10,13 @@ namespace solve_mtx {
 struct Report {
   std::string file, refactored_file;  // the second empty if there was none
   bool transposed = false, new_pivots = false;
-  int order = 0, entries = 0, duplicates = 0, blocks = 0, largest_block = 0;
-  int structural_rank = 0, rank = 0;
-  std::int64_t factor_entries = 0;
-  double operations = 0;
-  double read_time = 0, analyse_time = 0, factorise_time = 0, refactorise_time = 0, solve_time = 0;  // s
-  double residual = 0, backward_error[2] = {0, 0};
-  bool refine = false, refined = true;
-  bool estimate = false, estimated = true;
-  double forward_error = 0;
+  int order = 0, entries = 0;
+  Facts facts;
+  double read_time = 0, analyse_time = 0, factorise_time = 0, refactorise_time = 0;  // s
+  double solve_time = 0, check_time = 0;
+  double residual = 0;
+  bool refine = false, estimate = false;  // asked for
+  Solution solution;
 };
 
 std::string report_text(const Report& report);

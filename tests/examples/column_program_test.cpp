@@ -66,6 +66,7 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
       {good + " --compare --debug-log '" + folder_.string() + "/no/such/folder'", 1,
        "/no/such/folder.LOG: cannot be written\n"},
       {"'" + hasty + "'", 3, "not converged: after 20 passes"},
+      {"'" + hasty + "' --method newton --dense", 3, "nothing to check by the dense matrix"},
       {"'" + hopeless + "'", 4, "balances close only to "},
       {good + " --csv '" + folder_.string() + "/no/such/folder.csv'", 1, "No such file or directory\n"},
   };
@@ -76,6 +77,14 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
     if (expected.code == 2) continue;  // usage errors come with a hint
     EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
   }
+}
+
+TEST_F(Program, NewtonGoesOnWhereTheBubblePointMethodStops) {
+  const std::string hasty = altered("butane-pentane", "[solver]", "[solver]\nmax_passes = 3");
+  EXPECT_EQ(run("'" + hasty + "' --method newton"), 0) << err_;
+  EXPECT_EQ(err_, "");
+  EXPECT_TRUE(printed("no comparison was possible")) << out_;
+  EXPECT_FALSE(printed("nan")) << out_;
 }
 
 TEST_F(Program, AcceleratesAndCompares) {

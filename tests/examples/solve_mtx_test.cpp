@@ -11,6 +11,7 @@
 #include "examples/common/toml_reader.h"
 #include "examples/solve_mtx/direct_solver.h"
 #include "examples/solve_mtx/matrix_market.h"
+#include "tests/support/dense_reference.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -41,7 +42,7 @@ TEST(MatrixMarket, ReadsEveryKind) {
   const struct {
     std::string text, entries;
   } files[] = {
-      {head("real general") + "% a comment\n\n 2 3 3 \n1 1 +1.5\n2 3 -2e-3\r\n1 1 1\n",
+      {head("real general") + "% a comment\n\n 2 3 3 \n+1 1 +1.5\n2 3 -2e-3\r\n1 1 1\n",
        "1,1=1.5 2,3=-0.002 1,1=1 "},
       {head("integer general") + "2 2 2\n1 2 -7\n%in between\n2 1 +3", "1,2=-7 2,1=3 "},
       {head("pattern general") + "2 2 2\n1 2\n2 1\n", "1,2=1 2,1=1 "},
@@ -82,6 +83,7 @@ TEST(MatrixMarket, TellsLineAndFaultOfABadMatrix) {
       {three + "1 1 1\n\n", "f:4: the file ends after 1 of 2 entries"},
       {three + "1 1 1\n2 2 1\n\n3 3 1\n", "f:6: more than the 2 entries that the size line announces"},
       {three + "% x\n4 1 1\n", "f:4: row \"4\" must lie between 1 and 3"},
+      {three + "+-1 1 1\n", "f:3: row \"+-1\" is not an integer"},
       {three + "1 0 1\n", "f:3: column \"0\" must lie between 1 and 3"},
       {three + "1 1\n", "f:3: an entry must hold row, column and value, not 2 words"},
       {three + "1 1 1 0\n", "f:3: an entry must hold row, column and value, not 4 words"},
@@ -154,8 +156,31 @@ TEST(DirectSolver, CountsEntriesInTheFactors) {
     solve_mtx::DirectSolver solver(a, {});
     solver.analyse();
     solver.factorise(a.value, a.name);
-    EXPECT_EQ(solver.blocks(), expected.blocks);
-    EXPECT_EQ(solver.factor_entries(), expected.entries);
+    EXPECT_EQ(solver.facts().blocks, expected.blocks);
+    EXPECT_EQ(solver.facts().factor_entries, expected.entries);
+  }
+}
+
+TEST(ScaledResidual, IsThatOfTheWorstRow) {
+  const struct {
+    std::string lines;
+    std::vector<double> x, b;
+    double residual, transposed;
+  } cases[] = {
+      // A large column hides nothing: |3-2|/(2+3) in the first row.
+      {"2 2 2\n1 1 2\n2 2 1e200\n", {1, 1}, {3, 1e200}, 0.2, 0.2},
+      {"2 2 2\n1 2 1\n2 1 1\n", {0, 1}, {1, 0}, 0, 0},
+      {"2 2 3\n1 1 1\n1 2 1\n2 2 1\n", {1, 2}, {3, 1}, 1.0 / 3, 0.5},
+      // Sums and products beyond all numbers, and below them.
+      {"2 2 3\n1 1 1e308\n1 2 1e308\n2 2 1e308\n", {1, 1}, {1e308, 1e308}, 1.0 / 3, 1.0 / 3},
+      {"1 1 1\n1 1 1e300\n", {1e300}, {1}, 1, 1},
+      {"1 1 1\n1 1 1e-300\n", {1e-300}, {0}, 1, 1},
+  };
+  for (const auto& expected : cases) {
+    SCOPED_TRACE(expected.lines);
+    const Matrix a = solve_mtx::parse_matrix(head("real general") + expected.lines, "f");
+    EXPECT_DOUBLE_EQ(scaled_residual(a, a.value, false, expected.x, expected.b), expected.residual);
+    EXPECT_DOUBLE_EQ(scaled_residual(a, a.value, true, expected.x, expected.b), expected.transposed);
   }
 }
 
@@ -241,11 +266,52 @@ TEST_F(SolveProgram, RefactorisesWithNewPivotsWhereTheOldOnesFail) {
   write("flat.mtx", cycle(-1));
   const std::string second = " --refactor-with " + in_folder("zero.mtx");
   ASSERT_EQ(run(in_folder("a.mtx") + " --out " + in_folder("x.mtx") + second), 0) << err_;
-  EXPECT_TRUE(printed("with new pivots: the old ones did not suit")) << out_;
+  EXPECT_TRUE(printed("with new pivots: the old ones did not suit") && printed(", to factorise ")) << out_;
   EXPECT_LT(off("x.mtx", std::vector<double>(8, 1.0)), 1e-14);
   EXPECT_EQ(run(in_folder("a.mtx") + " --refactor-with " + in_folder("flat.mtx")), 3);
   EXPECT_NE(err_.find("flat.mtx: the matrix is numerically singular: rank 7, order 8\n"), std::string::npos)
       << err_;
+}
+
+/// Random factors of the given rank multiplied, of order 20; columns get smaller over so many decades.
+std::string full_matrix(int rank, double decades, reference::Random& random) {
+  constexpr int kOrder = 20;
+  const reference::Dense left = reference::random_dense(kOrder, rank, random);
+  const reference::Dense right = reference::random_dense(rank, kOrder, random);
+  std::string text = head("real general") + fmt::format("{0} {0} {1}\n", kOrder, kOrder * kOrder);
+  for (int i = 0; i < kOrder; ++i) {
+    for (int j = 0; j < kOrder; ++j) {
+      double sum = 0;
+      for (int k = 0; k < rank; ++k) sum += left(i, k) * right(k, j);
+      text += fmt::format("{} {} {}\n", i + 1, j + 1, sum * std::pow(10, -decades * j / kOrder));
+    }
+  }
+  return text;
+}
+
+TEST_F(SolveProgram, TellsSingularFromBadlyScaled) {
+  // Rounding keeps most pivots off zero that should be zero. Where columns differ much in size the solution
+  // of ones may be as unsure, but the matrix is not at fault.
+  reference::Random random(5);
+  int seen_by_estimate = 0;
+  for (int trial = 0; trial < 5; ++trial) {
+    for (const char* transpose : {"", " --transpose"}) {
+      write("a.mtx", full_matrix(19, 0, random));
+      EXPECT_EQ(run(in_folder("a.mtx") + transpose), 3);
+      seen_by_estimate += err_.find(
+                              "a.mtx: the matrix is singular to working precision (forward error "
+                              "estimate ") != std::string::npos;
+    }
+    write("a.mtx", full_matrix(20, 18, random));
+    EXPECT_EQ(run(in_folder("a.mtx")), 0) << err_;
+  }
+  EXPECT_GT(seen_by_estimate, 5);
+
+  write("zero.mtx", solve_mtx::vector_text({0, 0}));
+  write("a.mtx", head("real general") + "2 2 4\n1 1 1e308\n1 2 1e307\n2 1 1e307\n2 2 5e307\n");
+  EXPECT_EQ(run(in_folder("a.mtx") + " --error-estimate"), 0) << err_;
+  EXPECT_TRUE(printed("forward error estimate   not available\n")) << out_;
+  EXPECT_EQ(run(in_folder("a.mtx") + " --rhs " + in_folder("zero.mtx")), 0) << err_;
 }
 
 TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
@@ -258,6 +324,7 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
   write("flat.mtx", head("real general") + "2 2 4\n1 1 1\n1 2 2\n2 1 2\n2 2 4\n");
   write("null.mtx", head("real general") + "1 1 1\n1 1 0\n");
   write("far.mtx", head("real general") + "1 1 1\n1 1 1e-300\n");
+  write("over.mtx", head("real general") + "2 2 3\n1 1 1.7e308\n1 2 1.7e308\n2 2 1\n");
   write("three.mtx", solve_mtx::vector_text({1, 2, 3}));
   write("large.mtx", solve_mtx::vector_text({1e300}));
   const struct {
@@ -278,7 +345,12 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {"flat.mtx", " --no-btf --json", 3, "the matrix is numerically singular: rank 1, order 2\n"},
       {"null.mtx", "", 3, "the matrix is numerically singular: rank 0, order 1\n"},
       {"far.mtx", " --rhs " + in_folder("large.mtx"), 3, "the solution is too large for numbers"},
+      {"over.mtx", "", 1, "over.mtx: A times ones is too large for numbers; give --rhs\n"},
       {"good.mtx", " --pivot-tolerance 2", 2, "--pivot-tolerance"},
+      {"good.mtx", " --pivot-tolerance nan", 2, "--pivot-tolerance"},
+      {"good.mtx", " --rhs ''", 2, "--rhs: the name of the file is empty"},
+      {"good.mtx", " --out " + in_folder("../" + folder_.filename().string() + "/good.mtx"), 2, "is read"},
+      {"good.mtx", " --rhs " + in_folder("three.mtx") + " --out " + in_folder("three.mtx"), 2, "is read"},
   };
   for (const auto& expected : runs) {
     SCOPED_TRACE(expected.matrix + expected.more);
