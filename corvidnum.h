@@ -14,6 +14,7 @@
 #include "frame/empty_value.h"
 #include "frame/export.h"
 #include "frame/numeric_runtime.h"
+#include "reorder/gpskca.h"
 #include "sparse/ma48/ma48.h"
 #include "sparse/ma48/ma48_routines.h"
 #include "tables/bounded_secant.h"

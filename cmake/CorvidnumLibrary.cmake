@@ -23,6 +23,7 @@ set(CORVIDNUM_PUBLIC_HEADERS
   accel/accel.h
   accel/dom_eigen_accel.h
   accel/mul_dom_eigen_accel.h
+  reorder/gpskca.h
   sparse/ma48/ma48_routines.h
   sparse/ma48/ma48.h)
 
@@ -33,6 +34,7 @@ set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp)
 set(CORVIDNUM_C_HEADERS
   frame/export.h
   frame/numeric_runtime.h
+  reorder/gpskca.h
   sparse/ma48/ma48_routines.h)
 
 set(CORVIDNUM_SOURCES
@@ -57,6 +59,11 @@ set(CORVIDNUM_SOURCES
   accel/accel.cpp
   accel/dom_eigen_accel.cpp
   accel/mul_dom_eigen_accel.cpp
+  reorder/sorts.cpp
+  reorder/level_structures.cpp
+  reorder/combination.cpp
+  reorder/numbering.cpp
+  reorder/gpskca.cpp
   sparse/ma48/defaults.cpp
   sparse/ma48/matching.cpp
   sparse/ma48/strong_components.cpp

@@ -21,6 +21,7 @@
 #include "examples/column/fit_command.h"
 #include "examples/column/fit_report.h"
 #include "examples/column/flows.h"
+#include "examples/column/jacobian_ordering.h"
 #include "examples/column/method_comparison.h"
 #include "examples/column/newton.h"
 #include "examples/column/other_case.h"
@@ -122,6 +123,7 @@ int solve_by_newton(const Options& options, const column::ColumnCase& c, const c
   column::NewtonCheck check;
   if (compared) check.difference = column::profile_difference(bubble_point.profile, newton.profile);
   fmt::print("{}", column::report(c, flows, newton, closed, check));
+  fmt::print("{}", column::report(column::reorder_jacobian(c, flows, newton.profile)));
   answer = newton.profile;
   return judge_newton(options, c, bubble_point, closed, check);
 }

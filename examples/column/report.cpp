@@ -150,6 +150,18 @@ std::string report(const ColumnCase& c, const InternalFlows& flows, const Newton
   return page.take();
 }
 
+std::string report(const JacobianOrdering& ordering) {
+  Page page;
+  page.add("\n{:<28} {:>10} {:>10}\n", "pattern of newton's matrix", "bandwidth", "profile");
+  const auto add_row = [&](const char* numbered, const examples::Measures& measures) {
+    page.add("  {:<26} {:>10} {:>10}\n", numbered, measures.bandwidth, measures.profile);
+  };
+  add_row("numbered by stages", ordering.for_profile.before);
+  add_row("reordered for bandwidth", ordering.for_bandwidth.after);
+  add_row("reordered for profile", ordering.for_profile.after);
+  return page.take();
+}
+
 std::string report(const ColumnCase& c, const MethodComparison& comparison) {
   Page page;
   page.add("\n{:<24} {:>7} {:>12} {:>9} {:>8} {:>11} {:>8} {:>16}\n", "acceleration", "passes", "evaluations",

@@ -7,6 +7,7 @@
 #include "examples/column/closure.h"
 #include "examples/column/column_case.h"
 #include "examples/column/flows.h"
+#include "examples/column/jacobian_ordering.h"
 #include "examples/column/method_comparison.h"
 #include "examples/column/newton.h"
 #include "examples/column/published.h"
@@ -34,6 +35,9 @@ std::string report(const DenseCheck& check);
 /// Newton's answer, stage by stage, and how far the bubble-point method's is from it.
 std::string report(const ColumnCase& c, const InternalFlows& flows, const NewtonSolution& newton,
                    const Closure& closed, const NewtonCheck& check);
+
+/// How narrow the matrix of Newton's method is, as numbered and reordered.
+std::string report(const JacobianOrdering& ordering);
 
 /// One row for each way to converge the case.
 std::string report(const ColumnCase& c, const MethodComparison& comparison);

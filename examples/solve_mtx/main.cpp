@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -19,6 +20,7 @@
 #include "examples/common/toml_reader.h"
 #include "examples/solve_mtx/direct_solver.h"
 #include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/pattern.h"
 #include "examples/solve_mtx/progress.h"
 #include "examples/solve_mtx/report.h"
 
@@ -36,6 +38,7 @@ enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kSingular = 3 };
 struct Options {
   std::string matrix_path, rhs_path, second_path, out_path;
   solve_mtx::SolverSettings solver;
+  solve_mtx::PatternOptions pattern;
   bool transpose = false, refine = false, estimate = false, no_block_form = false, json = false;
 };
 
@@ -159,6 +162,7 @@ void describe(const DirectSolver& solver, const System& system, const Options& o
 int run(const Options& options) {
   Report report;
   System system = read_system(options, report);
+  report.pattern = study_pattern(system.matrix, options.pattern);  // shows what singular matrices lack, too
   DirectSolver solver(system.matrix, options.solver);
   factorise(solver, system, report);
   solve(solver, system, options, report);
@@ -171,6 +175,20 @@ int run(const Options& options) {
   if (!print_whole(options.json ? report_json(report) : report_text(report)))
     return complain(kBadInput, "standard output cannot be written");
   return kSolved;
+}
+
+void declare_pattern(CLI::App& app, solve_mtx::PatternOptions& pattern) {
+  using examples::Goal;
+  const std::map<std::string, Goal> goals{{"profile", Goal::kProfile}, {"bandwidth", Goal::kBandwidth}};
+  app.add_option_function<std::string>(
+         "--reorder", [&pattern, goals](const std::string& name) { pattern.goal = goals.at(name); },
+         "renumber the unknowns for a small profile or bandwidth of the pattern of A + A', and tell both "
+         "before and after; the system is solved as given all the same, since the solver has an order of its "
+         "own")
+      ->check(CLI::IsMember(goals));
+  app.add_option("--spy", pattern.folder,
+                 "write pictures of the pattern into this folder, also if A is singular: before.svg, as "
+                 "given, and with --reorder after.svg");
 }
 
 void declare(CLI::App& app, Options& options) {
@@ -187,23 +205,31 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--pivot-tolerance", options.solver.threshold,
                  "least pivot, as part of the largest element of its column: from 0 to 1 (0.1)");
   app.add_option("--out", options.out_path, "write the solution to this file (Matrix Market, array)");
+  declare_pattern(app, options.pattern);
   app.add_flag("--json", options.json, "print the report as JSON");
+}
+
+/// A file that is read must not be replaced.
+void check_output(const char* option, const std::string& output, const std::string& input) {
+  std::error_code none;  // a file that is not there is not the same
+  if (std::filesystem::is_regular_file(output, none) && std::filesystem::equivalent(output, input, none))
+    throw CLI::ValidationError(option, output + " would be replaced, and is read");
 }
 
 /// What the parser cannot tell.
 void check_options(const CLI::App& app, const Options& options) {
-  namespace fs = std::filesystem;
   const std::pair<const char*, const std::string&> inputs[] = {
       {"matrix", options.matrix_path}, {"--rhs", options.rhs_path}, {"--refactor-with", options.second_path}};
-  std::error_code none;  // a file that is not there is not the same
   for (const auto& [option, path] : inputs) {
     if (app.count(option) > 0 && path.empty())
       throw CLI::ValidationError(option, "the name of the file is empty");
-    if (fs::is_regular_file(options.out_path, none) && fs::equivalent(options.out_path, path, none))
-      throw CLI::ValidationError("--out", options.out_path + " would be replaced, and is read");
+    check_output("--out", options.out_path, path);
+    for (const std::string& picture : options.pattern.pictures()) check_output("--spy", picture, path);
   }
   if (app.count("--out") > 0 && options.out_path.empty())
     throw CLI::ValidationError("--out", "the name of the file is empty");
+  if (app.count("--spy") > 0 && options.pattern.folder.empty())
+    throw CLI::ValidationError("--spy", "the name of the folder is empty");
   const double threshold = options.solver.threshold.value_or(0);
   if (!(0 <= threshold && threshold <= 1))  // nor is it NaN
     throw CLI::ValidationError("--pivot-tolerance", "must lie between 0 and 1");

@@ -42,8 +42,19 @@ void add_matrix(Page& page, const Report& r) {
       fmt::format("{:g}", facts.operations) + (r.refactored_file.empty() ? "" : work + r.refactored_file));
 }
 
+void add_pattern(Page& page, const PatternFacts& pattern) {
+  if (const auto& found = pattern.reordering) {
+    const auto pair = [](auto before, auto after) { return fmt::format("{}, reordered {}", before, after); };
+    add_line(page, "reordered for", examples::name_of(found->goal));
+    add_line(page, "bandwidth", pair(found->before.bandwidth, found->after.bandwidth));
+    add_line(page, "profile", pair(found->before.profile, found->after.profile));
+  }
+  for (const std::string& path : pattern.pictures) add_line(page, "picture", path);
+}
+
 void add_times(Page& page, const Report& r) {
   add_line(page, "time to read", seconds(r.read_time));
+  if (r.pattern.reordering) add_line(page, "time to reorder", seconds(r.pattern.seconds));
   add_line(page, "time to analyse", seconds(r.analyse_time));
   add_line(page, "time to factorise", seconds(r.factorise_time));
   if (!r.refactored_file.empty())
@@ -80,11 +91,26 @@ std::string quoted(std::string_view text) {
 
 std::string number(double value) { return std::isfinite(value) ? fmt::format("{}", value) : "null"; }
 
+void add_pattern_json(Page& page, const PatternFacts& pattern) {
+  if (const auto& found = pattern.reordering)
+    page.add(
+        "  \"reordered_for\": \"{}\",\n"
+        "  \"bandwidth\": {{\"before\": {}, \"after\": {}}},\n"
+        "  \"profile\": {{\"before\": {}, \"after\": {}}},\n",
+        examples::name_of(found->goal), found->before.bandwidth, found->after.bandwidth,
+        found->before.profile, found->after.profile);
+  if (pattern.pictures.empty()) return;
+  std::string paths;
+  for (const std::string& path : pattern.pictures) paths += (paths.empty() ? "" : ", ") + quoted(path);
+  page.add("  \"pictures\": [{}],\n", paths);
+}
+
 }  // namespace
 
 std::string report_text(const Report& report) {
   Page page;
   add_matrix(page, report);
+  add_pattern(page, report.pattern);
   add_times(page, report);
   add_errors(page, report);
   return page.take();
@@ -97,12 +123,14 @@ std::string report_json(const Report& r) {
   page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", quoted(r.file), r.transposed);
   page.add("  \"order\": {},\n  \"entries\": {},\n  \"duplicates\": {},\n", r.order, r.entries,
            facts.duplicates);
+  add_pattern_json(page, r.pattern);
   page.add("  \"blocks\": {},\n  \"largest_block\": {},\n", facts.blocks, facts.largest_block);
   page.add("  \"structural_rank\": {},\n  \"numerical_rank\": {},\n", facts.structural_rank, facts.rank);
   page.add("  \"factor_entries\": {},\n  \"operations\": {},\n", facts.factor_entries,
            number(facts.operations));
-  page.add("  \"seconds\": {{\"read\": {}, \"analyse\": {}, \"factorise\": {}, ", number(r.read_time),
-           number(r.analyse_time), number(r.factorise_time));
+  page.add("  \"seconds\": {{\"read\": {}, ", number(r.read_time));
+  if (r.pattern.reordering) page.add("\"reorder\": {}, ", number(r.pattern.seconds));
+  page.add("\"analyse\": {}, \"factorise\": {}, ", number(r.analyse_time), number(r.factorise_time));
   if (!r.refactored_file.empty()) page.add("\"refactorise\": {}, ", number(r.refactorise_time));
   page.add("\"solve\": {}, \"check\": {}}},\n", number(r.solve_time), number(r.check_time));
   if (!r.refactored_file.empty())

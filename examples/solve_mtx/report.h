@@ -3,6 +3,7 @@
 #include <string>
 
 #include "examples/solve_mtx/direct_solver.h"
+#include "examples/solve_mtx/pattern.h"
 
 namespace solve_mtx {
 
@@ -11,6 +12,7 @@ struct Report {
   std::string file, refactored_file;  // the second empty if there was none
   bool transposed = false, new_pivots = false;
   int order = 0, entries = 0;
+  PatternFacts pattern;
   Facts facts;
   double read_time = 0, analyse_time = 0, factorise_time = 0, refactorise_time = 0;  // s
   double solve_time = 0, check_time = 0;

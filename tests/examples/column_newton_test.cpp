@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cinttypes>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <memory>
 #include <set>
@@ -15,6 +17,7 @@
 #include "examples/column/closure.h"
 #include "examples/column/newton.h"
 #include "examples/column/newton_jacobian.h"
+#include "examples/solve_mtx/reordering.h"
 #include "tests/support/program.h"
 
 namespace column {
@@ -149,6 +152,27 @@ TEST(Newton, SaysWhyItDidNotConverge) {
 class NewtonProgram : public ProgramTest {
  protected:
   NewtonProgram() : ProgramTest(COLUMN_PROGRAM) {}
+
+  /// Each reordering is at least as good as the numbering by stages, by its own measure.
+  void expect_narrower_patterns() const {
+    const auto row = [this](const std::string& name) {
+      examples::Measures measures{-1, -1};
+      const std::size_t at = out_.find("\n  " + name);
+      if (at != out_.npos)
+        std::sscanf(out_.c_str() + at + 3 + name.size(), "%d %" SCNd64, &measures.bandwidth,
+                    &measures.profile);
+      return measures;
+    };
+    const examples::Measures by_stages = row("numbered by stages");
+    // 17 stages of 5 x and 1 T. From the second on each x is tied to its own one stage above, T to all of
+    // them.
+    EXPECT_EQ(by_stages.bandwidth, 11) << out_;
+    EXPECT_EQ(by_stages.profile, 5 + 16 * (5 * 6 + 11)) << out_;
+    EXPECT_GT(row("reordered for bandwidth").bandwidth, 0);
+    EXPECT_LE(row("reordered for bandwidth").bandwidth, by_stages.bandwidth);
+    EXPECT_GT(row("reordered for profile").profile, 0);
+    EXPECT_LE(row("reordered for profile").profile, by_stages.profile);
+  }
 };
 
 TEST_F(NewtonProgram, PrintsBothAnswersAndTheirAgreement) {
@@ -156,6 +180,7 @@ TEST_F(NewtonProgram, PrintsBothAnswersAndTheirAgreement) {
   EXPECT_EQ(run(good + "--method newton --csv " + in_folder("newton.csv")), 0) << err_;
   EXPECT_TRUE(printed("converged in 89 passes") && printed("\nnewton: one system of 102 unknowns")) << out_;
   EXPECT_TRUE(printed("\nnewton against bubble-point, largest relative difference: ")) << out_;
+  expect_narrower_patterns();
   EXPECT_EQ(run(good + "--method bubble-point --csv " + in_folder("bubble.csv")), 0) << err_;
   EXPECT_FALSE(printed("newton")) << out_;
   EXPECT_NE(contents(folder_ / "newton.csv"), contents(folder_ / "bubble.csv"))

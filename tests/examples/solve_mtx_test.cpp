@@ -5,12 +5,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "examples/common/toml_reader.h"
 #include "examples/solve_mtx/direct_solver.h"
 #include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/reordering.h"
+#include "examples/solve_mtx/spy.h"
 #include "tests/support/dense_reference.h"
 #include "tests/support/program.h"
 
@@ -184,6 +189,50 @@ TEST(ScaledResidual, IsThatOfTheWorstRow) {
   }
 }
 
+TEST(Reordering, MeasuresTiesInEitherHalfOnce) {
+  // The path 3 1 4 2, its places given below or above the diagonal or twice, and an unknown without ties.
+  const std::vector<int> rows{1, 1, 3, 2, 4, 5}, columns{1, 4, 1, 4, 2, 5};
+  for (const auto goal : {examples::Goal::kBandwidth, examples::Goal::kProfile}) {
+    const examples::Reordering found = examples::reorder(5, rows, columns, goal);
+    EXPECT_EQ(found.before.bandwidth, 3);
+    EXPECT_EQ(found.before.profile, 2 + 3);
+    EXPECT_EQ(found.after.bandwidth, 1);
+    EXPECT_EQ(found.after.profile, 3);
+  }
+  try {
+    examples::reorder(400000000, {}, {}, examples::Goal::kProfile);
+    FAIL() << "accepted";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "400000000 unknowns are too many to be reordered");
+  }
+}
+
+int dots(const std::string& picture) {
+  int count = 0;
+  for (std::size_t at = 0; (at = picture.find("h1v1h-1z", at)) != picture.npos; ++at) ++count;
+  return count;
+}
+
+TEST(Spy, HasADotForEachPlace) {
+  const Matrix a =
+      solve_mtx::parse_matrix(head("real general") + "3 3 5\n1 1 1\n2 2 0\n3 1 1\n3 1 1\n2 3 1\n", "f");
+  const std::string given = solve_mtx::spy_svg(a, {}, "");
+  EXPECT_NE(given.find("\"M0 0h1v1h-1z\nM1 1h1v1h-1z\nM2 1h1v1h-1z\nM0 2h1v1h-1z\n\""), given.npos) << given;
+  const std::string turned = solve_mtx::spy_svg(a, {2, 3, 1}, "");
+  EXPECT_NE(turned.find("\"M1 0h1v1h-1z\nM1 1h1v1h-1z\nM0 2h1v1h-1z\nM2 2h1v1h-1z\n\""), turned.npos)
+      << turned;
+
+  Matrix large;  // its last row and its diagonal
+  large.rows = large.columns = 2500;
+  for (int i = 1; i <= large.rows; ++i) {
+    large.row.insert(large.row.end(), {i, large.rows});
+    large.column.insert(large.column.end(), {i, i});
+  }
+  const std::string scaled = solve_mtx::spy_svg(large, {}, "scaled down");
+  EXPECT_EQ(dots(scaled), 1999);
+  EXPECT_NE(scaled.find("M999 999h1v1h-1z\n\""), scaled.npos);
+}
+
 class SolveProgram : public ProgramTest {
  protected:
   SolveProgram() : ProgramTest(SOLVE_PROGRAM) {}
@@ -273,6 +322,49 @@ TEST_F(SolveProgram, RefactorisesWithNewPivotsWhereTheOldOnesFail) {
       << err_;
 }
 
+TEST_F(SolveProgram, ReordersAMeshAndShowsIt) {
+  const std::string generate = "cd '" + folder_.string() +
+                               "' && awk -v rows=12 -v columns=9 -f '" SOLVE_MATRICES "/mesh.awk' >mesh.mtx";
+  ASSERT_EQ(std::system(generate.c_str()), 0);
+  const int entries = 108 + 2 * (12 * 8 + 11 * 9 + 11 * 8);
+  const std::string mesh = in_folder("mesh.mtx"), spy = " --spy " + in_folder("a/b");
+  const fs::path before = folder_ / "a/b/before.svg", after = folder_ / "a/b/after.svg";
+
+  ASSERT_EQ(run(mesh + spy), 0) << err_;
+  EXPECT_FALSE(printed("reordered")) << out_;
+  EXPECT_EQ(dots(contents(before)), entries);
+  EXPECT_FALSE(fs::exists(after));
+
+  for (const std::string goal : {"bandwidth", "profile"}) {
+    SCOPED_TRACE(goal);
+    ASSERT_EQ(run(mesh + spy + " --json --reorder " + goal), 0) << err_;
+    EXPECT_TRUE(printed("\"reordered_for\": \"" + goal + "\"")) << out_;
+    int wide[2] = {}, narrow[2] = {};
+    const std::size_t at = out_.find("  \"bandwidth\": ");
+    ASSERT_NE(at, out_.npos) << out_;
+    EXPECT_EQ(std::sscanf(out_.c_str() + at,
+                          " \"bandwidth\": {\"before\": %d, \"after\": %d}, \"profile\": {\"before\": %d, "
+                          "\"after\": %d}",
+                          &wide[0], &narrow[0], &wide[1], &narrow[1]),
+              4)
+        << out_;
+    EXPECT_LE(narrow[0], 14) << "nodes of three short sides, nearly";
+    EXPECT_GT(wide[0], 80);
+    EXPECT_LT(3 * narrow[1], wide[1]);
+    EXPECT_EQ(dots(contents(before)), entries);
+    EXPECT_EQ(dots(contents(after)), entries);
+    EXPECT_NE(contents(after).find(
+                  fmt::format(">reordered for {}: order 108, {} entries, bandwidth {}, profile {}<", goal,
+                              entries, narrow[0], narrow[1])),
+              std::string::npos);
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_ / "a/b"), {}), 2) << "nothing but the pictures";
+
+  write("flat.mtx", head("real general") + "2 2 4\n1 1 1\n1 2 2\n2 1 2\n2 2 4\n");
+  EXPECT_EQ(run(in_folder("flat.mtx") + " --reorder profile" + spy), 3) << out_;
+  EXPECT_EQ(dots(contents(after)), 4) << "of a singular matrix too";
+}
+
 /// Random factors of the given rank multiplied, of order 20; columns get smaller over so many decades.
 std::string full_matrix(int rank, double decades, reference::Random& random) {
   constexpr int kOrder = 20;
@@ -322,6 +414,7 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
   write("huge.mtx", head("real general") + "1000000000 1000000000 1\n1 1 1\n");
   write("hollow.mtx", head("real general") + "3 3 4\n1 1 1\n2 1 1\n3 1 1\n1 2 1\n");
   write("flat.mtx", head("real general") + "2 2 4\n1 1 1\n1 2 2\n2 1 2\n2 2 4\n");
+  write("before.svg", head("real general") + "1 1 1\n1 1 1\n");
   write("null.mtx", head("real general") + "1 1 1\n1 1 0\n");
   write("far.mtx", head("real general") + "1 1 1\n1 1 1e-300\n");
   write("over.mtx", head("real general") + "2 2 3\n1 1 1.7e308\n1 2 1.7e308\n2 2 1\n");
@@ -346,6 +439,14 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {"null.mtx", "", 3, "the matrix is numerically singular: rank 0, order 1\n"},
       {"far.mtx", " --rhs " + in_folder("large.mtx"), 3, "the solution is too large for numbers"},
       {"over.mtx", "", 1, "over.mtx: A times ones is too large for numbers; give --rhs\n"},
+      {"good.mtx", " --spy " + in_folder("bad.mtx"), 1, "bad.mtx: Not a directory\n"},
+      {"good.mtx", " --spy " + in_folder("bad.mtx/pictures"), 1, "bad.mtx/pictures: Not a directory\n"},
+      {"huge.mtx", " --spy " + in_folder("a"), 3, "structurally singular"},
+      {"huge.mtx", " --reorder profile", 1, "huge.mtx: 1000000000 unknowns are too many to be reordered\n"},
+      {"good.mtx", " --reorder", 2, "--reorder"},
+      {"good.mtx", " --reorder wavefront", 2, "--reorder"},
+      {"good.mtx", " --spy ''", 2, "--spy: the name of the folder is empty"},
+      {"before.svg", " --spy '" + folder_.string() + "'", 2, "before.svg would be replaced, and is read"},
       {"good.mtx", " --pivot-tolerance 2", 2, "--pivot-tolerance"},
       {"good.mtx", " --pivot-tolerance nan", 2, "--pivot-tolerance"},
       {"good.mtx", " --rhs ''", 2, "--rhs: the name of the file is empty"},

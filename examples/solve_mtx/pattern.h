@@ -1,0 +1,34 @@
+#pragma once
+
+// The pattern of a matrix, apart from its values: how narrow it can be made, and pictures of it.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/reordering.h"
+
+namespace solve_mtx {
+
+/// What is to be found out of a pattern.
+struct PatternOptions {
+  std::optional<examples::Goal> goal;  // of a reordering, if there is to be one
+  std::string folder;                  // of the pictures; empty for none
+
+  /// The pictures to be written: of the matrix as given and, if there is a reordering, of the reordered one.
+  std::vector<std::string> pictures() const;
+};
+
+struct PatternFacts {
+  std::optional<examples::Reordering> reordering;
+  double seconds = 0;                 // that it took
+  std::vector<std::string> pictures;  // that were written
+};
+
+/// Reorders the matrix and writes the pictures, in a folder that is made if it is missing. Each picture is
+/// written whole or not at all.
+/// @throws std::runtime_error
+PatternFacts study_pattern(const Matrix& matrix, const PatternOptions& options);
+
+}  // namespace solve_mtx

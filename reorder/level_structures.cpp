@@ -1,0 +1,192 @@
+#include "reorder/level_structures.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "reorder/sorts.h"
+
+namespace corvidnum {
+namespace {
+
+/// A structure while it is built. The level that begins at node(begin) and ends before node(end) is the last
+/// one that is complete; what is behind it belongs to the next.
+struct LevelWalk {
+  const GpsGraph& graph;
+  const LevelColumn column;
+  int begin = 1, end = 2;
+  int node_count = 1, depth = 0, width = 0;
+
+  LevelWalk(const GpsGraph& of_graph, int root, OneBased<int> list);
+  bool in_level() const { return begin < end; }
+  void measure_level() { width = end - begin > width ? end - begin : width; }
+  int end_position(int level) const { return column.available() - level; }  // where the end of a level stands
+  void record_end() const { column.level_start(depth + 1) = node_count + 1; }
+  bool reach_next_level(int most_nodes);         // false: there is one more, which is left as it was
+  void reach_all(const Neighbours& neighbours);  // there is room for more than these
+  bool reach_at_most(int most_nodes, const Neighbours& neighbours);
+  void next_level();
+  void take_marks_back() const;
+  int missing_space(int expected_nodes) const;  // if the other nodes are as deep as those so far
+  RootedLevels result() const { return {node_count, depth, width}; }
+};
+
+LevelWalk::LevelWalk(const GpsGraph& of_graph, int root, OneBased<int> list) : graph(of_graph), column(list) {
+  column.node(1) = root;
+  graph.flip_mark(root);
+  column.level_start(1) = 1;
+}
+
+bool LevelWalk::reach_next_level(int most_nodes) {
+  constexpr int kAhead = 6;  // the rows of nodes stand anywhere in memory
+  for (int front = begin; front < end; ++front) {
+    if (front + kAhead <= node_count) {
+      __builtin_prefetch(graph.neighbours(column.node(front + kAhead)).begin());
+    }
+    const int node = column.node(front);
+    if (graph.neighbour_count(node) < most_nodes - node_count) {
+      reach_all(graph.neighbours(node));
+    } else if (!reach_at_most(most_nodes, graph.neighbours(node))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void LevelWalk::reach_all(const Neighbours& neighbours) {
+  const OneBased<int> degree = graph.degree, list = column.list();
+  int count = node_count;
+  for (const int neighbour : neighbours) {
+    const int old = degree(neighbour);
+    list(count + 1) = neighbour;  // stays if it was not marked; no branch, whose outcome none could foresee
+    count += old > 0;
+    degree(neighbour) = old > 0 ? -old : old;
+  }
+  node_count = count;
+}
+
+bool LevelWalk::reach_at_most(int most_nodes, const Neighbours& neighbours) {
+  for (const int neighbour : neighbours) {
+    if (!graph.unmarked(neighbour)) continue;
+    if (node_count == most_nodes) return false;
+    graph.flip_mark(neighbour);
+    column.node(++node_count) = neighbour;
+  }
+  return true;
+}
+
+void LevelWalk::next_level() {
+  begin = end;
+  end = node_count + 1;
+}
+
+void LevelWalk::take_marks_back() const {
+  for (int k = 1; k <= node_count; ++k) graph.flip_mark(column.node(k));
+}
+
+int LevelWalk::missing_space(int expected_nodes) const {
+  const std::int64_t missing_nodes = std::int64_t{expected_nodes} - node_count + 1;
+  return clamped_to_int(3 * (missing_nodes * depth / expected_nodes + missing_nodes));
+}
+
+/// Sorts the candidates for the other end, in place; false: there are none.
+bool sort_last_level(const GpsGraph& graph, const LevelColumn& column, int depth, OneBased<int>& ends) {
+  const int begin = column.level_start(depth);
+  const int count = column.level_start(depth + 1) - begin;
+  ends = column.list().part(begin, count);
+  return gps_sort_nodes_increasing(count, ends, graph.degree);
+}
+
+/// In a graph that is not symmetric an end may be less deep than the start: levels it lacks are empty.
+void append_empty_levels(const LevelColumn& column, int node_count, int depth, int wanted_depth) {
+  for (int level = depth + 1; level <= wanted_depth; ++level) column.level_start(level + 1) = node_count + 1;
+}
+
+}  // namespace
+
+GpsStatus gps_rooted_levels(const GpsGraph& graph, int root, OneBased<int> column, int nodes_left,
+                            RootedLevels& levels) {
+  LevelWalk walk(graph, root, column);
+  if (graph.degree(root) == 0) return broken(kBadWalk);
+  for (; walk.in_level(); walk.next_level()) {
+    walk.measure_level();
+    ++walk.depth;
+    const int room = walk.end_position(walk.depth) - 1;
+    if (walk.node_count > room) return {kColumnFull, walk.missing_space(nodes_left)};
+    walk.record_end();
+    if (!walk.reach_next_level(std::min(room, nodes_left))) {
+      if (walk.node_count < room) return broken(kBadWalk);
+      ++walk.node_count;  // the one that has no place
+      return {kColumnFull, walk.missing_space(nodes_left)};
+    }
+  }
+  walk.take_marks_back();
+  levels = walk.result();
+  return {};
+}
+
+GpsStatus gps_rooted_levels_limited(const GpsGraph& graph, int root, OneBased<int> column, int node_count,
+                                    int max_depth, int max_width, RootedLevels& levels) {
+  LevelWalk walk(graph, root, column);
+  const auto give_up = [&]() -> GpsStatus {
+    walk.take_marks_back();
+    levels = {walk.node_count, 0, graph.n + 1};
+    return {};
+  };
+  for (; walk.in_level(); walk.next_level()) {
+    walk.measure_level();
+    if (walk.width >= max_width) return give_up();
+    ++walk.depth;
+    if (walk.depth > max_depth) return {kColumnFullLimited, walk.missing_space(node_count)};
+    // max_depth leaves room for node_count nodes; a walk that reaches more meets the starts of the levels.
+    const int room = walk.end_position(walk.depth) - 1;
+    if (walk.node_count > room) return broken(kWalkCountDiffers);
+    walk.record_end();
+    const int narrow = walk.node_count + max_width - 1;  // beyond it the next level is too wide
+    if (!walk.reach_next_level(std::min(room, narrow))) {
+      return walk.node_count == narrow ? give_up() : broken(kWalkCountDiffers);
+    }
+  }
+  if (walk.node_count != node_count) return broken(kWalkCountDiffers);
+  walk.take_marks_back();
+  levels = walk.result();
+  return {};
+}
+
+GpsStatus gps_pseudo_diameter(const GpsGraph& graph, const Columns& columns, int nodes_left, int start_node,
+                              PseudoDiameter& found) {
+  int backward = 2;
+  found = {start_node, 0, 1, 3, 0, 0, 0, 0};
+  RootedLevels levels;
+  GpsStatus status = gps_rooted_levels(graph, start_node, columns.list(found.forward), nodes_left, levels);
+  if (status.error != kGpsOk) return status;
+  found.node_count = levels.node_count;
+  const int max_depth = columns.available - found.node_count - 1;
+
+  for (bool deeper = true; deeper;) {
+    deeper = false;
+    found.forward_width = levels.width;
+    found.depth = levels.depth;
+    found.backward_width = graph.n + 1;
+    OneBased<int> ends(nullptr, 0);
+    if (!sort_last_level(graph, columns.column(found.forward), found.depth, ends))
+      return broken(kLastLevelSort);
+    for (int k = 1; k <= ends.size() && !deeper; ++k) {
+      status = gps_rooted_levels_limited(graph, ends(k), columns.list(backward), found.node_count, max_depth,
+                                         found.backward_width, levels);
+      if (status.error != kGpsOk) return status;
+      if (levels.depth > found.depth) {
+        std::swap(found.forward, backward);
+        found.start_node = ends(k);
+        deeper = true;
+      } else if (levels.width < found.backward_width) {
+        append_empty_levels(columns.column(backward), found.node_count, levels.depth, found.depth);
+        std::swap(found.best_backward, backward);
+        found.backward_width = levels.width;
+        found.end_node = ends(k);
+      }
+    }
+  }
+  return {};
+}
+
+}  // namespace corvidnum

@@ -1,0 +1,118 @@
+#pragma once
+
+// The plan of the one work array of gpskca. Regions overlap on purpose: a phase takes over what the phases
+// before it have left, and only this header knows where a region lies.
+//
+//           1        p                                                                      length
+//  always   | numbered |
+//  search              |    column 1    |    column 2    |    column 3    |
+//  transition          | levels2 |         column 2 (or 3) is read ...         |   levels1   |
+//  combination         | levels2 | totals | list, starts, sizes >   < incr2 | incr1 |  levels1   |
+//  packing             |         | totals |      < level list | level pointers |   levels1   |
+//  numbering           | numbered, queue ...  < level list | level pointers |     levels1     |
+//  measurement  | new order, n | new numbers, n |
+//
+// p is the next number to be given: whatever lies below it is final.
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+#include "frame/one_based.h"
+
+namespace corvidnum {
+
+/// The largest or smallest int stands for what is beyond it.
+inline int clamped_to_int(std::int64_t value) {
+  if (value > std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
+  if (value < std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
+  return static_cast<int>(value);
+}
+
+/// A rooted level structure in its column of the search: nodes from the front in order of discovery, starts
+/// of levels from the back. list(available - k + 1) is where level k starts, so that
+///
+///   1              node_count           available - depth                                  available
+///   | nodes in order of discovery | free | node_count + 1 | start of level depth | ... | 1 |
+class LevelColumn {
+ public:
+  explicit LevelColumn(OneBased<int> list) : list_(list) {}
+  int available() const { return static_cast<int>(list_.size()); }
+  OneBased<int> list() const { return list_; }
+  int& node(int k) const { return list_(k); }
+  int& level_start(int level) const { return list_(list_.size() - level + 1); }  // of depth + 1: the end
+
+ private:
+  OneBased<int> list_;
+};
+
+/// The three columns of the search, next to each other.
+struct Columns {
+  OneBased<int> storage;  // [3 available] or more
+  int available;
+
+  OneBased<int> list(int column) const {
+    return storage.part(std::ptrdiff_t{available} * (column - 1) + 1, available);
+  }
+  LevelColumn column(int number) const { return LevelColumn(list(number)); }
+};
+
+/// What the combination works on.
+struct CombinationRegions {
+  OneBased<int> levels1, levels2;          // [n]
+  OneBased<int> level_totals;              // [depth] nodes assigned to each level so far
+  OneBased<int> components;                // [available] their nodes, their starts, their sizes
+  OneBased<int> increments1, increments2;  // [depth] what a component adds to each level, either way
+};
+
+/// Work that is laid out for one component: `next` is the first free number. The regions that need a depth or
+/// a size get it from the search.
+class WorkPlan {
+ public:
+  WorkPlan(OneBased<int> work, int n, int next) : work_(work), n_(n), next_(next) {}
+
+  std::ptrdiff_t length() const { return work_.size(); }
+
+  // search
+  Columns columns(int available) const { return {work_.from(next_), available}; }
+
+  // from the transition on: the level of each node in the structure of either end, 0 outside the component
+  OneBased<int> levels2() const { return work_.part(levels2_at(), n_); }
+  OneBased<int> levels1() const { return work_.part(levels1_at(), n_); }
+  std::ptrdiff_t levels2_at() const { return next_; }
+  std::ptrdiff_t levels1_at() const { return work_.size() - n_ + 1; }
+
+  // combination; the totals stay until the levels are packed
+  OneBased<int> level_totals(int depth) const { return work_.part(next_ + n_, depth); }
+  /// @param available work_.size() + 1 - 3 depth - 2 n - next, at most
+  CombinationRegions combination(int depth, int available) const {
+    return {levels1(),
+            levels2(),
+            level_totals(depth),
+            work_.part(next_ + n_ + depth, available),
+            work_.part(levels1_at() - depth, depth),
+            work_.part(levels1_at() - 2 * std::ptrdiff_t{depth}, depth)};
+  }
+
+  // packing and numbering
+  std::ptrdiff_t level_pointers_at(int depth) const { return levels1_at() - 1 - depth; }
+  std::ptrdiff_t level_list_at(int depth, int node_count) const {
+    return level_pointers_at(depth) - node_count;
+  }
+  OneBased<int> level_pointers(int depth) const { return work_.part(level_pointers_at(depth), depth + 1); }
+  OneBased<int> level_list(int depth, int node_count) const {
+    return work_.part(level_list_at(depth, node_count), node_count);
+  }
+  OneBased<int> order(int node_count) const { return work_.part(next_, node_count); }
+
+  // measurement
+  OneBased<int> new_order() const { return work_.part(1, n_); }
+  OneBased<int> new_number() const { return work_.part(std::ptrdiff_t{n_} + 1, n_); }
+
+ private:
+  OneBased<int> work_;
+  int n_;
+  std::ptrdiff_t next_;
+};
+
+}  // namespace corvidnum

@@ -1,0 +1,321 @@
+// The whole reordering, as a host calls it.
+
+#include "reorder/gpskca.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <numeric>
+#include <random>
+#include <set>
+
+#include "tests/support/gps_model.h"
+
+namespace {
+
+using gps_model::Lists;
+using gps_model::Numbers;
+
+using Random = std::mt19937;
+
+/// What an array may hold that nobody has written: mostly numbers that could be nodes or positions.
+int garbage() {
+  static Random random(9);
+  const int any = static_cast<int>(random());
+  return random() % 8 == 0 ? any : any % 64;
+}
+
+/// One call, with arrays of exactly the documented lengths, so that a sanitizer sees the ends.
+struct Call {
+  int n, bandwidth = 77, profile = 77, error = 77, space = 77;
+  Numbers degree, row_start, connect, permutation, work;  // from element 0
+
+  explicit Call(const Lists& neighbours) : n(static_cast<int>(neighbours.size()) - 1) {
+    for (int i = 1; i <= n; ++i) {
+      const Numbers& row = neighbours[i];
+      degree.push_back(static_cast<int>(row.size()));
+      row_start.push_back(row.empty() ? -12345 : static_cast<int>(connect.size()) + 1);
+      connect.insert(connect.end(), row.begin(), row.end());
+    }
+    permutation.resize(n);
+    std::iota(permutation.begin(), permutation.end(), 1);
+  }
+  Call& run(int optimize_profile, int work_length) {
+    work.resize(std::max(work_length, 0));
+    for (int& element : work) element = garbage();
+    gpskca(&n, degree.data(), row_start.data(), connect.data(), &optimize_profile, &work_length,
+           permutation.data(), work.data(), &bandwidth, &profile, &error, &space);
+    return *this;
+  }
+  Call& run(int optimize_profile) { return run(optimize_profile, 6 * n + 3); }
+  /// What the two measures come out at, counted pair by pair.
+  std::pair<int, int> recount() const {
+    int most = 0, sum = 0;
+    for (int i = 0; i < n; ++i) {
+      int row = 0;
+      for (int k = 0; k < degree[i]; ++k) {
+        row = std::max(row, permutation[i] - permutation[connect[row_start[i] - 1 + k] - 1]);
+      }
+      most = std::max(most, row);
+      sum += row;
+    }
+    return {most, sum};
+  }
+  bool is_permutation() const {
+    Numbers sorted(permutation), identity(n);
+    std::sort(sorted.begin(), sorted.end());
+    std::iota(identity.begin(), identity.end(), 1);
+    return sorted == identity;
+  }
+};
+
+Lists graph_of(int n, const std::vector<std::pair<int, int>>& edges, Random& random) {
+  std::set<std::pair<int, int>> seen;
+  Lists neighbours(n + 1);
+  for (const auto& [i, j] : edges) {
+    if (i == j || !seen.insert(std::minmax(i, j)).second) continue;
+    neighbours[i].push_back(j);
+    neighbours[j].push_back(i);
+  }
+  for (Numbers& row : neighbours) std::shuffle(row.begin(), row.end(), random);
+  return neighbours;
+}
+
+/// `nodes` numbered at random, joined as the shape tells.
+Lists shaped(int shape, int nodes, Random& random) {
+  Numbers label(nodes);
+  std::iota(label.begin(), label.end(), 1);
+  std::shuffle(label.begin(), label.end(), random);
+  std::vector<std::pair<int, int>> edges;
+  const auto join = [&](int i, int j) {
+    if (0 <= i && i < nodes && j < nodes) edges.emplace_back(label[i], label[j]);
+  };
+  const int wide = 1 + static_cast<int>(random() % 6);
+  for (int i = 0; i < nodes; ++i) {
+    switch (shape) {
+      case 0:
+        break;  // isolated
+      case 1:
+        join(i - 1, i);
+        break;  // a path
+      case 2:
+        join(0, i);
+        break;  // a star
+      case 3:
+        join(i - wide, i), i % wide ? join(i - 1, i) : void();
+        break;  // a mesh
+      case 4:   // complete
+        for (int j = 0; j < i; ++j) join(j, i);
+        break;
+      case 5:
+        join(i % 2 ? i - 1 : nodes, i);
+        break;  // pairs
+      case 6:
+        join((i - 1) / 2, i);
+        break;  // a tree
+      case 7:
+        join(i - 1, i), join(i - wide, i);
+        break;  // a band
+    }
+  }
+  return graph_of(nodes, edges, random);
+}
+constexpr int kShapes = 8;
+
+Lists random_graph(int nodes, Random& random) {
+  std::vector<std::pair<int, int>> edges;
+  const int count = nodes == 0 ? 0 : static_cast<int>(random() % (2 * nodes + 1));
+  for (int k = 0; k < count; ++k) {
+    edges.emplace_back(1 + static_cast<int>(random() % nodes), 1 + static_cast<int>(random() % nodes));
+  }
+  return graph_of(nodes, edges, random);
+}
+
+Lists any_graph(unsigned k, int most, Random& random) {
+  const int nodes = static_cast<int>(random() % (most + 1));
+  return k % 2 ? random_graph(nodes, random) : shaped(static_cast<int>(random() % kShapes), nodes, random);
+}
+
+TEST(Gpskca, AgreesWithThePlainModel) {
+  Random random(1);
+  int reversals = 0;
+  for (unsigned k = 0; k < 12000; ++k) {
+    const Lists neighbours = any_graph(k, 40, random);
+    const int optimize_profile = static_cast<int>(k / 2 % 2);
+    Call call(neighbours);
+    const Numbers degree = call.degree;
+    if (k % 3 == 0) std::shuffle(call.permutation.begin(), call.permutation.end(), random);
+    Numbers callers(call.permutation);
+    callers.insert(callers.begin(), 0);
+    const gps_model::Answer expected = gps_model::reorder(neighbours, optimize_profile != 0, callers);
+    call.run(optimize_profile);
+    SCOPED_TRACE(testing::Message() << "graph " << k << " of " << call.n << " nodes");
+    ASSERT_EQ(call.error, 0);
+    ASSERT_EQ(call.permutation, Numbers(expected.permutation.begin() + 1, expected.permutation.end()));
+    ASSERT_EQ(call.bandwidth, expected.bandwidth);
+    ASSERT_EQ(call.profile, expected.profile);
+    ASSERT_EQ(call.space, expected.space);
+    ASSERT_EQ(call.degree, degree);
+    // Behind the order stands its inverse, before a reversal; neither tells of the caller's numbering.
+    if (call.permutation == Numbers(callers.begin() + 1, callers.end())) continue;
+    bool reversed = false;
+    for (int i = 0; i < call.n; ++i) {
+      ASSERT_EQ(call.work[call.permutation[i] - 1], i + 1);
+      reversed |= call.work[call.n + i] != call.permutation[i];
+    }
+    for (int i = 0; i < call.n && reversed; ++i) {
+      ASSERT_EQ(call.work[call.n + i], call.n + 1 - call.permutation[i]);
+    }
+    reversals += reversed;
+  }
+  EXPECT_GT(reversals, 0);
+}
+
+TEST(Gpskca, GivesAPermutationThatIsNeverWorse) {
+  Random random(2);
+  for (unsigned k = 0; k < 600; ++k) {
+    SCOPED_TRACE(k);
+    Call call(any_graph(k, 300, random));
+    std::shuffle(call.permutation.begin(), call.permutation.end(), random);
+    const int optimize_profile = static_cast<int>(k / 2 % 2);
+    const auto before = call.recount();
+    call.run(optimize_profile);
+    ASSERT_EQ(call.error, 0);
+    ASSERT_TRUE(call.is_permutation());
+    const auto after = call.recount();
+    ASSERT_EQ(std::make_pair(call.bandwidth, call.profile), after);
+    const auto worse = [&](std::pair<int, int> a, std::pair<int, int> b) {
+      return optimize_profile ? a.second > b.second : a.first > b.first;
+    };
+    ASSERT_FALSE(worse(after, before));
+    ASSERT_FALSE(worse(call.run(optimize_profile).recount(), after));
+  }
+}
+
+// Codes that tell of too little room; a sanitizer watches the ends.
+TEST(Gpskca, EndsWithACodeWhateverTheRoom) {
+  const std::set<int> kNoRoom{10, 101, 102, 110, 111, 120, 130, 131, 160};
+  Random random(3);
+  std::set<int> met;
+  for (unsigned k = 0; k < 160; ++k) {
+    Call call(any_graph(k, 30, random));
+    const Numbers degree = call.degree, identity = call.permutation;
+    const int optimize_profile = static_cast<int>(k / 2 % 2);
+    for (int length = -1; length <= 6 * call.n + 3; ++length) {
+      SCOPED_TRACE(testing::Message() << "graph " << k << " of " << call.n << " nodes, " << length);
+      call.permutation = identity;
+      call.run(optimize_profile, length);
+      ASSERT_EQ(call.degree, degree);
+      if (call.error == 0) {
+        ASSERT_TRUE(call.is_permutation());
+        ASSERT_GE(length, 2 * call.n);
+        ASSERT_LE(call.space, 6 * call.n + 3);
+        continue;
+      }
+      met.insert(call.error);
+      ASSERT_EQ(kNoRoom.count(call.error), 1u) << call.error;
+      ASSERT_EQ(call.space > 0, call.error != 101 && call.error != 102) << call.error;
+      if (call.error == 10) {
+        ASSERT_EQ(call.space, 2 * call.n - length);
+      }
+      ASSERT_EQ(call.permutation, identity);
+      ASSERT_EQ(std::make_pair(call.bandwidth, call.profile), std::make_pair(-1, -1));
+      ASSERT_LT(length, 6 * call.n + 3);
+    }
+  }
+  EXPECT_EQ(met, (std::set<int>{10, 101, 102, 110, 111, 130, 131, 160}));
+}
+
+// One-sided edges, nodes that list themselves or one node twice.
+TEST(Gpskca, SurvivesGraphsThatAreNone) {
+  Random random(4);
+  std::set<int> met;
+  for (unsigned k = 0; k < 30000; ++k) {
+    Lists neighbours = any_graph(k, 24, random);
+    const int n = static_cast<int>(neighbours.size()) - 1;
+    for (unsigned spoilt = 0; n > 0 && spoilt < 1 + k % 5; ++spoilt) {
+      Numbers& row = neighbours[1 + random() % n];
+      if (random() % 2 || row.empty()) {
+        row.push_back(1 + static_cast<int>(random() % n));
+      } else {
+        row.erase(row.begin() + random() % row.size());
+      }
+    }
+    SCOPED_TRACE(k);
+    Call call(neighbours);
+    const Numbers degree = call.degree;
+    call.run(static_cast<int>(k / 2 % 2), k % 7 ? 6 * n + 3 : static_cast<int>(random() % (6 * n + 3)));
+    met.insert(call.error);
+    ASSERT_EQ(call.degree, degree);
+    ASSERT_TRUE(call.is_permutation());
+  }
+  EXPECT_EQ(met, (std::set<int>{0, 10, 13, 33, 51, 52, 54, 55, 101, 102, 110, 111, 130, 131, 160}));
+}
+
+TEST(Gpskca, RefusesAGraphThatPointsElsewhere) {
+  const struct {
+    const char* what;
+    void (*spoil)(Call&);
+    int degree;  // of node 3 afterwards
+  } kFaults[] = {
+      {"a negative degree", [](Call& c) { c.degree[2] = -2; }, 2},
+      {"the lowest degree", [](Call& c) { c.degree[2] = INT_MIN; }, INT_MAX},
+      {"a row start below 1", [](Call& c) { c.row_start[2] = 0; }, 2},
+      {"neighbour 0", [](Call& c) { c.connect[3] = 0; }, 2},
+      {"neighbour n + 1", [](Call& c) { c.connect[3] = 6; }, 2},
+  };
+  for (const auto& fault : kFaults) {
+    SCOPED_TRACE(fault.what);
+    Call call({{}, {2}, {1, 3}, {2, 4}, {3, 5}, {4}});
+    fault.spoil(call);
+    std::swap(call.permutation[0], call.permutation[4]);
+    call.run(0);
+    EXPECT_EQ(call.degree, (Numbers{1, 2, fault.degree, 2, 1}));
+    EXPECT_EQ(call.permutation, (Numbers{5, 2, 3, 4, 1}));
+    EXPECT_EQ((Numbers{call.error, call.space, call.bandwidth, call.profile}), (Numbers{1, -1, -1, -1}));
+  }
+}
+
+TEST(Gpskca, NumbersGraphsWithoutNeighbours) {
+  const struct {
+    int n, work_length, error, space, bandwidth;
+  } kCalls[] = {
+      {0, 0, 0, 0, 0}, {0, -3, 10, 3, -1}, {-2, 0, 0, 0, 0},
+      {4, 8, 0, 8, 0}, {4, 7, 10, 1, -1},  {4, 0, 10, 8, -1},
+  };
+  for (const auto& row : kCalls) {
+    for (const int optimize_profile : {0, 1}) {
+      SCOPED_TRACE(testing::Message() << row.n << " nodes, " << row.work_length);
+      Call call(Lists(std::max(row.n, 0) + 1));
+      std::reverse(call.permutation.begin(), call.permutation.end());
+      call.n = row.n;
+      call.run(optimize_profile, row.work_length);
+      EXPECT_EQ((Numbers{call.error, call.space, call.bandwidth, call.profile}),
+                (Numbers{row.error, row.space, row.bandwidth, row.bandwidth}));
+      if (row.n == 4) {
+        EXPECT_EQ(call.permutation[0], row.error == 0 ? 1 : 4);
+      }
+    }
+  }
+}
+
+// Nodes joined at random: no numbering is narrow.
+TEST(Gpskca, ReportsAProfileBeyondIntAsTheLargest) {
+  Random random(5);
+  constexpr int kNodes = 95000;
+  Lists neighbours(kNodes + 1);
+  for (int k = 0; k < 3 * kNodes; ++k) {
+    const int i = 1 + static_cast<int>(random() % kNodes), j = 1 + static_cast<int>(random() % kNodes);
+    neighbours[i].push_back(j);
+    neighbours[j].push_back(i);
+  }
+  Call call(neighbours);
+  for (int& number : call.permutation) number = static_cast<int>(random());  // no numbering at all
+  call.run(0);
+  EXPECT_EQ(call.error, 0);
+  EXPECT_TRUE(call.is_permutation());
+  EXPECT_EQ(call.profile, INT_MAX);
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+// The numbering of one component whose levels are given, sound or damaged.
+
+#include "reorder/numbering.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace corvidnum {
+namespace {
+
+using Numbers = std::vector<int>;
+using Lists = std::vector<Numbers>;
+
+/// A graph and its levels, each as lists; levels are damaged after they are built.
+struct Component {
+  int n, depth;
+  Numbers degree, row_start, connect, level_number, pointers{1};
+  Numbers work;  // `list_base` elements, then the list of the levels
+  int list_base;
+
+  Component(const Lists& neighbours, const Lists& levels, int room = 40)
+      : n(static_cast<int>(neighbours.size())),
+        depth(static_cast<int>(levels.size())),
+        level_number(neighbours.size()),
+        work(room),
+        list_base(room) {
+    for (const Numbers& row : neighbours) {
+      degree.push_back(static_cast<int>(row.size()));
+      row_start.push_back(static_cast<int>(connect.size()) + 1);
+      connect.insert(connect.end(), row.begin(), row.end());
+    }
+    for (int k = 1; k <= depth; ++k) {
+      for (const int node : levels[k - 1]) level_number[node - 1] = k;
+      work.insert(work.end(), levels[k - 1].begin(), levels[k - 1].end());
+      pointers.push_back(static_cast<int>(work.size()) - room + 1);
+    }
+  }
+  GpsGraph graph() { return {n, {degree.data(), n}, {row_start.data(), n}, {connect.data(), n * n}}; }
+  PackedLevels levels() {
+    return {depth,
+            {work.data() + list_base, pointers.back() - 1},
+            {pointers.data(), depth + 1},
+            {level_number.data(), n}};
+  }
+  int number_bandwidth(int start, int end, bool reverse_numbering, Numbers& order) {
+    order.assign(work.size() - list_base, 0);
+    return gps_number_bandwidth(graph(), {order.data(), pointers.back() - 1}, start, end, reverse_numbering,
+                                levels());
+  }
+  GpsStatus number_profile(int node_count, int& next_number) {
+    GpsStatus status{kGpsOk, 7};
+    const int length = static_cast<int>(work.size());
+    gps_number_profile(graph(), {work.data(), length}, list_base, next_number, node_count, levels(), status);
+    return status;
+  }
+};
+
+Component path() { return {{{2}, {1, 3}, {2, 4}, {3, 5}, {4}}, {{1}, {2}, {3}, {4}, {5}}}; }
+/// Two pairs; nothing joins 1 and 2, nor 3 and 4.
+Component two_pairs() { return {{{3}, {4}, {1}, {2}}, {{1, 2}, {3, 4}}}; }
+
+TEST(NumberBandwidth, BeginsAtTheEndOfSmallerDegreeAndRunsTheWayThatIsAskedFor) {
+  const struct {
+    int start, end;
+    bool reverse_numbering;
+    int first;
+  } kWays[] = {{1, 5, true, 1}, {1, 5, false, 5}, {5, 1, true, 5}, {5, 1, false, 1}, {4, 1, true, 5}};
+  for (const auto& way : kWays) {
+    SCOPED_TRACE(way.first);
+    Component component = path();
+    Numbers order;
+    EXPECT_EQ(component.number_bandwidth(way.start, way.end, way.reverse_numbering, order), 0);
+    EXPECT_EQ(order, way.first == 1 ? (Numbers{1, 2, 3, 4, 5}) : (Numbers{5, 4, 3, 2, 1}));
+    for (const int degree : component.degree) EXPECT_LT(degree, 0);
+  }
+}
+
+// 2, 3 and 4 are left of level 1 when 1 is done: 3 has the smallest degree, and 2 comes before 4.
+TEST(NumberBandwidth, ResumesALevelAtTheFirstNodeOfSmallestDegree) {
+  Component component({{5}, {5, 6}, {6}, {5, 6}, {1, 2, 4}, {2, 3, 4}}, {{1, 2, 3, 4}, {5, 6}});
+  Numbers order;
+  EXPECT_EQ(component.number_bandwidth(1, 6, true, order), 0);
+  EXPECT_EQ(order, (Numbers{1, 3, 2, 4, 5, 6}));
+}
+
+TEST(NumberBandwidth, NamesWhatIsWrongWithTheLevels) {
+  const struct {
+    int error;
+    Component component;
+    void (*damage)(Component&);
+  } kDamages[] = {
+      {kNextLevelEmpty, {{{2}, {1}, {4}, {3}}, {{1, 2}, {3, 4}}}, [](Component&) {}},
+      {kLevelCount, path(), [](Component& c) { c.level_number[1] = 1, c.level_number[2] = 2; }},
+      {kLevelCount, path(), [](Component& c) { --c.pointers[5]; }},
+      {kWrongLevelInList, two_pairs(), [](Component& c) { c.work[c.list_base + 1] = 4; }},
+      {kLevelSkipped, path(), [](Component& c) { c.level_number[1] = 3; }},
+      {kNothingToResume, two_pairs(), [](Component& c) { c.work[c.list_base + 1] = 1; }},
+      // The start is none of the component, and takes a place in an order that has none to spare.
+      {kLevelCount, {{{3}, {3}, {2, 4}, {3}}, {{2}, {3}, {4}}}, [](Component&) {}},
+  };
+  for (const auto& row : kDamages) {
+    for (const bool ascending : {true, false}) {
+      SCOPED_TRACE(testing::Message() << row.error << (ascending ? " up" : " down"));
+      Component component = row.component;
+      row.damage(component);
+      Numbers order;
+      EXPECT_EQ(component.number_bandwidth(1, 1, ascending, order), row.error);
+    }
+  }
+}
+
+// From 1 the front grows by 2 and 3 either way; 4 adds nobody new once they are in it, 5 adds two.
+TEST(NumberProfile, TakesTheNodeThatAddsFewestToTheFront) {
+  Component component({{2, 3}, {1, 5, 6, 7}, {1, 6}, {8}, {2}, {2, 3}, {2}, {4}},
+                      {{1, 4}, {2, 3, 8}, {5, 6, 7}});
+  int next_number = 1;
+  EXPECT_EQ(component.number_profile(8, next_number).error, 0);
+  EXPECT_EQ(next_number, 9);
+  EXPECT_EQ(Numbers(component.work.begin(), component.work.begin() + 8), (Numbers{4, 1, 8, 3, 2, 6, 5, 7}));
+}
+
+TEST(NumberProfile, NamesWhatIsWrongWithTheLevels) {
+  const auto error_of = [](Component component, int node_count) {
+    int next_number = 1;
+    const GpsStatus status = component.number_profile(node_count, next_number);
+    EXPECT_EQ(status.space, 7);
+    return status.error;
+  };
+  EXPECT_EQ(error_of(path(), 6), kNumberedCount);
+  Component component({{3}, {1}, {1}, {}}, {{1, 2}, {3, 4}});
+  component.level_number[3] = 0;
+  EXPECT_EQ(error_of(component, 4), kLevelListRanOut);
+}
+
+// Level 1 needs 3 elements, each node of level 2 one more, and the queue of level 2 from 6 to 11.
+TEST(NumberProfile, TellsWhereQueueAndStackMeet) {
+  const Lists star = {{2, 3, 4}, {1, 5}, {1, 5}, {1, 5}, {2, 3, 4}};
+  const struct {
+    int room, error, space;
+  } kRooms[] = {{2, 160, 4}, {3, 160, 4},  {4, 160, 3}, {5, 160, 2},
+                {6, 160, 3}, {13, 160, 3}, {14, 0, 28}, {20, 0, 28}};
+  for (const auto& row : kRooms) {
+    SCOPED_TRACE(row.room);
+    Component component(star, {{1}, {2, 3, 4}, {5}}, row.room);
+    int next_number = 1;
+    const GpsStatus status = component.number_profile(5, next_number);
+    EXPECT_EQ(status.error, row.error);
+    EXPECT_EQ(status.space, row.space);
+  }
+}
+
+}  // namespace
+}  // namespace corvidnum
