@@ -5,7 +5,7 @@
 #include "examples/column/bubble_point.h"
 #include "examples/column/column_case.h"
 #include "examples/column/flows.h"
-#include "examples/solve_mtx/reordering.h"
+#include "examples/common/reordering.h"
 
 namespace column {
 

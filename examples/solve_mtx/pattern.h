@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "examples/solve_mtx/matrix_market.h"
-#include "examples/solve_mtx/reordering.h"
+#include "examples/common/reordering.h"
 
 namespace solve_mtx {
 

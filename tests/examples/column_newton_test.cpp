@@ -17,7 +17,7 @@
 #include "examples/column/closure.h"
 #include "examples/column/newton.h"
 #include "examples/column/newton_jacobian.h"
-#include "examples/solve_mtx/reordering.h"
+#include "examples/common/reordering.h"
 #include "tests/support/program.h"
 
 namespace column {

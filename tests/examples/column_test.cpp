@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <limits>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -35,6 +34,12 @@ ColumnCase crowded() {
   return c;
 }
 
+std::vector<ColumnCase> all_cases() {
+  std::vector<ColumnCase> cases{crowded()};
+  for (const char* name : kShipped) cases.push_back(shipped(name));
+  return cases;
+}
+
 TEST(Column, ComesOutAtThePublishedAnswers) {
   for (const auto& [name, figures] :
        {std::pair{"binary32", 2}, std::pair{"butane-pentane", 2 + 5 + 16 + 4}}) {
@@ -54,19 +59,22 @@ TEST(Column, ComesOutAtThePublishedAnswers) {
   }
 }
 
-TEST(Column, ClosesEveryBalance) {
-  std::vector<ColumnCase> cases{crowded()};
-  for (const char* name : kShipped) cases.push_back(shipped(name));
-  for (const ColumnCase& c : cases) {
+TEST(Column, ClosesEveryBalanceAndArrowAndDenseAgree) {
+  for (const ColumnCase& c : all_cases()) {
     SCOPED_TRACE(c.title);
     const InternalFlows flows = internal_flows(c);
     ASSERT_FALSE(flow_fault(c, flows));
-    const Solution s = solve(c, flows, Solver::kArrow);
-    ASSERT_EQ(s.outcome, Outcome::kOk) << s.complaint;
-    const Closure closed = closure(c, flows, s.profile);
+    const Solution arrow = solve(c, flows, Solver::kArrow), dense = solve(c, flows, Solver::kDense);
+    ASSERT_EQ(arrow.outcome, Outcome::kOk) << arrow.complaint;
+    const Closure closed = closure(c, flows, arrow.profile);
     EXPECT_LE(closed.worst(), 1e-12);
     EXPECT_LE(closed.liquid_sum, 100 * c.tolerance);
     EXPECT_LE(closed.vapour_sum, 100 * c.tolerance);
+    EXPECT_EQ(arrow.passes(), dense.passes());
+    EXPECT_LE(solver_difference(c, flows, arrow.profile.temperature), 1e-11);
+    const ProfileDifference final = profile_difference(arrow.profile, dense.profile);
+    EXPECT_LE(final.liquid, 1e-11);
+    EXPECT_LE(final.temperature, 1e-11);
   }
 }
 
@@ -79,43 +87,19 @@ TEST(Column, ClosureNoticesWhatDoesNotBalance) {
   EXPECT_GT(closed.stage_component[12], 1e-7);
   EXPECT_GT(closed.stage_component[5], 1e-8);
   EXPECT_LT(closed.stage_component[3], 1e-12);
-  s.profile.liquid[1][12] = std::numeric_limits<double>::quiet_NaN();
+  s.profile.liquid[1][12] = std::nan("");
   EXPECT_FALSE(std::isfinite(closure(c, flows, s.profile).worst()));
 }
 
-/// Gauss elimination with row interchanges, kept as plain as can be.
-std::vector<double> eliminate(std::vector<std::vector<double>> a, std::vector<double> b) {
-  const std::size_t n = b.size();
-  for (std::size_t k = 0; k < n; ++k) {
-    std::size_t p = k;
-    for (std::size_t i = k; i < n; ++i)
-      if (std::fabs(a[i][k]) > std::fabs(a[p][k])) p = i;
-    std::swap(a[k], a[p]);
-    std::swap(b[k], b[p]);
-    for (std::size_t i = k + 1; i < n; ++i) {
-      const double factor = a[i][k] / a[k][k];
-      for (std::size_t j = k; j < n; ++j) a[i][j] -= factor * a[k][j];
-      b[i] -= factor * b[k];
-    }
-  }
-  for (std::size_t k = n; k-- > 0;) {
-    for (std::size_t j = k + 1; j < n; ++j) b[k] -= a[k][j] * b[j];
-    b[k] /= a[k][k];
-  }
-  return b;
-}
-
-/// One component's liquid fractions, stream by stream: each adds what it takes from one stage and brings to
-/// another, wherever they stand. No border.
-std::vector<double> by_streams(const ColumnCase& c, const InternalFlows& f, const std::vector<double>& k,
-                               int i) {
+/// By how much one component's flows into the stages differ from those out, at the worst stage, relatively.
+/// Stream by stream: each takes from one stage and brings to another, wherever they stand. No border.
+double imbalance(const ColumnCase& c, const InternalFlows& f, const Profile& p, int i) {
   const int n = c.stages;
-  std::vector<std::vector<double>> a(n, std::vector<double>(n, 0.0));
-  std::vector<double> feed(n, 0.0);
+  std::vector<double> in(n), out(n);
   const auto stream = [&](int from, int to, Phase phase, double rate) {
-    const double drawn = rate * (phase == Phase::kVapour ? k[from] : 1.0);
-    a[from][from] += drawn;
-    if (to >= 0 && to < n) a[to][from] -= drawn;
+    const double moved = rate * p.liquid[i][from] * (phase == Phase::kVapour ? p.k[i][from] : 1.0);
+    out[from] += moved;
+    if (to >= 0 && to < n) in[to] += moved;
   };
   for (int j = 0; j < n; ++j) {
     stream(j, j + 1, Phase::kLiquid, f.liquid[j]);
@@ -124,11 +108,13 @@ std::vector<double> by_streams(const ColumnCase& c, const InternalFlows& f, cons
   if (c.condenser == Condenser::kTotal) stream(0, -1, Phase::kLiquid, c.distillate);
   for (const Draw& d : c.draws) stream(d.stage, -1, d.phase, d.rate);
   for (const Tie& t : c.ties) stream(t.from, t.to, t.phase, t.rate);
-  for (const Feed& in : c.feeds) feed[in.stage] += in.rates[i];
-  return eliminate(a, feed);
+  for (const Feed& feed : c.feeds) in[feed.stage] += feed.rates[i];
+  double worst = 0;
+  for (int j = 0; j < n; ++j) worst = std::max(worst, std::fabs(in[j] / out[j] - 1));
+  return worst;
 }
 
-TEST(Column, TiesAreWhatTheyAreWhenWrittenIntoTheStagesDirectly) {
+TEST(Column, TiesAreWhatTheyAreStreamByStream) {
   for (const ColumnCase& c : {shipped("aromatics-pumparound"), crowded()}) {
     const InternalFlows flows = internal_flows(c);
     std::vector<double> temperatures(c.stages);
@@ -137,28 +123,9 @@ TEST(Column, TiesAreWhatTheyAreWhenWrittenIntoTheStagesDirectly) {
       Profile profile;
       BubblePointMethod method(c, flows, solver);
       ASSERT_EQ(method.compositions(temperatures, profile), Outcome::kOk) << method.complaint();
-      for (int i = 0; i < c.model->components(); ++i) {
-        const std::vector<double> plain = by_streams(c, flows, profile.k[i], i);
-        for (int j = 0; j < c.stages; ++j)
-          EXPECT_NEAR(profile.liquid[i][j] / plain[j], 1.0, 1e-12) << "component " << i << " stage " << j;
-      }
+      for (int i = 0; i < c.model->components(); ++i)
+        EXPECT_LE(imbalance(c, flows, profile, i), 1e-12) << "component " << i;
     }
-  }
-}
-
-TEST(Column, ArrowAndDenseAgree) {
-  std::vector<ColumnCase> cases{crowded()};
-  for (const char* name : kShipped) cases.push_back(shipped(name));
-  for (const ColumnCase& c : cases) {
-    SCOPED_TRACE(c.title);
-    const InternalFlows flows = internal_flows(c);
-    const Solution arrow = solve(c, flows, Solver::kArrow), dense = solve(c, flows, Solver::kDense);
-    ASSERT_EQ(arrow.outcome, Outcome::kOk) << arrow.complaint;
-    EXPECT_EQ(arrow.passes(), dense.passes());
-    EXPECT_LE(solver_difference(c, flows, arrow.profile.temperature), 1e-11);
-    const ProfileDifference final = profile_difference(arrow.profile, dense.profile);
-    EXPECT_LE(final.liquid, 1e-11);
-    EXPECT_LE(final.temperature, 1e-11);
   }
 }
 
@@ -179,15 +146,10 @@ TEST(Column, AnswerDoesNotHangOnTheUnitOfTheRates) {
 TEST(Column, SaysWhyItDidNotConverge) {
   ColumnCase c = shipped("butane-pentane");
   c.max_passes = 20;
-  Solution s = solve(c, internal_flows(c), Solver::kArrow);
+  const Solution s = solve(c, internal_flows(c), Solver::kArrow);
   EXPECT_EQ(s.outcome, Outcome::kTooManyPasses);
   EXPECT_NE(s.complaint.find("after 20 passes"), std::string::npos) << s.complaint;
   EXPECT_NE(s.complaint.find("still falls"), std::string::npos) << s.complaint;
-  c.max_passes = 500;
-  c.tolerance = 1e-300;
-  s = solve(c, internal_flows(c), Solver::kArrow);
-  EXPECT_TRUE(s.outcome == Outcome::kOk || s.complaint.find("no longer falls") != std::string::npos)
-      << s.complaint;
   c.pressure = 1e9;
   EXPECT_EQ(solve(c, internal_flows(c), Solver::kArrow).outcome, Outcome::kNoBubblePoint);
 
@@ -195,11 +157,8 @@ TEST(Column, SaysWhyItDidNotConverge) {
   const InternalFlows flows = internal_flows(good);
   BubblePointMethod method(good, flows, Solver::kArrow);
   std::vector<double> next;
-  for (const double bad :
-       {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+  for (const double bad : {std::nan(""), HUGE_VAL})
     EXPECT_EQ(method.pass(std::vector<double>(good.stages, bad), next), Outcome::kNotFinite);
-    EXPECT_FALSE(method.complaint().empty());
-  }
 }
 
 TEST(Equilibrium, SlopesAreDerivatives) {
@@ -237,7 +196,6 @@ TEST(Shortcut, MeetsTheClosedFormsOfABinaryColumn) {
   EXPECT_NEAR(r.minimum_reflux, (xd / z - alpha * (1 - xd) / (1 - z)) / (alpha - 1), 1e-13);
   EXPECT_FALSE(shortcut({{1, alpha}, 0, 1, x, 0.02}, {z, 1 - z}, 1.0)) << "keys the wrong way round";
   EXPECT_FALSE(shortcut({{3, 1, 2}, 0, 1, .2, .1}, {.3, .3, .4}, 1.0)) << "a component between the keys";
-  EXPECT_FALSE(shortcut({{alpha, 1}, 0, 1, 0.4, 0.02}, {z, 1 - z}, 1.0)) << "all of the light key distilled";
 }
 
 }  // namespace

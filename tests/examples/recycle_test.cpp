@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "examples/common/depriester.h"
 #include "examples/recycle/case_file.h"
 #include "examples/recycle/convergence.h"
 #include "examples/recycle/eigenvalue.h"
@@ -78,52 +77,29 @@ TEST(Cavett, ComesOutAtThePublishedAnswersByEveryMethod) {
   }
 }
 
-RecycleCase with_components_reordered(const RecycleCase& c, const std::vector<std::size_t>& order) {
-  RecycleCase other = c;
-  const auto reorder = [&](auto& values) {
-    if (values.empty()) return;
-    const auto old = values;
-    for (std::size_t i = 0; i < order.size(); ++i) values[i] = old[order[i]];
-  };
-  reorder(other.flowsheet.components);
-  for (Stream& s : other.flowsheet.streams) reorder(s.rates), reorder(s.start), reorder(s.published);
-  for (Unit& unit : other.flowsheet.units) reorder(unit.k);
-  return other;
-}
-
 RecycleCase with_feed_times(RecycleCase c, double factor) {
   for (Stream& s : c.flowsheet.streams)
     for (double& rate : s.rates) rate *= factor;
   return c;
 }
 
-TEST(Cavett, AnswersDoNotDependOnMethodTearOrderOrFeed) {
-  const RecycleCase c = cavett();
+TEST(Cavett, AnswersDoNotDependOnMethodTearsOrFeed) {
+  const RecycleCase c = cavett(), tenfold = with_feed_times(c, 10);
   const double allowed = 1e-6 * c.flowsheet.total_feed();
   const RunResult reference = run(c, Method::kDirect, 1e-12);
-  std::vector<std::size_t> order(c.flowsheet.components.size());
-  std::iota(order.begin(), order.end(), 0u);
-  std::shuffle(order.begin(), order.end(), std::mt19937(5));
-  const RecycleCase reordered = with_components_reordered(c, order), tenfold = with_feed_times(c, 10);
   for (const Method method : kMethods) {
     SCOPED_TRACE(name_of(method));
-    const RunResult shuffled = run(reordered, method, 1e-12), large = run(tenfold, method, 1e-12);
-    ASSERT_TRUE(shuffled.converged && large.converged);
-    for (const char* name : {"P1", "P2", "R1", "R2", "R3", "Z1"}) {
-      SCOPED_TRACE(name);
-      const Rates expected = stream(c, reference, name);
-      Rates in_order = expected, divided = stream(tenfold, large, name);
-      for (std::size_t i = 0; i < order.size(); ++i)
-        in_order[order[i]] = stream(reordered, shuffled, name)[i];
-      for (double& rate : divided) rate /= 10;
-      EXPECT_LE(apart(in_order, expected), allowed);
-      EXPECT_LE(apart(divided, expected), allowed);
-      for (const std::vector<std::string>& tears : std::vector<std::vector<std::string>>{
-               {"Z1", "R3"}, {"R1", "R2", "R3"}, {"Z1", "Z2"}, {"S1", "S2", "S3"}}) {
-        const RunResult torn = run(c, method, 1e-12, 4, tears);
-        ASSERT_TRUE(torn.converged) << torn.complaint;
-        EXPECT_LE(apart(stream(c, torn, name), expected), allowed) << tears.front();
-      }
+    std::vector<RunResult> others;
+    for (const std::vector<std::string>& tears : std::vector<std::vector<std::string>>{
+             {"Z1", "R3"}, {"R1", "R2", "R3"}, {"Z1", "Z2"}, {"S1", "S2", "S3"}})
+      others.push_back(run(c, method, 1e-12, 4, tears));
+    others.push_back(run(tenfold, method, 1e-12));
+    for (Rates& rates : others.back().streams)
+      for (double& rate : rates) rate /= 10;
+    for (const RunResult& other : others) {
+      ASSERT_TRUE(other.converged) << other.complaint;
+      for (const char* name : {"P1", "P2", "R1", "R2", "R3", "Z1"})
+        EXPECT_LE(apart(stream(c, other, name), stream(c, reference, name)), allowed) << name;
     }
   }
 }
@@ -138,19 +114,27 @@ TEST(Cavett, FindsATearSetThatCutsEachRecycleOnce) {
 
 /// One mixer, one splitter that returns `returned` of each component.
 RecycleCase loop(const std::vector<double>& feed, const std::vector<double>& returned) {
-  std::string names, text = "title = \"loop\"\n";
   const auto list = [](const std::vector<double>& values) {
     std::string out;
     for (const double value : values) out += (out.empty() ? "[" : ", ") + std::to_string(value);
     return out + "]\n";
   };
+  std::string text = "title = \"loop\"\n";
   for (std::size_t i = 0; i < feed.size(); ++i)
     text += "[[component]]\nname = \"" + std::to_string(i) + "\"\n";
-  text += "[[feed]]\nstream = \"F\"\nrates = " + list(feed);
-  text += "[[unit]]\nname = \"mix\"\nkind = \"mixer\"\ninlets = [\"F\", \"R\"]\noutlet = \"Z\"\n";
-  text +=
-      "[[unit]]\nname = \"split\"\nkind = \"component-splitter\"\ninlet = \"Z\"\noutlets = [\"R\", \"P\"]\n";
-  text += "recoveries = " + list(returned) + "[solver]\ntolerance = 1e-10\ntears = [\"Z\"]\n";
+  text += "[[feed]]\nstream = \"F\"\nrates = " + list(feed) + R"(
+[[unit]]
+name = "mix"
+kind = "mixer"
+inlets = ["F", "R"]
+outlet = "Z"
+[[unit]]
+name = "split"
+kind = "component-splitter"
+inlet = "Z"
+outlets = ["R", "P"]
+recoveries = )" +
+          list(returned) + "[solver]\ntolerance = 1e-10\ntears = [\"Z\"]\n";
   return parse_case(text, "loop");
 }
 
@@ -245,18 +229,7 @@ TEST(Eigenvalue, IsThatOfTheLinearMapWhateverTheGuesses) {
   }
 }
 
-TEST(KValues, ComeFromTheCorrelations) {
-  // The bottoms of a splitter of butanes and pentanes boil at 113.7277 C under 120.4 psia.
-  const examples::DePriester fits[] = {{-970688.5625, 0, 7.15059, -0.76984, 0, 6.90224},
-                             {-1166846, 0, 7.72668, -0.92213, 0, 0},
-                             {-1280557, 0, 7.94986, -0.96455, 0, 0},
-                             {-1481583, 0, 7.58071, -0.93159, 0, 0},
-                             {-1524891, 0, 7.33129, -0.89143, 0, 0}};
-  const Rates bottoms{0.00011, 0.11112, 1.40340, 18.97181, 34.51356};
-  double vapour = 0;
-  for (std::size_t i = 0; i < bottoms.size(); ++i)
-    vapour += bottoms[i] / 55 * std::exp(fits[i].ln_k(1.8 * (113.7277 + 273.15), 120.4));
-  EXPECT_NEAR(vapour, 1, 2e-6);
+TEST(KValues, ComeFromWilsonsForm) {
   // By Wilson's form K is Pc/P at Tc, and about 1 at 0.7 Tc and 10^-(1 + omega) Pc.
   const Wilson w{500, 40, 0.3};
   EXPECT_DOUBLE_EQ(w.k(500, 8), 5);

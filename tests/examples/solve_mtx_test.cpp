@@ -14,7 +14,7 @@
 #include "examples/common/toml_reader.h"
 #include "examples/solve_mtx/direct_solver.h"
 #include "examples/solve_mtx/matrix_market.h"
-#include "examples/solve_mtx/reordering.h"
+#include "examples/common/reordering.h"
 #include "examples/solve_mtx/spy.h"
 #include "tests/support/dense_reference.h"
 #include "tests/support/program.h"

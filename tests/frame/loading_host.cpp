@@ -56,15 +56,6 @@ std::string output_of(Action action) {
   return text;
 }
 
-void check_numeric_layer(void* library) {
-  const auto ddot =
-      find<double(const int*, const double*, const int*, const double*, const int*)>(library, "ddot_");
-  const double x[] = {1, 2, 3, 4, 5};
-  const int n = 5, one = 1, back = -1;
-  require(ddot(&n, x, &one, x, &one) == 55, "ddot_ forwards");
-  require(ddot(&n, x, &one, x, &back) == 35, "ddot_ with one vector backwards");
-}
-
 /// A factor with fewer rows than columns is an illegal argument of the kernel behind BackSub.
 void check_error_hook(void* library) {
   void* const place = Corvid_new(sizeof(RegularMatrix));
@@ -130,7 +121,6 @@ int main(int count, char** arguments) {
     require(load(arguments[1], RTLD_NOW) == library, "a second load is the same module");
     require(corvid_host::LiveBlocks() == blocks + 1, "and creates nothing");
     require(corvid_host::ControlWordApplications() == applied + round, "loading applies no control word");
-    check_numeric_layer(library);
     check_error_hook(library);
     require(float_state() == state, "the floating-point state of the loading thread is untouched");
     check_threads(library);
@@ -141,6 +131,5 @@ int main(int count, char** arguments) {
   }
   check_unloading_under_a_thread(arguments[1]);
   require(corvid_host::LiveBlocks() == blocks, "and leaves nothing under a living thread either");
-  std::puts("the host goes on");
   return 0;
 }

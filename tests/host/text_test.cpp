@@ -47,11 +47,4 @@ TEST_F(TextTest, WithoutMemoryATextIsEmpty) {
   expect(source, "source");
 }
 
-TEST_F(TextTest, FormatsAsPrintf) {
-  expect(FormattedText("%d of %s, 100%%", -7, "ten"), "-7 of ten, 100%");
-  expect(FormattedText("%13.5e|%13.5f|%*d", 1.25e-7, -2.5, 5, 9), "  1.25000e-07|     -2.50000|    9");
-  const std::string part(100000, 'x');
-  expect(FormattedText("<%s|%s>", part.c_str(), part.c_str()), "<" + part + "|" + part + ">");
-}
-
 }  // namespace

