@@ -13,9 +13,8 @@ namespace corvidnum {
 /// Turns the two structures of the search into levels1 and levels2, the levels of each node. Both count from
 /// the start node, so that a node on which they agree has the same number in both.
 /// @param plan      columns(available) as the search left them
-/// @param diameter  in: of the search; out: forward and best_backward are the positions of levels1 and
-/// levels2
-///                  in `work`, forward_width and backward_width their widths
+/// @param diameter  in: of the search; out: forward and best_backward are where levels1 and levels2 begin in
+///                  `work`, forward_width and backward_width their widths
 /// @param reversed1 out: levels1 comes from the start node and levels2 from the end node; else the other way
 /// @return 20 if three columns exceed `work`; 120 if a column is shorter than n, with what is missing
 GpsStatus gps_transition(const WorkPlan& plan, int n, int available, PseudoDiameter& diameter,
@@ -29,8 +28,7 @@ void gps_level_numbers(int n, int node_count, int depth, const LevelColumn& colu
 
 /// Chooses the level of each node.
 /// @param diameter          as gps_transition left it
-/// @param regions           in: levels1, levels2; out: level_totals, and in levels1 the chosen levels,
-/// negative
+/// @param regions           in: levels1, levels2; out: level_totals; levels1 has the chosen levels, negative
 /// @param reverse_numbering out: the numbering is to begin from the far end
 /// @return 0 with the elements of `work` from the next number on that were needed; 30, 31, 32, 131 or that of
 ///         gps_components; 33 also for a node that has a level in one structure only

@@ -51,7 +51,7 @@ class Reordering {
   bool number_levels(const WorkPlan& plan, const PseudoDiameter& diameter, bool reverse_numbering);
 
   bool plausible(int node) const;
-  int root_of_next_component() const;
+  int root_of_next_component();
   void need(std::int64_t elements) { status_.space = std::max(status_.space, clamped_to_int(elements)); }
   bool fail(int error, std::int64_t space = kNoFigure) {
     status_ = {error, clamped_to_int(space)};
@@ -74,6 +74,7 @@ class Reordering {
   const bool optimize_profile_;
   GpsStatus status_;
   int next_number_ = 1;
+  int root_ = 1, root_degree_ = 1;  // of the last component
   Measure new_, reversed_, callers_;
 };
 
@@ -115,12 +116,17 @@ bool Reordering::plausible(int node) const {
   return inside;
 }
 
-int Reordering::root_of_next_component() const {
+int Reordering::root_of_next_component() {
+  // What is left has the degree of the last root at least, and in front of it none has that degree.
+  for (int i = root_; i <= n_; ++i) {
+    if (graph_.degree(i) == root_degree_) return root_ = i;
+  }
   int root = 0;  // the first of the smallest degree
   for (int i = 1; i <= n_; ++i) {
     if (graph_.unmarked(i) && (root == 0 || graph_.degree(i) < graph_.degree(root))) root = i;
   }
-  return root;
+  if (root != 0) root_degree_ = graph_.degree(root);
+  return root_ = root;
 }
 
 bool Reordering::number_component() {

@@ -106,13 +106,13 @@ void append_empty_levels(const LevelColumn& column, int node_count, int depth, i
 GpsStatus gps_rooted_levels(const GpsGraph& graph, int root, OneBased<int> column, int nodes_left,
                             RootedLevels& levels) {
   LevelWalk walk(graph, root, column);
-  if (graph.degree(root) == 0) return broken(kBadWalk);
   for (; walk.in_level(); walk.next_level()) {
     walk.measure_level();
     ++walk.depth;
     const int room = walk.end_position(walk.depth) - 1;
     if (walk.node_count > room) return {kColumnFull, walk.missing_space(nodes_left)};
     walk.record_end();
+    if (graph.degree(root) == 0) return broken(kBadWalk);
     if (!walk.reach_next_level(std::min(room, nodes_left))) {
       if (walk.node_count < room) return broken(kBadWalk);
       ++walk.node_count;  // the one that has no place

@@ -4,7 +4,8 @@
 // root, and level k+1 the nodes not yet reached that are neighbours of level k.
 //
 // Every walk marks the nodes that it reaches by a negative degree and takes its marks back at the end; after
-// an error they stay for the driver. A marked node at the start is outside of the graph.
+// an error they stay for the driver. A node that found no place is not marked. A marked node at the start is
+// outside of the graph.
 
 #include "reorder/gps_graph.h"
 #include "reorder/work_plan.h"
@@ -42,6 +43,7 @@ GpsStatus gps_rooted_levels(const GpsGraph& graph, int root, OneBased<int> colum
 /// wide or wider cannot win: it is given up, with depth 0 and width n + 1.
 /// @param column     [available]; available > node_count + max_depth
 /// @param node_count nodes of the component
+/// @param levels     out; of a structure that was given up node_count means nothing
 /// @return 13 if another number of nodes is reached (the graph is not symmetric); 111 if there are more than
 ///         max_depth levels
 GpsStatus gps_rooted_levels_limited(const GpsGraph& graph, int root, OneBased<int> column, int node_count,

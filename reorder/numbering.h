@@ -12,8 +12,7 @@ struct PackedLevels {
   int depth;
   OneBased<int> list;            // [nodes of the component]
   OneBased<const int> pointers;  // [depth + 1]
-  /// [n] the level of each node of the component, 0 for others; each routine keeps its own state of a node
-  /// here.
+  /// [n] the level of each node of the component, 0 for others; the routines keep the state of a node here.
   OneBased<int> number_of;
 
   int size(int level) const { return pointers(level + 1) - pointers(level); }
@@ -31,8 +30,7 @@ int gps_number_bandwidth(const GpsGraph& graph, OneBased<int> order, int start_n
 ///                    routine works
 /// @param list_base   position right below the list of the levels, which is spoilt
 /// @param next_number in: position of the component's first node; out: one past its last
-/// @param status      out: the error code; space only with error 160, and raised by a success to what was
-/// needed
+/// @param status      out: the error code; space only with error 160, and a success raises it to the need
 void gps_number_profile(const GpsGraph& graph, OneBased<int> work, int list_base, int& next_number,
                         int node_count, const PackedLevels& levels, GpsStatus& status);
 

@@ -1,10 +1,9 @@
-// Rooted level structures, the search for a pseudo-diameter, and the combination of its two structures, all
-// against plain versions over std::vector.
+// Sorts, rooted level structures, and the errors of all steps up to the packed levels. What these steps make
+// of whole graphs is judged by the model of gpskca_test.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <functional>
 #include <random>
 #include <set>
@@ -69,16 +68,6 @@ Adjacency star(int leaves) {  // around node 1
   return rows;
 }
 
-Adjacency nine_point_mesh(int wide, int high) {
-  Adjacency rows(static_cast<std::size_t>(wide * high));
-  for (int a = 0; a < wide * high; ++a) {
-    for (int b = 0; b < a; ++b) {
-      if (std::abs(a % wide - b % wide) <= 1 && std::abs(a / wide - b / wide) <= 1) join(rows, a + 1, b + 1);
-    }
-  }
-  return rows;
-}
-
 /// Symmetric, without loops; about `edges` edges, in no order.
 Adjacency random_graph(std::mt19937& random, int n, int edges) {
   Adjacency rows(static_cast<std::size_t>(n));
@@ -99,8 +88,6 @@ int first_root(const List& degree) {
   }
   return root;
 }
-
-// ---- the plain versions
 
 using Levels = std::vector<List>;
 
@@ -124,186 +111,6 @@ int width_of(const Levels& levels) {
   int width = 0;
   for (const List& level : levels) width = std::max(width, size(level));
   return width;
-}
-
-struct PlainSearch {
-  int start, end, width, end_width;
-  int forward_column = 1, backward_column = 2, best_column = 3;
-  Levels forward, best;
-};
-
-PlainSearch plain_search(const Adjacency& rows, int root) {
-  PlainSearch s;
-  s.start = root;
-  s.forward = plain_levels(rows, root);
-again:
-  s.width = width_of(s.forward);
-  s.end_width = size(rows) + 1;
-  List ends = s.forward.back();
-  std::stable_sort(ends.begin(), ends.end(),
-                   [&](int a, int b) { return at(rows, a).size() < at(rows, b).size(); });
-  for (const int candidate : ends) {
-    const Levels levels = plain_levels(rows, candidate);
-    if (width_of(levels) >= s.end_width) continue;
-    if (levels.size() > s.forward.size()) {
-      std::swap(s.forward_column, s.backward_column);
-      s.start = candidate;
-      s.forward = levels;
-      goto again;
-    }
-    std::swap(s.best_column, s.backward_column);
-    s.best = levels;
-    s.end_width = width_of(levels);
-    s.end = candidate;
-  }
-  return s;
-}
-
-/// From the first level up, or, from the other end, from `depth` down.
-List numbers_of(const Levels& levels, int n, int depth, bool reverse) {
-  List numbers(static_cast<std::size_t>(n), 0);
-  for (int k = 1; k <= size(levels); ++k) {
-    for (const int node : at(levels, k)) at(numbers, node) = reverse ? depth - k + 1 : k;
-  }
-  return numbers;
-}
-
-struct PlainCombination {
-  List level;  // of each node
-  bool reverse_numbering = true;
-  int unassigned = 0, components = 0;
-};
-
-/// What the first or the second structure would make of the levels that a component touches.
-int plain_width(const List& totals, const List& with, const List& with_other) {
-  int width = 0;
-  for (int k = 1; k <= size(totals); ++k) {
-    if (at(with, k) > at(totals, k) || at(with_other, k) > at(totals, k))
-      width = std::max(width, at(with, k));
-  }
-  return width;
-}
-
-PlainCombination plain_combination(const Adjacency& rows, const PlainSearch& s) {
-  const int n = size(rows), depth = size(s.forward);
-  const bool reversed1 = s.forward_column < s.best_column;  // the lower column becomes the first structure
-  List first = numbers_of(s.forward, n, depth, false), second = numbers_of(s.best, n, depth, true);
-  int width1 = s.width, width2 = s.end_width;
-  if (!reversed1) {
-    std::swap(first, second);
-    std::swap(width1, width2);
-  }
-  PlainCombination result;
-  result.level = first;
-  List totals(static_cast<std::size_t>(depth), 0);
-  std::set<int> open;
-  for (int i = 1; i <= n; ++i) {
-    if (at(first, i) != at(second, i)) {
-      open.insert(i);
-    } else if (at(first, i) != 0) {
-      ++at(totals, at(first, i));
-    }
-  }
-  result.unassigned = static_cast<int>(open.size());
-  std::vector<List> components;
-  while (!open.empty()) {
-    List nodes{*open.begin()};
-    open.erase(open.begin());
-    for (int k = 1; k <= size(nodes); ++k) {
-      for (const int other : List(at(rows, at(nodes, k)))) {
-        if (open.erase(other) != 0) nodes.push_back(other);
-      }
-    }
-    components.push_back(nodes);
-  }
-  result.components = size(components);
-  std::stable_sort(components.begin(), components.end(),
-                   [](const List& a, const List& b) { return a.size() > b.size(); });
-  for (const List& nodes : components) {
-    List with1 = totals, with2 = totals;
-    for (const int node : nodes) {
-      ++at(with1, at(first, node));
-      ++at(with2, at(second, node));
-    }
-    const int w1 = plain_width(totals, with1, with2), w2 = plain_width(totals, with2, with1);
-    const bool take_second = w1 > w2 || (w1 == w2 && (width1 > width2 || (width1 == width2 && reversed1)));
-    if (&nodes == &components.front()) result.reverse_numbering = take_second == reversed1;
-    totals = take_second ? with2 : with1;
-    if (!take_second) continue;
-    for (const int node : nodes) at(result.level, node) = at(second, node);
-  }
-  return result;
-}
-
-// ---- the routines in the order in which they are called
-
-struct Chain {
-  int root = 0;
-  List work;
-  PseudoDiameter found{};
-  bool reversed1 = false, reverse_numbering = false;
-  List level_list, level_pointers, levels1;
-  int combination_space = 0;
-
-  /// The component of `root`, with `next` as the first free number.
-  GpsStatus run(const GpsGraph& graph, int next, int length) {
-    work.assign(static_cast<std::size_t>(length), 77777777);  // to read it as a node or a place is fatal
-    const WorkPlan plan(view(work), graph.n, next);
-    const int available = (length - next + 1) / 3;
-    GpsStatus status = gps_pseudo_diameter(graph, plan.columns(available), graph.n - next + 1, root, found);
-    if (status.error == 0) status = gps_transition(plan, graph.n, available, found, reversed1);
-    if (status.error != 0) return status;
-    const int depth = found.depth;
-    const CombinationRegions regions = plan.combination(depth, length + 1 - 3 * depth - 2 * graph.n - next);
-    status = gps_combine(graph, found, reversed1, regions, reverse_numbering);
-    if (status.error != 0) return status;
-    combination_space = status.space;
-    const OneBased<int> list = plan.level_list(depth, found.node_count);
-    const OneBased<int> pointers = plan.level_pointers(depth);
-    status = gps_pack_levels(graph.n, depth, regions.levels1, list, pointers, regions.level_totals);
-    level_list.assign(list.data(), list.data() + list.size());
-    level_pointers.assign(pointers.data(), pointers.data() + pointers.size());
-    levels1.assign(regions.levels1.data(), regions.levels1.data() + graph.n);
-    return status;
-  }
-};
-
-void expect_plain_answer(const Adjacency& rows, const Chain& chain) {
-  const PlainSearch search = plain_search(rows, chain.root);
-  const PlainCombination wanted = plain_combination(rows, search);
-  const int n = size(rows), depth = size(search.forward);
-  EXPECT_EQ(chain.found.start_node, search.start);
-  EXPECT_EQ(chain.found.end_node, search.end);
-  EXPECT_EQ(chain.found.depth, depth);
-  EXPECT_EQ(chain.reversed1, search.forward_column < search.best_column);
-  EXPECT_EQ(chain.found.forward_width, chain.reversed1 ? search.width : search.end_width);
-  EXPECT_EQ(chain.found.backward_width, chain.reversed1 ? search.end_width : search.width);
-  EXPECT_EQ(chain.reverse_numbering, wanted.reverse_numbering);
-  EXPECT_EQ(chain.levels1, wanted.level);
-  const int beside_totals = wanted.unassigned + 3 * depth + 2 * (n + wanted.components);
-  EXPECT_EQ(chain.combination_space, wanted.unassigned == 0 ? 2 * n : beside_totals);
-  List list, pointers{1};
-  for (int level = 1; level <= depth; ++level) {
-    for (int i = 1; i <= n; ++i) {
-      if (at(wanted.level, i) == level) list.push_back(i);
-    }
-    pointers.push_back(size(list) + 1);
-  }
-  EXPECT_EQ(chain.level_list, list);
-  EXPECT_EQ(chain.level_pointers, pointers);
-}
-
-/// Runs the component of the first node of smallest degree, whose number it returns; 0 if none is left.
-int expect_plain_answer(const Adjacency& rows, Graph& arrays, int next) {
-  const List degree_before = arrays.degree;
-  Chain chain;
-  chain.root = first_root(arrays.degree);
-  if (chain.root == 0) return 0;
-  const int length = next + 8 * arrays.n() + 3;
-  EXPECT_EQ(chain.run(arrays.get(), next, length).error, 0);
-  EXPECT_EQ(arrays.degree, degree_before);
-  expect_plain_answer(rows, chain);
-  return chain.root;
 }
 
 TEST(Sorts, KeepTheOrderOfEqualKeys) {
@@ -389,66 +196,6 @@ TEST(RootedLevels, AreThoseOfABreadthFirstWalkInTheSmallestColumn) {
       arrays.degree = degree_before;
     }
   }
-}
-
-TEST(Combination, IsThatOfThePlainVersion) {
-  const Adjacency cases[] = {path(2),
-                             path(5),
-                             star(6),
-                             nine_point_mesh(9, 4),
-                             nine_point_mesh(6, 6),
-                             // where column 3 is copied, column 2 does not hold the end of the last level
-                             {{4, 6}, {5, 6, 3}, {2, 6}, {1, 5}, {2, 4}, {3, 1, 2}}};
-  for (const Adjacency& rows : cases) {
-    Graph arrays(rows);
-    expect_plain_answer(rows, arrays, 1);
-  }
-}
-
-TEST(Combination, IsThatOfThePlainVersionOnRandomGraphs) {
-  std::mt19937 random(2);
-  int with_components = 0;
-  for (int round = 0; round < 4000 && !HasFailure(); ++round) {
-    SCOPED_TRACE(round);
-    const int n = 2 + round % 40;
-    const Adjacency rows = random_graph(random, n, n / 2 + round / 7 % (2 * n));
-    Graph arrays(rows);
-    const int root = expect_plain_answer(rows, arrays, 1);
-    if (root == 0) continue;
-    with_components += plain_combination(rows, plain_search(rows, root)).components > 1;
-    // Then the next component, with this one numbered.
-    int next = 1;
-    for (const List& level : plain_levels(rows, root)) {
-      next += size(level);
-      for (const int node : level) arrays.get().flip_mark(node);
-    }
-    expect_plain_answer(rows, arrays, next);
-  }
-  EXPECT_GT(with_components, 500);  // the graphs are not all too simple
-}
-
-TEST(Combination, SurvivesGraphsThatAreNotSymmetric) {
-  std::mt19937 random(3);
-  std::set<int> codes;
-  int less_deep = 0;
-  for (int round = 0; round < 20000 && !HasFailure(); ++round) {
-    SCOPED_TRACE(round);
-    const int n = 2 + round % 12;
-    Adjacency rows = random_graph(random, n, n + round % n);
-    std::uniform_int_distribution<int> node(1, n);
-    for (int k = 0; k <= round % 3; ++k) at(rows, node(random)).push_back(node(random));
-    Graph arrays(rows);
-    Chain chain;
-    chain.root = first_root(arrays.degree);
-    const GpsStatus status = chain.run(arrays.get(), 1, 5 * n + round % (4 * n) + 3);
-    codes.insert(status.error);
-    if (status.error != 0) continue;
-    expect_plain_answer(rows, chain);
-    const PlainSearch search = plain_search(rows, chain.root);
-    less_deep += search.best.size() < search.forward.size();
-  }
-  for (const int code : {0, 13, 33}) EXPECT_EQ(codes.count(code), 1U) << code;
-  EXPECT_GT(less_deep, 10);
 }
 
 // ---- errors
