@@ -16,7 +16,7 @@ using Random = std::mt19937_64;
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
 /// New numbers from 1 for the nodes that have edges, in random order; 0 for the others.
-std::vector<int> random_numbers(const Edges& edges) {
+std::vector<int> random_numbers(const Edges& edges, int numbering) {
   int last = 0;
   for (const auto& [i, j] : edges) last = std::max({last, i, j});
   std::vector<int> number(at(last) + 1), used;
@@ -24,7 +24,7 @@ std::vector<int> random_numbers(const Edges& edges) {
   for (int i = 0; i <= last; ++i) {
     if (number[at(i)]) used.push_back(i);
   }
-  Random random(20);
+  Random random(static_cast<Random::result_type>(numbering) + 20);
   for (std::size_t left = used.size(); left > 0; --left) {
     std::swap(used[random() % left], used[left - 1]);
     number[at(used[left - 1])] = static_cast<int>(left);
@@ -33,8 +33,8 @@ std::vector<int> random_numbers(const Edges& edges) {
 }
 
 /// @param edges of nodes numbered from 0, with repetitions
-Mesh renumbered(Edges edges) {
-  const std::vector<int> number = random_numbers(edges);
+Mesh renumbered(Edges edges, int numbering) {
+  const std::vector<int> number = random_numbers(edges, numbering);
   for (auto& [i, j] : edges) {
     i = number[at(i)], j = number[at(j)];
     if (i > j) std::swap(i, j);
@@ -64,7 +64,7 @@ enum class Cut { kRising, kRandom, kBoth };
 /// The cells of a grid of nodes, with their diagonals.
 /// @param node number of the node in column x and row y, negative where there is none
 template <class Node>
-Mesh cells(int wide, int high, Cut cut, Node&& node) {
+Mesh cells(int wide, int high, Cut cut, int numbering, Node&& node) {
   Edges edges;
   Random random(10);
   for (int y = 0; y < high; ++y) {
@@ -77,32 +77,33 @@ Mesh cells(int wide, int high, Cut cut, Node&& node) {
       if (!rising || cut == Cut::kBoth) edges.emplace_back(b, c);
     }
   }
-  return renumbered(std::move(edges));
+  return renumbered(std::move(edges), numbering);
 }
 
-Mesh square(int order, Cut cut) {
+Mesh square(int order, Cut cut, int numbering) {
   const int side = static_cast<int>(std::lround(std::sqrt(order)));
-  return cells(side - 1, side - 1, cut, [side](int x, int y) { return y * side + x; });
+  return cells(side - 1, side - 1, cut, numbering, [side](int x, int y) { return y * side + x; });
 }
 
-Mesh triangles(int order) { return square(order, Cut::kRising); }
-Mesh random_cut(int order) { return square(order, Cut::kRandom); }
-Mesh nine_point(int order) { return square(order, Cut::kBoth); }
+Mesh triangles(int order, int numbering) { return square(order, Cut::kRising, numbering); }
+Mesh random_cut(int order, int numbering) { return square(order, Cut::kRandom, numbering); }
+Mesh nine_point(int order, int numbering) { return square(order, Cut::kBoth, numbering); }
 
-Mesh l_shape(int order) {
+Mesh l_shape(int order, int numbering) {
   const int arm = static_cast<int>(std::lround(std::sqrt(order / 3.0))), side = 2 * arm;
-  return cells(side - 1, side - 1, Cut::kRandom,
+  return cells(side - 1, side - 1, Cut::kRandom, numbering,
                [=](int x, int y) { return x >= arm && y >= arm ? -1 : y * side + x; });
 }
 
 /// Four times as long around as it is thick.
-Mesh ring(int order) {
+Mesh ring(int order, int numbering) {
   const int thick = static_cast<int>(std::lround(std::sqrt(order / 4.0))), around = 4 * thick;
-  return cells(around, thick - 1, Cut::kRandom, [=](int x, int y) { return y * around + x % around; });
+  return cells(around, thick - 1, Cut::kRandom, numbering,
+               [=](int x, int y) { return y * around + x % around; });
 }
 
 /// @param reach how many coordinates of neighbours may differ, by 1 each
-Mesh cube(int order, int reach) {
+Mesh cube(int order, int reach, int numbering) {
   const int side = static_cast<int>(std::lround(std::cbrt(order)));
   const auto inside = [side](int c) { return 0 <= c && c < side; };
   Edges edges;
@@ -116,11 +117,11 @@ Mesh cube(int order, int reach) {
         edges.emplace_back(i, i + dx + side * (dy + side * dz));
     }
   }
-  return renumbered(std::move(edges));
+  return renumbered(std::move(edges), numbering);
 }
 
-Mesh seven_point(int order) { return cube(order, 1); }
-Mesh twentyseven_point(int order) { return cube(order, 3); }
+Mesh seven_point(int order, int numbering) { return cube(order, 1, numbering); }
+Mesh twentyseven_point(int order, int numbering) { return cube(order, 3, numbering); }
 
 }  // namespace
 

@@ -17,8 +17,10 @@ struct Mesh {
 
 struct MeshFamily {
   const char* name;
-  Mesh (*make)(int order);  // a number of nodes to come near to
-  int largest;              // order to measure
+  /// @param order     a number of nodes to come near to
+  /// @param numbering which of the random ones
+  Mesh (*make)(int order, int numbering);
+  int largest;  // order to measure
 };
 
 /// Squares cut into triangles with all diagonals alike (`triangles`) or each at random (`random_cut`), an L

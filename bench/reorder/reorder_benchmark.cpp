@@ -4,10 +4,13 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <deque>
 #include <limits>
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "bench/dense/compare.h"
 #include "bench/reorder/boost_orderings.h"
@@ -22,48 +25,65 @@ using bench::GpskcaOrdering;
 using bench::Mesh;
 using bench::MeshFamily;
 
-/// Made when first asked for, and kept.
-const Mesh& mesh_of(const MeshFamily& family, int order) {
-  static std::map<std::pair<const MeshFamily*, int>, Mesh> meshes;
-  const auto [known, is_new] = meshes.try_emplace({&family, order});
-  if (is_new) known->second = family.make(order);
-  return known->second;
+using Meshes = std::vector<Mesh>;
+
+/// The same mesh, numbered in several ways if it is small: the processor would learn the branches of one by
+/// heart. Made when first asked for, and kept.
+const Meshes& meshes_of(const MeshFamily& family, int order) {
+  static std::map<std::pair<const MeshFamily*, int>, Meshes> known;
+  Meshes& meshes = known[{&family, order}];
+  for (int i = static_cast<int>(meshes.size()); i == 0 || (i + 1) * order <= 32000; ++i)
+    meshes.push_back(family.make(order, i));
+  return meshes;
 }
 
-/// @param prepare runs untimed before each piece of work
+/// @param prepare runs untimed before each piece of work, which does all meshes
 template <class Prepare, class Work>
-void measure(benchmark::State& state, const Mesh& mesh, Prepare&& prepare, Work&& work) {
+void measure(benchmark::State& state, const Meshes& meshes, Prepare&& prepare, Work&& work) {
   double best = std::numeric_limits<double>::infinity();
   for (auto _ : state) {
     prepare();
-    const double seconds = bench::seconds_of(work);
+    const double seconds = bench::seconds_of(work) / static_cast<double>(meshes.size());
     state.SetIterationTime(seconds);
     best = std::min(best, seconds);
   }
   state.counters["best"] = best;
-  state.counters["nodes"] = mesh.n;
-  state.counters["edges"] = static_cast<double>(mesh.edges.size());
+  state.counters["nodes"] = meshes.front().n;
+  state.counters["edges"] = static_cast<double>(meshes.front().edges.size());
 }
 
-void BM_Gpskca(benchmark::State& state, const Mesh& mesh, bool by_profile) {
-  GpskcaOrdering ordering(mesh, by_profile);
-  ordering.prepare();
-  if (!ordering.reorder() || !ordering.is_right()) return state.SkipWithError("wrong numbering");
-  measure(
-      state, mesh, [&] { ordering.prepare(); }, [&] { ordering.reorder(); });
+void BM_Gpskca(benchmark::State& state, const Meshes& meshes, bool by_profile) {
+  std::deque<GpskcaOrdering> orderings;
+  for (const Mesh& mesh : meshes) {
+    GpskcaOrdering& ordering = orderings.emplace_back(mesh, by_profile);
+    ordering.prepare();
+    if (!ordering.reorder() || !ordering.is_right()) return state.SkipWithError("wrong numbering");
+  }
+  const auto prepare = [&] {
+    for (GpskcaOrdering& ordering : orderings) ordering.prepare();
+  };
+  measure(state, meshes, prepare, [&] {
+    for (GpskcaOrdering& ordering : orderings) ordering.reorder();
+  });
 }
 
-void BM_Peer(benchmark::State& state, const Mesh& mesh, void (BoostOrderings::*reorder)()) {
-  BoostOrderings orderings(mesh);
-  measure(
-      state, mesh, [] {}, [&] { (orderings.*reorder)(); });
-  if (measures(mesh, orderings.numbering()).bandwidth < 0) state.SkipWithError("wrong numbering");
+void BM_Peer(benchmark::State& state, const Meshes& meshes, void (BoostOrderings::*reorder)()) {
+  std::deque<BoostOrderings> orderings(meshes.begin(), meshes.end());
+  const auto prepare = [] {};
+  measure(state, meshes, prepare, [&] {
+    for (BoostOrderings& ordering : orderings) (ordering.*reorder)();
+  });
+  for (std::size_t i = 0; i < meshes.size(); ++i) {
+    if (measures(meshes[i], orderings[i].numbering()).bandwidth < 0)
+      return state.SkipWithError("wrong numbering");
+  }
 }
 
 template <class Timed, class Argument>
 void add(const std::string& name, const MeshFamily& family, int order, Timed timed, Argument argument) {
   benchmark::RegisterBenchmark(
-      name.c_str(), [=, &family](benchmark::State& state) { timed(state, mesh_of(family, order), argument); })
+      name.c_str(),
+      [=, &family](benchmark::State& state) { timed(state, meshes_of(family, order), argument); })
       ->UseManualTime()
       ->Unit(benchmark::kMillisecond);
 }

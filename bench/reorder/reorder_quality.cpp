@@ -71,7 +71,7 @@ int main() {
   print_heading();
   for (const bench::MeshFamily& family : bench::mesh_families()) {
     for (int order = 1000; order <= family.largest; order *= 10) {
-      const Mesh mesh = family.make(order);
+      const Mesh mesh = family.make(order, 0);
       const Results results = results_of(mesh);
       print(family.name, mesh.n, results);
       const auto* peers = results.of + 2;
