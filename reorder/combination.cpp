@@ -66,6 +66,8 @@ void take_second_levels(const CombinationRegions& regions, OneBased<const int> n
 /// Appends what can be reached from the last node of the list; `end` is one past it, before and after.
 GpsStatus walk_component(const GpsGraph& graph, OneBased<int> levels1, OneBased<int> list, int& end) {
   for (int front = end - 1; front < end; ++front) {
+    const int ahead = front + GpsGraph::kAhead;
+    if (ahead < end) graph.fetch_row(list(ahead));
     for (const int neighbour : graph.neighbours(list(front))) {
       const int status = levels1(neighbour);
       if (status == 0) return broken(kNeighbourUnlevelled);

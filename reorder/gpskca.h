@@ -12,7 +12,8 @@ extern "C" {
 /// Numbers the nodes of a graph anew: level structures from both ends of a pseudo-diameter, combined, then
 /// the Gibbs-Poole-Stockmeyer rule for the bandwidth or the Gibbs-King rule for the profile. What comes back
 /// is the best by that measure of the new numbering, for the profile also its reverse, and the caller's; the
-/// new one wins ties. Isolated nodes come first, then the components, each in one piece.
+/// new one wins ties. In the new numbering isolated nodes come first, then the components, each in one piece;
+/// in its reverse they come last.
 ///
 /// With p the numbering, node i has row width max(0, p(i) - p(j)) over its neighbours j. The bandwidth is the
 /// largest row width, the profile the sum of them.

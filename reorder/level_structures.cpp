@@ -37,11 +37,9 @@ LevelWalk::LevelWalk(const GpsGraph& of_graph, int root, OneBased<int> list) : g
 }
 
 bool LevelWalk::reach_next_level(int most_nodes) {
-  constexpr int kAhead = 6;  // the rows of nodes stand anywhere in memory
   for (int front = begin; front < end; ++front) {
-    if (front + kAhead <= node_count) {
-      __builtin_prefetch(graph.neighbours(column.node(front + kAhead)).begin());
-    }
+    const int ahead = front + GpsGraph::kAhead;
+    if (ahead <= node_count) graph.fetch_row(column.node(ahead));
     const int node = column.node(front);
     if (graph.neighbour_count(node) < most_nodes - node_count) {
       reach_all(graph.neighbours(node));

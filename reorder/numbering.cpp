@@ -67,6 +67,8 @@ int BandwidthNumbering::number_level(int level) {
   for (;;) {
     for (; read_ != tail_; read_ += step_) {
       --remaining;
+      const int ahead = read_ + GpsGraph::kAhead * step_;
+      if ((tail_ - ahead) * step_ > 0) graph_.fetch_row(order_(ahead));
       if (const int error = reach_neighbours(order_(read_), level)) return error;
     }
     if (tail_ == stop_ && remaining == 0) return kGpsOk;
