@@ -79,7 +79,30 @@ set(CORVIDNUM_SOURCES
   sparse/ma48/block_solve.cpp
   sparse/ma48/norm_estimator.cpp
   sparse/ma48/solve.cpp
-  sparse/ma48/ma48.cpp)
+  sparse/ma48/ma48.cpp
+  sparse/ma38/messages.cpp
+  sparse/ma38/convert.cpp
+  sparse/ma38/btf_permute.cpp
+  sparse/ma38/offdiag_rows.cpp
+  sparse/ma38/factor_driver.cpp
+  sparse/ma38/kept_factors.cpp
+  sparse/ma38/solve_kernels.cpp
+  sparse/ma38/solve_driver.cpp
+  sparse/ma38/print.cpp
+  sparse/ma38/print_factors.cpp
+  sparse/ma38/front_controls.cpp
+  sparse/ma38/column_objects.cpp
+  sparse/ma38/frontal_memory.cpp
+  sparse/ma38/compaction.cpp
+  sparse/ma38/frontal_setup.cpp
+  sparse/ma38/block_setup.cpp
+  sparse/ma38/frontal_kernel.cpp
+  sparse/ma38/frontal_search.cpp
+  sparse/ma38/frontal_forming.cpp
+  sparse/ma38/frontal_assembly.cpp
+  sparse/ma38/frontal_numeric.cpp
+  sparse/ma38/frontal_finish.cpp
+  sparse/ma38/frontal_checks.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)

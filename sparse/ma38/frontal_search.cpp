@@ -1,0 +1,190 @@
+// Pivot search: a few columns of lowest degree are assembled one by one behind the head of the reals.
+
+#include <cmath>
+
+#include "frame/idamax.h"
+#include "sparse/ma38/frontal_steps.h"
+
+namespace corvidnum {
+namespace ma38 {
+
+void enter_degree_list(Frontal& f, Index column) {
+  const Index object = f.cp(column);
+  const Index degree = f.word(object, kDegree);
+  const int next = f.heads(degree);
+  f.word(object, kNextOfDegree) = next;
+  f.word(object, kPreviousOfDegree) = 0;
+  if (next != 0) f.word(f.cp(next), kPreviousOfDegree) = static_cast<int>(column);
+  f.heads(degree) = static_cast<int>(column);
+  f.min_degree = std::min(f.min_degree, degree);
+}
+
+void leave_degree_list(Frontal& f, Index column) {
+  const Index object = f.cp(column);
+  const Index degree = f.word(object, kDegree);
+  if (degree <= 0) return;
+  const int next = f.word(object, kNextOfDegree), previous = f.word(object, kPreviousOfDegree);
+  if (next != 0) f.word(f.cp(next), kPreviousOfDegree) = previous;
+  if (previous != 0) {
+    f.word(f.cp(previous), kNextOfDegree) = next;
+  } else {
+    f.heads(degree) = next;
+  }
+}
+
+RowChoice choose_row(const Frontal& f, const int* rows, const double* values, Index count, Index diagonal,
+                     double amax) {
+  const double threshold = f.controls.threshold * amax;
+  const auto acceptable = [&](Index i) {
+    const double magnitude = std::fabs(values[i]);
+    return magnitude >= threshold && magnitude > 0.0;
+  };
+  RowChoice choice;
+  if (diagonal >= 0 && acceptable(diagonal)) {
+    choice.offer(rows[diagonal], row_degree(f, rows[diagonal]));
+    return choice;
+  }
+  for (Index i = 0; i < count; ++i) {
+    if (acceptable(i)) choice.offer(rows[i], row_degree(f, rows[i]));
+  }
+  return choice;
+}
+
+namespace {
+
+/// The column of lowest degree, taken out of its list; 0: none is left.
+Index take_column(Frontal& f) {
+  while (f.min_degree <= f.n && f.heads(f.min_degree) == 0) ++f.min_degree;
+  if (f.min_degree > f.n) return 0;
+  const Index column = f.heads(f.min_degree);
+  leave_degree_list(f, column);
+  return column;
+}
+
+/// The candidate's rows go to `scratch` and its values behind the head. Rows that came by tuples are mapped;
+/// their count is `mapped`. Returns the true degree.
+Index gather_column(Frontal& f, Index column, Index& mapped) {
+  const Object object = column_object(f, column);
+  int* rows = f.scratch.data();
+  int* map = f.row_map.data() - 1;
+  double* values = f.space.reals.data() + (f.space.xhead - 1);
+  Index length = 0;
+  for (Index t = 0; t < object.tuple_count; ++t) {
+    const Index e = object.tuples[2 * t];
+    if (!is_live(f, e)) continue;
+    const Waiting element = waiting(f, e);
+    const double* from = element.column(object.tuples[2 * t + 1]);
+    for (Index i = 0; i < element.row_count; ++i) {
+      const int row = element.rows[i];
+      if (row < 0) continue;
+      if (map[row] < 0) {
+        map[row] = static_cast<int>(length);
+        rows[length] = row;
+        values[length++] = 0.0;
+      }
+      values[map[row]] += from[i];
+    }
+  }
+  mapped = length;
+  if (object.entry_count > 0) {  // their rows cannot be among those of the elements
+    const double* from = &f.space.reals(f.word(object.at, kValues));
+    for (Index i = 0; i < object.entry_count; ++i) {
+      rows[length] = object.entries[i];
+      values[length++] = from[i];
+    }
+  }
+  return length;
+}
+
+/// Position of the row whose number is that of the column, or -1.
+Index find_diagonal(const Frontal& f, Index column, Index mapped, Index length) {
+  if (!f.controls.prefer_diagonal) return -1;
+  // The map of a row that is pivotal may hold other things, all of them negative.
+  if (f.row_map(column) >= 0) return f.row_map(column);
+  for (Index i = mapped; i < length; ++i) {
+    if (f.scratch(i + 1) == column) return i;
+  }
+  return -1;
+}
+
+/// The pattern of the candidate becomes the front's rows, without the pivot row, whose place the last takes.
+void keep_rows(Frontal& f, Index pivot_row, Index length) {
+  std::memcpy(f.frows.data(), f.scratch.data(), static_cast<std::size_t>(length) * sizeof(int));
+  Index place = 1;
+  while (f.frows(place) != pivot_row) ++place;
+  f.frows(place) = f.frows(length);
+  f.fnrows = length - 1;
+}
+
+struct Candidate {
+  RowChoice choice;
+  Index degree;
+};
+
+/// Assembles the column and looks for a pivot row; word 1 takes the true degree. False: a shortage.
+bool examine_column(Frontal& f, Index column, Candidate& candidate) {
+  Space& space = f.space;
+  const Index bound = column_degree(f, column);
+  if (!room_for_reals(f, bound)) return false;
+  space.xhead += bound;
+  space.xneed += bound;
+  space.note_use(f.results);
+  space.xhead -= bound;
+  space.xneed -= bound;
+
+  Index mapped = 0;
+  const Index length = gather_column(f, column, mapped);
+  column_degree(f, column) = static_cast<int>(length);
+  candidate.degree = length;
+  candidate.choice = RowChoice();
+  if (length > 0) {
+    const double* values = space.reals.data() + (space.xhead - 1);
+    const double amax = std::fabs(values[idamax(static_cast<int>(length), values) - 1]);
+    f.results(kSearchFlops) += static_cast<double>(length);
+    if (amax > 0.0) {
+      candidate.choice =
+          choose_row(f, f.scratch.data(), values, length, find_diagonal(f, column, mapped, length), amax);
+    }
+  }
+  for (Index i = 1; i <= mapped; ++i) f.row_map(f.scratch(i)) = kOutsideRow;
+  return true;
+}
+
+}  // namespace
+
+bool search_pivot(Frontal& f, Pivot& pivot) {
+  pivot = Pivot();
+  Wide best_cost = 0;
+  Index chain = 0;  // candidates, the last first, through the word of the degree list
+  Index candidates = 0;
+  while (candidates < f.controls.search_width) {
+    const Index column = take_column(f);
+    if (column == 0) break;
+    Candidate candidate;
+    if (!examine_column(f, column, candidate)) return false;
+    const RowChoice& choice = candidate.choice;
+    if (choice.row == 0) {
+      column_degree(f, column) = dead_column(f);
+      continue;
+    }
+    ++candidates;
+    f.word(f.cp(column), kNextOfDegree) = static_cast<int>(chain);
+    chain = column;
+    const Wide cost = Wide{choice.degree - 1} * (candidate.degree - 1);
+    if (!pivot.found() || cost < best_cost) {
+      best_cost = cost;
+      pivot.row = choice.row;
+      pivot.column = column;
+      keep_rows(f, choice.row, candidate.degree);
+    }
+  }
+  while (chain != 0) {
+    const Index column = chain;
+    chain = f.word(f.cp(column), kNextOfDegree);
+    if (column != pivot.column) enter_degree_list(f, column);
+  }
+  return true;
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

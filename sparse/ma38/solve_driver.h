@@ -1,0 +1,25 @@
+#pragma once
+
+#include "sparse/ma38/kernels.h"
+
+namespace corvidnum {
+namespace ma38 {
+
+/// A solve with factors that have been checked. `w` is the caller's work: 2 N, or 4 N with refinement.
+struct SolveCall {
+  int job;
+  bool transposed;  // TRANSC
+  int most_refinements;
+  double epsilon;  // CNTL(3)
+  OneBased<const int> index;
+  OneBased<const double> value;
+  KeptFactors kept;
+  const double* b;
+  double* x;
+  double* w;
+};
+
+void ma38_solve_driver(const SolveCall& call, const Results& results);
+
+}  // namespace ma38
+}  // namespace corvidnum

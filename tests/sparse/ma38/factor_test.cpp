@@ -1,0 +1,363 @@
+// The factors of ma38ad_, read from the stored layout: P A Q = L U to rounding, block by block.
+
+#include "tests/sparse/ma38/routines.h"
+
+namespace reference {
+namespace {
+
+constexpr FactorSettings kSettings[] = {
+    // name, blocks, preserved, transposed, d1, d2, diagonal, width, block size, growth, tolerance
+    {"defaults", 1, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"preserved", 1, 1, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"one block", 0, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"one block, preserved, transposed", 0, 1, 1, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"transposed", 1, 0, 1, 64, 1, 0, 1, 1, 2.0, 0.1},
+    {"diagonal", 1, 0, 0, 64, 1, 1, 4, 16, 2.0, 0.01},
+    {"one block, diagonal, preserved", 0, 1, 0, 64, 1, 1, 8, 2, 4.0, 0.1},
+    {"every column dense", 1, 0, 0, 0, 0, 0, 4, 4, 2.0, 0.1},
+    {"every column dense, preserved", 1, 1, 0, 0, 0, 0, 2, 3, 3.0, 0.1},
+    {"columns of 4 dense", 0, 0, 0, 3, 0, 0, 4, 16, 2.0, 0.1},
+    {"no growth", 0, 0, 0, 64, 1, 0, 4, 16, 1.0, 0.1},
+    {"much growth", 1, 1, 0, 5, 1, 0, 4, 64, 4.0, 0.1},
+    {"largest pivots", 1, 0, 0, 64, 1, 0, 4, 2, 2.0, 1.0},
+    {"any pivots", 0, 0, 0, 4, 0, 0, 8, 5, 3.0, 0.0},
+    {"controls out of range", 7, 3, 5, -9, -9, -1, -4, -16, -1.0, 9.0},
+};
+
+FactorSettings random_settings(Random& random) {
+  const auto one_of = [&](std::initializer_list<int> of) {
+    return of.begin()[number(random, 0, int(of.size()) - 1)];
+  };
+  return {"random",
+          one_of({0, 1, 1}),
+          one_of({0, 1}),
+          one_of({0, 1}),
+          one_of({0, 1, 2, 4, 8, 64}),
+          one_of({0, 0, 1}),
+          one_of({0, 1}),
+          number(random, 1, 8),
+          one_of({1, 2, 3, 5, 16, 64}),
+          0.5 * number(random, 2, 8),
+          one_of({0, 1, 10, 50, 100}) / 100.0};
+}
+
+Coordinates of_rows(const std::vector<Ints>& rows) {
+  Coordinates a{int(rows.size()), int(rows.size()), {}, {}, {}};
+  for (int i = 0; i < a.n; ++i) {
+    for (std::size_t j = 0; j < rows[i].size(); ++j)
+      if (rows[i][j] != 0) a.add(i + 1, int(j) + 1, rows[i][j]);
+  }
+  return a;
+}
+
+/// A diagonal with a full first row and a full last column.
+Coordinates arrow(int n, Random& random) {
+  Coordinates a{n, n, {}, {}, {}};
+  for (int k = 1; k <= n; ++k) {
+    a.add(k, k, 2.0 + uniform(random));
+    if (k > 1) a.add(1, k, uniform(random));
+    if (1 < k && k < n) a.add(k, n, uniform(random));
+    if (k > 1) a.add(k, 1 + k / 2, uniform(random));
+  }
+  return a;
+}
+
+Coordinates with_values(Coordinates a, double zeros, Random& random) {
+  for (double& value : a.values) value = 0.5 * (uniform(random) + 1.0) < zeros ? 0.0 : uniform(random);
+  return a;
+}
+
+struct Case {
+  const char* name;
+  Coordinates matrix;
+};
+std::vector<Case> cases(Random& random) {
+  return {
+      {"order 1", of_rows({{5}})},
+      {"an old column in a new row", of_rows({{5, 2, 4}, {3, 5, 2}, {0, 3, 7}})},
+      {"a pivot row of an extension", of_rows({{1, 0, 3, 0, 0, 0},
+                                               {0, 8, 0, 2, 1, 0},
+                                               {8, 0, 4, 3, 1, 8},
+                                               {6, 8, 0, 1, 1, 0},
+                                               {0, 8, 7, 0, 3, 1},
+                                               {8, 9, 0, 0, 9, 5}})},
+      {"diagonal", block_triangular_matrix(Ints(9, 1), random)},
+      {"dense", random_matrix(30, 30, 1.1, random)},
+      {"random", random_matrix(70, 70, 0.06, random)},
+      {"random, very sparse", random_matrix(60, 60, 0.03, random)},
+      {"random, half full", random_matrix(40, 40, 0.4, random)},
+      {"banded", banded_matrix(90, 2, 3, random)},
+      {"arrow", shuffled(arrow(50, random), random)},
+      {"blocks", block_triangular_matrix({1, 5, 1, 1, 12, 2, 1, 7, 20, 1}, random)},
+      {"column", column_matrix(12, 4, random)},
+      {"flowsheet", shuffled(flowsheet_matrix(9, 6, random), random)},
+      {"badly scaled", badly_scaled(random_matrix(45, 45, 0.1, random), 12.0, random)},
+      {"explicit zeros", with_values(random_matrix(45, 45, 0.12, random), 0.5, random)},
+      {"nothing but zeros", with_values(random_matrix(8, 8, 0.4, random), 1.0, random)},
+      {"faulty entries", with_faulty_entries(random_matrix(40, 40, 0.1, random), 30, 12, random)},
+      {"low rank", low_rank_matrix(20, 20, 7, random)},
+  };
+}
+
+/// Repeats the eliminations of a block without choosing pivots, assembling by the children's codes alone, and
+/// puts its own values in the place of the stored ones.
+class Replay {
+ public:
+  Replay(LuBlock& block, const StoredFactors& factors, const Truth& truth)
+      : block_(block), values_(block.order, block.order), front_(values_) {
+    for (int j = 0; j < block.order; ++j) {
+      for (int i = 0; i < block.order; ++i)
+        values_(i, j) = truth.values(factors.rperm[block.first + i] - 1, factors.cperm[block.first + j] - 1);
+    }
+    for (std::size_t e = 0; e < block.elements.size(); ++e) {
+      begin(e);
+      for (const int child : block.elements[e].children) assemble(child);
+      eliminate(block.elements[e]);
+      const bool chain_goes_on = e + 1 < block.elements.size() && block.elements[e + 1].front_rows == 0;
+      left_.push_back({});
+      if (!chain_goes_on) left_.back() = {block.elements[e].l, block.elements[e].u, front_};
+    }
+    if (block.pivots < block.order) return;
+    for (const Contribution& left : left_) EXPECT_TRUE(left.rows.empty() || left.columns.empty());
+  }
+
+ private:
+  struct Contribution {
+    Ints rows, columns;
+    Dense values{0, 0};
+  };
+  LuBlock& block_;
+  Dense values_, front_;
+  std::vector<bool> row_in_, column_in_;
+  std::vector<Contribution> left_;
+
+  void begin(std::size_t number) {
+    const LuElement& e = block_.elements[number];
+    if (e.front_rows > 0) front_ = Dense(block_.order, block_.order);
+    row_in_.assign(block_.order + 1, false), column_in_ = row_in_;
+    for (const int row : e.l) row_in_[row] = true;
+    for (const int column : e.u) column_in_[column] = true;
+    for (int k = e.first + 1; k <= e.first + e.pivots; ++k) row_in_[k] = column_in_[k] = true;
+    if (e.front_rows == 0) {
+      for (const int row : block_.elements[number - 1].l) EXPECT_TRUE(row_in_[row]);
+      for (const int column : block_.elements[number - 1].u) EXPECT_TRUE(column_in_[column]);
+    }
+    for (int k = e.first + 1; k <= e.first + e.pivots; ++k) {
+      for (int other = k; other <= block_.order; ++other) {
+        take(other, k);
+        if (other > k) take(k, other);
+      }
+    }
+  }
+  void take(int row, int column) {
+    const double value = values_(row - 1, column - 1);
+    EXPECT_TRUE(value == 0.0 || (row_in_[row] && column_in_[column])) << "an entry outside the pattern";
+    front_(row - 1, column - 1) += value;
+  }
+  void assemble(int child) {
+    Contribution& from = left_[static_cast<std::size_t>((child - 1) % block_.order)];
+    const int kind = (child - 1) / block_.order;  // whole, rows complete, columns complete
+    for (const int row : from.rows) EXPECT_TRUE(kind == 2 || row_in_[row]) << "child " << child;
+    for (const int column : from.columns) EXPECT_TRUE(kind == 1 || column_in_[column]) << "child " << child;
+    for (const int column : from.columns) {
+      for (const int row : from.rows)
+        if (row_in_[row] && column_in_[column])
+          front_(row - 1, column - 1) += from.values(row - 1, column - 1);
+    }
+    const auto drop = [](Ints& list, const std::vector<bool>& in) {
+      list.erase(std::remove_if(list.begin(), list.end(), [&](int member) { return in[member]; }),
+                 list.end());
+    };
+    if (kind != 2) drop(from.columns, column_in_);
+    if (kind != 1) drop(from.rows, row_in_);
+  }
+  void eliminate(LuElement& e) {
+    const int height = e.pivots + int(e.l.size());
+    const auto row = [&](int r) { return r < e.pivots ? e.first + r : e.l[r - e.pivots] - 1; };
+    const auto column = [&](int c) { return c < e.pivots ? e.first + c : e.u[c - e.pivots] - 1; };
+    for (int k = 0; k < e.pivots; ++k) {
+      const double pivot = front_(e.first + k, e.first + k);
+      for (int r = k + 1; r < height; ++r) {
+        const double factor = front_(row(r), e.first + k) /= pivot;
+        for (int c = k + 1; c < e.pivots + int(e.u.size()); ++c)
+          front_(row(r), column(c)) -= factor * front_(e.first + k, column(c));
+      }
+    }
+    std::size_t at = 0;
+    for (int k = 0; k < e.pivots; ++k) {
+      for (int r = 0; r < height; ++r) e.reals[at++] = front_(row(r), e.first + k);
+    }
+    for (int c = e.pivots; c < e.pivots + int(e.u.size()); ++c) {
+      for (int k = 0; k < e.pivots; ++k) e.reals[at++] = front_(e.first + k, column(c));
+    }
+  }
+};
+
+/// No pivot is mere rounding, which does not come out twice.
+bool replays(const Coordinates& a, const FactorSettings& settings) {
+  return settings.tolerance > 0.0 && dense_rank(dense(a)) == a.n;
+}
+
+void expect_replayed(const Factoring& f) {
+  StoredFactors factors(f.keep, f.index, f.value);
+  ASSERT_EQ(factors.fault, "");
+  const Truth truth(f);
+  for (LuBlock& block : factors.blocks) {
+    if (!block.singleton) Replay(block, factors, truth);
+  }
+  expect_product(factors, truth);
+}
+
+void expect_multipliers(const Factoring& f, double tolerance) {
+  const StoredFactors factors(f.keep, f.index, f.value);
+  if (tolerance > 0.0) {
+    EXPECT_LE(factors.largest_multiplier() * std::min(tolerance, 1.0), 1.0 + 1e-12);
+  }
+}
+
+TEST(Ma38Factors, GiveTheMatrixBack) {
+  Random random(381);
+  for (const Case& one : cases(random)) {
+    for (const FactorSettings& settings : kSettings) {
+      SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name);
+      Factoring f(one.matrix, settings);
+      f.factor();
+      expect_factors(f);
+      if (HasFatalFailure()) return;
+      if (replays(one.matrix, settings)) expect_replayed(f);
+      expect_multipliers(f, settings.tolerance);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST(Ma38Factors, GiveTheMatrixBackWhateverItIs) {
+  for (unsigned seed = 0; seed < 3000; ++seed) {
+    Random random(seed);
+    const int n = number(random, 1, seed % 10 == 0 ? 60 : 14);
+    Coordinates matrix = random_matrix(n, n, 0.05 * number(random, 1, 10), random);
+    if (matrix.entries() == 0) matrix.add(1, n, 1.0);
+    if (seed % 4 == 1) matrix = with_values(matrix, 0.2, random);
+    if (seed % 4 == 2) matrix = with_faulty_entries(matrix, 3, 3, random);
+    const FactorSettings s = random_settings(random);
+    SCOPED_TRACE(testing::Message() << "seed " << seed << ", order " << n << ", blocks " << s.blocks
+                                    << ", preserved " << s.preserved << ", transposed " << s.transposed
+                                    << ", d " << s.d1 << " " << s.d2 << ", diagonal " << s.prefer_diagonal
+                                    << ", width " << s.width << ", block size " << s.block_size << ", growth "
+                                    << s.growth << ", tolerance " << s.tolerance);
+    Factoring f(matrix, s);
+    f.factor();
+    expect_factors(f);
+    if (HasFatalFailure()) return;
+    if (replays(matrix, s)) expect_replayed(f);
+    expect_multipliers(f, s.tolerance);
+    if (HasFailure()) return;
+  }
+}
+
+/// Nodes by arcs, +1 and -1 where an arc begins and ends: every elimination of it is exact. Rows and columns
+/// scaled by powers of two. @return the rank: nodes less components
+int incidence_matrix(int n, int arcs, Coordinates& a, Random& random) {
+  a = Coordinates{n, n, {}, {}, {}};
+  Ints component(n), row(n);
+  std::iota(component.begin(), component.end(), 0);
+  for (int& power : row) power = number(random, -3, 3);
+  int rank = 0;
+  for (int arc = 1; arc <= arcs; ++arc) {
+    const int from = number(random, 0, n - 1), to = (from + number(random, 1, n - 1)) % n;
+    const int column = number(random, -3, 3);
+    a.add(from + 1, arc, std::ldexp(1.0, row[from] + column));
+    a.add(to + 1, arc, -std::ldexp(1.0, row[to] + column));
+    const int old = component[from], joined = component[to];
+    rank += old != joined;
+    std::replace(component.begin(), component.end(), old, joined);
+  }
+  return rank;
+}
+
+TEST(Ma38Factors, HaveAsManyPivotsAsTheRank) {
+  for (unsigned seed = 0; seed < 400; ++seed) {
+    Random random(seed);
+    const int n = number(random, 2, 40);
+    Coordinates matrix;
+    const int rank = incidence_matrix(n, number(random, 1, n), matrix, random);
+    FactorSettings settings = random_settings(random);
+    SCOPED_TRACE(testing::Message() << "seed " << seed << ", order " << n);
+    Factoring f(matrix, settings);
+    f.factor();
+    expect_factors(f);
+    if (HasFatalFailure()) return;
+    if (settings.blocks == 1) {
+      EXPECT_LE(f.INFO(17), rank);  // entries off singular blocks may add to the rank
+    } else {
+      EXPECT_EQ(f.INFO(17), rank);
+    }
+    EXPECT_EQ(f.INFO(1) & 4, 4);
+    expect_replayed(f);
+    if (HasFailure()) return;
+  }
+}
+
+TEST(Ma38Factors, FindTheBlocks) {
+  Random random(382);
+  for (const Ints& orders :
+       {Ints{3, 1, 4, 1, 5, 9, 2, 6}, Ints(12, 1), Ints{30}, Ints{1, 1, 2}, Ints{25, 1}}) {
+    for (const int preserved : {0, 1}) {
+      FactorSettings settings = kSettings[0];
+      settings.preserved = preserved;
+      Factoring f(block_triangular_matrix(orders, random), settings);
+      f.factor();
+      expect_factors(f);
+      Ints expected = orders, found;
+      for (const LuBlock& block : StoredFactors(f.keep, f.index, f.value).blocks)
+        found.push_back(block.order);
+      std::sort(expected.begin(), expected.end());
+      std::sort(found.begin(), found.end());
+      EXPECT_EQ(found, expected);
+    }
+  }
+}
+
+/// Dominant by columns and of symmetric pattern: then the diagonal always serves.
+TEST(Ma38Factors, StayOnTheDiagonalIfAsked) {
+  Random random(383);
+  for (int n : {1, 2, 20, 60}) {
+    Coordinates a = banded_matrix(n, 3, 3, random);
+    for (std::size_t k = 0; k < a.values.size(); ++k) a.values[k] += a.rows[k] == a.columns[k] ? 8.0 : 0.0;
+    FactorSettings settings = kSettings[6];
+    settings.tolerance = 1.0;
+    Factoring f(a, settings);
+    f.factor();
+    expect_factors(f);
+    EXPECT_EQ(f.INFO(16), n);
+  }
+}
+
+/// A place given three times, once with a fault; and the errors of what is given.
+TEST(Ma38Factors, CountWhatIsGiven) {
+  const FactorSettings& settings = kSettings[0];
+  struct {
+    const char* name;
+    Coordinates matrix;
+    int status, duplicates, invalid;
+  } const given[] = {
+      {"order 0", {0, 0, {1}, {1}, {1.0}}, -1, 0, 0},
+      {"order -1, nothing", {-1, -1, {}, {}, {}}, -1, 0, 0},
+      {"nothing", {2, 2, {}, {}, {}}, -2, 0, 0},
+      {"nothing valid", {2, 2, {0, 3}, {1, 1}, {1.0, 2.0}}, -2, 0, 2},
+      {"faulty", {2, 2, {1, 1, 1, 1, 2, 3}, {1, 1, 1, 3, 2, 3}, {1.0, 2.0, 4.0, 8.0, 1.0, 1.0}}, 3, 2, 2},
+      {"singular, twins", {2, 2, {1, 1}, {1, 1}, {1.0, 2.0}}, 6, 1, 0},
+  };
+  for (const auto& one : given) {
+    SCOPED_TRACE(one.name);
+    Factoring f(one.matrix, settings);
+    EXPECT_EQ(f.factor(100, 100), one.status);
+    EXPECT_EQ(f.INFO(2), one.duplicates);
+    EXPECT_EQ(f.INFO(3), one.invalid);
+    for (int k = 1; k <= 5; ++k) EXPECT_EQ(f.KEEP(k) == 0, one.status < 0);
+    if (one.status >= 0) expect_factors(f);
+  }
+}
+
+}  // namespace
+}  // namespace reference

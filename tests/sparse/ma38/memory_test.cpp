@@ -1,0 +1,143 @@
+// Factorisations in arrays of every length: short ones say what they need, tight ones collect their garbage,
+// and the factors are always the same.
+
+#include "tests/sparse/ma38/routines.h"
+
+namespace reference {
+namespace {
+
+constexpr FactorSettings kSettings[] = {
+    // name, blocks, preserved, transposed, d1, d2, diagonal, width, block size, growth, tolerance
+    {"defaults", 1, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"one block, preserved", 0, 1, 0, 64, 1, 1, 4, 4, 2.0, 0.1},
+    {"blocks, preserved", 1, 1, 1, 64, 1, 0, 2, 2, 3.0, 0.1},
+    {"dense columns", 0, 0, 0, 3, 0, 0, 4, 16, 1.5, 0.1},
+    {"dense columns, preserved", 1, 1, 0, 0, 0, 1, 8, 8, 4.0, 0.01},
+};
+
+/// Nonsingular, and so for all values close by.
+std::vector<Coordinates> matrices(Random& random) {
+  Coordinates scattered = random_matrix(40, 40, 0.08, random);
+  for (int k = 1; k <= 40; ++k) scattered.add(k, k, 5.0);
+  return {column_matrix(8, 3, random),
+          shuffled(flowsheet_matrix(8, 5, random), random),
+          block_triangular_matrix({1, 6, 1, 1, 14, 2, 9}, random),
+          banded_matrix(60, 2, 2, random),
+          shuffled(scattered, random),
+          Coordinates{1, 1, {1}, {1}, {3.0}}};
+}
+
+/// A shortage has its code, asks for more than there was, and leaves no factors.
+void expect_shortage(const Factoring& f) {
+  const int status = f.INFO(1);
+  ASSERT_TRUE(-5 <= status && status <= -3) << "status " << status;
+  if (status != -4) {
+    ASSERT_GT(f.INFO(19), f.lindex);
+  }
+  if (status != -3) {
+    ASSERT_GT(f.INFO(21), f.lvalue);
+  }
+  for (int k = 1; k <= 5; ++k) EXPECT_EQ(f.KEEP(k), 0);
+  EXPECT_LE(f.INFO(18), f.lindex);
+  EXPECT_LE(f.INFO(20), f.lvalue);
+}
+
+/// Factorises in these lengths, then in what is asked for, until it is enough. @return how often it was not
+int factor_as_asked(Factoring& f, int values, int indices) {
+  for (int tries = 0; tries < 1000; ++tries) {
+    if (f.factor(values, indices) >= 0) return tries;
+    expect_shortage(f);
+    if (testing::Test::HasFatalFailure()) return tries;
+    if (f.INFO(1) != -4) indices = f.INFO(19);
+    if (f.INFO(1) != -3) values = f.INFO(21);
+  }
+  ADD_FAILURE() << "no end of shortages";
+  return 1000;
+}
+
+TEST(Ma38Memory, LessThanTheLeastIsRefused) {
+  Random random(384);
+  for (const Coordinates& matrix : matrices(random)) {
+    Factoring f(matrix, kSettings[0]);
+    const int values = f.shortest_value(), indices = f.shortest_index();
+    const struct {
+      int values, indices, status;
+    } lengths[] = {{values - 1, indices, -4},     {1, indices, -4},
+                   {values, indices - 1, -3},     {values, 1, -3},
+                   {values - 1, indices - 1, -5}, {1, 1, -5}};
+    for (const auto& length : lengths) {
+      EXPECT_EQ(f.factor(length.values, length.indices), length.status);
+      expect_shortage(f);
+      EXPECT_EQ(f.INFO(18), length.indices);
+      EXPECT_EQ(f.INFO(19), indices);
+      EXPECT_EQ(f.INFO(20), length.values);
+      EXPECT_EQ(f.INFO(21), values);
+    }
+  }
+}
+
+TEST(Ma38Memory, FactorsDoNotDependOnIt) {
+  Random random(385);
+  int index_collections = 0, value_collections = 0, shortages = 0;
+  constexpr int kSteps = 24;
+  for (const Coordinates& matrix : matrices(random)) {
+    for (const FactorSettings& settings : kSettings) {
+      Factoring ample(matrix, settings);
+      ample.factor();
+      expect_factors(ample);
+      if (HasFatalFailure()) return;
+      const StoredFactors expected(ample.keep, ample.index, ample.value);
+      EXPECT_EQ(ample.INFO(14) + ample.INFO(15), 0) << "garbage collected where there is room";
+      const int values = ample.shortest_value(), indices = ample.shortest_index();
+      const int more_values = ample.INFO(20) - values, more_indices = ample.INFO(18) - indices;
+      for (int step = 0; step < 3 * kSteps; ++step) {
+        const int part = step / 3, which = step % 3;  // short of both, of values, of indices
+        const int lvalue = which == 2 ? 0 : values + more_values * part / kSteps;
+        const int lindex = which == 1 ? 0 : indices + more_indices * part / kSteps;
+        SCOPED_TRACE(testing::Message()
+                     << settings.name << ", order " << matrix.n << ", lengths " << lvalue << ", " << lindex);
+        Factoring f(matrix, settings);
+        shortages += factor_as_asked(f, lvalue, lindex);
+        expect_factors(f);
+        const StoredFactors found(f.keep, f.index, f.value);
+        EXPECT_EQ(found.rperm, expected.rperm);
+        EXPECT_EQ(found.cperm, expected.cperm);
+        for (int figure : {10, 11, 13, 22})
+          EXPECT_EQ(f.INFO(figure), ample.INFO(figure)) << "INFO " << figure;
+        index_collections += f.INFO(14), value_collections += f.INFO(15);
+        if (HasFailure()) return;
+      }
+    }
+  }
+  EXPECT_GT(index_collections, 0);
+  EXPECT_GT(value_collections, 0);
+  EXPECT_GT(shortages, 0);
+}
+
+/// Word by word from the least to the first lengths that do.
+TEST(Ma38Memory, EveryLengthEndsWell) {
+  Random random(386);
+  for (const FactorSettings& settings : kSettings) {
+    for (const Coordinates& matrix :
+         {random_matrix(7, 7, 0.5, random), block_triangular_matrix({1, 4, 1, 3}, random)}) {
+      for (const bool short_values : {false, true}) {
+        Factoring f(matrix, settings);
+        const int least = short_values ? f.shortest_value() : f.shortest_index();
+        for (int length = least;; ++length) {
+          SCOPED_TRACE(testing::Message()
+                       << settings.name << (short_values ? ", values " : ", indices ") << length);
+          ASSERT_LT(length, least + 5000);
+          f = Factoring(matrix, settings);
+          if (f.factor(short_values ? length : 0, short_values ? 0 : length) >= 0) break;
+          EXPECT_EQ(f.INFO(1), short_values ? -4 : -3);
+          expect_shortage(f);
+          if (HasFailure()) return;
+        }
+        expect_factors(f);
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace reference

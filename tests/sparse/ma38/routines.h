@@ -1,0 +1,220 @@
+#pragma once
+
+// The routines of the multifrontal solver with all that they need; every array has exactly the documented
+// length, so that a sanitizer sees the ends. What a factorisation leaves is held against the matrix.
+
+#include <gtest/gtest.h>
+
+#include "sparse/ma38/frontal.h"
+#include "sparse/ma38/ma38_routines.h"
+#include "tests/support/ma38_factors.h"
+
+namespace reference {
+
+/// Builds that check look at the kernel's store after each of its steps.
+inline const bool kStoreIsChecked = (corvidnum::ma38::set_frontal_checks(true), true);
+
+/// Ways to have a matrix factorised.
+struct FactorSettings {
+  const char* name;
+  int blocks, preserved, transposed, d1, d2, prefer_diagonal, width, block_size;
+  double growth, tolerance;
+};
+
+struct Factoring {
+  Coordinates matrix;
+  int job, transposed, lvalue = 0, lindex = 0;
+  Vector value, cntl = Vector(10), rinfo = Vector(20, 77.0);
+  Ints index, keep = Ints(20), icntl = Ints(20), info = Ints(40, 77);
+
+  Factoring(const Coordinates& given, const FactorSettings& settings)
+      : matrix(given), job(settings.preserved), transposed(settings.transposed) {
+    ma38id_(keep.data(), cntl.data(), icntl.data());
+    keep[6] = settings.d1, keep[7] = settings.d2;
+    icntl[3] = settings.blocks, icntl[4] = settings.width, icntl[5] = settings.prefer_diagonal;
+    icntl[6] = settings.block_size, cntl[0] = settings.tolerance, cntl[1] = settings.growth;
+  }
+  int INFO(int number) const { return info[number - 1]; }
+  int KEEP(int number) const { return keep[number - 1]; }
+  int shortest_value() const { return 2 * matrix.entries(); }
+  int shortest_index() const {
+    return std::max(2 * matrix.entries(), matrix.n + 1) + 2 * matrix.n + matrix.entries() + 1;
+  }
+
+  /// @param values, indices lengths; 0: more than enough
+  int factor(int values = 0, int indices = 0) {
+    provide(values, indices);
+    const int ne = matrix.entries();
+    ma38ad_(&matrix.n, &ne, &job, &transposed, &lvalue, &lindex, value.data(), index.data(), keep.data(),
+            cntl.data(), icntl.data(), info.data(), rinfo.data());
+    return INFO(1);
+  }
+  /// Factorises what `matrix` is by now, with the pattern of the last factorisation.
+  int refactor(int values = 0, int indices = 0) {
+    const Ints pattern(index.begin() + KEEP(4) - 1, index.begin() + KEEP(5));
+    provide(values, indices);
+    std::copy(pattern.begin(), pattern.end(), index.end() - static_cast<std::ptrdiff_t>(pattern.size()));
+    keep[3] = lindex + 1 - static_cast<int>(pattern.size()), keep[4] = lindex;
+    const int ne = matrix.entries();
+    ma38bd_(&matrix.n, &ne, &job, &transposed, &lvalue, &lindex, value.data(), index.data(), keep.data(),
+            cntl.data(), icntl.data(), info.data(), rinfo.data());
+    return INFO(1);
+  }
+  Vector solve(const Vector& b, int which = 0, int transpose = 0) {
+    Vector x(matrix.n, 77.0), w((icntl[7] > 0 ? 4 : 2) * matrix.n);
+    ma38cd_(&matrix.n, &which, &transpose, &lvalue, &lindex, value.data(), index.data(), keep.data(),
+            b.data(), x.data(), w.data(), cntl.data(), icntl.data(), info.data(), rinfo.data());
+    return x;
+  }
+
+ private:
+  void provide(int values, int indices) {
+    const int n = matrix.n, ne = matrix.entries();
+    lvalue = values > 0 ? values : shortest_value() + 8 * n * n + 10 * ne + 1000;
+    lindex = indices > 0 ? indices : shortest_index() + 12 * n * n + 40 * n + 20 * ne + 1000;
+    value = Vector(lvalue, 77.0), index = Ints(lindex, 77);
+    for (int k = 0; k < ne; ++k) {
+      if (k < lvalue) value[k] = matrix.values[k];
+      if (k < lindex) index[k] = matrix.rows[k];
+      if (ne + k < lindex) index[ne + k] = matrix.columns[k];
+    }
+  }
+};
+
+/// What the matrix is, counted without the library; transposed if that is what is factorised.
+struct Truth {
+  std::set<std::pair<int, int>> places;
+  Dense values, sizes;  // sums, and sums of magnitudes
+  int valid = 0;
+
+  explicit Truth(const Factoring& f) : values(f.matrix.n, f.matrix.n), sizes(values) {
+    for (std::size_t k = 0; k < f.matrix.values.size(); ++k) {
+      if (!f.matrix.counts(k)) continue;
+      int row = f.matrix.rows[k], column = f.matrix.columns[k];
+      if (f.transposed) std::swap(row, column);
+      ++valid;
+      places.insert({row, column});
+      values(row - 1, column - 1) += f.matrix.values[k];
+      sizes(row - 1, column - 1) += std::fabs(f.matrix.values[k]);
+    }
+  }
+};
+
+/// P A Q = L U and off-diagonal part, entry by entry to rounding. A singleton of value 0 has pivot 1.
+inline void expect_product(const StoredFactors& factors, const Truth& truth) {
+  const int n = factors.n;
+  Dense magnitude(n, n);
+  Dense product = factors.product(magnitude);
+  for (const LuBlock& block : factors.blocks) {
+    const int k = block.first;
+    if (!block.singleton || truth.values(factors.rperm[k] - 1, factors.cperm[k] - 1) != 0.0) continue;
+    EXPECT_EQ(block.pivot, 1.0) << "in place of a singleton's zero";
+    product(k, k) = 0.0;
+  }
+  // A column found empty may keep other rows' rounding past the pivots: there the whole matrix is the
+  // measure.
+  std::vector<bool> past_pivots(n, false);
+  for (const LuBlock& block : factors.blocks) {
+    if (!block.singleton)
+      std::fill_n(past_pivots.begin() + block.first + block.pivots, block.order - block.pivots, true);
+  }
+  const double largest = *std::max_element(magnitude.values.begin(), magnitude.values.end());
+  for (int j = 0; j < n; ++j) {
+    for (int i = 0; i < n; ++i) {
+      const int row = factors.rperm[i] - 1, column = factors.cperm[j] - 1;
+      const double scale = past_pivots[i] && past_pivots[j] ? largest : magnitude(i, j);
+      const double bound = 4.0 * (n + 10) * kEpsilon * (scale + truth.sizes(row, column));
+      ASSERT_LE(std::fabs(product(i, j) - truth.values(row, column)), bound)
+          << "at positions " << i + 1 << ", " << j + 1 << ", row " << row + 1 << ", column " << column + 1;
+    }
+  }
+}
+
+/// The kept copy of the matrix is the matrix, each place once.
+inline void expect_copy(const StoredFactors& factors, const Truth& truth) {
+  ASSERT_EQ(factors.copy.values.size(), truth.places.size());
+  const Dense copied = dense(factors.copy);
+  std::set<std::pair<int, int>> places;
+  for (std::size_t k = 0; k < factors.copy.values.size(); ++k)
+    places.insert({factors.copy.rows[k], factors.copy.columns[k]});
+  EXPECT_EQ(places, truth.places);
+  for (std::size_t k = 0; k < copied.values.size(); ++k)
+    ASSERT_LE(std::fabs(copied.values[k] - truth.values.values[k]), 8 * kEpsilon * truth.sizes.values[k]);
+}
+
+/// What INFO and RINFO must say of these factors.
+inline void expect_figures(const Factoring& f, const StoredFactors& factors, const Truth& truth) {
+  const int n = factors.n, entries = static_cast<int>(truth.places.size());
+  Ints row_block(n + 1), column_block(n + 1);
+  int l = 0, u = 0, fronts = 0, pivots = 0, singletons = 0, diagonal = 0, off_diagonal = 0;
+  for (std::size_t b = 0; b < factors.blocks.size(); ++b) {
+    const LuBlock& block = factors.blocks[b];
+    for (int k = block.first; k < block.first + block.order; ++k)
+      row_block[factors.rperm[k]] = column_block[factors.cperm[k]] = static_cast<int>(b);
+    singletons += block.singleton;
+    pivots += block.pivots;
+    if (block.singleton)
+      pivots += truth.values(factors.rperm[block.first] - 1, factors.cperm[block.first] - 1) != 0.0;
+    for (const LuElement& e : block.elements) {
+      l += e.pivots * (e.pivots - 1) / 2 + e.pivots * static_cast<int>(e.u.size());  // crossed by intent
+      u += e.pivots * (e.pivots - 1) / 2 + e.pivots * static_cast<int>(e.l.size());
+      fronts += e.front_rows > 0;
+    }
+  }
+  for (const auto& place : truth.places) {
+    EXPECT_LE(row_block[place.first], column_block[place.second]) << "an entry below the blocks";
+    off_diagonal += row_block[place.first] < column_block[place.second];
+  }
+  for (int k = 0; k < n; ++k) diagonal += factors.rperm[k] == factors.cperm[k];
+  const int invalid = f.matrix.entries() - truth.valid, duplicates = truth.valid - entries;
+  const struct {
+    int number, expected;
+  } figures[] = {
+      {1, (invalid > 0 ? 1 : 0) + (duplicates > 0 ? 2 : 0) + (pivots < n ? 4 : 0)},
+      {2, duplicates},
+      {3, invalid},
+      {4, 0},
+      {5, entries},
+      {6, entries - off_diagonal},
+      {7, off_diagonal},
+      {8, singletons},
+      {9, static_cast<int>(factors.blocks.size())},
+      {10, l},
+      {11, u},
+      {12, l + u + n + off_diagonal},
+      {13, fronts},
+      {16, diagonal},
+      {17, pivots},
+      {24, 0},
+      {40, 0},
+  };
+  for (const auto& figure : figures)
+    EXPECT_EQ(f.INFO(figure.number), figure.expected) << "INFO " << figure.number;
+  EXPECT_EQ(factors.nzoff, off_diagonal);
+  EXPECT_LE(f.INFO(18), f.lindex);
+  EXPECT_LE(f.INFO(20), f.lvalue);
+  EXPECT_GE(f.INFO(19), f.lindex - f.KEEP(3) + 1);
+  EXPECT_GE(f.INFO(21), f.lvalue - f.KEEP(1) + 1);
+  EXPECT_EQ(f.rinfo[0], f.rinfo[3] + f.rinfo[4] + f.rinfo[5]);
+  for (const double flops : f.rinfo) EXPECT_GE(flops, 0.0);
+}
+
+/// All that a successful factorisation must have left.
+inline void expect_factors(const Factoring& f) {
+  ASSERT_GE(f.INFO(1), 0);
+  const StoredFactors factors(f.keep, f.index, f.value);
+  ASSERT_EQ(factors.fault, "");
+  const Truth truth(f);
+  EXPECT_EQ(f.KEEP(2), f.lvalue);
+  EXPECT_EQ(f.KEEP(5), f.lindex);
+  EXPECT_EQ(factors.n, f.matrix.n);
+  EXPECT_EQ(factors.ne, f.matrix.entries());
+  EXPECT_EQ(factors.nz, static_cast<int>(truth.places.size()));
+  EXPECT_EQ(factors.preserved, f.job == 1 ? 1 : 0);
+  EXPECT_EQ(factors.transposed, f.transposed != 0 ? 1 : 0);
+  if (factors.preserved) expect_copy(factors, truth);
+  expect_product(factors, truth);
+  expect_figures(f, factors, truth);
+}
+
+}  // namespace reference

@@ -1,0 +1,291 @@
+#pragma once
+
+// Reads the factors that the ma38 routines leave in VALUE and INDEX, from the layout alone and with nothing
+// of the library, and multiplies them out. Whatever is not as documented is named in `fault`.
+
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include "tests/support/sparse_matrices.h"
+
+namespace reference {
+
+using Ints = std::vector<int>;
+
+/// K pivots eliminated together. Positions are those of the block, from 1.
+struct LuElement {
+  int first = 0, pivots = 0;  // positions first + 1 .. first + pivots
+  Ints l, u, children;
+  int front_columns = 0, front_rows = 0;  // 0 but for the first element of a front
+  Vector reals;                           // K columns of K + |l|, then |u| groups of K
+
+  double lower(int row, int k) const { return reals[k * (pivots + l.size()) + row]; }  // pivots over l
+  double upper(int k, int column) const { return reals[pivots * (pivots + l.size()) + column * pivots + k]; }
+};
+
+struct LuBlock {
+  int first = 0, order = 0, pivots = 0;  // positions first + 1 .. first + order
+  bool singleton = false;
+  double pivot = 0.0;  // of a singleton
+  std::vector<LuElement> elements;
+};
+
+class StoredFactors {
+ public:
+  std::string fault;
+  int ne = 0, n = 0, nz = 0, nblks = 0, nzoff = 0, preserved = 0, transposed = 0;
+  Ints rperm, cperm;
+  std::vector<LuBlock> blocks;
+  Coordinates copy, off_diagonal;  // the kept matrix; entries off the blocks, by pivot positions
+
+  StoredFactors(const Ints& keep, const Ints& index, const Vector& value) : index_(index), value_(value) {
+    try {
+      read(keep);
+    } catch (const std::runtime_error& error) {
+      fault = error.what();
+    }
+  }
+
+  /// P A Q as the factors give it; `magnitude` has |L||U|, which bounds the rounding.
+  Dense product(Dense& magnitude) const {
+    Dense result(n, n);
+    magnitude = result;
+    const auto add = [&](int i, int j, double term) {
+      result(i, j) += term;
+      magnitude(i, j) += std::fabs(term);
+    };
+    for (const LuBlock& block : blocks) {
+      if (block.singleton) add(block.first, block.first, block.pivot);
+      for (const LuElement& e : block.elements) {
+        for (int k = 0; k < e.pivots; ++k) {
+          const int pivot = e.first + k + 1, lower = e.pivots + int(e.l.size());
+          for (int r = k; r < lower; ++r) {
+            const int row = r < e.pivots ? e.first + r + 1 : e.l[r - e.pivots];
+            const double factor = row == pivot ? 1.0 : e.lower(r, k);
+            const auto term = [&](int column, double u) {
+              add(block.first + row - 1, block.first + column - 1, factor * u);
+            };
+            for (int c = k; c < e.pivots; ++c) term(e.first + c + 1, e.lower(k, c));
+            for (std::size_t c = 0; c < e.u.size(); ++c) term(e.u[c], e.upper(k, int(c)));
+          }
+        }
+      }
+    }
+    for (std::size_t k = 0; k < off_diagonal.values.size(); ++k)
+      add(off_diagonal.rows[k] - 1, off_diagonal.columns[k] - 1, off_diagonal.values[k]);
+    return result;
+  }
+  /// The largest multiplier in L.
+  double largest_multiplier() const {
+    double largest = 0.0;
+    for (const LuBlock& block : blocks) {
+      for (const LuElement& e : block.elements) {
+        for (int k = 0; k < e.pivots; ++k) {
+          for (int r = k + 1; r < e.pivots + int(e.l.size()); ++r)
+            largest = std::max(largest, std::fabs(e.lower(r, k)));
+        }
+      }
+    }
+    return largest;
+  }
+
+ private:
+  const Ints& index_;
+  const Vector& value_;
+  long long index_begin_ = 1, index_end_ = 0, value_begin_ = 1, value_end_ = 0;
+  long long lu_reals_ = 0, lu_words_ = 0;                    // where the LU parts begin
+  std::set<std::pair<long long, long long>> words_, reals_;  // what the LU parts consist of: begin, length
+
+  static void expect(bool condition, const std::string& what) {
+    if (!condition) throw std::runtime_error(what);
+  }
+  int word(long long at) const {
+    expect(index_begin_ <= at && at <= index_end_, "a position outside the kept words");
+    return index_[static_cast<std::size_t>(at - 1)];
+  }
+  double real(long long at) const {
+    expect(value_begin_ <= at && at <= value_end_, "a position outside the kept reals");
+    return value_[static_cast<std::size_t>(at - 1)];
+  }
+  Ints words(long long at, long long count) const {
+    Ints result;
+    for (long long k = 0; k < count; ++k) result.push_back(word(at + k));
+    return result;
+  }
+  Vector reals(long long at, long long count) const {
+    Vector result;
+    for (long long k = 0; k < count; ++k) result.push_back(real(at + k));
+    return result;
+  }
+  /// Parts that are all there is between `begin` and `end`, without gap or overlap.
+  static void expect_tiled(const std::set<std::pair<long long, long long>>& parts, long long begin,
+                           long long end, const char* what) {
+    for (const auto& part : parts) {
+      expect(part.first == begin, std::string(what) + " do not follow each other");
+      begin += part.second;
+    }
+    expect(begin == end, std::string(what) + " do not fill their part");
+  }
+  static void expect_permutation(Ints order, const char* what) {
+    std::sort(order.begin(), order.end());
+    for (std::size_t k = 0; k < order.size(); ++k) expect(order[k] == int(k) + 1, what);
+  }
+
+  void read(const Ints& keep) {
+    value_begin_ = keep[0], value_end_ = keep[1], index_begin_ = keep[2], index_end_ = keep[4];
+    expect(1 <= value_begin_ && value_end_ <= static_cast<long long>(value_.size()), "KEEP(1), KEEP(2)");
+    expect(1 <= index_begin_ && index_begin_ <= keep[3], "KEEP(3), KEEP(4)");
+    expect(keep[3] <= index_end_ - 6 && index_end_ <= static_cast<long long>(index_.size()),
+           "KEEP(4), KEEP(5)");
+    read_top(keep[3]);
+    read_blocks();
+    expect_tiled(words_, lu_words_, top_, "LU elements");
+    expect_tiled(reals_, lu_reals_, value_end_ + 1, "reals of LU elements");
+  }
+
+  long long top_ = 0;  // the lowest of the words that all factors end with
+  Ints offp_, blkp_, lublkp_;
+
+  void read_top(int keep4) {
+    const long long end = index_end_;
+    ne = word(end), n = word(end - 1), nz = word(end - 2), preserved = word(end - 3);
+    nblks = word(end - 4), nzoff = word(end - 5), transposed = word(end - 6);
+    expect(n >= 1 && nz >= 1 && 1 <= nblks && nblks <= n && nzoff >= 0, "the scalars");
+    rperm = words(end - n - 6, n), cperm = words(end - 2 * n - 6, n);
+    expect_permutation(rperm, "the row permutation");
+    expect_permutation(cperm, "the column permutation");
+    top_ = end - 2 * n - 6;
+    blkp_ = {1, n + 1};
+    if (nblks > 1) {
+      offp_ = words(top_ -= n + 1, n + 1);
+      blkp_ = words(top_ -= nblks + 1, nblks + 1);
+      lublkp_ = words(top_ -= nblks, nblks);
+    }
+    lu_words_ = keep4;
+    expect(lu_words_ <= top_, "no room for the LU elements");
+    expect(blkp_.front() == 1 && blkp_.back() == n + 1, "the ends of the blocks");
+    for (int b = 0; b < nblks; ++b) expect(blkp_[b] < blkp_[b + 1], "an empty block");
+
+    long long at = index_begin_, reals_at = value_begin_;
+    if (preserved) {
+      const Ints pointers = words(at, n + 1), rows = words(at + n + 1, nz);
+      const Vector values = reals(reals_at, nz);
+      at += n + 1 + nz, reals_at += nz;
+      expect(pointers[0] == 1 && pointers[n] == nz + 1, "the column pointers of the copy");
+      copy.m = copy.n = n;
+      for (int j = 0; j < n; ++j) {
+        for (int p = pointers[j]; p < pointers[j + 1]; ++p) {
+          expect(1 <= p && p <= nz && 1 <= rows[p - 1] && rows[p - 1] <= n, "an entry of the copy");
+          copy.add(rows[p - 1], j + 1, values[p - 1]);
+        }
+      }
+    }
+    if (nblks > 1) {
+      read_off_diagonal(words(at, nzoff), reals(reals_at, nzoff));
+      at += nzoff, reals_at += nzoff;
+    } else {
+      expect(nzoff == 0, "entries off a single block");
+    }
+    expect(at == keep4, "KEEP(4) does not follow from KEEP(3)");
+    lu_reals_ = reals_at;
+  }
+
+  void read_off_diagonal(const Ints& columns, const Vector& values) {
+    expect(offp_[0] == 1 && offp_[n] == nzoff + 1, "the row pointers of the off-diagonal part");
+    off_diagonal.m = off_diagonal.n = n;
+    for (int b = 0; b < nblks; ++b) {
+      for (int i = blkp_[b]; i < blkp_[b + 1]; ++i) {
+        for (int p = offp_[i - 1], last = blkp_[b + 1] - 1; p < offp_[i]; ++p) {
+          expect(1 <= p && p <= nzoff && columns[p - 1] > last && columns[p - 1] <= n,
+                 "an off-diagonal entry: inside its block, or not in ascending order");
+          last = columns[p - 1];
+          off_diagonal.add(i, last, values[p - 1]);
+        }
+      }
+    }
+  }
+
+  void read_blocks() {
+    bool all_singletons = nblks > 1;
+    for (int b = 0; b < nblks; ++b) {
+      LuBlock block;
+      block.first = blkp_[b] - 1, block.order = blkp_[b + 1] - blkp_[b];
+      block.singleton = nblks > 1 && block.order == 1;
+      const int pointer = nblks > 1 ? lublkp_[b] : 1;
+      expect(pointer >= 1, "a pointer to a block");
+      if (block.singleton) {
+        block.pivot = real(lu_reals_ + pointer - 1);
+        reals_.insert({lu_reals_ + pointer - 1, 1});
+      } else {
+        read_block(block, lu_words_ + pointer - 1);
+        all_singletons = false;
+      }
+      blocks.push_back(block);
+    }
+    if (all_singletons) {
+      expect(word(lu_words_) == 0, "the word that stands for no LU element");
+      words_.insert({lu_words_, 1});
+    }
+  }
+
+  void read_block(LuBlock& block, long long at) {
+    const int reals_at = word(at), elements = word(at + 1);
+    block.pivots = word(at + 2);
+    expect(0 <= elements && elements <= block.pivots && block.pivots <= block.order, "a block's counts");
+    const Ints pointers = words(at + 5, elements);
+    words_.insert({at, 5 + elements});
+    int pivots = 0, longest_l = 0, longest_u = 0;
+    for (const int pointer : pointers) {
+      LuElement element =
+          read_element(block, at + 5 + elements + pointer - 1, lu_reals_ + reals_at - 1, pivots);
+      pivots += element.pivots;
+      longest_l = std::max(longest_l, int(element.l.size()));
+      longest_u = std::max(longest_u, int(element.u.size()));
+      block.elements.push_back(element);
+    }
+    expect(pivots == block.pivots, "the pivots of a block's elements");
+    expect(word(at + 3) == longest_l && word(at + 4) == longest_u, "the longest lists of a block");
+    if (elements == 0) {
+      expect(real(lu_reals_ + reals_at - 1) == 0.0, "the real that stands for no LU element");
+      reals_.insert({lu_reals_ + reals_at - 1, 1});
+    }
+  }
+
+  LuElement read_element(const LuBlock& block, long long at, long long block_reals, int pivots_before) {
+    LuElement e;
+    e.first = pivots_before, e.pivots = word(at + 1);
+    const int u = word(at + 2), l = word(at + 3), children = word(at + 4);
+    expect(e.pivots >= 1 && e.pivots <= block.order && 0 <= u && u <= block.order && 0 <= l &&
+               l <= block.order && children >= 0,
+           "the counts of an LU element");
+    e.front_columns = word(at + 5), e.front_rows = word(at + 6);
+    e.l = words(at + 7, l), e.u = words(at + 7 + l, u), e.children = words(at + 7 + l + u, children);
+    expect_list(e.l, e.first + e.pivots + 1, block.order, "an L list");
+    expect_list(e.u, e.first + e.pivots + 1, block.order, "a U list");
+    const bool starts_front = e.front_rows != 0;
+    expect(starts_front || (e.front_columns == 0 && !block.elements.empty()), "no front of an LU element");
+    expect(!starts_front || (e.front_columns >= e.pivots + u && e.front_rows >= e.pivots + l),
+           "an LU element longer than its front");
+    const int number = static_cast<int>(block.elements.size()) + 1;
+    Ints sons;
+    for (const int child : e.children) sons.push_back((child - 1) % block.order + 1);
+    for (const int child : e.children) expect(1 <= child && child <= 3 * block.order, "the code of a child");
+    expect_list(sons, 1, number - 1, "a child that does not come before, or comes twice");
+    expect(starts_front || (!e.children.empty() && e.children[0] == number - 1),
+           "the first child in a chain is not the element before");
+    const long long count = static_cast<long long>(e.pivots + l + u) * e.pivots;
+    const long long begin = block_reals + word(at) - 1;
+    e.reals = reals(begin, count);
+    words_.insert({at, 7 + l + u + children});
+    reals_.insert({begin, count});
+    return e;
+  }
+  static void expect_list(const Ints& list, int first, int last, const char* what) {
+    std::set<int> seen;
+    for (const int member : list)
+      expect(first <= member && member <= last && seen.insert(member).second, what);
+  }
+};
+
+}  // namespace reference
