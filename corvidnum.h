@@ -15,6 +15,7 @@
 #include "frame/export.h"
 #include "frame/numeric_runtime.h"
 #include "reorder/gpskca.h"
+#include "sparse/ma38/ma38_routines.h"
 #include "sparse/ma48/ma48.h"
 #include "sparse/ma48/ma48_routines.h"
 #include "tables/bounded_secant.h"

@@ -25,7 +25,8 @@ set(CORVIDNUM_PUBLIC_HEADERS
   accel/mul_dom_eigen_accel.h
   reorder/gpskca.h
   sparse/ma48/ma48_routines.h
-  sparse/ma48/ma48.h)
+  sparse/ma48/ma48.h
+  sparse/ma38/ma38_routines.h)
 
 # Installed beside its header: a host that wants a log compiles it.
 set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp)
@@ -35,7 +36,8 @@ set(CORVIDNUM_C_HEADERS
   frame/export.h
   frame/numeric_runtime.h
   reorder/gpskca.h
-  sparse/ma48/ma48_routines.h)
+  sparse/ma48/ma48_routines.h
+  sparse/ma38/ma38_routines.h)
 
 set(CORVIDNUM_SOURCES
   frame/host_memory.cpp
@@ -84,7 +86,9 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/convert.cpp
   sparse/ma38/btf_permute.cpp
   sparse/ma38/offdiag_rows.cpp
+  sparse/ma38/driver_end.cpp
   sparse/ma38/factor_driver.cpp
+  sparse/ma38/factor_call.cpp
   sparse/ma38/kept_factors.cpp
   sparse/ma38/solve_kernels.cpp
   sparse/ma38/solve_driver.cpp
@@ -102,7 +106,19 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/frontal_assembly.cpp
   sparse/ma38/frontal_numeric.cpp
   sparse/ma38/frontal_finish.cpp
-  sparse/ma38/frontal_checks.cpp)
+  sparse/ma38/frontal_checks.cpp
+  sparse/ma38/defaults.cpp
+  sparse/ma38/factorise.cpp
+  sparse/ma38/refactor.cpp
+  sparse/ma38/refactor_driver.cpp
+  sparse/ma38/prior_pattern.cpp
+  sparse/ma38/refactor_kernel.cpp
+  sparse/ma38/refactor_front.cpp
+  sparse/ma38/refactor_assembly.cpp
+  sparse/ma38/refactor_numeric.cpp
+  sparse/ma38/refactor_memory.cpp
+  sparse/ma38/refactor_compact.cpp
+  sparse/ma38/solve.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)

@@ -23,7 +23,6 @@ bool ma38_block_setup(const Block& block, Space& space, const FrontControls& con
   Frontal f = make_column_objects(block, counts, limit, space, controls, totals, results);
   if (!ma38_frontal_kernel(f)) return false;
   space.ineed -= vector_words(block, counts.dense);
-  space.ints(space.itail + kBlockReals) = to_int(space.xtail);
   if (block.several) {
     compose(block.rperm, f.frows, f.n);
     compose(block.cperm, f.fcols, f.n);

@@ -34,7 +34,7 @@ class BlockTriangular {
   /// Returns the entries off the blocks.
   Index permute(Index nblks);
   void move_block_starts(Index nblks) {
-    std::copy_backward(blkp_.data(), blkp_.data() + nblks + 1, blkp_.data() + n_ + 1);
+    for (Index b = nblks + 1; b >= 1; --b) blkp_(n_ - nblks + b) = blkp_(b);
   }
 
  private:

@@ -15,8 +15,7 @@ struct BlockForm {
 /// Words that ma38_btf_permute takes for work, the block starts at their end included.
 inline Wide btf_work(Wide n) { return 5 * n + 1; }
 
-/// @param matrix    n columns of nz entries in all, none twice. Not preserved: ai and ax have 2 nz places,
-/// and
+/// @param matrix    n columns of nz entries in all, none twice. Not preserved: ai and ax have 2 nz places;
 ///                  if there are several blocks, the entries off the blocks come out at (1) .. (nzoff) in
 ///                  storage order, ap(j) by original column, and directly behind them the blocks, rows local
 /// @param rperm, cperm [n] out: the original row and column at each position, if there are several blocks

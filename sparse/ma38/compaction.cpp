@@ -41,6 +41,7 @@ class Compaction {
 };
 
 void Compaction::run() {
+  f_.space.note_use(f_.results);  // the heads are about to fall
   tag_objects();
   pack_reals();  // first, as freed objects are still holes of the memory list
   pack_ints();

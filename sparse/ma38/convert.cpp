@@ -1,6 +1,7 @@
 // From the caller's triplets to columns.
 
 #include <algorithm>
+#include <cstring>
 
 #include "sparse/ma38/kernels.h"
 
@@ -83,7 +84,8 @@ void Conversion::sort_into_columns(Index nz) {
     rows(place) = row(k);
     values(place) = value_(k);
   }
-  std::copy_n(rows.data(), nz, index_.data() + n_ + 1);
+  // Few entries: the rows may stand in their place already.
+  std::memmove(index_.data() + n_ + 1, rows.data(), sizeof(int) * static_cast<std::size_t>(nz));
   std::copy_n(values.data(), nz, value_.data());
 }
 

@@ -1,9 +1,9 @@
 #include "sparse/ma38/factor_driver.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "sparse/ma38/btf_permute.h"
+#include "sparse/ma38/driver_end.h"
 
 namespace corvidnum {
 namespace ma38 {
@@ -18,7 +18,8 @@ class FactorDriver {
         s_(space),
         results_(results),
         controls_(input.keep, input.cntl, input.icntl),
-        top_(space.ints, space.ints.size(), input.n) {}
+        top_(space.ints, space.ints.size(), input.n),
+        figures_{input.n, input.nz, input.ne, input.preserved} {}
 
   DriverOutcome run();
 
@@ -30,14 +31,12 @@ class FactorDriver {
   bool factor_blocks();
   bool factor_block(Index b);
   bool factor_singleton(Index b);
-  bool store_off_diagonal_part();
+  bool keep_off_diagonal_part();
 
   void keep_block_pointers();
   double take_preserved_pivot(Index position);
   double take_consumed_pivot(Index begin);
   void make_pointers_relative();
-  void finish();
-  void refactorisation_needs();
 
   bool take_ints(Wide count);
   bool has_reals(Wide count);
@@ -51,9 +50,8 @@ class FactorDriver {
   const FactorTop<int> top_;
 
   FactorTotals totals_;
-  Index nblks_ = 1;
-  Wide nzoff_ = 0;
-  Index singletons_ = 0, nonzero_singletons_ = 0;
+  DriverFigures figures_;
+  Index& nblks_ = figures_.nblks;
 };
 
 DriverOutcome FactorDriver::run() {
@@ -68,11 +66,11 @@ DriverOutcome FactorDriver::run() {
       factor_whole();
     } else if (factor_blocks()) {
       make_pointers_relative();
-      store_off_diagonal_part();
+      keep_off_diagonal_part();
     }
   }
-  finish();
-  return {results_(kStatus) >= 0, static_cast<int>(nblks_), static_cast<int>(nzoff_)};
+  report_figures(kFactor, figures_, top_, s_, totals_, in_.icntl, results_);
+  return {results_(kStatus) >= 0, static_cast<int>(nblks_), static_cast<int>(figures_.nzoff)};
 }
 
 /// Words at the tail, which become part of the need.
@@ -114,7 +112,7 @@ bool FactorDriver::permute_to_blocks() {
     s_.xneed -= copied;
     s_.itail += static_cast<Index>(reserved);
     nblks_ = form.nblks;
-    nzoff_ = form.nzoff;
+    figures_.nzoff = form.nzoff;
   }
   if (nblks_ > 1) keep_block_pointers();
   return true;
@@ -127,10 +125,8 @@ void FactorDriver::keep_block_pointers() {
 }
 
 bool FactorDriver::factor_whole() {
-  std::iota(top_.rperm().data(), top_.rperm().data() + n_, 1);
-  std::iota(top_.cperm().data(), top_.cperm().data() + n_, 1);
   const Block block{n_, 1, in_.preserved, false, in_.matrix, top_.rperm(), top_.cperm(), {nullptr, 0}};
-  if (!ma38_block_setup(block, s_, controls_, totals_, nzoff_, results_)) return false;
+  if (!ma38_block_setup(block, s_, controls_, totals_, figures_.nzoff, results_)) return false;
   s_.ihead = s_.xhead = 1;
   s_.ints(s_.itail + kBlockReals) = 1;
   return true;
@@ -162,7 +158,7 @@ bool FactorDriver::factor_block(Index b) {
                     top_.rperm().part(k1, order),
                     top_.cperm().part(k1, order),
                     top_.offp().part(1, n_)};
-  if (!ma38_block_setup(block, s_, controls_, totals_, nzoff_, results_)) return false;
+  if (!ma38_block_setup(block, s_, controls_, totals_, figures_.nzoff, results_)) return false;
   s_.ihead = s_.xhead = start;
   top_.lublkp(nblks_)(b) = static_cast<int>(s_.itail);
   return true;
@@ -170,20 +166,10 @@ bool FactorDriver::factor_block(Index b) {
 
 bool FactorDriver::factor_singleton(Index b) {
   const Index k = top_.blkp(nblks_)(b);
-  double pivot = in_.preserved ? take_preserved_pivot(k) : take_consumed_pivot(consumed_start(k));
-  ++singletons_;
-  if (pivot == 0.0) {
-    pivot = 1.0;  // lets the solution go on
-  } else {
-    ++nonzero_singletons_;
-  }
-  ++s_.xneed;
-  if (!has_reals(1)) return false;
-  s_.reals(--s_.xtail) = pivot;
-  top_.lublkp(nblks_)(b) = -static_cast<int>(s_.xtail);
-  s_.note_use(results_);
-  totals_.peak_reals = std::max(totals_.peak_reals, ++totals_.factor_reals);
-  return true;
+  const double pivot = in_.preserved ? take_preserved_pivot(k) : take_consumed_pivot(consumed_start(k));
+  const Index place = store_singleton(pivot, s_, totals_, figures_, results_);
+  top_.lublkp(nblks_)(b) = -static_cast<int>(place);
+  return place > 0;
 }
 
 double FactorDriver::take_preserved_pivot(Index position) {
@@ -193,7 +179,7 @@ double FactorDriver::take_preserved_pivot(Index position) {
   double pivot = 0.0;
   for (Index p = m.ap(j); p < m.ap(j + 1); ++p) {
     if (row_position(m.ai(p)) < position) {
-      ++nzoff_;
+      ++figures_.nzoff;
     } else {
       pivot = m.ax(p);
     }
@@ -223,63 +209,15 @@ void FactorDriver::make_pointers_relative() {
   }
 }
 
-bool FactorDriver::store_off_diagonal_part() {
-  const bool all_singletons = nblks_ == n_;
-  s_.ineed += n_;
-  if (s_.free_ints() < n_) return s_.lack_ints(results_, n_ + nzoff_ + 1 - s_.free_ints());
-  if (all_singletons) {  // the LU elements take one word at the least
-    s_.ineed += 1;
-    if (s_.free_ints() < n_ + 1) return s_.lack_ints(results_, n_ + nzoff_ + 1 - s_.free_ints());
-    s_.ints(--s_.itail) = 0;
+bool FactorDriver::keep_off_diagonal_part() {
+  if (nblks_ == n_) {  // the LU elements take one word at the least
+    if (!take_ints(1)) return false;
+    s_.ints(s_.itail) = 0;
   }
-  s_.ineed += nzoff_;
-  s_.xneed += nzoff_;
-  const bool ints = s_.free_ints() >= n_ + nzoff_ || s_.lack_ints(results_, n_ + nzoff_ - s_.free_ints());
-  if (!has_reals(nzoff_) || !ints) return false;
-  s_.itail -= static_cast<Index>(nzoff_);
-  s_.xtail -= static_cast<Index>(nzoff_);
-  s_.note_use(results_);
-  const OneBased<int> work = s_.ints.part(s_.ihead, n_);
   const OffDiagonalInput input{
       kFactor,      in_.n,        static_cast<int>(nblks_), in_.preserved, in_.matrix,
       top_.rperm(), top_.cperm(), top_.blkp(nblks_),        in_.icntl};
-  ma38_offdiag_rows(input, top_.offp(), s_.ints.from(s_.itail), s_.reals.from(s_.xtail), work);
-  return true;
-}
-
-void FactorDriver::finish() {
-  if (s_.ints_short)
-    ma38_set_info(kFactor, in_.icntl, results_(kStatus), kIndexTooShort, results_(kIndexNeeded));
-  if (s_.reals_short)
-    ma38_set_info(kFactor, in_.icntl, results_(kStatus), kValueTooShort, results_(kValueNeeded));
-  const bool good = results_(kStatus) >= 0;
-  results_(kNotInPattern) = 0;
-  results_(kEntries) = in_.nz;
-  results_(kDiagonalEntries) = static_cast<int>(nz_ - nzoff_);
-  results_(kOffDiagonalEntries) = static_cast<int>(nzoff_);
-  results_(kSingletons) = static_cast<int>(singletons_);
-  results_(kBlocks) = static_cast<int>(nblks_);
-  results_(kEntriesInFactors) = clamped(Wide{results_(kEntriesInL)} + results_(kEntriesInU) + n_ + nzoff_);
-  if (good) {
-    for (Index k = 1; k <= n_; ++k) results_(kDiagonalPivots) += top_.cperm()(k) == top_.rperm()(k);
-  }
-  results_(kPivots) += static_cast<int>(nonzero_singletons_);
-  results_(kBlasFlops) = results_(kLevel1Flops) + results_(kLevel2Flops) + results_(kLevel3Flops);
-  if (good && results_(kPivots) < n_)
-    ma38_set_info(kFactor, in_.icntl, results_(kStatus), kSingular, results_(kPivots));
-  refactorisation_needs();
-}
-
-/// Without the part of the factors that is kept. The three terms: conversion, permutation, the replay.
-void FactorDriver::refactorisation_needs() {
-  const Wide n = n_, nz = nz_, ne = in_.ne, maxl = totals_.maxl, maxu = totals_.maxu;
-  const Wide elements = totals_.elements;
-  const Wide conversion = std::max(3 * ne + 2 * n + 1, ne + 3 * n + 2);
-  const Wide replay = in_.preserved
-                          ? maxu + 3 * maxl + 2 * nz + 4 * (n + elements) + 10
-                          : std::max(3 * n + 2 * nz + 2, nz + 3 * (n + maxl + 3) + 4 * elements + maxu);
-  results_(kIndexForRefactor) = clamped(std::max(conversion, replay));
-  results_(kValueForRefactor) = clamped(totals_.peak_reals);
+  return store_off_diagonal_part(input, top_.offp(), s_, totals_, figures_, results_) >= 0;
 }
 
 }  // namespace

@@ -10,8 +10,7 @@ namespace ma38 {
 /// A column object in the integer space, at cp(column). A dense column's element has the same form; its word
 /// 1 is the number of entries, word 5 is 1, word 8 the original column, and its row indices begin at word 9.
 ///   | length | degree | values | next | prev | tuples | entries | next of degree | prev of degree |
-///   | tuples: pairs of element and offset of the column in the element's U list | room | rows of the entries
-///   |
+///   | tuples: pairs of element and offset of the column in its U list | room | rows of the entries |
 /// Offsets in tuples count from 1.
 /// Words 2, 3, 4, 6 are those of any owner of reals: the memory list runs through them.
 enum ColumnWord {
@@ -123,7 +122,7 @@ void forget_hole(Frontal& f);
 void show_neighbours(Frontal& f, Index previous, Index next, Index seen_by_previous, Index seen_by_next);
 /// From the values of an owner to those of the next, or to the front, or to the head's end.
 Index extent(const Frontal& f, Index object);
-/// Drops free owners from the end of the list, and the head with them.
+/// Drops the last owner if it is free, and the head with it; no two holes stand side by side.
 void free_tail(Frontal& f);
 
 // ---- Room (frontal_memory.cpp, compaction.cpp)

@@ -208,6 +208,7 @@ Index enlarge(Frontal& f, Index header, View view) {
                 static_cast<std::size_t>(old.entry_count) * sizeof(int));
   }
   words[kLength] = to_int(length);
+  f.word(old.at, kDegree) = kColumnIsPivotal;
   return copy;
 }
 
@@ -224,7 +225,6 @@ bool append_to_column(Frontal& f, Index column, Index e, Index offset) {
     if (copy == 0) return false;
     const Index old = f.cp(column);
     move_in_list(f, old, copy);
-    f.word(old, kDegree) = kColumnIsPivotal;
     f.word(old, kOwned) = 0;
     f.cp(column) = to_int(copy);
   }
@@ -238,7 +238,6 @@ bool append_to_row(Frontal& f, Index row, Index e, Index offset) {
   if (f.word(object.at, kLength) < object.entry_count + kRowHeader + 2 + 2 * object.tuple_count) {
     const Index copy = enlarge(f, kRowHeader, [&] { return row_object(f, row); });
     if (copy == 0) return false;
-    f.word(f.rp(row), kDegree) = kColumnIsPivotal;
     f.rp(row) = to_int(copy);
   }
   write_tuple(f, f.rp(row) + kRowHeader + 2 * Index{f.rt(row)++}, e, offset);

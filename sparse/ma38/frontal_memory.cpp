@@ -101,10 +101,9 @@ Index place_in_hole(Frontal& f, Index object, Index size) {
 }
 
 void free_tail(Frontal& f) {
-  while (is_hole(f, f.last_owner)) {
-    f.space.xhead = f.word(f.last_owner, kValues);
-    unlink(f, f.last_owner);
-  }
+  if (!is_hole(f, f.last_owner)) return;
+  f.space.xhead = f.word(f.last_owner, kValues);
+  unlink(f, f.last_owner);
 }
 
 bool room_for_ints(Frontal& f, Index count, bool leave_slack) {

@@ -12,6 +12,7 @@
 #include "frame/blas.h"
 #include "frame/idamax.h"
 #include "sparse/ma38/frontal_steps.h"
+#include "sparse/ma38/pivot_scaling.h"
 
 namespace corvidnum {
 namespace ma38 {
@@ -39,21 +40,12 @@ void retire(Frontal& f, const Pivot& pivot) {
   f.col_map(pivot.column) = kPivotalColumn;
 }
 
-void scale(double* x, Index count, double pivot) {
-  const double reciprocal = 1.0 / pivot;
-  if (std::isfinite(reciprocal)) {
-    for (Index i = 0; i < count; ++i) x[i] *= reciprocal;
-  } else {  // of a denormal pivot the quotients can be numbers though
-    for (Index i = 0; i < count; ++i) x[i] /= pivot;
-  }
-}
-
 void eliminate(Frontal& f, const Pivot& pivot) {
   const Index slot_row = f.dr - f.batch - 1, slot_column = (f.dc - f.batch - 1) * f.dr;
   double& value = f.at(slot_row, slot_column);
   // Summed in another order than when it was chosen, a value of the size of rounding can have vanished.
   if (value == 0.0) value = pivot.seen;
-  scale(&f.at(0, slot_column), f.fnrows, value);
+  divide_by_pivot(&f.at(0, slot_column), f.fnrows, value);
   f.results(kLevel1Flops) += static_cast<double>(f.fnrows);
   ++f.batch;
   --f.remaining;

@@ -2,9 +2,7 @@
 //
 //   | vectors | columns and elements of dense columns | columns of those elements | rows |   free
 
-#include <algorithm>
-
-#include "sparse/ma38/frontal.h"
+#include "sparse/ma38/frontal_steps.h"
 
 namespace corvidnum {
 namespace ma38 {
@@ -18,7 +16,7 @@ bool has_least_room(Frontal& f) {
   Space& space = f.space;
   f.results.raise(kIndexNeeded, space.ineed + kLeastInts);
   if (space.itail - 1 >= kLeastInts && space.ihead <= space.itail) return true;
-  return space.lack_ints(f.results, std::max<Wide>(kLeastInts - (space.itail - 1), 1));
+  return space.lack_ints(f.results, kLeastInts - (space.itail - 1));
 }
 
 void clear_vectors(Frontal& f) {
@@ -26,7 +24,6 @@ void clear_vectors(Frontal& f) {
     f.row_map(i) = kOutsideRow;
     f.col_map(i) = kOutsideColumn;
     f.heads(i) = 0;
-    f.scratch(i) = 0;
     f.rt(i) = 0;
     f.ro(i) = 0;
   }
@@ -120,18 +117,15 @@ void fill_columns_of_rows(Frontal& f) {
   }
 }
 
+/// From the last to the first, so that each list ascends.
 void fill_degree_lists(Frontal& f) {
   for (Index col = f.n; col >= 1; --col) {
-    int& degree = f.word(f.cp(col), kDegree);
+    int& degree = column_degree(f, col);
     if (degree == 0) {
-      degree = to_int(-2 - f.n);
-      continue;
+      degree = dead_column(f);
+    } else {
+      enter_degree_list(f, col);
     }
-    const int next = f.heads(degree);
-    f.word(f.cp(col), kNextOfDegree) = next;
-    f.word(f.cp(col), kPreviousOfDegree) = 0;
-    if (next != 0) f.word(f.cp(next), kPreviousOfDegree) = to_int(col);
-    f.heads(degree) = to_int(col);
   }
 }
 

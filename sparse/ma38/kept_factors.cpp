@@ -16,17 +16,18 @@ bool keep_is_sound(const OneBased<const int>& keep, Wide lvalue, Wide lindex) {
 
 /// Whether all members lie in 1..n. One pass without an exit, so that it can be vectorised.
 bool members_are_inside(const int* list, Index count, Index n) {
-  unsigned highest = 0;
-  for (Index k = 0; k < count; ++k) highest = std::max(highest, static_cast<unsigned>(list[k]) - 1u);
-  return count == 0 || highest < static_cast<unsigned>(n);
+  const int last = static_cast<int>(n);
+  int outside = 0;
+  for (Index k = 0; k < count; ++k) outside |= (list[k] < 1) | (list[k] > last);
+  return outside == 0;
 }
 
 /// Whether a list of starts begins with 1, never falls and ends with count + 1.
 bool starts_are_sound(const OneBased<const int>& starts, Index count) {
   if (starts(1) != 1 || starts(starts.size()) != count + 1) return false;
-  for (Index k = 1; k < starts.size(); ++k)
-    if (starts(k + 1) < starts(k)) return false;
-  return true;
+  int falls = 0;
+  for (Index k = 1; k < starts.size(); ++k) falls |= starts(k + 1) < starts(k);
+  return falls == 0;
 }
 
 /// One block of the collection of LU elements.
@@ -158,12 +159,36 @@ bool elements_are_sound(OneBased<const int> index, Index lu_ints, Index top_end,
   return true;
 }
 
+bool elements_are_apart(OneBased<const int> index, Index lu_ints, Index top_end, int n, int nblks) {
+  const FactorTop<const int> top(index, top_end, n);
+  const OneBased<const int> ints = index.part(lu_ints, top.first(nblks) - lu_ints);
+  Index limit = ints.size() + 1;  // the words from here on are others'
+  for (Index b = nblks; b >= 1; --b) {
+    if (nblks > 1 && top.blkp(nblks)(b + 1) - top.blkp(nblks)(b) == 1) continue;
+    const Index header = nblks > 1 ? Index{top.lublkp(nblks)(b)} : 1;
+    const OneBased<const int> words = ints.from(header);
+    const Index elements = header + kBlockPointers + words(kBlockElements + 1);
+    for (Index e = 1; e <= words(kBlockElements + 1); ++e) {
+      const Index begin = elements + words(kBlockPointers + e) - 1;
+      const OneBased<const int> element = ints.from(begin);
+      const Wide length = kElementLists + Wide{element(kElementL + 1)} + element(kElementU + 1) +
+                          element(kElementChildren + 1);
+      if (begin + length > limit) return false;
+      limit = begin;
+    }
+    if (elements > limit) return false;
+    limit = header;
+  }
+  return true;
+}
+
 bool vectors_are_sound(OneBased<const int> index, const KeptFactors& kept) {
   const FactorTop<const int> top(index, kept.top_end, kept.n);
   if (!members_are_inside(top.rperm().data(), kept.n, kept.n)) return false;
   if (!members_are_inside(top.cperm().data(), kept.n, kept.n)) return false;
-  if (kept.nblks > 1 && !(starts_are_sound(top.offp(), kept.nzoff) &&
-                          members_are_inside(index.part(kept.offi, kept.nzoff).data(), kept.nzoff, kept.n)))
+  if (kept.nblks > 1 &&
+      !(starts_are_sound(top.blkp(kept.nblks), kept.n) && starts_are_sound(top.offp(), kept.nzoff) &&
+        members_are_inside(index.part(kept.offi, kept.nzoff).data(), kept.nzoff, kept.n)))
     return false;
   return !kept.preserved || (starts_are_sound(index.part(kept.ap, kept.n + 1), kept.nz) &&
                              members_are_inside(index.part(kept.ai, kept.nz).data(), kept.nz, kept.n));

@@ -68,8 +68,9 @@ Wide ma38_offdiag_rows(const OffDiagonalInput& input, OneBased<int> offp, OneBas
 /// Figures over all blocks that ma38bd_'s needs come from.
 struct FactorTotals {
   Wide maxl = 0, maxu = 0, elements = 0;
-  Wide peak_reals = 0;    // for a refactorisation
-  Wide factor_reals = 0;  // stored so far
+  Wide peak_reals = 0;  // for a refactorisation
+  /// What that holds beside fronts: the entries, the copy to be preserved, the factors stored so far.
+  Wide factor_reals = 0;
 };
 
 struct FrontControls {
@@ -86,8 +87,8 @@ struct Block {
   Index first;     // k1, its first position in the matrix
   bool preserved;  // else it lies at the head of the space and is consumed
   bool several;    // of several blocks: only row positions from `first` on belong to it
-  Columns matrix;  // preserved: the whole matrix; column k is cperm(first + k - 1). Not preserved: the
-                   // block's own columns, rows local
+  Columns matrix;  // preserved: the whole matrix, of several blocks column k being cperm(k) of it. Not
+                   // preserved: the block's own columns, rows local
   OneBased<int> rperm,
       cperm;  // the block's slices of the permutations: in, and composed with the pivot order on return
   OneBased<const int> row_position;  // [n of the matrix] inverse of RPERM; used if preserved and several
@@ -119,20 +120,26 @@ KeptFactors locate_factors(int n, int lvalue, int lindex, OneBased<const int> in
 /// refactorisation).
 bool elements_are_sound(OneBased<const int> index, Index lu_ints, Index top_end, int n, int nblks,
                         Wide reals);
-/// Whether the permutations, the off-diagonal part and the preserved columns stay inside: O(length).
+/// Whether LU elements that have passed stand apart, in the order of their storing: those eliminated last
+/// have the lowest words. Then none is changed with another.
+bool elements_are_apart(OneBased<const int> index, Index lu_ints, Index top_end, int n, int nblks);
+/// Whether the permutations, the blocks' range, the off-diagonal part and the preserved columns stay inside:
+/// O(length).
 bool vectors_are_sound(OneBased<const int> index, const KeptFactors& kept);
 
 // ---- Solution (solve_kernels.cpp, solve_driver.cpp)
 
 /// LU elements of one block as the solve kernels take them.
 struct BlockFactors {
-  OneBased<const int> ints;      // from the header's first word on
-  OneBased<const double> reals;  // the block's reals
+  OneBased<const int> ints;      // the collection of LU elements, from the block's header on
+  OneBased<const double> reals;  // the LU part of VALUE
 };
-int ma38_solve_l(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
-int ma38_solve_u(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
-int ma38_solve_ut(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
-int ma38_solve_lt(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
+/// Solve with L, U, U' and L' in place, x being that of the block and `work` as long. Nothing need have been
+/// checked: false if an element does not stay inside, x is spoilt then.
+bool ma38_solve_l(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
+bool ma38_solve_u(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
+bool ma38_solve_ut(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
+bool ma38_solve_lt(const BlockFactors& block, OneBased<double> x, OneBased<double> work);
 
 // ---- Dump (print.cpp)
 

@@ -117,17 +117,20 @@ struct Space {
     results.raise(kIndexNeeded, ineed);
     results.raise(kValueNeeded, xneed);
   }
-  /// A shortage: the need is reported as more than there is, so that a retry gets further.
+  /// A shortage: the need is reported as more than there is, by so much that a few retries are enough.
   bool lack_ints(const Results& results, Wide missing) {
     ints_short = true;
-    results.raise(kIndexNeeded, std::max(ineed, ints_below + ints.size() + std::max<Wide>(missing, 1)));
+    results.raise(kIndexNeeded, std::max(ineed, enlarged(ints_below + ints.size(), missing)));
     return false;
   }
   bool lack_reals(const Results& results, Wide missing) {
     reals_short = true;
-    results.raise(kValueNeeded, std::max(xneed, reals_below + reals.size() + std::max<Wide>(missing, 1)));
+    results.raise(kValueNeeded, std::max(xneed, enlarged(reals_below + reals.size(), missing)));
     return false;
   }
+
+ private:
+  static Wide enlarged(Wide length, Wide missing) { return length + std::max(missing, length / 8 + 1); }
 };
 
 // ---- The kept factors

@@ -24,7 +24,7 @@ extern "C" {
 ///   (4) 1     1: permute to block triangular form; else not
 ///   (5) 4     columns examined in the pivot search, at least 1
 ///   (6) 0     not 0: prefer pivots on the diagonal
-///   (7) 16    pivots whose updates are applied at once
+///   (7) 16    pivots whose updates are applied at once, at least 1
 ///   (8) 0     most steps of iterative refinement in ma38cd_
 CORVIDNUM_API int ma38id_(int* keep, double* cntl, int* icntl);
 
@@ -41,10 +41,9 @@ CORVIDNUM_API int ma38id_(int* keep, double* cntl, int* icntl);
 /// @param keep   [20] in: controls (7), (8); out: (1) to (5), where the factors are; zero after an error
 /// @param cntl, icntl [10], [20] controls, see ma38id_
 /// @param info   [40] out
-///   (1) 0; -1 n below 1; -2 ne below 1 or no entry in range; -3 index too short; -4 value too short; -5
-///   both;
-///       or a sum of 1 entries out of range, 2 entries given twice, 4 singular
-///   (2) entries summed        (3) entries out of range     (5) entries kept
+///   (1) 0; -1 n below 1; -2 ne below 1 or no entry in range; -3 index too short; -4 value too short;
+///       -5 both; or a sum of 1 entries out of range, 2 entries given twice, 4 singular
+///   (2) entries summed        (3) entries out of range     (4) 0     (5) entries kept
 ///   (6), (7) of these in diagonal and off-diagonal blocks  (8) blocks of order 1   (9) blocks
 ///   (10) + (11) entries in L and U off the diagonal        (12) entries in the factors and off the blocks
 ///   (13) fronts   (14), (15) collections of garbage in index and value   (16) pivots on the diagonal
@@ -62,7 +61,7 @@ CORVIDNUM_API int ma38ad_(const int* n, const int* ne, const int* job, const int
 /// @param index  [lindex] in: rows and columns at (1) to (2 ne), and index(keep(4)) to index(keep(5)) as the
 ///               earlier call left it; the two must not overlap: 2 ne at most keep(4)
 /// @param keep   [20] in: (4), (5); zero after an error, so whoever wants to try again keeps them, and the
-/// words
+///               words between
 /// @param info   [40] out, as for ma38ad_, and
 ///   (1) -6 a pivot is zero; -7 keep or index are not what a factorisation left
 ///   (4) entries dropped because the pattern has no place for them; (1) has 1 then
@@ -80,8 +79,7 @@ CORVIDNUM_API int ma38bd_(const int* n, const int* ne, const int* job, const int
 /// @param w      [2 n, or 4 n if icntl(8) is above 0] work
 /// @param cntl, icntl [10], [20] controls, see ma38id_
 /// @param info   [40] out, only (1) and (24): 0; -7 keep or index are not what a factorisation left, x is
-/// then
-///               unchanged; 8 no refinement: the matrix was not kept, or job is 1 or 2; (24) steps taken
+///               unchanged then; 8 no refinement: the matrix was not kept, or job is 1 or 2; (24) steps taken
 /// @param rinfo  [20] out, only (7) and (8): backward errors omega1, omega2 if refinement was asked for
 CORVIDNUM_API int ma38cd_(const int* n, const int* job, const int* transc, const int* lvalue,
                           const int* lindex, const double* value, const int* index, const int* keep,

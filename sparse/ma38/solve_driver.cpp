@@ -13,11 +13,15 @@ constexpr double kTauFactor = 1000.0;
 constexpr double kLeastFall = 0.5;
 
 enum Job { kSolveL = 1, kSolveU = 2 };
-using Kernel = int (*)(const BlockFactors&, OneBased<double>, OneBased<double>);
+using Kernel = bool (*)(const BlockFactors&, OneBased<double>, OneBased<double>);
 
 struct Omega {
   double by_row = 0.0, by_solution = 0.0;  // omega1, omega2
   double sum() const { return by_row + by_solution; }
+  /// The larger; a NaN stays.
+  static void raise(double& omega, double error) {
+    if (error > omega || std::isnan(error)) omega = error;
+  }
 };
 
 /// One call. W has, N each:
@@ -33,6 +37,8 @@ class SolveRun {
         kept_(call.kept),
         n_(kept_.n),
         top_(call.index, kept_.top_end, n_),
+        lu_ints_(call.index.part(kept_.lu_ints, top_.first(kept_.nblks) - kept_.lu_ints)),
+        lu_reals_(call.value.from(kept_.lu_reals)),
         rperm_(top_.rperm().data(), n_),
         cperm_(top_.cperm().data(), n_),
         b_(call.b, n_),
@@ -40,13 +46,11 @@ class SolveRun {
         r_(call.w, n_),
         y_(call.w + n_, n_) {}
 
-  void run() {
-    if (call_.job == kSolveL)
-      call_.transposed ? solve_lt_only() : solve_l_only();
-    else if (call_.job == kSolveU)
-      call_.transposed ? solve_ut_only() : solve_u_only();
-    else
-      solve_and_refine();
+  /// False: an LU element does not stay inside.
+  bool run() {
+    if (call_.job == kSolveL) return call_.transposed ? solve_lt_only() : solve_l_only();
+    if (call_.job == kSolveU) return call_.transposed ? solve_ut_only() : solve_u_only();
+    return solve_and_refine();
   }
 
  private:
@@ -55,24 +59,30 @@ class SolveRun {
   Index first_of(Index b) const { return kept_.nblks == 1 ? 1 : top_.blkp(kept_.nblks)(b); }
   Index last_of(Index b) const { return kept_.nblks == 1 ? n_ : top_.blkp(kept_.nblks)(b + 1) - 1; }
   bool singleton(Index b) const { return kept_.nblks > 1 && first_of(b) == last_of(b); }
-  double pivot_of(Index b) const { return call_.value(kept_.lu_reals + top_.lublkp(kept_.nblks)(b) - 1); }
-  BlockFactors factors_of(Index b) const {
-    const Index header = kept_.nblks == 1 ? 1 : top_.lublkp(kept_.nblks)(b);
-    const OneBased<const int> ints = call_.index.from(kept_.lu_ints + header - 1);
-    return {ints, call_.value.from(kept_.lu_reals + ints(kBlockReals + 1) - 1)};
+  /// Where the pivot or the header of block b is. 0: outside.
+  Index pointer_of(Index b, Index length) const {
+    const Index pointer = kept_.nblks == 1 ? 1 : top_.lublkp(kept_.nblks)(b);
+    return 1 <= pointer && pointer <= length ? pointer : 0;
   }
-  void apply(Kernel kernel, Index b, const OneBased<double>& vector) const {
-    kernel(factors_of(b), vector.part(first_of(b), last_of(b) - first_of(b) + 1), y_);
+  bool divide_by_pivot(Index b, double& target) const {
+    const Index pointer = pointer_of(b, lu_reals_.size());
+    if (pointer > 0) target /= lu_reals_(pointer);
+    return pointer > 0;
+  }
+  bool apply(Kernel kernel, Index b, const OneBased<double>& vector) const {
+    const Index header = pointer_of(b, lu_ints_.size());
+    return header > 0 && kernel({lu_ints_.from(header), lu_reals_},
+                                vector.part(first_of(b), last_of(b) - first_of(b) + 1), y_);
   }
 
-  /// target -= the sum of the entries of row i off the blocks, times r.
-  void subtract_off_diagonal(Index i, double& target) const {
+  /// The sum of the entries of row i off the blocks, times r.
+  double off_diagonal_sum(Index i) const {
     const OneBased<const int> offp(top_.offp());
     const int* columns = call_.index.data() + (kept_.offi - 1);
     const double* values = call_.value.data() + (kept_.offx - 1);
-    double sum = target;
-    for (Index p = offp(i) - 1; p < offp(i + 1) - 1; ++p) sum -= r_(columns[p]) * values[p];
-    target = sum;
+    double sum = 0.0;
+    for (Index p = offp(i) - 1; p < offp(i + 1) - 1; ++p) sum += r_(columns[p]) * values[p];
+    return sum;
   }
   /// target -= the entries of row i off the blocks, times r(i).
   void subtract_off_diagonal_transposed(Index i, const OneBased<double>& target) const {
@@ -84,108 +94,101 @@ class SolveRun {
 
   // ---- Solves with L alone
 
-  void solve_l_only() const {
+  bool solve_l_only() const {
     for (Index i = 1; i <= n_; ++i) x_(i) = b_(rperm_(i));
     for (Index b = 1; b <= kept_.nblks; ++b)
-      if (!singleton(b)) apply(ma38_solve_l, b, x_);
+      if (!singleton(b) && !apply(ma38_solve_l, b, x_)) return false;
+    return true;
   }
-  void solve_lt_only() const {
+  bool solve_lt_only() const {
     for (Index i = 1; i <= n_; ++i) r_(i) = b_(i);
     for (Index b = 1; b <= kept_.nblks; ++b)
-      if (!singleton(b)) apply(ma38_solve_lt, b, r_);
+      if (!singleton(b) && !apply(ma38_solve_lt, b, r_)) return false;
     for (Index i = 1; i <= n_; ++i) x_(rperm_(i)) = r_(i);
+    return true;
   }
 
   // ---- Solves with U alone. U off the blocks is the inverse of the block's L times the entries there.
 
-  void solve_u_only() const {
+  bool solve_u_only() const {
     if (kept_.nblks == 1) {
       for (Index i = 1; i <= n_; ++i) r_(i) = b_(i);
-      apply(ma38_solve_u, 1, r_);
+      if (!apply(ma38_solve_u, 1, r_)) return false;
     } else {
-      for (Index b = kept_.nblks; b >= 1; --b) solve_u_block(b);
+      for (Index b = kept_.nblks; b >= 1; --b)
+        if (!solve_u_block(b)) return false;
     }
     for (Index i = 1; i <= n_; ++i) x_(cperm_(i)) = r_(i);
+    return true;
   }
-  void solve_u_block(Index b) const {
+  bool solve_u_block(Index b) const {
     const Index first = first_of(b), last = last_of(b);
-    for (Index i = first; i <= last; ++i) {
-      double less = 0.0;
-      subtract_off_diagonal(i, less);
-      x_(i) = -less;
-    }
+    for (Index i = first; i <= last; ++i) x_(i) = off_diagonal_sum(i);
     if (first == last) {
-      r_(first) = (b_(first) - x_(first)) / pivot_of(b);
-      return;
+      r_(first) = b_(first) - x_(first);
+      return divide_by_pivot(b, r_(first));
     }
-    apply(ma38_solve_l, b, x_);
+    if (!apply(ma38_solve_l, b, x_)) return false;
     for (Index i = first; i <= last; ++i) r_(i) = b_(i) - x_(i);
-    apply(ma38_solve_u, b, r_);
+    return apply(ma38_solve_u, b, r_);
   }
-  void solve_ut_only() const {
+  bool solve_ut_only() const {
     for (Index i = 1; i <= n_; ++i) x_(i) = b_(cperm_(i));
-    if (kept_.nblks == 1) {
-      apply(ma38_solve_ut, 1, x_);
-      return;
-    }
-    for (Index b = 1; b <= kept_.nblks; ++b) {
-      const Index first = first_of(b), last = last_of(b);
-      if (first == last) {
-        x_(first) /= pivot_of(b);
-        r_(first) = x_(first);
-      } else {
-        apply(ma38_solve_ut, b, x_);
-        for (Index i = first; i <= last; ++i) r_(i) = x_(i);
-        apply(ma38_solve_lt, b, r_);
-      }
-      for (Index i = first; i <= last; ++i) subtract_off_diagonal_transposed(i, x_);
-    }
+    if (kept_.nblks == 1) return apply(ma38_solve_ut, 1, x_);
+    for (Index b = 1; b <= kept_.nblks; ++b)
+      if (!solve_ut_block(b)) return false;
+    return true;
+  }
+  bool solve_ut_block(Index b) const {
+    const Index first = first_of(b), last = last_of(b);
+    const bool solved = first == last ? divide_by_pivot(b, x_(first)) : apply(ma38_solve_ut, b, x_);
+    for (Index i = first; i <= last; ++i) r_(i) = x_(i);
+    if (!solved || (first < last && !apply(ma38_solve_lt, b, r_))) return false;
+    for (Index i = first; i <= last; ++i) subtract_off_diagonal_transposed(i, x_);
+    return true;
   }
 
   // ---- The whole solve, r in and out in pivot order
 
-  void solve_permuted() const {
+  bool solve_permuted() const {
     for (Index b = kept_.nblks; b >= 1; --b) {
       const Index first = first_of(b), last = last_of(b);
       if (kept_.nblks > 1)
-        for (Index i = first; i <= last; ++i) subtract_off_diagonal(i, r_(i));
-      if (singleton(b)) {
-        r_(first) /= pivot_of(b);
-      } else {
-        apply(ma38_solve_l, b, r_);
-        apply(ma38_solve_u, b, r_);
-      }
+        for (Index i = first; i <= last; ++i) r_(i) -= off_diagonal_sum(i);
+      const bool solved = singleton(b) ? divide_by_pivot(b, r_(first))
+                                       : apply(ma38_solve_l, b, r_) && apply(ma38_solve_u, b, r_);
+      if (!solved) return false;
     }
+    return true;
   }
-  void solve_permuted_transposed() const {
+  bool solve_permuted_transposed() const {
     for (Index b = 1; b <= kept_.nblks; ++b) {
       const Index first = first_of(b), last = last_of(b);
-      if (singleton(b)) {
-        r_(first) /= pivot_of(b);
-      } else {
-        apply(ma38_solve_ut, b, r_);
-        apply(ma38_solve_lt, b, r_);
-      }
+      const bool solved = singleton(b) ? divide_by_pivot(b, r_(first))
+                                       : apply(ma38_solve_ut, b, r_) && apply(ma38_solve_lt, b, r_);
+      if (!solved) return false;
       if (kept_.nblks > 1)
         for (Index i = first; i <= last; ++i) subtract_off_diagonal_transposed(i, r_);
     }
+    return true;
   }
-  /// x becomes the solution for `right_side`, or has it added.
-  void solve(const double* right_side, bool added) const {
+  /// x becomes the solution for `right_side`, or has it added; untouched if false.
+  bool solve(const double* right_side, bool added) const {
     const OneBased<const double> given(right_side, n_);
     const OneBased<const int>& in = call_.transposed ? cperm_ : rperm_;
     const OneBased<const int>& out = call_.transposed ? rperm_ : cperm_;
     for (Index i = 1; i <= n_; ++i) r_(i) = given(in(i));
-    call_.transposed ? solve_permuted_transposed() : solve_permuted();
+    if (!(call_.transposed ? solve_permuted_transposed() : solve_permuted())) return false;
     if (added)
       for (Index i = 1; i <= n_; ++i) x_(out(i)) += r_(i);
     else
       for (Index i = 1; i <= n_; ++i) x_(out(i)) = r_(i);
+    return true;
   }
 
   // ---- Refinement
 
-  void solve_and_refine();
+  bool solve_and_refine();
   template <class Visit>
   void for_each_entry(const Visit& visit) const;
   void find_residual() const;
@@ -206,14 +209,16 @@ class SolveRun {
   const KeptFactors& kept_;
   Index n_;
   FactorTop<const int> top_;
+  OneBased<const int> lu_ints_;      // the collection of LU elements
+  OneBased<const double> lu_reals_;  // its part of VALUE
   OneBased<const int> rperm_, cperm_;
   OneBased<const double> b_;
   OneBased<double> x_, r_, y_;
 };
 
-void SolveRun::solve_and_refine() {
-  solve(call_.b, false);
-  if (call_.most_refinements == 0) return;
+bool SolveRun::solve_and_refine() {
+  if (!solve(call_.b, false)) return false;
+  if (call_.most_refinements == 0) return true;
   Omega omega;
   for (Index step = 0;; ++step) {
     const Omega before = omega;
@@ -221,19 +226,19 @@ void SolveRun::solve_and_refine() {
     omega = backward_error();
     report(omega);
     results_(kRefinements) = static_cast<int>(step);
-    if (!(omega.sum() + 1.0 > 1.0)) return;
+    if (!(omega.sum() + 1.0 > 1.0)) return true;
     if (step > 0 && omega.sum() > kLeastFall * before.sum()) {
       results_(kRefinements) = static_cast<int>(step - 1);
       if (omega.sum() > before.sum()) {  // the last step made it worse; one that gained too little stays
         std::copy_n(s().data(), n_, x_.data());
         report(before);
       }
-      return;
+      return true;
     }
-    if (step == call_.most_refinements) return;
+    if (step == call_.most_refinements) return true;
     std::copy_n(x_.data(), n_, s().data());
     find_residual();
-    solve(y_.data(), true);
+    if (!solve(y_.data(), true)) return false;
   }
 }
 
@@ -276,16 +281,18 @@ Omega SolveRun::backward_error() const {
     const double tau = (size * sums(i) + std::fabs(b_(i))) * tau_factor;
     const double by_row = std::fabs(b_(i)) + y_(i), by_solution = size * sums(i) + y_(i);
     if (by_row > tau)
-      omega.by_row = std::max(omega.by_row, std::fabs(r_(i)) / by_row);
+      Omega::raise(omega.by_row, std::fabs(r_(i)) / by_row);
     else if (tau > 0.0 && by_solution > 0.0)  // an empty row has no scale and does not count
-      omega.by_solution = std::max(omega.by_solution, std::fabs(r_(i)) / by_solution);
+      Omega::raise(omega.by_solution, std::fabs(r_(i)) / by_solution);
   }
   return omega;
 }
 
 }  // namespace
 
-void ma38_solve_driver(const SolveCall& call, const Results& results) { SolveRun(call, results).run(); }
+bool ma38_solve_driver(const SolveCall& call, const Results& results) {
+  return SolveRun(call, results).run();
+}
 
 }  // namespace ma38
 }  // namespace corvidnum

@@ -1,5 +1,6 @@
 // The triangular solves with the LU elements of one block. The pivots of an element follow those of the
-// element before it. Elements of one pivot, which most are, need no kernel of the BLAS.
+// element before it. Most elements have a few pivots only and short lists: these are done by hand, the others
+// by the BLAS. What an element says is checked when it is reached, before it is used.
 
 #include "frame/blas.h"
 #include "sparse/ma38/kernels.h"
@@ -8,145 +9,235 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-constexpr int kStep = 1;
-constexpr double kOne = 1.0, kMinusOne = -1.0;
+enum class Solve { kL, kU, kUt, kLt };
+constexpr bool runs_forward(Solve solve) { return solve == Solve::kL || solve == Solve::kUt; }
+constexpr bool is_lower(Solve solve) { return solve == Solve::kL || solve == Solve::kLt; }
+constexpr bool is_transposed(Solve solve) { return solve == Solve::kUt || solve == Solve::kLt; }
 
-/// An LU element as the loops below take it; lists hold positions from 1.
+/// The L rows or the U columns of an element: members of the block by `list`, each with a value per pivot, at
+/// values[member * member_step + pivot * pivot_step].
+struct Border {
+  const int* list;
+  int count, pivots;
+  const double* values;
+  Index member_step, pivot_step;
+};
+
 struct Element {
-  int pivots, l_length, u_length;
-  const int* l;
-  const int* u;
-  const double* pivot_block;  // over the L rows
-  const double* u_groups;
+  int pivots, leading;
+  const double* block;  // of the pivots, over the L rows
+  Border l, u;
+};
 
-  int leading() const { return pivots + l_length; }
-  const double* l_rows() const { return pivot_block + pivots; }
+struct Vectors {
+  double* x;
+  double* work;
+  unsigned order;
+
+  /// Counts from 0. False: outside.
+  bool find(int member, unsigned& place) const {
+    place = static_cast<unsigned>(member) - 1u;
+    return place < order;
+  }
+};
+
+/// What is done with LU elements of K pivots, K known in advance.
+template <int K>
+struct Small {
+  template <Solve solve>
+  static void solve_triangle(const Element& element, double* x) {
+    const Index lda = element.leading;
+    for (int step = 0; step < K; ++step) {
+      const int j = runs_forward(solve) ? step : K - 1 - step;
+      const double* column = element.block + j * lda;
+      const int first = is_lower(solve) ? j + 1 : 0, end = is_lower(solve) ? K : j;
+      if (solve == Solve::kU) x[j] /= column[j];
+      for (int i = first; i < end; ++i) {
+        if (is_transposed(solve))
+          x[j] -= column[i] * x[i];
+        else
+          x[i] -= column[i] * x[j];
+      }
+      if (solve == Solve::kUt) x[j] /= column[j];
+    }
+  }
+
+  /// x of the members -= values * x of the pivots.
+  static bool take_from_members(const Border& border, const double* pivot_x, const Vectors& v) {
+    double factors[K];
+    std::copy_n(pivot_x, K, factors);
+    const double* values = border.values;
+    for (int i = 0; i < border.count; ++i, values += border.member_step) {
+      unsigned place;
+      if (!v.find(border.list[i], place)) return false;
+      double sum = values[0] * factors[0];
+      for (int j = 1; j < K; ++j) sum += values[j * border.pivot_step] * factors[j];
+      v.x[place] -= sum;
+    }
+    return true;
+  }
+
+  /// x of the pivots -= values * x of the members.
+  static bool take_members(const Border& border, const Vectors& v, double* pivot_x) {
+    double sums[K] = {};
+    const double* values = border.values;
+    for (int i = 0; i < border.count; ++i, values += border.member_step) {
+      unsigned place;
+      if (!v.find(border.list[i], place)) return false;
+      for (int j = 0; j < K; ++j) sums[j] += values[j * border.pivot_step] * v.x[place];
+    }
+    for (int j = 0; j < K; ++j) pivot_x[j] -= sums[j];
+    return true;
+  }
+};
+
+/// The same with many pivots.
+struct Large {
+  template <Solve solve>
+  static void solve_triangle(const Element& element, double* x) {
+    dtrsv_(is_lower(solve) ? "L" : "U", is_transposed(solve) ? "T" : "N", is_lower(solve) ? "U" : "N",
+           &element.pivots, element.block, &element.leading, x, &kStep, 1, 1, 1);
+  }
+  static bool take_from_members(const Border& border, const double* pivot_x, const Vectors& v) {
+    if (!gather(border, v)) return false;
+    multiply(border, stored_by_members(border) ? "T" : "N", pivot_x, v.work);
+    for (int i = 0; i < border.count; ++i) v.x[border.list[i] - 1] = v.work[i];
+    return true;
+  }
+  static bool take_members(const Border& border, const Vectors& v, double* pivot_x) {
+    if (!gather(border, v)) return false;
+    multiply(border, stored_by_members(border) ? "N" : "T", v.work, pivot_x);
+    return true;
+  }
+
+ private:
+  static constexpr int kStep = 1;
+  static constexpr double kOne = 1.0, kMinusOne = -1.0;
+
+  static bool gather(const Border& border, const Vectors& v) {
+    for (int i = 0; i < border.count; ++i) {
+      unsigned place;
+      if (!v.find(border.list[i], place)) return false;
+      v.work[i] = v.x[place];
+    }
+    return true;
+  }
+  /// Whether a column is that of a member, as in U, and not that of a pivot.
+  static bool stored_by_members(const Border& border) { return border.pivot_step == 1; }
+  /// y -= the border as it is stored, or its transpose, times x.
+  static void multiply(const Border& border, const char* trans, const double* x, double* y) {
+    if (border.count == 0) return;
+    const bool by_members = stored_by_members(border);
+    const int rows = by_members ? border.pivots : border.count;
+    const int columns = by_members ? border.count : border.pivots;
+    const int lda = static_cast<int>(by_members ? border.member_step : border.pivot_step);
+    dgemv_(trans, &rows, &columns, &kMinusOne, border.values, &lda, x, &kStep, &kOne, y, &kStep, 1);
+  }
 };
 
 class Elements {
  public:
-  explicit Elements(const BlockFactors& block)
-      : pointers_(block.ints.data() + kBlockPointers),
-        first_(pointers_ + block.ints(kBlockElements + 1) - 1),
-        reals_(block.reals.data()) {}
+  Elements(const BlockFactors& block, Index order)
+      : ints_(block.ints), reals_(block.reals), order_(static_cast<unsigned>(order)) {}
 
-  Element operator[](Index e) const {
-    const int* words = first_ + pointers_[e];
-    Element element;
-    element.pivots = words[kElementPivots];
-    element.l_length = words[kElementL];
-    element.u_length = words[kElementU];
-    element.l = words + kElementLists;
-    element.u = element.l + element.l_length;
-    element.pivot_block = reals_ + (words[kElementReals] - 1);
-    element.u_groups = element.pivot_block + Index{element.leading()} * element.pivots;
-    return element;
+  /// Whether the header is sound; only then may anything else be asked.
+  bool sound() const {
+    if (order_ < 1 || ints_.size() < kBlockPointers) return false;
+    if (is_beyond_order(ints_(kBlockElements + 1)) || is_beyond_order(ints_(kBlockPivots + 1))) return false;
+    const Index first_real = ints_(kBlockReals + 1);
+    return kBlockPointers + count() <= ints_.size() && 1 <= first_real && first_real <= reals_.size();
+  }
+  Index count() const { return ints_(kBlockElements + 1); }
+  Index pivots() const { return ints_(kBlockPivots + 1); }
+
+  /// Element e counts from 0. False: it is not inside the factors. Its lists are to be checked yet.
+  bool get(Index e, Element& element) const {
+    const Index first = kBlockPointers + count(), begin = first + ints_.data()[kBlockPointers + e] - 1;
+    if (begin < first || begin + kElementLists > ints_.size()) return false;
+    const int* words = ints_.data() + begin;
+    const int k = words[kElementPivots], u = words[kElementU], l = words[kElementL];
+    if (k < 1 || is_beyond_order(k) || is_beyond_order(u) || is_beyond_order(l)) return false;
+    if (begin + kElementLists + l + u > ints_.size()) return false;
+    const Index real = Index{ints_.data()[kBlockReals]} - 1 + words[kElementReals] - 1;
+    if (words[kElementReals] < 1 || real + element_reals(k, l, u) > reals_.size()) return false;
+
+    element.pivots = k;
+    element.leading = k + l;
+    element.block = reals_.data() + real;
+    element.l = {words + kElementLists, l, k, element.block + k, 1, element.leading};
+    element.u = {element.l.list + l, u, k, element.block + Index{element.leading} * k, k, 1};
+    return true;
   }
 
  private:
-  const int* pointers_;
-  const int* first_;  // pointers count from 1, hence one before the elements
-  const double* reals_;
+  /// More than the block's order, or negative.
+  bool is_beyond_order(int count) const { return static_cast<unsigned>(count) > order_; }
+
+  OneBased<const int> ints_;
+  OneBased<const double> reals_;
+  unsigned order_;
 };
 
-void gather(const double* x, const int* list, int count, double* work) {
-  for (int k = 0; k < count; ++k) work[k] = x[list[k] - 1];
+template <Solve solve, class Size>
+bool solve_element(const Element& element, double* pivot_x, const Vectors& v) {
+  const Border& border = is_lower(solve) ? element.l : element.u;
+  if constexpr (runs_forward(solve)) {
+    Size::template solve_triangle<solve>(element, pivot_x);
+    return Size::take_from_members(border, pivot_x, v);
+  } else {
+    if (!Size::take_members(border, v, pivot_x)) return false;
+    Size::template solve_triangle<solve>(element, pivot_x);
+    return true;
+  }
 }
-void scatter(const double* work, const int* list, int count, double* x) {
-  for (int k = 0; k < count; ++k) x[list[k] - 1] = work[k];
+
+template <Solve solve>
+bool solve_any_element(const Element& element, double* pivot_x, const Vectors& v) {
+  switch (element.pivots) {
+    case 1:
+      return solve_element<solve, Small<1>>(element, pivot_x, v);
+    case 2:
+      return solve_element<solve, Small<2>>(element, pivot_x, v);
+    case 3:
+      return solve_element<solve, Small<3>>(element, pivot_x, v);
+    case 4:
+      return solve_element<solve, Small<4>>(element, pivot_x, v);
+    default:
+      return solve_element<solve, Large>(element, pivot_x, v);
+  }
 }
-void subtract_multiple(double factor, const double* values, const int* list, int count, double* x) {
-  for (int k = 0; k < count; ++k) x[list[k] - 1] -= values[k] * factor;
-}
-double less_products(double sum, const double* values, const int* list, int count, const double* x) {
-  for (int k = 0; k < count; ++k) sum -= x[list[k] - 1] * values[k];
-  return sum;
-}
-void triangular(const char* shape, const char* trans, const char* diagonal, const Element& element,
-                double* x) {
-  const int lda = element.leading();
-  dtrsv_(shape, trans, diagonal, &element.pivots, element.pivot_block, &lda, x, &kStep, 1, 1, 1);
-}
-/// y -= op(A) x
-void multiply(const char* trans, int rows, int columns, const double* a, int lda, const double* x,
-              double* y) {
-  if (rows > 0 && columns > 0)
-    dgemv_(trans, &rows, &columns, &kMinusOne, a, &lda, x, &kStep, &kOne, y, &kStep, 1);
+
+template <Solve solve>
+bool solve_block(const BlockFactors& block, const OneBased<double>& x, const OneBased<double>& work) {
+  const Elements elements(block, x.size());
+  if (!elements.sound()) return false;
+  const Vectors v = {x.data(), work.data(), static_cast<unsigned>(x.size())};
+  const Index count = elements.count(), pivots = elements.pivots();
+  Index done = 0;
+  for (Index step = 0; step < count; ++step) {
+    Element element;
+    if (!elements.get(runs_forward(solve) ? step : count - 1 - step, element)) return false;
+    if (element.pivots > pivots - done) return false;
+    const Index first = runs_forward(solve) ? done : pivots - done - element.pivots;
+    if (!solve_any_element<solve>(element, v.x + first, v)) return false;
+    done += element.pivots;
+  }
+  return done == pivots;
 }
 
 }  // namespace
 
-int ma38_solve_l(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
-  const Elements elements(block);
-  const Index count = block.ints(kBlockElements + 1);
-  double* pivot = x.data();
-  for (Index e = 0; e < count; ++e) {
-    const Element el = elements[e];
-    if (el.pivots == 1) {
-      subtract_multiple(*pivot, el.l_rows(), el.l, el.l_length, x.data());
-    } else {
-      triangular("L", "N", "U", el, pivot);
-      gather(x.data(), el.l, el.l_length, work.data());
-      multiply("N", el.l_length, el.pivots, el.l_rows(), el.leading(), pivot, work.data());
-      scatter(work.data(), el.l, el.l_length, x.data());
-    }
-    pivot += el.pivots;
-  }
-  return 0;
+bool ma38_solve_l(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
+  return solve_block<Solve::kL>(block, x, work);
 }
-
-int ma38_solve_u(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
-  const Elements elements(block);
-  double* pivot = x.data() + block.ints(kBlockPivots + 1);
-  for (Index e = block.ints(kBlockElements + 1) - 1; e >= 0; --e) {
-    const Element el = elements[e];
-    pivot -= el.pivots;
-    if (el.pivots == 1) {
-      *pivot = less_products(*pivot, el.u_groups, el.u, el.u_length, x.data()) / *el.pivot_block;
-    } else {
-      gather(x.data(), el.u, el.u_length, work.data());
-      multiply("N", el.pivots, el.u_length, el.u_groups, el.pivots, work.data(), pivot);
-      triangular("U", "N", "N", el, pivot);
-    }
-  }
-  return 0;
+bool ma38_solve_u(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
+  return solve_block<Solve::kU>(block, x, work);
 }
-
-int ma38_solve_ut(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
-  const Elements elements(block);
-  const Index count = block.ints(kBlockElements + 1);
-  double* pivot = x.data();
-  for (Index e = 0; e < count; ++e) {
-    const Element el = elements[e];
-    if (el.pivots == 1) {
-      *pivot /= *el.pivot_block;
-      subtract_multiple(*pivot, el.u_groups, el.u, el.u_length, x.data());
-    } else {
-      triangular("U", "T", "N", el, pivot);
-      gather(x.data(), el.u, el.u_length, work.data());
-      multiply("T", el.pivots, el.u_length, el.u_groups, el.pivots, pivot, work.data());
-      scatter(work.data(), el.u, el.u_length, x.data());
-    }
-    pivot += el.pivots;
-  }
-  return 0;
+bool ma38_solve_ut(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
+  return solve_block<Solve::kUt>(block, x, work);
 }
-
-int ma38_solve_lt(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
-  const Elements elements(block);
-  double* pivot = x.data() + block.ints(kBlockPivots + 1);
-  for (Index e = block.ints(kBlockElements + 1) - 1; e >= 0; --e) {
-    const Element el = elements[e];
-    pivot -= el.pivots;
-    if (el.pivots == 1) {
-      *pivot = less_products(*pivot, el.l_rows(), el.l, el.l_length, x.data());
-    } else {
-      gather(x.data(), el.l, el.l_length, work.data());
-      multiply("T", el.l_length, el.pivots, el.l_rows(), el.leading(), work.data(), pivot);
-      triangular("L", "T", "U", el, pivot);
-    }
-  }
-  return 0;
+bool ma38_solve_lt(const BlockFactors& block, OneBased<double> x, OneBased<double> work) {
+  return solve_block<Solve::kLt>(block, x, work);
 }
 
 }  // namespace ma38

@@ -1,7 +1,7 @@
 #pragma once
 
 // Formats of the messages. The byte 0x02 stands on both sides of each literal; i12 and d11.4 hold the places
-// of the values, a slash begins a line. The print protocol is silent, so nothing depends on the layout.
+// of the values. The print protocol is silent, so nothing depends on the layout.
 
 namespace corvidnum {
 namespace ma38 {

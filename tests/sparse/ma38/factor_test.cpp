@@ -356,7 +356,57 @@ TEST(Ma38Factors, CountWhatIsGiven) {
     EXPECT_EQ(f.INFO(3), one.invalid);
     for (int k = 1; k <= 5; ++k) EXPECT_EQ(f.KEEP(k) == 0, one.status < 0);
     if (one.status >= 0) expect_factors(f);
+    if (one.matrix.n < 1 || one.matrix.entries() < 1) {  // nothing is known of the lengths
+      EXPECT_EQ(f.INFO(6), one.matrix.entries());
+      for (int figure = 18; figure <= 23; ++figure) EXPECT_EQ(f.INFO(figure), 0);
+    }
   }
+}
+
+/// Lengths counted by hand, where every block has order 1.
+TEST(Ma38Factors, TellWhatTheyNeed) {
+  Coordinates triangle{5, 5, {}, {}, {}};
+  for (int j = 1; j <= 5; ++j) {
+    for (int i = 1; i <= j; ++i) triangle.add(i, j, 1.0 + i);
+  }
+  const Coordinates diagonal{4, 4, {1, 2, 3, 4}, {1, 2, 3, 4}, {2.0, 2.0, 2.0, 2.0}};
+  const Coordinates empty_diagonal{3, 3, {1, 2}, {2, 3}, {1.0, 1.0}};
+  const struct {
+    const char* name;
+    Coordinates matrix;
+    int preserved, index_needed, value_needed, index_for_refactor, value_for_refactor;
+  } cases[] = {
+      {"triangle", triangle, 0, 85, 30, 91, 30},
+      {"triangle, preserved", triangle, 1, 77, 30, 95, 35},
+      {"diagonal", diagonal, 0, 54, 8, 55, 8},
+      {"diagonal, preserved", diagonal, 1, 55, 8, 64, 12},
+      {"empty diagonal", empty_diagonal, 0, 41, 4, 45, 5},
+      {"empty diagonal, preserved", empty_diagonal, 1, 43, 5, 51, 7},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.name);
+    FactorSettings settings = kSettings[one.preserved];
+    Factoring f(one.matrix, settings);
+    f.factor();
+    expect_factors(f);
+    EXPECT_EQ(f.INFO(19), one.index_needed);
+    EXPECT_EQ(f.INFO(18), one.index_needed) << "of these nothing is garbage";
+    EXPECT_EQ(f.INFO(21), one.value_needed);
+    EXPECT_EQ(f.INFO(20), one.value_needed);
+    EXPECT_EQ(f.INFO(22), one.index_for_refactor);
+    EXPECT_EQ(f.INFO(23), one.value_for_refactor);
+    EXPECT_GE(f.factor(one.value_needed, one.index_needed), 0);
+    EXPECT_EQ(f.factor(one.value_needed, one.index_needed - 1), -3);
+  }
+}
+
+TEST(Ma38Factors, HaveDefaults) {
+  Ints keep(20, -7), icntl(20, -7);
+  Vector cntl(10, -7.0);
+  ma38id_(keep.data(), cntl.data(), icntl.data());
+  EXPECT_EQ(keep, (Ints{-7, -7, -7, -7, -7, 0, 64, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(icntl, (Ints{6, 6, 2, 1, 4, 0, 16, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(cntl, (Vector{0.1, 2.0, 2.2204460492504e-16, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 }  // namespace

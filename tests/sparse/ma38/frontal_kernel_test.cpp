@@ -1,16 +1,18 @@
 // The frontal kernel on one block: P A Q = L U from the words and reals that it stores, and nothing is left
-// in the accounts of the store.
+// in the accounts of the store. The choices, lists and counts expected come from a program of its own, with
+// dense fronts and no store.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "sparse/ma38/frontal.h"
+#include "sparse/ma38/frontal_steps.h"
 
 namespace corvidnum {
 namespace ma38 {
@@ -69,7 +71,22 @@ Matrix random_matrix(std::mt19937& random) {
   return m;
 }
 
-/// A factorisation in arrays of given lengths.
+/// What ma38_block_setup does, but that the stamps begin at `stamp`.
+bool factor_from_stamp(const Block& block, Space& space, const FrontControls& controls, FactorTotals& totals,
+                       const Results& results, Index stamp) {
+  const Index limit = dense_limit(block, controls);
+  const BlockCounts counts = count_block(block, limit);
+  if (!room_for_block(block, counts, space, results)) return false;
+  Frontal f = make_column_objects(block, counts, limit, space, controls, totals, results);
+  if (!prepare_objects(f)) return false;
+  f.stamp = stamp;
+  for (Pivot pivot; search_pivot(f, pivot) && pivot.found(); free_tail(f)) {
+    if (!form_front(f, pivot) || !eliminate_front(f, pivot)) return false;
+  }
+  return end_block(f);
+}
+
+/// A factorisation in arrays of given lengths. stamp: where the stamps begin, 0: as usual.
 struct Factored {
   bool done;
   std::vector<int> ints, rows, columns, info = std::vector<int>(40);
@@ -77,7 +94,7 @@ struct Factored {
   Index header = 0, first_real = 0;
   Wide ints_in_use = 0, reals_in_use = 0;
 
-  Factored(const Matrix& m, const Settings& s, int lindex, int lvalue) {
+  Factored(const Matrix& m, const Settings& s, int lindex, int lvalue, Index stamp = 0) {
     std::vector<int> ap{1}, place(static_cast<std::size_t>(m.n));
     for (int j = 0; j < m.n; ++j) {
       for (int i = 0; i < m.n; ++i) {
@@ -111,7 +128,9 @@ struct Factored {
                       OneBased<const int>(place.data(), m.n)};
     FactorTotals totals;
     Wide above = 0;
-    done = ma38_block_setup(block, space, controls, totals, above, Results(info.data(), rinfo.data()));
+    const Results results(info.data(), rinfo.data());
+    done = stamp == 0 ? ma38_block_setup(block, space, controls, totals, above, results)
+                      : factor_from_stamp(block, space, controls, totals, results, stamp);
     header = space.itail - 1;
     first_real = space.xtail - 1;
     ints_in_use = space.ineed - (li - space.itail + 1);
@@ -178,6 +197,94 @@ TEST(FrontalKernel, FactorsGiveTheMatrix) {
   set_frontal_checks(false);
 }
 
+/// Of order 8, with a diagonal and some zeros as entries.
+Matrix digits(unsigned seed) {
+  constexpr int kOrder = 8;
+  std::mt19937 random(seed);
+  Matrix m(kOrder);
+  for (int j = 0; j < kOrder; ++j) {
+    for (int i = 0; i < kOrder; ++i) {
+      const unsigned x = static_cast<unsigned>(random());
+      if (x % 100 < 28 || i == j) m.set(i, j, x / 128 % 12 == 0 ? 0.0 : 1.0 + x / 2048 % 99);
+    }
+  }
+  return m;
+}
+
+std::string text_of(const std::string& name, const int* numbers, Index count) {
+  std::string text = name;
+  for (Index i = 0; i < count; ++i) text += " " + std::to_string(numbers[i]);
+  return text;
+}
+
+/// Pivot order; of each element its pivots, front (rows x columns) and lists; pivots found and RINFO(2..6).
+std::string description(const Factored& f) {
+  const Index n = static_cast<Index>(f.rows.size());
+  std::string text = text_of("rows", f.rows.data(), n) + text_of(", columns", f.columns.data(), n);
+  const Index pointers = f.header + kBlockPointers, elements = f.word(f.header + kBlockElements);
+  for (Index e = 0; e < elements; ++e) {
+    const int* words = f.ints.data() + pointers + elements + f.word(pointers + e) - 1;
+    const int* u = words + kElementLists + words[kElementL];
+    text += "; " + std::to_string(words[kElementPivots]) + " of " + std::to_string(words[kFrontRows]) + "x" +
+            std::to_string(words[kFrontColumns]) + text_of(", L", words + kElementLists, words[kElementL]) +
+            text_of(", U", u, words[kElementU]) +
+            text_of(", sons", u + words[kElementU], words[kElementChildren]);
+  }
+  text += "; pivots " + std::to_string(f.info[kPivots - 1]) + ", flops";
+  for (int k = kAssemblyFlops; k <= kLevel3Flops; ++k) {
+    text += " " + std::to_string(std::lround(f.rinfo[static_cast<std::size_t>(k - 1)]));
+  }
+  return text;
+}
+
+TEST(FrontalKernel, ChoosesListsAndCountsAsTheStepsSay) {
+  const struct {
+    unsigned seed;
+    int settings;
+    const char* expected;
+  } rows[] = {
+      {182, 0,
+       "rows 1 4 6 5 3 8 2 7, columns 1 8 6 3 5 2 4 7; 2 of 4x3, L 6 7, U 7, sons; "
+       "3 of 4x6, L 6, U 7 8 6, sons 17; 2 of 0x0, L 8, U 8, sons 2 1; pivots 7, flops 26 53 8 42 30"},
+      {198, 2,
+       "rows 4 8 2 7 5 1 6 3, columns 4 8 7 5 2 1 6 3; 1 of 1x4, L, U 8 2 3, sons; "
+       "1 of 2x1, L 5, U, sons; 6 of 6x6, L, U, sons; pivots 8, flops 23 114 8 86 0"},
+      {372, 3,
+       "rows 2 7 3 1 5 4 6 8, columns 2 7 1 3 5 6 4 8; 1 of 1x1, L, U, sons; 1 of 1x2, L, U 4, sons; "
+       "3 of 4x4, L 6, U 6, sons; 3 of 0x0, L, U, sons 3; pivots 8, flops 19 53 6 32 6"},
+      {347, 4,
+       "rows 3 5 7 8 4 2 1 6, columns 3 5 7 6 2 1 4 8; 1 of 3x2, L 2 5, U 6, sons; "
+       "4 of 6x7, L 8 6, U 7 6 8, sons 1; 3 of 0x0, L, U, sons 2; pivots 8, flops 33 84 13 32 64"},
+      {69, 4,
+       "rows 8 7 3 4 5 1 2 6, columns 8 7 6 3 1 2 4 5; 1 of 2x2, L 8, U 2, sons; "
+       "1 of 2x1, L 8, U, sons 1; 2 of 4x4, L 8 5, U 5 7, sons; 4 of 0x0, L, U, sons 3; "
+       "pivots 8, flops 26 76 11 22 34"},
+      {250, 5,
+       "rows 1 6 3 5 7 8 4 2, columns 1 3 5 7 2 8 4 6; 7 of 8x8, L 8, U 8, sons; "
+       "pivots 7, flops 30 45 13 0 70"},
+  };
+  for (const auto& row : rows) {
+    const Factored f(digits(row.seed), kSettings[row.settings], kAmple, kAmple);
+    ASSERT_TRUE(f.done) << row.seed;
+    EXPECT_EQ(description(f), row.expected) << row.seed;
+  }
+}
+
+/// Stamps that come to the end of the integers begin anew, and nothing else changes.
+TEST(FrontalKernel, StampsBeginAnew) {
+  std::mt19937 random(11);
+  for (const Settings& settings : kSettings) {
+    for (int round = 0; round < 40; ++round) {
+      const Matrix m = random_matrix(random);
+      const Factored usual(m, settings, kAmple, kAmple);
+      const Factored late(m, settings, kAmple, kAmple, INT_MAX - m.n - 1 - round);
+      ASSERT_TRUE(late.done) << settings.name << round;
+      EXPECT_EQ(description(late), description(usual)) << settings.name << round;
+      EXPECT_LT(error_of(m, late), kBound) << settings.name << round;
+    }
+  }
+}
+
 TEST(FrontalKernel, OldMembersOfTheFrontMeetNewOnes) {
   const Matrix entry_of_an_old_column = by_rows(3, {5, 2, 4, 3, 5, 2, 0, 3, 7});
   const Matrix element_of_an_old_row = by_rows(6, {3, 1, 8, 0, 0, 9, 0, 8, 0, 2, 1, 0, 8, 0, 4, 3, 1, 8,
@@ -227,6 +334,7 @@ TEST(FrontalKernel, RankAndEmptyBlock) {
   };
   const Row rows[] = {{"zero", by_rows(2, {0, 0, 0, 0}), 0},
                       {"empty column", by_rows(3, {1, 0, 2, 3, 0, 5, 7, 0, 1}), 2},
+                      {"reciprocal not finite", by_rows(2, {4e-310, 1e-310, 2e-310, 3e-310}), 2},
                       {"equal rows", by_rows(3, {1, 2, 4, 1, 2, 4, 0, 1, 1}), 2},
                       {"order 1", by_rows(1, {4}), 1}};
   for (const Row& row : rows) {

@@ -139,5 +139,27 @@ TEST(Ma38Memory, EveryLengthEndsWell) {
   }
 }
 
+TEST(Ma38Memory, TheNextCallFitsInWhatIsSaid) {
+  Random random(387);
+  for (const Coordinates& matrix : matrices(random)) {
+    for (const FactorSettings& settings : kSettings) {
+      SCOPED_TRACE(testing::Message() << settings.name << ", order " << matrix.n);
+      Factoring f(matrix, settings);
+      f.factor();
+      expect_factors(f);
+      for (int call = 0; call < 3; ++call) {
+        const StoredFactors before(f.keep, f.index, f.value);
+        EXPECT_GE(f.refactor(f.INFO(23), f.INFO(22)), 0) << "call " << call;
+        expect_factors(f);
+        if (HasFailure()) return;
+        const StoredFactors after(f.keep, f.index, f.value);
+        EXPECT_EQ(after.rperm, before.rperm);
+        EXPECT_EQ(after.cperm, before.cperm);
+        for (double& value : f.matrix.values) value *= 1.0 + 0.01 * uniform(random);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace reference

@@ -50,16 +50,22 @@ struct Factoring {
     return INFO(1);
   }
   /// Factorises what `matrix` is by now, with the pattern of the last factorisation.
-  int refactor(int values = 0, int indices = 0) {
-    const Ints pattern(index.begin() + KEEP(4) - 1, index.begin() + KEEP(5));
+  int refactor(int values = 0, int indices = 0) { return refactor(pattern(), values, indices); }
+  int refactor(const Ints& kept, int values = 0, int indices = 0) {
     provide(values, indices);
-    std::copy(pattern.begin(), pattern.end(), index.end() - static_cast<std::ptrdiff_t>(pattern.size()));
-    keep[3] = lindex + 1 - static_cast<int>(pattern.size()), keep[4] = lindex;
+    std::copy(kept.begin(), kept.end(), index.end() - static_cast<std::ptrdiff_t>(kept.size()));
+    keep[3] = lindex + 1 - static_cast<int>(kept.size()), keep[4] = lindex;
+    return refactor_in_place();
+  }
+  /// With the arrays and KEEP as they stand.
+  int refactor_in_place() {
     const int ne = matrix.entries();
     ma38bd_(&matrix.n, &ne, &job, &transposed, &lvalue, &lindex, value.data(), index.data(), keep.data(),
             cntl.data(), icntl.data(), info.data(), rinfo.data());
     return INFO(1);
   }
+  /// What a refactorisation needs of the factors.
+  Ints pattern() const { return Ints(index.begin() + KEEP(4) - 1, index.begin() + KEEP(5)); }
   Vector solve(const Vector& b, int which = 0, int transpose = 0) {
     Vector x(matrix.n, 77.0), w((icntl[7] > 0 ? 4 : 2) * matrix.n);
     ma38cd_(&matrix.n, &which, &transpose, &lvalue, &lindex, value.data(), index.data(), keep.data(),
@@ -142,6 +148,23 @@ inline void expect_copy(const StoredFactors& factors, const Truth& truth) {
     ASSERT_LE(std::fabs(copied.values[k] - truth.values.values[k]), 8 * kEpsilon * truth.sizes.values[k]);
 }
 
+/// The length of index that a refactorisation needs.
+inline int refactoring_words(const Factoring& f, const StoredFactors& factors) {
+  const int n = factors.n, ne = f.matrix.entries(), nz = f.INFO(5);
+  int longest_l = 0, longest_u = 0, elements = 0;
+  for (const LuBlock& block : factors.blocks) {
+    elements += static_cast<int>(block.elements.size());
+    for (const LuElement& e : block.elements) {
+      longest_l = std::max(longest_l, static_cast<int>(e.l.size()));
+      longest_u = std::max(longest_u, static_cast<int>(e.u.size()));
+    }
+  }
+  const int replay =
+      f.job == 1 ? longest_u + 3 * longest_l + 2 * nz + 4 * (n + elements) + 10
+                 : std::max(3 * n + 2 * nz + 2, nz + 3 * (n + longest_l + 3) + 4 * elements + longest_u);
+  return std::max({3 * ne + 2 * n + 1, ne + 3 * n + 2, replay}) + f.lindex - f.KEEP(4) + 1;
+}
+
 /// What INFO and RINFO must say of these factors.
 inline void expect_figures(const Factoring& f, const StoredFactors& factors, const Truth& truth) {
   const int n = factors.n, entries = static_cast<int>(truth.places.size());
@@ -185,6 +208,7 @@ inline void expect_figures(const Factoring& f, const StoredFactors& factors, con
       {13, fronts},
       {16, diagonal},
       {17, pivots},
+      {22, refactoring_words(f, factors)},
       {24, 0},
       {40, 0},
   };

@@ -1,0 +1,459 @@
+// Factorisations that repeat the eliminations of an earlier one.
+
+#include "tests/sparse/ma38/routines.h"
+
+namespace reference {
+namespace {
+
+constexpr FactorSettings kSettings[] = {
+    // name, blocks, preserved, transposed, d1, d2, diagonal, width, block size, growth, tolerance
+    {"defaults", 1, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"preserved", 1, 1, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"one block", 0, 0, 0, 64, 1, 0, 4, 3, 3.0, 0.1},
+    {"one block, preserved, transposed", 0, 1, 1, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"transposed", 1, 0, 1, 64, 1, 0, 1, 1, 2.0, 0.1},
+    {"every column dense", 1, 1, 0, 0, 0, 0, 4, 4, 4.0, 0.1},
+    {"diagonal", 1, 0, 0, 5, 0, 1, 2, 64, 1.0, 0.01},
+};
+constexpr int kFigures[] = {2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 16, 17, 22};
+
+struct Case {
+  const char* name;
+  Coordinates matrix;
+};
+/// With entries that dominate their rows and columns, so that pivots stay away from zero if others change.
+Coordinates dominated(Coordinates a, Random& random) {
+  for (double& value : a.values) value = uniform(random);
+  for (int k = 1; k <= a.n; ++k) a.add(k, k, 3.0 * a.n);
+  return shuffled(a, random);
+}
+/// A block with much fill, and rows above it that are full over it.
+Coordinates coupled(int order, int rows, Random& random) {
+  const Coordinates block = random_matrix(order, order, 0.09, random);
+  Coordinates a{order + rows, order + rows, {}, {}, {}};
+  for (int k = 0; k < block.entries(); ++k)
+    a.add(rows + block.rows[k], rows + block.columns[k], block.values[k]);
+  for (int k = 1; k <= order; ++k) {
+    a.add(rows + k, rows + k % order + 1, 1.0);
+    for (int i = 1; i <= rows; ++i) a.add(i, rows + k, 1.0);
+  }
+  return a;
+}
+std::vector<Case> cases(Random& random) {
+  return {
+      {"order 1", Coordinates{1, 1, {1}, {1}, {3.0}}},
+      {"diagonal", block_triangular_matrix(Ints(9, 1), random)},
+      {"singletons", dominated(banded_matrix(12, 0, 4, random), random)},
+      {"dense", dominated(random_matrix(30, 30, 1.1, random), random)},
+      {"random", dominated(random_matrix(60, 60, 0.05, random), random)},
+      {"banded", dominated(banded_matrix(80, 2, 3, random), random)},
+      {"blocks", dominated(block_triangular_matrix({1, 5, 1, 1, 12, 2, 1, 7, 20, 1}, random), random)},
+      {"coupled", dominated(coupled(50, 30, random), random)},
+      {"column", column_matrix(12, 4, random)},
+      {"flowsheet", shuffled(flowsheet_matrix(9, 6, random), random)},
+      {"faulty entries",
+       with_faulty_entries(dominated(random_matrix(40, 40, 0.1, random), random), 9, 7, random)},
+  };
+}
+
+/// Where the entries of a matrix fall in factors that stand, from their lists alone.
+struct Places {
+  enum Kind { kInBlock, kAbove, kBelow, kOutside, kDead };
+  Ints row_position, column_position, block_of;
+
+  explicit Places(const StoredFactors& factors)
+      : row_position(factors.n + 1), column_position(factors.n + 1), block_of(factors.n), factors_(factors) {
+    for (int k = 0; k < factors.n; ++k)
+      row_position[factors.rperm[k]] = column_position[factors.cperm[k]] = k;
+    for (std::size_t b = 0; b < factors.blocks.size(); ++b)
+      std::fill_n(block_of.begin() + factors.blocks[b].first, factors.blocks[b].order, int(b));
+  }
+  Kind of(int row, int column) const {
+    const int i = row_position[row], j = column_position[column];
+    if (block_of[i] != block_of[j]) return block_of[i] < block_of[j] ? kAbove : kBelow;
+    const LuBlock& block = factors_.blocks[block_of[i]];
+    return block.singleton ? kInBlock : in_block(block, i - block.first + 1, j - block.first + 1);
+  }
+
+ private:
+  static Kind in_block(const LuBlock& block, int i, int j) {
+    const int pivot = std::min(i, j), other = std::max(i, j);
+    if (pivot > block.pivots) return kDead;
+    for (const LuElement& e : block.elements) {
+      if (pivot > e.first + e.pivots) continue;
+      const Ints& list = i >= j ? e.l : e.u;
+      const bool inside = other <= e.first + e.pivots || std::count(list.begin(), list.end(), other) > 0;
+      return inside ? kInBlock : kOutside;
+    }
+    return kDead;
+  }
+  const StoredFactors& factors_;
+};
+
+/// The matrix as the pattern lets it through, and what it does not.
+struct Sifted {
+  Coordinates rest;
+  int dropped = 0, below = 0;
+
+  Sifted(const Factoring& f, const StoredFactors& factors) : rest{f.matrix.m, f.matrix.n, {}, {}, {}} {
+    const Places places(factors);
+    std::set<std::pair<int, int>> lost;
+    for (std::size_t k = 0; k < f.matrix.values.size(); ++k) {
+      if (!f.matrix.counts(k)) continue;
+      const int row = f.matrix.rows[k], column = f.matrix.columns[k];
+      const Places::Kind kind = f.transposed ? places.of(column, row) : places.of(row, column);
+      if (kind == Places::kInBlock || kind == Places::kAbove) {
+        rest.add(row, column, f.matrix.values[k]);
+      } else if (lost.insert({row, column}).second) {
+        ++dropped;
+        below += kind == Places::kBelow;
+      }
+    }
+  }
+};
+
+/// All that a refactorisation must have left, of whatever matrix.
+void expect_refactored(const Factoring& f) {
+  ASSERT_GE(f.INFO(1), 0);
+  const StoredFactors factors(f.keep, f.index, f.value);
+  ASSERT_EQ(factors.fault, "");
+  const Truth given(f);
+  const Sifted sifted(f, factors);
+  Factoring through = f;
+  through.matrix = sifted.rest;
+  const Truth truth(through);
+  expect_product(factors, truth);
+  if (factors.preserved) expect_copy(factors, given);
+  EXPECT_EQ(f.INFO(4), sifted.dropped);
+  EXPECT_EQ(f.INFO(1) & 1, sifted.dropped > 0 || f.INFO(3) > 0 ? 1 : 0);
+  EXPECT_EQ(f.INFO(1) & 4, f.INFO(17) < f.matrix.n ? 4 : 0);
+  EXPECT_EQ(f.INFO(5), int(given.places.size()));
+  EXPECT_EQ(f.INFO(6), f.INFO(5) - f.INFO(7) - sifted.below);
+  EXPECT_EQ(f.INFO(7), factors.nzoff);
+  EXPECT_EQ(f.KEEP(2), f.lvalue);
+  EXPECT_EQ(f.KEEP(5), f.lindex);
+  EXPECT_EQ(f.rinfo[0], f.rinfo[3] + f.rinfo[4] + f.rinfo[5]);
+}
+
+void expect_failure(const Factoring& f, int status) {
+  EXPECT_EQ(f.INFO(1), status);
+  for (int k = 1; k <= 5; ++k) EXPECT_EQ(f.KEEP(k), 0) << "KEEP " << k;
+}
+
+TEST(Ma38Refactor, TheSameMatrixHasTheSameFactors) {
+  Random random(391);
+  for (const Case& one : cases(random)) {
+    for (const FactorSettings& settings : kSettings) {
+      SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name);
+      Factoring first(one.matrix, settings);
+      first.factor();
+      expect_factors(first);
+      if (HasFatalFailure()) return;
+      const StoredFactors before(first.keep, first.index, first.value);
+      Factoring f = first;
+      EXPECT_EQ(f.refactor(), first.INFO(1));
+      expect_factors(f);
+      if (HasFatalFailure()) return;
+      const StoredFactors after(f.keep, f.index, f.value);
+      EXPECT_EQ(after.rperm, before.rperm);
+      EXPECT_EQ(after.cperm, before.cperm);
+      for (const int figure : kFigures) EXPECT_EQ(f.INFO(figure), first.INFO(figure)) << "INFO " << figure;
+      for (std::size_t b = 0; b < before.blocks.size(); ++b) {
+        const LuBlock &old = before.blocks[b], &block = after.blocks[b];
+        ASSERT_EQ(block.elements.size(), old.elements.size());
+        for (std::size_t e = 0; e < old.elements.size(); ++e)
+          EXPECT_EQ(block.elements[e].children, old.elements[e].children);
+      }
+      EXPECT_EQ(f.rinfo[5] > 0.0, first.rinfo[5] > 0.0);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+/// JOB can change from call to call, entries can go, and any that come have their place or are dropped.
+TEST(Ma38Refactor, OtherMatricesFitThePatternOrAreSifted) {
+  Random random(392);
+  int dropped = 0, below = 0, kept_new = 0;
+  for (int round = 0; round < 8; ++round) {
+    for (const Case& one : cases(random)) {
+      for (const FactorSettings& settings : kSettings) {
+        SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name << ", round " << round);
+        Factoring f(one.matrix, settings);
+        f.factor();
+        expect_factors(f);
+        for (const bool more : {false, true}) {
+          f.job = number(random, 0, 1);
+          Coordinates changed{f.matrix.m, f.matrix.n, {}, {}, {}};
+          const Coordinates& a = one.matrix;
+          for (int k = 0; k < a.entries(); ++k) {
+            const bool goes = std::fabs(a.values[k]) < a.n && number(random, 0, 9) == 0 && round % 2 == 0;
+            if (!goes) changed.add(a.rows[k], a.columns[k], a.values[k] * (1.0 + 0.05 * uniform(random)));
+          }
+          for (int k = 0; more && k < 2 * a.n; ++k)
+            changed.add(number(random, 1, a.n), number(random, 1, a.n), 0.1 * uniform(random));
+          f.matrix = changed;
+          if (f.refactor() == -6) break;  // of matrices that nothing dominates, an entry counted
+          expect_refactored(f);
+          if (HasFailure()) return;
+          const StoredFactors factors(f.keep, f.index, f.value);
+          const Sifted sifted(f, factors);
+          dropped += sifted.dropped, below += sifted.below;
+          kept_new += more && sifted.dropped < 2 * a.n;
+        }
+      }
+    }
+  }
+  EXPECT_GT(dropped, below);
+  EXPECT_GT(below, 0);
+  EXPECT_GT(kept_new, 0);
+}
+
+TEST(Ma38Refactor, TheTransposeIsSiftedUnlessSymmetric) {
+  Random random(393);
+  for (const FactorSettings& settings : kSettings) {
+    for (const bool symmetric : {false, true}) {
+      SCOPED_TRACE(testing::Message() << settings.name << ", symmetric " << symmetric);
+      Coordinates a = banded_matrix(40, symmetric ? 2 : 1, symmetric ? 2 : 4, random);
+      for (std::size_t k = 0; k < a.values.size(); ++k) a.values[k] += a.rows[k] == a.columns[k] ? 99.0 : 0.0;
+      FactorSettings diagonal = settings;
+      diagonal.prefer_diagonal = 1;
+      diagonal.blocks = 0;
+      Factoring f(a, diagonal);
+      f.factor();
+      f.transposed = f.transposed == 0;
+      ASSERT_GE(f.refactor(), 0);
+      expect_refactored(f);
+      if (symmetric) {
+        EXPECT_EQ(f.INFO(1), 0);
+      } else {
+        EXPECT_GT(f.INFO(4), 0);
+      }
+    }
+  }
+}
+
+/// Of a singular matrix entries without a pivot are dropped, zeros too.
+TEST(Ma38Refactor, DeadPartsStayDead) {
+  Random random(394);
+  Coordinates zeros = random_matrix(8, 8, 0.4, random);
+  std::fill(zeros.values.begin(), zeros.values.end(), 0.0);
+  Coordinates short_of_one = dominated(random_matrix(30, 30, 0.1, random), random);
+  for (std::size_t k = 0; k < short_of_one.values.size(); ++k)
+    if (short_of_one.columns[k] == 7) short_of_one.values[k] = 0.0;
+  for (const Coordinates& matrix : {zeros, short_of_one}) {
+    for (const FactorSettings& settings : kSettings) {
+      SCOPED_TRACE(testing::Message() << settings.name << ", order " << matrix.n);
+      Factoring f(matrix, settings);
+      f.factor();
+      const int pivots = f.INFO(17), fronts = f.INFO(13), singletons = f.INFO(8);
+      ASSERT_LT(pivots, matrix.n);
+      f.refactor();
+      expect_refactored(f);
+      EXPECT_EQ(f.INFO(17), pivots);
+      EXPECT_EQ(f.INFO(13), fronts);
+      EXPECT_EQ(f.INFO(8), singletons);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+/// What kept the pattern's words can go on after a failure.
+TEST(Ma38Refactor, ZeroPivotsFailInFrontsOnly) {
+  Random random(395);
+  for (const Case& one : cases(random)) {
+    for (const FactorSettings& settings : kSettings) {
+      SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name);
+      Factoring f(one.matrix, settings);
+      f.factor();
+      const Ints pattern = f.pattern();
+      const bool singletons = f.INFO(8) == f.matrix.n;
+      for (double& value : f.matrix.values) value = 0.0;
+      f.refactor();
+      if (singletons) {
+        EXPECT_EQ(f.INFO(1) & ~2, 4);
+        EXPECT_EQ(f.INFO(17), 0);
+        expect_refactored(f);
+      } else {
+        expect_failure(f, -6);
+      }
+      f.matrix = one.matrix;
+      ASSERT_GE(f.refactor(pattern), 0);
+      expect_factors(f);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST(Ma38Refactor, FaultsOfTheCallerHaveTheirCodes) {
+  Random random(396);
+  const Coordinates matrix = dominated(block_triangular_matrix({1, 6, 5, 1}, random), random);
+  Factoring good(matrix, kSettings[0]);
+  ASSERT_GE(good.factor(), 0);
+  const Ints pattern = good.pattern();
+  const int words = int(pattern.size()), ne = matrix.entries(), n = matrix.n;
+  const struct {
+    const char* name;
+    int status;
+    void (*spoil)(Factoring&);
+  } faults[] = {
+      {"no order", -1, [](Factoring& f) { f.matrix.n = 0; }},
+      {"no entries", -2, [](Factoring& f) { f.matrix.values.clear(); }},
+      {"entries over the pattern", -2, [](Factoring& f) { f.keep[3] = 2 * f.matrix.entries() - 1; }},
+      {"KEEP(4) zero", -7, [](Factoring& f) { f.keep[3] = 0; }},
+      {"KEEP(4) lowest", -7, [](Factoring& f) { f.keep[3] = -2147483647 - 1; }},
+      {"KEEP(4) above KEEP(5) - 6", -7, [](Factoring& f) { f.keep[3] = f.keep[4] - 5; }},
+      {"KEEP(5) beyond the end", -7, [](Factoring& f) { ++f.keep[4]; }},
+      {"KEEP(5) lowest", -7, [](Factoring& f) { f.keep[4] = -2147483647 - 1; }},
+      {"another order", -7, [](Factoring& f) { --f.matrix.n; }},
+      {"no stored entries", -7, [](Factoring& f) { f.index[f.lindex - 3] = 0; }},
+      {"no blocks", -7, [](Factoring& f) { f.index[f.lindex - 5] = 0; }},
+      {"more blocks than rows", -7, [](Factoring& f) { f.index[f.lindex - 5] = f.matrix.n + 1; }},
+      {"a row twice", -7, [](Factoring& f) { f.index[f.lindex - 8] = f.index[f.lindex - 9]; }},
+      {"a column out of range", -7,
+       [](Factoring& f) { f.index[f.lindex - f.matrix.n - 8] = f.matrix.n + 1; }},
+      {"a pattern cut off", -7, [](Factoring& f) { f.keep[3] += 20; }},
+      {"no entry in range", -2, [](Factoring& f) { std::fill_n(f.index.begin(), f.matrix.entries(), 0); }},
+  };
+  for (const auto& fault : faults) {
+    SCOPED_TRACE(fault.name);
+    Factoring f = good;
+    f.refactor();
+    ASSERT_GE(f.INFO(1), 0);
+    std::copy(matrix.rows.begin(), matrix.rows.end(), f.index.begin());
+    std::copy(matrix.columns.begin(), matrix.columns.end(), f.index.begin() + ne);
+    fault.spoil(f);
+    f.refactor_in_place();
+    expect_failure(f, fault.status);
+  }
+  const int values = 2 * ne, indices = std::max(2 * ne, n + 1) + 2 * n + ne + words + 1;
+  for (const auto& length :
+       {Ints{values - 1, 0, -4}, Ints{0, indices - 1, -3}, Ints{values - 1, indices - 1, -5}}) {
+    Factoring f = good;
+    f.refactor(length[0], length[1]);
+    expect_failure(f, length[2]);
+    EXPECT_EQ(f.INFO(18), std::min(f.lindex, indices));
+    EXPECT_EQ(f.INFO(19), indices);
+    EXPECT_EQ(f.INFO(20), std::min(f.lvalue, values));
+    EXPECT_EQ(f.INFO(21), values);
+    EXPECT_EQ(f.INFO(23), values);
+  }
+}
+
+/// The last column index may share its word with the pattern's first, which is not read.
+TEST(Ma38Refactor, ThePatternMovesToTheEnd) {
+  Random random(397);
+  for (const Case& one : cases(random)) {
+    for (const FactorSettings& settings : kSettings) {
+      for (const int overlap : {0, 1}) {
+        SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name << ", overlap " << overlap);
+        Factoring f(one.matrix, settings);
+        f.factor();
+        const Ints pattern = f.pattern();
+        const int ne = f.matrix.entries();
+        f.keep[3] = 2 * ne + 1 - overlap, f.keep[4] = f.keep[3] + int(pattern.size()) - 1;
+        std::copy(pattern.begin(), pattern.end(), f.index.begin() + f.keep[3] - 1);
+        for (int k = 0; k < ne; ++k) {
+          f.value[k] = one.matrix.values[k];
+          f.index[k] = one.matrix.rows[k], f.index[ne + k] = one.matrix.columns[k];
+        }
+        EXPECT_GE(f.refactor_in_place(), 0);
+        expect_factors(f);
+        if (HasFailure()) return;
+      }
+    }
+  }
+}
+
+/// From the least lengths to those that do: a shortage asks for more, and a retry comes through.
+TEST(Ma38Refactor, LengthsAreAskedForUntilTheyDo) {
+  Random random(398);
+  int shortages = 0, collections = 0;
+  for (const Case& one : cases(random)) {
+    for (const FactorSettings& settings : kSettings) {
+      Factoring first(one.matrix, settings);
+      first.factor();
+      const Ints pattern = first.pattern();
+      const int least_values = first.shortest_value(), enough_values = first.INFO(23);
+      const int least_indices = first.shortest_index() + int(pattern.size()), enough_indices = first.INFO(22);
+      for (int step = 0; step <= 8; ++step) {
+        int values = least_values + (enough_values - least_values) * step / 8;
+        int indices = least_indices + (enough_indices - least_indices) * step / 8;
+        SCOPED_TRACE(testing::Message()
+                     << one.name << ", " << settings.name << ", lengths " << values << ", " << indices);
+        Factoring f = first;
+        for (int tries = 0; f.refactor(pattern, values, indices) < 0; ++tries) {
+          const int status = f.INFO(1);
+          ASSERT_TRUE(-5 <= status && status <= -3) << "status " << status;
+          ASSERT_LT(tries, step < 8 ? 1000 : 0) << "short of what was said to do";
+          expect_failure(f, status);
+          if (status != -4) {
+            ASSERT_GT(f.INFO(19), indices);
+            indices = f.INFO(19);
+          }
+          if (status != -3) {
+            ASSERT_GT(f.INFO(21), values);
+            values = f.INFO(21);
+          }
+          ++shortages;
+        }
+        expect_factors(f);
+        if (HasFailure()) return;
+        collections += f.INFO(15);
+      }
+    }
+  }
+  EXPECT_GT(shortages, 0);
+  EXPECT_GT(collections, 0);
+}
+
+/// Each word of the pattern by itself, and some together: nothing but a sanitizer judges what comes out, but
+/// that a refusal leaves the words as they were.
+TEST(Ma38Refactor, DamagedPatternsDoNoHarm) {
+  Random random(399);
+  const Coordinates matrices[] = {dominated(random_matrix(9, 9, 0.25, random), random),
+                                  dominated(block_triangular_matrix({1, 4, 1, 6}, random), random),
+                                  dominated(banded_matrix(14, 1, 2, random), random)};
+  int refused = 0, replayed = 0;
+  for (const Coordinates& matrix : matrices) {
+    for (const FactorSettings& settings : {kSettings[0], kSettings[2], kSettings[5]}) {
+      Factoring good(matrix, settings);
+      good.factor();
+      const Ints pattern = good.pattern();
+      const int n = matrix.n, values = good.INFO(23), indices = good.INFO(22);
+      const auto run = [&](const Ints& damaged) {
+        Factoring f = good;
+        const int status = f.refactor(damaged, values, indices);
+        ASSERT_TRUE(status >= -7 && status != -1 && status != -2) << "status " << status;
+        (status < 0 ? refused : replayed) += 1;
+        Ints left(f.index.end() - static_cast<std::ptrdiff_t>(damaged.size()), f.index.end());
+        if (status == -7) std::sort(left.begin(), left.end());
+        int negative = 0;
+        for (std::size_t k = 0; k < left.size(); ++k) negative += left[k] < 0;
+        for (const int word : damaged) negative -= word < 0;
+        EXPECT_LE(negative, 0);
+      };
+      for (std::size_t k = 0; k < pattern.size(); ++k) {
+        for (const int word : {0, 1, -1, pattern[k] - 1, pattern[k] + 1, n, n + 1, 2 * n + 1, -pattern[k],
+                               2147483647, -2147483647 - 1}) {
+          Ints damaged = pattern;
+          damaged[k] = word;
+          SCOPED_TRACE(testing::Message() << settings.name << ", word " << k << " is " << word);
+          run(damaged);
+          if (HasFailure()) return;
+        }
+      }
+      for (int round = 0; round < 300; ++round) {
+        Ints damaged = pattern;
+        for (int k = number(random, 2, 5); k > 0; --k)
+          damaged[number(random, 0, int(pattern.size()) - 1)] = number(random, -1, n + 2);
+        run(damaged);
+        if (HasFailure()) return;
+      }
+    }
+  }
+  EXPECT_GT(refused, 0);
+  EXPECT_GT(replayed, 0);
+}
+
+}  // namespace
+}  // namespace reference
