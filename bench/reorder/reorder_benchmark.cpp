@@ -16,7 +16,7 @@
 #include "bench/reorder/boost_orderings.h"
 #include "bench/reorder/gpskca_ordering.h"
 #include "bench/reorder/meshes.h"
-#include "bench/sparse/ratio_report.h"
+#include "bench/support/ratio_report.h"
 
 namespace {
 
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
   add_all();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  bench::RatioReport report("gpskca");
+  bench::RatioReport report({"gpskca"});
   benchmark::RunSpecifiedBenchmarks(&report);
   benchmark::Shutdown();
 }

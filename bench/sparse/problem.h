@@ -22,12 +22,16 @@ struct Problem {
   std::vector<int> starts, rows;               // by columns, from 0; the rows of a column ascend
   Vector values[kSteps];                       // of these
   Vector rhs;
+  bool heavy_diagonal;  // good pivots stand on it
 
-  Problem(reference::Coordinates first, reference::Coordinates second);
+  Problem(reference::Coordinates first, reference::Coordinates second, bool has_heavy_diagonal);
 };
 
-inline Problem::Problem(reference::Coordinates first, reference::Coordinates second)
-    : n(first.n), entries(first.entries()), coordinates{std::move(first), std::move(second)} {
+inline Problem::Problem(reference::Coordinates first, reference::Coordinates second, bool has_heavy_diagonal)
+    : n(first.n),
+      entries(first.entries()),
+      coordinates{std::move(first), std::move(second)},
+      heavy_diagonal(has_heavy_diagonal) {
   const reference::Coordinates& a = coordinates[0];
   std::vector<std::size_t> order(a.values.size());
   std::iota(order.begin(), order.end(), std::size_t{0});

@@ -1,22 +1,31 @@
-// The sparse direct solvers beside others on Jacobians of process models: analysis and factorisation from
-// scratch, factorisation of new values with the same pivots, solution. All of them reserve their memory
-// within the first, and get the matrix in their own form. Counter: the best time, in seconds.
+// The sparse direct solvers beside others on Jacobians of process models and on grids: analysis and
+// factorisation from scratch, factorisation of new values with the same pivots, solution. All of them reserve
+// their memory within the first, and get the matrix in their own form; memory that one has given back is kept
+// and warm for the next. Times are those of the processor: all run in one thread. Counters: the best time, in
+// seconds; and the part of a solver's operations that matrix-matrix kernels do, if it counts them.
 
 #include <benchmark/benchmark.h>
+#include <malloc.h>
+#include <time.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
-#include "bench/dense/compare.h"
 #include "bench/sparse/eigen_solver.h"
+#include "bench/sparse/grids.h"
+#include "bench/sparse/ma38_solver.h"
 #include "bench/sparse/ma48_solver.h"
+#include "bench/sparse/mumps_solver.h"
 #include "bench/sparse/problem.h"
 #include "bench/sparse/process_matrices.h"
-#include "bench/sparse/ratio_report.h"
 #include "bench/sparse/superlu_solver.h"
+#include "bench/support/ratio_report.h"
 
 namespace {
 
@@ -26,13 +35,13 @@ using bench::Vector;
 struct Case {
   const char* family;  // wide: a column with many components
   int order;           // about
-  reference::Coordinates (*jacobian)(int, int, int);
-  int components, pieces;
+  reference::Coordinates (*matrix)(int, int, int);
+  int width, pieces;  // components, or dimensions of a grid; stages, units, or nodes a side
 
   std::string name() const { return std::string(family) + '/' + std::to_string(order); }
 };
 
-constexpr Case kCases[] = {
+constexpr Case kProcessCases[] = {
     {"column", 1000, bench::column_jacobian, 8, 100},
     {"column", 10000, bench::column_jacobian, 8, 1000},
     {"column", 100000, bench::column_jacobian, 8, 10000},
@@ -44,13 +53,20 @@ constexpr Case kCases[] = {
     {"flowsheet", 100000, bench::flowsheet_jacobian, 10, 6000},
 };
 
+/// Squares and cubes, of nearly symmetric matrices.
+constexpr Case kGridCases[] = {
+    {"square", 10000, bench::grid_matrix, 2, 100},  {"square", 30000, bench::grid_matrix, 2, 173},
+    {"square", 100000, bench::grid_matrix, 2, 316}, {"cube", 10000, bench::grid_matrix, 3, 22},
+    {"cube", 30000, bench::grid_matrix, 3, 31},     {"cube", 100000, bench::grid_matrix, 3, 46},
+};
+
 /// Made when first asked for, and kept.
 const Problem& problem_of(const Case& c) {
   static std::map<const Case*, std::unique_ptr<Problem>> problems;
   std::unique_ptr<Problem>& problem = problems[&c];
   if (!problem)
-    problem = std::make_unique<Problem>(c.jacobian(c.components, c.pieces, 0),
-                                        c.jacobian(c.components, c.pieces, 1));
+    problem = std::make_unique<Problem>(c.matrix(c.width, c.pieces, 0), c.matrix(c.width, c.pieces, 1),
+                                        c.matrix == bench::grid_matrix);
   return *problem;
 }
 
@@ -61,15 +77,55 @@ bool solves(Solver& solver, const Problem& problem, int step) {
          reference::scaled_residual(problem.coordinates[step], x, problem.rhs) < 1e-10;
 }
 
-/// Whether the solver's solutions are right, from scratch and after each change of values.
+/// A solver that has factorised the first values of a case, and whether its solutions are right: with these
+/// factors, and after each change of values. The last case's is kept.
 template <class Solver>
-bool is_right(const Problem& problem) {
-  Solver solver(problem);
-  if (!solver.analyse_factorise() || !solves(solver, problem, 0)) return false;
-  for (const int step : {1, 0}) {
-    if (!solver.refactorise(step) || !solves(solver, problem, step)) return false;
+class Prepared {
+ public:
+  static Prepared& of(const Case& c) {
+    static std::unique_ptr<Prepared> last;
+    if (!last || last->case_ != &c) {
+      last.reset();
+      last.reset(new Prepared(c));
+    }
+    return *last;
   }
-  return true;
+
+  const Problem& problem() const { return problem_; }
+  Solver& solver() { return solver_; }
+  bool factorises() const { return factorises_; }
+  /// Asked first, it leaves factors of other values, or none.
+  bool refactorises() {
+    if (!refactorises_)
+      refactorises_ = factorises_ && solver_.refactorise(1) && solves(solver_, problem_, 1) &&
+                      solver_.refactorise(0) && solves(solver_, problem_, 0);
+    return *refactorises_;
+  }
+
+ private:
+  explicit Prepared(const Case& c)
+      : case_(&c),
+        problem_(problem_of(c)),
+        solver_(problem_),
+        factorises_(solver_.analyse_factorise() && solves(solver_, problem_, 0)) {}
+
+  const Case* case_;
+  const Problem& problem_;
+  Solver solver_;
+  bool factorises_;
+  std::optional<bool> refactorises_;
+};
+
+template <class Solver>
+void count_operations(benchmark::State&, const Solver&) {}
+inline void count_operations(benchmark::State& state, const bench::Ma38Solver& solver) {
+  state.counters["level3"] = solver.level3_share();
+}
+
+double processor_seconds() {
+  timespec now;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
 /// @param prepare runs untimed before each piece of work
@@ -79,7 +135,9 @@ void measure(benchmark::State& state, const Problem& problem, Prepare&& prepare,
   bool good = true;
   for (auto _ : state) {
     prepare();
-    const double seconds = bench::seconds_of([&] { good = good && work(); });
+    const double start = processor_seconds();
+    good = good && work();
+    const double seconds = processor_seconds() - start;
     state.SetIterationTime(seconds);
     best = std::min(best, seconds);
   }
@@ -90,63 +148,62 @@ void measure(benchmark::State& state, const Problem& problem, Prepare&& prepare,
 }
 
 template <class Solver>
-void BM_Analyse(benchmark::State& state, const Problem& problem) {
+void BM_Analyse(benchmark::State& state, Prepared<Solver>& prepared) {
+  if (!prepared.factorises()) return state.SkipWithError("wrong solution");
   std::unique_ptr<Solver> solver;
   measure(
-      state, problem, [&] { solver = std::make_unique<Solver>(problem); },
+      state, prepared.problem(), [&] { solver = std::make_unique<Solver>(prepared.problem()); },
       [&] { return solver->analyse_factorise(); });
+  count_operations(state, *solver);
 }
 
 template <class Solver>
-void BM_Refactorise(benchmark::State& state, const Problem& problem) {
-  Solver solver(problem);
-  solver.analyse_factorise();
+void BM_Solve(benchmark::State& state, Prepared<Solver>& prepared) {
+  if (!prepared.factorises()) return state.SkipWithError("wrong solution");
+  Vector x(prepared.problem().rhs.size());
+  measure(
+      state, prepared.problem(), [] {}, [&] { return prepared.solver().solve(prepared.problem().rhs, x); });
+}
+
+template <class Solver>
+void BM_Refactorise(benchmark::State& state, Prepared<Solver>& prepared) {
+  if (!prepared.refactorises()) return state.SkipWithError("wrong solution");
   int step = 0;
   measure(
-      state, problem, [&] { step = 1 - step; }, [&] { return solver.refactorise(step); });
+      state, prepared.problem(), [&] { step = 1 - step; },
+      [&] { return prepared.solver().refactorise(step); });
 }
 
 template <class Solver>
-void BM_Solve(benchmark::State& state, const Problem& problem) {
-  Solver solver(problem);
-  solver.analyse_factorise();
-  Vector x(problem.rhs.size());
-  measure(
-      state, problem, [] {}, [&] { return solver.solve(problem.rhs, x); });
-}
-
-template <class Solver>
-void add(const std::string& what, const Case& c,
-         void (*timed)(benchmark::State& state, const Problem& problem)) {
-  const auto checked = [&c, timed](benchmark::State& state) {
-    static std::map<const Case*, bool> right;
-    const auto [known, is_new] = right.try_emplace(&c, false);
-    if (is_new) known->second = is_right<Solver>(problem_of(c));
-    if (!known->second) return state.SkipWithError("wrong solution");
-    timed(state, problem_of(c));
-  };
-  benchmark::RegisterBenchmark((what + '/' + c.name() + '/' + Solver::kName).c_str(), checked)
+void add(const std::string& what, const Case& c, void (*timed)(benchmark::State&, Prepared<Solver>&)) {
+  benchmark::RegisterBenchmark(
+      (what + '/' + c.name() + '/' + Solver::kName).c_str(),
+      [&c, timed](benchmark::State& state) { timed(state, Prepared<Solver>::of(c)); })
       ->UseManualTime()
       ->Unit(benchmark::kMillisecond);
 }
 
-/// Next to each other, so that the machine is in the same mood for all.
-template <class... Solvers>
-void add_all() {
-  for (const Case& c : kCases) {
+/// Next to each other, so that the machine is in the same mood for all. Solutions come before new values.
+template <class... Solvers, std::size_t kCount>
+void add_all(const Case (&cases)[kCount]) {
+  for (const Case& c : cases) {
     (add<Solvers>("analyse", c, BM_Analyse<Solvers>), ...);
-    (add<Solvers>("refactorise", c, BM_Refactorise<Solvers>), ...);
     (add<Solvers>("solve", c, BM_Solve<Solvers>), ...);
+    (add<Solvers>("refactorise", c, BM_Refactorise<Solvers>), ...);
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  add_all<bench::Ma48Solver, bench::EigenSolver, bench::SuperLuSolver>();
+  using namespace bench;
+  mallopt(M_MMAP_MAX, 0);
+  mallopt(M_TRIM_THRESHOLD, -1);
+  add_all<Ma48Solver, Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kProcessCases);
+  add_all<Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kGridCases);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  bench::RatioReport report(bench::Ma48Solver::kName);
+  RatioReport report({Ma48Solver::kName, Ma38Solver::kName}, SuperLuSolver::kName);
   benchmark::RunSpecifiedBenchmarks(&report);
   benchmark::Shutdown();
 }

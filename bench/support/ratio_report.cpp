@@ -1,4 +1,4 @@
-#include "bench/sparse/ratio_report.h"
+#include "bench/support/ratio_report.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,22 +44,29 @@ void RatioReport::ReportRuns(const std::vector<Run>& runs) {
 
 void RatioReport::Finalize() {
   ConsoleReporter::Finalize();
-  print_ratios();
+  for (const std::string& solver : ours_) print_ratios(solver);
   print_growth();
 }
 
-void RatioReport::print_ratios() const {
-  std::printf("\n%-12s %-10s %7s %10s  %-10s %6s\n", "what", "family", "order", ours_.c_str(), "peer",
-              "ratio");
+bool RatioReport::is_ours(const std::string& solver) const {
+  return std::find(ours_.begin(), ours_.end(), solver) != ours_.end();
+}
+
+void RatioReport::print_ratios(const std::string& solver) const {
+  const std::string to_reference = reference_.empty() ? "" : "to " + reference_;
+  std::printf("\n%-12s %-10s %7s %12s  %-10s %6s %12s\n", "what", "family", "order", solver.c_str(), "peer",
+              "ratio", to_reference.c_str());
   for (const auto& [key, times] : best_) {
-    const auto ours = times.find(ours_);
+    const auto ours = times.find(solver), reference = times.find(reference_);
     auto fastest = times.end();
     for (auto t = times.begin(); t != times.end(); ++t) {
-      if (t != ours && (fastest == times.end() || t->second < fastest->second)) fastest = t;
+      if (!is_ours(t->first) && (fastest == times.end() || t->second < fastest->second)) fastest = t;
     }
     if (ours == times.end() || fastest == times.end()) continue;
-    std::printf("%-12s %-10s %7d %8.2fms  %-10s %6.2f\n", key.what.c_str(), key.family.c_str(), key.order,
+    std::printf("%-12s %-10s %7d %10.2fms  %-10s %6.2f", key.what.c_str(), key.family.c_str(), key.order,
                 1e3 * ours->second, fastest->first.c_str(), ours->second / fastest->second);
+    if (reference != times.end()) std::printf(" %12.2f", ours->second / reference->second);
+    std::printf("\n");
   }
 }
 

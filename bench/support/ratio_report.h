@@ -11,10 +11,12 @@
 
 namespace bench {
 
-/// The console's report, with a table behind it that sets `ours` against the fastest other solver.
+/// The console's report, with tables behind it that set each of `ours` against the fastest other solver, and
+/// against the one named `reference` if there is one.
 class RatioReport : public benchmark::ConsoleReporter {
  public:
-  explicit RatioReport(std::string ours) : ours_(std::move(ours)) {}
+  explicit RatioReport(std::vector<std::string> ours, std::string reference = {})
+      : ours_(std::move(ours)), reference_(std::move(reference)) {}
 
   void ReportRuns(const std::vector<Run>& runs) override;
   void Finalize() override;
@@ -27,11 +29,13 @@ class RatioReport : public benchmark::ConsoleReporter {
   };
   using Times = std::map<std::string, double>;  // by solver, in seconds
 
-  void print_ratios() const;
+  bool is_ours(const std::string& solver) const;
+  void print_ratios(const std::string& solver) const;
   /// p of time = c order^p by least squares over all orders of a family.
   void print_growth() const;
 
-  std::string ours_;
+  const std::vector<std::string> ours_;
+  const std::string reference_;
   std::map<Key, Times> best_;
 };
 
