@@ -41,6 +41,7 @@ struct Options {
   std::optional<double> tolerance;
   column::AccelerationSettings acceleration;
   bool newton = false;
+  column::StepMethod solver = column::StepMethod::kMa48;
   bool dense = false;
   bool compare = false;
 };
@@ -114,7 +115,7 @@ int judge_newton(const Options& options, const column::ColumnCase& c, const colu
 int solve_by_newton(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
                     const column::Solution& bubble_point, column::Profile& answer) {
   const bool compared = bubble_point.outcome == column::Outcome::kOk;
-  const column::NewtonSolution newton = column::solve_newton(c, flows);
+  const column::NewtonSolution newton = column::solve_newton(c, flows, options.solver);
   if (newton.outcome != column::Outcome::kOk)
     return complain_of(options, kNotConverged,
                        "newton: not converged: " + newton.complaint +
@@ -192,7 +193,27 @@ void add_acceleration_options(CLI::App& app, Options& options) {
                "converge the case without and with each acceleration, and tell");
 }
 
+void add_newton_options(CLI::App& app, Options& options) {
+  using column::StepMethod;
+  const std::map<std::string, StepMethod> methods{{"ma48", StepMethod::kMa48}, {"ma38", StepMethod::kMa38}};
+  app.add_option_function<std::string>(
+         "--method", [&options](const std::string& name) { options.newton = name == "newton"; },
+         "newton: solve as one system too, and compare (default bubble-point); where only newton converges "
+         "its answer stands alone, and the exit code is that of its balances")
+      ->check(CLI::IsMember({"bubble-point", "newton"}));
+  app.add_option_function<std::string>(
+         "--solver", [&options, methods](const std::string& name) { options.solver = methods.at(name); },
+         "what solves newton's systems: ma48 (default), or ma38, multifrontal")
+      ->check(CLI::IsMember(methods));
+}
+
 /// An option without an effect is a mistake.
+void check_newton_options(const CLI::App& app, const Options& options) {
+  if (!options.newton && app.count("--solver") > 0)
+    throw CLI::ValidationError("--solver", "needs --method newton");
+}
+
+/// These act on an acceleration.
 void check_acceleration_options(const CLI::App& app, const Options& options) {
   using column::Acceleration;
   if (options.compare) return;
@@ -212,11 +233,7 @@ void declare(CLI::App& app, Options& options) {
       ->check(CLI::PositiveNumber);
   app.add_option("--properties", options.properties,
                  "take the measured tables of all components from this property file");
-  app.add_option_function<std::string>(
-         "--method", [&options](const std::string& name) { options.newton = name == "newton"; },
-         "newton: solve as one system too, and compare (default bubble-point); where only newton converges "
-         "its answer stands alone, and the exit code is that of its balances")
-      ->check(CLI::IsMember({"bubble-point", "newton"}));
+  add_newton_options(app, options);
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");
   add_acceleration_options(app, options);
@@ -260,6 +277,7 @@ int parse_and_run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
     check_command(app, *fit);
+    check_newton_options(app, options);
     check_acceleration_options(app, options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "examples/column/newton_jacobian.h"
-#include "sparse/ma48/ma48.h"
+#include "examples/column/step_solver.h"
 
 namespace column {
 namespace {
@@ -24,42 +24,6 @@ double norm(const std::vector<double>& values) {
   for (const double v : values) largest = std::max(largest, std::isfinite(v) ? std::fabs(v) : HUGE_VAL);
   return largest;
 }
-
-/// Linear systems of one pattern, solved again and again.
-class StepSolver final : private ma48callback {
- public:
-  StepSolver(SparseEntries entries, int order)
-      : entries_(std::move(entries)), solver_(order, entries_.size(), nullptr, nullptr, nullptr, this, 0) {}
-
-  /// @param entries  in the places of the first ones
-  /// @return whether `solution` holds the solution, finite
-  bool solve(SparseEntries entries, std::vector<double> right_side, std::vector<double>& solution) {
-    entries_ = std::move(entries);  // the solver may ask for them anew when it needs more room
-    solution.resize(right_side.size());
-    if (orders_ > 0 && solve_as_ordered(right_side, solution)) return true;
-    ++orders_;
-    solver_.SetNeedPivotOrder(1);
-    return solver_.Solve(right_side.data(), solution.data()) != 0 && std::isfinite(norm(solution));
-  }
-  int orders() const { return orders_; }
-
- private:
-  bool solve_as_ordered(std::vector<double>& right_side, std::vector<double>& solution) {
-    std::copy(entries_.values.begin(), entries_.values.end(), solver_.Values());
-    return solver_.Solve(right_side.data(), solution.data()) != 0 && std::isfinite(norm(solution));
-  }
-  unsigned char LoadMatrix(int* rows, int* columns, double* values, int count) override {
-    if (count != entries_.size()) return 0;
-    std::copy(entries_.rows.begin(), entries_.rows.end(), rows);
-    std::copy(entries_.columns.begin(), entries_.columns.end(), columns);
-    std::copy(entries_.values.begin(), entries_.values.end(), values);
-    return 1;
-  }
-
-  SparseEntries entries_;
-  ma48 solver_;
-  int orders_ = 0;
-};
 
 /// One run. Fills the solution that it is given.
 class NewtonMethod {
@@ -120,7 +84,7 @@ bool NewtonMethod::pass_on(int passes) {
 bool NewtonMethod::converge() {
   for (int step = 0; step < kMostSteps; ++step) {
     SparseEntries jacobian = system_.jacobian(unknowns_);
-    if (!solver_) solver_ = std::make_unique<StepSolver>(jacobian, system_.order());
+    if (!solver_) solver_ = make_step_solver(s_.solver, jacobian, system_.order());
     const bool solved = solver_->solve(std::move(jacobian), residuals_, step_);
     s_.pivot_orders = solver_->orders();
     if (!solved)
@@ -195,9 +159,10 @@ void NewtonMethod::finish() {
 
 }  // namespace
 
-NewtonSolution solve_newton(const ColumnCase& c, const InternalFlows& flows) {
+NewtonSolution solve_newton(const ColumnCase& c, const InternalFlows& flows, StepMethod solver) {
   const auto begin = std::chrono::steady_clock::now();
   NewtonSolution s;
+  s.solver = solver;
   NewtonMethod(c, flows, s).run();
   s.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return s;

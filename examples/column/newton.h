@@ -10,10 +10,12 @@
 #include "examples/column/bubble_point.h"
 #include "examples/column/column_case.h"
 #include "examples/column/flows.h"
+#include "examples/column/step_solver.h"
 
 namespace column {
 
 struct NewtonSolution {
+  StepMethod solver = StepMethod::kMa48;
   Outcome outcome = Outcome::kOk;
   std::string complaint;  // why not, if the outcome is not kOk
   int unknowns = 0, entries = 0;
@@ -28,7 +30,8 @@ struct NewtonSolution {
 };
 
 /// Steps until no temperature changes by the tolerance of the case any more and no fraction noticeably.
-NewtonSolution solve_newton(const ColumnCase& c, const InternalFlows& flows);
+NewtonSolution solve_newton(const ColumnCase& c, const InternalFlows& flows,
+                            StepMethod solver = StepMethod::kMa48);
 
 /// The answers of both methods side by side.
 struct NewtonCheck {

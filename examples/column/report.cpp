@@ -133,8 +133,8 @@ std::string report(const DenseCheck& check) {
 std::string report(const ColumnCase& c, const InternalFlows& flows, const NewtonSolution& newton,
                    const Closure& closed, const NewtonCheck& check) {
   Page page;
-  page.add("\nnewton: one system of {} unknowns, {} entries in its matrix\n", newton.unknowns,
-           newton.entries);
+  page.add("\nnewton: one system of {} unknowns, {} entries in its matrix, solved by {}\n", newton.unknowns,
+           newton.entries, name_of(newton.solver));
   page.add(
       "converged in {} steps ({} damped) from {} bubble-point passes, {:.2f} ms; pivot orders chosen: {}\n",
       newton.steps, newton.damped_steps, newton.start_passes, 1e3 * newton.seconds, newton.pivot_orders);

@@ -9,6 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -23,6 +24,8 @@
 #include "examples/solve_mtx/pattern.h"
 #include "examples/solve_mtx/progress.h"
 #include "examples/solve_mtx/report.h"
+#include "examples/solve_mtx/residual.h"
+#include "examples/solve_mtx/singularity.h"
 
 namespace {
 
@@ -30,6 +33,7 @@ using examples::complain;
 using solve_mtx::DirectSolver;
 using solve_mtx::Effort;
 using solve_mtx::Matrix;
+using solve_mtx::Method;
 using solve_mtx::Phase;
 using solve_mtx::Report;
 
@@ -39,7 +43,7 @@ struct Options {
   std::string matrix_path, rhs_path, second_path, out_path;
   solve_mtx::SolverSettings solver;
   solve_mtx::PatternOptions pattern;
-  bool transpose = false, refine = false, estimate = false, no_block_form = false, json = false;
+  bool transpose = false, refine = false, estimate = false, json = false;
 };
 
 /// The equations to solve: a pattern, the values in its order, and the right-hand side.
@@ -101,19 +105,29 @@ void default_right_hand_side(System& system, bool transposed) {
     throw std::runtime_error(system.name() + ": A times ones is too large for numbers; give --rhs");
 }
 
+/// For the second matrix.
+void choose_new_pivots(DirectSolver& solver, const System& system, Report& report) {
+  const Phase phase("refactorising", report.refactorise_time);
+  solver.factorise(system.values, system.name());
+  report.new_pivots = true;
+}
+
 void factorise(DirectSolver& solver, const System& system, Report& report) {
   {
     const Phase phase("analysing", report.analyse_time);
-    solver.analyse();
+    report.analysed = solver.analyse();
   }
   {
     const Phase phase("factorising", report.factorise_time);
     solver.factorise(system.matrix.value, system.matrix.name);
   }
   if (!system.second) return;
-  const Phase phase("refactorising", report.refactorise_time);
-  report.new_pivots = !solver.refactorise(system.values);
-  if (report.new_pivots) solver.factorise(system.values, system.name());
+  bool suited = false;
+  {
+    const Phase phase("refactorising", report.refactorise_time);
+    suited = solver.refactorise(system.values);
+  }
+  if (!suited) choose_new_pivots(solver, system, report);
 }
 
 Effort effort(const Options& options) {
@@ -121,36 +135,41 @@ Effort effort(const Options& options) {
   return options.refine ? Effort::kRefine : Effort::kBackwardErrors;
 }
 
-/// Rounding leaves small pivots where there should be none. The solution then has a small residual, and no
-/// digit that holds. That alone may also come of columns that differ much in size, which is no fault.
-void refuse_nearly_singular(DirectSolver& solver, const System& system, bool transposed, Report& report) {
+/// Solves with the factors at hand.
+/// @return why they are of no use, if they are of none
+std::optional<std::string> attempt(DirectSolver& solver, const System& system, const Options& options,
+                                   Report& report) {
+  solve_mtx::Solution& solution = report.solution;
+  {
+    const Phase phase("solving", report.solve_time);
+    solution = solver.solve(system.b, options.transpose, effort(options));
+  }
+  if (!all_finite(solution.x)) return "the solution is too large for numbers";
   const Phase phase("checking", report.check_time);
-  const auto unsure = [](double error) { return error >= 1 && std::isfinite(error); };
-  const double error = uncertainty(solver, system.b, transposed);
-  if (!unsure(error)) return;
-  if (!unsure(uncertainty(solver, balanced_right_hand_side(system.matrix, system.values, transposed),
-                          transposed)))
-    return;
-  throw solve_mtx::Singular(
-      fmt::format("{}: the matrix is singular to working precision (forward error estimate {:.2g})",
-                  system.name(), error));
+  const solve_mtx::Equations equations{system.matrix, system.values, options.transpose};
+  if (const auto error = hopeless_error(solver, equations, system.b))
+    return fmt::format("the matrix is singular to working precision (forward error estimate {:.2g})", *error);
+  if (options.estimate && options.solver.method == Method::kMa38)  // which has no estimate of its own
+    solution.forward_error = forward_error(solver, equations, solution.x, system.b);
+  return std::nullopt;
 }
 
 void solve(DirectSolver& solver, System& system, const Options& options, Report& report) {
   default_right_hand_side(system, options.transpose);
-  {
-    const Phase phase("solving", report.solve_time);
-    report.solution = solver.solve(system.b, options.transpose, effort(options));
+  auto complaint = attempt(solver, system, options, report);
+  if (complaint && system.second && !report.new_pivots) {  // no fault of the matrix, perhaps
+    choose_new_pivots(solver, system, report);
+    complaint = attempt(solver, system, options, report);
   }
-  const std::vector<double>& x = report.solution.x;
-  if (!all_finite(x)) throw solve_mtx::Singular(system.name() + ": the solution is too large for numbers");
-  refuse_nearly_singular(solver, system, options.transpose, report);
-  report.residual = scaled_residual(system.matrix, system.values, options.transpose, x, system.b);
+  if (complaint) throw solve_mtx::Singular(system.name() + ": " + *complaint);
+  report.residual =
+      scaled_residual(system.matrix, system.values, options.transpose, report.solution.x, system.b);
   report.refine = options.refine || options.estimate;
   report.estimate = options.estimate;
 }
 
 void describe(const DirectSolver& solver, const System& system, const Options& options, Report& report) {
+  report.method = options.solver.method;
   report.file = options.matrix_path;
   report.refactored_file = options.second_path;
   report.transposed = options.transpose;
@@ -163,10 +182,10 @@ int run(const Options& options) {
   Report report;
   System system = read_system(options, report);
   report.pattern = study_pattern(system.matrix, options.pattern);  // shows what singular matrices lack, too
-  DirectSolver solver(system.matrix, options.solver);
-  factorise(solver, system, report);
-  solve(solver, system, options, report);
-  describe(solver, system, options, report);
+  const std::unique_ptr<DirectSolver> solver = make_solver(system.matrix, options.solver);
+  factorise(*solver, system, report);
+  solve(*solver, system, options, report);
+  describe(*solver, system, options, report);
   if (!options.out_path.empty()) {
     const std::string text = solve_mtx::vector_text(report.solution.x);
     if (const auto failure = examples::write_whole_file(options.out_path, text))
@@ -191,6 +210,22 @@ void declare_pattern(CLI::App& app, solve_mtx::PatternOptions& pattern) {
                  "given, and with --reorder after.svg");
 }
 
+void declare_solver(CLI::App& app, solve_mtx::SolverSettings& solver) {
+  const std::map<std::string, Method> methods{{"ma48", Method::kMa48}, {"ma38", Method::kMa38}};
+  app.add_option_function<std::string>(
+         "--solver", [&solver, methods](const std::string& name) { solver.method = methods.at(name); },
+         "ma48, column by column, for matrices that stay sparse (default); ma38, multifrontal, for those "
+         "that "
+         "fill in, as meshes do")
+      ->check(CLI::IsMember(methods));
+  app.add_flag("--btf,!--no-btf", solver.block_form, "look for a block triangular form (default), or do not");
+  app.add_option("--pivot-tolerance", solver.threshold,
+                 "least pivot, as part of the largest element of its column: from 0 to 1 (0.1)");
+  app.add_flag(
+      "--keep-matrix", solver.keep_matrix,
+      "have ma38 keep a copy of A with the factors; --refine and --error-estimate see to it themselves");
+}
+
 void declare(CLI::App& app, Options& options) {
   app.add_option("matrix", options.matrix_path, "the matrix A (Matrix Market, coordinate)")->required();
   app.add_option("--rhs", options.rhs_path,
@@ -201,10 +236,8 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--refactor-with", options.second_path,
                  "a matrix with entries in the same places: factorise A, then this one on the pivots of A, "
                  "and solve with this one");
-  app.add_flag("--no-btf", options.no_block_form, "look for no block triangular form");
-  app.add_option("--pivot-tolerance", options.solver.threshold,
-                 "least pivot, as part of the largest element of its column: from 0 to 1 (0.1)");
   app.add_option("--out", options.out_path, "write the solution to this file (Matrix Market, array)");
+  declare_solver(app, options.solver);
   declare_pattern(app, options.pattern);
   app.add_flag("--json", options.json, "print the report as JSON");
 }
@@ -233,6 +266,8 @@ void check_options(const CLI::App& app, const Options& options) {
   const double threshold = options.solver.threshold.value_or(0);
   if (!(0 <= threshold && threshold <= 1))  // nor is it NaN
     throw CLI::ValidationError("--pivot-tolerance", "must lie between 0 and 1");
+  if (options.solver.keep_matrix && options.solver.method != Method::kMa38)
+    throw CLI::ValidationError("--keep-matrix", "needs --solver ma38; ma48 always keeps A");
 }
 
 int parse_and_run(int argc, char** argv) {
@@ -245,7 +280,9 @@ int parse_and_run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;
   }
-  options.solver.block_form = !options.no_block_form;
+  // ma38 does not refine without.
+  if (options.solver.method == Method::kMa38 && (options.refine || options.estimate))
+    options.solver.keep_matrix = true;
   return run(options);
 }
 

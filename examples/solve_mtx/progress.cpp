@@ -17,7 +17,7 @@ Phase::Phase(std::string name, double& seconds) : name_(std::move(name)), second
 }
 
 Phase::~Phase() {
-  seconds_ = so_far();
+  seconds_ += so_far();
   if (!ticker_.joinable()) return;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -14,7 +14,7 @@ namespace solve_mtx {
 /// there until it ends.
 class Phase {
  public:
-  /// @param seconds  out: how long the phase lasted, when it has ended
+  /// @param seconds  when the phase has ended, how long it lasted is added
   Phase(std::string name, double& seconds);
   ~Phase();
   Phase(const Phase&) = delete;

@@ -20,26 +20,38 @@ void add_line(Page& page, std::string_view name, const std::string& value) {
   page.add("{:<24} {}\n", name, value);
 }
 
+std::string blocks(const Facts& facts) {
+  std::string text = fmt::format("{}", facts.blocks);
+  if (facts.singletons) text += fmt::format(", {} of order 1", *facts.singletons);
+  if (!facts.largest_block) return text;
+  if (*facts.largest_block == 0) return text + ", all triangular";
+  return text + fmt::format(", order of the largest that is not triangular {}", *facts.largest_block);
+}
+
+std::string operations(const Report& r) {
+  std::string text = fmt::format("{:g}", r.facts.operations);
+  if (const auto level3 = r.facts.level3_operations; level3 && r.facts.operations > 0)
+    text += fmt::format(", {:.0f} % between dense matrices", 100 * *level3 / r.facts.operations);
+  if (r.refactored_file.empty()) return text;
+  return text + (r.new_pivots ? ", to factorise " : ", to refactorise ") + r.refactored_file;
+}
+
 void add_matrix(Page& page, const Report& r) {
   const Facts& facts = r.facts;
   add_line(page, "matrix", r.file + (r.transposed ? ", transposed" : ""));
+  add_line(page, "solver", name_of(r.method));
   add_line(page, "order", fmt::format("{}", r.order));
   add_line(page, "entries",
            fmt::format(
                "{}{}", r.entries,
                facts.duplicates > 0 ? fmt::format(", of them {} summed to others", facts.duplicates) : ""));
-  add_line(page, "blocks",
-           fmt::format("{}, {}", facts.blocks,
-                       facts.largest_block > 0 ? fmt::format("order of the largest that is not triangular {}",
-                                                             facts.largest_block)
-                                               : "all triangular"));
-  add_line(page, "structural rank", fmt::format("{}", facts.structural_rank));
+  add_line(page, "blocks", blocks(facts));
+  if (facts.structural_rank) add_line(page, "structural rank", fmt::format("{}", *facts.structural_rank));
   add_line(page, "numerical rank", fmt::format("{}", facts.rank));
   add_line(page, "entries in the factors", fmt::format("{}", facts.factor_entries));
-  const char* work = r.new_pivots ? ", to factorise " : ", to refactorise ";
-  add_line(
-      page, "operations",
-      fmt::format("{:g}", facts.operations) + (r.refactored_file.empty() ? "" : work + r.refactored_file));
+  if (facts.kept_reals && facts.kept_indices)
+    add_line(page, "kept", fmt::format("{} numbers, {} indices", *facts.kept_reals, *facts.kept_indices));
+  add_line(page, "operations", operations(r));
 }
 
 void add_pattern(Page& page, const PatternFacts& pattern) {
@@ -55,7 +67,7 @@ void add_pattern(Page& page, const PatternFacts& pattern) {
 void add_times(Page& page, const Report& r) {
   add_line(page, "time to read", seconds(r.read_time));
   if (r.pattern.reordering) add_line(page, "time to reorder", seconds(r.pattern.seconds));
-  add_line(page, "time to analyse", seconds(r.analyse_time));
+  if (r.analysed) add_line(page, "time to analyse", seconds(r.analyse_time));
   add_line(page, "time to factorise", seconds(r.factorise_time));
   if (!r.refactored_file.empty())
     add_line(page, "time to refactorise",
@@ -68,12 +80,14 @@ void add_times(Page& page, const Report& r) {
 void add_errors(Page& page, const Report& r) {
   const Solution& found = r.solution;
   add_line(page, "scaled residual", error_size(r.residual));
-  add_line(page, "backward errors",
-           error_size(found.backward_error[0]) + ' ' + error_size(found.backward_error[1]));
+  if (const auto& errors = found.backward_errors)
+    add_line(page, "backward errors",
+             error_size(errors->judged_by_terms) + ' ' + error_size(errors->nearly_without_terms));
+  if (found.refinements) add_line(page, "refinement steps", fmt::format("{}", *found.refinements));
   if (!found.refined) add_line(page, "refinement", "did not settle");
   if (r.estimate)
     add_line(page, "forward error estimate",
-             found.estimated ? error_size(found.forward_error) : "did not settle");
+             found.forward_error ? error_size(*found.forward_error) : "did not settle");
 }
 
 std::string quoted(std::string_view text) {
@@ -105,6 +119,21 @@ void add_pattern_json(Page& page, const PatternFacts& pattern) {
   page.add("  \"pictures\": [{}],\n", paths);
 }
 
+void add_facts_json(Page& page, const Facts& facts) {
+  const auto add = [&page](const char* name, const auto& figure) {
+    if (figure) page.add("  \"{}\": {},\n", name, *figure);
+  };
+  page.add("  \"blocks\": {},\n", facts.blocks);
+  add("largest_block", facts.largest_block);
+  add("singletons", facts.singletons);
+  add("structural_rank", facts.structural_rank);
+  page.add("  \"numerical_rank\": {},\n  \"factor_entries\": {},\n  \"operations\": {},\n", facts.rank,
+           facts.factor_entries, number(facts.operations));
+  add("level3_operations", facts.level3_operations);
+  add("kept_numbers", facts.kept_reals);
+  add("kept_indices", facts.kept_indices);
+}
+
 }  // namespace
 
 std::string report_text(const Report& report) {
@@ -121,27 +150,28 @@ std::string report_json(const Report& r) {
   const Solution& found = r.solution;
   Page page;
   page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", quoted(r.file), r.transposed);
+  page.add("  \"solver\": \"{}\",\n", name_of(r.method));
   page.add("  \"order\": {},\n  \"entries\": {},\n  \"duplicates\": {},\n", r.order, r.entries,
            facts.duplicates);
   add_pattern_json(page, r.pattern);
-  page.add("  \"blocks\": {},\n  \"largest_block\": {},\n", facts.blocks, facts.largest_block);
-  page.add("  \"structural_rank\": {},\n  \"numerical_rank\": {},\n", facts.structural_rank, facts.rank);
-  page.add("  \"factor_entries\": {},\n  \"operations\": {},\n", facts.factor_entries,
-           number(facts.operations));
+  add_facts_json(page, facts);
   page.add("  \"seconds\": {{\"read\": {}, ", number(r.read_time));
   if (r.pattern.reordering) page.add("\"reorder\": {}, ", number(r.pattern.seconds));
-  page.add("\"analyse\": {}, \"factorise\": {}, ", number(r.analyse_time), number(r.factorise_time));
+  if (r.analysed) page.add("\"analyse\": {}, ", number(r.analyse_time));
+  page.add("\"factorise\": {}, ", number(r.factorise_time));
   if (!r.refactored_file.empty()) page.add("\"refactorise\": {}, ", number(r.refactorise_time));
   page.add("\"solve\": {}, \"check\": {}}},\n", number(r.solve_time), number(r.check_time));
   if (!r.refactored_file.empty())
     page.add("  \"refactored_with\": {0},\n  \"operations_of\": {0},\n  \"new_pivots\": {1},\n",
              quoted(r.refactored_file), r.new_pivots);
-  page.add("  \"scaled_residual\": {},\n", number(r.residual));
-  page.add("  \"backward_errors\": [{}, {}]", number(found.backward_error[0]),
-           number(found.backward_error[1]));
+  page.add("  \"scaled_residual\": {}", number(r.residual));
+  if (const auto& errors = found.backward_errors)
+    page.add(",\n  \"backward_errors\": [{}, {}]", number(errors->judged_by_terms),
+             number(errors->nearly_without_terms));
   if (r.refine) page.add(",\n  \"refined\": {}", found.refined);
+  if (found.refinements) page.add(",\n  \"refinements\": {}", *found.refinements);
   if (r.estimate)
-    page.add(",\n  \"forward_error\": {}", found.estimated ? number(found.forward_error) : "null");
+    page.add(",\n  \"forward_error\": {}", found.forward_error ? number(*found.forward_error) : "null");
   page.add("\n}}\n");
   return page.take();
 }

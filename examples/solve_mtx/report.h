@@ -9,8 +9,10 @@ namespace solve_mtx {
 
 /// What a run found out.
 struct Report {
+  Method method = Method::kMa48;
   std::string file, refactored_file;  // the second empty if there was none
   bool transposed = false, new_pivots = false;
+  bool analysed = false;  // apart from factorising
   int order = 0, entries = 0;
   PatternFacts pattern;
   Facts facts;

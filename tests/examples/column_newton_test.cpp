@@ -94,16 +94,51 @@ TEST(Newton, ComesOutWhereTheBubblePointMethodDoes) {
     SCOPED_TRACE(c.title);
     const InternalFlows flows = internal_flows(c);
     const Solution slow = solve(c, flows, Solver::kArrow);
-    const NewtonSolution newton = solve_newton(c, flows);
     ASSERT_EQ(slow.outcome, Outcome::kOk) << slow.complaint;
-    ASSERT_EQ(newton.outcome, Outcome::kOk) << newton.complaint;
-    EXPECT_LE(NewtonCheck{profile_difference(slow.profile, newton.profile)}.largest(), NewtonCheck::kLimit);
-    EXPECT_LE(newton.steps, 8);
-    EXPECT_EQ(newton.pivot_orders, 1);
-    const Closure closed = closure(c, flows, newton.profile);
-    EXPECT_LE(closed.worst(), 1e-12);
-    EXPECT_LE(closed.liquid_sum, 1e-12);
-    EXPECT_LE(closed.vapour_sum, 1e-12);
+    for (const StepMethod solver : {StepMethod::kMa48, StepMethod::kMa38}) {
+      SCOPED_TRACE(name_of(solver));
+      const NewtonSolution newton = solve_newton(c, flows, solver);
+      ASSERT_EQ(newton.outcome, Outcome::kOk) << newton.complaint;
+      EXPECT_LE(NewtonCheck{profile_difference(slow.profile, newton.profile)}.largest(), NewtonCheck::kLimit);
+      EXPECT_LE(newton.steps, 8);
+      EXPECT_EQ(newton.pivot_orders, 1);
+      const Closure closed = closure(c, flows, newton.profile);
+      EXPECT_LE(closed.worst(), 1e-12);
+      EXPECT_LE(closed.liquid_sum, 1e-12);
+      EXPECT_LE(closed.vapour_sum, 1e-12);
+    }
+  }
+}
+
+/// A cycle: an entry each on the diagonal and behind it.
+SparseEntries cycle(double diagonal, double other) {
+  constexpr int kOrder = 8;
+  SparseEntries entries;
+  for (int i = 1; i <= kOrder; ++i) {
+    entries.rows.insert(entries.rows.end(), {i, i});
+    entries.columns.insert(entries.columns.end(), {i, i % kOrder + 1});
+    entries.values.insert(entries.values.end(), {diagonal, other});
+  }
+  return entries;
+}
+
+TEST(StepSolver, ChoosesANewOrderWhereThePivotsFail) {
+  for (const StepMethod method : {StepMethod::kMa48, StepMethod::kMa38}) {
+    SCOPED_TRACE(name_of(method));
+    const auto solver = make_step_solver(method, cycle(4, 1), 8);
+    std::vector<double> x;
+    const struct {
+      double diagonal, other;
+      int orders[2];  // the class behind ma48 chooses anew by itself
+    } steps[] = {{4, 1, {1, 1}}, {5, 2, {1, 1}}, {0, 2, {1, 2}}, {0, 3, {1, 2}}};
+    for (const auto& step : steps) {
+      const std::vector<double> b(8, step.diagonal + step.other);
+      ASSERT_TRUE(solver->solve(cycle(step.diagonal, step.other), b, x));
+      EXPECT_EQ(solver->orders(), step.orders[static_cast<int>(method)])
+          << step.diagonal << ' ' << step.other;
+      for (const double value : x) EXPECT_NEAR(value, 1, 1e-14);
+    }
+    EXPECT_FALSE(solver->solve(cycle(-1, 1), std::vector<double>(8, 1), x)) << "singular";
   }
 }
 
@@ -188,8 +223,12 @@ TEST_F(NewtonProgram, PrintsBothAnswersAndTheirAgreement) {
 
   EXPECT_EQ(run(good + "--method newton --tolerance 1e-3"), 4);
   EXPECT_NE(err_.find("newton and bubble-point answers differ by "), std::string::npos) << err_;
-  EXPECT_EQ(run(good + "--method secant"), 2);
-  EXPECT_NE(err_.find("--method"), std::string::npos) << err_;
+  EXPECT_EQ(run(good + "--method newton --solver ma38"), 0) << err_;
+  EXPECT_TRUE(printed(" entries in its matrix, solved by ma38\n")) << out_;
+  for (const std::string usage : {"--method secant", "--method newton --solver ma47", "--solver ma38"}) {
+    EXPECT_EQ(run(good + usage), 2);
+    EXPECT_NE(err_.find(usage == "--method secant" ? "--method" : "--solver"), std::string::npos) << err_;
+  }
 }
 
 }  // namespace
