@@ -1,7 +1,6 @@
 // From the caller's triplets to columns.
 
 #include <algorithm>
-#include <cstring>
 
 #include "sparse/ma38/kernels.h"
 
@@ -35,9 +34,10 @@ class Conversion {
  private:
   int& given_row(Index k) const { return index_(k); }
   int& given_column(Index k) const { return index_(ne_ + k); }
-  int row(Index k) const { return transa_ ? given_column(k) : given_row(k); }
-  int column(Index k) const { return transa_ ? given_row(k) : given_column(k); }
-  bool valid(int i) const { return 1 <= i && i <= n_; }
+  bool valid(int i) const { return static_cast<unsigned>(i) - 1u < static_cast<unsigned>(n_); }
+  /// Above the triplets, by places from 1 on.
+  int* sorted_rows() const { return index_.data() + std::max(2 * ne_, n_ + 1) - 1; }
+  double* sorted_values() const { return value_.data() + ne_ - 1; }
   void report(int code, int row, int column, double value) const {
     if (details_) ma38_report(who_, code, row, column, value, unit_);
   }
@@ -53,10 +53,12 @@ class Conversion {
 
 Index Conversion::drop_invalid() {
   std::fill_n(w_.data(), n_, 0);
+  int* const count = w_.data() - 1;
+  const int* const columns = transa_ ? &given_row(1) - 1 : &given_column(1) - 1;
   Index nz = ne_;
   for (Index k = ne_; k >= 1; --k) {  // backward: what moves into a gap has been examined
     if (valid(given_row(k)) && valid(given_column(k))) {
-      ++w_(column(k));
+      ++count[columns[k]];
       continue;
     }
     report(kEntryOutOfRange, given_row(k), given_column(k), value_(k));
@@ -77,37 +79,42 @@ void Conversion::find_starts() {
 }
 
 void Conversion::sort_into_columns(Index nz) {
-  const OneBased<int> rows = index_.from(std::max(2 * ne_, n_ + 1) + 1);  // above the triplets
-  const OneBased<double> values = value_.from(ne_ + 1);
-  for (Index k = 1; k <= nz; ++k) {
-    const int place = w_(column(k))++;
-    rows(place) = row(k);
-    values(place) = value_(k);
+  const int* const given_rows = transa_ ? &given_column(1) : &given_row(1);
+  const int* const given_columns = transa_ ? &given_row(1) : &given_column(1);
+  int* const next = w_.data() - 1;
+  int* const rows = sorted_rows();
+  double* const values = sorted_values();
+  for (Index k = 0; k < nz; ++k) {
+    const int place = next[given_columns[k]]++;
+    rows[place] = given_rows[k];
+    values[place] = value_.data()[k];
   }
-  // Few entries: the rows may stand in their place already.
-  std::memmove(index_.data() + n_ + 1, rows.data(), sizeof(int) * static_cast<std::size_t>(nz));
-  std::copy_n(values.data(), nz, value_.data());
 }
 
+/// The columns move to the front, each place not above where it is read.
 Index Conversion::sum_duplicates() {
-  const OneBased<int> rows = index_.from(n_ + 2);
   std::fill_n(w_.data(), n_, 0);  // w(i): the place of row i in the column, if not below its start
+  int* const places = w_.data() - 1;
+  int* const rows = index_.data() + n_;
+  double* const values = value_.data() - 1;
+  const int* const sorted = sorted_rows();
+  const double* const sorted_value = sorted_values();
   int place = 1;
   for (Index j = 1; j <= n_; ++j) {
     const int start = place;
-    const Index begin = ap_(j), end = ap_(j + 1);
-    for (Index q = begin; q < end; ++q) {
-      const int i = rows(q);
-      if (w_(i) >= start) {
+    const Index end = ap_(j + 1);
+    for (Index q = ap_(j); q < end; ++q) {
+      const int i = sorted[q];
+      const double value = sorted_value[q];
+      if (places[i] >= start) {
         const int column = static_cast<int>(j);
-        report(kEntryRepeated, transa_ ? column : i, transa_ ? i : column, value_(q));
-        value_(w_(i)) += value_(q);
+        report(kEntryRepeated, transa_ ? column : i, transa_ ? i : column, value);
+        values[places[i]] += value;
         continue;
       }
-      w_(i) = place;
-      rows(place) = i;
-      value_(place) = value_(q);
-      ++place;
+      places[i] = place;
+      rows[place] = i;
+      values[place++] = value;
     }
     ap_(j) = start;
   }

@@ -18,8 +18,8 @@ void FactorCall::begin(int reset_keep) {
   std::fill_n(in_.info, int{kInfoLength}, 0);
   std::fill_n(in_.rinfo, int{kRinfoLength}, 0.0);
   std::fill_n(in_.keep, reset_keep, 0);
-  results_(kEntries) = results_(kDiagonalEntries) = in_.ne;
   dump(false);
+  results_(kEntries) = results_(kDiagonalEntries) = in_.ne;
 }
 
 void FactorCall::end() {

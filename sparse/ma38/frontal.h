@@ -85,7 +85,7 @@ struct Frontal {
   Index pivots = 0;
   Index elements = 0;  // LU elements stored
   Index min_degree = 1;
-  Index largest_front = 0;
+  Index largest_front = 0;  // or dense column: the next stamp is above all counters
 
   // The LU elements of the present front, and the elements assembled since the last flush: a list through
   // row_map, -2 - next, which no row needs any more (see note_child).

@@ -60,34 +60,66 @@ void eliminate(Frontal& f, const Pivot& pivot) {
 
 int as_int(Index value) { return static_cast<int>(value); }
 
+/// Products that a plain loop has summed up before a call of the BLAS begins to.
+constexpr Index kFewProducts = 128;
+
+void subtract_multiple(const double* __restrict x, double factor, double* __restrict y, Index count) {
+  for (Index i = 0; i < count; ++i) y[i] -= x[i] * factor;
+}
+
+/// y -= L of the pending pivots times x, their entries in a column; in the order of elimination, from the
+/// last column of L to the first.
+void subtract_pivots(const double* l, Index ld, const double* x, Index pending, double* y, Index rows) {
+  for (Index p = pending - 1; p >= 0; --p) subtract_multiple(l + p * ld, x[p], y, rows);
+}
+
 /// y (live rows) -= L of the pending pivots times what their rows have in `column`.
 void update_column(const Frontal& f, Index column, double* y, Index rows) {
-  const int m = as_int(rows), pending = as_int(f.batch - f.updated), ld = as_int(f.dr);
-  if (m == 0 || pending == 0) return;
-  dgemv_("N", &m, &pending, &kMinusOne, &f.at(0, (f.dc - f.batch) * f.dr), &ld,
-         &f.at(f.dr - f.batch, column * f.dr), &kUnitStep, &kOne, y, &kUnitStep, 1);
+  const Index pending = f.batch - f.updated;
+  if (rows == 0 || pending == 0) return;
+  const double* l = &f.at(0, (f.dc - f.batch) * f.dr);
+  const double* x = &f.at(f.dr - f.batch, column * f.dr);
+  if (rows * pending <= kFewProducts) {
+    subtract_pivots(l, f.dr, x, pending, y, rows);
+    return;
+  }
+  const int m = as_int(rows), n = as_int(pending), ld = as_int(f.dr);
+  dgemv_("N", &m, &n, &kMinusOne, l, &ld, x, &kUnitStep, &kOne, y, &kUnitStep, 1);
 }
 
 /// Row `row` over the live columns -= its L entries of the pending pivots times their U.
-void update_row(const Frontal& f, Index row, Index first_pending, Index pending_count) {
-  const int pending = as_int(pending_count), columns = as_int(f.fncols), ld = as_int(f.dr);
-  if (columns == 0 || pending == 0) return;
-  dgemv_("T", &pending, &columns, &kMinusOne, &f.at(f.dr - first_pending, 0), &ld,
-         &f.at(row, (f.dc - first_pending) * f.dr), &ld, &kOne, &f.at(row, 0), &ld, 1);
+void update_row(const Frontal& f, Index row, Index first_pending, Index pending) {
+  if (f.fncols == 0 || pending == 0) return;
+  const double* u = &f.at(f.dr - first_pending, 0);
+  const double* l = &f.at(row, (f.dc - first_pending) * f.dr);
+  double* y = &f.at(row, 0);
+  if (f.fncols * pending <= kFewProducts) {
+    for (Index j = 0; j < f.fncols; ++j, u += f.dr, y += f.dr) {
+      for (Index p = pending - 1; p >= 0; --p) *y -= l[p * f.dr] * u[p];
+    }
+    return;
+  }
+  const int m = as_int(pending), n = as_int(f.fncols), ld = as_int(f.dr);
+  dgemv_("T", &m, &n, &kMinusOne, u, &ld, l, &ld, &kOne, y, &ld, 1);
 }
 
 /// Applies the pending pivots to the live part as it was before the extension.
 void update_live(Frontal& f, const Extent& live) {
-  const Index pending_count = f.batch - f.updated;
-  f.results(kLevel3Flops) += 2.0 * static_cast<double>(pending_count) * static_cast<double>(live.rows) *
-                             static_cast<double>(live.columns);
-  if (pending_count > 0 && live.rows > 0 && live.columns > 0) {
-    const int m = as_int(live.rows), n = as_int(live.columns), pending = as_int(pending_count),
-              ld = as_int(f.dr);
-    dgemm_("N", "N", &m, &n, &pending, &kMinusOne, &f.at(0, (f.dc - f.batch) * f.dr), &ld,
-           &f.at(f.dr - f.batch, 0), &ld, &kOne, &f.at(0, 0), &ld, 1, 1);
-  }
+  const Index pending = f.batch - f.updated;
+  f.results(kLevel3Flops) +=
+      2.0 * static_cast<double>(pending) * static_cast<double>(live.rows) * static_cast<double>(live.columns);
   f.updated = f.batch;
+  if (pending == 0 || live.rows == 0 || live.columns == 0) return;
+  const double* l = &f.at(0, (f.dc - f.batch) * f.dr);
+  if (live.rows * live.columns * pending <= kFewProducts) {
+    for (Index j = 0; j < live.columns; ++j) {
+      subtract_pivots(l, f.dr, &f.at(f.dr - f.batch, j * f.dr), pending, &f.at(0, j * f.dr), live.rows);
+    }
+    return;
+  }
+  const int m = as_int(live.rows), n = as_int(live.columns), k = as_int(pending), ld = as_int(f.dr);
+  dgemm_("N", "N", &m, &n, &k, &kMinusOne, l, &ld, &f.at(f.dr - f.batch, 0), &ld, &kOne, &f.at(0, 0), &ld, 1,
+         1);
 }
 
 // ---- The next pivot of the same front

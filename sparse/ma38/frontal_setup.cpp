@@ -59,6 +59,7 @@ EntryCounts count_rows(Frontal& f) {
     counts.all += entries;
     if (!dense) continue;
     counts.dense += entries;
+    f.largest_front = std::max(f.largest_front, entries);
     f.rp(++element) = to_int(object);
     f.rt(element) = f.ro(element) = to_int(f.stamp - 1);
     f.word(object, kTuples) = 1;

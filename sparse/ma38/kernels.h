@@ -33,6 +33,8 @@ enum Detail {
 // ---- Messages (messages.cpp)
 
 void ma38_report(Who who, int code, int detail1, int detail2, double value, int unit);
+/// Tells an entry that is dropped, if the print level asks for that.
+void report_dropped(Who who, const int* icntl, Detail code, int row, int column, double value);
 /// Sets INFO(1) and issues the message.
 void ma38_set_info(Who who, const int* icntl, int& status, int code, int detail);
 

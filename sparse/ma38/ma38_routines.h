@@ -23,7 +23,7 @@ extern "C" {
 ///   (1), (2), (3)  6, 6, 2: units and level of the diagnostics, which go nowhere in this library
 ///   (4) 1     1: permute to block triangular form; else not
 ///   (5) 4     columns examined in the pivot search, at least 1
-///   (6) 0     not 0: prefer pivots on the diagonal
+///   (6) 0     not 0: prefer pivots on the diagonal; keeps digits where it is large, as on grids
 ///   (7) 16    pivots whose updates are applied at once, at least 1
 ///   (8) 0     most steps of iterative refinement in ma38cd_
 CORVIDNUM_API int ma38id_(int* keep, double* cntl, int* icntl);
@@ -59,11 +59,13 @@ CORVIDNUM_API int ma38ad_(const int* n, const int* ne, const int* job, const int
 /// as for ma38ad_, but for
 /// @param value  [lvalue] in: the entries; the earlier factors' reals are not needed
 /// @param index  [lindex] in: rows and columns at (1) to (2 ne), and index(keep(4)) to index(keep(5)) as the
-///               earlier call left it; the two must not overlap: 2 ne at most keep(4)
+///               earlier call left it; an entry may take its first word, no more: 2 ne at most keep(4)
+/// @param lindex length of `index`, at least max(2 ne, n + 1) + 2 n + ne + 1 and the keep(5) - keep(4) + 1
+///               words of the pattern
 /// @param keep   [20] in: (4), (5); zero after an error, so whoever wants to try again keeps them, and the
 ///               words between
 /// @param info   [40] out, as for ma38ad_, and
-///   (1) -6 a pivot is zero; -7 keep or index are not what a factorisation left
+///   (1) -2 also: 2 ne above keep(4); -6 a pivot is zero; -7 keep or index are no factorisation's
 ///   (4) entries dropped because the pattern has no place for them; (1) has 1 then
 CORVIDNUM_API int ma38bd_(const int* n, const int* ne, const int* job, const int* transa, const int* lvalue,
                           const int* lindex, double* value, int* index, int* keep, const double* cntl,

@@ -111,6 +111,11 @@ void ma38_report(Who who, int code, int detail1, int detail2, double value, int 
   write_end();
 }
 
+void report_dropped(Who who, const int* icntl, Detail code, int row, int column, double value) {
+  const OneBased<const int> controls(icntl, kIcntlLength);
+  if (controls(kPrintLevel) >= 3) ma38_report(who, code, row, column, value, controls(kErrorUnit));
+}
+
 void ma38_set_info(Who who, const int* icntl, int& status, int code, int detail) {
   const OneBased<const int> controls(icntl, kIcntlLength);
   if (code < 0) {

@@ -32,7 +32,6 @@ class OffDiagonalRows {
   Index last(Index block) const { return in_.blkp(block + 1) - 1; }
   /// All that is not preserved lies off the blocks.
   bool above(Index row, Index k1) const { return !in_.preserved || row < k1; }
-  void report_below(Index k, Index p) const;
 
   const OffDiagonalInput& in_;
   const Index n_;
@@ -54,20 +53,13 @@ Wide OffDiagonalRows::count() {
         if (above(row, k1)) {
           ++offp_(row);
         } else if (row > k2 && in_.who == kRefactor) {
-          report_below(k, p);
+          report_dropped(in_.who, in_.icntl, kEntryBelowBlocks, m.ai(p), in_.cperm(k), m.ax(p));
           ++below;
         }
       }
     }
   }
   return below;
-}
-
-void OffDiagonalRows::report_below(Index k, Index p) const {
-  const OneBased<const int> controls(in_.icntl, kIcntlLength);
-  if (controls(kPrintLevel) < 3) return;
-  ma38_report(in_.who, kEntryBelowBlocks, in_.matrix.ai(p), in_.cperm(k), in_.matrix.ax(p),
-              controls(kErrorUnit));
 }
 
 /// Backward, from the ends of the rows, so that each row has ascending columns.

@@ -15,22 +15,27 @@ class ArrowMaker {
   Wide count();
   /// Makes begin(k) the end of arrow k, which fill() brings down to its start.
   void sum(Index start);
-  /// Writes the arrows `shift` places above their own. Not preserved: rows of what has been taken, or is to
-  /// be dropped, are negative then.
-  void fill(const Space& space, Index shift) const;
-  /// What has not been taken moves down to place 1, by original columns.
-  void pack_the_rest() const;
+  /// Writes the arrows.
+  void fill(const Space& space) const;
+  /// Not preserved: writes them `shift` places above their own, and what lies above the blocks moves down to
+  /// place 1, by original columns.
+  void fill_and_pack(const Space& space, Index shift) const;
 
  private:
   struct Range {
     Index first, last;
+    bool has(Index position) const { return first <= position && position <= last; }
   };
+  struct Target;
+  Target target(const Space& space, Index shift) const;
   Index blocks() const { return in_.blkp.size() - 1; }
   Range block(Index b) const { return {in_.blkp(b), in_.blkp(b + 1) - 1}; }
-  void report_below(Index column, Index p) const;
-  /// visit(p, row, column, block) for each entry, by its number and its positions.
+  /// The block of a position; `near` is that of another one.
+  Range block_of(Index position, const Range& near) const;
+  void report_below(Index p) const;
+  /// visit(j, column, block) for each column, by its number and its position.
   template <class Visit>
-  void each_entry(Visit visit) const;
+  void each_column(Visit visit) const;
 
   const PatternInput& in_;
   const Columns& matrix_;
@@ -40,43 +45,58 @@ class ArrowMaker {
 };
 
 template <class Visit>
-void ArrowMaker::each_entry(Visit visit) const {
-  const int* position = in_.row_position.data() - 1;
-  const int* rows = matrix_.ai.data() - 1;
-  for (Index b = 1; b <= blocks(); ++b) {
-    const Range range = block(b);
-    for (Index column = range.first; column <= range.last; ++column) {
-      const Index j = in_.cperm(column), end = matrix_.ap(j + 1);
-      for (Index p = matrix_.ap(j); p < end; ++p) visit(p, Index{position[rows[p]]}, column, range);
-    }
+void ArrowMaker::each_column(Visit visit) const {
+  Range range = block(1);
+  for (Index j = 1; j <= in_.column_position.size(); ++j) {
+    const Index column = in_.column_position(j);
+    range = block_of(column, range);
+    visit(j, column, range);
   }
+  if (in_.column_position.size() > 0) return;
+  for (Index b = 1; b <= blocks(); ++b) {
+    range = block(b);
+    for (Index column = range.first; column <= range.last; ++column) visit(in_.cperm(column), column, range);
+  }
+}
+
+ArrowMaker::Range ArrowMaker::block_of(Index position, const Range& near) const {
+  return near.has(position) ? near : block(in_.block_number(position));
 }
 
 Wide ArrowMaker::count() {
   std::fill_n(begin_.data(), in_.blkp(in_.blkp.size()) - first_, 0);
   Wide above = 0, below = 0, entries = 0;
-  int* const count = begin_.data();
-  each_entry([&](Index p, Index row, Index column, const Range& range) {
-    if (row < range.first) {
-      ++above;
-    } else if (row > range.last) {
-      ++below;
-      if (!in_.preserved) report_below(column, p);
-    } else {
-      ++entries;
-      ++count[std::min(row, column) - first_];
+  int* const count = begin_.data() - first_;
+  const int* const position = in_.row_position.data() - 1;
+  const int* const rows = matrix_.ai.data() - 1;
+  each_column([&](Index j, Index column, const Range& range) {
+    const Index begin = matrix_.ap(j), end = matrix_.ap(j + 1);
+    Wide outside = 0;
+    for (Index p = begin; p < end; ++p) {
+      const Index row = position[rows[p]];
+      if (range.has(row)) {
+        ++count[std::min(row, column)];
+        continue;
+      }
+      ++outside;
+      if (row < range.first) {
+        ++above;
+      } else {
+        ++below;
+        if (!in_.preserved) report_below(p);
+      }
     }
+    entries += end - begin - outside;
   });
   counts_.above += above;
   if (!in_.preserved) counts_.below += below;
   return entries;
 }
 
-void ArrowMaker::report_below(Index column, Index p) const {
-  const OneBased<const int> controls(in_.icntl, kIcntlLength);
-  if (controls(kPrintLevel) < 3) return;
-  ma38_report(kRefactor, kEntryBelowBlocks, matrix_.ai(p), in_.cperm(column), matrix_.ax(p),
-              controls(kErrorUnit));
+void ArrowMaker::report_below(Index p) const {
+  const int* const starts = matrix_.ap.data();
+  const Index j = std::upper_bound(starts, starts + matrix_.ap.size(), p) - starts;
+  report_dropped(kRefactor, in_.icntl, kEntryBelowBlocks, matrix_.ai(p), static_cast<int>(j), matrix_.ax(p));
 }
 
 void ArrowMaker::sum(Index start) {
@@ -90,36 +110,56 @@ void ArrowMaker::sum(Index start) {
   }
 }
 
-void ArrowMaker::fill(const Space& space, Index shift) const {
-  int* const end = begin_.data();
-  int* const words = space.ints.data() + shift - 1;
-  double* const reals = space.reals.data() + shift - 1;
-  int* const rows = matrix_.ai.data() - 1;
+/// Where the arrows are written, from their ends, by positions.
+struct ArrowMaker::Target {
+  int *end, *words;
+  double* reals;
+
+  void put(Index row, Index column, Index before, double value) const {
+    const Index place = --end[std::min(row, column)];
+    words[place] = static_cast<int>(row < column ? before - column : row - before);
+    reals[place] = value;
+  }
+};
+
+ArrowMaker::Target ArrowMaker::target(const Space& space, Index shift) const {
+  return {begin_.data() - first_, space.ints.data() + shift - 1, space.reals.data() + shift - 1};
+}
+
+void ArrowMaker::fill(const Space& space) const {
+  const Target arrows = target(space, 0);
+  const int* const position = in_.row_position.data() - 1;
+  const int* const rows = matrix_.ai.data() - 1;
   const double* const values = matrix_.ax.data() - 1;
-  each_entry([&](Index p, Index row, Index column, const Range& range) {
-    if (row < range.first) return;
-    if (row <= range.last) {
-      const Index place = --end[std::min(row, column) - first_], before = range.first - 1;
-      words[place] = static_cast<int>(row < column ? before - column : row - before);
-      reals[place] = values[p];
+  each_column([&](Index j, Index column, const Range& range) {
+    const Index end = matrix_.ap(j + 1);
+    for (Index p = matrix_.ap(j); p < end; ++p) {
+      const Index row = position[rows[p]];
+      if (range.has(row)) arrows.put(row, column, range.first - 1, values[p]);
     }
-    if (!in_.preserved) rows[p] = -rows[p];
   });
 }
 
-void ArrowMaker::pack_the_rest() const {
-  const OneBased<int> ap = matrix_.ap;
-  Index to = 1, from = ap(1);
-  for (Index j = 1; j < ap.size(); ++j) {
-    const Index end = ap(j + 1);
-    ap(j) = static_cast<int>(to);
-    for (; from < end; ++from) {
-      if (matrix_.ai(from) < 0) continue;
-      matrix_.ai(to) = matrix_.ai(from);
-      matrix_.ax(to++) = matrix_.ax(from);
+void ArrowMaker::fill_and_pack(const Space& space, Index shift) const {
+  const Target arrows = target(space, shift);
+  const int* const position = in_.row_position.data() - 1;
+  int* const rows = matrix_.ai.data() - 1;
+  double* const values = matrix_.ax.data() - 1;
+  Index to = 1, p = matrix_.ap(1);
+  each_column([&](Index j, Index column, const Range& range) {
+    const Index end = matrix_.ap(j + 1);
+    matrix_.ap(j) = static_cast<int>(to);
+    for (; p < end; ++p) {
+      const Index row = position[rows[p]];
+      if (range.has(row)) {
+        arrows.put(row, column, range.first - 1, values[p]);
+      } else if (row < range.first) {
+        rows[to] = rows[p];
+        values[to++] = values[p];
+      }
     }
-  }
-  ap(ap.size()) = static_cast<int>(to);
+  });
+  matrix_.ap(matrix_.ap.size()) = static_cast<int>(to);
 }
 
 /// Room for the arrows at the heads, which counts as used.
@@ -167,7 +207,7 @@ bool ma38_prior_pattern(const PatternInput& input, OneBased<int> begin, Space& s
   if (input.preserved) {
     maker.sum(space.ihead);
     if (!take_heads(space, entries, results)) return false;
-    maker.fill(space, 0);
+    maker.fill(space);
     return true;
   }
   const OneBased<int> ap = input.matrix.ap;
@@ -175,8 +215,7 @@ bool ma38_prior_pattern(const PatternInput& input, OneBased<int> begin, Space& s
   space.ihead = space.xhead = nz + 1;
   maker.sum(start);
   if (!take_heads(space, entries, results)) return false;
-  maker.fill(space, shift);
-  maker.pack_the_rest();
+  maker.fill_and_pack(space, shift);
   settle_heads(space, shift, entries, counts);
   return true;
 }

@@ -27,8 +27,12 @@ struct PatternInput {
                                      // is consumed: its `ap` and `ai`, `ax` from place 1 of the space on
   Columns matrix;                    // by original columns, with original rows
   OneBased<const int> blkp;          // [blocks + 1], ascending, 1 .. n+1
-  OneBased<const int> rperm, cperm;  // [n of the matrix]
   OneBased<const int> row_position;  // [n of the matrix] inverse of RPERM
+  /// One of the two is empty, [n of the matrix] each. The inverse of CPERM is there if all blocks are given:
+  /// the columns are visited as they stand then, whose entries go to the same few arrows, mostly, as those of
+  /// their neighbours.
+  OneBased<const int> cperm, column_position;
+  OneBased<const int> block_number;  // of each position, beside `column_position` if there are several blocks
   const int* icntl;
 };
 struct PatternCounts {

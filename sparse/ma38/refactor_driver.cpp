@@ -27,6 +27,9 @@ class RefactorDriver {
   bool group_entries();
   bool group_whole();
   bool group_consumed_blocks();
+  bool group_all(OneBased<const int> blkp, OneBased<int> begin, OneBased<int> row_position);
+  bool group_columns(OneBased<const int> blkp, OneBased<int> begin, OneBased<const int> row_position,
+                     OneBased<const int> column_position);
   bool group(const PatternInput& input, OneBased<int> begin);
   bool replay_whole();
   bool replay_blocks();
@@ -38,7 +41,6 @@ class RefactorDriver {
   bool take_work(Index count, OneBased<int>& work);
   void release_work(Index count);
   bool invert_rows(OneBased<int> row_position);
-  PatternInput pattern_input(OneBased<const int> blkp, OneBased<const int> row_position) const;
   double take_preserved_pivot(Index position);
   double take_consumed_pivot(Index begin);
   void make_pointers_relative();
@@ -101,16 +103,42 @@ bool RefactorDriver::invert_rows(OneBased<int> row_position) {
          fail(kCorrupted);
 }
 
-PatternInput RefactorDriver::pattern_input(OneBased<const int> blkp, OneBased<const int> row_position) const {
-  return {in_.preserved, in_.matrix, blkp, top_.rperm(), top_.cperm(), row_position, in_.icntl};
-}
-
 bool RefactorDriver::group(const PatternInput& input, OneBased<int> begin) {
   PatternCounts counts;
   if (!ma38_prior_pattern(input, begin, s_, counts, results_)) return false;
   figures_.nzoff += counts.above;
   figures_.below += counts.below;
   return true;
+}
+
+/// Looks whether both orders are permutations. The inverse of CPERM takes the room of RPERM for a while,
+/// which comes back from its own inverse.
+bool RefactorDriver::group_all(OneBased<const int> blkp, OneBased<int> begin, OneBased<int> row_position) {
+  const OneBased<int> column_position = top_.rperm();
+  if (!invert_permutation(top_.rperm(), row_position)) return fail(kCorrupted);
+  const bool good = invert_permutation(top_.cperm(), column_position)
+                        ? group_columns(blkp, begin, row_position, column_position)
+                        : fail(kCorrupted);
+  invert_permutation(row_position, top_.rperm());
+  return good;
+}
+
+/// Likewise numbers of blocks take the room of CPERM.
+bool RefactorDriver::group_columns(OneBased<const int> blkp, OneBased<int> begin,
+                                   OneBased<const int> row_position, OneBased<const int> column_position) {
+  const OneBased<const int> none(nullptr, 0);
+  if (!several()) {
+    return group({in_.preserved, in_.matrix, blkp, row_position, none, column_position, none, in_.icntl},
+                 begin);
+  }
+  const OneBased<int> block_number = top_.cperm();
+  for (Index b = 1; b <= in_.nblks; ++b) {
+    std::fill_n(&block_number(blkp(b)), blkp(b + 1) - blkp(b), static_cast<int>(b));
+  }
+  const bool good = group(
+      {in_.preserved, in_.matrix, blkp, row_position, none, column_position, block_number, in_.icntl}, begin);
+  invert_permutation(column_position, top_.cperm());
+  return good;
 }
 
 /// The blocks of a matrix that is preserved are read from it one by one, by the rows' positions.
@@ -124,7 +152,7 @@ bool RefactorDriver::group_whole() {
   if (!take_work(2 * n_, work)) return false;
   const OneBased<int> begin = work.part(1, n_), row_position = work.part(n_ + 1, n_);
   const int ends[] = {1, in_.n + 1};
-  const bool good = invert_rows(row_position) && group(pattern_input({ends, 2}, row_position), begin);
+  const bool good = group_all({ends, 2}, begin, row_position);
   if (good) std::copy_n(begin.data(), n_, in_.spare.data());
   release_work(2 * n_);
   return good;
@@ -133,7 +161,7 @@ bool RefactorDriver::group_whole() {
 bool RefactorDriver::group_consumed_blocks() {
   OneBased<int> row_position(nullptr, 0);
   if (!take_work(n_, row_position)) return false;
-  const bool good = invert_rows(row_position) && group(pattern_input(blkp(), row_position), arrow_begin());
+  const bool good = group_all(blkp(), arrow_begin(), row_position);
   release_work(n_);
   return good;
 }
@@ -157,8 +185,11 @@ bool RefactorDriver::replay_block(Index b) {
   OneBased<int> begin = arrow_begin();
   if (!in_.preserved) {
     begin = begin.part(k1, order);
-  } else if (!group(pattern_input(blkp().part(b, 2), top_.offp()), begin)) {
-    return false;
+  } else {
+    const OneBased<const int> none(nullptr, 0);
+    const PatternInput input{true, in_.matrix, blkp().part(b, 2), top_.offp(), top_.cperm(),
+                             none, none,       in_.icntl};
+    if (!group(input, begin)) return false;
   }
   return replay(lublkp()(b), k1, order, begin, s_.ihead);
 }

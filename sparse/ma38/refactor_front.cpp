@@ -155,19 +155,19 @@ bool complete_list(int* list, Index length, Index last_pivot, OneBased<int> map,
 }
 
 void settle_column(double* column, const Moves& moves, Index live, Index rows, Index pivots) {
+  double* const first_slot = column + (rows + pivots);  // of pivot 1, behind it
   Index next = 0;
   for (Index q = 1; q <= pivots; ++q) {
-    double& slot = column[rows + pivots - q];
     if (next < moves.count && moves.pivots[next] == q) {
       double& place = column[moves.places[next++]];
       const double value = place;
       place = column[--live];
-      slot = value;
+      first_slot[-q] = value;
     } else {
-      slot = 0.0;
+      first_slot[-q] = 0.0;
     }
   }
-  std::fill(column + live, column + rows, 0.0);
+  for (; live < rows; ++live) column[live] = 0.0;
 }
 
 }  // namespace

@@ -134,10 +134,8 @@ void restore_all_signs(const Replay& f) {
 }  // namespace
 
 void report_entry(const Replay& f, Detail code, Index arrow, int word, double value) {
-  const OneBased<const int> controls(f.block.icntl, kIcntlLength);
-  if (controls(kPrintLevel) < 3) return;
   const Index row = word > 0 ? word : arrow, column = word > 0 ? arrow : -word;
-  ma38_report(kRefactor, code, f.block.rperm(row), f.block.cperm(column), value, controls(kErrorUnit));
+  report_dropped(kRefactor, f.block.icntl, code, f.block.rperm(row), f.block.cperm(column), value);
 }
 
 ReplayOutcome ma38_refactor_kernel(const ReplayBlock& block, Space& space, FactorTotals& totals,

@@ -14,7 +14,7 @@ namespace {
 constexpr double kOne = 1.0, kMinusOne = -1.0;
 constexpr int kUnitStep = 1;
 /// Up to this many multiplications plain loops are quicker than the routines: for one column, for a batch.
-constexpr Index kFewForColumn = 256, kFewForBatch = 2048;
+constexpr Index kFewForColumn = 1024, kFewForBatch = 8192;
 
 int as_int(Index value) { return static_cast<int>(value); }
 double as_double(Index value) { return static_cast<double>(value); }
@@ -25,12 +25,55 @@ struct Batch {
   Index rows, columns, done;
 };
 
-/// Applies the pivots from number `first` to `last` to a column, one by one.
-void apply_plainly(const Replay& f, const Batch& b, Index first, Index last, double* column) {
-  for (Index q = first; q <= last; ++q) {
-    const double factor = column[b.rows - q];
-    const double* const l = f.at(0, b.columns - q);
-    for (Index i = 0; i < b.rows - q; ++i) column[i] -= factor * l[i];
+/// The columns of L of some pivots, in the order of elimination; a column that they are applied to has their
+/// rows, backwards, behind `rows` others.
+constexpr Index kMostAtOnce = 4;
+struct Multipliers {
+  const double* l[kMostAtOnce];
+  Index rows;
+};
+
+/// Applies M pivots to two columns, one being `to_next` behind the other, or to one. Each place takes them
+/// one by one.
+template <int M, int kColumns>
+void apply_some(const Multipliers& m, double* first, Index to_next) {
+  const double* l[M];
+  std::copy_n(m.l, M, l);
+  double factors[kColumns][M];
+  for (int c = 0; c < kColumns; ++c) {
+    double* const pivot_row = first + c * to_next + m.rows;
+    for (int k = 0; k < M; ++k) {
+      double value = pivot_row[M - 1 - k];
+      for (int t = 0; t < k; ++t) value -= factors[c][t] * l[t][m.rows + M - 1 - k];
+      factors[c][k] = pivot_row[M - 1 - k] = value;
+    }
+  }
+#pragma GCC ivdep
+  for (Index i = 0; i < m.rows; ++i) {
+    for (int c = 0; c < kColumns; ++c) {
+      double value = first[i + c * to_next];
+      for (int t = 0; t < M; ++t) value -= factors[c][t] * l[t][i];
+      first[i + c * to_next] = value;
+    }
+  }
+}
+
+template <int M>
+void apply_to_columns(const Multipliers& m, double* first, Index to_next, Index columns) {
+  for (; columns >= 2; columns -= 2, first += 2 * to_next) apply_some<M, 2>(m, first, to_next);
+  if (columns == 1) apply_some<M, 1>(m, first, to_next);
+}
+
+/// Applies the pivots from number `first` to `last` to columns from `column` on, in the order of elimination.
+void apply_plainly(const Replay& f, const Batch& b, Index first, Index last, double* column, Index columns) {
+  for (Index q = first; q <= last; q += kMostAtOnce) {
+    const Index count = std::min(kMostAtOnce, last - q + 1);
+    Multipliers m = {{}, b.rows - q - count + 1};
+    for (Index k = 0; k < count; ++k) m.l[k] = f.at(0, b.columns - q - k);
+    if (count == 1) apply_to_columns<1>(m, column, f.dr, columns);
+    if (count == 2) apply_to_columns<2>(m, column, f.dr, columns);
+    if (count == 3) apply_to_columns<3>(m, column, f.dr, columns);
+    if (count == 4) apply_to_columns<4>(m, column, f.dr, columns);
   }
 }
 
@@ -41,7 +84,7 @@ void update_pivot_column(const Replay& f, const Batch& b, Index j) {
   f.results(kLevel2Flops) +=
       as_double((pending - 1) * pending) + 2.0 * as_double(pending) * as_double(row + 1);
   if (pending * b.rows <= kFewForColumn) {
-    apply_plainly(f, b, b.done + 1, j - 1, f.at(0, column));
+    apply_plainly(f, b, b.done + 1, j - 1, f.at(0, column), 1);
     return;
   }
   const int m = as_int(pending), rows = as_int(row + 1), ld = as_int(f.dr);
@@ -58,7 +101,7 @@ void apply_batch(const Replay& f, Batch& b, Index j) {
   const double per_column = as_double((pending - 1) * pending) + 2.0 * as_double(row) * as_double(pending);
   f.results(kLevel3Flops) += per_column * as_double(column);
   if (pending == 1 || pending * b.rows * column <= kFewForBatch) {
-    for (Index c = 0; c < column; ++c) apply_plainly(f, b, b.done + 1, j, f.at(0, c));
+    apply_plainly(f, b, b.done + 1, j, f.at(0, 0), column);
   } else if (column > 0) {
     const int m = as_int(pending), rows = as_int(row), columns = as_int(column), ld = as_int(f.dr);
     dtrsm_("L", "U", "N", "U", &m, &columns, &kOne, f.at(row, column), &ld, f.at(row, 0), &ld, 1, 1, 1, 1);
@@ -91,17 +134,23 @@ namespace {
 
 /// Pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
 void store_reals(const Replay& f, const Element& element) {
-  const Index k = element.pivots, rows = f.fnrows + k, columns = f.fncols + k;
+  const Index k = element.pivots, rows = f.fnrows, columns = f.fncols, dr = f.dr;
   double* to = f.space.reals.data() + (f.space.xtail - 1);
-  const auto copy_pivot_rows = [&](const double* column) {
-    for (Index q = 1; q <= k; ++q) *to++ = column[rows - q];
+  const auto copy_pivot_rows = [k, &to](const double* pivot_rows) {
+    for (Index q = k - 1; q >= 0; --q) *to++ = pivot_rows[q];
   };
-  for (Index p = 1; p <= k; ++p) {
-    const double* const column = f.at(0, columns - p);
-    copy_pivot_rows(column);
-    to = std::copy_n(column, f.fnrows, to);
+  const double* column = f.at(0, columns + k - 1);
+  for (Index p = 0; p < k; ++p, column -= dr) {
+    copy_pivot_rows(column + rows);
+    for (Index i = 0; i < rows; ++i) to[i] = column[i];
+    to += rows;
   }
-  for (Index j = 0; j < f.fncols; ++j) copy_pivot_rows(f.at(0, j));
+  column = f.at(rows, 0);
+  if (k == 1) {  // half of all elements
+    for (Index j = 0; j < columns; ++j) to[j] = column[j * dr];
+    return;
+  }
+  for (Index j = 0; j < columns; ++j, column += dr) copy_pivot_rows(column);
 }
 
 void retire(Replay& f, Index pivots) {

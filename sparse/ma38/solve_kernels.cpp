@@ -2,6 +2,8 @@
 // element before it. Most elements have a few pivots only and short lists: these are done by hand, the others
 // by the BLAS. What an element says is checked when it is reached, before it is used.
 
+#include <algorithm>
+
 #include "frame/blas.h"
 #include "sparse/ma38/kernels.h"
 
@@ -41,37 +43,43 @@ struct Vectors {
   }
 };
 
-/// What is done with LU elements of K pivots, K known in advance.
+/// Up to this many pivots, and members of a border, are done by hand.
+constexpr int kMostByHand = 32, kLongestByHand = 64;
+
+/// What is done with LU elements of K pivots; kAny: not known in advance.
+constexpr int kAny = 0;
 template <int K>
-struct Small {
+struct ByHand {
   template <Solve solve>
   static void solve_triangle(const Element& element, double* x) {
-    const Index lda = element.leading;
-    for (int step = 0; step < K; ++step) {
-      const int j = runs_forward(solve) ? step : K - 1 - step;
-      const double* column = element.block + j * lda;
-      const int first = is_lower(solve) ? j + 1 : 0, end = is_lower(solve) ? K : j;
+    const int pivots = count(element.pivots);
+    for (int step = 0; step < pivots; ++step) {
+      const int j = runs_forward(solve) ? step : pivots - 1 - step;
+      const double* column = element.block + Index{element.leading} * j;
+      const int first = is_lower(solve) ? j + 1 : 0, end = is_lower(solve) ? pivots : j;
       if (solve == Solve::kU) x[j] /= column[j];
+      double value = x[j];
       for (int i = first; i < end; ++i) {
         if (is_transposed(solve))
-          x[j] -= column[i] * x[i];
+          value -= column[i] * x[i];
         else
-          x[i] -= column[i] * x[j];
+          x[i] -= column[i] * value;
       }
-      if (solve == Solve::kUt) x[j] /= column[j];
+      x[j] = solve == Solve::kUt ? value / column[j] : value;
     }
   }
 
   /// x of the members -= values * x of the pivots.
   static bool take_from_members(const Border& border, const double* pivot_x, const Vectors& v) {
-    double factors[K];
-    std::copy_n(pivot_x, K, factors);
+    const int pivots = count(border.pivots);
+    double factors[kRoom];
+    std::copy_n(pivot_x, pivots, factors);
     const double* values = border.values;
     for (int i = 0; i < border.count; ++i, values += border.member_step) {
       unsigned place;
       if (!v.find(border.list[i], place)) return false;
       double sum = values[0] * factors[0];
-      for (int j = 1; j < K; ++j) sum += values[j * border.pivot_step] * factors[j];
+      for (int j = 1; j < pivots; ++j) sum += values[j * border.pivot_step] * factors[j];
       v.x[place] -= sum;
     }
     return true;
@@ -79,16 +87,23 @@ struct Small {
 
   /// x of the pivots -= values * x of the members.
   static bool take_members(const Border& border, const Vectors& v, double* pivot_x) {
-    double sums[K] = {};
+    const int pivots = count(border.pivots);
+    double sums[kRoom];
+    std::fill_n(sums, pivots, 0.0);
     const double* values = border.values;
     for (int i = 0; i < border.count; ++i, values += border.member_step) {
       unsigned place;
       if (!v.find(border.list[i], place)) return false;
-      for (int j = 0; j < K; ++j) sums[j] += values[j * border.pivot_step] * v.x[place];
+      const double x = v.x[place];
+      for (int j = 0; j < pivots; ++j) sums[j] += values[j * border.pivot_step] * x;
     }
-    for (int j = 0; j < K; ++j) pivot_x[j] -= sums[j];
+    for (int j = 0; j < pivots; ++j) pivot_x[j] -= sums[j];
     return true;
   }
+
+ private:
+  static constexpr int kRoom = K == kAny ? kMostByHand : K;
+  static constexpr int count(int pivots) { return K == kAny ? pivots : K; }
 };
 
 /// The same with many pivots.
@@ -169,7 +184,26 @@ class Elements {
     return true;
   }
 
+  /// The same, with what the solve needs of it, or the first of it, on its way to the cache.
+  template <Solve solve>
+  bool fetch(Index e, Element& element) const {
+    if (!get(e, element)) return false;
+    const Index pivots = element.pivots, leading = element.leading;
+    if (is_lower(solve)) {
+      fetch_reals(element.block, pivots * leading);
+    } else {
+      fetch_reals(element.u.values, pivots * element.u.count);
+      for (Index j = 0; j < std::min<Index>(pivots, kMostByHand); ++j)
+        fetch_reals(element.block + j * leading, 1);
+    }
+    return true;
+  }
+
  private:
+  static void fetch_reals(const double* begin, Index count) {
+    constexpr Index kOfLine = 8, kMost = 1024;
+    for (Index k = 0; k < std::min(count, kMost); k += kOfLine) __builtin_prefetch(begin + k);
+  }
   /// More than the block's order, or negative.
   bool is_beyond_order(int count) const { return static_cast<unsigned>(count) > order_; }
 
@@ -195,15 +229,18 @@ template <Solve solve>
 bool solve_any_element(const Element& element, double* pivot_x, const Vectors& v) {
   switch (element.pivots) {
     case 1:
-      return solve_element<solve, Small<1>>(element, pivot_x, v);
+      return solve_element<solve, ByHand<1>>(element, pivot_x, v);
     case 2:
-      return solve_element<solve, Small<2>>(element, pivot_x, v);
+      return solve_element<solve, ByHand<2>>(element, pivot_x, v);
     case 3:
-      return solve_element<solve, Small<3>>(element, pivot_x, v);
+      return solve_element<solve, ByHand<3>>(element, pivot_x, v);
     case 4:
-      return solve_element<solve, Small<4>>(element, pivot_x, v);
+      return solve_element<solve, ByHand<4>>(element, pivot_x, v);
     default:
-      return solve_element<solve, Large>(element, pivot_x, v);
+      return element.pivots <= kMostByHand && element.l.count <= kLongestByHand &&
+                     element.u.count <= kLongestByHand
+                 ? solve_element<solve, ByHand<kAny>>(element, pivot_x, v)
+                 : solve_element<solve, Large>(element, pivot_x, v);
   }
 }
 
@@ -213,10 +250,15 @@ bool solve_block(const BlockFactors& block, const OneBased<double>& x, const One
   if (!elements.sound()) return false;
   const Vectors v = {x.data(), work.data(), static_cast<unsigned>(x.size())};
   const Index count = elements.count(), pivots = elements.pivots();
+  constexpr Index kAhead = 4;  // elements at hand, the present one among them
+  Element at_hand[kAhead];
   Index done = 0;
-  for (Index step = 0; step < count; ++step) {
-    Element element;
-    if (!elements.get(runs_forward(solve) ? step : count - 1 - step, element)) return false;
+  for (Index step = 0, next = 0; step < count; ++step) {
+    for (; next < std::min(count, step + kAhead); ++next) {
+      const Index e = runs_forward(solve) ? next : count - 1 - next;
+      if (!elements.fetch<solve>(e, at_hand[next % kAhead])) return false;
+    }
+    const Element& element = at_hand[step % kAhead];
     if (element.pivots > pivots - done) return false;
     const Index first = runs_forward(solve) ? done : pivots - done - element.pivots;
     if (!solve_any_element<solve>(element, v.x + first, v)) return false;

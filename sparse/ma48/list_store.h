@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 #include "frame/one_based.h"
 
@@ -42,6 +43,11 @@ class ListStore {
   void set_end(std::ptrdiff_t end) { end_ = end; }
   int compressions() const { return compressions_; }
 
+  /// The list will be read soon: the memory may get its first entries ready.
+  void fetch(std::ptrdiff_t list) const {
+    __builtin_prefetch(&index(start(list)));
+    if (value.data()) __builtin_prefetch(&value(start(list)));
+  }
   /// The place of an index that the list has: the last place if no other has it.
   std::ptrdiff_t find(std::ptrdiff_t list, std::ptrdiff_t wanted) const;
   /// Takes an entry out; the last one moves to its place.
@@ -63,12 +69,29 @@ class ListStore {
   int compressions_ = 0;
 };
 
+constexpr int kBatch = 16;  // indices compared at once
+
+inline bool batch_has(const int* batch, int wanted) {
+  using Lanes = int __attribute__((vector_size(16)));
+  Lanes lanes[4];
+  static_assert(sizeof lanes == kBatch * sizeof(int), "a batch is compared whole");
+  std::memcpy(lanes, batch, sizeof lanes);
+  const Lanes sought = {wanted, wanted, wanted, wanted};
+  const Lanes hits =
+      (lanes[0] == sought) | (lanes[1] == sought) | (lanes[2] == sought) | (lanes[3] == sought);
+  long long halves[2];
+  std::memcpy(halves, &hits, sizeof halves);
+  return (halves[0] | halves[1]) != 0;
+}
+
 inline std::ptrdiff_t ListStore::find(std::ptrdiff_t list, std::ptrdiff_t wanted) const {
-  const OneBased<int> indices = index;
-  const std::ptrdiff_t last_place = last(list);
-  std::ptrdiff_t place = start(list);
-  while (place < last_place && indices(place) != wanted) ++place;
-  return place;
+  const std::ptrdiff_t first = start(list), behind = count(list) - 1;
+  const int* const entries = &index(first);
+  const int sought = static_cast<int>(wanted);
+  std::ptrdiff_t k = 0;
+  while (k + kBatch <= behind && !batch_has(entries + k, sought)) k += kBatch;
+  while (k < behind && entries[k] != sought) ++k;
+  return first + k;
 }
 
 inline void ListStore::erase(std::ptrdiff_t list, std::ptrdiff_t place) const {

@@ -29,6 +29,20 @@ struct PivotArguments {
   int *ip, *jfirst, *lenr, *lastr, *nextr, *iw, *ifirst, *lenc, *lastc, *nextc, *info;
 };
 
+/// Adds a multiple of the pivot column, whose first element must make no difference: rows it lacks have
+/// offset 0. Apart, to have all registers to itself, and without a branch: nobody foretells which rows are
+/// met. Returns their number.
+[[gnu::noinline]] Index add_to_column(Index entries, double* values, const int* rows, double multiplier,
+                                      const double* pivot_column, int side, const int* offsets) {
+  Index met = 0;
+  for (Index k = 0; k < entries; ++k) {
+    const int offset = offsets[rows[k]] * side;
+    values[k] += multiplier * pivot_column[offset];
+    met += offset != 0;
+  }
+  return met;
+}
+
 class PivotSelection {
  public:
   explicit PivotSelection(const PivotArguments& arguments);
@@ -80,8 +94,13 @@ class PivotSelection {
   void take_column_from_rows();  // IW has the offsets in the pivot column
   bool update_column(Index j);
   Index add_multiple(Index j, double multiplier) const;  // returns the rows that matched
+  Index add_not_finite(Index entries, double* values, const int* rows, double multiplier,
+                       const double* pivot_column) const;
+  void mark_met(Index j) const;  // for fill_in: the rows of column j change their signs in IW
   void squeeze(Index j);
   bool fill_in(Index j, double multiplier, Index room);
+  void measure_rows();  // of the pivot column
+  void note_rows_met(Index last_met, Index added, Index end);
   void return_columns();
   void close_pivot(Index position);
 
@@ -95,7 +114,9 @@ class PivotSelection {
   const Diagnostics diagnostics_;
   ListStore columns_, rows_;
   const CountLists columns_by_count_, rows_by_count_;
-  const OneBased<int> iw_;  // offset of a row in the pivot column, negative once it was matched
+  /// Offset of a row in the pivot column, 0 elsewhere. An update with fill-in turns all signs, those of the
+  /// rows met first: a row that still has side_ is to be filled in.
+  const OneBased<int> iw_;
   const OneBased<int> info_;
   OneBased<int> given_columns_, priorities_;
 
@@ -111,6 +132,8 @@ class PivotSelection {
   Pivot pivot_ = {0, 0, 0, 0};
   Index others_in_column_ = 0;       // NZPC
   Index others_in_row_ = 0;          // NZC
+  int side_ = 1;                     // sign of IW before an update
+  Index longest_row_ = 0;            // of those in the pivot column
   std::int64_t dropped_ = 0;         // INFO(6)
   std::int64_t rejected_ = 0;        // NDROP: entries of columns that left without a row
   std::int64_t need_;                // INFO(3)
@@ -434,7 +457,9 @@ bool PivotSelection::eliminate() {
   }
   take_column_from_rows();
   for (Index k = 0; k < others_in_row_; ++k) {
-    const Index j = rows_.index(rows_.start(row) + k);  // the row may move in between
+    const Index place = rows_.start(row) + k;  // the row may move in between
+    const Index j = rows_.index(place);
+    if (k + 1 < others_in_row_) columns_.fetch(rows_.index(place + 1));
     if (!update_column(j)) return false;
   }
   return_columns();
@@ -467,11 +492,23 @@ void PivotSelection::pivot_to_head() {
 }
 
 void PivotSelection::take_column_from_rows() {
-  const Index column = pivot_.column, first = columns_.start(column);
-  for (Index k = first; k <= columns_.last(column); ++k) {
+  const Index column = pivot_.column, first = columns_.start(column), last = columns_.last(column);
+  for (Index k = first; k <= last; ++k) {
     const Index i = columns_.index(k);
+    if (k < last) rows_.fetch(columns_.index(k + 1));
     if (i != pivot_.row) iw_(i) = static_cast<int>(k - first);
     rows_.erase(i, rows_.find(i, column));
+  }
+  side_ = 1;
+  measure_rows();
+}
+
+void PivotSelection::measure_rows() {
+  const Index last = columns_.last(pivot_.column);
+  longest_row_ = 0;
+  for (Index k = columns_.start(pivot_.column); k <= last; ++k) {
+    const Index i = columns_.index(k);
+    if (i != pivot_.row) longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
   }
 }
 
@@ -481,7 +518,11 @@ bool PivotSelection::update_column(Index j) {
   columns_.erase(j, entry);
   if (others_in_column_ == 0) return true;
   const Index room = others_in_column_ - add_multiple(j, multiplier);
-  if (drop_tolerance_ > 0) squeeze(j);
+  if (room > 0) mark_met(j);
+  if (drop_tolerance_ > 0) {
+    squeeze(j);
+    measure_rows();
+  }
   nz_ += room;
   need_ = std::max<std::int64_t>(need_, columns_.count(j) + nz_);
   if (room > 0 && !columns_.grow(j, room)) return false;
@@ -489,20 +530,37 @@ bool PivotSelection::update_column(Index j) {
 }
 
 Index PivotSelection::add_multiple(Index j, double multiplier) const {
-  const double* const pivot_column = &columns_.value(columns_.start(pivot_.column));
-  const OneBased<double> values = columns_.value;
-  const OneBased<int> indices = columns_.index;
-  const OneBased<int> offsets = iw_;
-  const Index last = columns_.last(j);
-  Index matched = 0;
-  for (Index k = columns_.start(j); k <= last; ++k) {
-    const int offset = offsets(indices(k));
-    if (offset <= 0) continue;
-    values(k) += multiplier * pivot_column[offset];
-    offsets(indices(k)) = -offset;
-    ++matched;
+  const Index first = columns_.start(j), entries = columns_.count(j);
+  double* const values = &columns_.value(first);
+  const int* const rows = &columns_.index(first);
+  const int* const offsets = iw_.data() - 1;
+  double* const pivot_column = &columns_.value(columns_.start(pivot_.column));
+  if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, multiplier, pivot_column);
+  const double pivot = pivot_column[0];
+  pivot_column[0] = std::signbit(multiplier) ? 0.0 : -0.0;  // -0.0 is added, which changes nothing
+  const Index met = add_to_column(entries, values, rows, multiplier, pivot_column, side_, offsets);
+  pivot_column[0] = pivot;
+  return met;
+}
+
+Index PivotSelection::add_not_finite(Index entries, double* values, const int* rows, double multiplier,
+                                     const double* pivot_column) const {
+  Index met = 0;
+  for (Index k = 0; k < entries; ++k) {
+    const int offset = iw_(rows[k]) * side_;
+    if (offset == 0) continue;
+    values[k] += multiplier * pivot_column[offset];
+    ++met;
   }
-  return matched;
+  return met;
+}
+
+void PivotSelection::mark_met(Index j) const {
+  const Index last = columns_.last(j);
+  for (Index k = columns_.start(j); k <= last; ++k) {
+    int& offset = iw_(columns_.index(k));
+    offset = -offset;
+  }
 }
 
 void PivotSelection::squeeze(Index j) {
@@ -525,28 +583,42 @@ void PivotSelection::squeeze(Index j) {
 }
 
 bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
-  const Index head = columns_.start(pivot_.column), first = columns_.start(j);
-  const Index last = columns_.last(j) + room;
-  Index place = columns_.last(j) + 1;
-  for (Index k = head + 1; k <= head + others_in_column_; ++k) {
+  const Index first = columns_.start(j), begin = columns_.last(j) + 1, last = begin + room - 1;
+  const Index longest = longest_row_;
+  Index place = begin, left = room;
+  for (Index k = columns_.start(pivot_.column) + 1; left > 0; ++k) {
     const Index i = columns_.index(k);
-    need_ = std::max<std::int64_t>(need_, rows_.count(i) + nz_ + 1);
-    if (iw_(i) < 0) {
-      iw_(i) = -iw_(i);
-      continue;
-    }
+    const int offset = iw_(i);
+    if ((offset ^ side_) < 0) continue;
+    iw_(i) = -offset;
+    --left;
     const double value = multiplier * columns_.value(k);
     if (std::fabs(value) < drop_tolerance_) continue;
     columns_.value(place) = value;
     columns_.index(place) = static_cast<int>(i);
     ++place;
-    if (!rows_.add(i, j)) return false;
+    if (!rows_.add(i, j)) {
+      note_rows_met(k, begin, place - 1);
+      return false;
+    }
+    longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
   }
+  if (room > 0) side_ = -side_;
+  need_ = std::max<std::int64_t>(need_, longest + nz_ + 1);
   columns_.count(j) = static_cast<int>(place - first);
   dropped_ += last + 1 - place;
   nz_ -= last + 1 - place;
   for (; place <= last; ++place) columns_.index(place) = 0;
   return true;
+}
+
+/// The longest row counts as the rows were met, before any was added to; here no further than to the one that
+/// found no room.
+void PivotSelection::note_rows_met(Index last_met, Index added, Index end) {
+  for (; added < end; ++added) --rows_.count(columns_.index(added));
+  for (Index k = columns_.start(pivot_.column) + 1; k <= last_met; ++k) {
+    need_ = std::max<std::int64_t>(need_, rows_.count(columns_.index(k)) + nz_ + 1);
+  }
 }
 
 void PivotSelection::return_columns() {

@@ -83,21 +83,6 @@ TEST_F(DebugLines, OfSeveralEigenvalues) {
                       outcome(true, "2     32", "1     16"));
 }
 
-TEST_F(DebugLines, WalkThroughSmallerCountsAfterARefusal) {
-  MulDomEigenAccel accel(1, 3, 0, 0, 0);
-  const std::string text = written([&](DebugOut& log) {
-    double x = 1.0;
-    for (int pass = 1; pass <= 2; ++pass) accel.Accelerate(&x);
-    accel.StartBasicDebug(&log);
-    accel.Accelerate(&x);
-  });
-  std::string::size_type from = 0;
-  for (const char* line : {"with 3 eigenvalues\n", "with 2 eigenvalues\n", "with 1 eigenvalues\n"}) {
-    from = text.find(line, from);
-    ASSERT_NE(from, std::string::npos) << line << text;
-  }
-}
-
 TEST_F(DebugLines, NeedALogItsSwitchAndMemory) {
   DomEigenAccel silent(2, 3, 1, 1, 0, 0);
   silent.StartBasicDebug(nullptr);

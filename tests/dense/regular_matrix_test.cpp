@@ -15,24 +15,12 @@ namespace {
 using namespace reference;
 
 /// Matrices of this condition and norm; from `zeros` n on the columns are zero.
-struct Kind {
+constexpr struct {
   const char* name;
   double condition, norm, zeros;
-
-  int first_zero(int n) const { return static_cast<int>(zeros * n); }
-  /// The column, 1-based, whose pivot is not above 1e-8; 0 if there is none.
-  int first_failure(int n) const {
-    if (n > 0 && norm < 1e-8) return 1;
-    return first_zero(n) < n ? first_zero(n) + 1 : 0;
-  }
-  Dense make(int n, Random& random) const {
-    return with_zero_columns(scaled(of_condition(n, condition, random), norm), first_zero(n), n - 1);
-  }
-};
-
-constexpr Kind kKinds[] = {{"plain", 1e2, 1.0, 1.0},           {"nearly singular", 1e14, 1e10, 1.0},
-                           {"near overflow", 1e2, 1e150, 1.0}, {"near underflow", 1e2, 1e-150, 1.0},
-                           {"zero last half", 1e2, 1.0, 0.5},  {"all zero", 1e2, 1.0, 0.0}};
+} kKinds[] = {{"plain", 1e2, 1.0, 1.0},           {"nearly singular", 1e14, 1e10, 1.0},
+              {"near overflow", 1e2, 1e150, 1.0}, {"near underflow", 1e2, 1e-150, 1.0},
+              {"zero last half", 1e2, 1.0, 0.5},  {"all zero", 1e2, 1.0, 0.0}};
 
 void fill(Matrix& matrix, const Dense& a) {
   for (int k = 0; k < a.rows * a.cols; ++k) matrix(k % a.rows, k / a.rows) = a(k % a.rows, k / a.rows);
@@ -40,11 +28,14 @@ void fill(Matrix& matrix, const Dense& a) {
 
 TEST(RegularMatrix, SolvesUpToRoundingOrTellsTheFailure) {
   Random random(3);
-  for (const Kind& kind : kKinds) {
+  for (const auto& kind : kKinds) {
     for (const int n : {0, 1, 2, 3, 5, 10, 50}) {
       SCOPED_TRACE(testing::Message() << kind.name << ", n = " << n);
-      const Dense a = kind.make(n, random);
-      const Matrix::ErrorCode code = kind.first_failure(n) > 0 ? Matrix::MatrixFailed : Matrix::MatrixOK;
+      const int first_zero = static_cast<int>(kind.zeros * n);
+      const int failure = kind.norm < 1e-8 && n > 0 ? 1 : first_zero < n ? first_zero + 1 : 0;
+      const Dense a =
+          with_zero_columns(scaled(of_condition(n, kind.condition, random), kind.norm), first_zero, n - 1);
+      const Matrix::ErrorCode code = failure > 0 ? Matrix::MatrixFailed : Matrix::MatrixOK;
       RegularMatrix matrix(n, n);
       Vector b = random_vector(n, random), x(b.size(), 7.0);
       const Vector b_before = b, x_before = x;
@@ -62,7 +53,7 @@ TEST(RegularMatrix, SolvesUpToRoundingOrTellsTheFailure) {
       }
       fill(matrix, a);
       EXPECT_EQ(matrix.FactorLU(info), code);
-      EXPECT_EQ(info, kind.first_failure(n));
+      EXPECT_EQ(info, failure);
     }
   }
 }

@@ -49,19 +49,6 @@ struct Call {
     return *this;
   }
   Call& run(int optimize_profile) { return run(optimize_profile, 6 * n + 3); }
-  /// What the two measures come out at, counted pair by pair.
-  std::pair<int, int> recount() const {
-    int most = 0, sum = 0;
-    for (int i = 0; i < n; ++i) {
-      int row = 0;
-      for (int k = 0; k < degree[i]; ++k) {
-        row = std::max(row, permutation[i] - permutation[connect[row_start[i] - 1 + k] - 1]);
-      }
-      most = std::max(most, row);
-      sum += row;
-    }
-    return {most, sum};
-  }
   bool is_permutation() const {
     Numbers sorted(permutation), identity(n);
     std::sort(sorted.begin(), sorted.end());
@@ -82,46 +69,33 @@ Lists graph_of(int n, const std::vector<std::pair<int, int>>& edges, Random& ran
   return neighbours;
 }
 
+constexpr int kShapes = 8;
+
 /// `nodes` numbered at random, joined as the shape tells.
 Lists shaped(int shape, int nodes, Random& random) {
   Numbers label(nodes);
   std::iota(label.begin(), label.end(), 1);
   std::shuffle(label.begin(), label.end(), random);
   std::vector<std::pair<int, int>> edges;
-  const auto join = [&](int i, int j) {
-    if (0 <= i && i < nodes && j < nodes) edges.emplace_back(label[i], label[j]);
-  };
   const int wide = 1 + static_cast<int>(random() % 6);
   for (int i = 0; i < nodes; ++i) {
-    switch (shape) {
-      case 0:
-        break;  // isolated
-      case 1:
-        join(i - 1, i);
-        break;  // a path
-      case 2:
-        join(0, i);
-        break;  // a star
-      case 3:
-        join(i - wide, i), i % wide ? join(i - 1, i) : void();
-        break;  // a mesh
-      case 4:   // complete
-        for (int j = 0; j < i; ++j) join(j, i);
-        break;
-      case 5:
-        join(i % 2 ? i - 1 : nodes, i);
-        break;  // pairs
-      case 6:
-        join((i - 1) / 2, i);
-        break;  // a tree
-      case 7:
-        join(i - 1, i), join(i - wide, i);
-        break;  // a band
+    Numbers all(i);
+    std::iota(all.begin(), all.end(), 0);
+    // none, a path, a star, a mesh, pairs, a tree, a band, complete
+    const Numbers earlier[kShapes] = {{},
+                                      {i - 1},
+                                      {0},
+                                      {i - wide, i % wide ? i - 1 : i},
+                                      {i % 2 ? i - 1 : i},
+                                      {(i - 1) / 2},
+                                      {i - 1, i - wide},
+                                      all};
+    for (const int j : earlier[shape]) {
+      if (j >= 0) edges.emplace_back(label[j], label[i]);
     }
   }
   return graph_of(nodes, edges, random);
 }
-constexpr int kShapes = 8;
 
 Lists random_graph(int nodes, Random& random) {
   std::vector<std::pair<int, int>> edges;
@@ -141,7 +115,7 @@ TEST(Gpskca, AgreesWithThePlainModel) {
   Random random(1);
   int reversals = 0;
   for (unsigned k = 0; k < 12000; ++k) {
-    const Lists neighbours = any_graph(k, 40, random);
+    const Lists neighbours = any_graph(k, k % 200 == 0 ? 300 : 40, random);
     const int optimize_profile = static_cast<int>(k / 2 % 2);
     Call call(neighbours);
     const Numbers degree = call.degree;
@@ -170,27 +144,6 @@ TEST(Gpskca, AgreesWithThePlainModel) {
     reversals += reversed;
   }
   EXPECT_GT(reversals, 0);
-}
-
-TEST(Gpskca, GivesAPermutationThatIsNeverWorse) {
-  Random random(2);
-  for (unsigned k = 0; k < 600; ++k) {
-    SCOPED_TRACE(k);
-    Call call(any_graph(k, 300, random));
-    std::shuffle(call.permutation.begin(), call.permutation.end(), random);
-    const int optimize_profile = static_cast<int>(k / 2 % 2);
-    const auto before = call.recount();
-    call.run(optimize_profile);
-    ASSERT_EQ(call.error, 0);
-    ASSERT_TRUE(call.is_permutation());
-    const auto after = call.recount();
-    ASSERT_EQ(std::make_pair(call.bandwidth, call.profile), after);
-    const auto worse = [&](std::pair<int, int> a, std::pair<int, int> b) {
-      return optimize_profile ? a.second > b.second : a.first > b.first;
-    };
-    ASSERT_FALSE(worse(after, before));
-    ASSERT_FALSE(worse(call.run(optimize_profile).recount(), after));
-  }
 }
 
 // Two isolated nodes that change places leave the profile as it is.

@@ -60,30 +60,6 @@ Component path() { return {{{2}, {1, 3}, {2, 4}, {3, 5}, {4}}, {{1}, {2}, {3}, {
 /// Two pairs; nothing joins 1 and 2, nor 3 and 4.
 Component two_pairs() { return {{{3}, {4}, {1}, {2}}, {{1, 2}, {3, 4}}}; }
 
-TEST(NumberBandwidth, BeginsAtTheEndOfSmallerDegreeAndRunsTheWayThatIsAskedFor) {
-  const struct {
-    int start, end;
-    bool reverse_numbering;
-    int first;
-  } kWays[] = {{1, 5, true, 1}, {1, 5, false, 5}, {5, 1, true, 5}, {5, 1, false, 1}, {4, 1, true, 5}};
-  for (const auto& way : kWays) {
-    SCOPED_TRACE(way.first);
-    Component component = path();
-    Numbers order;
-    EXPECT_EQ(component.number_bandwidth(way.start, way.end, way.reverse_numbering, order), 0);
-    EXPECT_EQ(order, way.first == 1 ? (Numbers{1, 2, 3, 4, 5}) : (Numbers{5, 4, 3, 2, 1}));
-    for (const int degree : component.degree) EXPECT_LT(degree, 0);
-  }
-}
-
-// 2, 3 and 4 are left of level 1 when 1 is done: 3 has the smallest degree, and 2 comes before 4.
-TEST(NumberBandwidth, ResumesALevelAtTheFirstNodeOfSmallestDegree) {
-  Component component({{5}, {5, 6}, {6}, {5, 6}, {1, 2, 4}, {2, 3, 4}}, {{1, 2, 3, 4}, {5, 6}});
-  Numbers order;
-  EXPECT_EQ(component.number_bandwidth(1, 6, true, order), 0);
-  EXPECT_EQ(order, (Numbers{1, 3, 2, 4, 5, 6}));
-}
-
 TEST(NumberBandwidth, NamesWhatIsWrongWithTheLevels) {
   const struct {
     int error;
@@ -109,18 +85,6 @@ TEST(NumberBandwidth, NamesWhatIsWrongWithTheLevels) {
       EXPECT_EQ(component.number_bandwidth(1, 1, ascending, order), row.error);
     }
   }
-}
-
-// 4 adds only 8 to the front. Of the next level 8 adds none and 3 only 6, then 2 the rest that is joined to
-// it; nothing reaches 9 from there.
-TEST(NumberProfile, TakesTheNodeThatAddsFewestToTheFront) {
-  Component component({{2, 3}, {1, 5, 6, 7}, {1, 6}, {8}, {2}, {2, 3}, {2, 9}, {4}, {7}},
-                      {{1, 4}, {2, 3, 8}, {5, 6, 7, 9}});
-  int next_number = 1;
-  EXPECT_EQ(component.number_profile(9, next_number).error, 0);
-  EXPECT_EQ(next_number, 10);
-  EXPECT_EQ(Numbers(component.work.begin(), component.work.begin() + 9),
-            (Numbers{4, 1, 8, 3, 2, 6, 5, 7, 9}));
 }
 
 TEST(NumberProfile, NamesWhatIsWrongWithTheLevels) {

@@ -47,47 +47,38 @@ class StoredFactors {
     }
   }
 
+  /// Unit lower L and upper U of the blocks. U has zeros where there is no pivot.
+  void triangles(Dense& lower, Dense& upper) const {
+    lower = upper = Dense(n, n);
+    for (int k = 0; k < n; ++k) lower(k, k) = 1.0;
+    for (const LuBlock& block : blocks) {
+      if (block.singleton) upper(block.first, block.first) = block.pivot;
+      for (const LuElement& e : block.elements) {
+        const int first = block.first + e.first, last = block.first - 1;
+        for (int k = 0; k < e.pivots; ++k) {
+          for (int r = 0; r < e.pivots; ++r) (r > k ? lower : upper)(first + r, first + k) = e.lower(r, k);
+          for (std::size_t r = 0; r < e.l.size(); ++r)
+            lower(last + e.l[r], first + k) = e.lower(e.pivots + int(r), k);
+          for (std::size_t c = 0; c < e.u.size(); ++c) upper(first + k, last + e.u[c]) = e.upper(k, int(c));
+        }
+      }
+    }
+  }
   /// P A Q as the factors give it; `magnitude` has |L||U|, which bounds the rounding.
   Dense product(Dense& magnitude) const {
-    Dense result(n, n);
+    Dense lower(n, n), upper(n, n), result = dense(off_diagonal);
+    triangles(lower, upper);
     magnitude = result;
-    const auto add = [&](int i, int j, double term) {
-      result(i, j) += term;
-      magnitude(i, j) += std::fabs(term);
-    };
-    for (const LuBlock& block : blocks) {
-      if (block.singleton) add(block.first, block.first, block.pivot);
-      for (const LuElement& e : block.elements) {
-        for (int k = 0; k < e.pivots; ++k) {
-          const int pivot = e.first + k + 1, lower = e.pivots + int(e.l.size());
-          for (int r = k; r < lower; ++r) {
-            const int row = r < e.pivots ? e.first + r + 1 : e.l[r - e.pivots];
-            const double factor = row == pivot ? 1.0 : e.lower(r, k);
-            const auto term = [&](int column, double u) {
-              add(block.first + row - 1, block.first + column - 1, factor * u);
-            };
-            for (int c = k; c < e.pivots; ++c) term(e.first + c + 1, e.lower(k, c));
-            for (std::size_t c = 0; c < e.u.size(); ++c) term(e.u[c], e.upper(k, int(c)));
-          }
+    for (double& entry : magnitude.values) entry = std::fabs(entry);
+    for (int k = 0; k < n; ++k) {
+      for (int i = k; i < n; ++i) {
+        for (int j = k; lower(i, k) != 0.0 && j < n; ++j) {
+          result(i, j) += lower(i, k) * upper(k, j);
+          magnitude(i, j) += std::fabs(lower(i, k) * upper(k, j));
         }
       }
     }
-    for (std::size_t k = 0; k < off_diagonal.values.size(); ++k)
-      add(off_diagonal.rows[k] - 1, off_diagonal.columns[k] - 1, off_diagonal.values[k]);
     return result;
-  }
-  /// The largest multiplier in L.
-  double largest_multiplier() const {
-    double largest = 0.0;
-    for (const LuBlock& block : blocks) {
-      for (const LuElement& e : block.elements) {
-        for (int k = 0; k < e.pivots; ++k) {
-          for (int r = k + 1; r < e.pivots + int(e.l.size()); ++r)
-            largest = std::max(largest, std::fabs(e.lower(r, k)));
-        }
-      }
-    }
-    return largest;
   }
 
  private:
@@ -104,19 +95,14 @@ class StoredFactors {
     expect(index_begin_ <= at && at <= index_end_, "a position outside the kept words");
     return index_[static_cast<std::size_t>(at - 1)];
   }
-  double real(long long at) const {
-    expect(value_begin_ <= at && at <= value_end_, "a position outside the kept reals");
-    return value_[static_cast<std::size_t>(at - 1)];
-  }
   Ints words(long long at, long long count) const {
     Ints result;
     for (long long k = 0; k < count; ++k) result.push_back(word(at + k));
     return result;
   }
   Vector reals(long long at, long long count) const {
-    Vector result;
-    for (long long k = 0; k < count; ++k) result.push_back(real(at + k));
-    return result;
+    expect(value_begin_ <= at && at + count - 1 <= value_end_, "a position outside the kept reals");
+    return Vector(value_.begin() + (at - 1), value_.begin() + (at - 1 + count));
   }
   /// Parts that are all there is between `begin` and `end`, without gap or overlap.
   static void expect_tiled(const std::set<std::pair<long long, long long>>& parts, long long begin,
@@ -127,9 +113,11 @@ class StoredFactors {
     }
     expect(begin == end, std::string(what) + " do not fill their part");
   }
-  static void expect_permutation(Ints order, const char* what) {
-    std::sort(order.begin(), order.end());
-    for (std::size_t k = 0; k < order.size(); ++k) expect(order[k] == int(k) + 1, what);
+  /// Members of first .. last, each once.
+  static void expect_list(const Ints& list, int first, int last, const char* what) {
+    std::set<int> seen;
+    for (const int member : list)
+      expect(first <= member && member <= last && seen.insert(member).second, what);
   }
 
   void read(const Ints& keep) {
@@ -153,8 +141,8 @@ class StoredFactors {
     nblks = word(end - 4), nzoff = word(end - 5), transposed = word(end - 6);
     expect(n >= 1 && nz >= 1 && 1 <= nblks && nblks <= n && nzoff >= 0, "the scalars");
     rperm = words(end - n - 6, n), cperm = words(end - 2 * n - 6, n);
-    expect_permutation(rperm, "the row permutation");
-    expect_permutation(cperm, "the column permutation");
+    expect_list(rperm, 1, n, "the row permutation");
+    expect_list(cperm, 1, n, "the column permutation");
     top_ = end - 2 * n - 6;
     blkp_ = {1, n + 1};
     if (nblks > 1) {
@@ -167,13 +155,13 @@ class StoredFactors {
     expect(blkp_.front() == 1 && blkp_.back() == n + 1, "the ends of the blocks");
     for (int b = 0; b < nblks; ++b) expect(blkp_[b] < blkp_[b + 1], "an empty block");
 
+    copy.m = copy.n = off_diagonal.m = off_diagonal.n = n;
     long long at = index_begin_, reals_at = value_begin_;
     if (preserved) {
       const Ints pointers = words(at, n + 1), rows = words(at + n + 1, nz);
       const Vector values = reals(reals_at, nz);
       at += n + 1 + nz, reals_at += nz;
       expect(pointers[0] == 1 && pointers[n] == nz + 1, "the column pointers of the copy");
-      copy.m = copy.n = n;
       for (int j = 0; j < n; ++j) {
         for (int p = pointers[j]; p < pointers[j + 1]; ++p) {
           expect(1 <= p && p <= nz && 1 <= rows[p - 1] && rows[p - 1] <= n, "an entry of the copy");
@@ -193,7 +181,6 @@ class StoredFactors {
 
   void read_off_diagonal(const Ints& columns, const Vector& values) {
     expect(offp_[0] == 1 && offp_[n] == nzoff + 1, "the row pointers of the off-diagonal part");
-    off_diagonal.m = off_diagonal.n = n;
     for (int b = 0; b < nblks; ++b) {
       for (int i = blkp_[b]; i < blkp_[b + 1]; ++i) {
         for (int p = offp_[i - 1], last = blkp_[b + 1] - 1; p < offp_[i]; ++p) {
@@ -215,7 +202,7 @@ class StoredFactors {
       const int pointer = nblks > 1 ? lublkp_[b] : 1;
       expect(pointer >= 1, "a pointer to a block");
       if (block.singleton) {
-        block.pivot = real(lu_reals_ + pointer - 1);
+        block.pivot = reals(lu_reals_ + pointer - 1, 1)[0];
         reals_.insert({lu_reals_ + pointer - 1, 1});
       } else {
         read_block(block, lu_words_ + pointer - 1);
@@ -247,7 +234,7 @@ class StoredFactors {
     expect(pivots == block.pivots, "the pivots of a block's elements");
     expect(word(at + 3) == longest_l && word(at + 4) == longest_u, "the longest lists of a block");
     if (elements == 0) {
-      expect(real(lu_reals_ + reals_at - 1) == 0.0, "the real that stands for no LU element");
+      expect(reals(lu_reals_ + reals_at - 1, 1)[0] == 0.0, "the real that stands for no LU element");
       reals_.insert({lu_reals_ + reals_at - 1, 1});
     }
   }
@@ -280,11 +267,6 @@ class StoredFactors {
     words_.insert({at, 7 + l + u + children});
     reals_.insert({begin, count});
     return e;
-  }
-  static void expect_list(const Ints& list, int first, int last, const char* what) {
-    std::set<int> seen;
-    for (const int member : list)
-      expect(first <= member && member <= last && seen.insert(member).second, what);
   }
 };
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -81,40 +80,6 @@ TEST(Interpolator, FillsRows) {
     EXPECT_EQ(interpolate(row, c.pattern, c.method, c.extrapolation, c.min_points, c.spacing), c.result);
     ASSERT_EQ(row.size(), c.filled.size());
     for (std::size_t i = 0; i < row.size(); ++i) EXPECT_NEAR(row[i], c.filled[i], 1e-12) << i;
-  }
-}
-
-TEST(Interpolator, KeepsKnownEntriesAndPutsTheOthersOnTheBrokenLine) {
-  std::mt19937_64 random(3);
-  std::uniform_real_distribution<double> uniform(0.1, 1.0);
-  for (int trial = 0; trial < 300; ++trial) {
-    const std::size_t count = 2 + random() % 100, gaps = 1 + random() % 40;
-    std::string pattern(count, '.');
-    Vector truth(count), spacing(count), x(count);
-    for (std::size_t i = 0; i < count; ++i) {
-      if (i == 0 || i == count - 1 || random() % gaps == 0) pattern[i] = 'k';
-      spacing[i] = trial % 2 ? uniform(random) : 1.0;
-      x[i] = (i ? x[i - 1] : 0.0) + spacing[i];
-    }
-    std::size_t left = 0;
-    for (std::size_t right = 0; right < count; ++right) {  // a line of its own for each gap
-      if (pattern[right] != 'k') continue;
-      truth[right] = uniform(random);
-      for (std::size_t i = left + 1; i < right; ++i) {
-        const double t = (x[i] - x[left]) / (x[right] - x[left]);
-        truth[i] = (1.0 - t) * truth[left] + t * truth[right];
-      }
-      left = right;
-    }
-    Vector row = truth;
-    for (std::size_t i = 0; i < count; ++i) {
-      if (pattern[i] == '.') row[i] = 1e300;
-    }
-    EXPECT_EQ(interpolate(row, pattern, 0, static_cast<int>(random() % 3), 2, trial % 2 ? spacing : Vector()),
-              1);
-    for (std::size_t i = 0; i < count; ++i) {
-      EXPECT_NEAR(row[i], truth[i], pattern[i] == 'k' ? 0.0 : 1e-14);
-    }
   }
 }
 

@@ -11,11 +11,11 @@ constexpr FactorSettings kSettings[] = {
     {"preserved", 1, 1, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
     {"one block", 0, 0, 0, 64, 1, 0, 4, 3, 3.0, 0.1},
     {"one block, preserved, transposed", 0, 1, 1, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"transposed", 1, 0, 1, 64, 1, 0, 1, 1, 2.0, 0.1},
+    {"transposed", 1, 0, -1, 64, 1, 0, 1, 0, 2.0, 0.1},
     {"every column dense", 1, 1, 0, 0, 0, 0, 4, 4, 4.0, 0.1},
     {"diagonal", 1, 0, 0, 5, 0, 1, 2, 64, 1.0, 0.01},
 };
-constexpr int kFigures[] = {2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 16, 17, 22};
+constexpr int kFigures[] = {2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 16, 17, 22, 23};
 
 struct Case {
   const char* name;
@@ -38,6 +38,16 @@ Coordinates coupled(int order, int rows, Random& random) {
     for (int i = 1; i <= rows; ++i) a.add(i, rows + k, 1.0);
   }
   return a;
+}
+/// Pivots in plenty, with rows that leave one over and columns that leave many.
+Coordinates wide(int pivots, int columns, Random& random) {
+  Coordinates a{pivots + columns, pivots + columns, {}, {}, {}};
+  for (int i = 1; i <= a.n; ++i) {
+    const int last = i <= pivots ? a.n : i == pivots + 1 ? pivots : 0;
+    for (int j = 1; j <= last; ++j) a.add(i, j, 1.0);
+    if (i > pivots) a.add(i, i, 1.0);
+  }
+  return dominated(a, random);
 }
 std::vector<Case> cases(Random& random) {
   return {
@@ -112,6 +122,34 @@ struct Sifted {
   }
 };
 
+/// RINFO, from the lists and the entries of the diagonal blocks.
+void expect_operations(const Factoring& f, const StoredFactors& factors, const Truth& given) {
+  double level1 = 0.0, level2 = 0.0, level3 = 0.0, assembly = 0.0;
+  const Places places(factors);
+  for (const auto& place : given.places) {
+    const Places::Kind kind = places.of(place.first, place.second);
+    const int block = places.block_of[places.row_position[place.first]];
+    assembly += kind != Places::kAbove && kind != Places::kBelow && !factors.blocks[block].singleton;
+  }
+  for (const LuBlock& block : factors.blocks) {
+    for (std::size_t e = 0; e < block.elements.size(); ++e) {
+      const LuElement& element = block.elements[e];
+      const double l = double(element.l.size()), u = double(element.u.size());
+      for (int j = 1, done = 0; j <= element.pivots; ++j) {
+        const double m = j - done, left = element.pivots - j, rows = l + left, columns = u + left;
+        level1 += rows;
+        level2 += (m > 2 ? (m - 2) * (m - 1) : 0.0) + 2 * (m - 1) * (rows + 1);
+        if (m < f.icntl[6] && left > 0) continue;
+        level3 += (m - 1) * m * columns + 2 * rows * m * columns;
+        done = j;
+      }
+      if (e + 1 == block.elements.size() || block.elements[e + 1].front_rows > 0) assembly += l * u;
+    }
+  }
+  const double expected[] = {level1 + level2 + level3, assembly, 0.0, level1, level2, level3};
+  for (int k = 0; k < 6; ++k) EXPECT_EQ(f.rinfo[k], expected[k]) << "RINFO " << k + 1;
+}
+
 /// All that a refactorisation must have left, of whatever matrix.
 void expect_refactored(const Factoring& f) {
   ASSERT_GE(f.INFO(1), 0);
@@ -126,13 +164,34 @@ void expect_refactored(const Factoring& f) {
   if (factors.preserved) expect_copy(factors, given);
   EXPECT_EQ(f.INFO(4), sifted.dropped);
   EXPECT_EQ(f.INFO(1) & 1, sifted.dropped > 0 || f.INFO(3) > 0 ? 1 : 0);
-  EXPECT_EQ(f.INFO(1) & 4, f.INFO(17) < f.matrix.n ? 4 : 0);
+  int pivots = 0;
+  for (const LuBlock& block : factors.blocks) {
+    const int row = factors.rperm[block.first] - 1, column = factors.cperm[block.first] - 1;
+    pivots += block.singleton ? truth.values(row, column) != 0.0 : block.pivots;
+  }
+  EXPECT_EQ(f.INFO(17), pivots);
+  EXPECT_EQ(f.INFO(1) & 4, pivots < f.matrix.n ? 4 : 0);
   EXPECT_EQ(f.INFO(5), int(given.places.size()));
   EXPECT_EQ(f.INFO(6), f.INFO(5) - f.INFO(7) - sifted.below);
   EXPECT_EQ(f.INFO(7), factors.nzoff);
   EXPECT_EQ(f.KEEP(2), f.lvalue);
   EXPECT_EQ(f.KEEP(5), f.lindex);
-  EXPECT_EQ(f.rinfo[0], f.rinfo[3] + f.rinfo[4] + f.rinfo[5]);
+  EXPECT_EQ(f.INFO(18), f.INFO(19)) << "there is no garbage in index";
+  EXPECT_GE(f.INFO(20), f.INFO(21));
+  EXPECT_LE(f.INFO(19), f.INFO(22));
+  EXPECT_LE(f.INFO(21), f.INFO(23));
+  expect_operations(f, factors, given);
+}
+
+Vector factor_reals(const Factoring& f) {
+  return Vector(f.value.begin() + f.KEEP(1) - 1, f.value.begin() + f.KEEP(2));
+}
+
+/// To the rounding that places in memory can make in a routine.
+void expect_close(const Vector& got, const Vector& expected) {
+  ASSERT_EQ(got.size(), expected.size());
+  for (std::size_t k = 0; k < got.size(); ++k)
+    ASSERT_NEAR(got[k], expected[k], 1e-10 * (1.0 + std::fabs(expected[k]))) << "real " << k + 1;
 }
 
 void expect_failure(const Factoring& f, int status) {
@@ -142,7 +201,10 @@ void expect_failure(const Factoring& f, int status) {
 
 TEST(Ma38Refactor, TheSameMatrixHasTheSameFactors) {
   Random random(391);
-  for (const Case& one : cases(random)) {
+  std::vector<Case> all = cases(random);
+  all.push_back({"large", dominated(random_matrix(150, 150, 1.1, random), random)});
+  all.push_back({"wide", wide(60, 40, random)});
+  for (const Case& one : all) {
     for (const FactorSettings& settings : kSettings) {
       SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name);
       Factoring first(one.matrix, settings);
@@ -164,7 +226,7 @@ TEST(Ma38Refactor, TheSameMatrixHasTheSameFactors) {
         for (std::size_t e = 0; e < old.elements.size(); ++e)
           EXPECT_EQ(block.elements[e].children, old.elements[e].children);
       }
-      EXPECT_EQ(f.rinfo[5] > 0.0, first.rinfo[5] > 0.0);
+      expect_refactored(f);
       if (HasFailure()) return;
     }
   }
@@ -192,8 +254,12 @@ TEST(Ma38Refactor, OtherMatricesFitThePatternOrAreSifted) {
           for (int k = 0; more && k < 2 * a.n; ++k)
             changed.add(number(random, 1, a.n), number(random, 1, a.n), 0.1 * uniform(random));
           f.matrix = changed;
+          const Ints pattern = f.pattern();
           if (f.refactor() == -6) break;  // of matrices that nothing dominates, an entry counted
           expect_refactored(f);
+          Factoring shortest = f;
+          EXPECT_EQ(shortest.refactor(pattern, f.INFO(23), f.INFO(22)), f.INFO(1));
+          expect_close(factor_reals(shortest), factor_reals(f));
           if (HasFailure()) return;
           const StoredFactors factors(f.keep, f.index, f.value);
           const Sifted sifted(f, factors);
@@ -273,6 +339,9 @@ TEST(Ma38Refactor, ZeroPivotsFailInFrontsOnly) {
         EXPECT_EQ(f.INFO(1) & ~2, 4);
         EXPECT_EQ(f.INFO(17), 0);
         expect_refactored(f);
+        f.matrix = Coordinates{f.matrix.n, f.matrix.n, {1}, {1}, {2.0}};
+        f.refactor();
+        expect_refactored(f);
       } else {
         expect_failure(f, -6);
       }
@@ -281,6 +350,20 @@ TEST(Ma38Refactor, ZeroPivotsFailInFrontsOnly) {
       expect_factors(f);
       if (HasFailure()) return;
     }
+  }
+}
+
+/// Only an exact zero is no pivot; the reciprocal of one of 1e-310 is infinite, its quotients are not.
+TEST(Ma38Refactor, PivotsOfAnySizeGoThrough) {
+  Factoring f(Coordinates{3, 3, {1, 2, 3, 1, 2, 3}, {1, 2, 3, 2, 3, 1}, {4.0, 4.0, 4.0, 1.0, 1.0, 1.0}},
+              kSettings[2]);
+  ASSERT_EQ(f.factor(), 0);
+  for (const double scale : {1e-30, 2.5e-311, std::nan("")}) {
+    SCOPED_TRACE(scale);
+    for (int k = 0; k < 6; ++k) f.matrix.values[k] = scale * (k < 3 ? 4.0 : 1.0);
+    EXPECT_EQ(f.refactor(), 0);
+    EXPECT_EQ(f.INFO(17), 3);
+    for (const double x : factor_reals(f)) EXPECT_EQ(std::isfinite(x), scale > 0.0);
   }
 }
 
@@ -404,6 +487,73 @@ TEST(Ma38Refactor, LengthsAreAskedForUntilTheyDo) {
   }
   EXPECT_GT(shortages, 0);
   EXPECT_GT(collections, 0);
+}
+
+/// Whatever is moved in collections of garbage, the factors are the same.
+TEST(Ma38Refactor, EveryLengthIsRefusedOrDoes) {
+  Random random(400);
+  const Coordinates matrices[] = {dominated(random_matrix(24, 24, 0.12, random), random),
+                                  dominated(banded_matrix(40, 2, 3, random), random),
+                                  dominated(random_matrix(45, 45, 0.06, random), random)};
+  int collections = 0;
+  for (const Coordinates& matrix : matrices) {
+    for (const FactorSettings& settings : {kSettings[0], kSettings[2], kSettings[5]}) {
+      Factoring f(matrix, settings);
+      f.factor();
+      const Ints pattern = f.pattern();
+      f.refactor();
+      const Vector reals = factor_reals(f);
+      const int indices = f.INFO(22);
+      bool enough = false;
+      for (int values = f.shortest_value(), last = f.INFO(23); values <= last; ++values) {
+        SCOPED_TRACE(testing::Message() << settings.name << ", order " << matrix.n << ", length " << values);
+        const int status = f.refactor(pattern, values, indices);
+        ASSERT_TRUE(status >= 0 || (status == -4 && !enough)) << "status " << status;
+        enough = status >= 0;
+        if (!enough) continue;
+        collections += f.INFO(15);
+        expect_close(factor_reals(f), reals);
+        if (HasFailure()) return;
+      }
+      EXPECT_TRUE(enough);
+    }
+  }
+  EXPECT_GT(collections, 0);
+}
+
+/// Words inside their ranges that no factorisation leaves.
+TEST(Ma38Refactor, ListsThatCannotBeAreRefused) {
+  Random random(401);
+  Factoring f(dominated(random_matrix(30, 30, 0.1, random), random), kSettings[2]);
+  f.factor();
+  const Ints pattern = f.pattern();
+  const int n = f.matrix.n, elements = pattern[1];
+  const auto status_with = [&](int at, int word) {
+    Ints damaged = pattern;
+    damaged[at] = word;
+    return f.refactor(damaged);
+  };
+  int members = 0, children[] = {0, 0}, refused[] = {0, 0};  // by rows complete, by columns complete
+  for (int e = 0, pivot = 1; e < elements; ++e) {
+    const int* const element = &pattern[5 + elements + pattern[5 + e] - 1];
+    const int u = element[2], l = element[3], lists = int(element - pattern.data()) + 7;
+    for (const auto& list : {Ints{lists, l}, Ints{lists + l, u}}) {
+      for (int k = 0; k < list[1]; ++k, ++members) {
+        EXPECT_EQ(status_with(list[0] + k, pivot), -7) << "eliminated, element " << e + 1;
+        if (k == 0) continue;
+        EXPECT_EQ(status_with(list[0] + k, pattern[list[0]]), -7) << "twice, element " << e + 1;
+      }
+    }
+    for (int k = lists + l + u; k < lists + l + u + element[4]; ++k) {
+      if (pattern[k] <= n) continue;
+      const int kind = (pattern[k] - 1) / n - 1;
+      ++children[kind];
+      refused[kind] += status_with(k, (pattern[k] - 1) % n + 1) == -7;  // as if it were assembled whole
+    }
+    pivot += element[1];
+  }
+  EXPECT_GT(members, 0);
+  for (const int kind : {0, 1}) EXPECT_GT(2 * refused[kind], children[kind]);
 }
 
 /// Each word of the pattern by itself, and some together: nothing but a sanitizer judges what comes out, but

@@ -66,11 +66,12 @@ struct Factoring {
   }
   /// What a refactorisation needs of the factors.
   Ints pattern() const { return Ints(index.begin() + KEEP(4) - 1, index.begin() + KEEP(5)); }
-  Vector solve(const Vector& b, int which = 0, int transpose = 0) {
-    Vector x(matrix.n, 77.0), w((icntl[7] > 0 ? 4 : 2) * matrix.n);
-    ma38cd_(&matrix.n, &which, &transpose, &lvalue, &lindex, value.data(), index.data(), keep.data(),
-            b.data(), x.data(), w.data(), cntl.data(), icntl.data(), info.data(), rinfo.data());
-    return x;
+  /// Arrays of nothing but the factors.
+  void shrink() {
+    index = Ints(index.begin() + KEEP(3) - 1, index.begin() + KEEP(5));
+    value = Vector(value.begin() + KEEP(1) - 1, value.begin() + KEEP(2));
+    lindex = int(index.size()), lvalue = int(value.size());
+    keep[3] -= keep[2] - 1, keep[0] = keep[2] = 1, keep[1] = lvalue, keep[4] = lindex;
   }
 
  private:

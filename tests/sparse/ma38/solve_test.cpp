@@ -1,197 +1,98 @@
-// The solve on factors that the test writes itself: random L and U of sparse elements, whose product with the
-// off-diagonal part is the matrix. Solutions are judged by multiplying out.
+// The solve on factors of many shapes, which are read from the stored layout: solutions are judged by
+// multiplying out L, U and the off-diagonal part, or the matrix that was kept.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <climits>
-#include <cmath>
-#include <random>
 #include <utility>
-#include <vector>
 
 #include "sparse/ma38/kernels.h"
-#include "sparse/ma38/ma38_routines.h"
+#include "tests/sparse/ma38/routines.h"
 
 namespace corvidnum {
 namespace ma38 {
 namespace {
 
-using Vector = std::vector<double>;
-using Ints = std::vector<int>;
+using namespace reference;
 
-struct Dense {
-  int n;
-  Vector values;
-  explicit Dense(int order) : n(order), values(std::size_t(order) * order, 0.0) {}
-  double& operator()(int i, int j) { return values[std::size_t(i) + std::size_t(j) * n]; }
-  double operator()(int i, int j) const { return values[std::size_t(i) + std::size_t(j) * n]; }
-  Vector times(const Vector& x, bool transposed) const {
-    Vector y(n, 0.0);
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i < n; ++i) (transposed ? y[j] : y[i]) += (*this)(i, j) * (transposed ? x[i] : x[j]);
-    return y;
-  }
-};
+constexpr FactorSettings kOneBlock = {"one block", 0, 1, 0, 64, 1, 0, 4, 3, 2.0, 0.5},
+                         kNarrow = {"narrow fronts, not kept", 0, 0, 0, 64, 1, 0, 4, 16, 1.0, 0.5},
+                         kBlocks = {"blocks", 1, 1, 0, 64, 1, 0, 4, 16, 1.5, 0.5},
+                         kTransposed = {"blocks, transposed, not kept", 1, 0, 1, 64, 1, 0, 4, 16, 2.0, 0.5};
 
 struct Shape {
   const char* name;
-  std::vector<Ints> blocks;  // pivots of the elements of each; below 0: that many places without pivot
-  bool preserved;
+  const FactorSettings& settings;
+  Coordinates (*matrix)(Random&);
+  bool regular = true;
 };
-const std::vector<Shape> kShapes = {
-    {"single places", {{1, 1, 1, 1, 1, 1}}, true},
-    {"large elements", {{3, 4, 2}}, true},
-    {"one element", {{5}}, false},
-    {"order one", {{1}}, true},
-    {"mixed", {{1, 3, 1, 1, 2}}, false},
-    {"blocks", {{1}, {2, 1}, {1, 1, 1, 3}, {1}, {1, 1}}, true},
-    {"blocks, matrix not kept", {{2}, {1}, {3, 1}}, false},
-    {"singletons", {{1}, {1}, {1}, {1}}, true},
-    {"places without pivot", {{1, 2, -2}}, false},
-    {"no pivot at all", {{-3}}, false},
-    {"a block with a place without pivot", {{1}, {2, 1, -1}, {1, -1}, {1}}, true},
-    {"many pivots", {{5, 2}, {6, 4, 7, 3}}, true},
+Coordinates scattered(Random& random) {
+  Coordinates a = random_matrix(24, 24, 0.12, random);
+  for (int k = 1; k <= 24; ++k) a.add(k, k, 4.0);
+  return shuffled(a, random);
+}
+Coordinates several(Random& random) { return block_triangular_matrix({1, 3, 5, 1, 2}, random); }
+Coordinates dead_column(Random& random) {
+  Coordinates a = block_triangular_matrix({1, 4, 2, 1, 6}, random);
+  for (std::size_t k = 0; k < a.values.size(); ++k)
+    if (a.columns[k] % 5 == 1) a.values[k] = 0.0;
+  return a;
+}
+Coordinates zeros(Random&) { return {3, 3, {1}, {1}, {0.0}}; }
+const Shape kShapes[] = {
+    {"order one", kOneBlock, [](Random& r) { return banded_matrix(1, 0, 0, r); }},
+    {"singletons", kBlocks, [](Random& r) { return block_triangular_matrix(Ints(5, 1), r); }},
+    {"one element", kNarrow, [](Random& r) { return random_matrix(7, 7, 1.1, r); }},
+    {"scattered", kOneBlock, scattered},
+    {"scattered, narrow fronts", kNarrow, scattered},
+    {"half full, narrow fronts", kNarrow, [](Random& r) { return random_matrix(18, 18, 0.4, r); }},
+    {"half full", kOneBlock, [](Random& r) { return random_matrix(18, 18, 0.3, r); }},
+    {"banded", kOneBlock, [](Random& r) { return banded_matrix(12, 2, 3, r); }},
+    {"blocks", kBlocks, several},
+    {"blocks, transposed, not kept", kTransposed, several},
+    {"column", kBlocks, [](Random& r) { return column_matrix(4, 3, r); }},
+    {"dead columns", kBlocks, dead_column, false},
+    {"dead columns in one block", kNarrow, dead_column, false},
+    {"nothing but zeros", kOneBlock, zeros, false},
 };
 
-/// Factors in the stored layout, the arrays of exactly their length.
-class Stored {
- public:
-  int n = 0;
-  Dense l{0}, permuted{0}, a{0};  // P A Q = permuted
-  Ints keep = Ints(kKeepLength, 0), index;
-  Vector value;
-  Ints rperm, cperm;
+/// The factors of a matrix, with arrays of exactly their length. P A Q = L U, and what lies off the blocks.
+struct Stored : Factoring {
+  int n;
+  StoredFactors factors;
+  Dense l{0, 0}, permuted{0, 0}, a{0, 0}, kept{0, 0};
 
   /// @param blur factors are stored with this relative error
-  Stored(const Shape& shape, unsigned seed, double blur = 0.0) : random_(seed), blur_(blur) {
-    Ints blkp = {1}, lublkp;
-    for (const Ints& block : shape.blocks) {
-      for (const int pivots : block) n += std::abs(pivots);
-      blkp.push_back(n + 1);
-    }
-    l = permuted = a = u_ = Dense(n);
-    for (int k = 0; k < n; ++k) l(k, k) = u_(k, k) = 1.0;
-    const int nblks = int(shape.blocks.size());
-    for (int b = 0; b < nblks; ++b)
-      lublkp.push_back(write_block(shape.blocks[b], blkp[b], blkp[b + 1], nblks));
-    multiply_out();
-    finish(shape.preserved, nblks, blkp, lublkp);
-  }
+  Stored(const Shape& shape, unsigned seed, double blur = 0.0)
+      : Stored(shape.settings, shape.matrix, Random(seed), blur) {}
 
  private:
-  double some() { return std::uniform_real_distribution<double>(-1.0, 1.0)(random_); }
-  double blurred(double exact) { return exact * (1.0 + blur_ * some()); }
-  Ints shuffled() {
-    Ints order(n);
-    for (int k = 0; k < n; ++k) order[k] = k + 1;
-    std::shuffle(order.begin(), order.end(), random_);
-    return order;
-  }
-  Ints some_of(int begin, int end) {
-    Ints members;
-    for (int k = begin; k <= end; ++k)
-      if (random_() % 4 != 0) members.push_back(k);
-    std::shuffle(members.begin(), members.end(), random_);
-    return members;
-  }
-
-  int write_block(const Ints& elements, int first, int next, int nblks) {
-    const int order = next - first;
-    if (order == 1 && nblks > 1) {
-      const double pivot = u_(first - 1, first - 1) = 3.0 + some();
-      reals_.push_back(blurred(pivot));
-      return int(reals_.size());
+  Stored(const FactorSettings& settings, Coordinates (*make)(Random&), Random random, double blur)
+      : Factoring(make(random), settings), n(matrix.n), factors(factored()) {
+    Dense u(n, n);
+    factors.triangles(l, u);
+    permuted = dense(factors.off_diagonal), a = Dense(n, n), kept = dense(factors.copy);
+    for (int k = 0; k < n; ++k) {
+      if (u(k, k) == 0.0) u(k, k) = 1.0;  // what has no pivot passes
+      for (int i = k; i < n; ++i)
+        for (int j = k; j < n; ++j) permuted(i, j) += l(i, k) * u(k, j);
     }
-    const int start = int(reals_.size()) + 1, header = int(ints_.size()) + 1;
-    Ints words, pointers;
-    int done = 0, longest_l = 0, longest_u = 0;
-    for (const int k : elements) {
-      if (k < 0) continue;
-      const Ints rows = some_of(done + k + 1, order), columns = some_of(done + k + 1, order);
-      const int ordinal = int(pointers.size()) + 1;
-      pointers.push_back(int(words.size()) + 1);
-      words.insert(words.end(), {int(reals_.size()) - start + 2, k, int(columns.size()), int(rows.size()),
-                                 ordinal > 1, k + int(columns.size()), k + int(rows.size())});
-      words.insert(words.end(), rows.begin(), rows.end());
-      words.insert(words.end(), columns.begin(), columns.end());
-      if (ordinal > 1) words.push_back(ordinal - 1 + order * (ordinal % 3));
-      write_reals(first - 1, done, k, rows, columns);
-      longest_l = std::max(longest_l, int(rows.size()));
-      longest_u = std::max(longest_u, int(columns.size()));
-      done += k;
-    }
-    if (pointers.empty()) reals_.push_back(0.0);
-    ints_.insert(ints_.end(), {start, int(pointers.size()), done, longest_l, longest_u});
-    ints_.insert(ints_.end(), pointers.begin(), pointers.end());
-    ints_.insert(ints_.end(), words.begin(), words.end());
-    return header;
-  }
-  void write_reals(int base, int done, int pivots, const Ints& rows, const Ints& columns) {
-    const int first = base + done;
-    for (int k = first; k < first + pivots; ++k) {
-      for (int i = first; i < first + pivots; ++i) {
-        double& entry = i > k ? l(i, k) : u_(i, k);
-        entry = i == k ? 3.0 + some() : some();
-        reals_.push_back(blurred(entry));
-      }
-      for (const int i : rows) reals_.push_back(blurred(l(base + i - 1, k) = some()));
-    }
-    for (const int j : columns)
-      for (int k = first; k < first + pivots; ++k) reals_.push_back(blurred(u_(k, base + j - 1) = some()));
-  }
-  void multiply_out() {
     for (int i = 0; i < n; ++i)
-      for (int j = 0; j < n; ++j)
-        for (int k = 0; k < n; ++k) permuted(i, j) += l(i, k) * u_(k, j);
+      for (int j = 0; j < n; ++j) a(factors.rperm[i] - 1, factors.cperm[j] - 1) = permuted(i, j);
+    const int lower = factors.nzoff + (factors.preserved ? factors.nz : 0);
+    for (int k = lower; k < lvalue; ++k) value[k] *= 1.0 + blur * uniform(random);
   }
-  void finish(bool preserved, int nblks, const Ints& blkp, const Ints& lublkp) {
-    Ints offp = {1}, offi;
-    Vector offx;
-    for (int b = 0; b < nblks && nblks > 1; ++b) {
-      for (int i = blkp[b] - 1; i < blkp[b + 1] - 1; ++i) {
-        for (const int j : some_of(blkp[b + 1], n)) {
-          offi.push_back(j);
-          offx.push_back(permuted(i, j - 1) = some());
-        }
-        offp.push_back(int(offi.size()) + 1);
-      }
-    }
-    rperm = shuffled();
-    cperm = shuffled();
-    for (int i = 0; i < n; ++i)
-      for (int j = 0; j < n; ++j) a(rperm[i] - 1, cperm[j] - 1) = permuted(i, j);
-    if (ints_.empty()) ints_ = {0};
-    Ints ap = {1}, ai;
-    for (int j = 0; j < n; ++j) {
-      for (int i = 0; i < n; ++i) {
-        if (a(i, j) == 0.0) continue;
-        ai.push_back(i + 1);
-        if (preserved) value.push_back(a(i, j));
-      }
-      ap.push_back(int(ai.size()) + 1);
-    }
-    const auto append = [this](const Ints& words) { index.insert(index.end(), words.begin(), words.end()); };
-    if (preserved) append(ap), append(ai);
-    append(offi);
-    keep[kPatternBegin - 1] = int(index.size()) + 1;
-    append(ints_);
-    if (nblks > 1) append(lublkp), append(blkp), append(offp);
-    append(cperm), append(rperm);
-    append({0, int(offi.size()), nblks, preserved, int(ai.size()), n, int(ai.size())});
-    value.insert(value.end(), offx.begin(), offx.end());
-    value.insert(value.end(), reals_.begin(), reals_.end());
-    keep[kValueBegin - 1] = keep[kIndexBegin - 1] = 1;
-    keep[kValueEnd - 1] = int(value.size());
-    keep[kIndexEnd - 1] = int(index.size());
+  StoredFactors factored() {
+    EXPECT_GE(factor(), 0);
+    shrink();
+    return StoredFactors(keep, index, value);
   }
-
-  std::mt19937 random_;
-  double blur_;
-  Dense u_{0};
-  Ints ints_;
-  Vector reals_;
 };
+
+Vector times(const Dense& a, const Vector& x, bool transposed) {
+  Vector y(x.size());
+  for (int j = 0; j < a.cols; ++j)
+    for (int i = 0; i < a.rows; ++i) (transposed ? y[j] : y[i]) += a(i, j) * (transposed ? x[i] : x[j]);
+  return y;
+}
 
 constexpr int kUntouched = -77;
 
@@ -216,7 +117,7 @@ Answer solve(const Stored& stored, int job, bool transposed, const Vector& b, in
   index.resize(index.size() + longer, kUntouched), value.resize(value.size() + longer, kUntouched);
   answer.x = Vector(b.size(), kUntouched);
   const int transc = transposed, lvalue = int(value.size()), lindex = int(index.size());
-  ma38cd_(&stored.n, &job, &transc, &lvalue, &lindex, value.data(), index.data(), stored.keep.data(),
+  ma38cd_(&stored.matrix.n, &job, &transc, &lvalue, &lindex, value.data(), index.data(), stored.keep.data(),
           b.data(), answer.x.data(), w.data(), cntl.data(), icntl.data(), answer.info.data(),
           answer.rinfo.data());
   return answer;
@@ -249,30 +150,35 @@ Vector placed(const Vector& x, const Ints& order) {
 }
 /// y with L' y = x.
 Vector back_substituted(const Dense& l, Vector y) {
-  for (int i = l.n - 1; i >= 0; --i)
-    for (int k = i + 1; k < l.n; ++k) y[i] -= l(k, i) * y[k];
+  for (int i = l.rows - 1; i >= 0; --i)
+    for (int k = i + 1; k < l.rows; ++k) y[i] -= l(k, i) * y[k];
   return y;
 }
 
 /// The right-hand side that belongs to x.
 Vector of_solution(const Stored& s, int job, bool transposed, const Vector& x) {
-  if (job == 1 && !transposed) return placed(s.l.times(x, false), s.rperm);
-  if (job == 1) return s.l.times(picked(x, s.rperm), true);
-  if (job == 2 && transposed) return placed(s.permuted.times(back_substituted(s.l, x), true), s.cperm);
-  if (job == 2) return s.permuted.times(picked(x, s.cperm), false);  // L times it
-  return s.a.times(x, transposed);
+  if (job == 1 && !transposed) return placed(times(s.l, x, false), s.factors.rperm);
+  if (job == 1) return times(s.l, picked(x, s.factors.rperm), true);
+  if (job == 2 && transposed)
+    return placed(times(s.permuted, back_substituted(s.l, x), true), s.factors.cperm);
+  if (job == 2) return times(s.permuted, picked(x, s.factors.cperm), false);  // L times it
+  return times(s.a, x, transposed);
 }
 
 TEST(Solve, EveryFormOfEveryShape) {
+  int sizes[5] = {};  // of elements with both lists that have 1, 2, 3, 4, more pivots
   for (const Shape& shape : kShapes) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
       const Stored stored(shape, seed);
       const Vector b = right_side(stored.n);
+      for (const LuBlock& block : stored.factors.blocks)
+        for (const LuElement& e : block.elements)
+          sizes[std::min(e.pivots, 5) - 1] += !e.l.empty() && !e.u.empty();
       for (const int job : {0, 1, 2, 3}) {
         for (const bool transposed : {false, true}) {
           const Answer answer = solve(stored, job, transposed, b);
           ASSERT_EQ(answer.status(), 0) << shape.name;
-          const Vector expected = job == 2 && !transposed ? stored.l.times(b, false) : b;
+          const Vector expected = job == 2 && !transposed ? times(stored.l, b, false) : b;
           const double error = distance(of_solution(stored, job, transposed, answer.x), expected);
           // backward stable solves with factors of modest growth
           EXPECT_LE(error, 1e-13 * stored.n * (1.0 + size(answer.x)))
@@ -281,6 +187,7 @@ TEST(Solve, EveryFormOfEveryShape) {
       }
     }
   }
+  for (const int count : sizes) EXPECT_GT(count, 10);
 }
 
 /// Backward errors of x by their definition.
@@ -291,7 +198,7 @@ std::pair<double, double> backward_errors(const Stored& s, bool transposed, cons
   for (int i = 0; i < s.n; ++i) {
     long double residual = b[i], products = 0.0L, sum = 0.0L;
     for (int j = 0; j < s.n; ++j) {
-      const long double entry = transposed ? s.a(j, i) : s.a(i, j);
+      const long double entry = transposed ? s.kept(j, i) : s.kept(i, j);
       residual -= entry * x[j];
       products += std::fabs(entry * x[j]);
       sum += std::fabs(entry);
@@ -313,19 +220,20 @@ void expect_omegas(const Stored& s, bool transposed, const Vector& b, const Answ
 TEST(Solve, RefinementReachesTheMatrixThatWasKept) {
   const double kLargest = std::ldexp(1.0, -15);
   for (const Shape& shape : kShapes) {
+    if (!shape.regular) continue;
     const Stored stored(shape, 5, 1e-4);
     const Vector b = right_side(stored.n);
     for (const bool transposed : {false, true}) {
       SCOPED_TRACE(shape.name);
       const Vector plain = solve(stored, 0, transposed, b).x;
       const Answer one = solve(stored, 0, transposed, b, 1), many = solve(stored, 0, transposed, b, 20);
-      if (!shape.preserved) {
+      if (!stored.factors.preserved) {
         EXPECT_EQ(one.x, plain);
         continue;
       }
       EXPECT_EQ(one.steps(), 1);
-      EXPECT_LT(distance(stored.a.times(one.x, transposed), b),
-                0.1 * distance(stored.a.times(plain, transposed), b));
+      EXPECT_LT(distance(times(stored.kept, one.x, transposed), b),
+                0.1 * distance(times(stored.kept, plain, transposed), b));
       expect_omegas(stored, transposed, b, one, 2.2e-16);
       EXPECT_GT(many.steps(), 1);
       EXPECT_LT(many.steps(), 20);
@@ -337,11 +245,12 @@ TEST(Solve, RefinementReachesTheMatrixThatWasKept) {
 }
 
 TEST(Solve, StepsThatGainTooLittleEndTheRefinement) {
+  const Shape dense{"dense", kOneBlock, [](Random& r) { return random_matrix(9, 9, 1.1, r); }};
   int worse = 0, slow = 0;
   for (unsigned seed = 1; seed <= 400; ++seed) {
-    const Stored stored(kShapes[1], seed, 1.0);
+    const Stored stored(dense, seed, 1.0);
     const Vector b = right_side(stored.n), plain = solve(stored, 0, false, b).x;
-    Vector residual = stored.a.times(plain, false), next = plain;
+    Vector residual = times(stored.kept, plain, false), next = plain;
     for (std::size_t k = 0; k < b.size(); ++k) residual[k] = b[k] - residual[k];
     const Vector step = solve(stored, 0, false, residual).x;
     for (std::size_t k = 0; k < b.size(); ++k) next[k] += step[k];
@@ -367,13 +276,14 @@ TEST(Solve, StepsThatGainTooLittleEndTheRefinement) {
 }
 
 TEST(Solve, WhatHasNoScaleHasNoError) {
-  Stored empty({"empty", {Ints(40, 1)}, true}, 3);  // long enough that a right-hand side lies within tau
-  std::fill_n(empty.value.begin(), empty.index[std::size_t(empty.n)] - 1, 0.0);  // the copy of the matrix
+  // Long enough that a right-hand side lies within tau. The kept matrix is emptied.
+  Stored empty({"long", kBlocks, [](Random& r) { return block_triangular_matrix(Ints(40, 1), r); }}, 3);
+  std::fill_n(empty.value.begin(), empty.factors.nz, 0.0);
   const Answer none = solve(empty, 0, false, right_side(empty.n), 2, -1.0);
   EXPECT_EQ(none.omega(), 0.0);
   EXPECT_EQ(none.steps(), 0);
 
-  const Answer undefined = solve(Stored({"order one", {{1}}, true}, 3), 0, false, {HUGE_VAL}, 2);
+  const Answer undefined = solve(Stored(kShapes[0], 3), 0, false, {HUGE_VAL}, 2);
   EXPECT_TRUE(std::isnan(undefined.omega()));
   EXPECT_EQ(undefined.steps(), 0);
 }
@@ -385,7 +295,7 @@ TEST(Solve, StatusOfEveryForm) {
     for (const int job : {-1, 0, 1, 2, 3}) {
       for (const bool transposed : {false, true}) {
         const Vector plain = solve(stored, job, transposed, b).x;
-        const bool refinable = shape.preserved && job != 1 && job != 2;
+        const bool refinable = stored.factors.preserved && job != 1 && job != 2;
         for (const int refinements : {-1, 0, 2}) {
           SCOPED_TRACE(shape.name);
           const Answer answer = solve(stored, job, transposed, b, refinements, 2.2e-16, 5);
@@ -413,8 +323,8 @@ Ints damages(int word) { return {INT_MIN, -1, 0, 1, word - 1, word + 1, INT_MAX}
 
 TEST(Solve, KernelsStayInsideOfDamagedElements) {
   for (const Shape& shape : kShapes) {
-    if (shape.blocks.size() > 1) continue;
     const Stored stored(shape, 7);
+    if (stored.factors.nblks > 1) continue;
     const OneBased<const int> index(stored.index.data(), std::ptrdiff_t(stored.index.size()));
     const KeptFactors kept =
         locate_factors(stored.n, int(stored.value.size()), int(index.size()), index, stored.keep.data());
@@ -444,6 +354,7 @@ TEST(Solve, KernelsStayInsideOfDamagedElements) {
 TEST(Solve, DamagedFactorsAreRefusedOrHarmless) {
   for (const Shape& shape : kShapes) {
     Stored stored(shape, 7);
+    if (stored.n > 12) continue;
     const Vector b = right_side(stored.n);
     int refused = 0;
     const auto damage = [&](int& word) {

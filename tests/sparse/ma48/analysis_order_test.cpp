@@ -24,6 +24,7 @@ struct Case {
   bool upper;          // block triangular before the shuffle, some blocks being of order 4
   int job, smallest_block, columns_last;
   double drop, pivot;
+  int length;            // LA; 0: ample
   const char* expected;  // places of rows, columns in order, orders and kinds of blocks, INFO, operations
 };
 
@@ -71,28 +72,34 @@ std::string outcome(Solver& solver) {
 
 TEST(Ma48AnalysisOrder, IsThatOfTheRules) {
   const Case cases[] = {
-      {"blocks", 11, 12, 14, true, 1, 1, 0, 0.0, 0.0,
+      {"blocks", 11, 12, 14, true, 1, 1, 0, 0.0, 0.0, 0,
        "8 10 6 11 12 4 5 3 9 7 1 2 | 12 4 6 10 11 2 5 8 7 1 3 9 | 4:2 2:-2 4:2 2:-2 | 1 0 68 66 12 0 4 8 18 "
        "12 1 0 | 26"},
-      {"blocks of three at least", 12, 12, 8, true, 1, 3, 0, 0.0, 0.0,
+      {"blocks of three at least", 12, 12, 8, true, 1, 3, 0, 0.0, 0.0, 0,
        "1 11 4 7 2 5 10 12 3 8 6 9 | 4 3 1 8 10 7 9 6 5 2 12 11 | 5:3 6:4 1:-1 | 1 0 56 69 12 0 6 11 21 12 1 "
        "0 | 31"},
-      {"changing columns", 13, 12, 16, true, 1, 1, 1, 0.0, 0.0,
+      {"blocks of five at least", 20, 12, 4, true, 1, 5, 0, 0.0, 0.0, 0,
+       "3 12 11 6 1 7 9 8 4 10 2 5 | 4 5 12 9 3 11 1 6 2 10 7 8 | 5:3 7:5 | 1 0 48 68 12 0 7 12 22 12 1 0 | "
+       "31"},
+      {"little room", 203, 16, 54, false, 1, 1, 0, 0.0, 0.0, 140,
+       "16 1 11 8 12 2 9 14 6 3 7 10 5 4 15 13 | 8 6 9 7 2 14 10 5 4 16 13 3 11 15 12 1 | 2:0 14:11 | "
+       "1 3 140 185 16 0 14 16 60 16 5 0 | 217"},
+      {"changing columns", 13, 12, 16, true, 1, 1, 1, 0.0, 0.0, 0,
        "4 1 5 11 9 12 2 10 6 3 8 7 | 1 10 9 4 7 12 8 2 3 6 11 5 | 4:2:2 3:-3:0 4:2:2 1:-1:0 | 1 0 72 68 12 0 "
        "4 8 17 12 6 0 | 26"},
-      {"given places, changing columns", 14, 8, 14, false, 2, 1, 1, 0.0, 0.0,
+      {"given places, changing columns", 14, 8, 14, false, 2, 1, 1, 0.0, 0.0, 0,
        "3 8 6 2 4 7 1 5 | 2 5 8 3 6 1 4 7 | 8:7:8 | 1 0 44 68 8 0 8 8 18 8 4 0 | 44"},
-      {"diagonal pivots", 15, 8, 10, false, 3, 1, 0, 0.0, 0.0,
+      {"diagonal pivots", 15, 8, 10, false, 3, 1, 0, 0.0, 0.0, 0,
        "1 4 5 6 3 2 7 8 | 1 6 5 2 3 4 7 8 | 8:3 | 5 0 36 71 8 0 8 8 13 8 5 0 | 87"},
-      {"small diagonals", 16, 9, 4, true, 1, 1, 0, 0.0, 1.0,
+      {"small diagonals", 16, 9, 4, true, 1, 1, 0, 0.0, 1.0, 0,
        "5 6 1 7 4 3 2 8 9 | 2 1 9 3 5 8 7 4 6 | 4:2 5:-5 | 0 0 34 37 8 0 4 4 8 9 0 0 | 13"},
-      {"dropping", 17, 16, 30, true, 1, 1, 0, 0.6, 0.0,
+      {"dropping", 17, 16, 30, true, 1, 1, 0, 0.6, 0.0, 0,
        "4 5 13 14 3 10 9 15 6 1 16 8 12 7 11 2 | 2 15 14 10 8 5 11 4 12 6 16 9 7 3 13 1 | 4:3 4:-4 4:3 4:-4 "
        "| 1 0 108 82 16 2 4 8 16 16 7 0 | 14"},
   };
   for (const Case& given : cases) {
     SCOPED_TRACE(given.name);
-    Solver solver(scrambled(given));
+    Solver solver(scrambled(given), given.length);
     solver.job = given.job;
     solver.icntl[corvidnum::kSmallestBlock - 1] = given.smallest_block;
     solver.icntl[corvidnum::kColumnsLast - 1] = given.columns_last;

@@ -166,10 +166,7 @@ TEST(BlockKernels, FaultsAndOddValuesHaveTheirStatus) {
       {[](Block& b) { b.irna[1] = b.irna[0]; }, 1, -4},
       {[&](Block& b) { b.aa[0] = b.aa[1] = nan; }, 1, 1},  // a null column
       {[&](Block& b) { b.aa.assign(b.ne, nan); }, 1, 1},
-      {[&](Block& b) {
-         b.cntl = {nan, nan, nan, 0.0};
-       },
-       1, 0},
+      {[&](Block& b) { b.cntl.assign(3, nan), b.cntl.push_back(0.0); }, 1, 0},
       {[](Block& b) { b.factor(1), std::fill(&b.aa[b.iptra[2] - 1], &b.aa[b.iptra[3] - 1], 0.0); }, 2,
        -7 - 3},
       {[](Block& b) { b.cntl[2] = 0.5, b.factor(1); }, 2, -6},
@@ -186,6 +183,16 @@ TEST(BlockKernels, FaultsAndOddValuesHaveTheirStatus) {
   corvidnum::MA50CD(&none, &one, Ints(7).data(), &none, &none, &none, &one, nullptr, nullptr, nullptr,
                     nullptr, nullptr, nullptr, nullptr, &status);
   EXPECT_EQ(status, -1);
+}
+
+TEST(BlockKernels, DropsFromBothFactors) {
+  for (const int row : {1, 2}) {
+    Block block({2, 2, {1, 2, row}, {1, 2, 3 - row}, {1.0, 1.0, 0.25}}, 2);
+    block.cntl[2] = 0.5;
+    EXPECT_EQ(block.factor(1), 0);
+    EXPECT_EQ(block.info[5], 1);
+    EXPECT_EQ(block.solve(0, {3.0, 5.0}), (Vector{3.0, 5.0}));
+  }
 }
 
 TEST(BlockKernels, PivotToleranceIsStrictAndNotANumberIsNoPivot) {

@@ -109,19 +109,6 @@ TEST(Matching, IsAsLargeAsCanBeAndCompletesToAPermutation) {
   });
 }
 
-/// The order of search decides which of many matchings comes out; worked by hand.
-TEST(Matching, FollowsItsOrder) {
-  for (const std::vector<Ints>& rows :
-       {std::vector<Ints>{{1, 2}, {1, 2}, {1, 2, 3}},
-        std::vector<Ints>{{2, 1}, {2}, {2, 3}}}) {  // row 2 takes 2 from row 1
-    Pattern p{3};
-    for (const Ints& row : rows) p.add_row(row);
-    Ints matches(3);
-    p.match(matches);
-    EXPECT_EQ((Ints{1, 2, 3}), matches);
-  }
-}
-
 TEST(StrongComponents, AreThoseOfMutualReachInOrder) {
   for_patterns([](const Pattern& p) {
     auto reach = p.has;

@@ -237,6 +237,11 @@ TEST_F(Ma48, LengthsAndElements) {
   EXPECT_EQ(lines(), Lines{"MFF -7"});
   object.SetNeedPivotOrder(1);
   expect_solves(object, loader.matrix, random_);
+  corvid_host::FailAllocationsFrom(1);
+  EXPECT_EQ(object.SetLa(0x7ffffff8), 0);
+  EXPECT_EQ(object.SetLa2(0), 0);
+  corvid_host::StopFailing();
+  EXPECT_EQ(object.GetLa(), 0x7ffffffe);  // and no further
   object.SetCallBack(nullptr);
   EXPECT_EQ(object.Solve(b.data(), x.data()), 0);
   EXPECT_EQ(object.SetLa(400), 0);

@@ -8,7 +8,7 @@ using namespace reference;
 namespace {
 
 /// Estimates the norm of `a`, destroying W between the calls, as a caller may.
-double estimate(const Coordinates& a) {
+double estimate(const Coordinates& a, int most_requests = 11) {
   Vector x(a.n), w(a.n);
   std::vector<int> signs(a.n);
   double norm = -1.0;
@@ -19,7 +19,7 @@ double estimate(const Coordinates& a) {
     x = multiply(a, x, kase == 2);
     std::fill(w.begin(), w.end(), 1e100);
   }
-  EXPECT_LT(requests, 12);
+  EXPECT_LE(requests, most_requests);
   return norm;
 }
 
@@ -34,6 +34,7 @@ TEST(NormEstimator, NeverExceedsTheNormAndSeldomMissesItByFar) {
   }
   EXPECT_GT(worst, 0.3);
   EXPECT_EQ(estimate({4, 4, {1, 2, 3, 4, 1}, {1, 2, 3, 4, 3}, {1.0, -2.0, 30.0, 1.0, -4.0}}), 34.0);
+  EXPECT_EQ(estimate({2, 2, {1, 2, 1, 2}, {1, 1, 2, 2}, {1.0, 1.0, 2.0, 2.0}}, 4), 4.0);  // the signs stay
 }
 
 TEST(NormEstimator, EndsOnNaNAndRefusesNothingness) {
