@@ -1,7 +1,7 @@
 #pragma once
 
-// Renumbering of a symmetric sparse structure for a small bandwidth or a small profile. Callable from C and
-// Fortran as it stands: every argument goes by address, and nodes and positions are numbered from 1.
+// Renumbering of a symmetric sparse structure for a small bandwidth or a small profile. Callable from C, and
+// from Fortran by bind(C): every argument goes by address, and nodes and positions are numbered from 1.
 
 #include "frame/export.h"
 

@@ -45,9 +45,10 @@ double sum(const std::vector<double>& values) { return std::accumulate(values.be
 /// Where the files lie that a case names.
 struct Places {
   std::filesystem::path folder;
-  std::string properties;  // given from outside; empty: none
+  std::string properties;           // given from outside; empty: none
+  std::vector<std::string>& named;  // by the case, so far
 
-  std::string path(const std::string& named) const { return (folder / named).string(); }
+  std::string path(const std::string& name) const { return named.emplace_back((folder / name).string()); }
 };
 
 /// Measured tables, from a property file or each from a file of its own.
@@ -297,9 +298,12 @@ ColumnCase case_of(const toml::table& file, const Places& places) {
 }  // namespace
 
 ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties) {
-  const Places places{std::filesystem::path(name).parent_path(), properties};
-  return examples::parse_case_text<ColumnCase>(
+  std::vector<std::string> named;
+  const Places places{std::filesystem::path(name).parent_path(), properties, named};
+  ColumnCase c = examples::parse_case_text<ColumnCase>(
       text, name, [&](const toml::table& file) { return case_of(file, places); });
+  c.other_files = std::move(named);
+  return c;
 }
 
 ColumnCase read_case(const std::string& path, const std::string& properties) {

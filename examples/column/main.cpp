@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <map>
@@ -26,6 +27,7 @@
 #include "examples/column/newton.h"
 #include "examples/column/other_case.h"
 #include "examples/column/report.h"
+#include "examples/common/file_options.h"
 #include "examples/common/output.h"
 #include "frame/debug_out.h"
 
@@ -144,8 +146,18 @@ int compare(const Options& options, const column::ColumnCase& c, const column::I
   return kSolved;
 }
 
+void check_outputs(const Options& options, const column::ColumnCase& c) {
+  std::vector<std::string> inputs = c.other_files;
+  inputs.insert(inputs.end(), {options.case_path, options.properties});
+  for (const std::string& input : inputs) {
+    examples::check_output("--csv", options.csv_path, input);
+    examples::check_output("--debug-log", options.log_name + ".LOG", input);
+  }
+}
+
 int solve_case(const Options& options) {
   column::ColumnCase c = column::read_case(options.case_path, options.properties);
+  check_outputs(options, c);
   if (options.tolerance) c.tolerance = *options.tolerance;
   const column::InternalFlows flows = column::internal_flows(c);
   std::unique_ptr<DebugOut> log;
@@ -188,7 +200,8 @@ void add_acceleration_options(CLI::App& app, Options& options) {
       ->check(CLI::Range(1, 1000))
       ->capture_default_str();
   app.add_option("--debug-log", options.log_name,
-                 "keep the accelerator's account in the file of this name with .LOG behind it");
+                 "keep the accelerator's account in the file of this name with .LOG behind it")
+      ->check(examples::not_empty());
   app.add_flag("--compare", options.compare,
                "converge the case without and with each acceleration, and tell");
 }
@@ -226,13 +239,14 @@ void check_acceleration_options(const CLI::App& app, const Options& options) {
 }
 
 void declare(CLI::App& app, Options& options) {
-  app.add_option("case", options.case_path, "case file (TOML)");
-  app.add_option("--csv", options.csv_path, "write the profile to this file");
+  const CLI::Validator named = examples::not_empty();
+  app.add_option("case", options.case_path, "case file (TOML)")->check(named);
+  app.add_option("--csv", options.csv_path, "write the profile to this file")->check(named);
   app.add_option("--tolerance", options.tolerance,
-                 "largest change of a stage temperature, for that of the case")
-      ->check(CLI::PositiveNumber);
+                 "largest change of a stage temperature, for that of the case");
   app.add_option("--properties", options.properties,
-                 "take the measured tables of all components from this property file");
+                 "take the measured tables of all components from this property file")
+      ->check(named);
   add_newton_options(app, options);
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");
@@ -241,9 +255,16 @@ void declare(CLI::App& app, Options& options) {
 
 CLI::App* declare_fit(CLI::App& app, Options& options) {
   CLI::App* fit = app.add_subcommand("fit", "Fits measured vapour pressures by the Antoine form.");
-  fit->add_option("tables", options.tables, "tables of components (CSV)")->required();
-  fit->add_option("--properties", options.properties, "store the fitted tables in this property file");
+  const CLI::Validator named = examples::not_empty();
+  fit->add_option("tables", options.tables, "tables of components (CSV)")->required()->check(named);
+  fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
+      ->check(named);
   return fit;
+}
+
+void check_tolerance(const Options& options) {
+  if (const double tolerance = options.tolerance.value_or(1); !(std::isfinite(tolerance) && tolerance > 0))
+    throw CLI::ValidationError("--tolerance", "must be above 0, and finite");
 }
 
 /// A case, or fit; what belongs to a case has no meaning for fit.
@@ -257,6 +278,8 @@ void check_command(const CLI::App& app, const CLI::App& fit) {
 }
 
 int fit_tables(const Options& options) {
+  for (const std::string& table : options.tables)
+    examples::check_output("--properties", options.properties, table);
   const column::Tables tables = column::read_tables(options.tables);
   const char* between = "";
   for (const auto& table : tables) {
@@ -272,6 +295,9 @@ int parse_and_run(int argc, char** argv) {
   CLI::App app{
       "Solves a staged distillation column by the bubble-point method with constant molar overflow, and by\n"
       "Newton's method on the whole column at once if asked to."};
+  app.footer(
+      "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"
+      "methods do not agree as closely as they should.");
   declare(app, options);
   const CLI::App* fit = declare_fit(app, options);
   try {
@@ -279,10 +305,11 @@ int parse_and_run(int argc, char** argv) {
     check_command(app, *fit);
     check_newton_options(app, options);
     check_acceleration_options(app, options);
+    check_tolerance(options);
+    return fit->parsed() ? fit_tables(options) : solve_case(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;
   }
-  return fit->parsed() ? fit_tables(options) : solve_case(options);
 }
 
 }  // namespace

@@ -65,6 +65,22 @@ bool all_finite(const std::vector<double>& values) {
   return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
 }
 
+/// Whether what is left of the right side is small beside the largest term. A pivot that has become small,
+/// not zero, leaves factors that lost the digits.
+bool is_solution(const SparseEntries& a, const std::vector<double>& right_side,
+                 const std::vector<double>& solution) {
+  constexpr double kSmall = 1e-8;
+  std::vector<double> residual = right_side;
+  double largest_term = 0;
+  for (std::size_t k = 0; k < a.values.size(); ++k) {
+    const double term = a.values[k] * solution[static_cast<std::size_t>(a.columns[k] - 1)];
+    residual[static_cast<std::size_t>(a.rows[k] - 1)] -= term;
+    largest_term = std::max(largest_term, std::fabs(term));
+  }
+  return std::all_of(residual.begin(), residual.end(),
+                     [=](double r) { return std::fabs(r) <= kSmall * largest_term; });
+}
+
 }  // namespace
 
 const char* name_of(StepMethod method) { return method == StepMethod::kMa48 ? "ma48" : "ma38"; }
@@ -73,7 +89,9 @@ bool StepSolver::solve(SparseEntries entries, const std::vector<double>& right_s
                        std::vector<double>& solution) {
   entries_.values = std::move(entries.values);  // the places are those of the first ones
   solution.resize(right_side.size());
-  if (orders_ > 0 && solve_as_ordered(right_side, solution) && all_finite(solution)) return true;
+  if (orders_ > 0 && solve_as_ordered(right_side, solution) && all_finite(solution) &&
+      is_solution(entries_, right_side, solution))
+    return true;
   ++orders_;
   return solve_in_new_order(right_side, solution) && all_finite(solution);
 }

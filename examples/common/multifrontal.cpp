@@ -10,7 +10,7 @@ namespace {
 
 // Elements of the arrays of the routines, from 0.
 enum Control { kThreshold = 0 };
-enum IntegerControl { kBlockForm = 3, kMostRefinements = 7 };
+enum IntegerControl { kBlockForm = 3, kPreferDiagonal = 5, kMostRefinements = 7 };
 enum Keep { kPatternBegin = 3, kIndexEnd = 4 };
 enum Info {
   kStatus = 0,
@@ -45,6 +45,7 @@ Multifrontal::Multifrontal(int order, const std::vector<int>& rows, const std::v
   ma38id_(keep_, cntl_, icntl_);
   if (settings.threshold) cntl_[kThreshold] = *settings.threshold;
   icntl_[kBlockForm] = settings.block_form ? 1 : 0;
+  icntl_[kPreferDiagonal] = settings.prefer_diagonal ? 1 : 0;
 }
 
 /// The triplets at the bottom; at the top the pattern of the factors, if there is one.

@@ -13,6 +13,7 @@ struct MultifrontalSettings {
   bool block_form = true;
   bool keep_matrix = false;         // a copy of it with the factors, as refinement needs
   std::optional<double> threshold;  // least pivot, as part of the largest element of its column
+  bool prefer_diagonal = false;     // for pivots
 };
 
 /// One square matrix, factorised as often as its values change.

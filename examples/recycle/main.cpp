@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -14,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "examples/common/file_options.h"
 #include "examples/common/output.h"
 #include "examples/recycle/case_file.h"
 #include "examples/recycle/convergence.h"
@@ -122,8 +124,16 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--tear", options.tears, "streams to tear, for those of the case")->expected(1, -1);
   app.add_flag("--compare", options.compare, "run all three methods and print them side by side");
   app.add_flag("--verbose", options.verbose, "print a line a pass");
-  app.add_option("--csv", options.csv_path, "write the convergence history to this file");
-  app.add_option("--debug-log", options.log_name, "write the account of the accelerators to NAME.LOG");
+  app.add_option("--csv", options.csv_path, "write the convergence history to this file")
+      ->check(examples::not_empty());
+  app.add_option("--debug-log", options.log_name, "write the account of the accelerators to NAME.LOG")
+      ->check(examples::not_empty());
+}
+
+void check(const Options& options) {
+  if (std::isnan(options.tolerance.value_or(1))) throw CLI::ValidationError("--tolerance", "is not a number");
+  examples::check_output("--csv", options.csv_path, options.case_path);
+  examples::check_output("--debug-log", options.log_name + ".LOG", options.case_path);
 }
 
 int parse_and_run(int argc, char** argv) {
@@ -132,6 +142,7 @@ int parse_and_run(int argc, char** argv) {
   declare(app, options);
   try {
     app.parse(argc, argv);
+    check(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;
   }

@@ -13,9 +13,17 @@
 
 namespace solve_mtx {
 
-/// A matrix without a unique solution.
-struct Singular : std::runtime_error {
+/// Factors that lead to no solution.
+struct NoSolution : std::runtime_error {
   using std::runtime_error::runtime_error;
+};
+/// Since the matrix has none that is unique.
+struct Singular : NoSolution {
+  using NoSolution::NoSolution;
+};
+/// Since the pivots were badly chosen.
+struct Inexact : NoSolution {
+  using NoSolution::NoSolution;
 };
 
 enum class Method { kMa48, kMa38 };
@@ -28,6 +36,7 @@ struct SolverSettings {
   bool block_form = true;
   bool keep_matrix = false;         // with the factors of kMa38; it cannot refine without
   std::optional<double> threshold;  // least pivot, as part of the largest element of its column
+  bool prefer_diagonal = false;     // for the pivots of kMa38
 };
 
 /// With each comes all that comes with those before, as far as the solver has it.

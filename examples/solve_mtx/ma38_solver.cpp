@@ -11,7 +11,7 @@ using examples::Multifrontal;
 Ma38Solver::Ma38Solver(const Matrix& matrix, const SolverSettings& settings)
     : matrix_(matrix),
       routines_(matrix.rows, matrix.row, matrix.column,
-                {settings.block_form, settings.keep_matrix, settings.threshold}) {}
+                {settings.block_form, settings.keep_matrix, settings.threshold, settings.prefer_diagonal}) {}
 
 /// Warnings are not refused.
 void Ma38Solver::refuse(const char* phase, int status) const {

@@ -260,6 +260,10 @@ std::string vector_text(const std::vector<double>& value) {
 }
 
 std::vector<double> values_in_order_of(const Matrix& matrix, const Matrix& other) {
+  if (other.rows != matrix.rows)
+    throw complaint(
+        other.name, other.size_line,
+        fmt::format("the matrix is of order {}, {} of order {}", other.rows, matrix.name, matrix.rows));
   const std::vector<std::size_t> ours = sorted_entries(matrix), theirs = sorted_entries(other);
   const auto place = [](const Matrix& of, std::size_t k) { return std::pair(of.column[k], of.row[k]); };
   std::vector<double> values(ours.size());
@@ -274,7 +278,7 @@ std::vector<double> values_in_order_of(const Matrix& matrix, const Matrix& other
     const Matrix& owner = lacks ? matrix : other;
     const std::size_t at = lacks ? ours[k] : theirs[k];
     throw complaint(owner.name, owner.line[at],
-                    fmt::format("entry ({}, {}) does not stand in {}", owner.row[at], owner.column[at],
+                    fmt::format("entry ({}, {}) has no counterpart in {}", owner.row[at], owner.column[at],
                                 lacks ? other.name : matrix.name));
   }
   return values;

@@ -38,7 +38,7 @@ Vector read_vector(const std::string& path);
 /// An array file with one column, each number with as many digits as give it back.
 std::string vector_text(const std::vector<double>& value);
 
-/// The values of `other` in the order of the entries of `matrix`.
+/// The values of `other` in the order of the entries of `matrix`. Both are square.
 /// @throws examples::BadCase if their entries do not stand in the same places
 std::vector<double> values_in_order_of(const Matrix& matrix, const Matrix& other);
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "examples/solve_mtx/matrix_market.h"
 #include "examples/common/reordering.h"
+#include "examples/solve_mtx/matrix_market.h"
 
 namespace solve_mtx {
 

@@ -2,19 +2,39 @@
 
 // How well a solution solves a system.
 
+#include <cstddef>
 #include <vector>
 
 #include "examples/solve_mtx/matrix_market.h"
 
 namespace solve_mtx {
 
-/// The product of the matrix with `values` for its own, or of its transpose, and `x`.
-std::vector<double> product(const Matrix& matrix, const std::vector<double>& values, bool transposed,
-                            const std::vector<double>& x);
+/// The left sides of a system as it is solved.
+struct Equations {
+  const Matrix& matrix;
+  const std::vector<double>& values;  // for its own
+  bool transposed;
 
-/// The largest |b - A x| / (|A| |x| + |b|) of a row. Rows of zeros do not count.
-/// @param values, x, b  finite; neither their products nor sums of these need be
-double scaled_residual(const Matrix& matrix, const std::vector<double>& values, bool transposed,
-                       const std::vector<double>& x, const std::vector<double>& b);
+  const std::vector<int>& rows() const { return transposed ? matrix.column : matrix.row; }
+  const std::vector<int>& columns() const { return transposed ? matrix.row : matrix.column; }
+};
+
+/// Where an index from 1 stands.
+inline std::size_t place(int index) { return static_cast<std::size_t>(index - 1); }
+
+std::vector<double> product(const Equations& equations, const std::vector<double>& x);
+
+/// What a solution leaves of its system.
+struct Residuals {
+  double of_worst_row = 0;  // the largest |b - A x| / (|A| |x| + |b|) of a row; rows of zeros do not count
+  double overall = 0;       // the largest |b - A x| over the largest term of any row, that as a power of two
+
+  /// Half of the digits and more. Rounding alone hardly takes that many, however rows and columns are scaled;
+  /// elements that grow while the matrix is factorised do.
+  bool digits_lost() const { return !(overall <= 1e-8); }
+};
+
+/// All numbers must be finite; neither their products nor sums of these need be.
+Residuals residuals(const Equations& equations, const std::vector<double>& x, const std::vector<double>& b);
 
 }  // namespace solve_mtx

@@ -13,12 +13,6 @@ using Numbers = std::vector<double>;
 
 constexpr double kRounding = std::numeric_limits<double>::epsilon() / 2;
 
-const std::vector<int>& rows_of(const Equations& e) { return e.transposed ? e.matrix.column : e.matrix.row; }
-const std::vector<int>& columns_of(const Equations& e) {
-  return e.transposed ? e.matrix.row : e.matrix.column;
-}
-std::size_t place(int index) { return static_cast<std::size_t>(index - 1); }
-
 std::size_t largest(const Numbers& v) {
   return static_cast<std::size_t>(
       std::max_element(v.begin(), v.end(), [](double a, double b) { return std::abs(a) < std::abs(b); }) -
@@ -41,8 +35,8 @@ Numbers residual_bounds(const Equations& e, const Numbers& x, const Numbers& b) 
   Numbers residuals = b, sizes(b.size());
   for (std::size_t i = 0; i < b.size(); ++i) sizes[i] = std::abs(b[i]);
   for (std::size_t k = 0; k < e.values.size(); ++k) {
-    const std::size_t row = place(rows_of(e)[k]);
-    const double term = e.values[k] * x[place(columns_of(e)[k])];
+    const std::size_t row = place(e.rows()[k]);
+    const double term = e.values[k] * x[place(e.columns()[k])];
     residuals[row] -= term;
     sizes[row] += std::abs(term);
   }
@@ -100,7 +94,7 @@ double norm(const ScaledInverse& matrix, std::size_t order) {
 Numbers balanced_right_hand_side(const Equations& e) {
   Numbers b(static_cast<std::size_t>(e.matrix.rows));
   for (std::size_t k = 0; k < e.values.size(); ++k) {
-    double& largest = b[place(rows_of(e)[k])];
+    double& largest = b[place(e.rows()[k])];
     largest = std::max(largest, std::abs(e.values[k]));
   }
   constexpr double kGoldenRatio = 0.6180339887498949;  // its multiples spread evenly between integers
@@ -108,13 +102,15 @@ Numbers balanced_right_hand_side(const Equations& e) {
   return b;
 }
 
-/// The forward error of an unrefined solution. Refinement could hide what the factors are not good for.
-double plain_error(DirectSolver& solver, const Equations& equations, const Numbers& b) {
+/// The forward error of an unrefined solution, if it solves the system and yet no digit of it is sure.
+/// Refinement could hide what the factors are not good for.
+std::optional<double> error_without_digits(DirectSolver& solver, const Equations& equations,
+                                           const Numbers& b) {
   const Numbers x = solver.solve(b, equations.transposed, Effort::kPlain).x;
-  return forward_error(solver, equations, x, b);
+  const double error = forward_error(solver, equations, x, b);
+  if (!(std::isfinite(error) && error >= 1) || residuals(equations, x, b).digits_lost()) return std::nullopt;
+  return error;
 }
-
-bool leaves_no_digit(double error) { return std::isfinite(error) && error >= 1; }
 
 }  // namespace
 
@@ -124,9 +120,8 @@ double forward_error(DirectSolver& solver, const Equations& equations, const Num
 }
 
 std::optional<double> hopeless_error(DirectSolver& solver, const Equations& equations, const Numbers& b) {
-  const double error = plain_error(solver, equations, b);
-  if (!leaves_no_digit(error)) return std::nullopt;
-  if (!leaves_no_digit(plain_error(solver, equations, balanced_right_hand_side(equations))))
+  const auto error = error_without_digits(solver, equations, b);
+  if (!error || !error_without_digits(solver, equations, balanced_right_hand_side(equations)))
     return std::nullopt;
   return error;
 }

@@ -8,16 +8,9 @@
 #include <vector>
 
 #include "examples/solve_mtx/direct_solver.h"
-#include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/residual.h"
 
 namespace solve_mtx {
-
-/// A system as it is solved.
-struct Equations {
-  const Matrix& matrix;
-  const std::vector<double>& values;  // for its own
-  bool transposed;
-};
 
 /// The error of a solution as part of its largest element, from its residual and a rounding of all data: 1 if
 /// no digit is sure. An estimate by a few solutions with the factors; NaN or infinite if there is none.
@@ -28,7 +21,7 @@ double forward_error(DirectSolver& solver, const Equations& equations, const std
 
 /// The forward error of the solution for `b` without refinement, if rounding leaves no digit of it, nor of a
 /// solution without a pattern; else nothing. A single one may also be unsure because columns differ much in
-/// size, which is no fault.
+/// size, which is no fault; and of factors that lost digits nothing can be said.
 std::optional<double> hopeless_error(DirectSolver& solver, const Equations& equations,
                                      const std::vector<double>& b);
 

@@ -52,7 +52,10 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
       {"'" + folder_.string() + "/none.toml'", 1, "none.toml: No such file or directory\n"},
       {"'" + folder_.string() + "'", 1, ": Is a directory\n"},
       {"", 2, "case is required"},
-      {good + " --tolerance -1", 2, "--tolerance"},
+      {good + " --tolerance -1", 2, "--tolerance: must be above 0"},
+      {good + " --tolerance nan", 2, "--tolerance: must be above 0"},
+      {good + " --csv ''", 2, "--csv: the name is empty"},
+      {good + " --properties ''", 2, "--properties: the name is empty"},
       {good + " --frobnicate", 2, "--frobnicate"},
       {good + " --accelerate newton", 2, "--accelerate"},
       {good + " --accelerate 1", 2, "--accelerate"},
@@ -77,6 +80,24 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
     if (expected.code == 2) continue;  // usage errors come with a hint
     EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
   }
+}
+
+TEST_F(Program, ReplacesNothingThatItReads) {
+  fs::create_directories(folder_ / "cases");
+  fs::copy(COLUMN_DATA, folder_ / "data");
+  const fs::path chart = folder_ / "cases/chart.toml", measured = folder_ / "cases/measured.toml";
+  fs::copy(COLUMN_CASES "/butane-pentane.toml", chart);
+  fs::copy(COLUMN_CASES "/measured.toml", measured);
+  const std::string table = (folder_ / "data/benzene.csv").string();
+  for (const std::string& arguments : {"'" + chart.string() + "' --csv '" + chart.string() + "'",
+                                       "'" + measured.string() + "' --csv '" + table + "'",
+                                       "fit '" + table + "' --properties '" + table + "'"}) {
+    SCOPED_TRACE(arguments);
+    EXPECT_EQ(run(arguments), 2) << out_;
+    EXPECT_NE(err_.find(" would be replaced, and is read"), std::string::npos) << err_;
+  }
+  EXPECT_EQ(contents(chart), contents(COLUMN_CASES "/butane-pentane.toml"));
+  EXPECT_EQ(contents(table), contents(COLUMN_DATA "/benzene.csv"));
 }
 
 TEST_F(Program, NewtonGoesOnWhereTheBubblePointMethodStops) {

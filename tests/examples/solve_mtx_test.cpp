@@ -139,9 +139,10 @@ TEST(MatrixMarket, ValuesOfAnotherFileFollowTheOrderOfTheFirst) {
   const struct {
     std::string lines, complaint;
   } others[] = {
-      {"2 2 2\n1 1 7\n2 1 9\n", "a:5: entry (2, 2) does not stand in b"},
-      {"2 2 3\n1 1 7\n1 2 7\n2 1 9\n", "b:4: entry (1, 2) does not stand in a"},
-      {"2 2 4\n1 1 7\n2 2 8\n2 2 8\n2 1 9\n", "b:5: entry (2, 2) does not stand in a"},
+      {"2 2 2\n1 1 7\n2 1 9\n", "a:5: entry (2, 2) has no counterpart in b"},
+      {"2 2 3\n1 1 7\n1 2 7\n2 1 9\n", "b:4: entry (1, 2) has no counterpart in a"},
+      {"3 3 3\n1 1 7\n2 2 8\n2 1 9\n", "b:2: the matrix is of order 3, a of order 2"},
+      {"2 2 4\n1 1 7\n2 2 8\n2 2 8\n2 1 9\n", "b:5: entry (2, 2) has no counterpart in a"},
   };
   for (const auto& other : others)
     EXPECT_EQ(complaint([&] { solve_mtx::values_in_order_of(a, parse(other.lines, "b")); }), other.complaint);
@@ -190,33 +191,40 @@ TEST(Multifrontal, GrowsItsArraysWhereTheFactorsFillIn) {
   ASSERT_GE(solver.factorise(a.value), 0);
   EXPECT_GT(solver.kept_reals(), 30 * kOrder) << "more than what there was at first";
   for (int round = 0; round < 3; ++round) {
-    const std::vector<double> b = product(a, a.value, false, x);
-    EXPECT_LT(scaled_residual(a, a.value, false, solver.solve(b, false, 0).x, b), 1e-12);
+    const solve_mtx::Equations equations{a, a.value, false};
+    const std::vector<double> b = product(equations, x);
+    EXPECT_LT(residuals(equations, solver.solve(b, false, 0).x, b).of_worst_row, 1e-12);
     for (double& value : a.value) value *= std::uniform_real_distribution<double>(0.9, 1)(random);
     ASSERT_GE(solver.refactorise(a.value), 0);
   }
 }
 
-TEST(ScaledResidual, IsThatOfTheWorstRow) {
+TEST(Residuals, AreThatOfTheWorstRowAndThatOfAllRows) {
   const struct {
     std::string lines;
     std::vector<double> x, b;
-    double residual, transposed;
+    double worst_row[2], overall[2];  // of the matrix, and of its transpose
   } cases[] = {
-      // A large column hides nothing: |3-2|/(2+3) in the first row.
-      {"2 2 2\n1 1 2\n2 2 1e200\n", {1, 1}, {3, 1e200}, 0.2, 0.2},
-      {"2 2 2\n1 2 1\n2 1 1\n", {0, 1}, {1, 0}, 0, 0},
-      {"2 2 3\n1 1 1\n1 2 1\n2 2 1\n", {1, 2}, {3, 1}, 1.0 / 3, 0.5},
+      // A large column hides nothing: |3-2|/(2+3) in the first row. A large row does, overall.
+      {"2 2 2\n1 1 2\n2 2 1e200\n", {1, 1}, {3, 1e200}, {0.2, 0.2}, {4e-201, 4e-201}},
+      {"2 2 2\n1 2 1\n2 1 1\n", {0, 1}, {1, 0}, {0, 0}, {0, 0}},
+      {"2 2 3\n1 1 1\n1 2 1\n2 2 1\n", {1, 2}, {4, 1}, {1.0 / 3, 0.6}, {0.125, 0.375}},
       // Sums and products beyond all numbers, and below them.
-      {"2 2 3\n1 1 1e308\n1 2 1e308\n2 2 1e308\n", {1, 1}, {1e308, 1e308}, 1.0 / 3, 1.0 / 3},
-      {"1 1 1\n1 1 1e300\n", {1e300}, {1}, 1, 1},
-      {"1 1 1\n1 1 1e-300\n", {1e-300}, {0}, 1, 1},
+      {"2 2 3\n1 1 1e308\n1 2 1e308\n2 2 1e308\n", {1, 1}, {1e308, 1e308}, {1.0 / 3, 1.0 / 3}, {0.5, 0.5}},
+      {"1 1 1\n1 1 1e300\n", {1e300}, {1}, {1, 1}, {0.5, 0.5}},
+      {"1 1 1\n1 1 1e-300\n", {1e-300}, {0}, {1, 1}, {0.5, 0.5}},
+      {"1 1 1\n1 1 1\n", {0}, {0}, {0, 0}, {0, 0}},
   };
   for (const auto& expected : cases) {
     SCOPED_TRACE(expected.lines);
     const Matrix a = solve_mtx::parse_matrix(head("real general") + expected.lines, "f");
-    EXPECT_DOUBLE_EQ(scaled_residual(a, a.value, false, expected.x, expected.b), expected.residual);
-    EXPECT_DOUBLE_EQ(scaled_residual(a, a.value, true, expected.x, expected.b), expected.transposed);
+    for (const bool transposed : {false, true}) {
+      const solve_mtx::Equations equations{a, a.value, transposed};
+      const solve_mtx::Residuals found = residuals(equations, expected.x, expected.b);
+      EXPECT_DOUBLE_EQ(found.of_worst_row, expected.worst_row[transposed]) << transposed;
+      EXPECT_LE(found.overall, 2 * expected.overall[transposed]) << transposed;
+      EXPECT_GE(found.overall, expected.overall[transposed] / 2) << transposed;
+    }
   }
 }
 
@@ -277,6 +285,13 @@ class SolveProgram : public ProgramTest {
       largest = std::max(largest, std::abs(x.value[i] - expected[i]));
     return largest;
   }
+  /// What a script that ships generates, in a file whose path is quoted.
+  std::string generated(const std::string& name, const std::string& script, const std::string& variables) {
+    const std::string command =
+        "awk " + variables + " -f '" SOLVE_MATRICES "/" + script + "' >" + in_folder(name);
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    return in_folder(name);
+  }
   /// The number behind a name in the JSON that was printed.
   double figure(const std::string& name) const {
     const std::size_t at = out_.find("\"" + name + "\": ");
@@ -312,30 +327,25 @@ TEST_F(SolveProgram, SolvesTheFilesThatShip) {
 }
 
 TEST_F(SolveProgram, EveryOptionSolvesAGeneratedMatrix) {
-  for (const char* file : {"drift=0 >a.mtx", "drift=0.01 >a2.mtx"}) {
-    const std::string generate =
-        "cd '" + folder_.string() + "' && awk -v units=50 -f '" SOLVE_MATRICES "/flowsheet.awk' -v " + file;
-    ASSERT_EQ(std::system(generate.c_str()), 0);
-  }
+  const std::string matrix = generated("a.mtx", "flowsheet.awk", "-v units=50");
+  const std::string second =
+      " --refactor-with " + generated("a2.mtx", "flowsheet.awk", "-v units=50 -v drift=0.01");
   const std::vector<double> ones(400, 1.0);
-  for (const char* options :
-       {"", "--transpose", "--refine", "--error-estimate", "--no-btf", "--pivot-tolerance 0.9",
-        "--transpose --error-estimate --no-btf", "--refactor-with a2.mtx --transpose", "--solver ma38",
-        "--solver ma38 --transpose --no-btf --keep-matrix", "--solver ma38 --pivot-tolerance 0.9 --refine",
-        "--solver ma38 --transpose --error-estimate",
-        "--solver ma38 --refactor-with a2.mtx --error-estimate"}) {
+  for (const std::string& options : std::vector<std::string>{
+           "", "--transpose", "--refine", "--error-estimate", "--no-btf", "--pivot-tolerance 0.9",
+           "--transpose --error-estimate --no-btf", "--transpose" + second, "--solver ma38",
+           "--solver ma38 --transpose --no-btf --keep-matrix", "--solver ma38 --pivot-tolerance 0.9 --refine",
+           "--solver ma38 --transpose --error-estimate --prefer-diagonal",
+           "--solver ma38 --error-estimate" + second}) {
     SCOPED_TRACE(options);
-    std::string arguments = options;
-    if (const std::size_t at = arguments.find("a2.mtx"); at != std::string::npos)
-      arguments.replace(at, 6, in_folder("a2.mtx"));
-    ASSERT_EQ(run(in_folder("a.mtx") + " --json --out " + in_folder("x.mtx") + " " + arguments), 0) << err_;
+    ASSERT_EQ(run(matrix + " --json --out " + in_folder("x.mtx") + " " + options), 0) << err_;
     EXPECT_EQ(err_, "");
     EXPECT_LT(figure("scaled_residual"), 1e-13) << out_;
     EXPECT_EQ(figure("numerical_rank"), 400);
     EXPECT_GT(figure("operations"), 0);
     const double error = off("x.mtx", ones);
     EXPECT_LT(error, 1e-10);
-    if (arguments.find("estimate") != std::string::npos) {
+    if (options.find("estimate") != std::string::npos) {
       EXPECT_GT(figure("forward_error"), error / 10) << out_;
       EXPECT_LT(figure("forward_error"), 1e-8) << out_;
     }
@@ -376,11 +386,9 @@ TEST_F(SolveProgram, RefactorisesWithNewPivotsWhereTheOldOnesFail) {
 }
 
 TEST_F(SolveProgram, ReordersAMeshAndShowsIt) {
-  const std::string generate = "cd '" + folder_.string() +
-                               "' && awk -v rows=12 -v columns=9 -f '" SOLVE_MATRICES "/mesh.awk' >mesh.mtx";
-  ASSERT_EQ(std::system(generate.c_str()), 0);
   const int entries = 108 + 2 * (12 * 8 + 11 * 9 + 11 * 8);
-  const std::string mesh = in_folder("mesh.mtx"), spy = " --spy " + in_folder("a/b");
+  const std::string mesh = generated("mesh.mtx", "mesh.awk", "-v rows=12 -v columns=9");
+  const std::string spy = " --spy " + in_folder("a/b");
   const fs::path before = folder_ / "a/b/before.svg", after = folder_ / "a/b/after.svg";
 
   ASSERT_EQ(run(mesh + spy), 0) << err_;
@@ -462,6 +470,39 @@ TEST_F(SolveProgram, TellsSingularFromBadlyScaled) {
   EXPECT_EQ(run(in_folder("a.mtx") + " --rhs " + in_folder("zero.mtx")), 0) << err_;
 }
 
+TEST_F(SolveProgram, PrefersTheDiagonalWhereItIsHeavy) {
+  const std::string solve =
+      generated("grid.mtx", "grid.awk", "-v side=30") + " --solver ma38 --json --out " + in_folder("x.mtx");
+  ASSERT_EQ(run(solve), 0) << err_;
+  const double anywhere = figure("factor_entries");
+  ASSERT_EQ(run(solve + " --prefer-diagonal"), 0) << err_;
+  EXPECT_NE(figure("factor_entries"), anywhere) << "other pivots";
+  EXPECT_LT(figure("scaled_residual"), 2e-15);
+  EXPECT_LT(off("x.mtx", std::vector<double>(900, 1.0)), 1e-13);
+}
+
+TEST_F(SolveProgram, RefusesFactorsThatLostTheDigits) {
+  // The sparsest row and column meet in a tiny element, and the rest is full.
+  std::string text = head("real general") + "6 6 28\n1 1 1e-12\n1 2 1\n2 1 1\n";
+  for (int i = 2; i <= 6; ++i)
+    for (int j = 2; j <= 6; ++j) text += fmt::format("{} {} {}\n", i, j, i == j ? 6 : 1 + i * j % 3 / 4.0);
+  write("a.mtx", text);
+  const std::string solve =
+      in_folder("a.mtx") + " --solver ma38 --pivot-tolerance 0 --out " + in_folder("x.mtx");
+  EXPECT_EQ(run(solve), 4) << out_;
+  EXPECT_EQ(err_.find(folder_.string() + "/a.mtx: the factors have lost the digits: residuals are up to "),
+            0u)
+      << err_;
+  EXPECT_NE(err_.find(" of the terms; try --refine, or --prefer-diagonal, or a larger --pivot-tolerance\n"),
+            std::string::npos)
+      << err_;
+  EXPECT_FALSE(fs::exists(folder_ / "x.mtx"));
+  for (const char* cure : {" --refine", " --transpose --error-estimate"}) {
+    ASSERT_EQ(run(solve + cure), 0) << err_;
+    EXPECT_LT(off("x.mtx", std::vector<double>(6, 1.0)), 1e-13) << cure;
+  }
+}
+
 TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
   write("good.mtx", head("real general") + "2 2 2\n1 1 1\n2 2 1\n");
   write("bad.mtx", head("real general") + "2 2 2\n1 1 1\n2 2 x\n");
@@ -486,7 +527,7 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {"none.mtx", "", 1, "none.mtx:2: the matrix is empty\n"},
       {"missing.mtx", "", 1, "missing.mtx: No such file or directory\n"},
       {"good.mtx", " --rhs " + in_folder("three.mtx"), 1, "three.mtx:2: 3 numbers for a matrix of order 2\n"},
-      {"good.mtx", " --refactor-with " + in_folder("flat.mtx"), 1, "does not stand in"},
+      {"good.mtx", " --refactor-with " + in_folder("flat.mtx"), 1, "has no counterpart in"},
       {"good.mtx", " --out " + in_folder("no/such.mtx"), 1, "No such file or directory\n"},
       {"huge.mtx", "", 3, "huge.mtx:2: the matrix is structurally singular: 1 entries, order 1000000000\n"},
       {"hollow.mtx", "", 3, "hollow.mtx: the matrix is structurally singular: structural rank 2, order 3\n"},
@@ -503,13 +544,14 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {"huge.mtx", " --reorder profile", 1, "huge.mtx: 1000000000 unknowns are too many to be reordered\n"},
       {"good.mtx", " --reorder", 2, "--reorder"},
       {"good.mtx", " --reorder wavefront", 2, "--reorder"},
-      {"good.mtx", " --spy ''", 2, "--spy: the name of the folder is empty"},
+      {"good.mtx", " --spy ''", 2, "--spy: the name is empty"},
       {"before.svg", " --spy '" + folder_.string() + "'", 2, "before.svg would be replaced, and is read"},
       {"good.mtx", " --solver ma47", 2, "--solver"},
       {"good.mtx", " --keep-matrix", 2, "--keep-matrix: needs --solver ma38"},
       {"good.mtx", " --pivot-tolerance 2", 2, "--pivot-tolerance"},
       {"good.mtx", " --pivot-tolerance nan", 2, "--pivot-tolerance"},
-      {"good.mtx", " --rhs ''", 2, "--rhs: the name of the file is empty"},
+      {"good.mtx", " --prefer-diagonal", 2, "--prefer-diagonal: needs --solver ma38"},
+      {"good.mtx", " --rhs ''", 2, "--rhs: the name is empty"},
       {"good.mtx", " --out " + in_folder("../" + folder_.filename().string() + "/good.mtx"), 2, "is read"},
       {"good.mtx", " --rhs " + in_folder("three.mtx") + " --out " + in_folder("three.mtx"), 2, "is read"},
   };

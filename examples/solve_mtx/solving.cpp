@@ -1,0 +1,189 @@
+#include "examples/solve_mtx/solving.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "examples/common/toml_reader.h"
+#include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/progress.h"
+#include "examples/solve_mtx/residual.h"
+#include "examples/solve_mtx/singularity.h"
+
+namespace solve_mtx {
+namespace {
+
+/// The equations to solve: a pattern, the values in its order, and the right-hand side.
+struct System {
+  Matrix matrix;
+  std::optional<Matrix> second;  // with values for the refactorisation
+  std::vector<double> values, b;
+
+  /// The file of the values.
+  const std::string& name() const { return second ? second->name : matrix.name; }
+};
+
+Matrix read_square(const std::string& path) {
+  Matrix matrix = read_matrix(path);
+  if (matrix.rows != matrix.columns)
+    throw examples::complaint(path, matrix.size_line,
+                              fmt::format("the matrix is {} x {}, not square", matrix.rows, matrix.columns));
+  if (matrix.rows == 0) throw examples::complaint(path, matrix.size_line, "the matrix is empty");
+  return matrix;
+}
+
+std::vector<double> read_right_hand_side(const std::string& path, int order) {
+  Vector b = read_vector(path);
+  if (b.value.size() != static_cast<std::size_t>(order))
+    throw examples::complaint(path, b.size_line,
+                              fmt::format("{} numbers for a matrix of order {}", b.value.size(), order));
+  return std::move(b.value);
+}
+
+/// All files are read, and found good, before the work begins.
+System read_system(const Task& task, Report& report) {
+  const Phase phase("reading", report.read_time);
+  System system;
+  system.matrix = read_square(task.matrix_path);
+  system.values = system.matrix.value;
+  if (!task.second_path.empty()) {
+    system.second = read_square(task.second_path);
+    system.values = values_in_order_of(system.matrix, *system.second);
+  }
+  if (!task.rhs_path.empty()) system.b = read_right_hand_side(task.rhs_path, system.matrix.rows);
+  return system;
+}
+
+bool all_finite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
+}
+
+/// Only a matrix with an entry a row can have a solution; others may be of any order, however few they hold.
+void default_right_hand_side(System& system, bool transposed) {
+  if (!system.b.empty()) return;
+  const std::vector<double> ones(static_cast<std::size_t>(system.matrix.rows), 1.0);
+  system.b = product({system.matrix, system.values, transposed}, ones);
+  if (!all_finite(system.b))
+    throw std::runtime_error(system.name() + ": A times ones is too large for numbers; give --rhs");
+}
+
+/// For the second matrix.
+void choose_new_pivots(DirectSolver& solver, const System& system, Report& report) {
+  const Phase phase("refactorising", report.refactorise_time);
+  solver.factorise(system.values, system.name());
+  report.new_pivots = true;
+}
+
+void factorise(DirectSolver& solver, const System& system, Report& report) {
+  {
+    const Phase phase("analysing", report.analyse_time);
+    report.analysed = solver.analyse();
+  }
+  {
+    const Phase phase("factorising", report.factorise_time);
+    solver.factorise(system.matrix.value, system.matrix.name);
+  }
+  if (!system.second) return;
+  bool suited = false;
+  {
+    const Phase phase("refactorising", report.refactorise_time);
+    suited = solver.refactorise(system.values);
+  }
+  if (!suited) choose_new_pivots(solver, system, report);
+}
+
+Effort effort(const Task& task) {
+  if (task.estimate) return Effort::kForwardError;
+  return task.refine ? Effort::kRefine : Effort::kBackwardErrors;
+}
+
+/// What may help where digits were lost.
+std::string remedies(const Task& task) {
+  std::vector<std::string> ways;
+  if (effort(task) == Effort::kBackwardErrors) ways.push_back("--refine");
+  if (task.solver.method == Method::kMa38 && !task.solver.prefer_diagonal)
+    ways.push_back("--prefer-diagonal");
+  if (task.solver.threshold.value_or(0) < 1) ways.push_back("a larger --pivot-tolerance");
+  if (ways.empty()) return "";
+  return fmt::format("; try {}", fmt::join(ways, ", or "));
+}
+
+/// @throws NoSolution  if the solution at hand is of no use
+void check(DirectSolver& solver, const System& system, const Task& task, Report& report) {
+  const Phase phase("checking", report.check_time);
+  const Equations equations{system.matrix, system.values, task.transpose};
+  Solution& solution = report.solution;
+  const Residuals left = residuals(equations, solution.x, system.b);
+  report.residual = left.of_worst_row;
+  if (left.digits_lost())
+    throw Inexact(
+        fmt::format("{}: the factors have lost the digits: residuals are up to {:.1e} of the terms{}",
+                    system.name(), left.overall, remedies(task)));
+  if (const auto error = hopeless_error(solver, equations, system.b))
+    throw Singular(
+        fmt::format("{}: the matrix is singular to working precision (forward error estimate {:.2g})",
+                    system.name(), *error));
+  if (task.estimate && task.solver.method == Method::kMa38)  // which has no estimate of its own
+    solution.forward_error = forward_error(solver, equations, solution.x, system.b);
+}
+
+/// Solves with the factors at hand.
+/// @throws NoSolution
+void attempt(DirectSolver& solver, const System& system, const Task& task, Report& report) {
+  {
+    const Phase phase("solving", report.solve_time);
+    report.solution = solver.solve(system.b, task.transpose, effort(task));
+  }
+  if (!all_finite(report.solution.x))
+    throw Singular(system.name() + ": the solution is too large for numbers");
+  check(solver, system, task, report);
+}
+
+void solve_system(DirectSolver& solver, System& system, const Task& task, Report& report) {
+  default_right_hand_side(system, task.transpose);
+  try {
+    attempt(solver, system, task, report);
+  } catch (const NoSolution&) {
+    if (!system.second || report.new_pivots) throw;
+    choose_new_pivots(solver, system, report);  // no fault of the matrix, perhaps
+    attempt(solver, system, task, report);
+  }
+}
+
+void describe(const DirectSolver& solver, const System& system, const Task& task, Report& report) {
+  report.method = task.solver.method;
+  report.file = task.matrix_path;
+  report.refactored_file = task.second_path;
+  report.transposed = task.transpose;
+  report.refine = task.refine || task.estimate;
+  report.estimate = task.estimate;
+  report.order = system.matrix.rows;
+  report.entries = static_cast<int>(system.matrix.value.size());
+  report.facts = solver.facts();
+}
+
+}  // namespace
+
+Report solve(const Task& task) {
+  Report report;
+  System system = read_system(task, report);
+  report.pattern = study_pattern(system.matrix, task.pattern);  // shows what singular matrices lack, too
+  SolverSettings settings = task.solver;
+  settings.keep_matrix |= effort(task) >= Effort::kRefine;  // ma38 does not refine without
+  const std::unique_ptr<DirectSolver> solver = make_solver(system.matrix, settings);
+  factorise(*solver, system, report);
+  solve_system(*solver, system, task, report);
+  describe(*solver, system, task, report);
+  return report;
+}
+
+}  // namespace solve_mtx
