@@ -40,7 +40,7 @@ struct SolverSettings {
 };
 
 /// With each comes all that comes with those before, as far as the solver has it.
-enum class Effort { kPlain = 1, kBackwardErrors = 2, kRefine = 3, kForwardError = 4 };
+enum class Effort { kPlain = 1, kBackwardErrors = 2, kRefine = 3 };
 
 struct BackwardErrors {
   double judged_by_terms = 0, nearly_without_terms = 0;  // the largest of rows of each kind
@@ -49,7 +49,7 @@ struct BackwardErrors {
 struct Solution {
   std::vector<double> x;  // need not be finite
   std::optional<BackwardErrors> backward_errors;
-  std::optional<int> refinements;       // steps taken, where the solver tells
+  std::optional<int> refinements;       // steps taken; nothing if the solver does not refine
   std::optional<double> forward_error;  // estimate, relative to the largest of x
   bool refined = true;                  // false: refinement did not settle
 };

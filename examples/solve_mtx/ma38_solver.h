@@ -12,7 +12,7 @@
 namespace solve_mtx {
 
 /// Analyses with each choice of pivots. Refines, and knows backward errors, only where it kept the matrix and
-/// refinement was asked for; does not estimate forward errors, nor tell structural rank from rank.
+/// refinement was asked for; does not tell structural rank from rank.
 class Ma38Solver final : public DirectSolver {
  public:
   Ma38Solver(const Matrix& matrix, const SolverSettings& settings);

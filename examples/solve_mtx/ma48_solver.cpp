@@ -23,15 +23,7 @@ enum Info {
   kDuplicates = 10
 };
 
-enum Status {
-  kNotSettled = -8,
-  kNoEstimate = -9,
-  kUnsuitablePivots = -7,
-  kStructurallySingular = -4,
-  kNoRoom = -3,
-  kFine = 0,
-  kDeficient = 2
-};
+enum Status { kUnsuitablePivots = -7, kStructurallySingular = -4, kNoRoom = -3, kFine = 0, kDeficient = 2 };
 
 constexpr int kMostGrowths = 10;
 constexpr int kChoosePivots = 1, kSamePivots = 2;
@@ -123,16 +115,14 @@ Solution Ma48Solver::solve(const std::vector<double>& b, bool transposed, Effort
   Solution solution;
   solution.x.assign(size(n_), 0.0);
   std::vector<double> rhs = b;
-  const int trans = transposed ? 1 : 0, job = static_cast<int>(effort), la = static_cast<int>(a_.size());
+  const int trans = transposed ? 1 : 0, la = static_cast<int>(a_.size());
+  const int job = static_cast<int>(std::min(effort, Effort::kBackwardErrors));
   double error[3] = {};
   ma48cd_(&n_, &n_, &trans, &job, &la, a_.data(), irn_.data(), keep_.data(), cntl_, icntl_, rhs.data(),
           solution.x.data(), error, w_.data(), iw_.data(), info_);
   const int status = info_[kStatus];
-  if (status < kFine && status != kNotSettled && status != kNoEstimate)
-    throw refusal(matrix_, "solution", status == kNoRoom, status);
+  if (status < kFine) throw refusal(matrix_, "solution", status == kNoRoom, status);
   if (effort >= Effort::kBackwardErrors) solution.backward_errors = {error[0], error[1]};
-  if (effort == Effort::kForwardError && status == kFine) solution.forward_error = error[2];
-  solution.refined = status != kNotSettled;
   return solution;
 }
 

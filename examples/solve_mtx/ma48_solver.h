@@ -11,7 +11,8 @@
 
 namespace solve_mtx {
 
-/// Analyses once. Refines and estimates errors by itself.
+/// Analyses once. Tells backward errors; does not refine, since its routines keep the first solution unless
+/// the correction alone has the smaller error.
 class Ma48Solver final : public DirectSolver {
  public:
   Ma48Solver(const Matrix& matrix, const SolverSettings& settings);

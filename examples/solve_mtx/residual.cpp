@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 namespace solve_mtx {
 namespace {
@@ -59,6 +60,32 @@ Residuals residuals(const Equations& equations, const std::vector<double>& x, co
     found.overall = std::max(found.overall, std::ldexp(left, unit[i] - largest_unit));
   }
   return found;
+}
+
+BackwardErrors backward_errors(const Equations& equations, const std::vector<double>& x,
+                               const std::vector<double>& b) {
+  std::vector<double> residual = b, terms(b.size()), sizes(b.size());
+  double largest = 0;
+  for (const double value : x) largest = std::max(largest, std::abs(value));
+  for (std::size_t k = 0; k < equations.values.size(); ++k) {
+    const std::size_t row = place(equations.rows()[k]);
+    const double term = equations.values[k] * x[place(equations.columns()[k])];
+    residual[row] -= term;
+    terms[row] += std::abs(term);
+    sizes[row] += std::abs(equations.values[k]);
+  }
+  const double vanishing = 1000 * std::numeric_limits<double>::epsilon() * static_cast<double>(b.size());
+  BackwardErrors errors;
+  for (std::size_t i = 0; i < b.size(); ++i) {
+    const double left = std::abs(residual[i]), all = std::abs(b[i]) + terms[i];
+    const double limit = (largest * sizes[i] + std::abs(b[i])) * vanishing;
+    if (all > limit)
+      errors.judged_by_terms = std::max(errors.judged_by_terms, left / all);
+    else if (limit > 0)
+      errors.nearly_without_terms =
+          std::max(errors.nearly_without_terms, left / (largest * sizes[i] + terms[i]));
+  }
+  return errors;
 }
 
 }  // namespace solve_mtx

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "examples/solve_mtx/direct_solver.h"
 #include "examples/solve_mtx/matrix_market.h"
 
 namespace solve_mtx {
@@ -36,5 +37,10 @@ struct Residuals {
 
 /// All numbers must be finite; neither their products nor sums of these need be.
 Residuals residuals(const Equations& equations, const std::vector<double>& x, const std::vector<double>& b);
+
+/// Of the rows judged by their terms, and of those whose terms nearly vanish beside what x could bring.
+/// Source: M. Arioli, J. W. Demmel and I. S. Duff, SIAM J. Matrix Anal. Appl. 10, 165 (1989).
+BackwardErrors backward_errors(const Equations& equations, const std::vector<double>& x,
+                               const std::vector<double>& b);
 
 }  // namespace solve_mtx

@@ -16,6 +16,7 @@
 #include "examples/common/toml_reader.h"
 #include "examples/solve_mtx/matrix_market.h"
 #include "examples/solve_mtx/progress.h"
+#include "examples/solve_mtx/refinement.h"
 #include "examples/solve_mtx/residual.h"
 #include "examples/solve_mtx/singularity.h"
 
@@ -102,8 +103,7 @@ void factorise(DirectSolver& solver, const System& system, Report& report) {
 }
 
 Effort effort(const Task& task) {
-  if (task.estimate) return Effort::kForwardError;
-  return task.refine ? Effort::kRefine : Effort::kBackwardErrors;
+  return task.refine || task.estimate ? Effort::kRefine : Effort::kBackwardErrors;
 }
 
 /// What may help where digits were lost.
@@ -132,8 +132,7 @@ void check(DirectSolver& solver, const System& system, const Task& task, Report&
     throw Singular(
         fmt::format("{}: the matrix is singular to working precision (forward error estimate {:.2g})",
                     system.name(), *error));
-  if (task.estimate && task.solver.method == Method::kMa38)  // which has no estimate of its own
-    solution.forward_error = forward_error(solver, equations, solution.x, system.b);
+  if (task.estimate) solution.forward_error = forward_error(solver, equations, solution.x, system.b);
 }
 
 /// Solves with the factors at hand.
@@ -142,6 +141,8 @@ void attempt(DirectSolver& solver, const System& system, const Task& task, Repor
   {
     const Phase phase("solving", report.solve_time);
     report.solution = solver.solve(system.b, task.transpose, effort(task));
+    if (effort(task) == Effort::kRefine && !report.solution.refinements)
+      refine(solver, {system.matrix, system.values, task.transpose}, system.b, report.solution);
   }
   if (!all_finite(report.solution.x))
     throw Singular(system.name() + ": the solution is too large for numbers");
@@ -178,7 +179,7 @@ Report solve(const Task& task) {
   System system = read_system(task, report);
   report.pattern = study_pattern(system.matrix, task.pattern);  // shows what singular matrices lack, too
   SolverSettings settings = task.solver;
-  settings.keep_matrix |= effort(task) >= Effort::kRefine;  // ma38 does not refine without
+  settings.keep_matrix |= effort(task) == Effort::kRefine;  // ma38 does not refine without
   const std::unique_ptr<DirectSolver> solver = make_solver(system.matrix, settings);
   factorise(*solver, system, report);
   solve_system(*solver, system, task, report);

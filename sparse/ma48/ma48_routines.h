@@ -82,7 +82,8 @@ CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* 
 /// Solves A x = b with the factors, or the transposed system.
 /// @param trans 0: A x = b; else: the transposed system
 /// @param job   1: solve; 2: and estimate the backward errors; 3: and refine; 4: and estimate the forward
-///              error, if m = n
+///              error, if m = n. To refine, the solution for the residual takes the place of x, and goes
+///              unless its error is smaller: who wants corrections added solves for them with job 1
 /// @param rhs   [m, or n if transposed] b; changed if job is above 1
 /// @param x     [n, or m if transposed] out
 /// @param error [3] out: backward errors of the two kinds of rows; estimate of the forward error

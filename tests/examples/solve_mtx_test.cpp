@@ -17,6 +17,7 @@
 #include "examples/common/toml_reader.h"
 #include "examples/solve_mtx/direct_solver.h"
 #include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/refinement.h"
 #include "examples/solve_mtx/residual.h"
 #include "examples/solve_mtx/spy.h"
 #include "tests/support/dense_reference.h"
@@ -225,6 +226,46 @@ TEST(Residuals, AreThatOfTheWorstRowAndThatOfAllRows) {
       EXPECT_LE(found.overall, 2 * expected.overall[transposed]) << transposed;
       EXPECT_GE(found.overall, expected.overall[transposed] / 2) << transposed;
     }
+  }
+}
+
+/// Solves systems with the matrix (2 1; 1 3), with an error of a part of the solution.
+class Sloppy final : public solve_mtx::DirectSolver {
+ public:
+  explicit Sloppy(double error) : factor_(1 + error) {}
+  bool analyse() override { return true; }
+  void factorise(const std::vector<double>&, const std::string&) override {}
+  bool refactorise(const std::vector<double>&) override { return true; }
+  solve_mtx::Solution solve(const std::vector<double>& b, bool, solve_mtx::Effort) override {
+    solve_mtx::Solution solution;
+    solution.x = {factor_ * (3 * b[0] - b[1]) / 5, factor_ * (2 * b[1] - b[0]) / 5};
+    return solution;
+  }
+  solve_mtx::Facts facts() const override { return {}; }
+
+ private:
+  const double factor_;
+};
+
+TEST(Refinement, AddsCorrectionsWhileTheyHalveTheError) {
+  const Matrix matrix =
+      solve_mtx::parse_matrix(head("real general") + "2 2 4\n1 1 2\n1 2 1\n2 1 1\n2 2 3\n", "a");
+  const std::vector<double> b{4, 7};
+  const solve_mtx::Equations equations{matrix, matrix.value, false};
+  const struct {
+    double error;
+    int steps;
+    double left;  // at the most
+  } cases[] = {{1e-6, 2, 1e-15}, {0.01, 7, 1e-15}, {0.3, 10, 1e-5}, {0.4, 1, 0.17}, {-2.5, 0, 2.6}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.error);
+    Sloppy solver(c.error);
+    solve_mtx::Solution solution = solver.solve(b, false, solve_mtx::Effort::kPlain);
+    solve_mtx::refine(solver, equations, b, solution);
+    EXPECT_EQ(solution.refinements, c.steps);
+    EXPECT_EQ(solution.refined, c.steps < 10);
+    EXPECT_LE(std::fabs(solution.x[0] - 1), c.left);
+    EXPECT_NEAR(solution.backward_errors->judged_by_terms, std::fabs(solution.x[0] - 1), c.left);
   }
 }
 
