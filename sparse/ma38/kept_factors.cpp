@@ -6,12 +6,29 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-/// Where KEEP says that the factors are, in arrays of these lengths.
-bool keep_is_sound(const OneBased<const int>& keep, Wide lvalue, Wide lindex) {
+/// Where KEEP says that the pattern of the factors is, in an array of this length.
+bool pattern_is_inside(const OneBased<const int>& keep, Wide lindex) {
   return keep(kPatternBegin) >= 1 && Wide{keep(kIndexEnd)} - 6 >= keep(kPatternBegin) &&
-         keep(kIndexEnd) <= lindex && keep(kValueBegin) > 0 && keep(kValueBegin) <= keep(kValueEnd) &&
-         keep(kValueEnd) <= lvalue && keep(kIndexBegin) > 0 && keep(kPatternBegin) >= keep(kIndexBegin) &&
-         keep(kPatternBegin) <= keep(kIndexEnd);
+         keep(kIndexEnd) <= lindex;
+}
+
+/// Where it says that the rest is, the pattern being inside.
+bool rest_is_inside(const OneBased<const int>& keep, Wide lvalue) {
+  return keep(kValueBegin) > 0 && keep(kValueBegin) <= keep(kValueEnd) && keep(kValueEnd) <= lvalue &&
+         keep(kIndexBegin) > 0 && keep(kPatternBegin) >= keep(kIndexBegin);
+}
+
+/// Whether the scalars are of factors of order n, with the other arrays of the top above the LU elements.
+bool read_scalars(const FactorTop<const int>& top, int n, KeptFactors& kept) {
+  kept.n = n;
+  kept.nz = top.nz();
+  kept.nblks = top.nblks();
+  kept.nzoff = top.nzoff();
+  kept.preserved = top.preserved() != 0;
+  kept.transposed = top.transa() != 0;
+  if (top.order() != n || kept.nz <= 0) return false;
+  if (kept.lu_ints > Wide{kept.top_end} + 1 - FactorTop<const int>::length(n, kept.nblks)) return false;
+  return kept.nblks >= 1 && kept.nblks <= n;
 }
 
 /// Whether all members lie in 1..n. One pass without an exit, so that it can be vectorised.
@@ -107,20 +124,11 @@ class BlockCheck {
 KeptFactors locate_factors(int n, int lvalue, int lindex, OneBased<const int> index, const int* keep_in) {
   const OneBased<const int> keep(keep_in, kKeepLength);
   KeptFactors kept = {};
-  if (!keep_is_sound(keep, lvalue, lindex)) return kept;
+  if (!pattern_is_inside(keep, lindex) || !rest_is_inside(keep, lvalue)) return kept;
 
-  const FactorTop<const int> top(index, keep(kIndexEnd), n);
-  kept.n = n;
-  kept.nz = top.nz();
-  kept.nblks = top.nblks();
-  kept.nzoff = top.nzoff();
-  kept.preserved = top.preserved() != 0;
-  kept.transposed = top.transa() != 0;
   kept.top_end = keep(kIndexEnd);
   kept.lu_ints = keep(kPatternBegin);
-  if (top.order() != n || kept.nz <= 0) return kept;
-  if (kept.lu_ints > Wide{kept.top_end} + 1 - FactorTop<const int>::length(n, kept.nblks)) return kept;
-  if (kept.nblks < 1 || kept.nblks > n) return kept;
+  if (!read_scalars(FactorTop<const int>(index, kept.top_end, n), n, kept)) return kept;
 
   Wide real = keep(kValueBegin), word = keep(kIndexBegin);
   if (kept.preserved) {
@@ -138,6 +146,17 @@ KeptFactors locate_factors(int n, int lvalue, int lindex, OneBased<const int> in
   }
   kept.lu_reals = static_cast<Index>(real);
   kept.good = real <= keep(kValueEnd) && kept.nzoff >= 0 && word == kept.lu_ints;
+  return kept;
+}
+
+KeptFactors locate_pattern(int n, int lindex, OneBased<const int> index, const int* keep_in) {
+  const OneBased<const int> keep(keep_in, kKeepLength);
+  KeptFactors kept = {};
+  if (!pattern_is_inside(keep, lindex)) return kept;
+  kept.top_end = keep(kIndexEnd);
+  kept.lu_ints = keep(kPatternBegin);
+  const FactorTop<const int> top(index, kept.top_end, n);
+  kept.good = read_scalars(top, n, kept) && kept.lu_ints < top.first(kept.nblks);
   return kept;
 }
 

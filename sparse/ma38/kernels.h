@@ -117,6 +117,9 @@ struct KeptFactors {
 };
 /// The checks of a solve: KEEP and the scalars, in the contract's order.
 KeptFactors locate_factors(int n, int lvalue, int lindex, OneBased<const int> index, const int* keep);
+/// What of it a refactorisation reads: KEEP(4), KEEP(5) and what lies between, which has one word of LU
+/// elements at the least. The rest of KEEP is not looked at, nor are places outside the pattern filled in.
+KeptFactors locate_pattern(int n, int lindex, OneBased<const int> index, const int* keep);
 /// Whether pointers, counts, list members and children of the LU collection stay inside: O(length).
 /// `reals` is the length of the LU part of VALUE; below 0: not checked (pattern alone, for a
 /// refactorisation).

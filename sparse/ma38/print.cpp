@@ -11,11 +11,14 @@ using namespace print_texts;
 
 bool failed(const PrintArguments& a) { return a.output && a.info[kStatus - 1] < 0; }
 
-/// Not good where the routine has no factors, or damaged ones.
+/// Not good where the routine has no factors, or damaged ones. A refactorisation comes with the pattern
+/// alone.
 KeptFactors find_factors(const PrintArguments& a) {
   const bool absent = failed(a) || (a.who == kFactor && !a.output);
   if (absent) return KeptFactors{};
-  return locate_factors(a.n, a.lvalue, a.lindex, OneBased<const int>(a.index, a.lindex), a.keep);
+  const OneBased<const int> index(a.index, a.lindex);
+  if (a.who == kRefactor && !a.output) return locate_pattern(a.n, a.lindex, index, a.keep);
+  return locate_factors(a.n, a.lvalue, a.lindex, index, a.keep);
 }
 
 void dump_solve_job(const Dump& dump, const PrintArguments& a, bool of_transpose) {

@@ -54,15 +54,11 @@ void Refactorisation::move_pattern_up() const {
 }
 
 /// All that the replay follows is looked at before: the scalars first, which tell where the rest is.
-/// There is one word of LU elements at the least.
 bool Refactorisation::pattern_is_good() {
-  const FactorTop<int> last = top(in_.lindex);
-  nblks_ = last.nblks();
-  const bool scalars_are_good = last.order() == in_.n && last.nz() > 0 && 1 <= nblks_ && nblks_ <= in_.n &&
-                                pattern_length() > FactorTop<int>::length(in_.n, nblks_);
+  const KeptFactors kept = locate_pattern(in_.n, in_.lindex, index_, in_.keep);
+  nblks_ = kept.nblks;
   constexpr Wide kNotRead = -1;  // the earlier reals
-  const bool good = scalars_are_good &&
-                    elements_are_sound(index_, pattern(), in_.lindex, in_.n, nblks_, kNotRead) &&
+  const bool good = kept.good && elements_are_sound(index_, pattern(), in_.lindex, in_.n, nblks_, kNotRead) &&
                     elements_are_apart(index_, pattern(), in_.lindex, in_.n, nblks_);
   return good || fail(kCorrupted, 0);
 }

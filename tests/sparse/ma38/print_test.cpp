@@ -1,6 +1,7 @@
 // Dump of the arguments, which may come in damaged: nothing is read outside the arrays. No line is printed,
 // so what these tests hold against the dump is the address sanitizer and the checked views of a debug build.
 
+#include <algorithm>
 #include <climits>
 
 #include "sparse/ma38/kernels.h"
@@ -25,13 +26,21 @@ struct Call : Factoring {
   static Coordinates given() {
     return {5, 5, {1, 1, 2, 3, 4, 5, 2, 3, 4, 5}, {1, 3, 2, 3, 4, 5, 3, 4, 5, 2}, Vector(10, 1.5)};
   }
+  /// KEEP as it is when a refactorisation begins.
+  Ints keep_of_pattern() const {
+    Ints cleared = keep;
+    std::fill_n(cleared.begin(), 3, 0);
+    return cleared;
+  }
   /// What every routine dumps, at input and at output.
   void dump_all() const {
     for (const Who who : {kFactor, kRefactor, kSolve})
-      for (const bool output : {false, true})
+      for (const bool output : {false, true}) {
+        const Ints known = who == kRefactor && !output ? keep_of_pattern() : keep;
         ma38_print({who, output, n, ne, 0, 0, int(value.size()), int(index.size()), lw, value.data(),
-                    index.data(), keep.data(), b.data(), x.data(), w.data(), cntl.data(), icntl.data(),
+                    index.data(), known.data(), b.data(), x.data(), w.data(), cntl.data(), icntl.data(),
                     info.data(), rinfo.data()});
+      }
   }
 };
 
@@ -44,6 +53,9 @@ TEST_P(ArgumentDump, WalksGoodFactorsAtEveryLevel) {
   ASSERT_EQ(factors.nblks, GetParam());
   ASSERT_GT(factors.blocks.back().elements.size(), 1u);
   ASSERT_FALSE(factors.blocks.back().elements.back().children.empty());
+  const corvidnum::OneBased<const int> index(call.index.data(), int(call.index.size()));
+  EXPECT_TRUE(locate_pattern(call.n, int(call.index.size()), index, call.keep_of_pattern().data()).good);
+  EXPECT_FALSE(locate_pattern(call.n + 1, int(call.index.size()), index, call.keep.data()).good);
   for (const int level : {2, 3, 4, 5, INT_MAX}) {
     call.icntl[2] = level;
     call.dump_all();
