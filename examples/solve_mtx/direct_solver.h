@@ -36,7 +36,7 @@ struct SolverSettings {
   bool block_form = true;
   bool keep_matrix = false;         // with the factors of kMa38; it cannot refine without
   std::optional<double> threshold;  // least pivot, as part of the largest element of its column
-  bool prefer_diagonal = false;     // for the pivots of kMa38
+  bool prefer_diagonal = true;      // for the pivots of kMa38
 };
 
 /// With each comes all that comes with those before, as far as the solver has it.
@@ -49,9 +49,9 @@ struct BackwardErrors {
 struct Solution {
   std::vector<double> x;  // need not be finite
   std::optional<BackwardErrors> backward_errors;
-  std::optional<int> refinements;       // steps taken; nothing if the solver does not refine
-  std::optional<double> forward_error;  // estimate, relative to the largest of x
-  bool refined = true;                  // false: refinement did not settle
+  std::optional<int> refinements;  // steps taken; nothing if the solver does not refine
+  double forward_error = 0;        // estimate, relative to the largest of x; not finite: there is none
+  bool refined = true;             // false: refinement did not settle
 };
 
 /// What the work found out about the matrix and its factors.

@@ -22,7 +22,6 @@ enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kSingular = 3, kInexa
 
 struct Options {
   solve_mtx::Task task;
-  std::string out_path;
   bool json = false;
 };
 
@@ -31,15 +30,19 @@ bool print_whole(const std::string& text) {
   return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
 
+bool print(const Options& options, const solve_mtx::Report& report) {
+  return print_whole(options.json ? report_json(report) : report_text(report));
+}
+
 int run(const Options& options) {
-  const solve_mtx::Report report = solve_mtx::solve(options.task);
-  if (!options.out_path.empty()) {
-    const std::string text = solve_mtx::vector_text(report.solution.x);
-    if (const auto failure = examples::write_whole_file(options.out_path, text))
-      return complain(kBadInput, options.out_path + ": " + *failure);
+  solve_mtx::Report report;
+  try {
+    solve_mtx::run(options.task, report);
+  } catch (const std::exception&) {
+    if (report.pattern.reordering) print(options, report);  // which stands whatever became of the solution
+    throw;
   }
-  if (!print_whole(options.json ? report_json(report) : report_text(report)))
-    return complain(kBadInput, "standard output cannot be written");
+  if (!print(options, report)) return complain(kBadInput, "standard output cannot be written");
   return kSolved;
 }
 
@@ -49,8 +52,9 @@ void declare_pattern(CLI::App& app, solve_mtx::PatternOptions& pattern) {
   app.add_option_function<std::string>(
          "--reorder", [&pattern, goals](const std::string& name) { pattern.goal = goals.at(name); },
          "renumber the unknowns for a small profile or bandwidth of the pattern of A + A', and tell both "
-         "before and after; the system is solved as given all the same, since the solver has an order of its "
-         "own")
+         "before and after, also if A is singular; the system is solved as given all the same, since the "
+         "solver has an order of its own, but a file without values only if --rhs, --out, --refactor-with, "
+         "--refine or --error-estimate asks for it")
       ->check(CLI::IsMember(goals));
   app.add_option("--spy", pattern.folder,
                  "write pictures of the pattern into this folder, also if A is singular: before.svg, as "
@@ -66,12 +70,13 @@ void declare_solver(CLI::App& app, solve_mtx::SolverSettings& solver) {
          "that fill in, as meshes do")
       ->check(CLI::IsMember(methods));
   app.add_flag("--btf,!--no-btf", solver.block_form, "look for a block triangular form (default), or do not");
-  app.add_option("--pivot-tolerance", solver.threshold,
-                 "least pivot, as part of the largest element of its column: from 0 to 1 (0.1)");
+  app.add_option(
+      "--pivot-tolerance", solver.threshold,
+      "least pivot, as part of the largest element of its column: from 0 to 1 (ma48: 0.1, ma38: 0.5)");
   app.add_flag(
-      "--prefer-diagonal", solver.prefer_diagonal,
-      "have ma38 take pivots from the diagonal wherever they are large enough: for matrices that are "
-      "heavy there, such as grids, where it saves digits");
+      "--prefer-diagonal,!--no-prefer-diagonal", solver.prefer_diagonal,
+      "have ma38 take pivots from the diagonal wherever they are large enough (default), which saves "
+      "digits where the diagonal is heavy, as on grids; or wherever the factors stay sparse");
   app.add_flag(
       "--keep-matrix", solver.keep_matrix,
       "have ma38 keep a copy of A with the factors; --refine and --error-estimate see to it themselves");
@@ -93,7 +98,7 @@ void declare(CLI::App& app, Options& options) {
                  "a matrix with entries in the same places: factorise A, then this one on the pivots of A, "
                  "and solve with this one")
       ->check(named);
-  app.add_option("--out", options.out_path, "write the solution to this file (Matrix Market, array)")
+  app.add_option("--out", task.out_path, "write the solution to this file (Matrix Market, array)")
       ->check(named);
   declare_solver(app, task.solver);
   declare_pattern(app, task.pattern);
@@ -101,10 +106,10 @@ void declare(CLI::App& app, Options& options) {
 }
 
 /// What the parser cannot tell.
-void check_options(const Options& options) {
+void check_options(const CLI::App& app, const Options& options) {
   const solve_mtx::Task& task = options.task;
   for (const std::string& input : {task.matrix_path, task.rhs_path, task.second_path}) {
-    examples::check_output("--out", options.out_path, input);
+    examples::check_output("--out", task.out_path, input);
     for (const std::string& picture : task.pattern.pictures())
       examples::check_output("--spy", picture, input);
   }
@@ -114,19 +119,25 @@ void check_options(const Options& options) {
   if (task.solver.method == Method::kMa38) return;
   if (task.solver.keep_matrix)
     throw CLI::ValidationError("--keep-matrix", "needs --solver ma38; ma48 always keeps A");
-  if (task.solver.prefer_diagonal) throw CLI::ValidationError("--prefer-diagonal", "needs --solver ma38");
+  if (app.count("--prefer-diagonal") > 0)
+    throw CLI::ValidationError("--prefer-diagonal", "needs --solver ma38");
 }
 
 int parse_and_run(int argc, char** argv) {
   Options options;
   CLI::App app{"Solves a sparse system of linear equations A x = b."};
   app.footer(
-      "Exit codes: 0 solved, 1 a file cannot be used or there is no room, 2 bad options, 3 A is singular,\n"
-      "4 the factors are inexact. Only 0 comes with a report and a solution.");
+      "Exit codes: 0 solved (or reordered, if A is a pattern and nothing asks for a solution), 1 a file "
+      "cannot\n"
+      "be used or there is no room, 2 bad options, 3 A is singular, exactly or to working precision, 4 the\n"
+      "factors are too inexact or the estimate of the forward error leaves no digit of the solution. Only 0\n"
+      "comes with a solution; with --reorder, bandwidth and profile are told whatever becomes of it. "
+      "Solutions\n"
+      "with backward errors above 1e-12 are refined unasked; forward errors above 0.01 are told unasked.");
   declare(app, options);
   try {
     app.parse(argc, argv);
-    check_options(options);
+    check_options(app, options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kSolved : kBadUsage;
   }

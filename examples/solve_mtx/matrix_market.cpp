@@ -224,6 +224,7 @@ Matrix parse_matrix(const std::string& text, const std::string& name) {
   matrix.rows = sizes[0];
   matrix.columns = sizes[1];
   matrix.size_line = lines.number();
+  matrix.has_values = heading.field != Field::kPattern;
   if (heading.symmetry != Symmetry::kGeneral && matrix.rows != matrix.columns)
     lines.complain(fmt::format("a symmetric matrix cannot be {} x {}", matrix.rows, matrix.columns));
   EntryReader entries(lines, heading, matrix);

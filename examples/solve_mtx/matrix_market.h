@@ -13,6 +13,7 @@ namespace solve_mtx {
 struct Matrix {
   std::string name;  // of the file
   int rows = 0, columns = 0;
+  bool has_values = true;        // false: the file holds a pattern
   int size_line = 0;             // where the file tells its sizes
   std::vector<int> row, column;  // from 1
   std::vector<double> value;     // 1 in a pattern

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "examples/common/output.h"
+#include "examples/solve_mtx/output_files.h"
 #include "examples/solve_mtx/progress.h"
 #include "examples/solve_mtx/spy.h"
 
@@ -27,11 +27,6 @@ void make_folder(const std::string& folder) {
   if (error) throw std::runtime_error(folder + ": " + error.message());
 }
 
-void write_picture(const std::string& path, const std::string& picture) {
-  if (const auto failure = examples::write_whole_file(path, picture))
-    throw std::runtime_error(path + ": " + *failure);
-}
-
 examples::Reordering reorder(const Matrix& matrix, examples::Goal goal) {
   try {
     return examples::reorder(matrix.rows, matrix.row, matrix.column, goal);
@@ -43,12 +38,11 @@ examples::Reordering reorder(const Matrix& matrix, examples::Goal goal) {
 /// @param paths  of the matrix as given, and of the reordered one if there is one
 void write_pictures(const Matrix& matrix, const std::optional<examples::Reordering>& reordering,
                     const std::vector<std::string>& paths) {
-  write_picture(paths[0],
-                spy_svg(matrix, {}, caption(matrix, "as given", reordering ? &reordering->before : nullptr)));
+  write_file(paths[0],
+             spy_svg(matrix, {}, caption(matrix, "as given", reordering ? &reordering->before : nullptr)));
   if (!reordering) return;
   const std::string numbered = std::string("reordered for ") + examples::name_of(reordering->goal);
-  write_picture(paths[1],
-                spy_svg(matrix, reordering->numbering, caption(matrix, numbered, &reordering->after)));
+  write_file(paths[1], spy_svg(matrix, reordering->numbering, caption(matrix, numbered, &reordering->after)));
 }
 
 }  // namespace
@@ -62,14 +56,14 @@ std::vector<std::string> PatternOptions::pictures() const {
 
 PatternFacts study_pattern(const Matrix& matrix, const PatternOptions& options) {
   PatternFacts facts;
+  facts.pictures = options.pictures();
+  if (!facts.pictures.empty()) make_folder(options.folder);
+  for (const std::string& path : facts.pictures) check_writable(path);
   if (options.goal) {
     const Phase phase("reordering", facts.seconds);
     facts.reordering = reorder(matrix, *options.goal);
   }
-  facts.pictures = options.pictures();
-  if (facts.pictures.empty()) return facts;
-  make_folder(options.folder);
-  write_pictures(matrix, facts.reordering, facts.pictures);
+  if (!facts.pictures.empty()) write_pictures(matrix, facts.reordering, facts.pictures);
   return facts;
 }
 

@@ -26,8 +26,8 @@ struct PatternFacts {
   std::vector<std::string> pictures;  // that were written
 };
 
-/// Reorders the matrix and writes the pictures, in a folder that is made if it is missing. Each picture is
-/// written whole or not at all.
+/// Reorders the matrix and writes the pictures, in a folder that is made if it is missing. Before the work it
+/// checks that they can be written; each is written whole or not at all.
 /// @throws std::runtime_error
 PatternFacts study_pattern(const Matrix& matrix, const PatternOptions& options);
 

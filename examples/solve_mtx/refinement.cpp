@@ -39,4 +39,12 @@ void refine(DirectSolver& solver, const Equations& equations, const Numbers& b, 
   solution.refined = steps < kMostSteps || !(1 + sum(errors) > 1);
 }
 
+bool exact_enough(const BackwardErrors& errors) { return sum(errors) <= kInexact; }
+
+void refine_where_inexact(DirectSolver& solver, const Equations& equations, const Numbers& b,
+                          Solution& solution) {
+  if (!solution.backward_errors) solution.backward_errors = backward_errors(equations, solution.x, b);
+  if (!exact_enough(*solution.backward_errors)) refine(solver, equations, b, solution);
+}
+
 }  // namespace solve_mtx

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "examples/common/output.h"
+#include "examples/solve_mtx/refinement.h"
 
 namespace solve_mtx {
 namespace {
@@ -39,12 +40,16 @@ std::string operations(const Report& r) {
 void add_matrix(Page& page, const Report& r) {
   const Facts& facts = r.facts;
   add_line(page, "matrix", r.file + (r.transposed ? ", transposed" : ""));
-  add_line(page, "solver", name_of(r.method));
+  if (r.solved) add_line(page, "solver", name_of(r.method));
   add_line(page, "order", fmt::format("{}", r.order));
   add_line(page, "entries",
            fmt::format(
                "{}{}", r.entries,
                facts.duplicates > 0 ? fmt::format(", of them {} summed to others", facts.duplicates) : ""));
+}
+
+void add_factors(Page& page, const Report& r) {
+  const Facts& facts = r.facts;
   add_line(page, "blocks", blocks(facts));
   if (facts.structural_rank) add_line(page, "structural rank", fmt::format("{}", *facts.structural_rank));
   add_line(page, "numerical rank", fmt::format("{}", facts.rank));
@@ -67,6 +72,7 @@ void add_pattern(Page& page, const PatternFacts& pattern) {
 void add_times(Page& page, const Report& r) {
   add_line(page, "time to read", seconds(r.read_time));
   if (r.pattern.reordering) add_line(page, "time to reorder", seconds(r.pattern.seconds));
+  if (!r.solved) return;
   if (r.analysed) add_line(page, "time to analyse", seconds(r.analyse_time));
   add_line(page, "time to factorise", seconds(r.factorise_time));
   if (!r.refactored_file.empty())
@@ -77,17 +83,38 @@ void add_times(Page& page, const Report& r) {
   add_line(page, "time to check", seconds(r.check_time));
 }
 
+/// Above this, a forward error is told even if nobody asked for it.
+constexpr double kLargeForwardError = 0.01;
+
+bool leaves_few_digits(double forward_error) {
+  return std::isfinite(forward_error) && forward_error > kLargeForwardError;
+}
+
+bool tells_forward_error(const Report& r) {
+  return r.estimate || leaves_few_digits(r.solution.forward_error);
+}
+
+/// What a large forward error means; nothing for a small one.
+std::string sure_digits(double forward_error) {
+  if (!leaves_few_digits(forward_error)) return "";
+  return forward_error < 0.1 ? ", so that only the first digit can be relied on"
+                             : ", so that not even the first digit can be relied on";
+}
+
 void add_errors(Page& page, const Report& r) {
   const Solution& found = r.solution;
   add_line(page, "scaled residual", error_size(r.residual));
   if (const auto& errors = found.backward_errors)
     add_line(page, "backward errors",
              error_size(errors->judged_by_terms) + ' ' + error_size(errors->nearly_without_terms));
-  if (found.refinements) add_line(page, "refinement steps", fmt::format("{}", *found.refinements));
+  if (found.refinements)
+    add_line(page, "refinement steps",
+             fmt::format("{}", *found.refinements) +
+                 (r.refine ? "" : fmt::format(", since the backward errors were above {:g}", kInexact)));
   if (!found.refined) add_line(page, "refinement", "did not settle");
-  if (r.estimate)
+  if (tells_forward_error(r))
     add_line(page, "forward error estimate",
-             found.forward_error ? error_size(*found.forward_error) : "did not settle");
+             error_size(found.forward_error) + sure_digits(found.forward_error));
 }
 
 std::string quoted(std::string_view text) {
@@ -134,44 +161,54 @@ void add_facts_json(Page& page, const Facts& facts) {
   add("kept_indices", facts.kept_indices);
 }
 
+void add_times_json(Page& page, const Report& r) {
+  page.add("  \"seconds\": {{\"read\": {}", number(r.read_time));
+  if (r.pattern.reordering) page.add(", \"reorder\": {}", number(r.pattern.seconds));
+  if (r.solved) {
+    if (r.analysed) page.add(", \"analyse\": {}", number(r.analyse_time));
+    page.add(", \"factorise\": {}", number(r.factorise_time));
+    if (!r.refactored_file.empty()) page.add(", \"refactorise\": {}", number(r.refactorise_time));
+    page.add(", \"solve\": {}, \"check\": {}", number(r.solve_time), number(r.check_time));
+  }
+  page.add("}}");
+}
+
+void add_errors_json(Page& page, const Report& r) {
+  const Solution& found = r.solution;
+  if (!r.refactored_file.empty())
+    page.add(",\n  \"refactored_with\": {0},\n  \"operations_of\": {0},\n  \"new_pivots\": {1}",
+             quoted(r.refactored_file), r.new_pivots);
+  page.add(",\n  \"scaled_residual\": {}", number(r.residual));
+  if (const auto& errors = found.backward_errors)
+    page.add(",\n  \"backward_errors\": [{}, {}]", number(errors->judged_by_terms),
+             number(errors->nearly_without_terms));
+  if (found.refinements)
+    page.add(",\n  \"refined\": {},\n  \"refinements\": {}", found.refined, *found.refinements);
+  if (tells_forward_error(r)) page.add(",\n  \"forward_error\": {}", number(found.forward_error));
+}
+
 }  // namespace
 
 std::string report_text(const Report& report) {
   Page page;
   add_matrix(page, report);
+  if (report.solved) add_factors(page, report);
   add_pattern(page, report.pattern);
   add_times(page, report);
-  add_errors(page, report);
+  if (report.solved) add_errors(page, report);
   return page.take();
 }
 
 std::string report_json(const Report& r) {
-  const Facts& facts = r.facts;
-  const Solution& found = r.solution;
   Page page;
   page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", quoted(r.file), r.transposed);
-  page.add("  \"solver\": \"{}\",\n", name_of(r.method));
-  page.add("  \"order\": {},\n  \"entries\": {},\n  \"duplicates\": {},\n", r.order, r.entries,
-           facts.duplicates);
+  if (r.solved) page.add("  \"solver\": \"{}\",\n", name_of(r.method));
+  page.add("  \"order\": {},\n  \"entries\": {},\n", r.order, r.entries);
+  if (r.solved) page.add("  \"duplicates\": {},\n", r.facts.duplicates);
   add_pattern_json(page, r.pattern);
-  add_facts_json(page, facts);
-  page.add("  \"seconds\": {{\"read\": {}, ", number(r.read_time));
-  if (r.pattern.reordering) page.add("\"reorder\": {}, ", number(r.pattern.seconds));
-  if (r.analysed) page.add("\"analyse\": {}, ", number(r.analyse_time));
-  page.add("\"factorise\": {}, ", number(r.factorise_time));
-  if (!r.refactored_file.empty()) page.add("\"refactorise\": {}, ", number(r.refactorise_time));
-  page.add("\"solve\": {}, \"check\": {}}},\n", number(r.solve_time), number(r.check_time));
-  if (!r.refactored_file.empty())
-    page.add("  \"refactored_with\": {0},\n  \"operations_of\": {0},\n  \"new_pivots\": {1},\n",
-             quoted(r.refactored_file), r.new_pivots);
-  page.add("  \"scaled_residual\": {}", number(r.residual));
-  if (const auto& errors = found.backward_errors)
-    page.add(",\n  \"backward_errors\": [{}, {}]", number(errors->judged_by_terms),
-             number(errors->nearly_without_terms));
-  if (r.refine) page.add(",\n  \"refined\": {}", found.refined);
-  if (found.refinements) page.add(",\n  \"refinements\": {}", *found.refinements);
-  if (r.estimate)
-    page.add(",\n  \"forward_error\": {}", found.forward_error ? number(*found.forward_error) : "null");
+  if (r.solved) add_facts_json(page, r.facts);
+  add_times_json(page, r);
+  if (r.solved) add_errors_json(page, r);
   page.add("\n}}\n");
   return page.take();
 }

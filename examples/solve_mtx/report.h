@@ -11,6 +11,7 @@ namespace solve_mtx {
 struct Report {
   Method method = Method::kMa48;
   std::string file, refactored_file;  // the second empty if there was none
+  bool solved = false;                // without, only what the file and its pattern tell is known
   bool transposed = false, new_pivots = false;
   bool analysed = false;  // apart from factorising
   int order = 0, entries = 0;

@@ -6,6 +6,8 @@
 #include <limits>
 #include <utility>
 
+#include "examples/solve_mtx/refinement.h"
+
 namespace solve_mtx {
 namespace {
 
@@ -102,16 +104,6 @@ Numbers balanced_right_hand_side(const Equations& e) {
   return b;
 }
 
-/// The forward error of an unrefined solution, if it solves the system and yet no digit of it is sure.
-/// Refinement could hide what the factors are not good for.
-std::optional<double> error_without_digits(DirectSolver& solver, const Equations& equations,
-                                           const Numbers& b) {
-  const Numbers x = solver.solve(b, equations.transposed, Effort::kPlain).x;
-  const double error = forward_error(solver, equations, x, b);
-  if (!(std::isfinite(error) && error >= 1) || residuals(equations, x, b).digits_lost()) return std::nullopt;
-  return error;
-}
-
 }  // namespace
 
 double forward_error(DirectSolver& solver, const Equations& equations, const Numbers& x, const Numbers& b) {
@@ -119,10 +111,12 @@ double forward_error(DirectSolver& solver, const Equations& equations, const Num
   return norm({solver, equations.transposed, bounds}, x.size()) / std::abs(x[largest(x)]);
 }
 
-std::optional<double> hopeless_error(DirectSolver& solver, const Equations& equations, const Numbers& b) {
-  const auto error = error_without_digits(solver, equations, b);
-  if (!error || !error_without_digits(solver, equations, balanced_right_hand_side(equations)))
-    return std::nullopt;
+std::optional<double> balanced_error(DirectSolver& solver, const Equations& equations) {
+  const Numbers b = balanced_right_hand_side(equations);
+  Solution solution = solver.solve(b, equations.transposed, Effort::kPlain);
+  refine_where_inexact(solver, equations, b, solution);
+  const double error = forward_error(solver, equations, solution.x, b);
+  if (!std::isfinite(error) || residuals(equations, solution.x, b).digits_lost()) return std::nullopt;
   return error;
 }
 

@@ -19,10 +19,9 @@ namespace solve_mtx {
 double forward_error(DirectSolver& solver, const Equations& equations, const std::vector<double>& x,
                      const std::vector<double>& b);
 
-/// The forward error of the solution for `b` without refinement, if rounding leaves no digit of it, nor of a
-/// solution without a pattern; else nothing. A single one may also be unsure because columns differ much in
-/// size, which is no fault; and of factors that lost digits nothing can be said.
-std::optional<double> hopeless_error(DirectSolver& solver, const Equations& equations,
-                                     const std::vector<double>& b);
+/// Returns the forward error for a right-hand side whose elements are as large as the rows and have no
+/// pattern. It depends on the matrix alone: how much rows or columns differ in size does not raise it.
+/// Nothing if there is no estimate, or if the factors are too inexact to tell anything of the matrix.
+std::optional<double> balanced_error(DirectSolver& solver, const Equations& equations);
 
 }  // namespace solve_mtx

@@ -15,6 +15,7 @@
 
 #include "examples/common/toml_reader.h"
 #include "examples/solve_mtx/matrix_market.h"
+#include "examples/solve_mtx/output_files.h"
 #include "examples/solve_mtx/progress.h"
 #include "examples/solve_mtx/refinement.h"
 #include "examples/solve_mtx/residual.h"
@@ -109,7 +110,6 @@ Effort effort(const Task& task) {
 /// What may help where digits were lost.
 std::string remedies(const Task& task) {
   std::vector<std::string> ways;
-  if (effort(task) == Effort::kBackwardErrors) ways.push_back("--refine");
   if (task.solver.method == Method::kMa38 && !task.solver.prefer_diagonal)
     ways.push_back("--prefer-diagonal");
   if (task.solver.threshold.value_or(0) < 1) ways.push_back("a larger --pivot-tolerance");
@@ -117,40 +117,54 @@ std::string remedies(const Task& task) {
   return fmt::format("; try {}", fmt::join(ways, ", or "));
 }
 
+/// Refines the solution at hand if that was asked for, or if it is not exact enough.
+void improve(DirectSolver& solver, const Equations& equations, const System& system, const Task& task,
+             Solution& solution) {
+  if (solution.refinements) return;  // by the solver itself
+  if (effort(task) == Effort::kRefine)
+    refine(solver, equations, system.b, solution);
+  else
+    refine_where_inexact(solver, equations, system.b, solution);
+}
+
 /// @throws NoSolution  if the solution at hand is of no use
-void check(DirectSolver& solver, const System& system, const Task& task, Report& report) {
+void check(DirectSolver& solver, const Equations& equations, const System& system, const Task& task,
+           Report& report) {
   const Phase phase("checking", report.check_time);
-  const Equations equations{system.matrix, system.values, task.transpose};
+  constexpr double kNoDigitIsRight = 0.5;
   Solution& solution = report.solution;
+  if (const auto error = balanced_error(solver, equations); error > kNoDigitIsRight)
+    throw Singular(
+        fmt::format("{}: the matrix is singular to working precision (forward error estimate {:.2g})",
+                    system.name(), *error));
   const Residuals left = residuals(equations, solution.x, system.b);
   report.residual = left.of_worst_row;
   if (left.digits_lost())
     throw Inexact(
         fmt::format("{}: the factors have lost the digits: residuals are up to {:.1e} of the terms{}",
                     system.name(), left.overall, remedies(task)));
-  if (const auto error = hopeless_error(solver, equations, system.b))
-    throw Singular(
-        fmt::format("{}: the matrix is singular to working precision (forward error estimate {:.2g})",
-                    system.name(), *error));
-  if (task.estimate) solution.forward_error = forward_error(solver, equations, solution.x, system.b);
+  solution.forward_error = forward_error(solver, equations, solution.x, system.b);
+  const bool good_pivots = solution.refinements.value_or(0) == 0 && exact_enough(*solution.backward_errors);
+  if (std::isfinite(solution.forward_error) && solution.forward_error > kNoDigitIsRight)
+    throw Inexact(fmt::format("{}: no digit of the solution is sure (forward error estimate {:.2g}){}",
+                              system.name(), solution.forward_error, good_pivots ? "" : remedies(task)));
 }
 
 /// Solves with the factors at hand.
 /// @throws NoSolution
 void attempt(DirectSolver& solver, const System& system, const Task& task, Report& report) {
+  const Equations equations{system.matrix, system.values, task.transpose};
   {
     const Phase phase("solving", report.solve_time);
     report.solution = solver.solve(system.b, task.transpose, effort(task));
-    if (effort(task) == Effort::kRefine && !report.solution.refinements)
-      refine(solver, {system.matrix, system.values, task.transpose}, system.b, report.solution);
+    if (all_finite(report.solution.x)) improve(solver, equations, system, task, report.solution);
   }
   if (!all_finite(report.solution.x))
     throw Singular(system.name() + ": the solution is too large for numbers");
-  check(solver, system, task, report);
+  check(solver, equations, system, task, report);
 }
 
-void solve_system(DirectSolver& solver, System& system, const Task& task, Report& report) {
-  default_right_hand_side(system, task.transpose);
+void solve_system(DirectSolver& solver, const System& system, const Task& task, Report& report) {
   try {
     attempt(solver, system, task, report);
   } catch (const NoSolution&) {
@@ -160,31 +174,46 @@ void solve_system(DirectSolver& solver, System& system, const Task& task, Report
   }
 }
 
-void describe(const DirectSolver& solver, const System& system, const Task& task, Report& report) {
+/// Whether there is more to do than to reorder a pattern, whose values would all be 1.
+bool to_be_solved(const Task& task, const Matrix& matrix) {
+  const bool only_pattern = !matrix.has_values && task.pattern.goal;
+  const bool asked_for = !task.rhs_path.empty() || !task.out_path.empty() || !task.second_path.empty() ||
+                         effort(task) == Effort::kRefine;
+  return asked_for || !only_pattern;
+}
+
+void solve(System& system, const Task& task, Report& report) {
+  SolverSettings settings = task.solver;
+  settings.keep_matrix |= effort(task) == Effort::kRefine;  // ma38 does not refine without
+  const std::unique_ptr<DirectSolver> solver = make_solver(system.matrix, settings);
+  default_right_hand_side(system, task.transpose);
+  factorise(*solver, system, report);
+  solve_system(*solver, system, task, report);
+  report.facts = solver->facts();
+  report.solved = true;
+}
+
+void describe(const Task& task, const Matrix& matrix, Report& report) {
   report.method = task.solver.method;
   report.file = task.matrix_path;
   report.refactored_file = task.second_path;
   report.transposed = task.transpose;
-  report.refine = task.refine || task.estimate;
+  report.refine = effort(task) == Effort::kRefine;
   report.estimate = task.estimate;
-  report.order = system.matrix.rows;
-  report.entries = static_cast<int>(system.matrix.value.size());
-  report.facts = solver.facts();
+  report.order = matrix.rows;
+  report.entries = static_cast<int>(matrix.value.size());
 }
 
 }  // namespace
 
-Report solve(const Task& task) {
-  Report report;
+void run(const Task& task, Report& report) {
   System system = read_system(task, report);
+  describe(task, system.matrix, report);
+  if (!task.out_path.empty()) check_writable(task.out_path);
   report.pattern = study_pattern(system.matrix, task.pattern);  // shows what singular matrices lack, too
-  SolverSettings settings = task.solver;
-  settings.keep_matrix |= effort(task) == Effort::kRefine;  // ma38 does not refine without
-  const std::unique_ptr<DirectSolver> solver = make_solver(system.matrix, settings);
-  factorise(*solver, system, report);
-  solve_system(*solver, system, task, report);
-  describe(*solver, system, task, report);
-  return report;
+  if (!to_be_solved(task, system.matrix)) return;
+  solve(system, task, report);
+  if (!task.out_path.empty()) write_file(task.out_path, vector_text(report.solution.x));
 }
 
 }  // namespace solve_mtx

@@ -12,6 +12,7 @@ namespace solve_mtx {
 
 struct Task {
   std::string matrix_path;
+  std::string out_path;     // of the solution; empty: it is not written
   std::string rhs_path;     // empty: the right-hand side is A times ones
   std::string second_path;  // of values for a refactorisation, with which the system is solved; empty: none
   SolverSettings solver;
@@ -19,8 +20,11 @@ struct Task {
   bool transpose = false, refine = false, estimate = false;
 };
 
-/// Pictures of the pattern are written even where there is no solution.
-/// @throws NoSolution, examples::BadCase; std::runtime_error where the routines refuse for another reason
-Report solve(const Task& task);
+/// Reads all files and checks all outputs before the work begins. The pattern is studied, and its pictures
+/// are written, even if there is no solution: `report` then tells of the pattern, with `solved` false. A file
+/// without values that is reordered is solved only if a part of the task asks for it.
+/// @throws NoSolution, examples::BadCase; std::runtime_error where a file cannot be written, or where the
+///         routines refuse for another reason
+void run(const Task& task, Report& report);
 
 }  // namespace solve_mtx
