@@ -23,9 +23,17 @@ std::string kind(const toml::node& node) {
 
 }  // namespace
 
+std::string one_line(std::string text) {
+  constexpr unsigned char kFirstPrinted = 0x20, kDelete = 0x7f;
+  const auto is_control = [](char c) {
+    return static_cast<unsigned char>(c) < kFirstPrinted || static_cast<unsigned char>(c) == kDelete;
+  };
+  std::replace_if(text.begin(), text.end(), is_control, ' ');
+  return text;
+}
+
 BadCase complaint(const std::string& name, long line, std::string what) {
-  std::replace(what.begin(), what.end(), '\n', ' ');
-  return BadCase(fmt::format("{}:{}: {}", name, line, what));
+  return BadCase(fmt::format("{}:{}: {}", name, line, one_line(std::move(what))));
 }
 
 std::string read_case_text(const std::string& path) {
@@ -92,6 +100,13 @@ double TomlTable::positive(std::string_view key) const {
 double TomlTable::number_from(std::string_view key, double lowest) const {
   const double value = number(key);
   if (!(value >= lowest)) complain(key, fmt::format("must be at least {:g}, not {:g}", lowest, value));
+  return value;
+}
+
+double TomlTable::number_between(std::string_view key, double lowest, double highest) const {
+  const double value = number(key);
+  if (!(value >= lowest && value <= highest))
+    complain(key, fmt::format("must lie between {:g} and {:g}, not {:g}", lowest, highest, value));
   return value;
 }
 

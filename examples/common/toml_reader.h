@@ -11,6 +11,8 @@
 
 #include <toml++/toml.h>
 
+#include "examples/common/toml_nesting.h"
+
 namespace examples {
 
 /// What is wrong with a case file, and in which line.
@@ -35,6 +37,9 @@ std::string read_case_text(const std::string& path);
 template <class Case, class Read>
 Case parse_case_text(const std::string& text, const std::string& name, Read read);
 
+/// `text` with a blank for each control character, line ends among them.
+std::string one_line(std::string text);
+
 /// A complaint as one line, whatever stood in the file.
 BadCase complaint(const std::string& name, long line, std::string what);
 
@@ -52,6 +57,7 @@ class TomlTable {
   double number(std::string_view key) const;
   double positive(std::string_view key) const;
   double number_from(std::string_view key, double lowest) const;
+  double number_between(std::string_view key, double lowest, double highest) const;
   double number_or(std::string_view key, double fallback) const;
   int integer(std::string_view key, int lowest, int highest) const;
   std::string text(std::string_view key) const;
@@ -81,6 +87,7 @@ class TomlTable {
 template <class Case, class Read>
 Case parse_case_text(const std::string& text, const std::string& name, Read read) {
   try {
+    check_nesting(text);
     return read(toml::parse(text, name));
   } catch (const toml::parse_error& error) {
     throw complaint(name, error.source().begin.line, std::string(error.description()));
