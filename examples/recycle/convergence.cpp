@@ -109,14 +109,13 @@ class Iteration {
     const double change = run_.passes.back().change;
     std::string text = fmt::format("after {} passes the largest change is {:.1e} of the feed, not below {:g}",
                                    run_.passes.size(), change, settings_.tolerance);
-    const std::optional<double> eigenvalue = estimate_.magnitude();
+    const std::optional<double> eigenvalue = estimate_.settled_magnitude();
     if (!eigenvalue) return text;
     if (*eigenvalue >= kNotBelowOne)
       return text + fmt::format(
                         "; the recycles do not settle: the dominant eigenvalue is about {:.6g}, not "
                         "below 1",
                         *eigenvalue);
-    if (*eigenvalue <= 0) return text;
     const double more = std::ceil(std::log(settings_.tolerance / change) / std::log(*eigenvalue));
     return text + fmt::format(
                       "; at a dominant eigenvalue of about {:.4f} direct substitution takes some "

@@ -13,6 +13,17 @@ constexpr std::size_t kDirections = 10;  // differences of guesses that span the
 /// Below this part of a difference, what is new in it is mostly rounding and curvature.
 constexpr double kNewDirection = 1e-3;
 constexpr int kSquarings = 30;
+/// Two estimates agree if the passes that they foretell, which go as 1 / log, differ by no larger part.
+constexpr double kAgreement = 0.03;
+/// So near to 1, where the logarithm vanishes, all estimates agree.
+constexpr double kAtOne = 1e-6;
+/// Before they are settled, two estimates in a row agree by chance; three hardly do.
+constexpr std::size_t kEarlierEstimates = 2;
+
+bool agree(double a, double b) {
+  const double log_a = std::log(a), log_b = std::log(b);
+  return std::fabs(log_a - log_b) <= std::max(kAgreement * std::fabs(log_a), kAtOne);
+}
 
 double dot(const Vector& a, const Vector& b) {
   double sum = 0;
@@ -99,9 +110,19 @@ void EigenvalueEstimate::note(const Vector& guess, const Vector& outcome) {
   if (passes_.size() > kDirections + 1) passes_.pop_front();
 }
 
-std::optional<double> EigenvalueEstimate::magnitude() const {
+std::optional<double> EigenvalueEstimate::settled_magnitude() const {
+  const std::optional<double> now = magnitude();
+  if (!now || !(*now > 0) || passes_.size() <= kEarlierEstimates) return std::nullopt;
+  for (std::size_t ago = 1; ago <= kEarlierEstimates; ++ago) {
+    const std::optional<double> then = magnitude_of(passes_.size() - ago);
+    if (!then || !agree(*now, *then)) return std::nullopt;
+  }
+  return now;
+}
+
+std::optional<double> EigenvalueEstimate::magnitude_of(std::size_t count) const {
   Images images;
-  for (std::size_t p = passes_.size(); p > 1; --p) {  // the newest first: nearest to the solution
+  for (std::size_t p = count; p > 1; --p) {  // the newest first: nearest to the solution
     const Pass &newer = passes_[p - 1], &older = passes_[p - 2];
     images.add(difference(newer.guess, older.guess), difference(newer.outcome, older.outcome));
   }
