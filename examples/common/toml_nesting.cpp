@@ -97,7 +97,8 @@ class NestingScanner {
 
   void deepen() {
     if (++depth_ > kDeepestNesting)
-      throw CaseError(line_, fmt::format("keys, arrays and tables are nested more than {} deep", kDeepestNesting));
+      throw CaseError(line_,
+                      fmt::format("keys, arrays and tables are nested more than {} deep", kDeepestNesting));
   }
 
   /// Three quotes begin a string that may hold line ends, and up to two quotes before the three that end it.

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "examples/common/depriester.h"
+#include "examples/recycle/convergence.h"
 #include "examples/recycle/k_values.h"
 
 namespace recycle {
@@ -292,7 +293,7 @@ class CaseReader {
 
   void read_solver() {
     const TomlTable t(root_.table("solver"), "[solver]", {"tolerance", "max_passes", "tears"});
-    case_.tolerance = t.positive("tolerance");
+    case_.tolerance = t.number_between("tolerance", kSmallestTolerance, kLargestTolerance);
     if (t.has("max_passes")) case_.max_passes = t.integer("max_passes", 1, 1'000'000);
     if (t.has("tears")) case_.tears = t.texts("tears", 1);
     try {

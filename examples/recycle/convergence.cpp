@@ -4,9 +4,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <memory>
+#include <stdexcept>
 
 #include "examples/recycle/eigenvalue.h"
+#include "examples/recycle/wording.h"
+#include "host/corvid_host.h"
 
 namespace recycle {
 namespace {
@@ -32,6 +37,18 @@ bool usable(const TearVector& tears) {
                      [](double rate) { return rate >= 0 && std::isfinite(rate); });
 }
 
+/// Accelerators and logs without memory do nothing, in silence. This tells.
+class RefusalWatch {
+ public:
+  void check() const {
+    if (corvid_host::RefusedAllocations() != before_)
+      throw std::runtime_error("memory ran out for the accelerator or its log");
+  }
+
+ private:
+  const std::int64_t before_ = corvid_host::RefusedAllocations();
+};
+
 class Iteration {
  public:
   Iteration(const Flowsheet& flowsheet, const Plan& plan, const RunSettings& settings)
@@ -44,6 +61,7 @@ class Iteration {
     if (plan.tears.empty()) return;
     accelerator_ =
         make_accelerator(settings.acceleration, static_cast<int>(guess_.size()), settings.tolerance * feed_);
+    watch_.check();
     if (accelerator_) accelerator_->improve(guess_);  // the start is the first vector: no step is due yet
   }
 
@@ -55,6 +73,7 @@ class Iteration {
         pass();
       }
     }
+    watch_.check();
     run_.eigenvalue = estimate_.magnitude();
     run_.flashes = static_cast<int>(run_.passes.size()) * flash_count(flowsheet_);
     return std::move(run_);
@@ -107,8 +126,8 @@ class Iteration {
 
   std::string too_many_passes() const {
     const double change = run_.passes.back().change;
-    std::string text = fmt::format("after {} passes the largest change is {:.1e} of the feed, not below {:g}",
-                                   run_.passes.size(), change, settings_.tolerance);
+    std::string text = fmt::format("after {} the largest change is {:.1e} of the feed, not below {:g}",
+                                   counted(run_.passes.size(), "pass"), change, settings_.tolerance);
     const std::optional<double> eigenvalue = estimate_.settled_magnitude();
     if (!eigenvalue) return text;
     if (*eigenvalue >= kNotBelowOne)
@@ -119,13 +138,14 @@ class Iteration {
     const double more = std::ceil(std::log(settings_.tolerance / change) / std::log(*eigenvalue));
     return text + fmt::format(
                       "; at a dominant eigenvalue of about {:.4f} direct substitution takes some "
-                      "{:.0f} passes more",
-                      *eigenvalue, more);
+                      "{:.0f} {} more",
+                      *eigenvalue, more, more == 1 ? "pass" : "passes");
   }
 
   const Flowsheet& flowsheet_;
   const Plan& plan_;
   const RunSettings& settings_;
+  const RefusalWatch watch_;
   const double feed_;
   TearVector guess_;
   std::unique_ptr<TearAccelerator> accelerator_;
@@ -149,6 +169,30 @@ int RunResult::undone() const {
 
 RunResult converge(const Flowsheet& flowsheet, const Plan& plan, const RunSettings& settings) {
   return Iteration(flowsheet, plan, settings).run();
+}
+
+double promised_imbalance(const Flowsheet& flowsheet, const Plan& plan, double tolerance) {
+  const double rounding = std::numeric_limits<double>::epsilon() *
+                          static_cast<double>(flowsheet.units.size() + flowsheet.streams.size());
+  return static_cast<double>(plan.tears.size()) * tolerance + rounding;
+}
+
+std::optional<Reference> find_reference(const Flowsheet& flowsheet, const Plan& plan,
+                                        const RunSettings& settings, const std::vector<RunResult>& runs) {
+  constexpr double kTightening = 1e-3;
+  constexpr int kMorePasses = 50;
+  const RunResult* fastest = nullptr;
+  for (const RunResult& run : runs)
+    if (run.converged && (!fastest || run.passes.size() < fastest->passes.size())) fastest = &run;
+  if (!fastest) return std::nullopt;
+  RunSettings tight = settings;
+  tight.tolerance *= kTightening;
+  tight.max_passes = 3 * static_cast<int>(fastest->passes.size()) + kMorePasses;
+  tight.acceleration.method = fastest->method;
+  tight.acceleration.log = nullptr;
+  Reference reference{tight.tolerance, converge(flowsheet, plan, tight)};
+  if (!reference.run.converged) return std::nullopt;
+  return reference;
 }
 
 double largest_difference(const Flowsheet& flowsheet, const RunResult& a, const RunResult& b) {

@@ -9,6 +9,10 @@
 
 namespace recycle {
 
+/// Tolerances that mean something: below, rounding decides; above, what is called converged says nothing of
+/// the products.
+constexpr double kSmallestTolerance = 1e-15, kLargestTolerance = 1e-2;
+
 struct RunSettings {
   AccelerationSettings acceleration;
   double tolerance = 1e-8;  // on the largest change of a torn rate in a pass, relative to the total feed
@@ -48,8 +52,24 @@ struct RunResult {
   int undone() const;
 };
 
+/// How far feeds and products of a converged run may be apart in a component, relative to the total feed.
+/// Units keep all that enters them, so the change of the torn streams in the last pass is what is missing.
+double promised_imbalance(const Flowsheet& flowsheet, const Plan& plan, double tolerance);
+
 /// Converges the torn streams from their start.
+/// @throws std::runtime_error  if the host refuses memory to the accelerator or its log
 RunResult converge(const Flowsheet& flowsheet, const Plan& plan, const RunSettings& settings);
+
+/// A run to a much smaller tolerance, to measure `runs` of the same case by: the method among them that took
+/// the fewest passes goes on further.
+struct Reference {
+  double tolerance;
+  RunResult run;
+};
+
+/// @return nothing if no run has converged, or rounding keeps the changes above such a tolerance
+std::optional<Reference> find_reference(const Flowsheet& flowsheet, const Plan& plan,
+                                        const RunSettings& settings, const std::vector<RunResult>& runs);
 
 /// Between any two rates of all streams, relative to the total feed.
 double largest_difference(const Flowsheet& flowsheet, const RunResult& a, const RunResult& b);

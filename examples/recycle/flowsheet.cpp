@@ -144,16 +144,24 @@ int flash_count(const Flowsheet& flowsheet) {
                                         [](const Unit& unit) { return unit.kind == UnitKind::kFlash; }));
 }
 
-double overall_imbalance(const Flowsheet& flowsheet, const std::vector<Rates>& streams) {
+Imbalance overall_imbalance(const Flowsheet& flowsheet, const std::vector<Rates>& streams) {
   Rates excess(flowsheet.components.size(), 0.0);
   for (std::size_t s = 0; s < streams.size(); ++s) {
     const Stream& stream = flowsheet.streams[s];
     const double sign = stream.is_feed ? 1.0 : stream.to == kOutside ? -1.0 : 0.0;
     for (std::size_t i = 0; i < excess.size(); ++i) excess[i] += sign * streams[s][i];
   }
-  double worst = 0;
-  for (const double e : excess) worst = std::max(worst, std::fabs(e));
-  return worst / flowsheet.total_feed();
+  const double feed = flowsheet.total_feed();
+  Imbalance imbalance;
+  for (std::size_t i = 0; i < excess.size(); ++i) {
+    const double part = std::fabs(excess[i]) / feed;
+    if (part <= imbalance.worst) continue;  // what is not a number counts as the worst
+    imbalance.worst = part;
+    imbalance.component = i;
+    if (!std::isfinite(part)) break;
+  }
+  imbalance.total = std::fabs(std::accumulate(excess.begin(), excess.end(), 0.0)) / feed;
+  return imbalance;
 }
 
 }  // namespace recycle

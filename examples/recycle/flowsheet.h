@@ -65,7 +65,15 @@ PassResult run_pass(const Flowsheet& flowsheet, const Plan& plan, const TearVect
 
 int flash_count(const Flowsheet& flowsheet);
 
-/// How far feeds and products are apart in the worst component, relative to the total feed.
-double overall_imbalance(const Flowsheet& flowsheet, const std::vector<Rates>& streams);
+/// How far feeds and products are apart, relative to the total feed.
+struct Imbalance {
+  double worst = 0;           // of all components; not finite if any is
+  std::size_t component = 0;  // where that is
+  double total = 0;           // of the sums of all components
+
+  bool is_within(double bound) const { return worst <= bound; }
+};
+
+Imbalance overall_imbalance(const Flowsheet& flowsheet, const std::vector<Rates>& streams);
 
 }  // namespace recycle

@@ -1,13 +1,14 @@
 // corvidnum-recycle CASE.toml: converges a flowsheet with recycles, unit by unit, pass by pass.
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -19,14 +20,14 @@
 #include "examples/common/output.h"
 #include "examples/recycle/case_file.h"
 #include "examples/recycle/convergence.h"
+#include "examples/recycle/debug_log.h"
 #include "examples/recycle/report.h"
-#include "frame/debug_out.h"
 
 namespace {
 
 using examples::complain;
 
-enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kNotConverged = 3 };
+enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kNotConverged = 3, kInexact = 4 };
 
 struct Options {
   std::string case_path, csv_path, log_name;
@@ -46,62 +47,103 @@ bool accelerates(const Options& options) {
   return options.compare || options.acceleration.method != recycle::Method::kDirect;
 }
 
-/// A log made anew, of which the host's file class could not tell whether it can be written.
-std::unique_ptr<DebugOut> open_log(const std::string& name) {
-  const std::string path = name + ".LOG";
-  errno = 0;
-  if (!std::ofstream(path, std::ios::app)) throw std::runtime_error(path + ": " + std::strerror(errno));
-  auto log = std::make_unique<DebugOut>(Text(name.c_str()), 0, static_cast<unsigned char>(0));
-  log->Open();
-  return log;
+/// Refuses a file that cannot be written, before the work whose results it is to take. It is left as it is.
+/// @throws std::runtime_error
+void expect_writable(const std::string& path) {
+  namespace fs = std::filesystem;
+  const auto fail = [&](int error) { throw std::runtime_error(path + ": " + std::strerror(error)); };
+  std::error_code none;
+  const bool exists = fs::exists(path, none);
+  if (fs::is_directory(path, none)) fail(EISDIR);
+  if (exists && !fs::is_regular_file(path, none)) {  // opening a pipe would wait for its reader
+    if (access(path.c_str(), W_OK) != 0) fail(errno);
+    return;
+  }
+  const fs::path target = exists ? fs::canonical(path, none) : fs::path(path);
+  const fs::path beside = fmt::format("{}.{}.part", target.string(), getpid());  // as it will be written
+  if (!std::ofstream(beside)) fail(errno);
+  fs::remove(beside, none);
 }
 
-std::vector<recycle::RunResult> run_all(const recycle::RecycleCase& c, const recycle::Plan& plan,
-                                        const Options& options, DebugOut* log) {
+/// A case, how to run it, and what came of that.
+struct Job {
+  recycle::RecycleCase c;
+  recycle::Plan plan;
+  std::vector<recycle::RunResult> runs;
+  std::optional<recycle::Reference> reference;  // only to compare
+};
+
+void run_all(Job& job, const Options& options, DebugOut* log) {
   using recycle::Method;
-  recycle::RunSettings settings{options.acceleration, c.tolerance, c.max_passes};
+  recycle::RunSettings settings{options.acceleration, job.c.tolerance, job.c.max_passes};
   settings.acceleration.log = log;
   std::vector<Method> methods{settings.acceleration.method};
   if (options.compare) methods = {Method::kDirect, Method::kDominant, Method::kMultiple};
-  std::vector<recycle::RunResult> runs;
   for (const Method method : methods) {
     settings.acceleration.method = method;
-    runs.push_back(recycle::converge(c.flowsheet, plan, settings));
+    job.runs.push_back(recycle::converge(job.c.flowsheet, job.plan, settings));
   }
-  return runs;
+  if (options.compare) job.reference = recycle::find_reference(job.c.flowsheet, job.plan, settings, job.runs);
 }
 
-std::string output(const recycle::RecycleCase& c, const recycle::Plan& plan, const Options& options,
-                   const std::vector<recycle::RunResult>& runs) {
-  std::string text = recycle::heading(c, plan);
-  for (const recycle::RunResult& run : runs)
+std::string output(const Job& job, const Options& options) {
+  std::string text = recycle::heading(job.c, job.plan);
+  for (const recycle::RunResult& run : job.runs)
     if (options.verbose) text += recycle::pass_lines(run);
-  if (options.compare) text += recycle::comparison(c, runs);
-  if (runs.back().converged) text += recycle::report(c, runs.back());
+  if (options.compare) text += recycle::comparison(job.c, job.runs, job.reference);
+  if (job.runs.back().converged) text += recycle::report(job.c, job.runs.back());
   return text;
 }
 
+/// Complains of the first run that did not converge, or else of the first that did without closing.
+int judge(const Job& job, const Options& options) {
+  const auto complain_of = [&](int code, const recycle::RunResult& run, const std::string& what) {
+    return complain(code, examples::one_line(fmt::format("{}: {}: {}", options.case_path,
+                                                         recycle::name_of(run.method), what)));
+  };
+  for (const recycle::RunResult& run : job.runs)
+    if (!run.converged) return complain_of(kNotConverged, run, "not converged: " + run.complaint);
+  const double promised = recycle::promised_imbalance(job.c.flowsheet, job.plan, job.c.tolerance);
+  for (const recycle::RunResult& run : job.runs) {
+    const recycle::Imbalance apart = recycle::overall_imbalance(job.c.flowsheet, run.streams);
+    if (apart.is_within(promised)) continue;
+    return complain_of(
+        kInexact, run,
+        fmt::format("the passes change nothing any more, but feeds and products differ by {:.1e} "
+                    "of the feed in {}; the tolerance promises {:.1e}",
+                    apart.worst, job.c.flowsheet.components[apart.component], promised));
+  }
+  return kSolved;
+}
+
 int run(const Options& options) {
-  recycle::RecycleCase c = recycle::read_case(options.case_path);
-  if (options.tolerance) c.tolerance = *options.tolerance;
-  if (options.max_passes) c.max_passes = *options.max_passes;
-  const recycle::Plan plan = recycle::make_plan(c.flowsheet, options.tears.empty() ? c.tears : options.tears);
-  if (!options.log_name.empty() && !accelerates(options))
-    return complain(kBadUsage, "--debug-log needs --compare, or a --method that accelerates");
-  std::unique_ptr<DebugOut> log;
-  if (!options.log_name.empty()) log = open_log(options.log_name);
-  const std::vector<recycle::RunResult> runs = run_all(c, plan, options, log.get());
-  if (!print_whole(output(c, plan, options, runs)))
-    return complain(kBadInput, "standard output cannot be written");
+  Job job;
+  job.c = recycle::read_case(options.case_path);
+  if (options.tolerance) job.c.tolerance = *options.tolerance;
+  if (options.max_passes) job.c.max_passes = *options.max_passes;
+  job.plan = recycle::make_plan(job.c.flowsheet, options.tears.empty() ? job.c.tears : options.tears);
+  if (!options.csv_path.empty()) expect_writable(options.csv_path);
+  std::unique_ptr<recycle::DebugLog> log;
+  if (!options.log_name.empty()) log = std::make_unique<recycle::DebugLog>(options.log_name);
+  run_all(job, options, log ? log->get() : nullptr);
+  if (!print_whole(output(job, options))) return complain(kBadInput, "standard output cannot be written");
+  if (log) log->finish();
   if (!options.csv_path.empty()) {
-    if (const auto failure = examples::write_whole_file(options.csv_path, recycle::history_csv(runs)))
+    if (const auto failure = examples::write_whole_file(options.csv_path, recycle::history_csv(job.runs)))
       return complain(kBadInput, options.csv_path + ": " + *failure);
   }
-  for (const recycle::RunResult& run : runs)
-    if (!run.converged)
-      return complain(kNotConverged, fmt::format("{}: {}: not converged: {}", options.case_path,
-                                                 recycle::name_of(run.method), run.complaint));
-  return kSolved;
+  return judge(job, options);
+}
+
+/// A number within bounds, which the message tells as people write them.
+CLI::Validator between(double lowest, double highest, const char* unit) {
+  const auto check = [=](const std::string& text) {
+    double value = 0;
+    const bool is_within = CLI::detail::lexical_cast(text, value) && value >= lowest && value <= highest;
+    return is_within ? std::string()
+                     : fmt::format("must lie between {:g} and {:g}{}, not {}", lowest, highest, unit, text);
+  };
+  return CLI::Validator(check, fmt::format("{:g} to {:g}", lowest, highest));
 }
 
 void declare(CLI::App& app, Options& options) {
@@ -119,7 +161,7 @@ void declare(CLI::App& app, Options& options) {
       ->check(CLI::Range(1, 1000));
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a torn rate in a pass, as part of the feed, for that of the case")
-      ->check(CLI::Range(1e-15, 1.0));
+      ->check(between(recycle::kSmallestTolerance, recycle::kLargestTolerance, " of the feed"));
   app.add_option("--max-passes", options.max_passes, "for that of the case")->check(CLI::Range(1, 1000000));
   app.add_option("--tear", options.tears, "streams to tear, for those of the case")->expected(1, -1);
   app.add_flag("--compare", options.compare, "run all three methods and print them side by side");
@@ -130,10 +172,20 @@ void declare(CLI::App& app, Options& options) {
       ->check(examples::not_empty());
 }
 
+bool name_one_file(const std::string& a, const std::string& b) {
+  std::error_code none;
+  return std::filesystem::weakly_canonical(a, none) == std::filesystem::weakly_canonical(b, none);
+}
+
 void check(const Options& options) {
-  if (std::isnan(options.tolerance.value_or(1))) throw CLI::ValidationError("--tolerance", "is not a number");
+  const std::string log_path = options.log_name + ".LOG";
+  const bool logs = !options.log_name.empty();
+  if (logs && !accelerates(options))
+    throw CLI::ValidationError("--debug-log", "needs --compare, or a --method that accelerates");
+  if (logs && !options.csv_path.empty() && name_one_file(options.csv_path, log_path))
+    throw CLI::ValidationError("--csv", log_path + " is the debug log");
   examples::check_output("--csv", options.csv_path, options.case_path);
-  examples::check_output("--debug-log", options.log_name + ".LOG", options.case_path);
+  examples::check_output("--debug-log", log_path, options.case_path);
 }
 
 int parse_and_run(int argc, char** argv) {

@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "examples/common/output.h"
+#include "examples/recycle/wording.h"
 
 namespace recycle {
 namespace {
@@ -39,38 +40,48 @@ struct Column {
   std::string heading;
   const Rates* rates;
 };
+using Columns = std::vector<Column>;
 
-std::vector<Column> columns(const Flowsheet& flowsheet, const RunResult& run) {
-  std::vector<Column> all;
-  for (std::size_t s = 0; s < run.streams.size(); ++s) {
-    const Stream& stream = flowsheet.streams[s];
-    all.push_back({stream.name, &run.streams[s]});
-    if (!stream.published.empty()) all.push_back({"published", &stream.published});
-  }
-  return all;
+Columns columns_of(const Stream& stream, const Rates& rates) {
+  Columns columns{{stream.name, &rates}};
+  if (!stream.published.empty()) columns.push_back({"published", &stream.published});
+  return columns;
 }
 
-void add_table(Page& page, const Flowsheet& flowsheet, const Column* first, const Column* last) {
+/// A rate with four decimals; one that rounds to zero has no sign.
+std::string rate_text(double rate) {
+  std::string text = fmt::format("{:.4f}", rate);
+  return text == "-0.0000" ? text.substr(1) : text;
+}
+
+void add_table(Page& page, const Flowsheet& flowsheet, const Columns& columns) {
   page.add("\n{:<12}", "");
-  for (const Column* c = first; c != last; ++c) page.add(" {:>13}", c->heading);
+  for (const Column& c : columns) page.add(" {:>13}", c.heading);
   page.add("\n");
   for (std::size_t i = 0; i < flowsheet.components.size(); ++i) {
     page.add("{:<12}", flowsheet.components[i]);
-    for (const Column* c = first; c != last; ++c) page.add(" {:>13.4f}", (*c->rates)[i]);
+    for (const Column& c : columns) page.add(" {:>13}", rate_text((*c.rates)[i]));
     page.add("\n");
   }
   page.add("{:<12}", "total");
-  for (const Column* c = first; c != last; ++c)
-    page.add(" {:>13.4f}", std::accumulate(c->rates->begin(), c->rates->end(), 0.0));
+  for (const Column& c : columns)
+    page.add(" {:>13}", rate_text(std::accumulate(c.rates->begin(), c.rates->end(), 0.0)));
   page.add("\n");
 }
 
-/// Few enough columns side by side for a terminal.
+/// Few enough columns side by side for a terminal; a stream and its published rates stay together.
 void add_streams(Page& page, const Flowsheet& flowsheet, const RunResult& run) {
   constexpr std::size_t kColumns = 6;
-  const std::vector<Column> all = columns(flowsheet, run);
-  for (std::size_t first = 0; first < all.size(); first += kColumns)
-    add_table(page, flowsheet, all.data() + first, all.data() + std::min(all.size(), first + kColumns));
+  Columns block;
+  for (std::size_t s = 0; s < run.streams.size(); ++s) {
+    const Columns next = columns_of(flowsheet.streams[s], run.streams[s]);
+    if (block.size() + next.size() > kColumns) {
+      add_table(page, flowsheet, block);
+      block.clear();
+    }
+    block.insert(block.end(), next.begin(), next.end());
+  }
+  add_table(page, flowsheet, block);
 }
 
 void add_published(Page& page, const Flowsheet& flowsheet, const RunResult& run) {
@@ -120,28 +131,42 @@ std::string pass_lines(const RunResult& run) {
 
 std::string report(const RecycleCase& c, const RunResult& run) {
   Page page;
-  page.add("\nconverged in {} passes, {} flashes; last change {:.1e} of the feed (tolerance {:g})\n",
-           run.passes.size(), run.flashes, run.passes.back().change, c.tolerance);
+  page.add("\nconverged in {}, {}; last change {:.1e} of the feed (tolerance {:g})\n",
+           counted(run.passes.size(), "pass"), counted(static_cast<std::size_t>(run.flashes), "flash"),
+           run.passes.back().change, c.tolerance);
   if (run.method != Method::kDirect)
-    page.add("{}: {} steps accepted, {} refused, {} undone\n", name_of(run.method), run.accepted(),
-             run.count(StepOutcome::kRefused), run.undone());
+    page.add("{}: {} accepted, {} refused, {} undone\n", name_of(run.method),
+             counted(static_cast<std::size_t>(run.accepted()), "step"), run.count(StepOutcome::kRefused),
+             run.undone());
   page.add("estimated dominant eigenvalue of a pass: {}\n", eigenvalue_text(run));
   add_streams(page, c.flowsheet, run);
   add_published(page, c.flowsheet, run);
-  page.add("\nfeeds and products differ by {:.1e} of the feed\n",
-           overall_imbalance(c.flowsheet, run.streams));
+  const Imbalance apart = overall_imbalance(c.flowsheet, run.streams);
+  page.add(
+      "\nfeeds and products differ by at most {:.1e} of the feed in a component ({}); their totals by "
+      "{:.1e}\n",
+      apart.worst, c.flowsheet.components[apart.component], apart.total);
   return page.take();
 }
 
-std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs) {
+std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs,
+                       const std::optional<Reference>& reference) {
+  const auto error_text = [&](const RunResult& run) {
+    return reference ? fmt::format("{:.1e}", largest_difference(c.flowsheet, reference->run, run)) : "-";
+  };
   Page page;
   page.add("\n{:<10} {:>7} {:>8} {:>9} {:>8} {:>7} {:>11} {:>12}\n", "method", "passes", "flashes",
-           "accepted", "refused", "undone", "eigenvalue", "apart/feed");
+           "accepted", "refused", "undone", "eigenvalue", "error/feed");
   for (const RunResult& run : runs)
-    page.add("{:<10} {:>7} {:>8} {:>9} {:>8} {:>7} {:>11} {:>12.1e}{}\n", name_of(run.method),
-             run.passes.size(), run.flashes, run.accepted(), run.count(StepOutcome::kRefused), run.undone(),
-             eigenvalue_text(run), largest_difference(c.flowsheet, runs.front(), run),
-             run.converged ? "" : "  not converged");
+    page.add("{:<10} {:>7} {:>8} {:>9} {:>8} {:>7} {:>11} {:>12}{}\n", name_of(run.method), run.passes.size(),
+             run.flashes, run.accepted(), run.count(StepOutcome::kRefused), run.undone(),
+             eigenvalue_text(run), error_text(run), run.converged ? "" : "  not converged");
+  if (reference) {
+    page.add("error: the largest difference of a rate from a run by {} to a tolerance of {:g}\n",
+             name_of(reference->run.method), reference->tolerance);
+  } else {
+    page.add("error: not known, because no run to a smaller tolerance converges\n");
+  }
   return page.take();
 }
 

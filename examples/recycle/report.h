@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,11 +15,13 @@ std::string heading(const RecycleCase& c, const Plan& plan);
 /// A line a pass.
 std::string pass_lines(const RunResult& run);
 
-/// How a run converged, its stream table with the published rates beside them, and how far these are apart.
+/// How a run converged, its stream table with each published stream beside its own, and how far these are
+/// apart.
 std::string report(const RecycleCase& c, const RunResult& run);
 
-/// Runs of the same case by several methods side by side, and how far their answers lie from the first's.
-std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs);
+/// Runs of the same case by several methods side by side, and how far their answers lie from the reference.
+std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs,
+                       const std::optional<Reference>& reference);
 
 /// The passes of all runs as comma-separated text: a heading, then one line a pass with all digits.
 std::string history_csv(const std::vector<RunResult>& runs);

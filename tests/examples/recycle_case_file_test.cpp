@@ -78,6 +78,8 @@ const std::vector<BadInput> kBadFiles{
     {"[0.7, 0.3]", "[1.7, -0.7]", 30, "must lie between 0 and 1, not 1.7"},
     {"[\"R2\", \"L\"]", "[\"R2\", \"L\", \"M\"]", 35, "must hold 2 texts"},
     {"stream = \"Z\"", "stream = \"Q\"", 38, "names no stream of the case: \"Q\""},
+    {"= 1e-8", "= 10", 41, "\"tolerance\" in [solver] must lie between 1e-15 and 0.01, not 10"},
+    {"= 1e-8", "= 9e-16", 41, "must lie between 1e-15 and 0.01, not 9e-16"},
     {"tears = [\"Z\"]", "tears = [\"Y\"]", 42, "there is no stream \"Y\" to tear"},
     {"tears = [\"Z\"]", "tears = [\"V\"]", 42, "\"V\" cannot be torn"},
     {"tears = [\"Z\"]", "tears = [\"R1\"]", 42, "leave a recycle through \"mix\" whole"},
@@ -99,6 +101,52 @@ TEST(RecycleCaseFile, ReadsTheGoodCase) {
 TEST(RecycleCaseFile, NamesFileLineAndFaultInOneMessage) {
   expect_file_line_and_fault(kGood, kBadFiles, parse);
   expect_cuts_refused(kGood, parse);
+}
+
+std::string repeated(int count, const std::string& text) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+/// Texts that nest `deep` levels in line 2 and less elsewhere, each in its own way.
+std::vector<std::string> nested(int deep) {
+  const int half = deep / 2;
+  return {
+      "\na" + repeated(deep - 1, R"( . "b\".")") + " = 1",
+      "\n [a" + repeated(deep - 1, ".'b.['") + "]",
+      "\n[[a" + repeated(deep - 1, ".b") + "]] # [[",
+      "\na = " + repeated(deep - 1, "[") + "1.5" + repeated(deep - 1, "]"),
+      "a = [\n" + repeated(half - 1, "{ 'c' = ") + repeated(deep - 2 * half, "[") + "1" + repeated(deep, "}"),
+      "[a.b.c]\nd" + repeated(deep - 4, ".e") + " = 1",
+  };
+}
+
+TEST(CaseNesting, IsRefusedWithItsLineWhereItIsDeep) {
+  constexpr int kDeepest = examples::kDeepestNesting;
+  for (const int deep : {kDeepest, kDeepest + 1, 40000})
+    for (const std::string& text : nested(deep)) {
+      SCOPED_TRACE(text.substr(0, 60));
+      const std::string said = complaint([&] { parse(text, "my.file"); });
+      const bool refused = said == "my.file:2: keys, arrays and tables are nested more than 32 deep";
+      EXPECT_EQ(refused, deep > kDeepest) << deep << ": " << said;
+    }
+}
+
+TEST(CaseNesting, CountsNothingInStringsCommentsAndNumbers) {
+  const std::string deep = repeated(100, "[{a.b=");
+  for (const std::string& text : {
+           "# " + deep + "\na = 1",
+           "a = \"" + deep + "\\\"" + deep + "\" # " + deep,
+           "a = '" + deep + "\\' # '",
+           R"(a = """""\"""\\)" + deep + R"(""""" # )" + deep,
+           "a = '''\\\n''" + deep + "'''''# " + deep,
+           "a = [" + repeated(100, "1.5, [{b.c = 1}, {}],\n") + "]",
+           "\"a\" = [" + repeated(100, "'',\"\",") + "]",
+           repeated(100, "[a.b.c]\nd.e = 1.5 # [\n\n"),
+           "a = {" + repeated(100, "b.c = [1.5], ") + "}",
+       })
+    EXPECT_NO_THROW(examples::check_nesting(text)) << text;
 }
 
 }  // namespace

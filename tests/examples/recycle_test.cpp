@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <optional>
 #include <random>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -14,6 +17,8 @@
 #include "examples/recycle/eigenvalue.h"
 #include "examples/recycle/k_values.h"
 #include "examples/recycle/report.h"
+#include "frame/debug_out.h"
+#include "host/corvid_host.h"
 
 namespace recycle {
 namespace {
@@ -73,7 +78,7 @@ TEST(Cavett, ComesOutAtThePublishedAnswersByEveryMethod) {
     EXPECT_NEAR(*r.eigenvalue, 0.91474, 0.01 * 0.91474);
     EXPECT_EQ(r.flashes, 4 * passes(r));
     EXPECT_EQ(r.accepted() > 0, method != Method::kDirect);
-    EXPECT_LT(overall_imbalance(c.flowsheet, r.streams), 1e-7);
+    EXPECT_LT(overall_imbalance(c.flowsheet, r.streams).worst, 1e-7);
   }
 }
 
@@ -183,6 +188,115 @@ TEST(Loop, SaysThatAComponentWithoutAWayOutDoesNotSettle) {
     }
     for (const Rates& rates : r.streams)
       for (const double rate : rates) EXPECT_TRUE(std::isfinite(rate));
+  }
+}
+
+TEST(Forecast, WaitsUntilTheEigenvalueIsSettled) {
+  const std::string words = "direct substitution takes some ";
+  for (const std::vector<std::string>& tears : std::vector<std::vector<std::string>>{
+           {"Z1", "R3"}, {"Z1", "Z2"}, {"R1", "R2", "R3"}, {"S1", "S2", "S3"}}) {
+    RecycleCase c = cavett();
+    const int truth = passes(run(c, Method::kDirect, 1e-8, 4, tears));
+    int forecasts = 0;
+    for (c.max_passes = 1; c.max_passes < 60; ++c.max_passes) {
+      const std::string said = run(c, Method::kDirect, 1e-8, 4, tears).complaint;
+      const std::size_t at = said.find(words);
+      EXPECT_EQ(said.rfind(c.max_passes == 1 ? "after 1 pass the" : "after ", 0), 0u) << said;
+      if (at == std::string::npos) continue;
+      ++forecasts;
+      EXPECT_NEAR(c.max_passes + std::stoi(said.substr(at + words.size())), truth, 0.08 * truth) << said;
+    }
+    EXPECT_GT(forecasts, 30) << tears[0] << tears[1];
+  }
+}
+
+TEST(Comparison, MeasuresFromARunToASmallerTolerance) {
+  const RecycleCase c = cavett();
+  const Plan plan = make_plan(c.flowsheet, c.tears);
+  RunSettings settings;
+  std::vector<RunResult> runs;
+  for (const Method method : kMethods) runs.push_back(run(c, method, settings.tolerance));
+  const std::optional<Reference> reference = find_reference(c.flowsheet, plan, settings, runs);
+  ASSERT_TRUE(reference);
+  EXPECT_EQ(reference->run.method, Method::kMultiple) << "the fastest";
+  const RunResult truth = run(c, Method::kDirect, 1e-14);
+  for (const RunResult& each : runs) {
+    const double error = largest_difference(c.flowsheet, truth, each);
+    EXPECT_GT(error, settings.tolerance);
+    EXPECT_NEAR(largest_difference(c.flowsheet, reference->run, each), error, 0.01 * error);
+  }
+  EXPECT_EQ(comparison(c, runs, reference).find("0.0e+00"), std::string::npos);
+  for (RunResult& each : runs) each.converged = false;
+  EXPECT_FALSE(find_reference(c.flowsheet, plan, settings, runs));
+  EXPECT_NE(comparison(c, runs, std::nullopt).find("error: not known"), std::string::npos);
+}
+
+TEST(Report, KeepsAStreamBesideItsPublishedRates) {
+  const RecycleCase c = cavett();
+  const std::string text = report(c, run(c, Method::kMultiple, 1e-8));
+  int published = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("published") == std::string::npos || line[0] != ' ') continue;
+    std::istringstream words(line);
+    std::string before;
+    int columns = 0;
+    for (std::string word; words >> word; before = word, ++columns)
+      if (word == "published") {
+        ++published;
+        EXPECT_TRUE(!before.empty() && before[0] != 'p') << line;
+      }
+    EXPECT_LE(columns, 6) << line;
+  }
+  EXPECT_EQ(published, 5) << text;
+}
+
+TEST(Report, NamesTheComponentAndTheTotalsThatDiffer) {
+  RecycleCase c = loop({5, -0.0, 2}, {0, 0, 0});
+  RunResult r = run(c, Method::kDirect, 1e-10, 4, {"Z"});
+  EXPECT_EQ(report(c, r).find("-0.0"), std::string::npos) << report(c, r);
+  r.streams.at(static_cast<std::size_t>(c.flowsheet.stream("P").value())) = {4.93, 0, 2.21};
+  EXPECT_NE(report(c, r).find("at most 3.0e-02 of the feed in a component (2); their totals by 2.0e-02"),
+            std::string::npos)
+      << report(c, r);
+  EXPECT_FALSE(overall_imbalance(c.flowsheet, r.streams).is_within(0.0299));
+  r.streams.back()[1] = std::nan("");
+  EXPECT_FALSE(overall_imbalance(c.flowsheet, r.streams).is_within(1e300));
+}
+
+TEST(Memory, ARefusalEndsTheRunAndLeavesNothing) {
+  const RecycleCase c = read_case(RECYCLE_CASES "/purge-loop.toml");
+  const Plan plan = make_plan(c.flowsheet, c.tears);
+  RunSettings settings;
+  DebugOut log("unused", 0, 0);  // not open: its lines are made all the same
+  const auto run_with_log = [&](Method method) {
+    settings.acceleration.method = method;
+    settings.acceleration.log = &log;
+    return converge(c.flowsheet, plan, settings);
+  };
+  for (const Method method : {Method::kDominant, Method::kMultiple}) {
+    SCOPED_TRACE(name_of(method));
+    const RunResult whole = run_with_log(method);
+    const std::int64_t before = corvid_host::LiveBlocks();
+    bool refused = true;
+    for (int n = 1; refused; n = n < 200 ? n + 1 : n * 9 / 8) {  // behind the first lines all are alike
+      const std::int64_t refusals = corvid_host::RefusedAllocations();
+      corvid_host::FailAllocation(n);
+      std::optional<RunResult> got;
+      try {
+        got = run_with_log(method);
+      } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "memory ran out for the accelerator or its log");
+      }
+      corvid_host::StopFailing();
+      refused = corvid_host::RefusedAllocations() != refusals;
+      EXPECT_EQ(corvid_host::LiveBlocks(), before) << n;
+      ASSERT_TRUE(n > 1 || refused);
+      ASSERT_EQ(got.has_value(), !refused) << n;
+      if (got) {
+        EXPECT_EQ(got->streams, whole.streams);
+      }
+    }
   }
 }
 

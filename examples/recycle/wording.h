@@ -1,0 +1,17 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <string>
+
+namespace recycle {
+
+/// "1 pass", "2 passes", "3 steps".
+inline std::string counted(std::size_t count, const std::string& noun) {
+  const char last = noun.back();
+  const char* const plural = last == 's' || last == 'h' ? "es" : "s";
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : plural);
+}
+
+}  // namespace recycle
