@@ -61,7 +61,6 @@ class Iteration {
     if (plan.tears.empty()) return;
     accelerator_ =
         make_accelerator(settings.acceleration, static_cast<int>(guess_.size()), settings.tolerance * feed_);
-    watch_.check();
     if (accelerator_) accelerator_->improve(guess_);  // the start is the first vector: no step is due yet
   }
 
@@ -73,7 +72,6 @@ class Iteration {
         pass();
       }
     }
-    watch_.check();
     run_.eigenvalue = estimate_.magnitude();
     run_.flashes = static_cast<int>(run_.passes.size()) * flash_count(flowsheet_);
     return std::move(run_);
@@ -96,6 +94,7 @@ class Iteration {
     } else {
       go_on_from(std::move(result.tears));
     }
+    watch_.check();
   }
 
   bool step_made_it_worse(double change) const {

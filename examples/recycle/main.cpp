@@ -173,8 +173,10 @@ void declare(CLI::App& app, Options& options) {
 }
 
 bool name_one_file(const std::string& a, const std::string& b) {
+  namespace fs = std::filesystem;
   std::error_code none;
-  return std::filesystem::weakly_canonical(a, none) == std::filesystem::weakly_canonical(b, none);
+  const fs::path first = fs::weakly_canonical(fs::absolute(a, none), none);
+  return !first.empty() && first == fs::weakly_canonical(fs::absolute(b, none), none);
 }
 
 void check(const Options& options) {
