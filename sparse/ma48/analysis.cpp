@@ -8,6 +8,7 @@
 
 #include "frame/module.h"
 #include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/finite.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/ma48_routines.h"
@@ -426,7 +427,8 @@ void Analysis::analyse_blocks() {
 void Analysis::count_triangular(Range range) {
   const double limit = std::max(cntl_(kPivotTolerance), 0.0);
   for (int j = range.first; j <= range.last; ++j) {
-    if (std::fabs(a_(Index{ne_} + keep_.diagonal_start(j))) > limit) ++info_(kRank);
+    const double magnitude = std::fabs(a_(Index{ne_} + keep_.diagonal_start(j)));
+    if (magnitude > limit && has_reciprocal(magnitude)) ++info_(kRank);
   }
 }
 

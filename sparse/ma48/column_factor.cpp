@@ -20,6 +20,7 @@
 
 #include "frame/one_based.h"
 #include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/finite.h"
 #include "sparse/ma48/keep_check.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
@@ -55,11 +56,12 @@ class ColumnFactor {
 
   // ---- The same pivots as before
   void refactor();
-  bool refactor_column(int j);  // false: its pivot is too small
-  void apply_known_pivots(int j);
+  bool refactor_column(int j);  // false: its pivot is not acceptable, or an update refers to no pivot
+  bool apply_known_pivots(int j);
 
   // ---- Pivots by size
-  void take_previous_order();  // row priorities follow the previous factors
+  bool take_previous_order();  // row priorities follow the previous factors; false: these are inconsistent
+  bool kept_parts_lead_on() const;
   void factor();
   bool factor_column(int j);  // false: the run ends here
   void begin_full_part();     // the rows without pivot are those of the full part
@@ -68,6 +70,7 @@ class ColumnFactor {
   bool load(int j);  // W and the top of IRNF hold the column; false: an entry came twice
   void find_updates(int j);
   void apply_updates();
+  void refuse_if_not_finite(int j);  // such a column gets null, so it has no pivot and does no harm
   void store_upper_part(int j);
   void store_full_column();
   bool drop_small_of_lower_part();  // whether any was
@@ -86,7 +89,7 @@ class ColumnFactor {
   int& search_from(int j) const { return iw_(j); }
   int& mark(int row) const { return iw_(n_ + row); }
   int& search_end(int j) const { return iw_(Wide{n_} + m_ + j); }  // negative: column j is pruned
-  bool acceptable(double magnitude) const { return magnitude > tolerance_ && magnitude > 0.0; }
+  bool acceptable(double magnitude) const { return magnitude > tolerance_ && has_reciprocal(magnitude); }
   bool is_small(double value) const { return std::fabs(value) < drop_; }  // a NaN is not
   void clear_work() { std::fill_n(w_.data(), m_, 0.0); }
   void add_multiple(int column, double multiplier);
@@ -244,6 +247,11 @@ void ColumnFactor::refactor() {
       return;
     }
   }
+  const int begin = first_ > 1 ? iptrl_(first_ - 1) : 2;
+  if (!all_finite(fact_.data() + begin, iptrl_(n_) - begin)) {
+    status_ = kNotFinite;
+    return;
+  }
   fact_(1) = drop_;
   fact_(2) = tolerance_;
   fill_ = full_end_;
@@ -253,7 +261,7 @@ void ColumnFactor::refactor() {
 bool ColumnFactor::refactor_column(int j) {
   const Entries entries = entries_of(j);
   for (int k = entries.begin; k <= entries.end; ++k) w_(irna_(k)) = aa_(k);
-  apply_known_pivots(j);
+  if (!apply_known_pivots(j)) return false;
   if (j > np_) {
     store_full_column();
     return true;
@@ -278,34 +286,60 @@ bool ColumnFactor::refactor_column(int j) {
   return true;
 }
 
-void ColumnFactor::apply_known_pivots(int j) {
+bool ColumnFactor::apply_known_pivots(int j) {
   const int begin = j > 1 ? iptrl_(j - 1) + 1 : 3;
   for (int k = iptru_(j); k >= begin; --k) {
     const int column = irnf_(k);
+    if (!has_pivot(column)) return false;
     const int row = pivot_row(column);
     const double multiplier = -w_(row) * fact_(iptru_(column) + 1);
     add_multiple(column, multiplier);
     fact_(k) = multiplier;
     w_(row) = 0.0;
   }
+  return true;
 }
 
 // ---- Pivots by size
 
-void ColumnFactor::take_previous_order() {
+/// The rows of the columns that are kept must be their own: the full part has as many rows as are left.
+bool ColumnFactor::take_previous_order() {
+  bool good = true;
   for (int j = 1; j <= np_; ++j) {
     if (!has_pivot(j)) continue;
     const bool kept = j < first_;
-    ip_(pivot_row(j)) = kept ? -j : j;
+    int& place = ip_(pivot_row(j));
+    good &= place > 0;
+    place = kept ? -j : j;
     pivots_ += kept;
   }
   const OneBased<int> rows = irnf_.from(iptrl_(n_) + 1);
-  for (int k = 1; k <= irnf_(2); ++k) ip_(rows(k)) = np_ + k;
+  for (int k = 1; k <= irnf_(2); ++k) {
+    int& place = ip_(rows(k));
+    good &= place > 0;
+    place = np_ + k;
+  }
+  return good && kept_parts_lead_on();
+}
+
+/// Whether L parts of kept columns have only rows that are pivotal later. The search for updates would run in
+/// circles otherwise.
+bool ColumnFactor::kept_parts_lead_on() const {
+  for (int j = 1; j < first_; ++j) {
+    for (int k = iptru_(j) + 2; k <= iptrl_(j); ++k) {
+      const int place = ip_(irnf_(k));
+      if (place < 0 && -place <= j) return false;
+    }
+  }
+  return true;
 }
 
 void ColumnFactor::factor() {
   std::fill_n(&iw_(n_ + 1), m_, 0);
-  if (job_ == 3) take_previous_order();
+  if (job_ == 3 && !take_previous_order()) {
+    status_ = kBadSparseColumns;
+    return;
+  }
   for (int j = 1; j < first_; ++j) search_end(j) = iptrl_(j);
   bool goes_on = true;
   for (int j = first_; j <= n_ && goes_on; ++j) {
@@ -332,6 +366,7 @@ bool ColumnFactor::factor_column(int j) {
   if (!load(j)) return false;
   find_updates(j);
   apply_updates();
+  refuse_if_not_finite(j);
   store_upper_part(j);
   if (j > np_) {
     store_full_column();
@@ -485,6 +520,17 @@ void ColumnFactor::apply_updates() {
     add_multiple(column, multiplier);
     w_(row) = multiplier;
   }
+}
+
+/// A column of the full part has elements in rows that are not in the L list: the search leaves them out.
+void ColumnFactor::refuse_if_not_finite(int j) {
+  const int uppers = upper_end_ - fill_, lowers = j > np_ ? mf_ : lower_end_ - lower_begin_ + 1;
+  const int* const upper = irnf_.data() + fill_;
+  const int* const lower = irnf_.data() + (j > np_ ? lfact_ - mf_ : lower_begin_ - 1);
+  double* const w = w_.data();
+  if (all_finite(w, upper, uppers) && all_finite(w, lower, lowers)) return;
+  for (int k = 0; k < uppers; ++k) w[upper[k] - 1] = 0.0;
+  for (int k = 0; k < lowers; ++k) w[lower[k] - 1] = 0.0;
 }
 
 void ColumnFactor::store_upper_part(int j) {

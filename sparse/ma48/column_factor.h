@@ -40,8 +40,9 @@ enum BlockStatus {
   kRepeatedEntry = -4,
   kBadBlockJob = -5,
   kAfterDropping = -6,
-  kBadSparseColumns = -7,
+  kBadSparseColumns = -7,  // or previous factors that are none
   kSmallPivot = -7,
+  kNotFinite = -7,  // factors on the same pivots as before
 };
 
 PlacesUsed factor_block(const BlockToFactor& block);

@@ -13,6 +13,7 @@
 #include "frame/one_based.h"
 #include "sparse/ma48/column_factor.h"
 #include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/finite.h"
 #include "sparse/ma48/keep_check.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
@@ -167,7 +168,7 @@ bool Factorisation::arguments_are_good() {
 }
 
 bool Factorisation::keep_is_good() {
-  if (!keep_is_analysed(constant_keep(), m_, n_, ne_) ||
+  if (!keep_is_analysed(constant_keep(), irn_, m_, n_, ne_) || !map_is_in_range(jcn_, ne_) ||
       (job_ != 1 && !keep_is_factorised(constant_keep(), irn_, m_, n_, la_))) {
     status_ = kIncompatible;
     diagnostics_.error(texts::kFactorisationIncompatible);
@@ -228,9 +229,10 @@ bool Factorisation::do_block(const Block& block) {
 }
 
 bool Factorisation::is_triangular(const Block& block) {
-  bool good = true;
+  bool good = all_finite(a_ + (block.begin - 1), block.entries);
   for (int j = block.first; j <= block.last(); ++j) {
-    good &= std::fabs(a_[keep_.diagonal_start(j) - 1]) > tolerance_;  // a NaN is not
+    const double magnitude = std::fabs(a_[keep_.diagonal_start(j) - 1]);
+    good &= magnitude > tolerance_ && has_reciprocal(magnitude);
     keep_.lower_end(j) = keep_.upper_end(j) = 0;
   }
   if (good && job_ != 2) keep_.block_start(block.number) = 0;
@@ -253,7 +255,10 @@ int Factorisation::job_for(const Block& block) const {
 void Factorisation::make_local(const Block& block, int direction) {
   const int rowShift = direction * (block.first - 1), placeShift = direction * (block.begin - 1);
   if (rowShift != 0) {
-    for (int k = block.begin; k < block.begin + block.entries; ++k) irn_[k - 1] += rowShift;
+    int* const rows = irn_ + (block.begin - 1);
+    const int entries =
+        block.entries;  // a local: what is stored can't be it, so the loop becomes vector code
+    for (int k = 0; k < entries; ++k) rows[k] += rowShift;
   }
   if (placeShift != 0) {
     for (int j = block.first; j <= block.last(); ++j) keep_.diagonal_start(j) += placeShift;

@@ -1,6 +1,6 @@
 // LU of the full part of a block, with row interchanges. A column whose largest element is not above the
-// pivot tolerance changes places with the last column that is still in play; ipiv notes both kinds of
-// interchange:
+// pivot tolerance, or that has elements or a reciprocal that are not finite, changes places with the last
+// column that is still in play; ipiv notes both kinds of interchange:
 //   |  pivots 1 .. rank: the row that came to place j  |  refused columns, from the end: -(place it left)  |
 
 #include <algorithm>
@@ -11,6 +11,7 @@
 #include "frame/blas.h"
 #include "frame/idamax.h"
 #include "frame/one_based.h"
+#include "sparse/ma48/finite.h"
 #include "sparse/ma48/kernels.h"
 
 namespace corvidnum {
@@ -54,7 +55,9 @@ bool FullFactor::choose_pivot() {
   if (next_ > m_) return false;
   const int row = next_ - 1 + idamax(m_ - next_ + 1, at(next_, next_));
   const double magnitude = std::fabs(*at(row, next_));
-  if (!(magnitude > tolerance_ && magnitude > 0.0)) return false;  // nor a NaN
+  if (!(magnitude > tolerance_ && has_reciprocal(magnitude))) return false;
+  // An element above that is not finite would have spread to all of these.
+  if (!all_finite(at(next_, next_), m_ - next_ + 1)) return false;
   ipiv_(next_) = row;
   return true;
 }

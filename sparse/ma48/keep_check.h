@@ -1,7 +1,8 @@
 #pragma once
 
-// What ma48bd_ and ma48cd_ ask of KEEP before they follow a single index in it. Both checks are linear in the
-// order of the matrix. Row indices in IRN and the map in JCN are taken as the analysis left them.
+// What ma48bd_ and ma48cd_ ask of KEEP, IRN and JCN before they follow a single index in them: nothing that
+// passes leads outside of the arrays. The checks are linear in the lengths. Whether the indices are those
+// that the analysis or the factorisation left is not known: others within their ranges give a wrong solution.
 
 #include <algorithm>
 #include <cstdint>
@@ -16,10 +17,15 @@ inline std::int64_t block_space(int columnsEnd, int fullRows, int fullColumns) {
   return columnsEnd + std::max(std::int64_t{fullRows} * fullColumns, std::int64_t{fullRows} + fullColumns);
 }
 
-/// Whether KEEP holds an analysis of an m x n matrix with at most `longest` entries.
-bool keep_is_analysed(const KeepView<const int>& keep, int m, int n, int longest);
+/// Whether KEEP holds an analysis of an m x n matrix with at most `longest` entries, whose rows in IRN lie
+/// within their blocks.
+bool keep_is_analysed(const KeepView<const int>& keep, const int* irn, int m, int n, int longest);
 
-/// Whether an analysed KEEP also describes factors that lie within the first `la` places of IRN.
+/// Whether the map leads from each of the `ne` entries given to a place within 1 .. ne.
+bool map_is_in_range(const int* jcn, int ne);
+
+/// Whether an analysed KEEP also describes factors that lie within the first `la` places of IRN. What JOB 2
+/// and 3 ask of their factors beyond that (see column_factor.cpp) is tested where they use it.
 bool keep_is_factorised(const KeepView<const int>& keep, const int* irn, int m, int n, int la);
 
 /// From here on keep_is_factorised() is false, until a factorisation has written its pointers.

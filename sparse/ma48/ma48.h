@@ -20,6 +20,10 @@ class CORVIDNUM_API ma48callback {
 /// that the routines of ma48_routines.h need, and asks the host to load the matrix anew whenever they are too
 /// short. Indices of rows and columns count from 1; flags are 1 for true and 0 for false.
 ///
+/// On large matrices without much structure, whose factors fill in, Solve gives up after 10 loads of the
+/// matrix: each time the arrays turn out too short they only grow to what the step that failed asks for. Pass
+/// a larger `minLa` (or call SetLa) there.
+///
 /// Where memory is refused an operation gives 0; the object stays usable, and the next Solve may succeed. One
 /// thread at a time uses an object; separate objects may be used by separate threads.
 class CORVIDNUM_API ma48 : public HostAllocated {
@@ -28,7 +32,9 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   /// @param ne       entries
   /// @param rows, cols, values [ne] what RowPtr(), ColPtr() and Values() hold at first; copied; may be null
   /// @param callback loads the matrix at every analysis; stays the caller's
-  /// @param minLa    least length of the arrays of entries, which is at least 4 ne
+  /// @param minLa    least length of the arrays of entries, which is at least 4 ne. Raise it for large
+  /// matrices
+  ///                 that fill in: the first Solve grows the arrays 9 times at most, then fails
   ma48(int n, int ne, const int* rows, const int* cols, const double* values, ma48callback* callback,
        int minLa);
   ~ma48();

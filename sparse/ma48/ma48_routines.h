@@ -64,7 +64,14 @@ CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* 
 ///              that ma48ad_ took as named. Every other column must keep its values, that one of each block
 ///              included which was left unexamined (see iw of ma48ad_), though it was named: if they change,
 ///              the factors are wrong without a sign. The same la and icntl(8) are then needed in every call
-///              since the last success. Job 1 takes any values
+///              since the last success. Job 1 takes any values.
+///              Job 2 does not check its accuracy: on values that have drifted by decades from those that
+///              chose the pivots it may give useless factors, and ma48cd_ a useless x, with status 0 from
+///              both. error(1:2) of ma48cd_ with job 2 or above shows it every time; then factorise with job
+///              1
+/// A column in which no pivot has a finite reciprocal (all are below 5.6e-309), or whose elements or factors
+/// are not finite, gets no pivot: jobs 1 and 3 count it as null, which rank and status tell. Job 2 ends with
+/// -7, but in the full part, where it chooses pivots as the others do.
 /// @param a     [la] in: values in the order of the entries given to ma48ad_; out: matrix and factors
 /// @param irn, jcn [la] as ma48ad_ left them
 /// @param w     [4 max(m, n)] work
@@ -72,7 +79,9 @@ CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* 
 /// @param info  [12] out
 ///   (1) 0; 2 less than full rank; -1, -2 as in ma48ad_; -3 la too short, see info(4); -6 job unknown, or
 ///   above 1
-///       although entries were dropped; -7 a pivot fails with job 2, or keep is not what the analysis left
+///       although entries were dropped; -7 a pivot fails with job 2, or keep, irn or jcn are not what the
+///       analysis left, nor with jobs 2 and 3 what the last factorisation left. Indices are tested for their
+///       ranges: others within these give a wrong solution, but no access outside of the arrays
 ///   (4) la needed    (5) rank    (6) entries dropped
 /// @param rinfo out: operations
 CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* job, const int* la, double* a,
@@ -89,9 +98,10 @@ CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* 
 /// @param error [3] out: backward errors of the two kinds of rows; estimate of the forward error
 /// @param w     [4 max(m, n)] work
 /// @param iw    [m] work
-/// @param info  [12] out; only info(1) is set: 0; -1 m or n below 1; -6 job unknown; -7 keep is not what the
-///              factorisation left, x is then unchanged; -8 icntl(9) iterations did not settle, x is the last
-///              iterate; -9 no estimate of the forward error
+/// @param info  [12] out; only info(1) is set: 0; -1 m or n below 1; -6 job unknown; -7 keep or irn are not
+/// what
+///              the factorisation left, tested as in ma48bd_; x is then unchanged; -8 icntl(9) iterations did
+///              not settle, x is the last iterate; -9 no estimate of the forward error
 CORVIDNUM_API int ma48cd_(const int* m, const int* n, const int* trans, const int* job, const int* la,
                           const double* a, const int* irn, const int* keep, const double* cntl,
                           const int* icntl, double* rhs, double* x, double* error, double* w, int* iw,

@@ -7,6 +7,7 @@
 #include "frame/idamax.h"
 #include "frame/one_based.h"
 #include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/finite.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/list_store.h"
@@ -83,7 +84,7 @@ class PivotSelection {
   bool search_rows(Index length);
   bool search_row(Index i, double l);
   double largest_of(Index j) const;
-  bool is_rejected(double largest) const { return !(largest > tolerance_); }  // true for a NaN
+  bool is_rejected(double largest) const { return !(largest > tolerance_ && has_reciprocal(largest)); }
   void reject(Index j) { pivot_ = {j, 0, 0, 0}; }
   bool by_rows() const { return search_limit_ <= 0; }
 
@@ -335,7 +336,7 @@ int PivotSelection::choose_given(Index sequence) {
   const double bound = std::max(largest * threshold_, tolerance_);
   for (Index k = columns_.start(j); k <= columns_.last(j); ++k) {
     const double magnitude = std::fabs(columns_.value(k));
-    if (!(magnitude >= bound && magnitude > 0)) continue;
+    if (!(magnitude >= bound && has_reciprocal(magnitude))) continue;
     const Index i = columns_.index(k);
     if (pivot_.row != 0 && priorities_(i) >= priorities_(pivot_.row)) continue;  // the first of equals
     const double cost = (rows_.count(i) - 1.0) * (columns_.count(j) - 1.0);
@@ -392,13 +393,12 @@ bool PivotSelection::search_column(Index j, double l, double largest) {
   const OneBased<int> indices = columns_.index;
   for (Index k = first; k <= last; ++k) {
     const double magnitude = std::fabs(columns_.value(k));
-    if (!(magnitude >= bound && magnitude > 0)) continue;
+    if (!(magnitude >= bound && has_reciprocal(magnitude))) continue;
     const Index i = indices(k);
     const double cost = (rows_.count(i) - 1) * l;
     if (cost > pivot_.cost) continue;
     const double ratio = magnitude / largest;
     if (cost == pivot_.cost && ratio <= ratio_) continue;
-    if (std::isnan(ratio)) continue;  // of infinities
     pivot_ = {j, i, k, cost};
     if (by_rows() && l * l >= cost) return true;
     ratio_ = ratio;
@@ -431,9 +431,8 @@ bool PivotSelection::search_row(Index i, double l) {
     }
     const double magnitude = std::fabs(columns_.value(k));
     // By intent the pivot tolerance is not in this bound.
-    if (!(magnitude >= largest * threshold_ && magnitude > 0)) continue;
+    if (!(magnitude >= largest * threshold_ && has_reciprocal(magnitude))) continue;
     const double ratio = magnitude / largest;
-    if (std::isnan(ratio)) continue;  // of infinities
     pivot_ = {j, i, k, cost};
     ratio_ = ratio;
     if ((l + 1) * l >= cost) return true;
