@@ -68,7 +68,6 @@ class Factorisation {
   int* const irn_;
   const int* const jcn_;
   const KeepView<int> keep_;
-  const double* const cntl_;
   const int* const icntl_;
   double* const w_;
   int* const iw_;
@@ -107,7 +106,6 @@ Factorisation::Factorisation(int m, int n, int ne, int job, int la, double* a, i
       irn_(irn),
       jcn_(jcn),
       keep_(keep, m, n),
-      cntl_(cntl),
       icntl_(icntl),
       w_(w),
       iw_(iw),

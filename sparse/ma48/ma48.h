@@ -33,8 +33,7 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   /// @param rows, cols, values [ne] what RowPtr(), ColPtr() and Values() hold at first; copied; may be null
   /// @param callback loads the matrix at every analysis; stays the caller's
   /// @param minLa    least length of the arrays of entries, which is at least 4 ne. Raise it for large
-  /// matrices
-  ///                 that fill in: the first Solve grows the arrays 9 times at most, then fails
+  ///                 matrices that fill in: the first Solve grows the arrays 9 times at most, then fails
   ma48(int n, int ne, const int* rows, const int* cols, const double* values, ma48callback* callback,
        int minLa);
   ~ma48();

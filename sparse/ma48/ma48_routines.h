@@ -67,8 +67,8 @@ CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* 
 ///              since the last success. Job 1 takes any values.
 ///              Job 2 does not check its accuracy: on values that have drifted by decades from those that
 ///              chose the pivots it may give useless factors, and ma48cd_ a useless x, with status 0 from
-///              both. error(1:2) of ma48cd_ with job 2 or above shows it every time; then factorise with job
-///              1
+///              both. error(1:2) of ma48cd_ with job 2 or above shows it every time: then factorise
+///              with job 1
 /// A column in which no pivot has a finite reciprocal (all are below 5.6e-309), or whose elements or factors
 /// are not finite, gets no pivot: jobs 1 and 3 count it as null, which rank and status tell. Job 2 ends with
 /// -7, but in the full part, where it chooses pivots as the others do.
@@ -99,9 +99,8 @@ CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* 
 /// @param w     [4 max(m, n)] work
 /// @param iw    [m] work
 /// @param info  [12] out; only info(1) is set: 0; -1 m or n below 1; -6 job unknown; -7 keep or irn are not
-/// what
-///              the factorisation left, tested as in ma48bd_; x is then unchanged; -8 icntl(9) iterations did
-///              not settle, x is the last iterate; -9 no estimate of the forward error
+///              what the factorisation left, tested as in ma48bd_; x is then unchanged; -8 icntl(9) iterations
+///              did not settle, x is the last iterate; -9 no estimate of the forward error
 CORVIDNUM_API int ma48cd_(const int* m, const int* n, const int* trans, const int* job, const int* la,
                           const double* a, const int* irn, const int* keep, const double* cntl,
                           const int* icntl, double* rhs, double* x, double* error, double* w, int* iw,
