@@ -99,6 +99,17 @@ CORVID_API void StopFailing();
 /// 0: none but those for a tebibyte or more, as in the beginning.
 CORVID_API void LimitBlockBytes(std::size_t bytes);
 
+/// Requests that would bring the live bytes above `bytes` are refused from now on: a guard against many
+/// counts that went wrong, each of which LimitBlockBytes would pass. Threads that ask at the same time may
+/// overshoot by a block each. 0 or less: no limit, as in the beginning.
+CORVID_API void LimitLiveBytes(std::int64_t bytes);
+
+// ---- Text files.
+
+/// Text files that were closed so far although not all that was written to them had reached the system. The
+/// contract's operations do not tell.
+CORVID_API std::int64_t IncompleteTextFiles();
+
 // ---- Files of chunks, in the format of docs/file-format.md.
 
 /// Says what a chunk holds, in four characters; the first is the lowest byte.

@@ -5,11 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdint>
 #include <cstdio>
 
-#include "frame/corvid.h"
+#include "host/corvid_host.h"
 
 namespace {
+
+std::atomic<std::int64_t> incomplete_files{0};
 
 Text path_of(const Text& name, const Text& extension) {
   if (name.Length() == 0 || extension.Length() == 0) return Text();
@@ -29,6 +33,8 @@ std::FILE* open_stream(const Text& path, int flags, const char* mode) {
 std::FILE* as_file(void* stream) { return static_cast<std::FILE*>(stream); }
 
 }  // namespace
+
+std::int64_t corvid_host::IncompleteTextFiles() { return incomplete_files; }
 
 GenericFile::GenericFile(const Text& name, const Text& extension)
     : name_(name), extension_(extension), stream_(nullptr) {}
@@ -54,7 +60,10 @@ unsigned char GenericFile::Create() {
 }
 
 void GenericFile::Close() {
-  if (stream_) std::fclose(as_file(stream_));
+  if (stream_) {
+    const bool failed = std::ferror(as_file(stream_)) != 0;
+    if ((std::fclose(as_file(stream_)) != 0) | failed) ++incomplete_files;
+  }
   stream_ = nullptr;
 }
 

@@ -26,6 +26,9 @@ constexpr std::size_t kMostBytes = (std::size_t{1} << 40) - sizeof(BlockHead);
 
 std::atomic<std::size_t> most_bytes{kMostBytes};
 
+constexpr std::int64_t kAnyLiveBytes = INT64_MAX;
+std::atomic<std::int64_t> most_live_bytes{kAnyLiveBytes};
+
 std::atomic<std::int64_t> live_blocks{0};
 std::atomic<std::int64_t> live_bytes{0};
 std::atomic<std::int64_t> peak_bytes{0};
@@ -48,6 +51,12 @@ bool failure_is_due() {
 
 bool is_too_large(std::size_t bytes) {
   return bytes > (own_memory ? kMostBytes : most_bytes.load(std::memory_order_relaxed));
+}
+
+/// @param added  bytes that a request adds to the live ones; a block that shrinks is never too much
+bool are_too_many(std::int64_t added) {
+  return !own_memory && added > 0 &&
+         added > most_live_bytes.load(std::memory_order_relaxed) - live_bytes.load(std::memory_order_relaxed);
 }
 
 void count_live(std::int64_t blocks, std::int64_t bytes) {
@@ -73,12 +82,14 @@ void* obtain_zeroed(BlockHead*, std::size_t bytes) { return std::calloc(1, bytes
 void* serve(BlockHead* old, std::size_t bytes, Obtain obtain) {
   if (failure_is_due() || is_too_large(bytes)) return refuse();
   const BlockHead before = old ? *old : BlockHead{0, !own_memory};
+  const std::int64_t added = static_cast<std::int64_t>(bytes) - static_cast<std::int64_t>(before.bytes);
+  if (are_too_many(added)) return refuse();
   BlockHead* const head = static_cast<BlockHead*>(obtain(old, sizeof(BlockHead) + bytes));
   if (!head) return refuse();
   *head = {bytes, before.counted};
   if (head->counted) {
     total_allocations.fetch_add(1, std::memory_order_relaxed);
-    count_live(old ? 0 : 1, static_cast<std::int64_t>(bytes) - static_cast<std::int64_t>(before.bytes));
+    count_live(old ? 0 : 1, added);
   }
   return head + 1;
 }
@@ -114,6 +125,8 @@ void StopFailing() { fail(Failing::kNone, 0); }
 void LimitBlockBytes(std::size_t bytes) {
   most_bytes = bytes == 0 || bytes > kMostBytes ? kMostBytes : bytes;
 }
+
+void LimitLiveBytes(std::int64_t bytes) { most_live_bytes = bytes <= 0 ? kAnyLiveBytes : bytes; }
 
 }  // namespace corvid_host
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/host/own_folder.h"
+#include "tests/support/failing_fsync.h"
 
 namespace {
 
@@ -222,6 +223,24 @@ TEST_F(ChunkFileTest, TheOldFileStaysUnlessANewOneIsComplete) {
     EXPECT_EQ(content_of(path_), "the old file");
     EXPECT_EQ(files(), 2);
   }
+}
+
+TEST_F(ChunkFileTest, ANewFileIsOnDiskAndNobodyElsesBeforeItTakesThePlace) {
+  put(path_, "the old file");
+  fsync_fails = true;
+  EXPECT_FALSE(commit_example(path_));
+  fsync_fails = false;
+  EXPECT_EQ(content_of(path_), "the old file");
+  EXPECT_EQ(files(), 1);
+
+  const fs::path other = folder_ / "of somebody else";
+  put(other, "untouched");
+  constexpr int kNames = 1000;  // among them the next that the process would take
+  for (int serial = 0; serial < kNames; ++serial)
+    fs::create_symlink(other,
+                       path_.string() + ".new-" + std::to_string(getpid()) + "-" + std::to_string(serial));
+  EXPECT_TRUE(commit_example(path_) && opens());
+  EXPECT_EQ(content_of(other), "untouched");
 }
 
 TEST_F(ChunkFileTest, ANewFileKeepsPermissionsAndLinks) {

@@ -2,6 +2,7 @@
 
 namespace {
 
+using namespace corvid_host;
 using FilesTest = OwnFolder;
 
 TEST_F(FilesTest, WhatIsNoFileDoesNotOpenNorComeIntoBeing) {
@@ -15,6 +16,21 @@ TEST_F(FilesTest, WhatIsNoFileDoesNotOpenNorComeIntoBeing) {
   TextFile missing(name, "other");
   EXPECT_FALSE(missing.Open(0) || missing.Open(1) || missing.Exists(0));
   EXPECT_TRUE(missing.Create() && missing.Exists(0));
+}
+
+TEST_F(FilesTest, WhatADiskDoesNotTakeIsCounted) {
+  fs::create_symlink("/dev/full", folder_ / "full.LOG");
+  const std::string text(100, 'x');
+  for (const char* name : {"good", "full"}) {
+    for (const std::size_t repeats : {1, 1000}) {  // all of it still in the buffer at the end, and not
+      const std::int64_t before = IncompleteTextFiles();
+      TextFile file(Text((folder_ / name).c_str()), "LOG");
+      EXPECT_TRUE(file.Create());
+      for (std::size_t i = 0; i < repeats; ++i) file.Write(Text(text.c_str()), 0);
+      file.Close();
+      EXPECT_EQ(IncompleteTextFiles() - before, name == std::string("full") ? 1 : 0) << name << repeats;
+    }
+  }
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ class MemoryTest : public testing::Test {
  protected:
   void TearDown() override {
     StopFailing();
+    LimitLiveBytes(0);
     expect_live(0, 0);
   }
   /// What lives beyond the blocks of before the test.
@@ -64,6 +65,24 @@ TEST_F(MemoryTest, ReallocKeepsTheOldBlockIfRefused) {
   EXPECT_EQ(Corvid_realloc(block, 50), nullptr);
   EXPECT_EQ(Corvid__msize(block), 5u);
   EXPECT_STREQ(block, "abcd");
+  Corvid_free(block);
+}
+
+TEST_F(MemoryTest, LiveBytesStayBelowTheirLimit) {
+  LimitLiveBytes(LiveBytes() + 100);
+  void* block = Corvid_new(60);
+  EXPECT_EQ(Corvid_new(41), nullptr);
+  EXPECT_EQ(Corvid_realloc(block, 101), nullptr);
+  block = Corvid_realloc(block, 100);
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(Corvid_calloc(1, 1), nullptr);
+  EXPECT_NE(FindString("a key that nobody has filed yet").Length(), 0u) << "the host's own";
+  LimitLiveBytes(LiveBytes() - 50);
+  block = Corvid_realloc(block, 99);
+  ASSERT_NE(block, nullptr) << "what shrinks is not too much";
+  LimitLiveBytes(0);
+  block = Corvid_realloc(block, 1000);
+  EXPECT_EQ(Corvid__msize(block), 1000u);
   Corvid_free(block);
 }
 
