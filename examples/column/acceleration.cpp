@@ -8,6 +8,7 @@
 
 #include "accel/dom_eigen_accel.h"
 #include "accel/mul_dom_eigen_accel.h"
+#include "examples/column/memory_watch.h"
 
 namespace column {
 namespace {
@@ -80,8 +81,9 @@ std::unique_ptr<Accelerator> make_accelerator(const AccelerationSettings& settin
                                               DebugOut* log) {
   constexpr double kNoise = 10;  // a pass repeats to within a few units of rounding
   if (settings.kind == Acceleration::kNone) return nullptr;
+  const MemoryWatch memory;
   std::unique_ptr<Accel> accel = make_accel(settings, length);
-  if (!accel) throw std::bad_alloc();
+  if (!accel || memory.refused()) throw std::bad_alloc();
   if (log) accel->StartBasicDebug(log);
   accel->SetNoiseTolerance(kNoise);
   return std::make_unique<Accelerator>(std::move(accel), settings.frequency, rounding_unit(size));

@@ -5,8 +5,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <new>
 #include <numeric>
 #include <utility>
+
+#include "examples/column/memory_watch.h"
 
 namespace column {
 namespace {
@@ -144,6 +147,7 @@ Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
 
 Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator) {
   const auto begin = std::chrono::steady_clock::now();
+  const MemoryWatch memory;
   BubblePointMethod method(c, flows, solver);
   Solution s;
   s.accelerated = accelerator != nullptr;
@@ -155,7 +159,10 @@ Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, A
   iterate(c, method, accelerator, temperatures, s);
   if (s.outcome == Outcome::kOk) s.outcome = method.compositions(temperatures, s.profile);
   if (accelerator) s.steps = accelerator->counts();
-  if (s.outcome == Outcome::kTooManyPasses)
+  if (memory.refused()) {  // an accelerator only goes slower without it
+    s.outcome = Outcome::kNoMemory;
+    s.complaint = kMemoryRefused;
+  } else if (s.outcome == Outcome::kTooManyPasses)
     s.complaint = slow_convergence(c, s.changes);
   else if (s.outcome != Outcome::kOk)
     s.complaint = fmt::format("in pass {}: {}", s.passes() + 1, method.complaint());
@@ -166,9 +173,12 @@ Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, A
 double solver_difference(const ColumnCase& c, const InternalFlows& flows,
                          const std::vector<double>& temperatures) {
   Profile arrow, dense;
-  if (BubblePointMethod(c, flows, Solver::kArrow).compositions(temperatures, arrow) != Outcome::kOk ||
-      BubblePointMethod(c, flows, Solver::kDense).compositions(temperatures, dense) != Outcome::kOk)
-    return HUGE_VAL;
+  const MemoryWatch memory;
+  const bool solved =
+      BubblePointMethod(c, flows, Solver::kArrow).compositions(temperatures, arrow) == Outcome::kOk &&
+      BubblePointMethod(c, flows, Solver::kDense).compositions(temperatures, dense) == Outcome::kOk;
+  if (memory.refused()) throw std::bad_alloc();
+  if (!solved) return HUGE_VAL;
   return largest_difference(arrow.liquid, dense.liquid);
 }
 

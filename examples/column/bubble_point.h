@@ -82,6 +82,7 @@ Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, A
 
 /// The largest relative difference between the solutions of all component systems by the arrow and by the
 /// dense matrix at the same temperatures. Not finite if one of them failed.
+/// @throws std::bad_alloc
 double solver_difference(const ColumnCase& c, const InternalFlows& flows,
                          const std::vector<double>& temperatures);
 

@@ -13,6 +13,7 @@
 #include "examples/column/shortcut.h"
 #include "examples/column/table_csv.h"
 #include "examples/column/vapour_pressure_table.h"
+#include "examples/common/output.h"
 #include "examples/common/toml_reader.h"
 
 namespace column {
@@ -51,19 +52,35 @@ struct Places {
   std::string path(const std::string& name) const { return named.emplace_back((folder / name).string()); }
 };
 
+/// What `read` makes of another file, which a key of the case names; so does the complaint if it cannot.
+template <class Read>
+auto used_for(const TomlTable& t, std::string_view key, Read read) {
+  try {
+    return read();
+  } catch (const examples::BadCase& bad) {
+    t.complain(key, fmt::format("names a file that cannot be used: {}", bad.what()));
+  }
+}
+
 /// Measured tables, from a property file or each from a file of its own.
 class TableFinder {
  public:
   TableFinder(const TomlTable& root, const Places& places)
       : places_(places), from_outside_(!places.properties.empty()), file_(places.properties) {
-    if (!from_outside_ && root.has("properties")) file_ = places.path(root.text("properties"));
-    if (!file_.empty()) stored_ = recall_tables(file_);
+    if (from_outside_ || !root.has("properties")) {
+      if (from_outside_) stored_ = recall_tables(file_);
+      return;
+    }
+    file_ = places.path(root.text("properties"));
+    stored_ = used_for(root, "properties", [this] { return recall_tables(file_); });
   }
 
   std::shared_ptr<VapourPressureTable> find(const TomlTable& t) const {
     const std::string name = t.text("name");
     if (!from_outside_ && t.has("table")) {
-      auto table = read_table_csv(places_.path(t.text("table")));
+      const std::string path = places_.path(t.text("table"));
+      const std::string text = used_for(t, "table", [&path] { return examples::read_case_text(path); });
+      auto table = parse_table_csv(text, path);
       if (table->info().name != name)
         t.complain("table", fmt::format("is that of {}, not of {}", table->info().name, name));
       return table;
@@ -150,6 +167,7 @@ void read_components(const TomlTable& root, Model model, const Places& places, C
   for (const toml::table* table : root.tables("component")) {
     const TomlTable t = reader.open(*table);
     const std::string name = t.text("name");
+    if (examples::has_control_characters(name)) t.complain("name", "must be one line of plain characters");
     if (std::find(c.components.begin(), c.components.end(), name) != c.components.end())
       t.complain("name", fmt::format("repeats \"{}\"", name));
     c.components.push_back(name);
@@ -238,7 +256,8 @@ void check_flows(const TomlTable& column, const ColumnCase& c) {
 // ---- Solver, short cut.
 
 void read_solver(const TomlTable& t, Model model, ColumnCase& c) {
-  c.tolerance = t.positive("tolerance");
+  c.tolerance = t.number("tolerance");
+  if (const std::string fault = tolerance_fault(c.tolerance); !fault.empty()) t.complain("tolerance", fault);
   c.max_passes = t.has("max_passes") ? t.integer("max_passes", 1, 1000000) : 500;
   if (!t.has("start_temperature")) return;
   if (model == Model::kRelativeVolatility)
@@ -275,7 +294,10 @@ ColumnCase case_of(const toml::table& file, const Places& places) {
   c.title = root.text("title");
   c.source = root.text_or("source", "");
   const Model model = static_cast<Model>(root.choice("model", kModels));
-  if (root.has("compare_with")) c.compare_with = places.path(root.text("compare_with"));
+  if (root.has("compare_with")) {
+    c.compare_with = places.path(root.text("compare_with"));
+    c.compare_with_line = root.line("compare_with");
+  }
   read_components(root, model, places, c);
   const TomlTable column(root.table("column"), "[column]",
                          {"stages", "condenser", "pressure", "reflux_ratio", "distillate", "bottoms"});
@@ -296,6 +318,13 @@ ColumnCase case_of(const toml::table& file, const Places& places) {
 }
 
 }  // namespace
+
+std::string tolerance_fault(double tolerance) {
+  // Below, rounding decides when the passes end; above, nothing has converged yet.
+  constexpr double kLeast = 1e-12, kLargest = 1;
+  if (tolerance >= kLeast && tolerance <= kLargest) return "";
+  return fmt::format("must lie between {:g} and {:g}, not {}", kLeast, kLargest, tolerance);
+}
 
 ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties) {
   std::vector<std::string> named;

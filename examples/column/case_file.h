@@ -6,6 +6,9 @@
 
 namespace column {
 
+/// Why `tolerance` can be that of no case, "must lie between ... and ..., not ..."; empty: it can.
+std::string tolerance_fault(double tolerance);
+
 /// Reads and checks a case. What it returns has positive flows everywhere. Throws examples::BadCase.
 /// @param name        of the file, for messages; files that the case names are sought from its folder
 /// @param properties  property file that takes the place of those that a case of model "measured" names

@@ -15,10 +15,12 @@ struct InOut {
     in += other.in;
     out += other.out;
   }
-  /// Infinite where a flow is not finite: never lost in a maximum.
-  double error() const {
+  double larger() const { return std::max(std::fabs(in), std::fabs(out)); }
+  double error() const { return error(larger()); }
+  /// As part of a larger flow. Infinite where a flow is not finite: never lost in a maximum.
+  double error(double flow) const {
     if (in == out) return 0;
-    const double relative = std::fabs(in - out) / std::max(std::fabs(in), std::fabs(out));
+    const double relative = std::fabs(in - out) / flow;
     return std::isfinite(relative) ? relative : HUGE_VAL;
   }
 };
@@ -43,6 +45,12 @@ std::vector<InOut> stage_streams(const ColumnCase& c, const InternalFlows& flows
   for (const Feed& f : c.feeds) at[f.stage].in += f.rates[component];
   for (const Product& p : products(c, flows, profile)) at[p.stage].out += p.by_component[component];
   return at;
+}
+
+double largest_flow(const std::vector<InOut>& at) {
+  double largest = 0;
+  for (const InOut& streams : at) largest = std::max(largest, streams.larger());
+  return largest;
 }
 
 double largest_sum_error(const std::vector<std::vector<double>>& fractions, int stages) {
@@ -79,8 +87,9 @@ Closure closure(const ColumnCase& c, const InternalFlows& flows, const Profile& 
     result.component.push_back(whole.error());
     overall.add(whole);
     const std::vector<InOut> at = stage_streams(c, flows, profile, i);
+    const double flow = largest_flow(at);
     for (int j = 0; j < c.stages; ++j) {
-      result.stage_component[j] = std::max(result.stage_component[j], at[j].error());
+      result.stage_component[j] = std::max(result.stage_component[j], at[j].error(flow));
       totals[j].add(at[j]);
       vapour[i][j] *= profile.k[i][j];
     }

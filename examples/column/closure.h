@@ -8,8 +8,10 @@
 
 namespace column {
 
-/// How well a profile closes its balances: |in - out| / in. All are recomputed from the streams, not taken
-/// from the matrix that was solved.
+/// How well a profile closes its balances: |in - out|, as part of the larger of both. All are recomputed from
+/// the streams, not taken from the matrix that was solved. The balance of one component on one stage is a
+/// part of the largest flow of that component in the column: over hundreds of stages a component dwindles to
+/// a trace of 1e-100, which nobody misses and of which rounding leaves no digit.
 struct Closure {
   std::vector<double> component;        // over the whole column, by component
   std::vector<double> stage;            // all components together, by stage

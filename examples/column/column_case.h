@@ -76,7 +76,8 @@ struct ColumnCase {
   std::optional<double> start_temperature;  // of all stages; without it the bubble point of the feed
 
   std::optional<ShortcutTask> shortcut;
-  std::string compare_with;              // another case file, whose answer is put beside; empty: none
+  std::string compare_with;  // another case file, whose answer is put beside; empty: none
+  int compare_with_line = 0;
   std::vector<std::string> other_files;  // that the case names
   std::vector<Published> published;
 };

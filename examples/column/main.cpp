@@ -2,14 +2,12 @@
 // corvidnum-column fit COMPONENT.csv...: fits measured vapour pressures, which a case may then stand on.
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <map>
-#include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,13 +21,14 @@
 #include "examples/column/fit_report.h"
 #include "examples/column/flows.h"
 #include "examples/column/jacobian_ordering.h"
+#include "examples/column/memory_watch.h"
 #include "examples/column/method_comparison.h"
 #include "examples/column/newton.h"
 #include "examples/column/other_case.h"
 #include "examples/column/report.h"
 #include "examples/common/file_options.h"
+#include "examples/common/log_file.h"
 #include "examples/common/output.h"
-#include "frame/debug_out.h"
 
 namespace {
 
@@ -48,31 +47,25 @@ struct Options {
   bool compare = false;
 };
 
-/// Opens NAME.LOG anew. Null if that cannot be written.
-std::unique_ptr<DebugOut> open_log(const std::string& name) {
-  auto log = std::make_unique<DebugOut>(Text(name.c_str()), 0, static_cast<unsigned char>(0));
-  log->Open();
-  const bool there = log->file.Exists(0) && access((name + ".LOG").c_str(), W_OK) == 0;
-  return there ? std::move(log) : nullptr;
-}
-
 /// Complains of what came of a case.
 int complain_of(const Options& options, int code, const std::string& what) {
   return complain(code, options.case_path + ": " + what);
 }
 
-/// Prints the answer of the bubble-point method.
+/// Prints the answer of the bubble-point method, beside that of the other case if there is one.
 int show_bubble_point(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
-                      const column::Solution& solution) {
+                      const column::Solution& solution, const std::optional<column::ColumnCase>& other) {
   const column::Closure closed = column::closure(c, flows, solution.profile);
-  fmt::print("{}", column::report(c, flows, solution, closed));
-  if (!c.compare_with.empty())
-    fmt::print("{}", column::report(c, solution, column::compare_with_other(c, solution)));
+  std::string text = column::report(c, flows, solution, closed);
+  if (other)
+    text += column::report(c, solution, column::compare_with_other(c, options.case_path, solution, *other));
+  fmt::print("{}", text);
   if (std::fflush(stdout) != 0) return complain(kBadInput, "standard output cannot be written");
   if (closed.worst() <= column::Closure::kLimit) return kSolved;
-  return complain_of(options, kInexact,
-                     fmt::format("balances close only to {:.1e}, not to {:g}: K-values lie too far apart",
-                                 closed.worst(), column::Closure::kLimit));
+  return complain_of(
+      options, kInexact,
+      fmt::format("balances close only to {:.1e}, not to {:g}: K-values or flows lie too far apart",
+                  closed.worst(), column::Closure::kLimit));
 }
 
 /// Solves the case once more through the dense matrix and prints how far the answers are apart.
@@ -155,20 +148,16 @@ void check_outputs(const Options& options, const column::ColumnCase& c) {
   }
 }
 
-int solve_case(const Options& options) {
-  column::ColumnCase c = column::read_case(options.case_path, options.properties);
-  check_outputs(options, c);
-  if (options.tolerance) c.tolerance = *options.tolerance;
+/// Solves the case in all ways asked for, and prints and writes what came of it.
+int solve_and_show(const Options& options, const column::ColumnCase& c,
+                   const std::optional<column::ColumnCase>& other, DebugOut* log) {
   const column::InternalFlows flows = column::internal_flows(c);
-  std::unique_ptr<DebugOut> log;
-  if (!options.log_name.empty() && !(log = open_log(options.log_name)))
-    return complain(kBadInput, options.log_name + ".LOG: cannot be written");
   const column::Solution solution =
-      column::solve(c, flows, column::Solver::kArrow, options.acceleration, log.get());
+      column::solve(c, flows, column::Solver::kArrow, options.acceleration, log);
   const bool converged = solution.outcome == column::Outcome::kOk;
   if (!converged && !options.newton)
     return complain_of(options, kNotConverged, "not converged: " + solution.complaint);
-  int code = converged ? show_bubble_point(options, c, flows, solution) : kSolved;
+  int code = converged ? show_bubble_point(options, c, flows, solution, other) : kSolved;
   if (code != kSolved) return code;
   column::Profile answer = solution.profile;
   if (options.newton) code = solve_by_newton(options, c, flows, solution, answer);
@@ -179,8 +168,28 @@ int solve_case(const Options& options) {
       return complain(kBadInput, options.csv_path + ": " + *failure);
   }
   if (options.dense) code = check_dense(options, c, flows, solution);
-  if (code == kSolved && options.compare) code = compare(options, c, flows, log.get());
+  if (code == kSolved && options.compare) code = compare(options, c, flows, log);
   return code;
+}
+
+/// Everything that is read or written is tried before the work.
+int solve_case(const Options& options) {
+  column::ColumnCase c = column::read_case(options.case_path, options.properties);
+  check_outputs(options, c);
+  if (options.tolerance) c.tolerance = *options.tolerance;
+  const std::optional<column::ColumnCase> other = column::read_other_case(c, options.case_path);
+  if (!options.csv_path.empty()) {
+    if (const auto obstacle = examples::obstacle_to_writing(options.csv_path))
+      return complain(kBadInput, options.csv_path + ": " + *obstacle);
+  }
+  std::optional<examples::LogFile> log;
+  if (!options.log_name.empty()) log.emplace(options.log_name);
+  const int code = solve_and_show(options, c, other, log ? log->log() : nullptr);
+  std::optional<std::string> failure;
+  if (log) failure = log->keep();
+  if (!failure && std::fflush(stdout) != 0) failure = "standard output cannot be written";
+  if (failure) complain(kBadInput, *failure);
+  return failure && code == kSolved ? kBadInput : code;
 }
 
 void add_acceleration_options(CLI::App& app, Options& options) {
@@ -243,7 +252,7 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("case", options.case_path, "case file (TOML)")->check(named);
   app.add_option("--csv", options.csv_path, "write the profile to this file")->check(named);
   app.add_option("--tolerance", options.tolerance,
-                 "largest change of a stage temperature, for that of the case");
+                 "largest change of a stage temperature, 1e-12 to 1 degree, for that of the case");
   app.add_option("--properties", options.properties,
                  "take the measured tables of all components from this property file")
       ->check(named);
@@ -263,8 +272,9 @@ CLI::App* declare_fit(CLI::App& app, Options& options) {
 }
 
 void check_tolerance(const Options& options) {
-  if (const double tolerance = options.tolerance.value_or(1); !(std::isfinite(tolerance) && tolerance > 0))
-    throw CLI::ValidationError("--tolerance", "must be above 0, and finite");
+  if (!options.tolerance) return;
+  if (const std::string fault = column::tolerance_fault(*options.tolerance); !fault.empty())
+    throw CLI::ValidationError("--tolerance", fault);
 }
 
 /// A case, or fit; what belongs to a case has no meaning for fit.
@@ -281,12 +291,14 @@ int fit_tables(const Options& options) {
   for (const std::string& table : options.tables)
     examples::check_output("--properties", options.properties, table);
   const column::Tables tables = column::read_tables(options.tables);
+  std::string stored;
+  if (!options.properties.empty()) stored = column::store_and_recall(options.properties, tables);
   const char* between = "";
   for (const auto& table : tables) {
     fmt::print("{}{}", between, column::fit_report(*table));
     between = "\n";
   }
-  if (!options.properties.empty()) fmt::print("{}", column::store_and_recall(options.properties, tables));
+  fmt::print("{}", stored);
   return std::fflush(stdout) == 0 ? kSolved : complain(kBadInput, "standard output cannot be written");
 }
 
@@ -316,7 +328,12 @@ int parse_and_run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return parse_and_run(argc, argv);
+    const column::MemoryWatch memory;
+    const int code = parse_and_run(argc, argv);
+    if (code == kSolved && memory.refused()) return complain(kBadInput, column::kMemoryRefused);
+    return code;
+  } catch (const std::bad_alloc&) {
+    return complain(kBadInput, column::kMemoryRefused);
   } catch (const std::exception& error) {
     return complain(kBadInput, error.what());
   }

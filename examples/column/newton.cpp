@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "examples/column/memory_watch.h"
 #include "examples/column/newton_jacobian.h"
 #include "examples/column/step_solver.h"
 
@@ -163,7 +164,12 @@ NewtonSolution solve_newton(const ColumnCase& c, const InternalFlows& flows, Ste
   const auto begin = std::chrono::steady_clock::now();
   NewtonSolution s;
   s.solver = solver;
+  const MemoryWatch memory;
   NewtonMethod(c, flows, s).run();
+  if (memory.refused()) {  // which ended a step as a singular system does
+    s.outcome = Outcome::kNoMemory;
+    s.complaint = fmt::format("{} for step {}", kMemoryRefused, s.steps + 1);
+  }
   s.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return s;
 }

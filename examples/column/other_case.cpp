@@ -20,19 +20,30 @@ bool comparable(const ColumnCase& a, const ColumnCase& b) {
          std::string_view(a.model->scale().unit) == b.model->scale().unit;
 }
 
+examples::BadCase complaint(const ColumnCase& c, const std::string& path, const std::string& what) {
+  return examples::complaint(path, c.compare_with_line,
+                             "\"compare_with\" names a case that cannot be used: " + what);
+}
+
 }  // namespace
 
-OtherCase compare_with_other(const ColumnCase& c, const Solution& solution) {
-  const ColumnCase other = read_case(c.compare_with);
-  if (!comparable(c, other))
-    throw examples::BadCase(
-        fmt::format("{}: has other stages, components, draws or temperatures than the "
-                    "case that is compared with it",
-                    c.compare_with));
+std::optional<ColumnCase> read_other_case(const ColumnCase& c, const std::string& path) try {
+  if (c.compare_with.empty()) return std::nullopt;
+  ColumnCase other = read_case(c.compare_with);
+  if (comparable(c, other)) return other;
+  throw examples::BadCase(
+      c.compare_with +
+      ": has other stages, components, draws or temperatures than the case that is compared with it");
+} catch (const examples::BadCase& bad) {
+  throw complaint(c, path, bad.what());
+}
+
+OtherCase compare_with_other(const ColumnCase& c, const std::string& path, const Solution& solution,
+                             const ColumnCase& other) {
   const InternalFlows flows = internal_flows(other);
   const Solution found = solve(other, flows, Solver::kArrow);
   if (found.outcome != Outcome::kOk)
-    throw examples::BadCase(fmt::format("{}: not converged: {}", c.compare_with, found.complaint));
+    throw complaint(c, path, fmt::format("{}: not converged: {}", c.compare_with, found.complaint));
   OtherCase result{other.title, found.profile, {}, 0, 0};
   result.temperatures_apart = largest_change(solution.profile.temperature, found.profile.temperature);
   const std::vector<Product> own = products(c, internal_flows(c), solution.profile);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,13 @@ struct OtherCase {
   double fractions_apart;
 };
 
-/// Solves the other case too. Throws examples::BadCase if it cannot be used: another number of stages, other
-/// components, products or temperatures, not converged.
-OtherCase compare_with_other(const ColumnCase& c, const Solution& solution);
+/// Reads the other case that `c` names; without one there is none. Throws examples::BadCase, which names the
+/// line of `c` in the file at `path`, if it cannot be read or compared: another number of stages, other
+/// components, products or temperatures.
+std::optional<ColumnCase> read_other_case(const ColumnCase& c, const std::string& path);
+/// Solves the other case too. Throws examples::BadCase, as above, if it does not converge.
+OtherCase compare_with_other(const ColumnCase& c, const std::string& path, const Solution& solution,
+                             const ColumnCase& other);
 std::string report(const ColumnCase& c, const Solution& solution, const OtherCase& other);
 
 }  // namespace column

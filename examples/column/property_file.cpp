@@ -5,11 +5,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "examples/column/formula.h"
+#include "examples/column/memory_watch.h"
+#include "examples/common/output.h"
 #include "examples/common/toml_reader.h"
 #include "frame/empty_value.h"
 #include "host/corvid_host.h"
@@ -111,6 +115,8 @@ void check(VapourPressureTable& table, std::size_t flags) {
     throw BadContents("a fit is none");
   if (table.active_points() < 1 || table.NDataPoints() != static_cast<int>(flags))
     throw BadContents("a table has lost points");
+  if (examples::has_control_characters(table.info().name))
+    throw BadContents("the name of a component is not one line of plain characters");
   try {
     if (check_formula(table.info().formula).verdict != FormulaCheck::Verdict::kRefused) return;
   } catch (const BadFormula&) {
@@ -132,22 +138,28 @@ std::shared_ptr<VapourPressureTable> read_table(ChunkFile& file) {
   for (int left = read_int(file, 0, INT32_MAX); left > 0; --left)
     filled.push_back(static_cast<unsigned char>(read_int(file, 0, 1)));
   const std::size_t flags = filled.size();
-  if (table->Recall(file) == 0 || chunk.Close(file) == 0) throw BadContents("a table cannot be recalled");
+  const MemoryWatch memory;
+  if (table->Recall(file) == 0 || chunk.Close(file) == 0)
+    throw BadContents(memory.refused()
+                          ? "a table needs more memory than there is, or than the length of the file allows"
+                          : "a table cannot be recalled");
   table->restore(std::move(filled), fit);
   check(*table, flags);
   return table;
 }
 
-/// While it lives, a count in a file made on purpose cannot ask for more memory than any table needs.
-class BlockLimit {
+/// While it lives, counts in a file made on purpose cannot ask for more memory than what a file of `bytes`
+/// bytes can hold. A table takes less memory than room in a file, but for the room to grow by a few points.
+class MemoryLimit {
  public:
-  BlockLimit() { corvid_host::LimitBlockBytes(kMostBytes); }
-  ~BlockLimit() { corvid_host::LimitBlockBytes(0); }
-  BlockLimit(const BlockLimit&) = delete;
-  BlockLimit& operator=(const BlockLimit&) = delete;
-
- private:
-  static constexpr std::size_t kMostBytes = std::size_t{64} << 20;
+  explicit MemoryLimit(std::uintmax_t bytes) {
+    constexpr std::int64_t kFileAndTables = 2, kRoomToGrow = std::int64_t{1} << 20;
+    corvid_host::LimitLiveBytes(corvid_host::LiveBytes() + kFileAndTables * static_cast<std::int64_t>(bytes) +
+                                kRoomToGrow);
+  }
+  ~MemoryLimit() { corvid_host::LimitLiveBytes(0); }
+  MemoryLimit(const MemoryLimit&) = delete;
+  MemoryLimit& operator=(const MemoryLimit&) = delete;
 };
 
 Tables read_tables(ChunkFile& file) {
@@ -177,7 +189,9 @@ std::optional<std::string> store_tables(const std::string& path, const Tables& t
 }
 
 Tables recall_tables(const std::string& path) {
-  const BlockLimit limit;
+  std::error_code none;  // a file that is not there does not open
+  const std::uintmax_t bytes = std::filesystem::file_size(path, none);
+  const MemoryLimit limit(none ? 0 : std::min<std::uintmax_t>(bytes, UINT32_MAX));  // longer ones do not open
   ChunkFile file;
   try {
     if (!file.Open(path.c_str())) throw BadContents(file.ErrorText());

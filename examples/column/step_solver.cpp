@@ -18,7 +18,9 @@ class Ma48StepSolver final : public StepSolver, private ma48callback {
 
  private:
   bool solve_as_ordered(const std::vector<double>& right_side, std::vector<double>& solution) override {
-    std::copy(entries_.values.begin(), entries_.values.end(), solver_.Values());
+    double* const values = solver_.Values();
+    if (!values) return false;  // memory was refused while the arrays grew
+    std::copy(entries_.values.begin(), entries_.values.end(), values);
     return run(right_side, solution);
   }
   bool solve_in_new_order(const std::vector<double>& right_side, std::vector<double>& solution) override {
@@ -42,9 +44,17 @@ class Ma48StepSolver final : public StepSolver, private ma48callback {
 class Ma38StepSolver final : public StepSolver {
  public:
   Ma38StepSolver(SparseEntries entries, int order)
-      : StepSolver(std::move(entries)), solver_(order, entries_.rows, entries_.columns, {}) {}
+      : StepSolver(std::move(entries)), solver_(order, entries_.rows, entries_.columns, settings()) {}
 
  private:
+  /// Balances have heavy diagonals: elements grow behind pivots off them.
+  static examples::MultifrontalSettings settings() {
+    examples::MultifrontalSettings settings;
+    settings.threshold = 0.5;
+    settings.prefer_diagonal = true;
+    return settings;
+  }
+
   bool solve_as_ordered(const std::vector<double>& right_side, std::vector<double>& solution) override {
     return finish(solver_.refactorise(entries_.values), right_side, solution);
   }

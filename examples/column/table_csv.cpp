@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "examples/column/formula.h"
+#include "examples/column/memory_watch.h"
+#include "examples/common/output.h"
 #include "examples/common/toml_reader.h"
 #include "tables/interpolator.h"
 
@@ -193,7 +195,10 @@ class TableReader {
     const Line& line = lines_[at];
     if (line.fields != std::vector<std::string>{"temperature", "pressure"})
       throw CaseError(line.number, "the columns must be \"temperature,pressure\"");
-    info_.name = required("component", line.number).fields[1];
+    const Line& component = required("component", line.number);
+    info_.name = component.fields[1];
+    if (examples::has_control_characters(info_.name))
+      throw CaseError(component.number, "the name of a component must be one line of plain characters");
     read_formula(required("formula", line.number));
     const Line& units = required("units", line.number);
     temperature_ = unit(units, 1, kTemperatureUnits);
@@ -286,9 +291,16 @@ class TableReader {
 }  // namespace
 
 std::shared_ptr<VapourPressureTable> parse_table_csv(const std::string& text, const std::string& name) {
+  const MemoryWatch memory;
+  const auto unless_refused = [&] {
+    if (memory.refused()) throw examples::BadCase(name + ": " + kMemoryRefused);
+  };
   try {
-    return TableReader(text).read();
+    auto table = TableReader(text).read();
+    unless_refused();  // a table loses the points that it cannot hold
+    return table;
   } catch (const CaseError& error) {
+    unless_refused();
     throw examples::complaint(name, error.line, error.what());
   }
 }

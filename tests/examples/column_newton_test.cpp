@@ -145,6 +145,25 @@ TEST(StepSolver, ChoosesANewOrderWhereThePivotsFail) {
   }
 }
 
+TEST(StepSolver, MultifrontalPivotsLieOnTheDiagonalUnlessItIsBelowHalf) {
+  // Column 1 has its shorter row off the diagonal, which would be the pivot by itself.
+  const auto longer_row = [](double diagonal, double other) {
+    return SparseEntries{{1, 2, 3, 1, 1, 2, 3},
+                         {1, 2, 3, 2, 3, 1, 2},
+                         {diagonal, diagonal, diagonal, other, other, other, other}};
+  };
+  const auto expect_pivots_to_stand = [](const SparseEntries& first, const SparseEntries& later, int order) {
+    const auto solver = make_step_solver(StepMethod::kMa38, first, order);
+    const std::vector<double> ones(static_cast<std::size_t>(order), 1);
+    std::vector<double> x;
+    ASSERT_TRUE(solver->solve(first, ones, x));
+    ASSERT_TRUE(solver->solve(later, ones, x));
+    EXPECT_EQ(solver->orders(), 1);
+  };
+  expect_pivots_to_stand(longer_row(1.5, 1), longer_row(1.5, 1e-20), 3);
+  expect_pivots_to_stand(cycle(0.3, 1), cycle(1e-20, 1), 8);
+}
+
 TEST(Newton, FarStartsAreDampedOrBroughtCloser) {
   ColumnCase hot = shipped("aromatics-pumparound");
   hot.start_temperature = 300;

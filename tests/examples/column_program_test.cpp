@@ -2,10 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <string>
 
+#include "examples/common/output.h"
+#include "tests/support/failing_fsync.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -42,7 +47,7 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
   const std::string good = "'" COLUMN_CASES "/butane-pentane.toml'";
   const std::string broken = write("broken.toml", "title = \"x\"\nmodel = 3\n");
   const std::string hasty = altered("butane-pentane", "[solver]", "[solver]\nmax_passes = 20");
-  const std::string hopeless = altered("aromatics-pumparound", "6.90565", "30");  // K 23 decades apart
+  const std::string hopeless = altered("aromatics-pumparound", "reflux_ratio = 2.5", "reflux_ratio = 1e6");
   const struct {
     std::string arguments;
     int code;
@@ -51,9 +56,11 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
       {"'" + broken + "'", 1, broken + ":2: \"model\" in the case must be a text, not integer\n"},
       {"'" + folder_.string() + "/none.toml'", 1, "none.toml: No such file or directory\n"},
       {"'" + folder_.string() + "'", 1, ": Is a directory\n"},
+      {"'" + folder_.string() + "/no\nsuch.toml'", 1, "/no such.toml: No such file or directory\n"},
       {"", 2, "case is required"},
-      {good + " --tolerance -1", 2, "--tolerance: must be above 0"},
-      {good + " --tolerance nan", 2, "--tolerance: must be above 0"},
+      {good + " --tolerance 9.9999e-13", 2, "--tolerance: must lie between 1e-12 and 1, not 9.9999e-13\n"},
+      {good + " --tolerance 10", 2, "--tolerance: must lie between 1e-12 and 1, not 10\n"},
+      {good + " --tolerance nan", 2, "--tolerance: must lie between 1e-12 and 1, not nan\n"},
       {good + " --csv ''", 2, "--csv: the name is empty"},
       {good + " --properties ''", 2, "--properties: the name is empty"},
       {good + " --frobnicate", 2, "--frobnicate"},
@@ -67,17 +74,21 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
       {good + " --accelerate none --frequency 2", 2, "--frequency: needs --accelerate dominant or multiple"},
       {good + " --debug-log x", 2, "--debug-log: needs --accelerate dominant or multiple"},
       {good + " --compare --debug-log '" + folder_.string() + "/no/such/folder'", 1,
-       "/no/such/folder.LOG: cannot be written\n"},
+       "/no/such/folder.LOG: No such file or directory\n"},
       {"'" + hasty + "'", 3, "not converged: after 20 passes"},
       {"'" + hasty + "' --method newton --dense", 3, "nothing to check by the dense matrix"},
       {"'" + hopeless + "'", 4, "balances close only to "},
       {good + " --csv '" + folder_.string() + "/no/such/folder.csv'", 1, "No such file or directory\n"},
+      {good + " --csv '" + folder_.string() + "'", 1, "Is a directory\n"},
   };
   for (const auto& expected : runs) {
     SCOPED_TRACE(expected.arguments);
     EXPECT_EQ(run(expected.arguments), expected.code);
     EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
     if (expected.code == 2) continue;  // usage errors come with a hint
+    if (expected.code == 1) {
+      EXPECT_EQ(out_, "") << "what cannot be used is found before the work";
+    }
     EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
   }
 }
@@ -161,6 +172,57 @@ TEST_F(Program, KeepsTheAcceleratorsAccount) {
     EXPECT_EQ(told("DomEigenAccel - Oldlambda = "), std::string(how) != "--accelerate multiple");
     EXPECT_EQ(told("Try to accelerate with 4 eigenvalues\n"), std::string(how) != "--accelerate dominant");
   }
+}
+
+/// While it lives, no file grows longer, and what would go beyond fails as on a full disk.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    signal(SIGXFSZ, handler_);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
+  void (*const handler_)(int) = signal(SIGXFSZ, SIG_IGN);
+};
+
+TEST_F(Program, AFullDiskLeavesTheOldAccount) {
+  const fs::path log = write("account.LOG", "the old one");
+  fs::create_symlink("/dev/full", folder_ / "full.LOG");
+  const std::string good = "'" COLUMN_CASES "/butane-pentane.toml' --compare --debug-log ";
+  const FileSizeLimit limit(16384);  // enough for the report
+  for (const char* name : {"account", "full"}) {
+    EXPECT_EQ(run(good + in_folder(name)), 1) << name;
+    EXPECT_TRUE(printed("multiple, 4 eigenvalues"));
+    EXPECT_NE(err_.find(".LOG: the log was not written whole; is the disk full?\n"), std::string::npos)
+        << err_;
+  }
+  EXPECT_EQ(contents(log), "the old one");
+  expect_no_part_files();
+}
+
+TEST_F(Program, AWholeFileIsOnDiskAndNobodyElsesBeforeItTakesThePlace) {
+  const std::string path = write("whole", "the old one");
+  fsync_fails = true;
+  EXPECT_TRUE(examples::write_whole_file(path, "the new one"));
+  fsync_fails = false;
+  EXPECT_EQ(contents(path), "the old one");
+  expect_no_part_files();
+
+  const std::string other = write("other", "untouched");
+  fs::create_symlink(other, path + "." + std::to_string(getpid()) + "-0.part");
+  EXPECT_FALSE(examples::obstacle_to_writing(path));
+  EXPECT_EQ(contents(path), "the old one");
+  EXPECT_FALSE(examples::write_whole_file(path, "the new one"));
+  EXPECT_EQ(contents(path) + contents(other), "the new oneuntouched");
 }
 
 TEST_F(Program, WritesTheProfileWhole) {

@@ -247,6 +247,62 @@ TEST_F(Properties, ComeBackAsTheyWereOrNotAtAll) {
   EXPECT_EQ(contents(file_), small) << "a failure leaves the file alone";
 }
 
+/// A file of components, each with one point and room for more in its table.
+void forge(const std::string& path, const std::vector<std::string>& names, int room) {
+  struct Roomy : RegressTable {
+    explicit Roomy(int of_room) {
+      AddPoint(300, 1);
+      capacity = of_room;
+    }
+  };
+  corvid_host::ChunkFile file;
+  ASSERT_TRUE(file.Create(path.c_str()));
+  for (const std::string& name : names) {
+    const auto write = [&file](const std::string& text) {  // of 4 letters at most
+      int letters = 0;
+      for (std::size_t i = text.size(); i-- > 0;) letters = letters * 256 + text[i];
+      file.WriteInt(static_cast<int>(text.size()));
+      file.WriteInt(letters);
+    };
+    file.SetNextTag(corvid_host::MakeChunkTag("COMP"));
+    ChunkHeader chunk;
+    ASSERT_TRUE(chunk.Create(file, 1));
+    write(name);
+    write("CH4");
+    file.WriteInt(0);  // no source
+    for (int i = 0; i < 10; ++i) file.WriteDouble(1);
+    for (const int number : {1, 0}) file.WriteInt(number);  // one point, measured
+    ASSERT_TRUE(Roomy(room).Store(file) && chunk.Close(file));
+  }
+  ASSERT_TRUE(file.Commit());
+}
+
+TEST_F(Properties, AForgedFileTakesNoMoreMemoryThanItsLengthAllows) {
+  const std::vector<std::string> names{"a", "b", "c", "d", "e", "f", "g", "h"};
+  ASSERT_NO_FATAL_FAILURE(forge(file_, names, 10));
+  EXPECT_EQ(recall_tables(file_).size(), names.size()) << "well forged";
+  for (const int room : {100000, 8000000}) {
+    ASSERT_NO_FATAL_FAILURE(forge(file_, names, room));
+    corvid_host::ResetPeakBytes();
+    const auto before = corvid_host::PeakBytes();
+    EXPECT_EQ(complaint([&] { recall_tables(file_); }),
+              file_ + ": a table needs more memory than there is, or than the length of the file allows");
+    EXPECT_LE(corvid_host::PeakBytes() - before, 2 << 20);
+  }
+  void* const block = Corvid_malloc(std::size_t{8} << 20);
+  EXPECT_NE(block, nullptr) << "the limit ends with the reading";
+  Corvid_free(block);
+  ASSERT_NO_FATAL_FAILURE(forge(file_, {"a\nb"}, 10));
+  EXPECT_EQ(complaint([&] { recall_tables(file_); }),
+            file_ + ": the name of a component is not one line of plain characters");
+
+  const auto large = std::make_shared<VapourPressureTable>(ComponentInfo{"large", "CH4", "", {}, {}});
+  for (int i = 0; i < 40000; ++i) large->add(300 + 0.01 * i, std::exp(18 - 4000 / (300 + 0.01 * i)), false);
+  ASSERT_TRUE(large->fit_all());
+  ASSERT_FALSE(store_tables(file_, {large}));
+  EXPECT_TRUE(recall_tables(file_).at(0)->same_as(*large));
+}
+
 TEST_F(Properties, OtherChunksArePassedOver) {
   corvid_host::ChunkFile file;
   ASSERT_TRUE(file.Create(file_.c_str()));
@@ -289,6 +345,9 @@ TEST_F(Properties, ProgramFitsStoresAndSolvesOnThem) {
   const std::string aromatics = "'" COLUMN_CASES "/aromatics-pumparound.toml' --properties '" + file_ + "'";
   for (std::size_t at; (at = text.find("\"../data/")) != std::string::npos;)
     text.replace(at, 8, "\"" COLUMN_DATA);
+  std::string quick = contents(COLUMN_CASES "/aromatics-pumparound.toml");
+  quick.replace(quick.find("[solver]"), 8, "[solver]\nmax_passes = 3");
+  const std::string hasty = write("hasty.toml", quick);
   const struct {
     std::string arguments;
     int code;
@@ -307,7 +366,15 @@ TEST_F(Properties, ProgramFitsStoresAndSolvesOnThem) {
       {altered("compare_with", "properties = \"none\"\n# "), 1, "none: "},
       {altered("name = \"toluene\"\ntable", "name = \"toluene\"\n# "), 1,
        "needs a \"table\", or the case \"properties\"\n"},
-      {altered("\"aromatics-pumparound.toml\"", "\"" COLUMN_CASES "/binary32.toml\""), 1, "has other stages"},
+      {altered("/toluene.csv", "/none.csv"), 1,
+       ":12: \"table\" in [[component]] names a file that cannot be used: " COLUMN_DATA
+       "/none.csv: No such file"},
+      {altered("\"aromatics-pumparound.toml\"", "\"" COLUMN_CASES "/binary32.toml\""), 1,
+       ":4: \"compare_with\" names a case that cannot be used: " COLUMN_CASES
+       "/binary32.toml: has other stages"},
+      {altered("aromatics-pumparound", "none"), 1, ":4: \"compare_with\" names a case that cannot be used: "},
+      {altered("compare_with", "compare_with = \"" + hasty + "\"\n# "), 1,
+       "hasty.toml: not converged: after 3 "},
   };
   const std::string stored = contents(file_);
   for (const auto& expected : runs) {
@@ -315,6 +382,7 @@ TEST_F(Properties, ProgramFitsStoresAndSolvesOnThem) {
     EXPECT_EQ(run(expected.arguments), expected.code);
     EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
     if (expected.code == 1) {
+      EXPECT_EQ(out_, "") << "what cannot be used is found before the report";
       EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
     }
   }

@@ -91,6 +91,25 @@ TEST(Column, ClosureNoticesWhatDoesNotBalance) {
   EXPECT_FALSE(std::isfinite(closure(c, flows, s.profile).worst()));
 }
 
+TEST(Column, TracesOnFarStagesDoNotCountInHundredsOfStages) {
+  ColumnCase c;
+  c.components = {"light", "light key", "heavy key", "heavy"};
+  c.model = std::make_shared<RelativeVolatility>(std::vector<double>{4, 2, 1, 0.3});
+  c.stages = 420;
+  c.reflux_ratio = 3;
+  c.distillate = 50;
+  c.feeds.push_back({210, {10, 40, 40, 10}, 1, 0});
+  c.tolerance = 1e-9;
+  c.max_passes = 100;
+  const InternalFlows flows = internal_flows(c);
+  Solution s = solve(c, flows, Solver::kArrow);
+  ASSERT_EQ(s.outcome, Outcome::kOk) << s.complaint;
+  ASSERT_LT(s.profile.liquid[0].back(), 1e-100) << "a trace";
+  EXPECT_LE(closure(c, flows, s.profile).worst(), 1e-12);
+  s.profile.liquid[0][5] *= 1 + 1e-6;  // near the top, where it is no trace
+  EXPECT_GT(closure(c, flows, s.profile).worst(), Closure::kLimit);
+}
+
 /// By how much one component's flows into the stages differ from those out, at the worst stage, relatively.
 /// Stream by stream: each takes from one stage and brings to another, wherever they stand. No border.
 double imbalance(const ColumnCase& c, const InternalFlows& f, const Profile& p, int i) {
