@@ -52,16 +52,49 @@ void ShowModuleSplash() { ShowSplashScreen(1, 0); }
 
 namespace {
 
+// The record and its hook are used under this mutex: a thread may attach or end while the process ends.
+// Nothing is called under it but the hook and, when the last detach frees the record, Corvid_delete. The
+// loader in particular is not: a plug-in that the loader initialises, with its own lock held, may enter the
+// library.
+pthread_mutex_t record_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;  // a hook may enter the library
+
+/// For the child of a fork, where the thread that holds the mutex does not exist.
+void make_record_mutex_anew() {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutex_init(&record_mutex, &attributes);
+  pthread_mutexattr_destroy(&attributes);
+}
+
+/// Holds the mutex.
+class RecordLock {
+ public:
+  RecordLock() { pthread_mutex_lock(&record_mutex); }
+  ~RecordLock() { pthread_mutex_unlock(&record_mutex); }
+  RecordLock(const RecordLock&) = delete;
+  RecordLock& operator=(const RecordLock&) = delete;
+};
+
+void call_hook(unsigned reason, void* reserved) {
+  const RecordLock lock;
+  if (theModule) theModule->CallHook(reason, reserved);
+}
+
+/// The loader lets no two attaches or detaches of the process run at once.
 void attach_process(ModuleHandle instance, void* reserved) {
   if (theModule) {
     theModule->AddRef();  // the hook hears of the first attach only
     return;
   }
-  theModule = new ModuleRecord(instance);
+  ModuleRecord* const record = new ModuleRecord(instance);  // without the mutex: asks the loader for the path
+  const RecordLock lock;
+  theModule = record;
   if (theModule) theModule->CallHook(kProcessAttach, reserved);
 }
 
 void detach_process(void* reserved) {
+  const RecordLock lock;
   if (!theModule || theModule->Release() != 0) return;
   theModule->CallHook(kProcessDetach, reserved);
   delete theModule;
@@ -70,7 +103,7 @@ void detach_process(void* reserved) {
 
 /// With or without a record the thread gets the host's control word, after the hook.
 void apply_thread_attach(void* reserved) {
-  if (theModule) theModule->CallHook(kThreadAttach, reserved);
+  call_hook(kThreadAttach, reserved);
   if (FPEnvironment* environment = pFPEnv()) environment->SetControlWord();
 }
 
@@ -88,7 +121,7 @@ int ModuleEntry(ModuleHandle instance, unsigned reason, void* reserved) {
       apply_thread_attach(reserved);
       break;
     case kThreadDetach:
-      if (theModule) theModule->CallHook(kThreadDetach, reserved);
+      call_hook(kThreadDetach, reserved);
       break;
     default:
       break;
@@ -97,53 +130,46 @@ int ModuleEntry(ModuleHandle instance, unsigned reason, void* reserved) {
 }
 
 // What sends the notifications. A pthread key tells of a thread's end; unlike a thread_local object
-// with a destructor it lets the loader unmap the library while the thread lives. A mutex keeps one
-// notification from another: a thread may end while the process does.
+// with a destructor it lets the loader unmap the library while the thread lives.
 namespace {
 
-pthread_mutex_t notifying = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;  // a hook may enter the library
+ModuleHandle load_address = nullptr;  // found once, because the question waits for the loader
 pthread_key_t thread_end_key;
-bool thread_end_key_exists = false;
+bool thread_end_key_exists = false;  // under the mutex
 
-/// Holds the mutex.
-class Notification {
- public:
-  Notification() { pthread_mutex_lock(&notifying); }
-  ~Notification() { pthread_mutex_unlock(&notifying); }
-  Notification(const Notification&) = delete;
-  Notification& operator=(const Notification&) = delete;
-
-  void send(unsigned reason) const { ModuleEntry(load_address(), reason, nullptr); }
-
- private:
-  static ModuleHandle load_address() {
-    Dl_info info;
-    return dladdr(reinterpret_cast<void*>(&ModuleEntry), &info) != 0 ? info.dli_fbase : nullptr;
-  }
-};
+void find_load_address() {
+  Dl_info info;
+  if (dladdr(reinterpret_cast<void*>(&ModuleEntry), &info) != 0) load_address = info.dli_fbase;
+}
 
 void detach_thread(void*) {
-  const Notification notification;
-  notification.send(kThreadDetach);
+  ModuleEntry(load_address, kThreadDetach, nullptr);
   thread_is_attached = false;  // last, so that a hook that calls into the library attaches nothing
 }
 
 /// From here on the thread counts as attached, and its end is noticed.
 void mark_thread() {
+  const RecordLock lock;
   thread_is_attached = true;
   if (thread_end_key_exists) pthread_setspecific(thread_end_key, &thread_end_key);
 }
 
-__attribute__((constructor)) void on_load() {
-  const Notification notification;
+void watch_ends_of_threads() {
+  const RecordLock lock;
   thread_end_key_exists = pthread_key_create(&thread_end_key, detach_thread) == 0;
+}
+
+__attribute__((constructor)) void on_load() {
+  find_load_address();
+  pthread_atfork(nullptr, nullptr, make_record_mutex_anew);  // until dlclose
+  watch_ends_of_threads();
   mark_thread();  // the loading thread keeps its floating-point state: no thread attach for it
-  notification.send(kProcessAttach);
+  ModuleEntry(load_address, kProcessAttach, nullptr);
 }
 
 __attribute__((destructor)) void on_unload() {
-  const Notification notification;
-  notification.send(kProcessDetach);
+  ModuleEntry(load_address, kProcessDetach, nullptr);
+  const RecordLock lock;
   if (thread_end_key_exists) pthread_key_delete(thread_end_key);
   thread_end_key_exists = false;
 }
@@ -151,9 +177,8 @@ __attribute__((destructor)) void on_unload() {
 }  // namespace
 
 void attach_thread() {
-  const Notification notification;
   mark_thread();  // first, so that a hook may call into the library
-  notification.send(kThreadAttach);
+  ModuleEntry(load_address, kThreadAttach, nullptr);
 }
 
 }  // namespace corvidnum

@@ -2,6 +2,7 @@
 // The second form brings a BLAS and a LAPACK of its own first, with their own error hook.
 
 #include <dlfcn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -105,6 +106,10 @@ void check_unloading_under_a_thread(const char* file) {
   require(dlopen(file, RTLD_NOW | RTLD_NOLOAD) == nullptr, "the library is unmapped by dlclose");
   stage = 2;
   thread.join();
+  const pid_t child = fork();  // nothing of the library is called here any more
+  if (child == 0) _exit(0);
+  int status = -1;
+  require(waitpid(child, &status, 0) == child && status == 0, "a fork after dlclose gives a child");
 }
 
 }  // namespace

@@ -3,7 +3,10 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
@@ -130,6 +133,33 @@ TEST_F(ModuleTest, AThreadThatEntersAfterItsDetachIsAttachedAgain) {
   pthread_key_delete(key);
   EXPECT_EQ(reasons, (Reasons{kThreadAttach, kThreadDetach, kThreadAttach, kThreadDetach}));
 }
+
+#ifndef __SANITIZE_THREAD__  // it knows nothing of threads in the child of a fork
+TEST_F(ModuleTest, AForkInTheMiddleOfANotificationLeavesTheChildUsable) {
+  static std::atomic<int> stage;
+  stage = 0;
+  SetModuleHook([](ModuleHandle, unsigned, void*) {
+    if (stage == 0) stage = 1;
+    while (stage != 2) std::this_thread::yield();
+    return 0;
+  });
+  std::thread within(enter);
+  while (stage != 1) std::this_thread::yield();
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    stage = 2;
+    std::thread(enter).join();
+    ModuleEntry(nullptr, kProcessDetach, nullptr);
+    _exit(theModule ? 1 : 0);
+  }
+  stage = 2;
+  within.join();
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+#endif
 
 TEST_F(ModuleTest, ShowsTheSplashScreenOfTheHost) {
   static std::vector<int> shown;

@@ -1,0 +1,101 @@
+// A host whose threads enter the library for the first time, one after the other, while it does something
+// else:
+//   busy_host load ROUNDS PLUGIN   loads a plug-in that enters the library, too, and unloads it
+//   busy_host fork ROUNDS          forks children that end by exit
+//   busy_host meet                 waits in pFPEnv until a second thread is there
+// It is killed if that takes longer than 30 seconds.
+
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "frame/corvid.h"
+#include "frame/numeric_runtime.h"
+
+namespace {
+
+constexpr unsigned kSeconds = 30;
+
+std::atomic<int> expected_in_host{0};
+std::atomic<int> came_to_host{0};
+
+void require(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "busy_host: does not hold: %s\n", what);
+  std::_Exit(1);
+}
+
+void enter() {
+  const int selector = 1;
+  d1mach_(&selector);
+}
+
+void enter_first_until(const std::atomic<bool>& done) {
+  while (!done) std::thread(enter).join();
+}
+
+void load_and_unload(const char* plugin) {
+  std::atomic<bool> loaded{false};
+  void* handle = nullptr;
+  std::thread loader([&] {
+    handle = dlopen(plugin, RTLD_NOW);
+    loaded = true;
+  });
+  enter_first_until(loaded);
+  loader.join();
+  require(handle != nullptr, "the plug-in loads");
+  dlclose(handle);
+  require(dlopen(plugin, RTLD_NOW | RTLD_NOLOAD) == nullptr, "the plug-in is unmapped");
+}
+
+void fork_children(int count) {
+  std::atomic<bool> done{false};
+  std::thread busy([&] { enter_first_until(done); }), busier([&] { enter_first_until(done); });
+  for (int i = 0; i < count; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(kSeconds);  // the parent's does not count here
+      std::exit(0);
+    }
+    int status = -1;
+    require(child > 0 && waitpid(child, &status, 0) == child, "a child is made and waited for");
+    require(WIFEXITED(status) && WEXITSTATUS(status) == 0, "the child of a fork ends");
+  }
+  done = true;
+  busy.join();
+  busier.join();
+}
+
+}  // namespace
+
+/// Takes the place of the host support library's.
+FPEnvironment* pFPEnv() {
+  static FPEnvironment environment;
+  ++came_to_host;
+  while (came_to_host < expected_in_host) std::this_thread::yield();
+  return &environment;
+}
+
+int main(int count, char** arguments) {
+  alarm(kSeconds);
+  const std::string what = arguments[1];
+  const int rounds = count > 2 ? std::atoi(arguments[2]) : 0;
+  if (what == "meet") {
+    expected_in_host = 2;
+    std::thread first(enter), second(enter);
+    first.join();
+    second.join();
+    require(came_to_host == 2, "each thread came once");
+  } else if (what == "fork") {
+    fork_children(rounds);
+  } else {
+    for (int i = 0; i < rounds; ++i) load_and_unload(arguments[3]);
+  }
+  return 0;
+}
