@@ -178,8 +178,8 @@ bool Reordering::number_levels(const WorkPlan& plan, const PseudoDiameter& diame
     gps_number_profile(graph_, work_, list_base, next_number_, node_count, levels, status_);
     return status_.error == kGpsOk;
   }
-  const int error = gps_number_bandwidth(graph_, plan.order(node_count), diameter.start_node,
-                                         diameter.end_node, reverse_numbering, levels);
+  const int error = gps_number_bandwidth(graph_, plan.queue(depth, node_count), node_count,
+                                         diameter.start_node, diameter.end_node, reverse_numbering, levels);
   if (error != kGpsOk) return fail(error);
   next_number_ += node_count;
   return true;

@@ -1,5 +1,6 @@
 #include "reorder/numbering.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 
@@ -11,43 +12,40 @@ namespace {
 
 constexpr int kPlaced = 0;  // instead of a level number
 
-/// The order is a queue that fills from one end. With step 1, in a level of `size` nodes:
+/// The order is a queue, numbered from its start node on; one that runs down is turned round at the end. In a
+/// level of `size` nodes:
 ///   | levels before | numbered | reached |  free  | reached, of the next level |  free |
 ///                   first      read      tail     stop                         next_tail
+/// In a graph that is not symmetric more nodes than belong there may wait for a level, and the queue then
+/// runs on behind the order. No such numbering succeeds, but what these nodes meet decides how it ends.
 class BandwidthNumbering {
  public:
-  BandwidthNumbering(const GpsGraph& graph, OneBased<int> order, const PackedLevels& levels, bool ascending)
-      : graph_(graph),
-        order_(order),
-        levels_(levels),
-        step_(ascending ? 1 : -1),
-        first_(ascending ? 1 : node_count()) {}
+  BandwidthNumbering(const GpsGraph& graph, OneBased<int> queue, int node_count, const PackedLevels& levels)
+      : graph_(graph), queue_(queue), node_count_(node_count), levels_(levels) {}
 
-  int run(int start);
+  int run(int start, bool ascending);
 
  private:
-  int node_count() const { return static_cast<int>(order_.size()); }
-  bool inside(int position) const { return 1 <= position && position <= node_count(); }
   int first_of(int level) const { return levels_.pointers(level); }
 
-  int number_level(int level);                    // its places, first_ .. stop_, are all taken
-  int reach_neighbours(int node, int level);      // all neighbours of the node are placed
-  int resume(int level, int remaining);           // one node that nothing reached is placed
-  bool sort_by_degree(int begin, int end) const;  // increasing in the direction of the step
+  int number_level(int level);                // its places, first_ .. stop_, are all taken
+  int reach_neighbours(int node, int level);  // all neighbours of the node are placed
+  int resume(int level, int remaining);       // one node that nothing reached is placed
+  bool sort_by_degree(int begin, int end) const;
 
   const GpsGraph& graph_;
-  const OneBased<int> order_;
+  const OneBased<int> queue_;
+  const int node_count_;
   const PackedLevels& levels_;
-  const int step_;
-  int first_;
+  int first_ = 1;
   int read_ = 0, tail_ = 0, stop_ = 0, next_tail_ = 0;
 };
 
-int BandwidthNumbering::run(int start) {
+int BandwidthNumbering::run(int start, bool ascending) {
   const bool from_top = levels_.number_of(start) == levels_.depth;
-  order_(first_) = start;
+  queue_(first_) = start;
   levels_.number_of(start) = kPlaced;
-  tail_ = first_ + step_;
+  tail_ = first_ + 1;
   for (int counter = 1; counter <= levels_.depth; ++counter) {
     if (const int error = number_level(from_top ? levels_.depth - counter + 1 : counter)) return error;
     if (next_tail_ == stop_ && counter < levels_.depth) return kNextLevelEmpty;
@@ -55,24 +53,25 @@ int BandwidthNumbering::run(int start) {
     tail_ = next_tail_;
   }
   // Levels that don't hold the component between them: what is in the order is not all of it.
-  if (inside(first_)) return kLevelCount;
-  for (int k = 1; k <= node_count(); ++k) graph_.flip_mark(order_(k));
+  if (first_ <= node_count_) return kLevelCount;
+  if (!ascending) std::reverse(queue_.data(), queue_.data() + node_count_);
+  for (int k = 1; k <= node_count_; ++k) graph_.flip_mark(queue_(k));
   return kGpsOk;
 }
 
 int BandwidthNumbering::number_level(int level) {
   int remaining = levels_.size(level);
-  stop_ = next_tail_ = first_ + remaining * step_;
+  stop_ = next_tail_ = first_ + remaining;
   read_ = first_;
   for (;;) {
-    for (; read_ != tail_; read_ += step_) {
+    for (; read_ != tail_; ++read_) {
       --remaining;
-      const int ahead = read_ + GpsGraph::kAhead * step_;
-      if ((tail_ - ahead) * step_ > 0) graph_.fetch_row(order_(ahead));
-      if (const int error = reach_neighbours(order_(read_), level)) return error;
+      const int ahead = read_ + GpsGraph::kAhead;
+      if (ahead < tail_) graph_.fetch_row(queue_(ahead));
+      if (const int error = reach_neighbours(queue_(read_), level)) return error;
     }
     if (tail_ == stop_ && remaining == 0) return kGpsOk;
-    if (remaining < 1 || remaining != (stop_ - tail_) * step_) return kLevelCount;
+    if (remaining < 1 || remaining != stop_ - tail_) return kLevelCount;
     if (const int error = resume(level, remaining)) return error;
   }
 }
@@ -88,9 +87,8 @@ int BandwidthNumbering::reach_neighbours(int node, int level) {
     // Either side: the levels may run from either end.
     if (distance < -1 || distance > 1) return kLevelSkipped;
     int& end = distance == 0 ? tail_ : next_tail_;
-    if (!inside(end)) return kLevelCount;
-    order_(end) = neighbour;
-    end += step_;
+    if (end > queue_.size()) return kLevelCount;
+    queue_(end++) = neighbour;
   }
   const bool sorted = sort_by_degree(tail_before, tail_) && sort_by_degree(next_before, next_tail_);
   return sorted ? kGpsOk : kBandwidthSort;
@@ -107,17 +105,14 @@ int BandwidthNumbering::resume(int level, int remaining) {
     --remaining;
   }
   if (lowest == 0) return kNothingToResume;
-  order_(tail_) = lowest;
-  tail_ += step_;
+  queue_(tail_++) = lowest;
   levels_.number_of(lowest) = kPlaced;
   return kGpsOk;
 }
 
 bool BandwidthNumbering::sort_by_degree(int begin, int end) const {
-  const int count = (end - begin) * step_;
-  if (count < 2) return true;
-  return step_ > 0 ? gps_sort_nodes_increasing(count, order_.from(begin), graph_.degree)
-                   : gps_sort_nodes_decreasing(count, order_.from(end + 1), graph_.degree);
+  const int count = end - begin;
+  return count < 2 || gps_sort_nodes_increasing(count, queue_.from(begin), graph_.degree);
 }
 
 /// One level at a time. In `work`, from `next_number` upward; an arrow tells which way a part grows:
@@ -314,11 +309,12 @@ void ProfileNumbering::raise_priorities_around(int reached) {
 
 }  // namespace
 
-int gps_number_bandwidth(const GpsGraph& graph, OneBased<int> order, int start_node, int end_node,
-                         bool reverse_numbering, const PackedLevels& levels) {
+int gps_number_bandwidth(const GpsGraph& graph, OneBased<int> queue, int node_count, int start_node,
+                         int end_node, bool reverse_numbering, const PackedLevels& levels) {
   const bool from_start = graph.degree(start_node) <= graph.degree(end_node);
   const bool ascending = from_start == reverse_numbering;
-  return BandwidthNumbering(graph, order, levels, ascending).run(from_start ? start_node : end_node);
+  return BandwidthNumbering(graph, queue, node_count, levels)
+      .run(from_start ? start_node : end_node, ascending);
 }
 
 void gps_number_profile(const GpsGraph& graph, OneBased<int> work, int list_base, int& next_number,

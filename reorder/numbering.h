@@ -19,11 +19,15 @@ struct PackedLevels {
 };
 
 /// Gibbs-Poole-Stockmeyer: numbers outward from each numbered node, neighbours by increasing degree.
-/// @param order  [nodes of the component] out: the nodes in their order, which begins at `start_node` or
-///               `end_node`, whichever has the smaller degree, and runs up or down
+/// @param queue      [node_count or more] out: in the first `node_count` elements the nodes in their order,
+/// which
+///                   begins at `start_node` or `end_node`, whichever has the smaller degree, and runs up or
+///                   down. Those behind serve to tell how a numbering fails whose graph is not symmetric:
+///                   where they do not suffice, the error is kLevelCount.
+/// @param node_count nodes of the component
 /// @return the error code; its space is -1
-int gps_number_bandwidth(const GpsGraph& graph, OneBased<int> order, int start_node, int end_node,
-                         bool reverse_numbering, const PackedLevels& levels);
+int gps_number_bandwidth(const GpsGraph& graph, OneBased<int> queue, int node_count, int start_node,
+                         int end_node, bool reverse_numbering, const PackedLevels& levels);
 
 /// Gibbs-King: of a level, the node comes next that adds fewest nodes to the front.
 /// @param work        the whole array; the levels lie in it, and between `next_number` and their list the

@@ -49,10 +49,6 @@ bool gps_sort_decreasing(int count, OneBased<int> list) {
   return insertion_sort(count, SingleList{list}, [](int a, int b) { return a < b; });
 }
 
-bool gps_sort_nodes_decreasing(int count, OneBased<int> nodes, OneBased<const int> key) {
-  return insertion_sort(count, SingleList{nodes}, [key](int a, int b) { return key(a) < key(b); });
-}
-
 bool gps_sort_nodes_increasing(int count, OneBased<int> nodes, OneBased<const int> key) {
   return insertion_sort(count, SingleList{nodes}, [key](int a, int b) { return key(a) > key(b); });
 }

@@ -103,7 +103,11 @@ class WorkPlan {
   OneBased<int> level_list(int depth, int node_count) const {
     return work_.part(level_list_at(depth, node_count), node_count);
   }
-  OneBased<int> order(int node_count) const { return work_.part(next_, node_count); }
+  /// From the component's first number up to the list of its levels; depth + next - 1 elements or more behind
+  /// the order itself.
+  OneBased<int> queue(int depth, int node_count) const {
+    return work_.part(next_, level_list_at(depth, node_count) - next_);
+  }
 
   // measurement
   OneBased<int> new_order() const { return work_.part(1, n_); }
