@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "frame/blas.h"
@@ -86,8 +87,13 @@ T* allocate_or_clear(std::int64_t count, unsigned char& valid) {
   return array;
 }
 
-/// Elements of an array with these extents; a negative extent has none.
-inline std::int64_t product(std::int64_t a, std::int64_t b) { return a > 0 && b > 0 ? a * b : 0; }
+/// Elements of an array with these extents; a negative extent has none. Beyond the largest number it is that
+/// number: no array is so long.
+inline std::int64_t product(std::int64_t a, std::int64_t b) {
+  std::int64_t count = 0;
+  if (a <= 0 || b <= 0) return 0;
+  return __builtin_mul_overflow(a, b, &count) ? std::numeric_limits<std::int64_t>::max() : count;
+}
 
 inline void set_zero(double* array, std::int64_t count) {
   if (array && count > 0) std::memset(array, 0, static_cast<std::size_t>(count) * sizeof *array);

@@ -220,15 +220,17 @@ TEST(ArrowMatrix, StrangeSizesAreHarmless) {
   constexpr int kMany = 1 << 30;
   const struct : Shape {
     int valid;
-  } kCases[] = {{-1, 0, 0, 3, 1},
-                {3, 0, 0, -1, 1},
-                {6, -3, 5, 1, 1},
-                {3, 1, -1, 1, 1},
-                {INT_MIN, 0, 0, INT_MIN, 1},
-                {3, kMany, 0, 1, 0},
-                {3, 0, INT_MAX, 1, 0},
-                {3, INT_MIN, 0, 1, 0},
-                {1 << 20, 0, 0, 1 << 20, 0}};
+  } kCases[] = {{{-1, 0, 0, 3}, 1},
+                {{3, 0, 0, -1}, 1},
+                {{6, -3, 5, 1}, 1},
+                {{3, 1, -1, 1}, 1},
+                {{INT_MIN, 0, 0, INT_MIN}, 1},
+                {{3, kMany, 0, 1}, 0},
+                {{3, 0, INT_MAX, 1}, 0},
+                {{3, INT_MIN, 0, 1}, 0},
+                {{1 << 20, 0, 0, 1 << 20}, 0},
+                {{INT_MAX, INT_MAX, 15, 1}, 0}};
+  corvid_host::LimitBlockBytes(1 << 28);
   testing::internal::CaptureStdout();  // the reports of illegal arguments
   for (const auto& c : kCases) {
     for (const Tracking tracking : kTrackings) {
@@ -241,6 +243,7 @@ TEST(ArrowMatrix, StrangeSizesAreHarmless) {
   FilledArrow no_list({2, 0, 0, 1}, ArrowMatrix::TrackProvided);
   EXPECT_EQ(use_everything(no_list), Matrix::MatrixFailed);
   testing::internal::GetCapturedStdout();
+  corvid_host::LimitBlockBytes(0);
 }
 
 TEST(ArrowMatrix, RefusedMemoryClearsValidAndNothingLeaks) {
