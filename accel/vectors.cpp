@@ -29,12 +29,11 @@ auto run(Args... args) {
 
 /// Four neighbours of a vector, which the processor works on side by side.
 using Four = double __attribute__((vector_size(4 * sizeof(double))));
-using FourAnywhere =
-    double __attribute__((vector_size(4 * sizeof(double)), aligned(sizeof(double)), may_alias));
 
-// A value of this type is never passed or returned: how, would depend on the processor.
-inline const FourAnywhere& four_at(const double* x) { return *reinterpret_cast<const FourAnywhere*>(x); }
-inline FourAnywhere& four_at(double* x) { return *reinterpret_cast<FourAnywhere*>(x); }
+// A vector may begin anywhere, while a Four is aligned as a whole: hence the copies, which are plain loads
+// and stores. A Four is never passed or returned by value: how, would depend on the processor.
+CORVIDNUM_INLINED void load(const double* from, Four& to) { std::memcpy(&to, from, sizeof to); }
+CORVIDNUM_INLINED void store(const Four& from, double* to) { std::memcpy(to, &from, sizeof from); }
 
 /// A sum of products in the order of corvidnum::dot: four sums take turns, and those of the last one to three
 /// elements go to the first.
@@ -51,8 +50,12 @@ CORVIDNUM_INLINED Products dot_with(int n, const double* x, const double* const*
   Sum sums[count];
   int i = 0;
   for (; n - i >= 4; i += 4) {
-    const Four four = four_at(x + i);
-    for (int d = 0; d < count; ++d) sums[d].parts += four * four_at(y[d] + i);
+    Four xs, ys;
+    load(x + i, xs);
+    for (int d = 0; d < count; ++d) {
+      load(y[d] + i, ys);
+      sums[d].parts += xs * ys;
+    }
   }
   for (; i < n; ++i) {
     for (int d = 0; d < count; ++d) sums[d].parts[0] += x[i] * y[d][i];
@@ -82,7 +85,9 @@ CORVIDNUM_INLINED Moments moments_kernel(int n, const double* x, const double* y
   Sum xx, xy, yy;
   int i = 0;
   for (; n - i >= 4; i += 4) {
-    const Four xs = four_at(x + i), ys = four_at(y + i);
+    Four xs, ys;
+    load(x + i, xs);
+    load(y + i, ys);
     xx.parts += xs * xs;
     xy.parts += xs * ys;
     yy.parts += ys * ys;
@@ -147,10 +152,13 @@ CORVIDNUM_INLINED ProjectionSquares compare(int n, double* oldProject, const dou
   Sum correction, disagreement;
   int i = 0;
   for (; n - i >= 4; i += 4) {
-    const Four ahead = four_at(newProject + i);
-    const Four apart = (four_at(oldProject + i) - four_at(difference + i)) - ahead;
-    four_at(work + i) = apart;
-    if (replaceOld) four_at(oldProject + i) = ahead;
+    Four old, step, ahead;
+    load(oldProject + i, old);
+    load(difference + i, step);
+    load(newProject + i, ahead);
+    const Four apart = (old - step) - ahead;
+    store(apart, work + i);
+    if (replaceOld) store(ahead, oldProject + i);
     correction.parts += ahead * ahead;
     disagreement.parts += apart * apart;
   }

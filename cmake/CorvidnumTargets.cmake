@@ -6,6 +6,8 @@ function(corvidnum_defaults target)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    # To clang alone a part of -Wconversion in C++. Programs and tests index standard containers by int.
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>
     # Contracted multiply-adds would make results depend on the machine.
     -ffp-contract=off)
 endfunction()
@@ -18,6 +20,8 @@ function(corvidnum_library_defaults target)
     C_VISIBILITY_PRESET hidden
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
-  target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>)
+  target_compile_options(${target} PRIVATE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
+    $<$<CXX_COMPILER_ID:Clang>:-Wsign-conversion>)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 endfunction()

@@ -9,7 +9,12 @@
 namespace corvid_host {
 namespace {
 
-std::atomic<FloatControl> float_control{{FE_TONEAREST, 0}};
+/// Aligned to its size, without which not every compiler reads and writes it as one.
+struct alignas(sizeof(FloatControl)) AlignedControl {
+  FloatControl control;
+};
+std::atomic<AlignedControl> float_control{{{FE_TONEAREST, 0}}};
+static_assert(std::atomic<AlignedControl>::is_always_lock_free, "set on one thread, applied on others");
 std::atomic<long> applications{0};
 
 bool is_rounding(int mode) {
@@ -49,7 +54,7 @@ std::atomic<MathErrorHandler> math_error_handler{trace_math_error};
 
 bool SetFloatControl(FloatControl control) {
   if (!is_rounding(control.rounding) || (control.traps & ~FE_ALL_EXCEPT) != 0) return false;
-  float_control = control;
+  float_control = {control};
   return true;
 }
 
@@ -62,7 +67,7 @@ void SetMathErrorHandler(MathErrorHandler handler) {
 }  // namespace corvid_host
 
 void FPEnvironment::SetControlWord() {
-  const corvid_host::FloatControl control = corvid_host::float_control;
+  const corvid_host::FloatControl control = corvid_host::float_control.load().control;
   fesetround(control.rounding);
   fedisableexcept(FE_ALL_EXCEPT & ~control.traps);
   feclearexcept(control.traps);  // an exception of the past must not trap now

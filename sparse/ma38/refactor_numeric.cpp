@@ -48,7 +48,11 @@ void apply_some(const Multipliers& m, double* first, Index to_next) {
       factors[c][k] = pivot_row[M - 1 - k] = value;
     }
   }
+#ifdef __clang__
+#pragma clang loop vectorize(assume_safety)
+#else
 #pragma GCC ivdep
+#endif
   for (Index i = 0; i < m.rows; ++i) {
     for (int c = 0; c < kColumns; ++c) {
       double value = first[i + c * to_next];
