@@ -259,7 +259,7 @@ TEST(Ma48Routines, EveryLengthFromTheLeastLeadsToASolution) {
         : trial % 5 == 1 ? shuffled(column_matrix(6, 3, random), random)
         : trial % 5 == 2 ? shuffled(flowsheet_matrix(12, 4, random), random)
         : trial % 5 == 3
-            ? random_matrix(20, 20, 0.3, random)
+            ? random_matrix(20, 20, 0.5, random)
             : with_faulty_entries(block_triangular_matrix({4, 1, 8, 2, 1, 6, 9}, random), 5, 4, random);
     int enough = 2 * matrix.entries();
     for (int length = enough; length <= enough; ++length) {
