@@ -1,26 +1,21 @@
 // corvidnum-recycle CASE.toml: converges a flowsheet with recycles, unit by unit, pass by pass.
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "examples/common/file_options.h"
+#include "examples/common/log_file.h"
 #include "examples/common/output.h"
 #include "examples/recycle/case_file.h"
 #include "examples/recycle/convergence.h"
-#include "examples/recycle/debug_log.h"
 #include "examples/recycle/report.h"
 
 namespace {
@@ -45,24 +40,6 @@ bool print_whole(const std::string& text) {
 
 bool accelerates(const Options& options) {
   return options.compare || options.acceleration.method != recycle::Method::kDirect;
-}
-
-/// Refuses a file that cannot be written, before the work whose results it is to take. It is left as it is.
-/// @throws std::runtime_error
-void expect_writable(const std::string& path) {
-  namespace fs = std::filesystem;
-  const auto fail = [&](int error) { throw std::runtime_error(path + ": " + std::strerror(error)); };
-  std::error_code none;
-  const bool exists = fs::exists(path, none);
-  if (fs::is_directory(path, none)) fail(EISDIR);
-  if (exists && !fs::is_regular_file(path, none)) {  // opening a pipe would wait for its reader
-    if (access(path.c_str(), W_OK) != 0) fail(errno);
-    return;
-  }
-  const fs::path target = exists ? fs::canonical(path, none) : fs::path(path);
-  const fs::path beside = fmt::format("{}.{}.part", target.string(), getpid());  // as it will be written
-  if (!std::ofstream(beside)) fail(errno);
-  fs::remove(beside, none);
 }
 
 /// A case, how to run it, and what came of that.
@@ -98,8 +75,7 @@ std::string output(const Job& job, const Options& options) {
 /// Complains of the first run that did not converge, or else of the first that did without closing.
 int judge(const Job& job, const Options& options) {
   const auto complain_of = [&](int code, const recycle::RunResult& run, const std::string& what) {
-    return complain(code, examples::one_line(fmt::format("{}: {}: {}", options.case_path,
-                                                         recycle::name_of(run.method), what)));
+    return complain(code, fmt::format("{}: {}: {}", options.case_path, recycle::name_of(run.method), what));
   };
   for (const recycle::RunResult& run : job.runs)
     if (!run.converged) return complain_of(kNotConverged, run, "not converged: " + run.complaint);
@@ -122,12 +98,17 @@ int run(const Options& options) {
   if (options.tolerance) job.c.tolerance = *options.tolerance;
   if (options.max_passes) job.c.max_passes = *options.max_passes;
   job.plan = recycle::make_plan(job.c.flowsheet, options.tears.empty() ? job.c.tears : options.tears);
-  if (!options.csv_path.empty()) expect_writable(options.csv_path);
-  std::unique_ptr<recycle::DebugLog> log;
-  if (!options.log_name.empty()) log = std::make_unique<recycle::DebugLog>(options.log_name);
-  run_all(job, options, log ? log->get() : nullptr);
+  if (!options.csv_path.empty()) {
+    if (const auto obstacle = examples::obstacle_to_writing(options.csv_path))
+      return complain(kBadInput, options.csv_path + ": " + *obstacle);
+  }
+  std::optional<examples::LogFile> log;
+  if (!options.log_name.empty()) log.emplace(options.log_name);
+  run_all(job, options, log ? log->log() : nullptr);
   if (!print_whole(output(job, options))) return complain(kBadInput, "standard output cannot be written");
-  if (log) log->finish();
+  if (log) {
+    if (const auto failure = log->keep()) return complain(kBadInput, *failure);
+  }
   if (!options.csv_path.empty()) {
     if (const auto failure = examples::write_whole_file(options.csv_path, recycle::history_csv(job.runs)))
       return complain(kBadInput, options.csv_path + ": " + *failure);
