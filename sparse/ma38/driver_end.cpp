@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "sparse/ma38/pivot_test.h"
+
 namespace corvidnum {
 namespace ma38 {
 
@@ -15,9 +17,10 @@ bool take_reals(Space& space, Wide count, const Results& results) {
 Index store_singleton(double pivot, Space& space, FactorTotals& totals, DriverFigures& figures,
                       const Results& results) {
   ++figures.singletons;
-  if (pivot != 0.0) ++figures.nonzero_singletons;
+  const bool usable = is_usable_pivot(pivot);
+  if (usable) ++figures.usable_singletons;
   if (!take_reals(space, 1, results)) return 0;
-  space.reals(space.xtail) = pivot != 0.0 ? pivot : 1.0;
+  space.reals(space.xtail) = usable ? pivot : 1.0;
   space.note_use(results);
   totals.peak_reals = std::max(totals.peak_reals, ++totals.factor_reals);
   return space.xtail;
@@ -52,7 +55,7 @@ void count_entries(const DriverFigures& f, const FactorTop<int>& top, bool good,
   if (good) {
     for (Index k = 1; k <= f.n; ++k) results(kDiagonalPivots) += top.cperm()(k) == top.rperm()(k);
   }
-  results(kPivots) += static_cast<int>(f.nonzero_singletons);
+  results(kPivots) += static_cast<int>(f.usable_singletons);
   results(kBlasFlops) = results(kLevel1Flops) + results(kLevel2Flops) + results(kLevel3Flops);
 }
 

@@ -12,17 +12,17 @@ struct DriverFigures {
   Wide n, nz, ne;
   bool preserved;
   Index nblks = 1;
-  Wide nzoff = 0;                                // entries in rows of earlier blocks
-  Wide below = 0;                                // entries in rows of later blocks: dropped
-  Wide invalid = 0;                              // entries without a place in a block's pattern: dropped
-  Index singletons = 0, nonzero_singletons = 0;  // blocks of order 1
+  Wide nzoff = 0;                               // entries in rows of earlier blocks
+  Wide below = 0;                               // entries in rows of later blocks: dropped
+  Wide invalid = 0;                             // entries without a place in a block's pattern: dropped
+  Index singletons = 0, usable_singletons = 0;  // blocks of order 1
 };
 
 /// Takes `count` reals at the tail. False: a shortage.
 bool take_reals(Space& space, Wide count, const Results& results);
 
-/// The pivot of a block of order 1, which goes to the real tail; a zero becomes 1.0, so that the solution can
-/// go on. Returns its place; 0: a shortage.
+/// The pivot of a block of order 1, which goes to the real tail; one that is zero, infinite, NaN or has an
+/// infinite reciprocal becomes 1.0, so that the solution can go on. Returns its place; 0: a shortage.
 Index store_singleton(double pivot, Space& space, FactorTotals& totals, DriverFigures& figures,
                       const Results& results);
 

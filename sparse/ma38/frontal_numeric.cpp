@@ -10,9 +10,8 @@
 #include <cmath>
 
 #include "frame/blas.h"
-#include "frame/idamax.h"
 #include "sparse/ma38/frontal_steps.h"
-#include "sparse/ma38/pivot_scaling.h"
+#include "sparse/ma38/pivot_test.h"
 
 namespace corvidnum {
 namespace ma38 {
@@ -40,17 +39,27 @@ void retire(Frontal& f, const Pivot& pivot) {
   f.col_map(pivot.column) = kPivotalColumn;
 }
 
+/// A column whose element in the pivot row is infinite or NaN can have no finite factors: it is out for good.
+void drop_infinite_columns(Frontal& f, Index pivot_row) {
+  for (Index j = 0; j < f.fncols; ++j) {
+    if (!std::isfinite(f.at(pivot_row, j * f.dr))) column_degree(f, f.fcols(j + 1)) = dead_column(f);
+  }
+}
+
 void eliminate(Frontal& f, const Pivot& pivot) {
   const Index slot_row = f.dr - f.batch - 1, slot_column = (f.dc - f.batch - 1) * f.dr;
   double& value = f.at(slot_row, slot_column);
-  // Summed in another order than when it was chosen, a value of the size of rounding can have vanished.
-  if (value == 0.0) value = pivot.seen;
-  divide_by_pivot(&f.at(0, slot_column), f.fnrows, value);
+  double* const column = &f.at(0, slot_column);
+  // Summed in another order than when it was chosen, a value of the size of rounding can have vanished, and
+  // sums can overflow.
+  if (!is_usable_pivot(value)) value = pivot.seen;
+  divide_by_pivot(column, f.fnrows, value);
+  if (is_usable_pivot(value) && all_finite(column, f.fnrows)) f.results.add(kPivots, 1);
+  drop_infinite_columns(f, slot_row);
   f.results(kLevel1Flops) += static_cast<double>(f.fnrows);
   ++f.batch;
   --f.remaining;
   ++f.pivots;
-  f.results.add(kPivots, 1);
   f.frows(f.n - f.pivots + 1) = static_cast<int>(pivot.row);
   f.fcols(f.n - f.pivots + 1) = static_cast<int>(pivot.column);
   retire(f, pivot);
@@ -185,9 +194,9 @@ bool fill_work_column(Frontal& f, Index column) {
 /// A pivot row for the column in the work column, among the rows that were in the front before; 0: none.
 Index choose_pivot_row(Frontal& f, Index column, Index old_rows) {
   const double* work = f.space.reals.data() + (f.work_column() - 1);
-  const double amax = std::fabs(work[idamax(as_int(f.fnrows), work) - 1]);
+  const double amax = largest_magnitude(work, f.fnrows);
   f.results(kSearchFlops) += static_cast<double>(f.fnrows);
-  if (!(amax > 0.0)) {
+  if (!is_usable_pivot(amax)) {
     column_degree(f, column) = dead_column(f);
     return 0;
   }

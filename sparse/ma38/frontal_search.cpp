@@ -1,9 +1,7 @@
 // Pivot search: a few columns of lowest degree are assembled one by one behind the head of the reals.
 
-#include <cmath>
-
-#include "frame/idamax.h"
 #include "sparse/ma38/frontal_steps.h"
+#include "sparse/ma38/pivot_test.h"
 
 namespace corvidnum {
 namespace ma38 {
@@ -34,18 +32,15 @@ void leave_degree_list(Frontal& f, Index column) {
 
 RowChoice choose_row(const Frontal& f, const int* rows, const double* values, Index count, Index diagonal,
                      double amax) {
-  const double threshold = f.controls.threshold * amax;
-  const auto acceptable = [&](Index i) {
-    const double magnitude = std::fabs(values[i]);
-    return magnitude >= threshold && magnitude > 0.0;
-  };
   RowChoice choice;
-  if (diagonal >= 0 && acceptable(diagonal)) {
+  if (!is_usable_pivot(amax)) return choice;
+  const PivotTest acceptable(f.controls.threshold, amax);
+  if (diagonal >= 0 && acceptable(values[diagonal])) {
     choice.offer(rows[diagonal], row_degree(f, rows[diagonal]));
     return choice;
   }
   for (Index i = 0; i < count; ++i) {
-    if (acceptable(i)) choice.offer(rows[i], row_degree(f, rows[i]));
+    if (acceptable(values[i])) choice.offer(rows[i], row_degree(f, rows[i]));
   }
   return choice;
 }
@@ -139,12 +134,10 @@ bool examine_column(Frontal& f, Index column, Candidate& candidate) {
   candidate.choice = RowChoice();
   if (length > 0) {
     const double* values = space.reals.data() + (space.xhead - 1);
-    const double amax = std::fabs(values[idamax(static_cast<int>(length), values) - 1]);
+    const double amax = largest_magnitude(values, length);
     f.results(kSearchFlops) += static_cast<double>(length);
-    if (amax > 0.0) {
-      candidate.choice =
-          choose_row(f, f.scratch.data(), values, length, find_diagonal(f, column, mapped, length), amax);
-    }
+    candidate.choice =
+        choose_row(f, f.scratch.data(), values, length, find_diagonal(f, column, mapped, length), amax);
   }
   for (Index i = 1; i <= mapped; ++i) f.row_map(f.scratch(i)) = kOutsideRow;
   return true;

@@ -75,7 +75,8 @@ struct RowChoice {
     }
   }
 };
-/// values[i] belongs to rows[i]; `diagonal` is the position of the preferred row, or -1.
+/// values[i] belongs to rows[i]; `diagonal` is the position of the preferred row, or -1; `amax` is the
+/// column's largest magnitude. A column that is zero, or not finite, has no acceptable row.
 RowChoice choose_row(const Frontal& f, const int* rows, const double* values, Index count, Index diagonal,
                      double amax);
 

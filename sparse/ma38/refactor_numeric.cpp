@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "frame/blas.h"
-#include "sparse/ma38/pivot_scaling.h"
+#include "sparse/ma38/pivot_test.h"
 #include "sparse/ma38/refactor_steps.h"
 
 namespace corvidnum {
@@ -125,7 +125,7 @@ int eliminate(Replay& f, const Element& element) {
     update_pivot_column(f, b, j);
     double* const column = f.at(0, b.columns - j);
     const Index rows = b.rows - j;
-    if (column[rows] == 0.0) return kPivotOrderFailed;
+    if (!is_usable_pivot(column[rows])) return kPivotOrderFailed;
     divide_by_pivot(column, rows, column[rows]);
     f.results(kLevel1Flops) += as_double(rows);
     f.results.add(kPivots, 1);
@@ -173,6 +173,7 @@ int store_element(Replay& f, const Element& element) {
   f.space.note_use(f.results);
   element.words[kElementReals] = static_cast<int>(f.space.xtail);
   store_reals(f, element);
+  if (!all_finite(&f.space.reals(f.space.xtail), reals)) return kPivotOrderFailed;
   f.results.add_factor_entries(element.pivots, element.l, element.u);
   f.totals.factor_reals += reals;
   note_peak(f);

@@ -226,10 +226,10 @@ bool SolveRun::solve_and_refine() {
     omega = backward_error();
     report(omega);
     results_(kRefinements) = static_cast<int>(step);
-    if (!(omega.sum() + 1.0 > 1.0)) return true;
-    if (step > 0 && omega.sum() > kLeastFall * before.sum()) {
+    if (omega.sum() + 1.0 <= 1.0) return true;  // false for a NaN
+    if (step > 0 && !(omega.sum() <= kLeastFall * before.sum())) {
       results_(kRefinements) = static_cast<int>(step - 1);
-      if (omega.sum() > before.sum()) {  // the last step made it worse; one that gained too little stays
+      if (!(omega.sum() <= before.sum())) {  // the last step made it worse; one that gained too little stays
         std::copy_n(s().data(), n_, x_.data());
         report(before);
       }
@@ -280,7 +280,9 @@ Omega SolveRun::backward_error() const {
   for (Index i = 1; i <= n_; ++i) {
     const double tau = (size * sums(i) + std::fabs(b_(i))) * tau_factor;
     const double by_row = std::fabs(b_(i)) + y_(i), by_solution = size * sums(i) + y_(i);
-    if (by_row > tau)
+    if (std::isnan(r_(i)))  // comparisons would pass over it
+      Omega::raise(omega.by_row, r_(i));
+    else if (by_row > tau)
       Omega::raise(omega.by_row, std::fabs(r_(i)) / by_row);
     else if (tau > 0.0 && by_solution > 0.0)  // an empty row has no scale and does not count
       Omega::raise(omega.by_solution, std::fabs(r_(i)) / by_solution);

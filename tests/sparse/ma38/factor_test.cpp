@@ -99,6 +99,12 @@ std::vector<Case> cases(Random& random) {
   };
 }
 
+/// Whether the reals of the factors are, those of the matrix among them.
+bool all_finite(const Factoring& f) {
+  return std::all_of(f.value.begin() + (f.KEEP(1) - 1), f.value.begin() + f.KEEP(2),
+                     [](double value) { return std::isfinite(value); });
+}
+
 /// Factors as they must be, and no multiplier above what the tolerance allows.
 void factor_and_expect(const Coordinates& matrix, const FactorSettings& settings) {
   Factoring f(matrix, settings);
@@ -173,10 +179,76 @@ TEST(Ma38Factors, HaveAsManyPivotsAsTheRank) {
     EXPECT_EQ(f.INFO(1) & 4, 4);
     if (HasFailure()) return;
   }
-  Factoring tiny({2, 2, {1, 2, 1, 2}, {1, 1, 2, 2}, {4e-310, 1e-310, 2e-310, 3e-310}}, kSettings[2]);
-  tiny.factor();  // reciprocals are infinite
-  expect_factors(tiny);
-  EXPECT_EQ(tiny.INFO(17), 2);
+}
+
+/// 2 x 2 by columns. Without blocks, but for those of order 1.
+TEST(Ma38Factors, CountNoPivotThatIsNotFinite) {
+  const double inf = HUGE_VAL, nan = std::nan("");
+  FactorSettings any = kSettings[2], one_by_one = any, blocks = kSettings[0];
+  any.tolerance = 0.0, one_by_one.width = 1;
+  const struct {
+    const char* name;
+    const FactorSettings& settings;
+    Vector values;
+    int pivots;
+  } cases[] = {
+      {"all finite", kSettings[2], {1e308, 2e307, 2e307, 1e308}, 2},
+      {"what is left overflows", kSettings[2], {2e307, 1e308, 1.7e308, 2e307}, 1},
+      {"least pivots", kSettings[2], {0x1.0000000000004p-1024, 0.0, 0.0, 1.0}, 2},
+      {"infinite reciprocal", kSettings[2], {0x1p-1024, 0.0, 0.0, 1.0}, 1},
+      {"infinite reciprocals", kSettings[2], {4e-310, 1e-310, 2e-310, 3e-310}, 0},
+      {"infinite element", kSettings[2], {inf, 1.0, 1.0, 3.0}, 1},
+      {"NaN below a number", kSettings[2], {1.0, nan, 1.0, 3.0}, 1},
+      {"NaN above a number", kSettings[2], {nan, 1.0, 1.0, 3.0}, 1},
+      {"infinite in the pivot row alone", one_by_one, {1.0, 0.0, inf, 3.0}, 1},
+      {"infinite reciprocal beside a finite one", any, {1e-310, 1e-305, 1e-305, 1e-305}, 2},
+      {"multiplier that would overflow", any, {1e-300, 1e10, 1.0, 1.0}, 2},
+      {"blocks of order 1", blocks, {-0x1.0000000000004p-1024, 0.0, 0.0, 1.0}, 2},
+      {"block with an infinite reciprocal", blocks, {1e-310, 0.0, 0.0, 1.0}, 1},
+      {"infinite and undefined block", blocks, {-inf, 0.0, 0.0, nan}, 0},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.name);
+    Coordinates matrix{2, 2, {}, {}, {}};
+    for (int k = 0; k < 4; ++k)
+      if (one.values[k] != 0.0) matrix.add(k % 2 + 1, k / 2 + 1, one.values[k]);
+    Factoring f(matrix, one.settings);
+    EXPECT_EQ(f.factor(), one.pivots == 2 ? 0 : 4);
+    EXPECT_EQ(f.INFO(17), one.pivots);
+    if (one.pivots == 2) expect_factors(f);
+  }
+}
+
+TEST(Ma38Factors, AreFiniteUnlessTheRankTellsOtherwise) {
+  int full = 0, deficient = 0, failed = 0;
+  for (unsigned seed = 0; seed < 4000; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const int n = number(random, 2, 30);
+    Coordinates matrix = banded_matrix(n, 1, 1, random);
+    const Coordinates more = random_matrix(n, n, 0.05 * number(random, 1, 6), random);
+    for (int k = 0; k < more.entries(); ++k) matrix.add(more.rows[k], more.columns[k], more.values[k]);
+    const double size = std::pow(10.0, number(random, 304, 308));
+    for (double& value : matrix.values) value = size * std::min(1.7, std::fabs(value));
+    Factoring f(matrix, random_settings(random));
+    f.factor();
+    ASSERT_GE(f.INFO(1), 0);
+    const bool finite = f.INFO(17) == n;
+    ++(finite ? full : deficient);
+    if (finite) {
+      EXPECT_TRUE(all_finite(f));
+    }
+    const Ints pattern = f.pattern();
+    for (double& value : f.matrix.values) value *= 1.0 + 0.05 * uniform(random);
+    const int status = f.refactor(pattern);
+    EXPECT_TRUE(status == -6 || status >= 0) << status;
+    failed += status == -6;
+    if (status >= 0 && (finite || status < 4)) {
+      EXPECT_TRUE(all_finite(f));
+    }
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(std::min({full, deficient, failed}), 200);
 }
 
 TEST(Ma38Factors, FindTheBlocks) {

@@ -353,18 +353,27 @@ TEST(Ma38Refactor, ZeroPivotsFailInFrontsOnly) {
   }
 }
 
-/// Only an exact zero is no pivot; the reciprocal of one of 1e-310 is infinite, its quotients are not.
+/// Down to those with an infinite reciprocal.
 TEST(Ma38Refactor, PivotsOfAnySizeGoThrough) {
   Factoring f(Coordinates{3, 3, {1, 2, 3, 1, 2, 3}, {1, 2, 3, 2, 3, 1}, {4.0, 4.0, 4.0, 1.0, 1.0, 1.0}},
               kSettings[2]);
   ASSERT_EQ(f.factor(), 0);
-  for (const double scale : {1e-30, 2.5e-311, std::nan("")}) {
+  const Ints pattern = f.pattern();
+  for (const double scale : {1e-30, 1e-307, 2.5e-311, 1e308, HUGE_VAL, std::nan("")}) {
     SCOPED_TRACE(scale);
     for (int k = 0; k < 6; ++k) f.matrix.values[k] = scale * (k < 3 ? 4.0 : 1.0);
-    EXPECT_EQ(f.refactor(), 0);
-    EXPECT_EQ(f.INFO(17), 3);
-    for (const double x : factor_reals(f)) EXPECT_EQ(std::isfinite(x), scale > 0.0);
+    if (1e-307 <= scale && scale < 1.0) {
+      EXPECT_EQ(f.refactor(pattern), 0);
+      EXPECT_EQ(f.INFO(17), 3);
+      for (const double x : factor_reals(f)) EXPECT_TRUE(std::isfinite(x));
+    } else {
+      EXPECT_EQ(f.refactor(pattern), -6);
+    }
   }
+  Factoring diagonal(Coordinates{2, 2, {1, 2}, {1, 2}, {4.0, 4.0}}, kSettings[2]);  // without multipliers
+  ASSERT_EQ(diagonal.factor(), 0);
+  diagonal.matrix.values = {1e-310, 4.0};
+  EXPECT_EQ(diagonal.refactor(), -6);
 }
 
 TEST(Ma38Refactor, FaultsOfTheCallerHaveTheirCodes) {

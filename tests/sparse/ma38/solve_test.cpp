@@ -282,10 +282,22 @@ TEST(Solve, WhatHasNoScaleHasNoError) {
   const Answer none = solve(empty, 0, false, right_side(empty.n), 2, -1.0);
   EXPECT_EQ(none.omega(), 0.0);
   EXPECT_EQ(none.steps(), 0);
+}
 
-  const Answer undefined = solve(Stored(kShapes[0], 3), 0, false, {HUGE_VAL}, 2);
-  EXPECT_TRUE(std::isnan(undefined.omega()));
-  EXPECT_EQ(undefined.steps(), 0);
+TEST(Solve, AnErrorThatIsNaNNeverLooksConverged) {
+  Stored stored({"two", kBlocks, [](Random& r) { return block_triangular_matrix({1, 1}, r); }}, 3);
+  for (const Vector& b : {Vector{HUGE_VAL, 1.0}, Vector{1.0, std::nan("")}, Vector{HUGE_VAL, -HUGE_VAL}}) {
+    const Answer undefined = solve(stored, 0, false, b, 2);
+    EXPECT_TRUE(std::isnan(undefined.omega()));
+    EXPECT_EQ(undefined.steps(), 0);
+  }
+  // Of another matrix: the step ends in infinities and is taken back.
+  std::fill_n(stored.value.end() - 2, 2, 1e-120);
+  const Vector b{1.0, 2.0};
+  const Answer plain = solve(stored, 0, false, b), refined = solve(stored, 0, false, b, 2);
+  EXPECT_EQ(refined.x, plain.x);
+  EXPECT_EQ(refined.steps(), 0);
+  EXPECT_NEAR(refined.omega(), 1.0, 1e-9);
 }
 
 TEST(Solve, StatusOfEveryForm) {
