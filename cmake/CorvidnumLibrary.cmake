@@ -108,6 +108,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/frontal_finish.cpp
   sparse/ma38/frontal_checks.cpp
   sparse/ma38/defaults.cpp
+  sparse/ma38/degree_lists.cpp
   sparse/ma38/factorise.cpp
   sparse/ma38/refactor.cpp
   sparse/ma38/refactor_driver.cpp

@@ -97,9 +97,10 @@ Frontal lay_out_vectors(const Block& block, Index dn, Index limit, Space& space,
   const OneBased<int> rows = block.several ? take(n) : block.rperm;
   const OneBased<int> columns = block.several ? take(n) : block.cperm;
   const OneBased<int> cp = take(n), row_map = take(n), col_map = take(n), scratch = take(n), heads = take(n);
+  const DegreeLists degree_lists(heads, cp, space.ints);
   const OneBased<int> rp = take(nd), rt = take(nd), ro = take(nd);
-  return Frontal{n,       dn,      nd,      limit, space, results, controls, totals, cp,
-                 row_map, col_map, scratch, heads, rp,    rt,      ro,       rows,   columns};
+  return Frontal{n,       dn,      nd,      limit,        space, results, controls, totals, cp,
+                 row_map, col_map, scratch, degree_lists, rp,    rt,      ro,       rows,   columns};
 }
 
 }  // namespace

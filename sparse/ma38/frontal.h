@@ -2,32 +2,12 @@
 
 // State of the frontal kernel: one diagonal block under factorisation, and the objects that hold it.
 
+#include "sparse/ma38/column_object.h"
+#include "sparse/ma38/degree_lists.h"
 #include "sparse/ma38/kernels.h"
 
 namespace corvidnum {
 namespace ma38 {
-
-/// A column object in the integer space, at cp(column). A dense column's element has the same form; its word
-/// 1 is the number of entries, word 5 is 1, word 8 the original column, and its row indices begin at word 9.
-///   | length | degree | values | next | prev | tuples | entries | next of degree | prev of degree |
-///   | tuples: pairs of element and offset of the column in its U list | room | rows of the entries |
-/// Offsets in tuples count from 1.
-/// Words 2, 3, 4, 6 are those of any owner of reals: the memory list runs through them.
-enum ColumnWord {
-  kLength = 0,
-  kDegree = 1,
-  kValues = 2,
-  kNext = 3,
-  kPrevious = 4,
-  kTuples = 5,
-  kOwned = 6,  // original entries; 0: its reals are a hole
-  kNextOfDegree = 7,
-  kPreviousOfDegree = 8,
-  kDenseColumn = 8,
-  kColumnTuples = 9
-};
-constexpr Index kColumnHeader = 9;
-constexpr int kColumnIsPivotal = -1;  // word 1 of what has gone
 
 /// A row object, at rp(row): | length | degree | tuples: element and offset in its L list | room | columns |
 /// rt(row) tuples and ro(row) original columns are in use.
@@ -55,7 +35,8 @@ struct Frontal {
   FactorTotals& totals;
 
   // The vectors at the bottom of the integer space, and the lists.
-  OneBased<int> cp, row_map, col_map, scratch, heads;  // [n]
+  OneBased<int> cp, row_map, col_map, scratch;  // [n]
+  DegreeLists degree_lists;                     // with [n] heads
   /// rp: object of a row, an element, or the LU element of a dead one. A number 1 .. n is a row while
   /// 0 <= rt <= nd; from its pivot on it is an element: a live one has rt > nd (a stamp), a dead one
   /// dead_mark(). ro and rt of an element count its rows and columns outside the front, above the stamp.
@@ -83,8 +64,7 @@ struct Frontal {
   Index stamp = 0;
   Index remaining = 0;  // order of what is not factorised
   Index pivots = 0;
-  Index elements = 0;  // LU elements stored
-  Index min_degree = 1;
+  Index elements = 0;       // LU elements stored
   Index largest_front = 0;  // or dense column: the next stamp is above all counters
 
   // The LU elements of the present front, and the elements assembled since the last flush: a list through

@@ -29,7 +29,7 @@ namespace {
 // Most scans of an old member of the front find nothing to assemble. It is marked when an element that it is
 // part of gets complete, or when it comes in; the elements of one without a mark all reach outside. The pivot
 // and, in the first scans of a front, all members are new anyway.
-constexpr ColumnWord kMark = kNextOfDegree;  // no column of the front is in a degree list
+constexpr ColumnWord kMark = kFirstLink;  // no column of the front is in a degree list
 int& column_mark(const Frontal& f, Index column) { return f.word(f.cp(column), kMark); }
 int& row_mark(const Frontal& f, Index row) { return f.scratch(row); }
 

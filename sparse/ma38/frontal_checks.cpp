@@ -223,16 +223,13 @@ class Inspection {
 
   const char* degree_lists() {
     Index entered = 0, waiting = 0;
-    for (Index degree = 1; degree <= f_.n; ++degree) {
-      Index previous = 0;
-      for (Index col = f_.heads(degree); col != 0; previous = col, col = f_.word(f_.cp(col), kNextOfDegree)) {
-        if (f_.cp(col) == 0 || in_front(col)) return "degree list with a column that is in none";
-        if (f_.word(f_.cp(col), kDegree) != degree) return "column in the wrong degree list";
-        if (f_.word(f_.cp(col), kPreviousOfDegree) != previous) return "links of a degree list";
-        if (degree < f_.min_degree) return "least degree";
-        ++entered;
-      }
-    }
+    if (!f_.degree_lists.consistent()) return "degree lists";
+    bool listed_in_front = false;
+    f_.degree_lists.each([&](Index col) {
+      ++entered;
+      listed_in_front |= in_front(col);
+    });
+    if (listed_in_front) return "degree list with a column of the front";
     for (Index col = 1; col <= f_.n; ++col) {
       if (f_.cp(col) == 0) continue;
       const Index degree = f_.word(f_.cp(col), kDegree);

@@ -106,13 +106,15 @@ void finish_chain(Frontal& f) {
   f.totals.peak_reals = std::max(f.totals.peak_reals, f.chain_peak + Wide{f.chain_rows} * f.chain_columns);
 }
 
-/// Bounds count the whole remainder again; columns go to the front of their lists, the last of fcols on top.
+/// Bounds count the whole remainder again. Columns go back to their lists in the order of their numbers: on
+/// patterns that are symmetric the row rule, which takes the lowest number among equals, then leads to the
+/// diagonal. In the order of fcols pivots off the diagonal, with large multipliers, would pile up.
 void renew_degrees(Frontal& f) {
   for (Index j = 1; j <= f.fncols; ++j) {
     int& degree = column_degree(f, f.fcols(j));
     if (degree < 0) continue;
     degree = to_int(std::min(degree + f.fnrows, f.remaining));
-    if (degree > 0) enter_degree_list(f, f.fcols(j));
+    if (degree > 0) f.degree_lists.enter(f.fcols(j));
   }
   for (Index i = 1; i <= f.fnrows; ++i) {
     int& degree = f.word(f.rp(f.frows(i)), kDegree);

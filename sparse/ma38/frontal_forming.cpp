@@ -74,7 +74,7 @@ bool form_front(Frontal& f, const Pivot& pivot) {
   set_maps(f, pivot);
   if (!take_room(f)) return false;
   clear_front(f);
-  for (Index j = 1; j <= f.fncols; ++j) leave_degree_list(f, f.fcols(j));
+  for (Index j = 1; j <= f.fncols; ++j) f.degree_lists.leave(f.fcols(j));
 
   f.batch = f.updated = 0;
   f.chain_first = f.chain_rows = f.chain_columns = 0;

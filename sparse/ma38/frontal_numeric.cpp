@@ -321,7 +321,7 @@ Newcomers newcomers(Index old, Index count, Index place) { return {old + 1, coun
 
 /// The pivot stands in its slot, up to date but for what waits; new rows and columns are in.
 Arrivals accept(Frontal& f, const Pivot& pivot, const Extent& old) {
-  for (Index j = old.columns + 1; j <= f.fncols; ++j) leave_degree_list(f, f.fcols(j));
+  for (Index j = old.columns + 1; j <= f.fncols; ++j) f.degree_lists.leave(f.fcols(j));
   clear_arrivals(f, old);
   const Index row_place = f.row_map(pivot.row) + 1, column_place = f.col_map(pivot.column) / f.dr + 1;
   const Arrivals arrivals{pivot, false, newcomers(old.rows, f.fnrows, row_place),

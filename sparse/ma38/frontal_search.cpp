@@ -6,30 +6,6 @@
 namespace corvidnum {
 namespace ma38 {
 
-void enter_degree_list(Frontal& f, Index column) {
-  const Index object = f.cp(column);
-  const Index degree = f.word(object, kDegree);
-  const int next = f.heads(degree);
-  f.word(object, kNextOfDegree) = next;
-  f.word(object, kPreviousOfDegree) = 0;
-  if (next != 0) f.word(f.cp(next), kPreviousOfDegree) = static_cast<int>(column);
-  f.heads(degree) = static_cast<int>(column);
-  f.min_degree = std::min(f.min_degree, degree);
-}
-
-void leave_degree_list(Frontal& f, Index column) {
-  const Index object = f.cp(column);
-  const Index degree = f.word(object, kDegree);
-  if (degree <= 0) return;
-  const int next = f.word(object, kNextOfDegree), previous = f.word(object, kPreviousOfDegree);
-  if (next != 0) f.word(f.cp(next), kPreviousOfDegree) = previous;
-  if (previous != 0) {
-    f.word(f.cp(previous), kNextOfDegree) = next;
-  } else {
-    f.heads(degree) = next;
-  }
-}
-
 RowChoice choose_row(const Frontal& f, const int* rows, const double* values, Index count, Index diagonal,
                      double amax) {
   RowChoice choice;
@@ -46,15 +22,6 @@ RowChoice choose_row(const Frontal& f, const int* rows, const double* values, In
 }
 
 namespace {
-
-/// The column of lowest degree, taken out of its list; 0: none is left.
-Index take_column(Frontal& f) {
-  while (f.min_degree <= f.n && f.heads(f.min_degree) == 0) ++f.min_degree;
-  if (f.min_degree > f.n) return 0;
-  const Index column = f.heads(f.min_degree);
-  leave_degree_list(f, column);
-  return column;
-}
 
 /// The candidate's rows go to `scratch` and its values behind the head. Rows that came by tuples are mapped;
 /// their count is `mapped`. Returns the true degree.
@@ -148,10 +115,10 @@ bool examine_column(Frontal& f, Index column, Candidate& candidate) {
 bool search_pivot(Frontal& f, Pivot& pivot) {
   pivot = Pivot();
   Wide best_cost = 0;
-  Index chain = 0;  // candidates, the last first, through the word of the degree list
+  Index chain = 0;  // candidates, the last first, through a link of the degree lists, in which none is now
   Index candidates = 0;
   while (candidates < f.controls.search_width) {
-    const Index column = take_column(f);
+    const Index column = f.degree_lists.take_first();
     if (column == 0) break;
     Candidate candidate;
     if (!examine_column(f, column, candidate)) return false;
@@ -161,7 +128,7 @@ bool search_pivot(Frontal& f, Pivot& pivot) {
       continue;
     }
     ++candidates;
-    f.word(f.cp(column), kNextOfDegree) = static_cast<int>(chain);
+    f.word(f.cp(column), kFirstLink) = static_cast<int>(chain);
     chain = column;
     const Wide cost = Wide{choice.degree - 1} * (candidate.degree - 1);
     if (!pivot.found() || cost < best_cost) {
@@ -173,8 +140,8 @@ bool search_pivot(Frontal& f, Pivot& pivot) {
   }
   while (chain != 0) {
     const Index column = chain;
-    chain = f.word(f.cp(column), kNextOfDegree);
-    if (column != pivot.column) enter_degree_list(f, column);
+    chain = f.word(f.cp(column), kFirstLink);
+    if (column != pivot.column) f.degree_lists.put_back(column);
   }
   return true;
 }

@@ -23,13 +23,12 @@ void clear_vectors(Frontal& f) {
   for (Index i = 1; i <= f.n; ++i) {
     f.row_map(i) = kOutsideRow;
     f.col_map(i) = kOutsideColumn;
-    f.heads(i) = 0;
     f.rt(i) = 0;
     f.ro(i) = 0;
   }
+  f.degree_lists.clear();
   f.stamp = f.nd + 2;
   f.remaining = f.n;
-  f.min_degree = 1;
 }
 
 void link_columns(Frontal& f) {
@@ -118,14 +117,13 @@ void fill_columns_of_rows(Frontal& f) {
   }
 }
 
-/// From the last to the first, so that each list ascends.
 void fill_degree_lists(Frontal& f) {
   for (Index col = f.n; col >= 1; --col) {
     int& degree = column_degree(f, col);
     if (degree == 0) {
       degree = dead_column(f);
     } else {
-      enter_degree_list(f, col);
+      f.degree_lists.enter(col);
     }
   }
 }

@@ -60,10 +60,7 @@ inline int row_degree(const Frontal& f, Index row) { return f.word(f.rp(row), kD
 inline int& column_degree(const Frontal& f, Index column) { return f.word(f.cp(column), kDegree); }
 inline int dead_column(const Frontal& f) { return static_cast<int>(-2 - f.n); }
 
-// ---- Degree lists (frontal_search.cpp)
-
-void enter_degree_list(Frontal& f, Index column);  // at the front; lowers the remembered minimum
-void leave_degree_list(Frontal& f, Index column);  // does nothing for a column that is in none
+// ---- Choice of a row (frontal_search.cpp)
 
 /// A row acceptable as pivot row: least degree bound, then lowest number.
 struct RowChoice {
