@@ -21,8 +21,7 @@ std::string kind(const toml::node& node) {
   return out.str();
 }
 
-}  // namespace
-
+/// Puts a blank in the place of each control character, line ends among them.
 std::string one_line(std::string text) {
   constexpr unsigned char kFirstPrinted = 0x20, kDelete = 0x7f;
   const auto is_control = [](char c) {
@@ -31,6 +30,8 @@ std::string one_line(std::string text) {
   std::replace_if(text.begin(), text.end(), is_control, ' ');
   return text;
 }
+
+}  // namespace
 
 BadCase complaint(const std::string& name, long line, std::string what) {
   return BadCase(fmt::format("{}:{}: {}", name, line, one_line(std::move(what))));

@@ -37,9 +37,6 @@ std::string read_case_text(const std::string& path);
 template <class Case, class Read>
 Case parse_case_text(const std::string& text, const std::string& name, Read read);
 
-/// `text` with a blank for each control character, line ends among them.
-std::string one_line(std::string text);
-
 /// A complaint as one line, whatever stood in the file.
 BadCase complaint(const std::string& name, long line, std::string what);
 
