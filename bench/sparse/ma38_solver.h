@@ -9,10 +9,10 @@
 
 namespace bench {
 
-/// The routines of the multifrontal solver. Where the diagonal has good pivots, as on grids, they are told so,
-/// and to grow fronts less, which there saves most of the operations. The two arrays are long from the start,
-/// since a part of a new array that is never touched costs no time; where even that is short, the figures of
-/// the routine tell more.
+/// The routines of the multifrontal solver. Where the diagonal has good pivots, as on grids, they are told
+/// so, and to grow fronts less, which there saves most of the operations; Ma38With sets these two by itself.
+/// The two arrays are long from the start, since a part of a new array that is never touched costs no time;
+/// where even that is short, the figures of the routine tell more.
 class Ma38Solver {
  public:
   static constexpr const char* kName = "ma38";
@@ -54,8 +54,15 @@ class Ma38Solver {
     return info_[0] == 0;
   }
 
+  double operations() const { return rinfo_[kAllBlas]; }
   /// Of the operations of the last factorisation, those in matrix-matrix kernels.
   double level3_share() const { return rinfo_[kLevel3] / rinfo_[kAllBlas]; }
+
+ protected:
+  Ma38Solver(const Problem& problem, bool prefer_diagonal, double growth) : Ma38Solver(problem) {
+    icntl_[kPreferDiagonal] = prefer_diagonal;
+    cntl_[kGrowth] = growth;
+  }
 
  private:
   static constexpr int kNotPreserved = 0, kPlain = 0, kWhole = 0;
@@ -102,6 +109,15 @@ class Ma38Solver {
   std::unique_ptr<double[]> value_;
   std::unique_ptr<int[]> index_;
   Vector work_;
+};
+
+/// Settings for grids: pivots from the diagonal or anywhere, growth of fronts in percent.
+template <bool kDiagonal, int kGrowthPercent>
+class Ma38With : public Ma38Solver {
+ public:
+  static constexpr const char* kName = kDiagonal ? (kGrowthPercent == 200 ? "ma38_diagonal" : "ma38_both")
+                                                 : (kGrowthPercent == 200 ? "ma38_default" : "ma38_growth");
+  explicit Ma38With(const Problem& problem) : Ma38Solver(problem, kDiagonal, kGrowthPercent / 100.0) {}
 };
 
 }  // namespace bench

@@ -15,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "bench/sparse/eigen_solver.h"
@@ -117,9 +118,11 @@ class Prepared {
 };
 
 template <class Solver>
-void count_operations(benchmark::State&, const Solver&) {}
-inline void count_operations(benchmark::State& state, const bench::Ma38Solver& solver) {
-  state.counters["level3"] = solver.level3_share();
+void count_operations(benchmark::State& state, const Solver& solver) {
+  if constexpr (std::is_base_of_v<bench::Ma38Solver, Solver>) {
+    state.counters["level3"] = solver.level3_share();
+    state.counters["operations"] = solver.operations();
+  }
 }
 
 double processor_seconds() {
@@ -201,6 +204,7 @@ int main(int argc, char** argv) {
   mallopt(M_TRIM_THRESHOLD, -1);
   add_all<Ma48Solver, Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kProcessCases);
   add_all<Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kGridCases);
+  add_all<Ma38With<false, 200>, Ma38With<true, 200>, Ma38With<false, 120>, Ma38With<true, 120>>(kGridCases);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReport report({Ma48Solver::kName, Ma38Solver::kName}, SuperLuSolver::kName);

@@ -105,7 +105,6 @@ int run(const Options& options) {
   std::optional<examples::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
   run_all(job, options, log ? log->log() : nullptr);
-  if (!print_whole(output(job, options))) return complain(kBadInput, "standard output cannot be written");
   if (log) {
     if (const auto failure = log->keep()) return complain(kBadInput, *failure);
   }
@@ -113,6 +112,7 @@ int run(const Options& options) {
     if (const auto failure = examples::write_whole_file(options.csv_path, recycle::history_csv(job.runs)))
       return complain(kBadInput, options.csv_path + ": " + *failure);
   }
+  if (!print_whole(output(job, options))) return complain(kBadInput, "standard output cannot be written");
   return judge(job, options);
 }
 

@@ -62,7 +62,7 @@ solver = {tears = ["Z"], tolerance = 1e-8}
       {cavett_ + " --compare --max-passes 60", 3, "direct: not converged: after 60 passes"},
       {cavett_ + " --csv " + in_folder("no/such.csv"), 1, "such.csv: No such file or directory\n"},
       {cavett_ + " --csv " + in_folder(""), 1, "/: Is a directory\n"},
-      {cavett_ + " --compare --debug-log " + in_folder("full"), 1, "full.LOG: is not a regular file\n"},
+      {cavett_ + " --compare --debug-log " + in_folder("full"), 1, "full.LOG: the log was not written whole; is the disk full?\n"},
       {cavett_ + " --compare --debug-log " + in_folder("x") + " --csv " + in_folder("./x.LOG"), 2,
        "x.LOG is the debug log"},
       {in_folder("stuck.toml"), 4,
