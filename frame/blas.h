@@ -1,7 +1,7 @@
 #pragma once
 
-// The BLAS and LAPACK routines that the library calls, with the length of each character argument
-// at the end, as Fortran compilers expect it. Arrays are column-major.
+// Prototypes of the BLAS and LAPACK routines that the library calls. Arrays are column-major. The lengths of
+// the character arguments follow at the end of each list, as Fortran compilers pass them.
 
 #include <cstddef>
 

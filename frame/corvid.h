@@ -1,8 +1,8 @@
 #pragma once
 
-// The host contract: all that libcorvidnum.so imports of the host support library, and nothing more.
-// The host support library defines these with the linkage and names given here. Strings are single-byte
-// and end with a zero. Flags are unsigned bytes, 1 for true and 0 for false.
+// The host contract: everything that libcorvidnum.so imports from the host support library, which defines it
+// with the linkage and names given here. Strings are single-byte and end with a zero. Flags are unsigned
+// bytes, 1 for true and 0 for false.
 
 #include <cstddef>
 
@@ -12,7 +12,8 @@
 #define CORVID_API
 #endif
 
-// ---- Memory. Null when exhausted; Corvid_delete and Corvid_free accept null.
+// ---- Memory. Each allocation returns null when memory is exhausted; Corvid_delete and Corvid_free accept
+// null. Blocks of Corvid_new are freed by Corvid_delete, all others by Corvid_free.
 
 extern "C" {
 CORVID_API void* Corvid_new(std::size_t bytes);
@@ -22,7 +23,7 @@ CORVID_API void* Corvid_calloc(std::size_t count, std::size_t bytes);
 CORVID_API void* Corvid_realloc(void* block, std::size_t bytes);
 CORVID_API void Corvid_free(void* block);
 CORVID_API char* Corvid_strdup(const char* text);
-/// The size in bytes that was asked for.
+/// Returns the size in bytes that was asked for when `block` was allocated.
 CORVID_API std::size_t Corvid__msize(void* block);
 }
 
@@ -32,15 +33,16 @@ CORVID_API std::size_t Corvid__msize(void* block);
 class CORVID_API Text {
  public:
   Text();
-  /// Copies `characters`; null gives the empty text.
+  /// Copies `characters`, which end with a zero; null gives the empty text.
   Text(const char* characters);  // NOLINT(google-explicit-constructor): part of the contract
   Text(const Text& other);
   Text& operator=(const Text& other);
   ~Text();
 
-  /// The characters, ended by zero; never null. Valid until the text changes or ends.
+  /// Returns the characters, which end with a zero; never null. They are valid until the text is assigned to
+  /// or destroyed.
   const char* Characters() const;
-  /// Characters before the ending zero.
+  /// Returns the number of characters before the ending zero.
   std::size_t Length() const;
 
  private:
@@ -48,9 +50,9 @@ class CORVID_API Text {
   std::size_t length_;
 };
 
-/// printf semantics.
+/// Formats a text with the semantics of printf.
 CORVID_API Text FormattedText(const char* format, ...) __attribute__((format(printf, 1, 2)));
-/// The message text (a printf format) filed under `key` in the host's string table.
+/// Returns the message text, a printf format, that the host's string table has under `key`.
 CORVID_API const Text& FindString(const char* key);
 
 struct ColourResource;
@@ -63,7 +65,9 @@ CORVID_API void ErrorMsg(const char* key, ...);
 
 using ModuleHandle = void*;
 
+/// Returns the handle of the host application.
 CORVID_API ModuleHandle AppInstance();
+/// Shows or hides the host's splash screen. The library passes 1 and 0.
 CORVID_API void ShowSplashScreen(unsigned char show, unsigned char flag);
 
 // ---- Floating point.
@@ -74,7 +78,7 @@ class CORVID_API FPEnvironment {
   void SetControlWord();
 };
 
-/// The host's one floating-point environment.
+/// Returns the host's one floating-point environment.
 CORVID_API FPEnvironment* pFPEnv();
 
 /// A math-library error, in the public layout of the runtime library.
@@ -96,7 +100,9 @@ enum MathErrorType : int {
   kMathPartialLoss = 6,
 };
 
-/// Decides about a math-library error: non-zero means handled.
+/// Decides about a math-library error; may change `e->retval`, which the function then returns.
+/// @param moduleName path of the library's file, empty if it is unknown
+/// @return non-zero if the error is handled; zero makes the library set errno
 CORVID_API int Zumatherr(char* moduleName, _exception* e);
 
 // ---- Files.
@@ -109,13 +115,13 @@ class CORVID_API GenericFile {
   GenericFile& operator=(const GenericFile&) = delete;
   virtual ~GenericFile();
 
-  /// Whether the file is there. The library passes 0.
+  /// Returns whether the file exists. The library passes 0.
   unsigned char Exists(unsigned char flag) const;
 
-  /// Opens an existing file and keeps what it holds: `append` 1 writes behind it, 0 reads and writes from
-  /// the start. Fails if the file is not there.
+  /// Opens an existing file without emptying it. With `append` 1 writing begins at its end, with 0 reading
+  /// and writing begin at its start. Fails if the file does not exist.
   virtual unsigned char Open(unsigned char append);
-  /// Creates the file, or empties the one that is there.
+  /// Creates the file, or empties an existing one.
   virtual unsigned char Create();
   virtual void Close();
 
@@ -124,7 +130,7 @@ class CORVID_API GenericFile {
   Text extension_;
 
  protected:
-  void* stream_;  // the host library's own; null: not open
+  void* stream_;  // belongs to the host library; null: the file is not open
 };
 
 /// A file of text. A write to a file that is not open does nothing.
@@ -138,8 +144,8 @@ class CORVID_API TextFile : public GenericFile {
   virtual void Write(const Text& text, int flag);
 };
 
-/// A binary file of chunks, in which numbers stand. The host makes it, open for writing or for reading; the
-/// library stores in it and recalls from it. Each operation gives 1, or 0 if it fails. The order of the
+/// A binary file made of chunks of numbers. The host creates it, open either for writing or for reading; the
+/// library stores tables in it and recalls them. Each operation returns 1, or 0 if it fails. The order of the
 /// virtual operations is part of the contract.
 class CORVID_API BinaryFile {
  public:
@@ -147,10 +153,10 @@ class CORVID_API BinaryFile {
   BinaryFile& operator=(const BinaryFile&) = delete;
   virtual ~BinaryFile();
 
-  /// Reads the next number of the open chunk. A failure leaves `value` alone.
+  /// Reads the next number of the open chunk. A failure leaves `value` unchanged.
   virtual unsigned char ReadDouble(double* value) = 0;
   virtual unsigned char ReadInt(int* value) = 0;
-  /// Writes a number behind those that the open chunk holds.
+  /// Appends a number to the open chunk.
   virtual unsigned char WriteDouble(double value) = 0;
   virtual unsigned char WriteInt(int value) = 0;
 
@@ -158,21 +164,22 @@ class CORVID_API BinaryFile {
   BinaryFile() = default;
 };
 
-/// One chunk of a BinaryFile, from its begin to its end. Chunks nest: the last one begun ends first. A host
-/// library knows its own files only: with any other class of BinaryFile each operation gives 0.
+/// One chunk of a BinaryFile. Chunks nest: the one begun last is closed first. Each operation returns 1, or 0
+/// if it fails; a host library knows only its own files, so with any other class derived from BinaryFile
+/// every operation fails.
 class CORVID_API ChunkHeader {
  public:
-  /// Starts a chunk of this version in a file that is being written.
+  /// Begins a chunk of this version in a file that is being written.
   unsigned char Create(BinaryFile& file, short version);
   /// Enters the next chunk of a file that is being read.
   unsigned char Open(BinaryFile& file);
-  /// Ends the chunk, after writing and after reading alike. What was not read is passed over.
+  /// Ends the chunk, after writing and after reading alike. Numbers that were not read are skipped.
   unsigned char Close(BinaryFile& file);
 
-  /// The version created, or found by Open.
+  /// Returns the version given to Create or found by Open.
   short Version() const { return version_; }
 
  private:
   short version_ = 0;
-  unsigned char depth_ = 0;  // chunks open from this one outwards; 0: in no chunk
+  unsigned char depth_ = 0;  // nesting depth of this chunk, 1 for an outermost one; 0: not open
 };

@@ -1,3 +1,6 @@
+// Writes numbers in columns through the host's TextFile. This file is not part of the library: a host that
+// wants a log compiles it into its own program.
+
 #include "frame/debug_out.h"
 
 #include <cmath>
@@ -11,7 +14,9 @@ constexpr int kColumnsInLine = 5;
 
 Text column(double value) {
   if (value == EmptyValue) return FormattedText("        EMPTY");
-  if (value == 0.0) return FormattedText("         0.0");  // one character short, as is intended
+  // Twelve characters where all others have thirteen, so what follows a zero shifts by one. The format of the
+  // log is part of the contract, and existing logs have it.
+  if (value == 0.0) return FormattedText("         0.0");
   const double magnitude = std::fabs(value);
   const bool needs_exponent = magnitude < 1e-4 || magnitude > 1e7;
   return needs_exponent ? FormattedText("%13.5e", value) : FormattedText("%13.5f", value);

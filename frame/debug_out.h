@@ -1,44 +1,46 @@
 #pragma once
 
-// The log that Accel::StartBasicDebug takes. Neither of the two libraries defines it: a host that wants one
-// compiles frame/debug_out.cpp, which lies beside this header, into its own program.
+// The log that Accel::StartBasicDebug takes. Neither libcorvidnum.so nor the host support library defines the
+// class: a host that wants a log compiles frame/debug_out.cpp, installed beside this header, into its
+// program.
 
 #include "frame/corvid.h"
 
-/// A text log in columns: thirteen characters for a number, five numbers to a line, and "EMPTY" for
-/// EmptyValue and EmptyValueInt. Write errors are the file's affair; on a log that is not open nothing is
-/// written. One thread at a time.
+/// A text log in columns: thirteen characters per number, five numbers per line, and "EMPTY" for EmptyValue
+/// and EmptyValueInt. Nothing is written before Open, and write errors are not reported. One thread at a
+/// time may use a log.
 class DebugOut {
  public:
-  /// Does not open the file.
-  /// @param name   of the file; its extension is LOG
-  /// @param level  kept, and read by nobody
-  /// @param append 1: keep what an existing file holds
+  /// Stores the arguments; does not open the file.
+  /// @param name   name of the file without its extension, which is LOG
+  /// @param level  stored for the host; nothing in the library reads it
+  /// @param append 1: keep the contents of an existing file; 0: start it anew
   DebugOut(Text name, int level, unsigned char append);
   DebugOut(const DebugOut&) = delete;
   DebugOut& operator=(const DebugOut&) = delete;
   /// Closes the file.
   virtual ~DebugOut();
 
-  /// Opens the file to append if that was asked for and it is there; otherwise makes it anew.
+  /// Opens the file for appending if the constructor's `append` is set and the file exists; otherwise creates
+  /// it or empties it.
   void Open();
-  /// Closes the file and goes on behind its end: all that was written so far is on disk.
+  /// Closes the file and opens it again for appending, so that everything written so far is on disk.
   void Reopen();
 
-  /// One column. Zero takes twelve characters; a magnitude below 1e-4 or above 1e7 is written with an
-  /// exponent. NaN and infinities are as printf writes them.
+  /// Writes one column. Zero takes only twelve characters; a magnitude below 1e-4 or above 1e7 is written
+  /// with an exponent. NaN and infinities look as printf writes them.
   void Write(double value);
-  /// One column.
+  /// Writes one column.
   void Write(int value);
-  /// The local time on a line of its own, after and before a line end.
+  /// Writes the local time between a line end before it and one after it.
   void WriteTime();
 
-  /// The header, then the values first .. last - 1; more than five begin on the line after the header.
-  /// Null writes nothing; with `last` not above `first` there is the header alone.
+  /// Writes the header, then values[first] .. values[last - 1], indices from 0. More than five values begin
+  /// on the line after the header. Null writes nothing; `last` not above `first` writes the header alone.
   void WriteVector(Text header, const double* values, int first, int last);
   void WriteVector(Text header, const int* values, int first, int last);
-  /// The header, then each row on lines of its own with a margin of five blanks. Null writes nothing.
-  /// @param rows [nRows] each of nCols values
+  /// Writes the header, then each row on lines of its own, with a margin of five blanks. Null writes nothing.
+  /// @param rows [nRows][nCols] a null row is left out
   void WriteMatrix(Text header, double** rows, int nRows, int nCols);
 
   int level;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The mark for a missing value. Comparisons with it are exact.
+/// Marks a missing value. It is compared exactly, without a tolerance.
 constexpr double EmptyValue = -32767.0;
 
-/// The same mark where an int is stored.
+/// Marks a missing value where an int is stored.
 constexpr int EmptyValueInt = -32767;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Marks what a host may call or derive from; everything else in the library has hidden visibility.
+/// Exports what a host may call or derive from; everything else in the library has hidden visibility.
 #define CORVIDNUM_API __attribute__((visibility("default")))
 
-/// Marks private operations of an exported class that only the library itself calls.
+/// Hides an operation of an exported class that only the library itself calls.
 #define CORVIDNUM_HIDDEN __attribute__((visibility("hidden")))

@@ -1,3 +1,5 @@
+// Class-level new and delete on the host's allocator.
+
 #include "frame/host_memory.h"
 
 #include "frame/module.h"

@@ -5,9 +5,10 @@
 
 namespace corvidnum {
 
-/// The 1-based place of the element of largest magnitude, the first of equals. A NaN never beats a number, so
-/// the answer does not hang on the BLAS that is present; among NaNs alone it is 1.
-/// @param n elements of `x`, which are contiguous; 0 or less gives 0
+/// Returns the 1-based index of the element of largest magnitude, the first among equals. A NaN never beats a
+/// number, and among NaNs alone the index is 1. Pivoting uses this routine and not that of the BLAS because
+/// BLAS libraries differ in how they treat a NaN, and pivots must not depend on the one installed.
+/// @param n number of contiguous elements of `x`; 0 or less returns 0
 inline int idamax(int n, const double* x) {
   if (n <= 0) return 0;
   int largest = 1;

@@ -1,3 +1,6 @@
+// Reports a math error to the host's Zumatherr in the form of the runtime library's _matherr protocol: fill a
+// record, let the host decide, set errno if the host does not handle the error, return the record's result.
+
 #include "frame/math_errors.h"
 
 #include <cerrno>
@@ -17,7 +20,8 @@ void set_errno(int type) {
   if (type == kMathSingularity || type == kMathOverflow) errno = ERANGE;
 }
 
-/// Lets the host decide; what it leaves undecided sets errno. The result is the record's, either way.
+/// Reports an error to the host; if the host does not handle it, sets errno. Returns `result`, or what the
+/// host wrote in its place.
 double report(MathErrorType type, char* name, double argument, double result) {
   _exception e = {type, name, argument, 0.0, result};
   if (_matherr(&e) == 0) set_errno(type);

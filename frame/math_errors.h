@@ -1,19 +1,20 @@
 #pragma once
 
-// Math functions that send their errors to the host, which may change the result. On valid input they are
-// the plain functions; a NaN argument is no error.
+// Math functions that report errors to the host, which may change the result. On valid input they return what
+// the standard functions return; a NaN argument is not an error.
 
 #include "frame/corvid.h"
 
 namespace corvidnum {
 
-/// Hands a filled record to the host with the path of the library, empty if there is no module record.
-/// @return the host's answer; non-zero: the error is dealt with
+/// Passes a filled record to the host, with the path of the library's file (empty without a module record).
+/// @return the host's answer; non-zero means that the error is handled
 int _matherr(_exception* e);
 
-/// Below 0: domain error, NaN unless the host decides otherwise.
+/// Returns the square root of x. Below 0 it reports a domain error and returns NaN or what the host sets.
 double checked_sqrt(double x);
-/// At 0: singularity, minus infinity; below: domain error, NaN; unless the host decides otherwise.
+/// Returns the decimal logarithm of x. At 0 it reports a singularity and returns minus infinity, below 0 it
+/// reports a domain error and returns NaN, or in either case what the host sets.
 double checked_log10(double x);
 
 }  // namespace corvidnum

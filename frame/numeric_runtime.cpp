@@ -1,3 +1,5 @@
+// Machine constants, rounding, the silent print protocol, blank-padded texts and the dot product.
+
 #include "frame/numeric_runtime.h"
 
 #include <climits>
@@ -16,15 +18,17 @@ namespace {
 
 constexpr int kConstants = 5;
 
-// Indexed by selector - 1. The doubles are decimal approximations, not powers of two: the literals give
-// the promised bit patterns.
+// Tables indexed by selector - 1. The doubles are decimal approximations, not exact powers of two: their bit
+// patterns are part of the contract, and these literals give them. In single precision, constant 3 is a
+// normal number, in double precision the smallest denormal one; that difference is part of the contract too.
 constexpr double kDoubleConstants[kConstants] = {2.2204460492504e-16, 1.1102230246253e-16,
                                                  4.9406564584124654e-324, 2.2250738585073e-308,
                                                  1.7976931348622e+308};
 constexpr std::uint32_t kFloatConstants[kConstants] = {0x34000001, 0x33800000, 0x00800001, 0x00800001,
                                                        0x7F7FFFFF};
 
-// A selector outside the table is a fault of the program: it is reported silently and ends the run.
+/// Ends the process with exit status 0: a selector outside the table is a programming error that has no error
+/// return. The message goes through the print protocol, which prints nothing.
 [[noreturn]] void refuse_selector(const char* format, const int* selector) {
   const PrintControl line = {0, 6, 0, format, 0};
   const int one = 1;
@@ -36,13 +40,14 @@ constexpr std::uint32_t kFloatConstants[kConstants] = {0x34000001, 0x33800000, 0
 
 bool in_table(int selector) { return selector >= 1 && selector <= kConstants; }
 
-/// Where a BLAS vector begins: a negative step walks it from the far end.
+/// Returns the address of the first element of a BLAS vector; a negative step starts at the far end.
 const double* first_element(const double* x, int n, int inc) {
   return inc < 0 ? x + (1 - static_cast<std::ptrdiff_t>(n)) * inc : x;
 }
 
 double contiguous_dot(std::ptrdiff_t n, const double* x, const double* y) {
-  // Four sums are independent, so the additions overlap in the pipeline.
+  // Four independent partial sums, so that the additions overlap in the pipeline. The order of the summation
+  // is fixed: the accelerators' kernels add in the same order and get the same bits.
   double sums[4] = {0.0, 0.0, 0.0, 0.0};
   std::ptrdiff_t i = 0;
   for (; i + 4 <= n; i += 4) {
@@ -54,7 +59,7 @@ double contiguous_dot(std::ptrdiff_t n, const double* x, const double* y) {
 
 unsigned byte_at(const char* text, int i) { return static_cast<unsigned char>(text[i]); }
 
-/// First byte at or after `from` that is not a blank, or a blank if there is none.
+/// Returns the first byte at or after `from` that is not a blank, or a blank if there is none.
 unsigned first_non_blank(const char* text, int from, int length) {
   for (int i = from; i < length; ++i) {
     if (text[i] != ' ') return byte_at(text, i);
@@ -158,7 +163,7 @@ double ddot_(const int* n, const double* x, const int* incx, const double* y, co
 
 int xerbla_(const char* name, const int* number, size_t length) {
   corvidnum::enter_library();
-  char ended[64] = {};  // kernels pass blank-padded names without an ending zero
+  char ended[64] = {};  // callers pass blank-padded names without an ending zero
   const std::size_t most = sizeof ended - 1;
   std::strncpy(ended, name, length < most ? length : most);
   return corvidnum::xerbla(ended, number);

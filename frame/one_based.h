@@ -1,7 +1,7 @@
 #pragma once
 
-// Views that show the indices of the numeric routines' contracts, which count from 1. They own nothing and
-// cost nothing in a release build; a debug build checks every index.
+// A view of an array by 1-based indices, in which the contracts of the numeric routines are written. It owns
+// nothing and costs nothing in a release build; a debug build checks every index.
 
 #include <cassert>
 #include <cstddef>
@@ -13,7 +13,7 @@ template <class T>
 class OneBased {
  public:
   OneBased(T* first, std::ptrdiff_t size) : first_(first), size_(size) {}
-  /// A view of elements that may be written serves where they are read.
+  /// Converts a view of writable elements to a view of constant ones.
   template <class U>
   OneBased(const OneBased<U>& other) : first_(other.data()), size_(other.size()) {}  // NOLINT
 
@@ -23,12 +23,12 @@ class OneBased {
     assert(1 <= i && i <= size_);
     return first_[i - 1];
   }
-  /// The elements from number `begin` on, renumbered from 1.
+  /// Returns the view of x(begin) .. x(size()), renumbered from 1.
   OneBased from(std::ptrdiff_t begin) const {
     assert(1 <= begin && begin <= size_ + 1);
     return OneBased(first_ + (begin - 1), size_ - (begin - 1));
   }
-  /// `count` elements from number `begin` on, renumbered from 1.
+  /// Returns the view of the `count` elements from x(begin) on, renumbered from 1.
   OneBased part(std::ptrdiff_t begin, std::ptrdiff_t count) const {
     assert(count >= 0 && begin - 1 + count <= size_);
     return OneBased(first_ + (begin - 1), count);
