@@ -1,3 +1,5 @@
+// Sets, clears and tests flags by table look-up. The two mask tables are exported data, so they stay tables.
+
 #include "util/bitmap.h"
 
 #include "frame/module.h"

@@ -6,7 +6,7 @@
 /// A set of 32 flags in one word. Objects are plain values; separate ones may be used by separate threads.
 class CORVIDNUM_API Bitmap : public HostAllocated {
  public:
-  /// The number of a flag. Any other number names none: it sets and clears nothing and tests as 0.
+  /// The number of a flag, from 0. Any other number names no flag: it sets and clears nothing and tests as 0.
   // clang-format off
   enum BitIndex : int {
     Bit0, Bit1, Bit2, Bit3, Bit4, Bit5, Bit6, Bit7,
@@ -16,7 +16,7 @@ class CORVIDNUM_API Bitmap : public HostAllocated {
   };
   // clang-format on
 
-  /// All flags are clear.
+  /// Makes a set with all flags clear.
   Bitmap();
   Bitmap(const Bitmap& other) = default;
   Bitmap& operator=(const Bitmap& other);
@@ -24,7 +24,7 @@ class CORVIDNUM_API Bitmap : public HostAllocated {
 
   void set(BitIndex i);
   void clear(BitIndex i);
-  /// 1 or 0.
+  /// Returns 1 if the flag is set, else 0.
   unsigned char test(BitIndex i) const;
   void clearAll();
 

@@ -1,3 +1,20 @@
+// Searches for a connected multigraph with given valencies that leaves as few link ends free as possible.
+//
+// A depth-first search with backtracking over the links:
+//  1. The cursor (a, b) names the next link to try. It moves on to nodes with free ends.
+//  2. A link that would fill both of its nodes while others still have free ends is skipped, because the two
+//     would be shut off from the rest. Otherwise the link is added.
+//  3. If no second node has a free end, the newest link is undone and the search resumes behind it.
+//  4. Once fewer than two ends are free, the graph is tested for connectedness; if it is not connected, the
+//     search backtracks.
+// Invariants: stack_[0 .. stack_count_ - 1] are the links of the graph, in the order in which they were
+// added, and stack_[stack_count_] is the link undone last, if any; free_ends_ is the sum of the valencies
+// minus twice stack_count_.
+//
+// The effort is bounded by the number of resumptions from the last node, the number of skipped links and the
+// size of the stack. So the search is not exhaustive: its answer is the best that it met. These bounds and
+// the order of the steps decide the answer and are part of the contract.
+
 #include "util/data_graph.h"
 
 #include <algorithm>
@@ -12,7 +29,7 @@ using namespace corvidnum;
 namespace {
 
 constexpr unsigned kMostValency = 10;
-constexpr unsigned kMostNodes = 0x7FFFFFFFU / kMostValency;  // the ends of all nodes are counted in an int
+constexpr unsigned kMostNodes = 0x7FFFFFFFU / kMostValency;  // so that the sum of all valencies fits an int
 constexpr int kStackSize = 1024;
 constexpr int kNone = -1;  // no node
 constexpr int kNoAnswer = -3;
@@ -21,7 +38,7 @@ constexpr unsigned char kUnmarked = 0, kMarked = 1;
 struct Node {
   int valency;
   int linkCount;
-  int links[kMostValency];  // the other node of each link, in order of attachment; kNone: not taken
+  int links[kMostValency];  // the other node of each link, in order of attachment; kNone: a free end
 
   void begin(int ends) {
     valency = ends;
@@ -41,25 +58,25 @@ constexpr Link kNoLink = {kNone, kNone};
 
 /// How a step of the search ended.
 enum class Status {
-  kGoOn,         // of the main loop: fewer than two ends are free
+  kGoOn,         // the search goes on; returned by search(): fewer than two ends are free
   kOver,         // backtracking has resumed from the last node as often as there are nodes
-  kNothingLeft,  // no link is left to take back
+  kNothingLeft,  // there is no link left to undo
   kOverflow,     // the stack is full
-  kClosedPairs,  // too many links were skipped
+  kClosedPairs,  // more links were skipped than there are nodes
 };
 
-/// Depth-first search over the links, with backtracking. The next link would join the nodes a and b.
+/// The search. The next link to try joins the nodes a_ and b_.
 class LinkSearch {
  public:
-  /// @param nodes [count] not linked; count is at least 2; they stay the caller's
+  /// @param nodes [count] without links; count is at least 2. The caller owns them
   LinkSearch(Node* nodes, int count);
 
-  /// Returns what DataGraph_FreeLinks does.
+  /// Returns the result of DataGraph_FreeLinks.
   int run();
 
  private:
-  Status search();        // the main loop
-  bool seek_free_ends();  // a and b have free ends; false: there is none but those of a
+  Status search();        // adds links until fewer than two ends are free, or the search ends
+  bool seek_free_ends();  // moves a_ and b_ to nodes with free ends; false: only a_ has any
   bool undone_just_now() const;
   bool closes_pair() const;
   Status add_link();
@@ -74,12 +91,12 @@ class LinkSearch {
   Node* const nodes_;
   const int node_count_;
   int a_ = 0, b_ = 1;
-  Link stack_[kStackSize];  // the links made, and behind them the one undone last
+  Link stack_[kStackSize];  // the links of the graph, then the link undone last
   int stack_count_ = 0;
   int free_ends_ = 0;
   int fewest_free_;
   int wraps_ = 0;  // how often backtracking has resumed from the last node
-  int skips_ = 0;  // in the whole call
+  int skips_ = 0;  // links skipped in the whole call; never reset, which bounds the search
 };
 
 LinkSearch::LinkSearch(Node* nodes, int count) : nodes_(nodes), node_count_(count) {
@@ -141,12 +158,13 @@ bool LinkSearch::seek_free_ends() {
   return true;
 }
 
-/// With its ends exchanged: it would lead to the wiring that was left just now.
+/// Returns whether the next link is the one undone last with its ends exchanged, which would lead back to the
+/// graph that was just left.
 bool LinkSearch::undone_just_now() const {
   return stack_[stack_count_].first == b_ && stack_[stack_count_].second == a_;
 }
 
-/// Both nodes would be full, and shut off from the rest.
+/// Returns whether the next link would fill both of its nodes.
 bool LinkSearch::closes_pair() const { return nodes_[a_].one_left() && nodes_[b_].one_left(); }
 
 Status LinkSearch::skip_link() {
@@ -171,7 +189,7 @@ Status LinkSearch::backtrack() {
   stack_[stack_count_] = kNoLink;
   if (stack_count_ == 0) return Status::kNothingLeft;
   free_ends_ += 2;
-  const Link undone = stack_[--stack_count_];  // stays there for undone_just_now
+  const Link undone = stack_[--stack_count_];  // not cleared: undone_just_now() reads it
   nodes_[undone.first].detach();
   nodes_[undone.second].detach();
   a_ = undone.second;
@@ -186,7 +204,8 @@ bool LinkSearch::connected(unsigned char* marks) const {
   return std::find(marks, marks + node_count_, kUnmarked) == marks + node_count_;
 }
 
-/// As deep as there are links at most.
+/// Marks the nodes that can be reached from `node`, by depth-first search. Each level of the recursion
+/// follows a different link, so the depth is below kStackSize.
 void LinkSearch::mark_from(int node, unsigned char* marks) const {
   marks[node] = kMarked;
   for (int i = 0; i < nodes_[node].linkCount; ++i) {
@@ -207,7 +226,7 @@ int DataGraph_FreeLinks(unsigned int count, unsigned int* valencies) {
   if (!nodes) return kNoAnswer;
   std::sort(valencies, valencies + count, std::greater<unsigned>());
   if (!std::all_of(valencies, valencies + count, legal)) {
-    Corvid_delete(nodes);  // first: the host may do as it likes with an error
+    Corvid_delete(nodes);  // before the report, from which the host need not return
     ErrorMsg("CompWithNoBond");
     return kNoAnswer;
   }
