@@ -1,3 +1,10 @@
+// What the accelerators share: the ring buffer of differences, the choice of the iterations on which a step
+// is tried, the noise and projection tests, and the log.
+//
+// Invariants: history[0 .. current] are the differences in order of age, so history[current - i] is the i-th
+// newest; a full ring rotates its row pointers instead of computing indices modulo its length. `previous` is
+// the last vector received, or the accelerated one if a step was taken since.
+
 #include "accel/accel.h"
 
 #include <climits>
@@ -12,7 +19,7 @@
 
 using namespace corvidnum;
 
-/// Writes the lines of the base class. Private to it.
+/// Writes the log lines of the base class.
 class AccelPrinter : public HostAllocated {
  public:
   AccelPrinter(const Accel* accel, const Text& /*ignored*/) : owner(accel) {}
@@ -34,7 +41,8 @@ class AccelPrinter : public HostAllocated {
 
 void AccelPrinter::ReceivedVector() const {
   if (!log()) return;
-  // By intent the number is the place in the ring.
+  // The number is the index in the ring and not that of the iteration: the log lines are part of the
+  // contract, and the line "next vector to be stored" shows the same index.
   write_line(log(),
              FormattedText("Accel - Received new vector from client - vector number is %d, vector is\n",
                            owner->current));
@@ -75,7 +83,7 @@ void AccelPrinter::Projections(const double* newProject, const double* oldProjec
   }
 }
 
-/// Nothing prints this line; it belongs to the set.
+/// Has no caller: the line is one of the contract's log lines, but Reset does not log.
 void AccelPrinter::IterationCounterReset() const {
   if (!log()) return;
   write_line(log(), FormattedText("Accel - Iteration counter reset to %d\n", owner->current));
@@ -153,7 +161,7 @@ void Accel::UseCachedArrays(double** arrays, int count, int /*ignored*/) {
   ResetAll();
 }
 
-/// Takes the vectors before `end`, all or none.
+/// Takes the vectors that stand right before `end`, or none if one of them is null.
 void Accel::TakeVectors(double** end) {
   bool complete = true;
   const auto take = [&] {
@@ -263,7 +271,8 @@ void Accel::NewVector(const double* x) {
   if (DebugBitIsSet() && printer) printer->ReceivedVector();
 }
 
-/// Makes `current` the place of the next difference. In a full ring that is the place of the oldest.
+/// Makes `current` the index of the next difference. In a full ring the oldest difference moves to the end,
+/// where the next one overwrites it.
 void Accel::NextVector() {
   enter_library();
   ++current;
@@ -280,7 +289,7 @@ unsigned char Accel::OKToAccelerate() {
   enter_library();
   bool ok = true;
   if (iter < startIteration) ok = false;
-  count_up(sinceAccel);  // also before the first iteration that may try
+  count_up(sinceAccel);  // on refused iterations too, so the waiting time does not delay the first try
   if (sinceAccel < maxAccelFrequency) ok = false;
   if (Logging() && printer) printer->OKFlag(ok);
   return ok;
@@ -305,7 +314,7 @@ unsigned char Accel::CheckProjectedPoint(unsigned char doCheck, const double* ne
   const ProjectionSquares squares = compare_projections(numVar, oldProject, newest, newProject, work, !show);
   const double newNorm = root(squares.correction);
   const double diffNorm = root(squares.disagreement);
-  if (show) {  // the log still needs the old one
+  if (show) {  // the log shows oldProject, so it is replaced only now
     printer->Projections(newProject, oldProject);
     copy(numVar, newProject, oldProject);
   }

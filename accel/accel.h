@@ -7,115 +7,126 @@
 class AccelPrinter;
 class DebugOut;
 
-/// Base of the accelerators of a fixed-point iteration. The host hands in the vector of each pass in turn;
-/// Accelerate may overwrite it with a better estimate, which the host can take back with UndoAndReset.
+/// Base of the accelerators of a fixed-point iteration x := G(x). The host passes in the vector of each
+/// iteration; Accelerate may overwrite it with an extrapolated one, a step that the host can undo with
+/// UndoAndReset.
 ///
-/// The base keeps a ring of the last differences between successive vectors, admits tries by pass numbers,
-/// tests steps for noise and against the projection of the try before, and keeps an account in a log.
-/// It allocates only in its constructor, but for the texts of the log. If the host's memory ran out there,
-/// Accelerate leaves its vector alone and returns 0. One thread at a time uses an object; separate objects
-/// may be used by separate threads.
+/// The base keeps a ring buffer of the newest differences between successive vectors, decides on which
+/// iterations an acceleration is tried, and offers two tests: is the newest difference above noise, and does
+/// the correction agree with the one of the previous try. It can log what happens.
+/// It allocates only in its constructor, except for the texts of the log. If memory was refused there,
+/// Accelerate leaves its vector unchanged and returns 0. One thread at a time may use an object; separate
+/// objects may be used by separate threads.
 class CORVIDNUM_API Accel : public HostAllocated {
  public:
   /// @param numVar   length of every vector
-  /// @param nHistory differences that are kept; with less than 1 there are none
-  /// @param cached   1: the vectors are the caller's, see UseCachedArrays; 0: allocated here
+  /// @param nHistory length of the ring buffer, in differences; below 1 none is kept
+  /// @param cached   1: the caller owns the vectors and passes them to UseCachedArrays; 0: the object
+  ///                 allocates them
   Accel(int numVar, int nHistory, unsigned char cached);
   Accel(const Accel&) = delete;
   Accel& operator=(const Accel&) = delete;
   virtual ~Accel();
 
-  /// Takes the vectors to work on from the end of a list, and sets tolerances and counters to their defaults:
+  /// Takes the working vectors from the end of a list, in this order,
   ///   ..., work, previous, newest place of the ring, ..., oldest place of the ring
-  /// For objects built with `cached` 1. On others the vectors of the object are lost, and its destructor
-  /// frees the caller's. A list that is too short, or has a null among these, leaves the object without
-  /// vectors.
-  /// @param arrays [count] vectors of NumVar() doubles; they stay the caller's and must last while in use
+  /// and sets tolerances and counters to their defaults. Call it only on objects built with `cached` 1: on
+  /// others the object's own vectors leak, and its destructor frees the caller's. A list that is too short,
+  /// or has a null among the vectors taken, leaves the object without vectors.
+  /// @param arrays [count] vectors of NumVar() doubles each; the caller owns them and keeps them while the
+  ///               object uses them
   /// @param count  at least the length of the ring + 2
   virtual void UseCachedArrays(double** arrays, int count, int ignored);
-  /// Forgets the vectors. Until the next UseCachedArrays the object does nothing.
+  /// Drops the vectors. Until the next UseCachedArrays the object does nothing.
   virtual void StopUsingCachedArrays();
 
-  /// Receives the vector of this pass and tries to improve it.
+  /// Receives the vector of this iteration and tries to accelerate it.
   /// @param x [NumVar()] in: the new vector of the iteration; out: the accelerated one if 1 is returned
+  /// @return 1 if a step was taken, else 0
   virtual unsigned char Accelerate(double* x) = 0;
 
   int NumVar() const;
   int StartingIteration();
-  /// The first vector, counted from 1, on which a step may be tried. Default and, for an estimate from fresh
-  /// differences, least value: 3.
+  /// Sets the first vector, counted from 1, on which a step may be tried. The default is 3; below that an
+  /// estimate would use differences from before the last Reset, or none.
   void StartingIteration(int iteration);
-  /// Least count of vectors from one step to the next. Default 1; less than 1 becomes 1.
+  /// Sets the least number of vectors from one step to the next. The default is 1; less than 1 becomes 1.
   void MaxAccelFrequency(int frequency);
-  /// The next vector counts as the first. Differences, tolerances and the other counters stay.
+  /// Makes the next vector count as the first. Differences, tolerances and the other counters stay.
   void Reset();
-  /// How far, relative to its own length, a correction may lie from that of the try before. Default 0.1.
+  /// Sets how far a correction may lie from the one of the previous try, relative to its own Euclidean norm.
+  /// The default is 0.1.
   void setProjectTol(double tolerance);
-  /// Differences of a Euclidean length below this, in the unit of x, are noise. Default 1e-8.
+  /// Sets the Euclidean norm, in the unit of x, below which a difference is noise. The default is 1e-8.
   void SetNoiseTolerance(double tolerance);
 
-  /// Keeps an account from now on.
-  /// @param log stays the caller's; must be there until EndBasicDebug. Null: nothing is written
+  /// Starts logging.
+  /// @param log the caller owns it and keeps it until EndBasicDebug. Null: nothing is written
   void StartBasicDebug(DebugOut* log);
+  /// Ends logging.
   void EndBasicDebug();
 
-  /// Takes the last step back: x becomes the vector that the last try received, and the count to the next
-  /// step begins anew. The next difference is still measured from the accelerated vector. Before the first
-  /// try, x is left alone.
+  /// Undoes the last step: x becomes the vector that the last try received, and the count of vectors to the
+  /// next step restarts. The next difference is still measured from the accelerated vector. Before the first
+  /// try, x is left unchanged.
   /// @param x [NumVar()] out
   void UndoAndReset(double* x);
 
  protected:
-  /// The i-th newest difference, 0 being the newest; null if there is none.
+  /// Returns the i-th newest difference, 0 being the newest; null if there is none.
   double* History(int i) const;
-  /// Vectors received since the last Reset.
+  /// Returns the number of vectors received since the last Reset.
   int Iter() const;
+  /// Returns whether the object logs.
   unsigned char BasicDebug() const;
-  /// Tolerances and counters get their defaults, the ring becomes empty.
+  /// Sets tolerances and counters to their defaults and empties the ring.
   void ResetAll();
 
-  // How a derived class builds Accelerate: NewVector; return 0 unless OKToAccelerate; then try. A try ends
-  // with WorkVector and, if it changes x, with PerformedAcceleration behind that change.
+  // A derived class builds Accelerate so: call NewVector; return 0 unless OKToAccelerate; then try. A try
+  // ends with WorkVector and, if it changes x, with PerformedAcceleration after the change.
 
-  /// Stores the difference of `x` from the vector before.
+  /// Stores the difference of `x` from the previous vector in the ring; the first vector has none.
   void NewVector(const double* x);
-  /// Whether this pass may try. Counts the passes; to be asked once in each.
+  /// Returns whether this iteration may try a step. Counts iterations, so call it once for each.
   unsigned char OKToAccelerate();
-  /// Keeps `x` for UndoAndReset.
+  /// Saves `x` for UndoAndReset.
   void WorkVector(const double* x);
-  /// The next difference is measured from the accelerated `x`; the count to the next step begins anew.
+  /// Records that a step led to `x`: the next difference is measured from it, and the count of vectors to
+  /// the next step restarts.
   void PerformedAcceleration(const double* x);
-  /// Whether a correction agrees with that of the try before, moved on by the newest difference. Uses the
-  /// vector of UndoAndReset as scratch, so WorkVector has to follow.
-  /// @param doCheck    0: there is nothing to compare with; the answer is 0
+  /// Returns whether two corrections predict the same limit: the Euclidean norm of
+  /// (oldProject - newest difference) - newProject is at most projectTol times that of newProject. A NaN
+  /// counts as agreement. Uses `work`, the vector of UndoAndReset, as scratch, so WorkVector must follow.
+  /// @param doCheck    0: there is nothing to compare with, and the result is 0
   /// @param newProject [NumVar()] the correction of the present vector
-  /// @param oldProject [NumVar()] in: that of the try before; out: newProject
+  /// @param oldProject [NumVar()] in: the correction of the previous try; out: newProject
   unsigned char CheckProjectedPoint(unsigned char doCheck, const double* newProject, double* oldProject);
-  /// Whether the newest difference is larger than noise. A NaN in it counts as larger.
+  /// Returns whether the newest difference is at least as large as the noise tolerance. A NaN in it counts
+  /// as larger.
   unsigned char CheckNoise();
 
   DebugOut* debugOut;  // not owned
   unsigned char cachedArrays;
-  bool workHoldsInput;  // false before the first try; here, it moves no field
+  bool workHoldsInput;  // false before the first try; lies in what was padding, so no other field moves
   double projectTol;
   double noiseTol;
-  int iter;
+  int iter;  // vectors received since the last Reset
   Bitmap debugBits;
-  Bitmap::BitIndex debugBit;  // which of them is the basic debug switch
+  Bitmap::BitIndex debugBit;  // the bit of debugBits that switches the log
   int numVar;
-  double* work;      // input of the last try; scratch of CheckProjectedPoint
-  double* previous;  // what the next difference is measured from
-  int current;       // place of the newest difference; -1: none
-  double** history;  // [nHistory] differences, the oldest first
-  int nHistory;
-  int startIteration;
-  int maxAccelFrequency;
-  int sinceAccel;  // passes since the last step or undo
-  AccelPrinter* printer;
+  double* work;           // [numVar] input of the last try; scratch of CheckProjectedPoint
+  double* previous;       // [numVar] the vector from which the next difference is measured
+  int current;            // index in history of the newest difference, from 0; -1: none
+  double** history;       // [nHistory] the ring: differences of numVar elements, the oldest first
+  int nHistory;           // length of the ring
+  int startIteration;     // first value of iter at which a step may be tried
+  int maxAccelFrequency;  // least number of iterations from one step to the next
+  int sinceAccel;         // calls of OKToAccelerate since the last step or undo
+  AccelPrinter* printer;  // owned
 
-  /// Whether `x` and the vectors of the object are there; of the latter there are all or none.
+  /// Returns whether `x` and the object's vectors exist; of the latter there are always all or none.
   CORVIDNUM_HIDDEN bool Ready(const double* x) const { return previous && work && (x || numVar <= 0); }
-  // History and BasicDebug for the library's own use, where a call would count.
+  // History and BasicDebug inlined, for the library's own inner code.
   CORVIDNUM_HIDDEN double* Difference(int i) const {
     return history && i <= current && current < nHistory ? history[current - i] : nullptr;
   }

@@ -1,3 +1,5 @@
+// Writes texts and columns of numbers to the log of an accelerator.
+
 #include "accel/debug_line.h"
 
 #include "frame/debug_out.h"

@@ -1,3 +1,13 @@
+// Dominant-eigenvalue extrapolation of a vector sequence.
+//
+// With d(0) the newest difference, d(1) the one before and n the length of the vectors:
+//   lambda     = (d(1) . d(0)) / (d(1) . d(1))                       least squares fit of d(0) = lambda d(1)
+//   variance   = (d(0) . d(0) - lambda d(1) . d(0)) / (n - 1)         residual variance of the fit
+//   correction = lambda / (1 - lambda) d(0)                           sum of the geometric series
+// A try runs in this order: noise test, estimate, tests of lambda, test against the previous correction,
+// step. A test that fails does not end the try: the vectors that the next try compares with stay up to date.
+// Source: Orbach and Crowe, Can. J. Chem. Eng. 49, 509 (1971), the dominant eigenvalue method.
+
 #include "accel/dom_eigen_accel.h"
 
 #include <cmath>
@@ -10,7 +20,7 @@
 
 using namespace corvidnum;
 
-/// Writes the lines of DomEigenAccel. Private to it.
+/// Writes the log lines of DomEigenAccel.
 class DomEigenPrinter : public HostAllocated {
  public:
   explicit DomEigenPrinter(const DomEigenAccel* accel) : owner(accel) {}
@@ -37,10 +47,10 @@ class DomEigenPrinter : public HostAllocated {
 
 namespace {
 
-/// What is smaller counts as zero: no division by it.
+/// A divisor of smaller magnitude counts as zero.
 constexpr double kSmallestDivisor = 1e-30;
 
-/// A NaN may divide.
+/// Returns whether a divisor is not tiny. A NaN passes: it reaches the correction, where it can be seen.
 bool may_divide_by(double divisor) { return !(std::fabs(divisor) < kSmallestDivisor); }
 
 constexpr double kLargestLambda = 0.999;
@@ -138,7 +148,7 @@ unsigned char DomEigenAccel::TryToAccelerate(double* x) {
   }
   if (checkPred) {
     const bool compare = iter > std::int64_t{startIteration} + 1;
-    // Also after a refusal, so that oldProject is always that of the last try.
+    // Runs after a refusal too, because it stores the correction that the next try compares with.
     const bool agrees = CheckProjectedPoint(compare, correction, oldProject);
     accept = accept && agrees;
   }
@@ -151,12 +161,13 @@ unsigned char DomEigenAccel::TryToAccelerate(double* x) {
   return accept;
 }
 
-/// Each test rejects only where its comparison is true, so a NaN passes.
+/// Returns whether the estimate may be used. Each test rejects only if its comparison is true, so a NaN
+/// passes.
 bool DomEigenAccel::LambdaIsTrusted() const {
   if (iter <= startIteration) return false;
   if (lambda > kLargestLambda) return false;
-  if ((oldLambda - 1.0) * (lambda - 1.0) < 0.0) return false;                       // it crossed 1
-  if (std::fabs(1.0 - lambda) < 2.0 * std::fabs(lambda - oldLambda)) return false;  // it is not settled
+  if ((oldLambda - 1.0) * (lambda - 1.0) < 0.0) return false;                       // lambda crossed 1
+  if (std::fabs(1.0 - lambda) < 2.0 * std::fabs(lambda - oldLambda)) return false;  // lambda has not settled
   return true;
 }
 
@@ -173,12 +184,14 @@ void DomEigenAccel::Project() {
   scale(numVar, ExtrapolationFactor(variance), y, correction);
 }
 
-/// The sum of the geometric tail, in units of the newest difference.
+/// Returns the sum lambda + lambda^2 + ... of the geometric series, by which the newest difference is to be
+/// multiplied; 0 if lambda is 1.
 /// @param variance residual variance of the fit that gave lambda
 double DomEigenAccel::ExtrapolationFactor(double variance) const {
   if (!may_divide_by(lambda - 1.0)) return 0.0;
   if (!conservative) return lambda / (1.0 - lambda);
-  // The estimate is pushed away from 1 in the denominator alone, by intent. A NaN goes the second way.
+  // Moving lambda away from 1 shortens the step. The contract moves it only in the denominator, where an
+  // error matters most, and by twice the variance (not twice its root). A NaN takes the second branch.
   const double pushed = lambda <= 1.0 ? lambda - 2.0 * variance : lambda + 2.0 * variance;
   return lambda / (1.0 - pushed);
 }

@@ -1,3 +1,16 @@
+// Extrapolation of a vector sequence by several dominant eigenvalues.
+//
+// For m eigenvalues, with d(i) the i-th newest difference:
+//  1. Fit d(0) = c(0) d(1) + ... + c(m-1) d(m) by least squares: normal equations with the Gram matrix of
+//     d(1) .. d(m), solved by LU with an absolute pivot limit.
+//  2. Take c as the coefficients of a linear recurrence and sum all of its further differences. With
+//     S(j) = c(j) + ... + c(m-1) the sum is (S(0) d(0) + ... + S(m-1) d(m-1)) / (1 - S(0)).
+//  3. Compare the correction with the one of the previous try for the same m, and test for noise.
+// The inner products for m = nEigen contain those for every smaller m, so they are formed once per try. Each
+// sum keeps its order of terms and each element its order of roundings, whatever the blocking.
+// Source: the general dominant eigenvalue method, Crowe and Nishio, AIChE J. 21, 528 (1975); minimal
+// polynomial extrapolation is a close relative.
+
 #include "accel/mul_dom_eigen_accel.h"
 
 #include <algorithm>
@@ -15,7 +28,7 @@
 
 using namespace corvidnum;
 
-/// Writes the lines of MulDomEigenAccel. Private to it.
+/// Writes the log lines of MulDomEigenAccel.
 class MulDomEigenPrinter : public HostAllocated {
  public:
   explicit MulDomEigenPrinter(const MulDomEigenAccel* accel) : owner(accel) {}
@@ -35,14 +48,15 @@ class MulDomEigenPrinter : public HostAllocated {
 
 namespace {
 
-/// A fit of nEigen eigenvalues reads nEigen + 1 differences.
+/// Returns the length of the ring: what was asked for, but at least nEigen + 2, for a fit of nEigen
+/// eigenvalues reads nEigen + 1 differences.
 int ring_length(int asked, int nEigen) {
   const std::int64_t needed = std::min(std::int64_t{nEigen} + 2, std::int64_t{INT_MAX});
   return std::max(asked, static_cast<int>(needed));
 }
 
-/// Calls work(m), for the usual sizes with a type that tells the compiler: the loops of a small fit take less
-/// time than the processor's wrong guesses at where they end.
+/// Calls work(m); for m up to 4 the argument is a compile-time constant, so that the compiler unrolls the
+/// loops. In so small a fit mispredicted loop ends would cost more than the arithmetic.
 template <class Work>
 void with_order(int m, Work&& work) {
   switch (m) {
@@ -59,13 +73,14 @@ void with_order(int m, Work&& work) {
   }
 }
 
-/// x := inverse(P L U) x with the factors of dgetrf_tol, n x n without gaps. Rounds as the reference LAPACK's
-/// dgetrs does; at these sizes a call of that costs more than its work.
+/// Solves P L U x = b in place with the factors of dgetrf_tol, n x n with leading dimension n. Rounds as the
+/// reference LAPACK's dgetrs does; at these sizes a call of dgetrs would cost more than the arithmetic.
+/// @param x [n] in: b; out: x
 template <class Order>
 void solve_with_factors(Order n, const double* factors, const int* pivots, double* __restrict x) {
   const auto factor = [=](int i, int j) { return factors[std::ptrdiff_t{j} * n + i]; };
   for (int i = 0; i < n; ++i) std::swap(x[i], x[pivots[i] - 1]);
-  // A zero contributes nothing, whatever it meets: factors may be infinite.
+  // A zero of x is skipped, as in the BLAS, because zero times an infinite factor would be NaN.
   for (int i = 1; i < n; ++i) {
     for (int j = 0; j < i; ++j) {
       if (x[j] != 0) x[i] -= x[j] * factor(i, j);
@@ -107,7 +122,7 @@ void MulDomEigenAccel::AllocateArrays() {
   pivots = allocate_array<int>(blocks);
 }
 
-/// An object that lacks one array keeps none.
+/// Frees all arrays. The constructor calls it if one could not be allocated, so there are all or none.
 void MulDomEigenAccel::ReleaseArrays() {
   free_array(correction);
   free_array(oldProjects);
@@ -135,14 +150,15 @@ unsigned char MulDomEigenAccel::Accelerate(double* x) {
 unsigned char MulDomEigenAccel::TryToAccelerate(double* x) {
   enter_library();
   if (!Ready(x) || !correction) return 0;
-  // One flag for the whole walk, by intent: a refusal holds for all smaller m too. The walk still goes on,
-  // to bring their old projections up to date.
+  // The contract has one flag for the whole walk and never sets it back: after a refusal no smaller m is
+  // accepted, so only the correction for nEigen is ever taken. The walk goes on to store the corrections that
+  // the next try compares with.
   unsigned char accept = 1;
   bool multiplied = false;
   for (int m = nEigen; m >= 1; --m) {
     if (Logging() && printer3) printer3->Eigenvalues(m);
     const bool compare = iter > std::int64_t{m} + 2 && iter > startIteration && Difference(m);
-    if (compare && !multiplied) MultiplyDifferences(m);  // the products for all smaller m are among these
+    if (compare && !multiplied) MultiplyDifferences(m);  // includes the products for every smaller m
     multiplied = compare;
     accept = TryWith(m, compare, accept, x);
     if (accept) break;
@@ -152,7 +168,9 @@ unsigned char MulDomEigenAccel::TryToAccelerate(double* x) {
 
 unsigned char MulDomEigenAccel::TryWith(int m, bool compare, unsigned char accept, double* x) {
   if (compare) {
-    ProjectFromProducts(m);  // after a singular fit the stale correction is judged, by intent
+    // A singular fit leaves `correction` as it was. The contract does not look at the outcome of the fit: the
+    // tests below judge the older vector, and the projection test is the guard against it.
+    ProjectFromProducts(m);
   } else {
     clear(numVar, correction);
   }
@@ -160,7 +178,7 @@ unsigned char MulDomEigenAccel::TryWith(int m, bool compare, unsigned char accep
   const unsigned char agrees = CheckProjectedPoint(compare, correction, oldProject);
   accept = accept && agrees;
   if (accept) accept = CheckNoise();
-  if (accept || m == 1) WorkVector(x);  // between two refusals nobody reads it
+  if (accept || m == 1) WorkVector(x);  // at the end of the walk only: before it nothing reads the copy
   if (accept) {
     add_multiple(numVar, 1.0, correction, x);
     PerformedAcceleration(x);
@@ -183,14 +201,15 @@ bool MulDomEigenAccel::ProjectFromProducts(int m) {
   return fits;
 }
 
-/// The product of d(i) and d(j), d(i) being the i-th newest difference. Kept for 0 = i < j <= nEigen and for
-/// 1 <= j <= i <= nEigen, behind the work matrix of the fit.
+/// Returns the place of the inner product of d(i) and d(j), d(i) being the i-th newest difference. The
+/// products for i = 0, 1 <= j <= nEigen and for 1 <= j <= i <= nEigen are stored, behind the Gram matrix of
+/// the fit.
 double& MulDomEigenAccel::ProductOf(int i, int j) const {
   const std::ptrdiff_t order = nEigen;
   return gram[order * order + (j - 1) * (order + 1) + i];
 }
 
-/// Fills ProductOf up to i, j = m.
+/// Forms the inner products that fits of up to m eigenvalues need, up to kDotsAtOnce of them in one pass.
 void MulDomEigenAccel::MultiplyDifferences(int m) {
   for (int j = 1; j <= m; ++j) {
     for (int i = 0; i <= m;) {
@@ -206,7 +225,8 @@ void MulDomEigenAccel::MultiplyDifferences(int m) {
   }
 }
 
-/// rhs := the coefficients c of the fit d(0) = c(0) d(1) + ... + c(m-1) d(m). False: the fit is singular.
+/// Solves the normal equations of the fit d(0) = c(0) d(1) + ... + c(m-1) d(m); rhs receives c.
+/// @return false if a pivot is at or below the limit of the LU
 bool MulDomEigenAccel::Fit(int m) {
   with_order(m, [this](auto order) {
     for (int j = 0; j < order; ++j) {
@@ -222,17 +242,17 @@ bool MulDomEigenAccel::Fit(int m) {
   return true;
 }
 
-/// correction := the sum of all further differences of the recurrence with the coefficients in rhs. With
-/// S(j) = c(j) + ... + c(m-1) it is (S(0) d(0) + ... + S(m-1) d(m-1)) / (1 - S(0)).
+/// Sets `correction` to the sum of all further differences of the recurrence with the coefficients in rhs:
+/// (S(0) d(0) + ... + S(m-1) d(m-1)) / (1 - S(0)) with S(j) = c(j) + ... + c(m-1).
 void MulDomEigenAccel::Extrapolate(int m) {
-  double* const factors = gram;  // the factors of the fit have served
+  double* const factors = gram;  // reuses the place of the LU factors, which are not needed any more
   with_order(m, [this, factors](auto order) {
     for (int j = 0; j < order; ++j) {
       double sum = 0.0;
       for (int i = j; i < order; ++i) sum += rhs[i];
       factors[j] = sum;
     }
-    const double scale = 1.0 / (1.0 - factors[0]);  // infinite if they sum to 1; the caller's tests judge it
+    const double scale = 1.0 / (1.0 - factors[0]);  // infinite if c sums to 1: left to the projection test
     for (int j = 0; j < order; ++j) factors[j] *= scale;
   });
   double terms[kTermsAtOnce];
@@ -240,7 +260,7 @@ void MulDomEigenAccel::Extrapolate(int m) {
   int count = 0;
   bool anew = true;
   for (int j = 0; j < m; ++j) {
-    if (j > 0 && factors[j] == 0) continue;  // adds nothing, whatever it multiplies
+    if (j > 0 && factors[j] == 0) continue;  // skipped as daxpy skips it: 0 times infinity would be NaN
     terms[count] = factors[j];
     differences[count++] = Newest(j);
     if (count < kTermsAtOnce) continue;

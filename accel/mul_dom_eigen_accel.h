@@ -5,49 +5,51 @@
 
 class MulDomEigenPrinter;
 
-/// Accelerates an iteration that several eigenvalues dominate. The newest difference is fitted by least
-/// squares as a combination of the m before it, and x moves by the sum of all further steps of that linear
-/// recurrence. Corrections for nEigen, nEigen - 1, ..., 1 eigenvalues are compared with those of the try
-/// before; only that for nEigen is ever taken.
+/// Dominant-eigenvalue extrapolation for several eigenvalues. The newest difference is fitted by least
+/// squares as a linear combination of the m differences before it, and x moves by the sum of all further
+/// differences of that linear recurrence. Corrections for m = nEigen, nEigen - 1, ..., 1 are each compared
+/// with the one of the previous try; only the correction for nEigen is ever taken.
 ///
-/// On a linear iteration with just nEigen dominant eigenvalues the first step is taken on vector nEigen + 4.
+/// On a linear iteration with exactly nEigen dominant eigenvalues the first step is taken on vector
+/// nEigen + 4.
 ///
-/// What a host has to see to, because the tests here do not:
+/// The host must guard against two cases that the tests here do not catch:
 /// - Coefficients that sum to 1, as for a constant drift, give an infinite correction. It passes the
-///   projection test, the step counts as taken, and x is not finite any more. Look at the result, and take
-///   a step that is not finite, or that makes the residual worse, back with UndoAndReset.
-/// - The fit gives up at an absolute pivot limit of 1e-8 on sums of products of differences: every fit fails
-///   once differences fall below about 1e-4, and the correction of an earlier try is judged in its place.
-///   Scale x so that its differences stay large until it has converged.
+///   projection test, the step counts as taken, and x is no longer finite. Undo a step that is not finite, or
+///   that makes the residual worse, with UndoAndReset.
+/// - The fit fails on pivots of 1e-8 or less, an absolute limit on the inner products of differences: every
+///   fit fails once the differences fall below about 1e-4, and the correction of an earlier try is tested in
+///   its place. Scale x so that its differences stay large until it has converged.
 class CORVIDNUM_API MulDomEigenAccel : public Accel {
  public:
   /// @param numVar   length of every vector
-  /// @param nEigen   eigenvalues; with less than 1 each admitted Accelerate returns 1 and leaves x as it is
-  /// @param nHistory differences that are kept; at least nEigen + 2 are
+  /// @param nEigen   number of eigenvalues; below 1 each Accelerate that may try returns 1 and keeps x
+  /// @param nHistory length of the ring buffer, in differences; raised to nEigen + 2 if it is less
   /// The last two arguments are ignored.
   MulDomEigenAccel(int numVar, int nEigen, int nHistory, unsigned char, unsigned char);
   ~MulDomEigenAccel() override;
 
-  /// @return 1 if a step was taken
+  /// @return 1 if a step was taken, else 0
   unsigned char Accelerate(double* x) override;
 
  protected:
+  /// Walks m from nEigen down to 1 and adds the correction for nEigen to x if it passes. Returns 1 if it did.
   unsigned char TryToAccelerate(double* x);
   /// Computes the correction for m eigenvalues.
-  /// @return 0 if the fit is singular; the correction then stays what it was
+  /// @return 1; 0 if the fit is singular, with the correction unchanged
   unsigned char Project(int m);
 
-  double* correction;  // of the present try
+  double* correction;  // [numVar] of the present try
   double spareOld;     // not used
   double spareNew;     // not used
   MulDomEigenPrinter* printer3;
-  double* oldProjects;  // nEigen blocks of numVar: block m - 1 is the last correction for m eigenvalues
+  double* oldProjects;  // [nEigen x numVar] block m - 1: the correction for m eigenvalues of the previous try
   int nEigen;
-  double* gram;         // [nEigen x nEigen] used as m x m, then its LU factors; behind it
-                        // [nEigen x (nEigen + 1)] products of the differences, which serve each m
+  double* gram;         // [nEigen x nEigen] the m x m Gram matrix of a fit, then its LU factors; behind it
+                        // [nEigen x (nEigen + 1)] the inner products of the differences, for every m
   double* spareVector;  // [nEigen] not used
   double* rhs;          // [nEigen] right-hand side; then the coefficients
-  int* pivots;          // [nEigen]
+  int* pivots;          // [nEigen] row interchanges of the LU factors
 
  private:
   CORVIDNUM_HIDDEN void AllocateArrays();

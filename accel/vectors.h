@@ -1,8 +1,8 @@
 #pragma once
 
-// Vector operations of the accelerators, fused so that each vector is read as seldom as possible. Every
-// element is rounded as by the level 1 routines one after the other, and every sum as by corvidnum::dot.
-// With n of 0 or less nothing is read or written.
+// Vector operations of the accelerators, fused so that each vector is read as few times as possible. Each
+// element is rounded as by a sequence of level 1 BLAS calls, and each sum is added in the order of
+// corvidnum::dot unless stated otherwise. Vectors have n elements; n of 0 or less reads and writes nothing.
 
 #include <cmath>
 #include <cstdint>
@@ -11,10 +11,10 @@
 
 namespace corvidnum {
 
-/// `count` zeros, as allocate_array gives them.
+/// Allocates `count` zeros by allocate_array; null if memory is refused.
 double* allocate_zeros(std::int64_t count);
 
-/// Frees an array of Corvid_new and forgets it.
+/// Frees an array of allocate_array and sets its pointer to null.
 template <class T>
 void free_array(T*& array) {
   Corvid_delete(array);
@@ -36,40 +36,42 @@ void scale(int n, double factor, const double* from, double* to);
 /// to := to + factor * from
 void add_multiple(int n, double factor, const double* from, double* to);
 
-/// The products of two vectors with themselves and each other.
+/// The inner products of two vectors with themselves and each other.
 struct Moments {
   double xx, xy, yy;
 };
+/// Returns x . x, x . y and y . y.
 Moments moments(int n, const double* x, const double* y);
 
-/// The products of one vector with up to five others.
+/// The inner products of one vector with up to kDotsAtOnce others.
 constexpr int kDotsAtOnce = 5;
 struct Products {
   double with[kDotsAtOnce];
 };
-/// with[k] = x . y[k] for k from 0 to count - 1.
+/// Returns with[k] = x . y[k] for k from 0 to count - 1.
 /// @param count 1 .. kDotsAtOnce
 Products dot_with_each(int n, const double* x, const double* const* y, int count);
 
-/// to := factors[0] * y[0] + ..., one term after the other.
+/// to := factors[0] * y[0] + ... + factors[count-1] * y[count-1], added in this order.
 /// @param count 1 .. kTermsAtOnce
-/// @param anew  false: the terms are added to what `to` holds
+/// @param anew  false: the terms are added to the contents of `to`
 constexpr int kTermsAtOnce = 4;
 void sum_multiples(int n, const double* factors, const double* const* y, int count, bool anew, double* to);
 
-/// What CheckProjectedPoint compares.
+/// The squared Euclidean norms that CheckProjectedPoint compares.
 struct ProjectionSquares {
   double correction;    // newProject . newProject
   double disagreement;  // work . work
 };
-/// work := (oldProject - difference) - newProject, then, if asked for, oldProject := newProject
+/// work := (oldProject - difference) - newProject, then, with `replaceOld`, oldProject := newProject.
+/// Returns the squared norms of newProject and work.
 ProjectionSquares compare_projections(int n, double* oldProject, const double* difference,
                                       const double* newProject, double* work, bool replaceOld);
 
-/// Whether the sum of squares, added in plain order, is below the limit.
+/// Returns whether the sum of squares of x, added in index order, is below the limit.
 bool squares_stay_below(int n, const double* x, double limit);
 
-/// The square root of what should be a sum of squares. A NaN stays a NaN.
+/// Returns the square root of a sum of squares, 0 if it is negative. A NaN stays a NaN.
 inline double root(double d) { return d < 0 ? 0 : std::sqrt(d); }
 
 }  // namespace corvidnum

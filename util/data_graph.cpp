@@ -4,12 +4,14 @@
 //  1. The cursor (a, b) names the next link to try. It moves on to nodes with free ends.
 //  2. A link that would fill both of its nodes while others still have free ends is skipped, because the two
 //     would be shut off from the rest. Otherwise the link is added.
-//  3. If no second node has a free end, the newest link is undone and the search resumes behind it.
-//  4. Once fewer than two ends are free, the graph is tested for connectedness; if it is not connected, the
-//     search backtracks.
+//  3. If no second node has a free end, or the link is the one just undone with its ends exchanged, the
+//  newest
+//     link is undone and the search resumes from its second node.
+//  4. The search ends with at most one free end. With none, the graph must also be connected: if it is not,
+//     the search backtracks.
 // Invariants: stack_[0 .. stack_count_ - 1] are the links of the graph, in the order in which they were
-// added, and stack_[stack_count_] is the link undone last, if any; free_ends_ is the sum of the valencies
-// minus twice stack_count_.
+// added, and stack_[stack_count_] is the link undone last unless one was added since; free_ends_ is the sum
+// of the valencies minus twice stack_count_.
 //
 // The effort is bounded by the number of resumptions from the last node, the number of skipped links and the
 // size of the stack. So the search is not exhaustive: its answer is the best that it met. These bounds and
@@ -205,7 +207,7 @@ bool LinkSearch::connected(unsigned char* marks) const {
 }
 
 /// Marks the nodes that can be reached from `node`, by depth-first search. Each level of the recursion
-/// follows a different link, so the depth is below kStackSize.
+/// follows a different link, so at most kStackSize calls are nested.
 void LinkSearch::mark_from(int node, unsigned char* marks) const {
   marks[node] = kMarked;
   for (int i = 0; i < nodes_[node].linkCount; ++i) {
