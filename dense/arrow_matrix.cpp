@@ -1,3 +1,18 @@
+// Solves a bordered band matrix by block elimination.
+//
+// Factorisation, FactorLU:
+//  1. A11 := its band LU with row interchanges.
+//  2. A22 := A22 - A21 inverse(A11) A12, the Schur complement, one column at a time. A12 keeps its values.
+//  3. A22 := its dense LU.
+// Solution, BackSub, which uses b as scratch:
+//  4. b2 := b2 - A21 inverse(A11) b1, then x2 := inverse(Schur complement) b2.
+//  5. b1 := b1 - A12 x2.
+//  6. x1 := inverse(A11) b1.
+// So inverse(A11) A12 is never stored, at the price of two band solutions per right-hand side. With a list of
+// the non-zeros of A21, the products with A21 run over the list and in its order, which decides their
+// rounding. Source: block Gaussian elimination, e.g. Golub and Van Loan, Matrix Computations, 4th ed.,
+// sections 3.2, 4.3.
+
 #include "dense/arrow_matrix.h"
 
 #include <algorithm>
@@ -16,6 +31,7 @@ namespace {
 
 constexpr int kFirstCapacity = 10;
 
+/// Allocates the band; null, with `valid` cleared, also if its leading dimension does not fit an int.
 double* allocate_band(std::int64_t rows, int columns, unsigned char& valid) {
   if (rows >= INT_MIN && rows <= INT_MAX) return allocate_or_clear<double>(product(rows, columns), valid);
   valid = 0;
@@ -108,7 +124,7 @@ double& ArrowMatrix::operator()(int row, int col) {
   }
   if (row < n && col < n) {
     outOfBand = 0.0;
-    // A band with a negative width has no elements; the two distances alone do not show it.
+    // With negative kl no element is in the band. The two distance tests do not show that by themselves.
     if (col - row > ku || row - col > kl || kl < 0 || !band) return outOfBand;
     return band[(band_rows(kl, ku) - 1) * col + ku + kl + row];
   }
@@ -123,7 +139,10 @@ double* ArrowMatrix::Address(int row, int col) {
 
 // ---- The object's own list of non-zeros of A21
 
-/// `row` is counted within the border.
+/// Adds (row, col) to the list unless it is there already. If memory is refused, clears `valid` and leaves
+/// the element out of the list.
+/// @param row row of A21, from 0
+/// @param col column, from 0
 void ArrowMatrix::MarkA21NonZero(int row, int col) {
   if (!ownRowStart || !ownRowCount || !ownColIndex) return;
   if (ListedIn(row, col)) return;
@@ -145,7 +164,8 @@ bool ArrowMatrix::ListedIn(int row, int col) const {
   return std::find(first, end, col) != end;
 }
 
-/// One entry more, by design: hosts mark few elements.
+/// Makes the list one entry longer. The contract has it grow by single entries; the quadratic cost is
+/// harmless as hosts mark few elements.
 bool ArrowMatrix::GrowList(int total) {
   int* longer = nullptr;
   if (capacity < INT_MAX) longer = allocate_array<int>(++capacity);
@@ -153,7 +173,7 @@ bool ArrowMatrix::GrowList(int total) {
     valid = 0;
     return false;
   }
-  const bool inUse = colIndex == ownColIndex;  // false while the caller's list is in its place
+  const bool inUse = colIndex == ownColIndex;  // false if ProvideNZ has put the caller's list in its place
   std::copy(ownColIndex, ownColIndex + total, longer);
   Corvid_delete(ownColIndex);
   ownColIndex = longer;
@@ -162,7 +182,8 @@ bool ArrowMatrix::GrowList(int total) {
   return true;
 }
 
-/// The new column comes first in the stretch of its row; all that lies behind moves up.
+/// Inserts a column at the front of the entries of its row and moves everything behind up by one. The order
+/// matters: the elimination adds products in the order of the list.
 void ArrowMatrix::InsertInStretch(int row, int col, int total) {
   const int start = ownRowStart[row];
   std::copy_backward(ownColIndex + start, ownColIndex + total, ownColIndex + total + 1);
@@ -255,7 +276,7 @@ Matrix::ErrorCode ArrowMatrix::Step6(double* x, double* b) {
   return code_of(SolveBand(x));
 }
 
-/// Leading dimension of `band`; without a band it has no meaning.
+/// Returns the leading dimension of `band`; it has no meaning without a band.
 int ArrowMatrix::BandRows() const { return static_cast<int>(band_rows(kl, ku)); }
 
 bool ArrowMatrix::ArrayMissing() const {
@@ -268,14 +289,16 @@ int ArrowMatrix::SolveBand(double* vector) const {
   return solve_with_band_lu(n, kl, ku, band, BandRows(), bandPivots, vector, leading_dimension(n));
 }
 
-/// target := target - A21 vector
+/// target := target - A21 vector. With a list, products are added in its order.
+/// @param vector [n]
+/// @param target [m]
 void ArrowMatrix::SubtractA21Product(const double* vector, double* target) const {
   if (track == TrackNone) {
     subtract_product(m, n, a21, vector, target);
     return;
   }
   for (int r = 0; r < m; ++r) {
-    double sum = 0.0;  // in the order of the list
+    double sum = 0.0;
     const int count = rowStart[r] >= 0 ? rowCount[r] : 0;
     for (int entry = 0; entry < count; ++entry) {
       const int k = colIndex[std::ptrdiff_t{rowStart[r]} + entry];
@@ -290,6 +313,7 @@ int ArrowMatrix::PermutationInfo(int i) {
   if (i < 0) return -1;
   if (i < n) return row_at_place(i, n, n, bandPivots, i);
   if (i >= std::int64_t{n} + m) return -1;
-  // The place looked up is `i`, not `i` - n: intended, though of little use.
+  // The contract looks up index `i` in the border and not `i` - n, so the result is -1 or the wrong row. The
+  // vector is made n + m long so that the look-up at least stays inside it.
   return row_at_place(i, std::max(n, 0) + std::int64_t{m}, m, cornerPivots, i - n);
 }

@@ -2,60 +2,70 @@
 
 #include "dense/matrix.h"
 
-/// A band with dense borders, of order n + m:
+/// A bordered band matrix of order n + m:
 ///
 ///            n        m
 ///       [  A11  |   A12  ]  n    A11: band with kl sub-diagonals and ku super-diagonals
 ///       [  A21  |   A22  ]  m    A12, A21, A22: dense
 ///
-/// The band is factorised as a band; the border is eliminated through the Schur complement
-/// A22 - A21 inverse(A11) A12, whose pivots must have a magnitude above 1e-8. In the band only an exact
-/// zero is a failure. No row changes place between band and border, so the solution loses as many digits as
-/// A11 by itself is ill-conditioned, even if the whole matrix is not. Filled, then factorised in place by
-/// FactorLU, then solved any number of times by BackSub, which needs A12 and A21 as they were; ZeroElements
-/// begins anew. Separate objects may be used by separate threads.
+/// It is solved by block elimination: band LU of A11 with row interchanges, then dense LU of the Schur
+/// complement A22 - A21 inverse(A11) A12. A pivot of the Schur complement must exceed 1e-8 in magnitude; in
+/// the band only an exact zero is a failure. Rows are not interchanged between band and border, so an
+/// ill-conditioned A11 costs digits even if the whole matrix is well-conditioned.
+///
+/// Order of use: fill the elements; FactorLU, in place; BackSub any number of times, with A12 and A21
+/// unchanged; ZeroElements to fill anew. Separate objects may be used by separate threads, but for accesses
+/// outside the matrix.
 class CORVIDNUM_API ArrowMatrix : public Matrix {
  public:
-  /// How the non-zeros of A21 are known. Any value other than 0 and 1 means TrackProvided.
+  /// Where the list of the non-zeros of A21 comes from. Any value other than 0 and 1 means TrackProvided.
   enum TrackNZType : int {
-    TrackNone = 0,      // no list: A21 is used densely
-    TrackInternal = 1,  // the object lists each element of A21 that was ever accessed, be it for reading
-    TrackProvided = 2,  // the caller lists them by ProvideNZ
+    TrackNone = 0,      // there is no list: A21 is used as a dense block
+    TrackInternal = 1,  // the object lists each element of A21 that is accessed, for reading or writing
+    TrackProvided = 2,  // the caller passes the list to ProvideNZ
   };
 
-  /// All elements are 0.
+  /// Allocates the blocks and sets all elements to 0.
+  /// @param n      order of A11
+  /// @param kl, ku number of sub-diagonals and super-diagonals of A11
+  /// @param m      width of the border
+  /// @param track  where the list of the non-zeros of A21 comes from
   ArrowMatrix(int n, int kl, int ku, int m, TrackNZType track);
   ~ArrowMatrix() override;
 
-  /// FactorLU, then BackSub. Without rows it is MatrixOK, and nothing is written.
+  /// Factorises, then solves. On a matrix of order 0 returns MatrixOK and writes nothing.
   /// @param x    out: [n + m] the solution
   /// @param b    [n + m] the right-hand side; destroyed if m is above 0; may be `x`
-  /// @param info as of FactorLU
+  /// @param info as in FactorLU
   ErrorCode Solve(double* x, double* b, int& info) override;
-  /// With TrackInternal it also empties the list.
+  /// Sets every element to 0 and, with TrackInternal, empties the list.
   void ZeroElements() override;
   double* Address(int row, int col) override;
-  /// An element of A11 outside the band reads as 0, and a write to it is dropped.
+  /// Returns a reference to the element. An element of A11 outside the band reads as 0, and a write to it is
+  /// dropped.
   double& operator()(int row, int col) override;
 
-  /// @param info out: 0; or the column, 1-based, where the band has a zero pivot; or below 0 if the object
-  ///             has no legal sizes or no memory. It is 0 also if only the border fails, or lacks its list.
-  ///             Without rows it is not written.
+  /// Factorises the matrix in place.
+  /// @param info out: 0; or the column, 1-based, where the band has a zero pivot; or below 0 if the sizes are
+  ///             illegal or memory was refused. It stays 0 if the Schur complement is singular or the list of
+  ///             A21 is missing: then only the result tells. On a matrix of order 0 it is not written.
+  /// @return MatrixFailed if either factorisation fails
   ErrorCode FactorLU(int& info);
 
-  /// Solves with the factors that FactorLU left; arguments as in Solve.
+  /// Solves with the factors of FactorLU; arguments as in Solve.
   ErrorCode BackSub(double* x, double* b);
 
-  /// Lists the non-zeros of A21 for the elimination. The arrays stay the caller's and must last as long as
-  /// the object solves. With TrackInternal the elimination uses them instead of the object's own list.
-  /// @param rowStart [m] where border row r begins in `colIndex`
-  /// @param rowCount [m] how many columns it holds
-  /// @param colIndex column numbers, 0-based; one that is not below n is ignored
+  /// Passes the list of the non-zeros of A21 by rows. The caller owns the arrays and keeps them as long as
+  /// the object factorises and solves. With TrackInternal they replace the object's own list.
+  /// @param rowStart [m] index in `colIndex`, from 0, where border row r begins
+  /// @param rowCount [m] number of columns of border row r
+  /// @param colIndex column numbers, from 0; a column outside 0 .. n - 1 is ignored
   void ProvideNZ(int* rowStart, int* rowCount, int* colIndex);
 
-  /// Which input row stands at place `i` (0-based) after the band interchanges of columns 0 .. i.
-  /// @return the row, 1-based; -1 if `i` is no row or memory is exhausted. For i >= n the answer is of no
-  ///         use: it is looked up by `i`, not by the place within the border.
+  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 .. i of the
+  /// band.
+  /// @return the row, 1-based; -1 if `i` is not a row or memory was refused. For i >= n the result has no
+  ///         meaning: the contract looks up `i`, not `i` - n, among the m rows of the border.
   int PermutationInfo(int i);
 
  protected:
@@ -64,22 +74,23 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   int ku;
   int m;
   TrackNZType track;
-  double* band;     // A11 as LAPACK factorises it: (i, j) at j * ldab + kl + ku + i - j, ldab = 2 kl + ku + 1
-  double* a12;      // n x m, column order
-  double* a21;      // m x n, column order
-  double* a22;      // m x m, column order; then the factors of the Schur complement
-  int* bandPivots;  // [n]
-  int* cornerPivots;  // [m]
-  double* work;       // [n]
+  double* band;       // A11 in band storage: (i, j) at j * ldab + kl + ku + i - j, with ldab = 2 kl + ku + 1
+  double* a12;        // n x m, by columns
+  double* a21;        // m x n, by columns
+  double* a22;        // m x m, by columns; after FactorLU the LU factors of the Schur complement
+  int* bandPivots;    // [n] row interchanges of the band LU, 1-based
+  int* cornerPivots;  // [m] row interchanges of the LU of the Schur complement, 1-based
+  double* work;       // [n] inverse(A11) times one vector
   double outOfBand;   // target of accesses to A11 outside the band
-  // The list that the elimination uses; null with TrackNone.
+  // The list of non-zeros that the elimination uses; null with TrackNone.
   int* rowStart;  // [m]
   int* rowCount;  // [m]
   int* colIndex;  // the columns of a row are contiguous
-  int capacity;   // of the object's own colIndex, as asked for; raised even if the growth then fails
+  int capacity;   // capacity asked for the object's own colIndex; raised even if the growth fails
 
  private:
-  // The steps of the elimination; their order is that of their numbers.
+  // The steps of block elimination, run in the order of their numbers. b1, b2 and x1, x2 are the first n and
+  // the last m elements of b and x.
   CORVIDNUM_HIDDEN ErrorCode Step1(int& info);               // A11 := its band LU
   CORVIDNUM_HIDDEN ErrorCode Step2();                        // A22 := Schur complement
   CORVIDNUM_HIDDEN ErrorCode Step3();                        // A22 := its LU
@@ -101,11 +112,11 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   CORVIDNUM_HIDDEN int SolveBand(double* vector) const;
   CORVIDNUM_HIDDEN void SubtractA21Product(const double* vector, double* target) const;
 
-  // The object's own list, which the marks go to; null unless TrackInternal.
+  // The object's own list, which element accesses extend; null unless TrackInternal.
   int* ownRowStart;
   int* ownRowCount;
   int* ownColIndex;
-  int ownLength;  // entries that ownColIndex has room for
+  int ownLength;  // allocated length of ownColIndex
 
   static double outside;  // target of accesses outside the matrix
 };

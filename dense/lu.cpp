@@ -1,3 +1,15 @@
+// LU factorisation with partial pivoting and an absolute pivot limit, in panels of four columns.
+//
+//  1. In each column of the panel take the element of largest magnitude on or below the diagonal as pivot,
+//     interchange its row with the pivot row, scale the column by the reciprocal of the pivot, and update the
+//     columns of the panel to its right.
+//  2. Apply the panel's interchanges to the columns on both sides of it.
+//  3. Update the columns to the right of the panel.
+// Invariant: every element receives its updates one by one, in the order of the pivots. So the result equals,
+// to the bit, that of the unblocked algorithm with one rank-one update for each pivot.
+// A pivot that is not above the limit leaves its column without interchange and scaling, but the update with
+// it still takes place: the contract's factorisation always runs to the end.
+
 #include "dense/lu.h"
 
 #include <algorithm>
@@ -11,13 +23,12 @@
 namespace corvidnum {
 namespace {
 
-/// Pivot columns that are applied to the columns behind them in one sweep. Each element still gets its
-/// updates one by one, in the order of the pivots, so the result is that of one sweep for each pivot.
+/// Columns of a panel, whose updates are applied in one pass over the columns to the right.
 constexpr int kPanelWidth = 4;
 
 using Index = std::ptrdiff_t;
 
-/// The factorisation of a (m x n, leading dimension lda). Rows and columns are numbered from 1.
+/// One factorisation of a (m x n, leading dimension lda). Rows and columns are numbered from 1.
 class LuFactorisation {
  public:
   LuFactorisation(int m, int n, double* a, int lda, int* ipiv, double tol)
@@ -27,11 +38,11 @@ class LuFactorisation {
   int run();
 
  private:
-  // The panel is the columns first .. last.
-  void factor_panel(Index first, Index last);  // they are final; the other columns are as they were
-  bool choose_pivot(Index j);                  // ipiv names its row; false: the pivot fails
-  void interchange(Index first, Index last, Index from, Index to);  // in columns from .. to, as in the panel
-  void apply_panel(Index first, Index last);  // the columns behind the panel have its updates
+  // The panel consists of the columns first .. last.
+  void factor_panel(Index first, Index last);  // makes them final; changes no other column
+  bool choose_pivot(Index j);                  // sets ipiv(j); false: the pivot is not above the limit
+  void interchange(Index first, Index last, Index from, Index to);  // the panel's, in columns from .. to
+  void apply_panel(Index first, Index last);                        // updates the columns right of the panel
 
   double* column(Index j) const { return a_ + (j - 1) * lda_; }
   double& a(Index i, Index j) const { return column(j)[i - 1]; }
@@ -41,16 +52,16 @@ class LuFactorisation {
   const Index lda_;
   int* const ipiv_;
   const double tol_;
-  Index swapped_with_[kPanelWidth] = {};  // the row that changed places with each pivot row of the panel
+  Index swapped_with_[kPanelWidth] = {};  // the row interchanged with each pivot row of the panel
   int first_failure_ = 0;
 };
 
-/// x[i] -= u * l[i] for i from 0 to count - 1.
+/// Sets x[i] -= u * l[i] for i from 0 to count - 1.
 void subtract_multiple(Index count, double u, const double* __restrict l, double* __restrict x) {
   for (Index i = 0; i < count; ++i) x[i] -= u * l[i];
 }
 
-/// The same with u[0 .. 3] and the four columns that begin at `l`, the first of them first.
+/// Subtracts u[0] .. u[3] times four consecutive columns, the first of which begins at `l`, in this order.
 void subtract_four_multiples(Index count, const double* u, const double* l, Index lda, double* __restrict x) {
   const double u0 = u[0], u1 = u[1], u2 = u[2], u3 = u[3];
   const double* __restrict l0 = l;
@@ -84,7 +95,7 @@ void LuFactorisation::factor_panel(Index first, Index last) {
       const double reciprocal = 1.0 / a(j, j);
       for (Index i = j + 1; i <= m_; ++i) a(i, j) *= reciprocal;
     }
-    // Also behind a failed pivot: the factorisation always runs to the end.
+    // Also after a failed pivot, as the contract requires: the factorisation always runs to the end.
     for (Index c = j + 1; c <= last; ++c) subtract_multiple(m_ - j, a(j, c), column(j) + j, column(c) + j);
   }
 }
@@ -107,7 +118,8 @@ void LuFactorisation::apply_panel(Index first, Index last) {
   for (Index c = last + 1; c <= n_; ++c) {
     double* const x = column(c);
     for (Index j = first; j < last; ++j) subtract_multiple(last - j, a(j, c), column(j) + j, x + j);
-    // Rows are left below only a full panel: with columns behind it, a narrower one ends with the last row.
+    // If rows are left below the panel it has kPanelWidth columns: a narrower panel with columns to its right
+    // is the last one and ends with the last row.
     if (last < m_) subtract_four_multiples(m_ - last, x + first - 1, column(first) + last, lda_, x + last);
   }
 }

@@ -3,15 +3,15 @@
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
-/// A square or rectangular matrix that a host fills element by element and solves for one right-hand side.
+/// Interface of a matrix that a host fills element by element and solves for one right-hand side at a time.
 /// Row and column numbers are 0-based. The order of the virtual operations is part of the contract.
-/// No operation needs a healthy object: on one with `Valid()` 0 all are harmless.
+/// All operations are safe on an object whose memory was refused (`Valid()` is 0).
 class CORVIDNUM_API Matrix : public HostAllocated {
  public:
   /// What an operation reports.
   enum ErrorCode : int {
     MatrixOK = 0,
-    MatrixFailed = 1,  // a singular factor or an illegal argument; the results have no meaning
+    MatrixFailed = 1,  // singular, illegal argument or missing memory; the results have no meaning
   };
 
   Matrix(const Matrix&) = delete;
@@ -19,23 +19,23 @@ class CORVIDNUM_API Matrix : public HostAllocated {
 
   virtual ~Matrix();
 
-  /// 0 once an allocation for the object has failed, else 1.
+  /// Returns 1, or 0 once an allocation for the object has failed.
   virtual unsigned char Valid() const;
 
   /// Factorises in place and solves A x = b. The elements hold the factors afterwards.
-  /// @param x    out: the solution; one value for each row
-  /// @param b    the right-hand side; the class tells whether it survives
-  /// @param info the class tells whether it is written
+  /// @param x    out: the solution, one value for each row
+  /// @param b    the right-hand side, one value for each row; whether it is kept depends on the class
+  /// @param info whether and how it is written depends on the class
   virtual ErrorCode Solve(double* x, double* b, int& info) = 0;
 
   /// Sets every element to 0.
   virtual void ZeroElements() = 0;
 
-  /// The address that `operator()` refers to; never null.
+  /// Returns the address of the element that `operator()` refers to; never null.
   virtual double* Address(int row, int col) = 0;
 
-  /// The element. Never fails: outside the matrix it is a scratch double that is shared by all objects of
-  /// the class, so a write there is lost for the matrix.
+  /// Returns a reference to the element. Outside the matrix it refers to a scratch double that all objects of
+  /// the class share, so a write there does not reach the matrix and no error is reported.
   virtual double& operator()(int row, int col) = 0;
 
  protected:

@@ -1,3 +1,6 @@
+// The dense matrix, and what all matrix classes share. Arguments and missing arrays are tested here; the LU
+// with the pivot limit (dense/lu.h) and LAPACK's triangular solution do the work.
+
 #include "dense/regular_matrix.h"
 
 #include <algorithm>
@@ -78,7 +81,8 @@ Matrix::ErrorCode RegularMatrix::BackSub(double* x, double* b) {
   if (!data || !pivots) return MatrixFailed;
   if (rows > 0 && (!x || !b)) return MatrixFailed;
   copy_vector(rows, b, x);
-  // Without columns a leading dimension of 0 would be refused; with columns it is refused rightly.
+  // LAPACK demands a leading dimension of at least 1. An empty matrix gets it; rows = 0 with columns is
+  // refused rightly.
   const int lda = rows == 0 && cols == 0 ? leading_dimension(rows) : rows;
   return solve_with_lu(cols, data, lda, pivots, x, lda) != 0 ? MatrixFailed : MatrixOK;
 }

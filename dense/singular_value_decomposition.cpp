@@ -1,3 +1,16 @@
+// Singular value decomposition by the method of Golub and Reinsch, and linear least squares by it.
+//
+//  1. Householder bidiagonalisation: reflections from the left and the right in turn make A upper bidiagonal,
+//     with diagonal s and superdiagonal e.
+//  2. The right reflections are accumulated in V, the left ones in place of A, which becomes U.
+//  3. Implicit-shift QR on the bidiagonal matrix, from its last column back: split it where e is negligible,
+//     or cancel a row where s is; otherwise chase the bulge of one shifted QR step down the block by plane
+//     rotations, the right ones applied to V and the left ones to U. A block of order 1 is a singular value,
+//     which is made positive.
+// Invariant of step 3: U B V' is the given matrix, but for rounding, B being the bidiagonal matrix.
+// Source: Golub and Reinsch, Singular value decomposition and least squares solutions, Numer. Math. 14
+// (1970).
+
 #include "dense/singular_value_decomposition.h"
 
 #include <algorithm>
@@ -11,31 +24,32 @@ using namespace corvidnum;
 
 namespace {
 
-constexpr int kSweepLimit = 50;  // the sweep of this number is not made any more
+constexpr int kSweepLimit = 50;  // gives up before this sweep: a singular value gets 49
+// Singular values below min(kRelativeLimit * largest singular value, kAbsoluteLimit) count as 0.
 constexpr double kRelativeLimit = 1e-5;
 constexpr double kAbsoluteLimit = 1e-8;
 
-// The loops below run along the rows, where the elements of a matrix lie side by side. Every sum still gets
-// its terms one by one, in the order of their indices, so the result is that of one plain loop for each sum.
+// The loops below run along the rows, whose elements are contiguous. Each sum still receives its terms one by
+// one, in index order, so the result equals to the bit that of one plain loop for each sum.
 
-constexpr int kColumnBlock = 64;  // columns whose sums are formed at a time
-constexpr int kRowGroup = 4;      // rows that are read at a time, to keep the arithmetic units busy
+constexpr int kColumnBlock = 64;  // number of columns whose sums are formed together
+constexpr int kRowGroup = 4;      // number of rows read together, to keep the arithmetic units busy
 
 double square(double x) { return x * x; }
 
 double with_sign_of(double x, double magnitude) { return x >= 0.0 ? magnitude : -magnitude; }
 
-/// sqrt(a^2 + b^2) without overflow on the way.
+/// Returns sqrt(a^2 + b^2) without overflow of the squares.
 double hypotenuse(double a, double b) {
   const double p = std::fabs(a), q = std::fabs(b);
   if (p == 0.0 && q == 0.0) return 0.0;
   return p > q ? p * std::sqrt(1.0 + square(q / p)) : q * std::sqrt(1.0 + square(p / q));
 }
 
-/// Whether `x` vanishes beside `norm`; never for a NaN. There is no other tolerance.
+/// Returns whether `x` is negligible: adding it to `norm` changes nothing. False for a NaN.
 bool absorbed(double x, double norm) { return std::fabs(x) + norm == norm; }
 
-/// sum[c] += factor(k) * rows[k][col + c], k from `first` to `last` - 1.
+/// Adds to sum[c], c from 0 to width - 1, factor(k) * rows[k][col + c] for k from `first` to `last` - 1.
 template <class Factor>
 void add_products(double* const* rows, int first, int last, int col, int width, Factor&& factor,
                   double* __restrict sum) {
@@ -53,7 +67,7 @@ void add_products(double* const* rows, int first, int last, int col, int width, 
   }
 }
 
-/// rows[k][col + c] += factor(k) * multiple[c], k from `first` to `last` - 1.
+/// Adds factor(k) * multiple[c] to rows[k][col + c], k from `first` to `last` - 1, c from 0 to width - 1.
 template <class Factor>
 void add_multiples(double* const* rows, int first, int last, int col, int width, Factor&& factor,
                    const double* __restrict multiple) {
@@ -64,8 +78,8 @@ void add_multiples(double* const* rows, int first, int last, int col, int width,
   }
 }
 
-/// Reflects the columns col .. end - 1: each gets its product with the vector, divided by `h`, times the
-/// vector, whose elements factor(k) are for the rows k from `first` to `last` - 1.
+/// Applies the reflection I + v v' / h from the left to the columns col .. end - 1. The elements of v are
+/// factor(k) for the rows k from `first` to `last` - 1, else 0.
 template <class Factor>
 void reflect_columns(double* const* rows, int first, int last, int col, int end, Factor&& factor, double h) {
   for (; col < end; col += kColumnBlock) {
@@ -77,7 +91,8 @@ void reflect_columns(double* const* rows, int first, int last, int col, int end,
   }
 }
 
-/// row += (row . vector) * direction, for the rows first .. last - 1 and the columns col .. end - 1.
+/// Adds (row . vector) * direction to each of the rows first .. last - 1, in the columns col .. end - 1. With
+/// direction = vector / h that applies the reflection I + v v' / h from the right.
 void reflect_rows(double* const* rows, int first, int last, int col, int end, const double* vector,
                   const double* direction) {
   int j = first;
@@ -107,7 +122,8 @@ struct Rotation {
   double c, s;
 };
 
-/// Rotates the columns col and col + 1 by the first rotation, col + 1 and col + 2 by the next, and so on.
+/// Collects a sequence of rotations, of the columns col and col + 1, then col + 1 and col + 2, and so on, and
+/// applies them row by row, so that each row is read once for up to kMost rotations.
 class RotationChain {
  public:
   RotationChain(double* const* rows, int row_count) : rows_(rows), row_count_(row_count) {}
@@ -117,7 +133,7 @@ class RotationChain {
     rotations_[count_++] = rotation;
     if (count_ == kMost) apply();
   }
-  /// Nothing is left to do; the chain goes on at the next column.
+  /// Applies the collected rotations; the sequence continues with the next column.
   void apply() {
     int j = 0;
     for (; j + kRowGroup <= row_count_; j += kRowGroup) apply_to<kRowGroup>(rows_ + j);
@@ -154,7 +170,7 @@ class RotationChain {
   Rotation rotations_[kMost];
 };
 
-/// The decomposition of a (m x n, m >= n) into a diag(s) V'. Members pass between the steps.
+/// One decomposition of a (m x n, m >= n) into U diag(s) V'; U takes the place of a.
 class GolubReinsch {
  public:
   GolubReinsch(int m, int n, double** a, double** v, double* s, double* e)
@@ -164,32 +180,33 @@ class GolubReinsch {
   bool run();
 
  private:
-  // A reflection is I + v v' / h with h = -|v|^2 / 2. Its v stays, at the scale of 1 at which it was formed,
-  // in the place of what it makes 0: it does not underflow, however small the elements were.
-  void make_bidiagonal();         // s is the diagonal, e the superdiagonal; a holds the reflections
-  double reflect_column(int i);   // column i is 0 below the diagonal; returns the element on it
-  double reflect_row(int i);      // row i is 0 behind the superdiagonal; returns the element on it
-  void accumulate_right();        // v is the product of the row reflections
-  void accumulate_left();         // a is the product of the column reflections
-  bool converge(int k);           // e[k] is negligible, s[k] is a singular value
-  int find_split(int k);          // the block first .. k stands alone
-  void cancel(int first, int k);  // e[first] is 0, since s[first - 1] is negligible
+  // A Householder reflection is I + v v' / h with h = -|v|^2 / 2. Its v is stored where it makes elements 0.
+  // It is formed from elements scaled to a sum of magnitudes of 1 and stored at that scale, so it does not
+  // underflow, however small the elements are.
+  void make_bidiagonal();         // sets s to the diagonal, e to the superdiagonal; a holds the vectors v
+  double reflect_column(int i);   // makes column i 0 below the diagonal; returns the diagonal element
+  double reflect_row(int i);      // makes row i 0 right of the superdiagonal; returns the element on it
+  void accumulate_right();        // sets v to the product of the row reflections
+  void accumulate_left();         // sets a to the product of the column reflections
+  bool converge(int k);           // makes s[k] a singular value; false: not within the limit of sweeps
+  int find_split(int k);          // returns the first column of the block that ends with k and stands alone
+  void cancel(int first, int k);  // makes e[first] 0 by rotations, as s[first - 1] is negligible
   double shift(int first, int k) const;
-  void sweep(int first, int k);  // one step of the shifted QR iteration on the block
-  void make_positive(int k);
+  void sweep(int first, int k);  // makes one step of implicit-shift QR on the block
+  void make_positive(int k);     // changes the sign of s[k] and of column k of v if s[k] is negative
 
   const int m_, n_;
   double* const* const a_;
   double* const* const v_;
   double* const s_;
   double* const e_;
-  double norm_ = 0.0;  // what negligible elements are absorbed by
+  double norm_ = 0.0;  // largest |s[i]| + |e[i]| of the bidiagonal matrix; see absorbed()
   RotationChain right_, left_;
 };
 
 bool GolubReinsch::run() {
   make_bidiagonal();
-  // No sweep would help: with a NaN neither test for a split ever holds, with an infinity both always do.
+  // Sweeps cannot help: with a NaN no element is ever negligible, with an infinity every element is.
   if (!std::isfinite(norm_)) return false;
   accumulate_right();
   accumulate_left();
@@ -206,7 +223,8 @@ void GolubReinsch::make_bidiagonal() {
     s_[i] = reflect_column(i);
     if (i < n_ - 1) superdiagonal = reflect_row(i);
     const double size = std::fabs(s_[i]) + std::fabs(e_[i]);
-    if (!(size <= norm_)) norm_ = size;  // a NaN stays: what is behind it in the matrix has become NaN too
+    // A NaN becomes the norm and stays it, because the reflections have spread it to all that follows.
+    if (!(size <= norm_)) norm_ = size;
   }
 }
 
@@ -241,7 +259,7 @@ double GolubReinsch::reflect_row(int i) {
   const double g = -with_sign_of(f, std::sqrt(sum));
   const double h = f * g - sum;
   row[first] = f - g;
-  for (int k = first; k < n_; ++k) e_[k] = row[k] / h;  // the superdiagonal has not come so far
+  for (int k = first; k < n_; ++k) e_[k] = row[k] / h;  // e[i+1 ..] is not set yet and serves as scratch
   reflect_rows(a_, first, m_, first, n_, row, e_);
   return scale * g;
 }
@@ -269,7 +287,7 @@ void GolubReinsch::accumulate_left() {
     if (h != 0.0) {
       reflect_columns(
           a_, i, m_, next, n_, [=](int k) { return a_[k][i]; }, h);
-      const double multiple = a_[i][i] / h;  // of the unit vector
+      const double multiple = a_[i][i] / h;  // column i of I + v v' / h is unit vector i plus (v[i] / h) v
       for (int k = i; k < m_; ++k) a_[k][i] *= multiple;
     }
     a_[i][i] += 1.0;
@@ -297,7 +315,7 @@ int GolubReinsch::find_split(int k) {
       return l;
     }
   }
-  return 0;  // e[0] is 0; where a NaN defeats the tests the block begins here too
+  return 0;  // e[0] is 0; with NaN elements, for which both tests fail, the block begins here too
 }
 
 void GolubReinsch::cancel(int first, int k) {
@@ -318,7 +336,9 @@ void GolubReinsch::cancel(int first, int k) {
   }
 }
 
-/// From the eigenvalue, next to the last diagonal element, of the bottom 2 x 2 minor.
+/// Returns (s[first]^2 - mu) / s[first], from which the first rotation of a QR step is formed. The shift mu
+/// is the eigenvalue of the trailing 2 x 2 minor of B'B nearest to its last diagonal element, B being the
+/// block.
 double GolubReinsch::shift(int first, int k) const {
   const double x = s_[first], y = s_[k - 1], z = s_[k], g = e_[k - 1], h = e_[k];
   const double f = ((y - z) * (y + z) + (g - h) * (g + h)) / (2.0 * h * y);
@@ -337,7 +357,7 @@ void GolubReinsch::sweep(int first, int k) {
     g = c * g;
     double z = hypotenuse(f, h);
     e_[j] = z;
-    c = f / z;  // not guarded, unlike the second rotation: a zero length ends in NaN and a failure
+    c = f / z;  // not guarded, unlike the second rotation: the contract lets z = 0 end in NaN and a failure
     s = h / z;
     f = x * c + g * s;
     g = g * c - x * s;
@@ -367,7 +387,7 @@ void GolubReinsch::make_positive(int k) {
   for (int j = 0; j < n_; ++j) v_[j][k] = -v_[j][k];
 }
 
-/// Null pointers, so that rows may be released whatever was allocated.
+/// Allocates row pointers and sets them to null, so that release_rows() may follow at any time.
 double** allocate_row_pointers(int count) {
   double** const rows = allocate_array<double*>(count);
   if (rows) std::fill(rows, rows + std::max(count, 0), nullptr);
@@ -423,7 +443,7 @@ SingularValueDecomposition::~SingularValueDecomposition() {
   ReleaseArrays();
 }
 
-// Shares the arrays, by intent.
+// Assignment shares the arrays: the contract has it copy the six fields and nothing else.
 SingularValueDecomposition& SingularValueDecomposition::operator=(const SingularValueDecomposition& other) {
   enter_library();
   uRows = other.uRows;
@@ -450,7 +470,7 @@ const double* SingularValueDecomposition::SVals() {
   return sVals;
 }
 
-// ---- The factors and what they are good for
+// ---- The factors and their uses
 
 unsigned char SingularValueDecomposition::Decomposition(int m, int n, double** a) {
   enter_library();
@@ -554,7 +574,8 @@ double SingularValueDecomposition::FitScaled(int m, int n, double* x, const doub
   EditSingularValue(n);
   BackSubstitute(m, n, scaledB, x, uRows);
 
-  // With the solution of the scaled problem beside the matrix as it is, by intent.
+  // The contract forms the sum from the solution of the scaled problem and the unscaled matrix, so this loop
+  // must stay before the next.
   double chi2 = 0.0;
   for (int i = 0; i < m; ++i) {
     double sum = 0.0;

@@ -3,70 +3,74 @@
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
-/// A = U diag(S) V' of a dense matrix with at least as many rows as columns, and the least squares that stand
-/// on it. Matrices are arrays of row pointers; indices are 0-based. The singular values come in no order.
+/// Singular value decomposition A = U diag(S) V' of a dense matrix with at least as many rows as columns, and
+/// linear least squares by it. Matrices are arrays of row pointers; indices are 0-based. The singular values
+/// are not sorted.
 ///
-/// The constructor sets capacities; each call says which part of them, or which matrix of the caller, it is
-/// about. With `n` above the capacity an operation does nothing but to return 0 (LinearLeastSquare:
-/// EmptyValue); below 1 it finds nothing to do. An object whose memory was refused has capacities of 0.
-/// Separate objects may be used by separate threads.
+/// The constructor sets capacities; each call passes the sizes that it works on. If `n` exceeds the capacity,
+/// an operation does nothing and returns 0 (LinearLeastSquare: EmptyValue); if `n` is below 1 there is
+/// nothing to do. An object whose memory was refused has capacities of 0. Separate objects may be used by
+/// separate threads.
 class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
  public:
-  /// The contents of all arrays are undefined.
+  /// Allocates the arrays without initialising them.
   /// @param rows, cols the largest m of LinearLeastSquare, and the largest n of every operation
   SingularValueDecomposition(int rows, int cols);
   SingularValueDecomposition(const SingularValueDecomposition&) = delete;
-  /// Copies the handles, not the arrays, and drops those of the target: both objects then share the arrays,
-  /// and only one of them may be destroyed.
+  /// Copies the pointers, not the arrays, and leaks the arrays of the target. Both objects then share the
+  /// arrays, and only one of them may be destroyed.
   SingularValueDecomposition& operator=(const SingularValueDecomposition& other);
   ~SingularValueDecomposition();
 
-  /// [rows][cols] the U of the last LinearLeastSquare.
+  /// Returns U of the last LinearLeastSquare, [rows][cols].
   const double* const* Umat();
-  /// [cols][cols] the V of the last decomposition, not transposed.
+  /// Returns V of the last decomposition, not transposed, [cols][cols].
   const double* const* VMat();
-  /// [cols] the singular values of the last decomposition that succeeded, none negative.
+  /// Returns the singular values of the last decomposition that succeeded, none negative, [cols].
   const double* SVals();
 
-  /// Factorises a matrix in place; V and the singular values are kept here.
-  /// @param m, n rows and columns; m may exceed the capacity
+  /// Factorises a matrix in place; the object keeps V and the singular values.
+  /// @param m, n number of rows and columns; m may exceed the capacity
   /// @param a    [m][n] in: the matrix; out: U, whose columns are orthonormal
-  /// @return 1; 0 if m < n or `n` is above the capacity, with `a` as it was; 0 also if a NaN or an infinity
-  ///         was met, or a singular value took 49 sweeps and did not converge: `a` and the factors then have
-  ///         no meaning. Elements far from 1 in magnitude, below about 1e-155 or above 1e153, may lead there
-  ///         too, since their squares leave the range, and a rare matrix does not converge at all
+  /// @return 1; 0 with `a` unchanged if m < n or `n` exceeds the capacity; 0 with `a` and the factors without
+  ///         meaning if a NaN or an infinity was met or a singular value has not converged after 49 sweeps.
+  ///         That may also happen if elements are below about 1e-155 or above 1e153 in magnitude, since their
+  ///         squares leave the range of a double, and to a rare matrix of ordinary elements
   /// Source: Golub and Reinsch, Singular value decomposition and least squares solutions, Numer. Math. 14
-  /// (1970), with rotations from hypotenuses that do not overflow.
+  /// (1970), with hypotenuses that do not overflow.
   unsigned char Decomposition(int m, int n, double** a);
 
-  /// Sets to 0, for good, the singular values below the limit: 1e-5 of the largest, but at most 1e-8.
+  /// Sets singular values below the limit to 0, permanently. The limit is the smaller of 1e-8 and 1e-5 times
+  /// the largest singular value.
   void EditSingularValue(int n);
-  /// How many singular values are not below that limit; changes nothing.
+  /// Returns how many singular values are not below that limit; changes nothing.
   int Rank(int n);
-  /// The reciprocal of what the name says: the smallest singular value divided by the largest, from 0 for a
-  /// singular matrix to 1. NaN if all are 0 or there is none.
+  /// Returns the reciprocal of the condition number, despite the name: the smallest singular value divided by
+  /// the largest, from 0 for a singular matrix to 1. NaN if all are 0 or there is none.
   double ConditionNum(int n);
 
-  /// x := V diag(1/S) U' b, where a singular value of 0 adds nothing: the least squares solution of A x = b.
+  /// Computes the least squares solution x = V diag(1/S) U' b of A x = b, in which singular values of 0 are
+  /// left out.
   /// @param b [m] only read
-  /// @param x [n] out
-  /// @param u [m][n] what Decomposition left; only read
+  /// @param x [n] out: the solution
+  /// @param u [m][n] U as Decomposition left it; only read
   void BackSubstitute(int m, int n, double* b, double* x, double** u);
 
-  /// V diag(1/S^2) V', where a singular value of 0 adds nothing: the covariance of the fitted parameters.
+  /// Computes the covariance matrix V diag(1/S^2) V' of the fitted parameters, in which singular values of 0
+  /// are left out.
   /// @param cvm [n][n] out
   void CovarianceMatrix(int n, double** cvm);
 
-  /// Minimises the sum of ((a x - b)[i] / sigma[i])^2, on columns scaled to a mean magnitude of 1 and with
-  /// the singular values edited. Leaves the factors of the scaled problem in the object.
-  /// @param m, n  rows and columns
-  /// @param x     [n] out: the solution; EmptyValue where there is none
+  /// Minimises the sum of ((a x - b)[i] / sigma[i])^2. Scales each column to a mean magnitude of 1 and edits
+  /// the singular values as EditSingularValue does. Leaves the factors of the scaled problem in the object.
+  /// @param m, n  number of rows and columns
+  /// @param x     [n] out: the solution; all EmptyValue on failure
   /// @param b     [m] the right-hand side; only read
   /// @param a     [m][n] only read
-  /// @param sigma [m] the standard deviations of b, in its unit; null: all 1. A zero is not caught
-  /// @return the sum above, but formed with the solution of the scaled problem: it is the sum of squares only
-  ///         if every column of `a` has a mean magnitude of 1. EmptyValue if m or n is above its capacity, if
-  ///         m < n, if the decomposition fails (a column of zeros makes it fail), or if memory is refused
+  /// @param sigma [m] the standard deviations of b, in the unit of b; null: all 1. A zero is not caught
+  /// @return the sum above, but with the solution of the scaled problem in place of x: it is the sum of
+  ///         squares only if every column of `a` has a mean magnitude of 1. EmptyValue if m or n exceeds its
+  ///         capacity, m < n, the decomposition fails (as for a column of zeros), or memory is refused
   double LinearLeastSquare(int m, int n, double* x, double* b, double** a, double* sigma);
 
  private:
@@ -77,10 +81,10 @@ class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
   CORVIDNUM_HIDDEN double FitScaled(int m, int n, double* x, const double* b, double** a, const double* sigma,
                                     double* scaledB, double* colScale);
 
-  double** uRows;   // [rows][cols] U of LinearLeastSquare, first its scaled matrix
-  double** vRows;   // [cols][cols]
-  double* sVals;    // [cols]
-  double* scratch;  // [max(rows, cols)] the superdiagonal while decomposing; else free
+  double** uRows;   // [rows][cols] the scaled matrix of LinearLeastSquare, then its U
+  double** vRows;   // [cols][cols] V
+  double* sVals;    // [cols] S
+  double* scratch;  // [max(rows, cols)] the superdiagonal in Decomposition; else scratch of each operation
   int rows;
   int cols;
 };

@@ -5,8 +5,7 @@
 //  2. A link that would fill both of its nodes while others still have free ends is skipped, because the two
 //     would be shut off from the rest. Otherwise the link is added.
 //  3. If no second node has a free end, or the link is the one just undone with its ends exchanged, the
-//  newest
-//     link is undone and the search resumes from its second node.
+//     newest link is undone and the search resumes from its second node.
 //  4. The search ends with at most one free end. With none, the graph must also be connected: if it is not,
 //     the search backtracks.
 // Invariants: stack_[0 .. stack_count_ - 1] are the links of the graph, in the order in which they were
