@@ -22,10 +22,10 @@ class MulDomEigenPrinter;
 ///   its place. Scale x so that its differences stay large until it has converged.
 class CORVIDNUM_API MulDomEigenAccel : public Accel {
  public:
+  /// Allocates all arrays. The last two arguments are ignored.
   /// @param numVar   length of every vector
   /// @param nEigen   number of eigenvalues; below 1 each Accelerate that may try returns 1 and keeps x
   /// @param nHistory length of the ring buffer, in differences; raised to nEigen + 2 if it is less
-  /// The last two arguments are ignored.
   MulDomEigenAccel(int numVar, int nEigen, int nHistory, unsigned char, unsigned char);
   ~MulDomEigenAccel() override;
 

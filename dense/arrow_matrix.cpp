@@ -9,9 +9,8 @@
 //  5. b1 := b1 - A12 x2.
 //  6. x1 := inverse(A11) b1.
 // So inverse(A11) A12 is never stored, at the price of two band solutions per right-hand side. With a list of
-// the non-zeros of A21, the products with A21 run over the list and in its order, which decides their
-// rounding. Source: block Gaussian elimination, e.g. Golub and Van Loan, Matrix Computations, 4th ed.,
-// sections 3.2, 4.3.
+// the non-zeros of A21, the products with A21 run over the list in its order, which decides their rounding.
+// Source: block Gaussian elimination, Golub and Van Loan, Matrix Computations, 4th ed., sections 3.2 and 4.3.
 
 #include "dense/arrow_matrix.h"
 

@@ -1,3 +1,5 @@
+// The secant method, safeguarded by bisection of the bracket.
+
 #include "tables/bounded_secant.h"
 
 #include <algorithm>
@@ -10,7 +12,7 @@ using namespace corvidnum;
 
 namespace {
 
-constexpr double kSameE = 1e-30;
+constexpr double kSameE = 1e-30;  // two E that differ by less have no secant
 
 }  // namespace
 
@@ -57,9 +59,11 @@ double BoundedSecant::GetGuess() {
   enter_library();
   if (prevI == EmptyValue) return EmptyValue;
   const double midpoint = (negI + posI) * 0.5;
-  if (std::fabs(lastE - prevE) < kSameE) return midpoint;  // of EmptyValue itself while there are no bounds
+  // Without bounds the midpoint is EmptyValue; with only one it is no useful guess. The contract does not ask
+  // whether they exist here.
+  if (std::fabs(lastE - prevE) < kSameE) return midpoint;
   const double guess = lastI - (lastI - prevI) / (lastE - prevE) * lastE;
   if (negI == EmptyValue || posI == EmptyValue) return guess;
-  // A NaN is not refused.
+  // Both comparisons are false for a NaN, which is returned so that the caller sees it.
   return guess <= std::min(negI, posI) || guess >= std::max(negI, posI) ? midpoint : guess;
 }

@@ -1,3 +1,12 @@
+// Fills the gaps of a row by piecewise linear interpolation, with extrapolation at the two ends.
+//
+// InterpLinear:
+//  1. Find the first and the last known entry.
+//  2. Fill an unknown end entry from the two known entries nearest to it, if extrapolation is asked for.
+//  3. Fill each gap between consecutive anchors with the line through them. Anchors are the known entries and
+//     the end entries filled in step 2.
+// InterpTwoPoint fills all inner entries, known or not, with the line through the two end entries.
+
 #include "tables/interpolator.h"
 
 #include <algorithm>
@@ -10,11 +19,11 @@ using namespace corvidnum;
 
 namespace {
 
-constexpr double kSameValue = 1e-12;
-constexpr double kSamePosition = 1e-8;
+constexpr double kSameValue = 1e-12;    // values that differ by less give a horizontal line
+constexpr double kSamePosition = 1e-8;  // abscissae that differ by less give no line
 constexpr int kNoEntry = -1;
 
-/// The line through two entries of a row, whose abscissae are the indices if there are no positions.
+/// The line through two entries of a row. The abscissae are the positions or, without any, the indices.
 class Line {
  public:
   Line(const double* values, const double* positions, int first, int second)
@@ -26,10 +35,11 @@ class Line {
     if (!flat_ && exists_) slope_ = rise / run;
   }
 
-  /// False: two values at one place.
+  /// Returns false if two different values have the same abscissa.
   bool exists() const { return exists_; }
+  /// Returns the line's value at the abscissa of entry i.
   double at(int i) const { return flat_ ? y_ : slope_ * (x(i) - x(first_)) + y_; }
-  /// values[i] := at(i) for the entries strictly between two.
+  /// Sets values[i] to at(i) for begin < i < end.
   void fill(double* values, int begin, int end) const {
     if (flat_) {
       std::fill(values + begin + 1, values + end, y_);
@@ -48,13 +58,13 @@ class Line {
   double slope_ = 0.0;
 };
 
-/// The known entries of a row.
+/// Finds the known entries of a row.
 class KnownEntries {
  public:
   KnownEntries(const InterpStatusEnum* status, int count) : status_(status), count_(count) {}
 
   bool known(int i) const { return status_[i] == InterpKnown; }
-  /// The nearest behind, or before, entry `i`; kNoEntry if there is none.
+  /// Returns the nearest known entry after (before) entry `i`; kNoEntry if there is none.
   int behind(int i) const {
     const int found = next(i + 1, count_);
     return found < count_ ? found : kNoEntry;
@@ -65,7 +75,8 @@ class KnownEntries {
     } while (i >= 0 && !known(i));
     return i >= 0 ? i : kNoEntry;
   }
-  /// The first from `i` on; `end` if there is none before it.
+  /// Returns the first known entry among i .. end - 1, or `end` if there is none. After a short stretch it
+  /// looks at kStretch entries at a time, which compilers vectorise.
   int next(int i, int end) const {
     for (int steps = 0; steps < kStretch; ++steps, ++i) {
       if (i >= end || known(i)) return std::min(i, end);
@@ -88,8 +99,9 @@ class KnownEntries {
   const int count_;
 };
 
-/// Fills the gaps between each two anchors: `first`, `last`, and the known entries between these.
-/// @return false: no line spans the next gap
+/// Fills the gaps between consecutive anchors, which are `first`, `last` and the known entries between them.
+/// @return false if two anchors with a gap between them have the same abscissa and different values; the gaps
+///         before that one are filled
 bool fill_gaps(const KnownEntries& entries, int first, int last, double* values, const double* positions) {
   for (int a = first, b; a < last; a = b) {
     b = entries.next(a + 1, last);
@@ -162,7 +174,8 @@ unsigned char Interpolator::MainInterpolator(double* row, InterpStatusEnum* rowS
   return MainInterpolator(row, rowStatus, rowCount, method, extrapolation, 0, spacing);
 }
 
-/// 0 if there is no row, or no memory for it.
+/// Copies the row and turns the spacing into abscissae, its running sums. Returns 0 if the row is null or
+/// memory is refused, else 1.
 unsigned char Interpolator::ConstructDataElements(double* row, InterpStatusEnum* rowStatus, int rowCount,
                                                   double* spacing) {
   enter_library();
@@ -191,7 +204,8 @@ unsigned char Interpolator::ResetDataElements(double* row, int rowCount) {
   return 1;
 }
 
-/// Sets values[target] on the line through two other entries. 0, and nothing is written, if there is none.
+/// Sets values[target] from the line through two other entries, or with ExtrapConstant from the first of
+/// them. Returns 0 and writes nothing if there is no line.
 unsigned char Interpolator::Lin2PtInterpolator(int first, int second, int target,
                                                InterpExtrapEnum extrapolation) {
   enter_library();
@@ -212,8 +226,8 @@ unsigned char Interpolator::TwoPointInterpolator() {
   return 1;
 }
 
-// The anchors between which lines are drawn are the known entries, and an unknown end that is filled before.
-// As a filled end counts both among the anchors and among those needed, known entries are what is compared.
+// The contract compares the number of anchors with minPoints plus the number of ends to fill. An end to fill
+// counts on both sides, so it is enough to compare the number of known entries with minPoints.
 unsigned char Interpolator::LinearInterpolator(InterpExtrapEnum extrapolation, int minPoints) {
   enter_library();
   if (!status || count < 1) return 0;
@@ -224,7 +238,7 @@ unsigned char Interpolator::LinearInterpolator(InterpExtrapEnum extrapolation, i
   if (first == kNoEntry || (single && needed == 2)) return 0;
   const bool fill_first = extrapolation != ExtrapNone && first != 0;
   const bool fill_last = extrapolation != ExtrapNone && last != count - 1;
-  if (single) {  // the one known point to go by
+  if (single) {  // no line goes through one point, so an end that is filled repeats it
     if (extrapolation == ExtrapNone) return 0;
     extrapolation = ExtrapConstant;
   }

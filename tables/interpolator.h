@@ -3,27 +3,27 @@
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
-/// How the gaps of a row are filled.
+/// How the gaps of a row are filled. Any other value makes the call fail.
 enum InterpMethodEnum : int {
-  InterpLinear = 0,    // on straight lines between known neighbours
-  InterpTwoPoint = 1,  // on one straight line through the two ends of the row, known or not
+  InterpLinear = 0,    // piecewise linear between known neighbours
+  InterpTwoPoint = 1,  // one straight line through the first and the last entry, be they known or not
 };
 
-/// What happens to an unknown first or last entry with InterpLinear. Any other value acts as ExtrapLinear.
+/// How InterpLinear treats an unknown first or last entry. Any other value acts as ExtrapLinear.
 enum InterpExtrapEnum : int {
-  ExtrapLinear = 0,    // it lies on the line through the two nearest known points
-  ExtrapConstant = 1,  // it repeats the nearest known point
-  ExtrapNone = 2,      // it stays as it is, and so does what lies outside the known points
+  ExtrapLinear = 0,    // puts it on the line through the two nearest known points
+  ExtrapConstant = 1,  // repeats the nearest known point
+  ExtrapNone = 2,      // leaves it and all entries outside the known points unchanged
 };
 
-/// Any other value means unknown too.
+/// Whether an entry is known. Any value other than 0 means unknown.
 enum InterpStatusEnum : int {
   InterpKnown = 0,
   InterpUnknown = 1,
 };
 
-/// Fills the unknown entries of a row in place. Objects hold nothing between calls; separate ones may be used
-/// by separate threads.
+/// Fills the unknown entries of a row in place by linear interpolation. Objects hold nothing between calls;
+/// separate objects may be used by separate threads.
 class CORVIDNUM_API Interpolator : public HostAllocated {
  public:
   Interpolator();
@@ -31,23 +31,25 @@ class CORVIDNUM_API Interpolator : public HostAllocated {
   Interpolator& operator=(const Interpolator& other);
   virtual ~Interpolator();
 
-  /// @param row       [count] in: the known values; out: what could be filled in, after a failure too
+  /// Fills the unknown entries of a row.
+  /// @param row       [count] in: the known values; out: filled in, after a failure as far as it went
   /// @param status    [count] which entries are known; only read. Not used by InterpTwoPoint
-  /// @param minPoints InterpLinear needs so many known points, 1 or 2; any other number means 2. With a
-  ///                  single one, an end that is filled repeats it
-  /// @param spacing   [count] the distance of each entry from the one before, the first being the origin, in
-  ///                  any unit; null: the index is the abscissa. Only read
-  /// @return 1; 0: fewer known points than needed, two points of the same abscissa (to 1e-8) with different
-  ///         values (by 1e-12), an unknown method, or refused memory, which leaves the row as it was
+  /// @param minPoints least number of known points for InterpLinear, 1 or 2; any other number means 2. With
+  ///                  one known point, an end that is filled repeats it
+  /// @param spacing   [count] distance of each entry from the one before, in any unit; the first element is
+  ///                  the abscissa of the first entry. Null: the index is the abscissa. Only read
+  /// @return 1; 0 if there are too few known points, two points have the same abscissa (to 1e-8) and values
+  ///         that differ by 1e-12 or more, the method is unknown, or memory is refused, which leaves the row
+  ///         as it was
   unsigned char MainInterpolator(double* row, InterpStatusEnum* status, int count, InterpMethodEnum method,
                                  InterpExtrapEnum extrapolation, int minPoints, double* spacing);
-  /// Without spacing.
+  /// Fills the row without spacing.
   unsigned char MainInterpolator(double* row, InterpStatusEnum* status, int count, InterpMethodEnum method,
                                  InterpExtrapEnum extrapolation, int minPoints);
-  /// Without spacing, with at least two known points.
+  /// Fills the row without spacing, from at least two known points.
   unsigned char MainInterpolator(double* row, InterpStatusEnum* status, int count, InterpMethodEnum method,
                                  InterpExtrapEnum extrapolation);
-  /// With at least two known points.
+  /// Fills the row from at least two known points.
   unsigned char MainInterpolator(double* row, InterpStatusEnum* status, int count, InterpMethodEnum method,
                                  InterpExtrapEnum extrapolation, double* spacing);
 
@@ -62,5 +64,5 @@ class CORVIDNUM_API Interpolator : public HostAllocated {
   double* values;     // [count] working copy of the row
   double* positions;  // [count] abscissae; null: the index is the abscissa
   int count;
-  InterpStatusEnum* status;  // the caller's
+  InterpStatusEnum* status;  // [count] not owned
 };

@@ -1,3 +1,7 @@
+// Weighted linear regression: the normal equations of y = a + b x, with x taken from its weighted mean so
+// that they decouple and cancellation is small. Two passes over the points give the sums and the slope, a
+// third one the residuals.
+
 #include "tables/line_fit.h"
 
 #include <cmath>
@@ -10,7 +14,7 @@ namespace {
 
 double square(double x) { return x * x; }
 
-/// The points, with a weight and a deviation for each; without deviations both are 1.
+/// The points with their standard deviations, all 1 if `sigma` is null; the weight is 1 / sigma^2.
 struct Points {
   const double* x;
   const double* y;

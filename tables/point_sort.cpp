@@ -1,3 +1,9 @@
+// A stable merge sort of points by x, with insertion sort of short stretches. Merging copies the left half to
+// a buffer of n / 2 points. If memory for that is refused, it merges in place by rotations instead, with the
+// same result. Stretches between NaNs are sorted one by one, so that no comparison meets a NaN.
+// Source: Knuth, The Art of Computer Programming, volume 3; for merging in place, Dudzinski and Dydek, Inf.
+// Process. Lett. 12, 5 (1981).
+
 #include "tables/point_sort.h"
 
 #include <algorithm>
@@ -9,13 +15,13 @@ namespace corvidnum {
 
 namespace {
 
-constexpr int kShort = 16;  // up to here insertion is faster than merging
+constexpr int kShort = 16;  // up to this length insertion is faster than merging
 
 struct Point {
   double x, y;
 };
 
-/// A merge sort of points that are free of NaN.
+/// Sorts points whose x are free of NaN, indices from 0.
 class PointSort {
  public:
   PointSort(double* x, double* y, int n) : x_(x), y_(y), n_(n) {}
@@ -34,8 +40,8 @@ class PointSort {
   double* x_;
   double* y_;
   int n_;
-  Point* buffer_ = nullptr;  // for the first half of any stretch
-  bool asked_ = false;
+  Point* buffer_ = nullptr;  // [n_ / 2] the left half of a merge; null: not allocated yet, or refused
+  bool asked_ = false;       // whether memory for the buffer was asked for
 };
 
 void PointSort::sort(int begin, int end) {
@@ -75,7 +81,7 @@ void PointSort::merge_by_copy(int begin, int middle, int end) {
   for (int i = 0; i < lefts; ++i) buffer_[i] = {x_[begin + i], y_[begin + i]};
   int left = 0, right = middle, place = begin;
   for (; left < lefts && right < end; ++place) {
-    const bool take_right = x_[right] < buffer_[left].x;  // of equals the left one goes first
+    const bool take_right = x_[right] < buffer_[left].x;  // among equals the left one goes first: stable
     const Point point = take_right ? Point{x_[right], y_[right]} : buffer_[left];
     x_[place] = point.x;
     y_[place] = point.y;
@@ -88,8 +94,8 @@ void PointSort::merge_by_copy(int begin, int middle, int end) {
   }
 }
 
-/// Cuts the longer half in the middle and the other where it belongs, exchanges the inner parts, and goes on
-/// with the two pairs of parts.
+/// Merges two sorted neighbours in place: cuts the longer one in the middle and the other where the element
+/// at that cut belongs, exchanges the inner parts by a rotation, and merges the two pairs of parts.
 void PointSort::merge_in_place(int begin, int middle, int end) {
   if (begin == middle || middle == end || !(x_[middle] < x_[middle - 1])) return;
   int left_cut, right_cut;

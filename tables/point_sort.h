@@ -2,10 +2,10 @@
 
 namespace corvidnum {
 
-/// Orders points by ascending x. Only strict comparisons exchange, so those of equal x keep their order, and
-/// a NaN stays where it is: the stretches between NaNs are ordered each for themselves. Borrows memory for
-/// half the points; if it is refused, the same comes out more slowly.
-/// @param x, y [n]
+/// Sorts points by ascending x; the sort is stable. A NaN in x keeps its place, and each stretch between NaNs
+/// is sorted by itself. Allocates a buffer for half the points; if that is refused, the result is the same
+/// but takes longer.
+/// @param x, y [n] in and out: the coordinates; y moves with its x
 void sort_points(double* x, double* y, int n);
 
 }  // namespace corvidnum

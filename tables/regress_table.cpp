@@ -1,3 +1,8 @@
+// Limits, goodness of fit, fitted values and file format of a table with a fitted correlation.
+//
+// Invariant: yFitValues and pctErrors are both null or have the same length. That length is fitSize, but
+// after Recall of a file without fitted values fitSize is the file's number, and nothing reads the arrays.
+
 #include "tables/regress_table.h"
 
 #include <algorithm>
@@ -13,8 +18,8 @@ using namespace corvidnum;
 namespace {
 
 constexpr short kChunkVersion = 1;
-constexpr int kSpareFitElements = 10;
-constexpr double kLargestMinError = 1e30;
+constexpr int kSpareFitElements = 10;      // so that a few more points need no new arrays
+constexpr double kLargestMinError = 1e30;  // MinError() before any error was smaller
 
 }  // namespace
 
@@ -44,7 +49,7 @@ RegressTable::~RegressTable() {
   FreeFit();
 }
 
-// Member by member: shared handles are intended.
+// Copies the pointers, not the arrays, as XYTable does: the contract has it share them.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is freed
 RegressTable& RegressTable::operator=(const RegressTable& other) {
   enter_library();
@@ -73,7 +78,8 @@ void RegressTable::FreeFit() {
   ForgetFit();
 }
 
-/// New arrays of EmptyValue instead of those that are there. False: refused; there are none.
+/// Replaces the arrays of fitted values by new ones of this length, filled with EmptyValue. Returns false,
+/// with no arrays left, if memory is refused.
 bool RegressTable::ReplaceFit(std::int64_t size) {
   FreeFit();
   if (size > INT_MAX) return false;
@@ -91,7 +97,7 @@ bool RegressTable::ReplaceFit(std::int64_t size) {
 
 void RegressTable::InitData() {
   enter_library();
-  ForgetFit();  // without freeing: intended
+  ForgetFit();  // without freeing: the pointers of a raw object, for which this call is, have no meaning
 }
 
 unsigned char RegressTable::ClearData() {
@@ -213,7 +219,8 @@ unsigned char RegressTable::Stats() {
   return 1;
 }
 
-/// Finds the largest and smallest error on its way. A y of 0 or EmptyValue enters as it is: intended.
+/// Sums over the active points and sets the largest and smallest error. Unlike UpdateYFit, the contract has
+/// each y and Func(x) enter as the number it is, EmptyValue too; a y of 0 gives an infinite or NaN error.
 RegressTable::ActiveSums RegressTable::CompareWithFunc() {
   ActiveSums sums = {0, 0.0, 0.0};
   double x, y;
@@ -236,6 +243,7 @@ RegressTable::ActiveSums RegressTable::CompareWithFunc() {
   return sums;
 }
 
+/// Returns the sum of the squared distances of the active y from `mean`.
 double RegressTable::SquaresAbout(double mean) {
   double total = 0.0, x, y;
   for (int i = 0; VisitPoint(i, x, y); ++i) {
@@ -278,7 +286,7 @@ unsigned char RegressTable::UpdateYFit() {
   double x, y;
   for (int i = 0; VisitPoint(i, x, y); ++i) {
     const double fit = Func(x);
-    if (!yFitValues || i >= fitSize) return 1;  // Func changed the table
+    if (!yFitValues || i >= fitSize) return 1;  // Func has changed the table
     const bool no_error = y == EmptyValue || fit == EmptyValue || y == 0.0;
     pctErrors[i] = no_error ? EmptyValue : (y - fit) / y * 100.0;
     yFitValues[i] = fit;
@@ -300,9 +308,9 @@ double RegressTable::PctError(int index) {
   return FitElement(pctErrors, index);
 }
 
-// ---- File: a chunk of
-//   the chunk of the XYTable, the seven doubles of Scalars(), int fitSize, then fitted y and percentage error
-//   of each element in turn
+// ---- File. A table is one chunk of
+//   the chunk of the XYTable, the seven doubles of Scalars(), int fitSize, then for each element of the fit
+//   arrays: double fitted y, double percentage error
 
 RegressTable::ScalarList RegressTable::Scalars() {
   return {{&upperLimit, &lowerLimit, &r2, &maxError, &minError, &maxErrorTk, &minErrorTk}};
@@ -325,7 +333,8 @@ unsigned char RegressTable::Store(BinaryFile& file) {
 unsigned char RegressTable::Recall(BinaryFile& file) {
   enter_library();
   ChunkHeader header{};
-  if (!header.Open(file) || !XYTable::Recall(file)) return 0;  // every version has this layout
+  // The version is not looked at: every version has this layout.
+  if (!header.Open(file) || !XYTable::Recall(file)) return 0;
   for (double* scalar : Scalars().fields) {
     if (!file.ReadDouble(scalar)) return 0;
   }
@@ -333,7 +342,9 @@ unsigned char RegressTable::Recall(BinaryFile& file) {
   return header.Close(file);
 }
 
-/// Without elements in the file the arrays stay, out of reach behind the size that was read: intended.
+/// Reads fitSize and, if it is positive, new arrays of that length. Otherwise the contract keeps the old
+/// arrays; with the size just read they are out of reach until UpdateYFit replaces them.
+/// @return false if the file failed or memory was refused
 bool RegressTable::ReadFit(BinaryFile& file) {
   int size = fitSize;
   if (!file.ReadInt(&size)) return false;

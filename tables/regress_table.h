@@ -6,78 +6,88 @@
 #include "frame/export.h"
 #include "tables/xy_table.h"
 
-/// Temperatures in kelvin (x) against values of a property (y), to which a derived class fits a correlation:
-/// it supplies Regress and Func. Here are the limits that choose the points that count, the statistics of the
-/// fit, the fitted values, and the file. Edit the points, then Regress, Stats and UpdateYFit, then read the
-/// results: none of them follows later changes by itself.
+/// A table of temperatures in kelvin (x) and values of a property (y), to which a derived class fits a
+/// correlation by supplying Regress and Func. The base has limits that select the points that count, the
+/// goodness of the fit, the fitted values, and the file format. Edit the points, then call Regress, Stats and
+/// UpdateYFit, then read the results; these do not follow later changes of the points.
 ///
-/// A point is active if its x is within the limits, both included; a NaN is, too. EmptyValue is no limit.
+/// A point is active if its x lies within the limits, both included, or is NaN. A limit of EmptyValue is no
+/// limit.
 class CORVIDNUM_API RegressTable : public XYTable {
  public:
-  /// No points, no limits, no statistics, no fitted values.
+  /// Makes a table without points, limits, statistics and fitted values.
   RegressTable();
   /// Copies points, limits and statistics; the copy has no fitted values.
   RegressTable(const RegressTable& other);
   ~RegressTable() override;
-  /// Shares all four arrays; see XYTable.
+  /// Shares all four arrays of `other`; see XYTable.
   RegressTable& operator=(const RegressTable& other);
 
-  /// Clears the limits and statistics too; the fitted values stay. Always 1.
+  /// Removes the points and clears limits and statistics; the fitted values stay. Returns 1.
   unsigned char ClearData() override;
 
-  // What a derived class supplies.
+  // A derived class overrides the operations that follow.
 
-  /// Fits the correlation. Here 0.
+  /// Fits the correlation. The default does nothing and returns 0.
   virtual unsigned char Regress();
-  /// The correlation's value at `x`. Here EmptyValue. It may walk the table.
+  /// Returns the correlation's value at `x`; the default is EmptyValue. It may walk the table.
   virtual double Func(double x);
-  /// Compares Func with the active points; each enters as it is, a y of EmptyValue or 0 too.
-  /// R2 is 1 - (sum of squared residuals) / (sum of squared distances from the mean of y); if the latter is 0
-  /// it is 1 for an exact fit and EmptyValue otherwise. Errors are 100 (y - Func(x)) / y.
-  /// @return 0: no point is active; MaxError is then 0, MinError 1e30, and the others are EmptyValue
+  /// Computes the statistics of Func over the active points, each taken as it is, even if y is EmptyValue or
+  /// 0. R2 is the coefficient of determination 1 - (sum of squared residuals) / (sum of squared distances of
+  /// y from its mean); if the latter sum is 0, R2 is 1 for an exact fit and EmptyValue otherwise. An error is
+  /// 100 (y - Func(x)) / y, in per cent.
+  /// @return 1; 0 if no point is active, with MaxError 0, MinError 1e30 and the others EmptyValue
   virtual unsigned char Stats();
-  /// The components that the property belongs to; here -32767, and EmptyValue or no text.
+  /// Describe the components to which the property belongs. The defaults return -32767 (EmptyValueInt),
+  /// EmptyValue and an empty text.
   virtual int NComps();
   virtual int CompID(int index);
   virtual double CompSt(int index);
   virtual Text CompName(int index);
 
-  /// Sets the statistics to EmptyValue. Always 1.
+  /// Sets the statistics to EmptyValue. Returns 1.
   unsigned char ClearStats();
-  /// Forgets the arrays of fitted values without freeing them: for raw initialisation only.
+  /// Sets the arrays of fitted values to null without freeing them; only for initialising a raw object.
   void InitData();
 
+  // Set and return the limits of x, in kelvin.
   void UpperRegressionLimit(double limit);
   double UpperRegressionLimit();
   void LowerRegressionLimit(double limit);
   double LowerRegressionLimit();
 
+  /// Returns the coefficient of determination of the last Stats.
   double R2();
-  /// The percentage errors of largest and of smallest magnitude, with their sign, and where they are. Of
-  /// equal ones the first counts; without an error above 0 in magnitude MaxErrorTk is EmptyValue.
+  /// Return the percentage errors of largest and smallest magnitude of the last Stats, with their signs.
   double MaxError();
   double MinError();
+  /// Return the temperatures, in kelvin, of these two errors; among equal errors that of the first point.
+  /// MaxErrorTk is EmptyValue if no error exceeds 0 in magnitude.
   double MaxErrorTk();
   double MinErrorTk();
 
-  /// Whether a point at `t` is active.
+  /// Returns 1 if a point at temperature `t`, in kelvin, would be active, else 0.
   unsigned char TempInRange(double t) const;
-  /// The active point number `index`, counted from 0. Moves the cursor; a walk must begin anew.
-  /// @param x, y out: the point, or EmptyValue both
+  /// Reads the index-th active point, from 0. Moves the cursor, so a walk must begin anew.
+  /// @param x, y out: the point, or EmptyValue both if there is none
+  /// @return 1; 0 if there are not so many active points
   unsigned char GetActivePoint(int index, double& x, double& y);
 
-  /// Evaluates Func at each point, active or not.
-  /// @return 0: memory was refused, and there are no fitted values
+  /// Evaluates Func at each point, active or not. Moves the cursor.
+  /// @return 1; 0 if memory was refused, and there are no fitted values
   unsigned char UpdateYFit();
-  /// The value of Func at point `index` when UpdateYFit ran. EmptyValue where there was none; behind the
-  /// points of now it may be an old one.
+  /// Returns the fitted value of point `index` (from 0) as of the last UpdateYFit. EmptyValue if there is
+  /// none; for an index that has no point any more it may be an old value.
   double YFit(int index);
-  /// The percentage error 100 (y - fit) / y of that point; EmptyValue also if y or fit is, or y is 0.
+  /// Returns the percentage error 100 (y - fit) / y of the point; EmptyValue also if y or fit is EmptyValue
+  /// or y is 0.
   double PctError(int index);
 
-  /// As of XYTable, whose chunk lies within that of this table. A derived class stores its data elsewhere.
+  /// Writes the table as one chunk, which contains the chunk of XYTable; results as there. A derived class
+  /// stores its own data itself.
   unsigned char Store(BinaryFile& file);
-  /// Without fitted values in the file those of the table are out of reach until the next UpdateYFit.
+  /// Reads the table as XYTable does. If the file has no fitted values, those of the table cannot be read
+  /// until the next UpdateYFit.
   unsigned char Recall(BinaryFile& file);
 
  protected:
@@ -90,7 +100,7 @@ class CORVIDNUM_API RegressTable : public XYTable {
   double minErrorTk;
   double* yFitValues;  // [fitSize] or null
   double* pctErrors;   // [fitSize] or null
-  int fitSize;         // -32767: there are no arrays
+  int fitSize;         // EmptyValueInt: there are no arrays
 
  private:
   struct ActiveSums;

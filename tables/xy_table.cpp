@@ -1,3 +1,9 @@
+// Storage, editing, walking and file format of a table of points.
+//
+// Invariants: xValues and yValues both have `capacity` elements; the points are the indices 0 .. Points() - 1
+// and Points() <= capacity. Elements behind the points have no meaning. nPoints may be negative after Recall
+// of a file that says so; Points() is then 0.
+
 #include "tables/xy_table.h"
 
 #include <algorithm>
@@ -45,7 +51,8 @@ XYTable::~XYTable() {
   Corvid_delete(yValues);
 }
 
-// Shared handles are intended.
+// Copies the pointers, not the arrays: the contract has it share them, and the host decides which table frees
+// them.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is freed
 XYTable& XYTable::operator=(const XYTable& other) {
   enter_library();
@@ -57,7 +64,8 @@ XYTable& XYTable::operator=(const XYTable& other) {
   return *this;
 }
 
-/// Frees the arrays and allocates new ones, not initialised. False: refused; there is no point and no room.
+/// Frees the arrays and allocates new ones without initialising them. Returns false if memory is refused; the
+/// table then has neither points nor capacity.
 bool XYTable::Replace(int newCapacity) {
   Corvid_delete(xValues);
   Corvid_delete(yValues);
@@ -67,7 +75,7 @@ bool XYTable::Replace(int newCapacity) {
   return (xValues && yValues) || GiveUp();
 }
 
-/// Leaves neither points nor room; false.
+/// Frees the arrays and makes the table empty, without capacity. Returns false, for the caller to pass on.
 bool XYTable::GiveUp() {
   Corvid_delete(xValues);
   Corvid_delete(yValues);
@@ -76,7 +84,8 @@ bool XYTable::GiveUp() {
   return false;
 }
 
-/// Moves the first `kept` pairs to larger arrays, whose rest is not initialised. False: refused; all stays.
+/// Moves the first `kept` points to larger arrays, whose rest is not initialised. Returns false, with the
+/// table unchanged, if memory is refused.
 bool XYTable::Enlarge(int newCapacity, int kept) {
   double* x = allocate_array<double>(newCapacity);
   double* y = allocate_array<double>(newCapacity);
@@ -187,7 +196,7 @@ bool XYTable::Append(double x, double y) {
 unsigned char XYTable::AddPoint(double x, double y) {
   enter_library();
   Append(x, y);
-  return 0;  // whatever became of it: intended
+  return 0;  // by contract also on success; NDataPoints() tells whether the point was added
 }
 
 unsigned char XYTable::RemovePoint(int index) {
@@ -237,8 +246,8 @@ unsigned char XYTable::Sort() {
   return 1;
 }
 
-// ---- File: a chunk of
-//   int count, int capacity, then x and y of each point in turn
+// ---- File. A table is one chunk of
+//   int count, int capacity, then for each point: double x, double y
 
 unsigned char XYTable::Store(BinaryFile& file) {
   enter_library();
@@ -254,7 +263,7 @@ unsigned char XYTable::Store(BinaryFile& file) {
 unsigned char XYTable::Recall(BinaryFile& file) {
   enter_library();
   ChunkHeader header{};
-  if (!header.Open(file)) return 0;  // every version has this layout
+  if (!header.Open(file)) return 0;  // the version is not looked at: every version has this layout
   if (!ReadCounts(file)) return 0;
   for (int i = 0; i < Points(); ++i) {
     if (!file.ReadDouble(&xValues[i]) || !file.ReadDouble(&yValues[i])) return 0;
@@ -262,8 +271,10 @@ unsigned char XYTable::Recall(BinaryFile& file) {
   return header.Close(file);
 }
 
-/// Takes the two numbers. Leaves room for as many points as were announced, and EmptyValue wherever there is
-/// none yet. The count stays as it was read, even below 0.
+/// Reads count and capacity, and makes the arrays large enough for both, filled with EmptyValue. nPoints
+/// takes the count as it was read, even if it is negative. If the capacity cannot be read, the old points
+/// stay and the count read holds, with EmptyValue behind the old points.
+/// @return false if the file failed or memory was refused
 bool XYTable::ReadCounts(BinaryFile& file) {
   const int former_points = Points();
   int count = nPoints, room = capacity;

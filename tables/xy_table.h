@@ -5,74 +5,76 @@
 
 class BinaryFile;
 
-/// An ordered list of (x, y) pairs that a user edits row by row. A coordinate equal to EmptyValue was not
+/// An ordered list of points (x, y) that a user edits row by row. A coordinate equal to EmptyValue was not
 /// given. Indices count from 0; flags are 1 for true and 0 for false.
 ///
-/// What memory refuses: a constructor leaves an empty table without room, an edit that has to grow
-/// leaves the table as it was. A table uses a cursor also to read: one thread at a time. Separate tables may
-/// be used by separate threads.
+/// If memory is refused, a constructor leaves an empty table without capacity, and an edit that has to grow
+/// the arrays leaves the table unchanged. Walks move a cursor, so even for reading only one thread at a time
+/// may use a table. Separate tables may be used by separate threads.
 class CORVIDNUM_API XYTable : public HostAllocated {
  public:
-  /// Without points, with room for ChunkSize.
+  /// Makes a table without points, with a capacity of ChunkSize.
   XYTable();
-  /// Copies the points, with no room for more. The copy has no place in a walk before GetFirstPoint.
+  /// Copies the points; the capacity is just theirs. Begin a walk over the copy with GetFirstPoint.
   XYTable(const XYTable& other);
   virtual ~XYTable();
-  /// Shares the arrays of `other` and abandons its own, which stay allocated: afterwards both tables own the
-  /// same arrays, and the caller must see to it that they are freed once.
+  /// Shares the arrays of `other` and leaks its own. Both tables then own the same arrays, and the caller
+  /// must make sure that they are freed once.
   XYTable& operator=(const XYTable& other);
 
-  /// For a derived class to fill the table. Here it does nothing and returns 0.
+  /// Fills the table in a derived class. Here it does nothing and returns 0.
   virtual unsigned char InitFromDefaults();
-  /// Removes all points and keeps the room for them. Always 1.
+  /// Removes all points and keeps the capacity. Returns 1.
   virtual unsigned char ClearData();
 
-  /// Points held; below 0 only after Recall of a file that says so, and then there are none.
+  /// Returns the number of points; below 0 only after Recall of a file that says so, and then there are none.
   int NDataPoints();
-  /// Rows that an editor of the x column shows: one to spare behind complete rows, in which NewXi can start
-  /// a new one, but none behind a half-entered last row. At least 1.
+  /// Returns the number of rows that an editor of the x column shows: one more than there are points, so that
+  /// NewXi can start a new row, unless the last row is half entered. At least 1.
   int XDim();
-  /// Rows that an editor of the y column shows: NDataPoints().
+  /// Returns the number of rows that an editor of the y column shows: NDataPoints().
   int YDim();
 
-  /// @param x, y out: the point, or EmptyValue both
-  /// @return 0: there is no such point
+  /// Reads a point.
+  /// @param x, y out: the point, or EmptyValue both if there is no such point
+  /// @return 1; 0 if there is no such point
   unsigned char GetPoint(int index, double& x, double& y);
-  /// Begins a walk over the points. There is one walk in a table at a time.
+  /// Begins a walk over the points and reads the first one; arguments and result as in GetPoint. A table has
+  /// one cursor, so walks cannot be nested.
   unsigned char GetFirstPoint(double& x, double& y);
-  /// The next point of the walk; behind the last one 0, again and again.
+  /// Reads the next point of the walk; arguments and result as in GetPoint, also after the last point.
   unsigned char GetNextPoint(double& x, double& y);
 
-  /// Appends a point, EmptyValue or not.
-  /// @return always 0; it says nothing about success
+  /// Appends a point. Coordinates may be EmptyValue.
+  /// @return always 0, also on success
   unsigned char AddPoint(double x, double y);
-  /// Later points move down. The cursor of a walk stays.
-  /// @return 0: there is no such point
+  /// Removes a point and moves the later ones down by one index. The cursor does not move.
+  /// @return 1; 0 if there is no such point
   unsigned char RemovePoint(int index);
-  /// Edits the x of a row; at index NDataPoints() a given x starts a new row, without a y. A row that loses
-  /// its last coordinate is removed.
-  /// @return 0: no such row, or no memory for a new one
+  /// Sets the x of a row. At index NDataPoints() an x other than EmptyValue starts a new row without a y. A
+  /// row whose coordinates are both EmptyValue after the call is removed.
+  /// @return 1; 0 if there is no such row or no memory for a new one
   unsigned char NewXi(int index, double x);
-  /// Edits the y of a row; cannot start one. A row that loses its last coordinate is removed.
-  /// @return 0: no such row
+  /// Sets the y of a row; cannot start a row. A row whose coordinates are both EmptyValue after the call is
+  /// removed.
+  /// @return 1; 0 if there is no such row
   unsigned char NewYi(int index, double y);
-  /// Exchanges two points; an index without a point changes nothing. Always 1.
+  /// Exchanges two points; does nothing if an index has no point. Returns 1.
   unsigned char Swap(int i, int j);
 
-  /// 0: a coordinate of a point was not given.
+  /// Returns 1 if all coordinates of all points were given, else 0.
   unsigned char AllDataIsNonEmpty();
-  /// Orders the points by ascending x; those of equal x keep their order. EmptyValue is a number like others.
-  /// A NaN keeps its place, and the points before and behind it are ordered each for themselves. Always 1.
+  /// Sorts the points by ascending x, stably. EmptyValue counts as the number it is. A NaN in x keeps its
+  /// place, and each stretch between NaNs is sorted by itself. Returns 1.
   unsigned char Sort();
 
   /// Writes the table as one chunk of a file that is being written.
-  /// @return 0: the file failed; the chunk is then left open
+  /// @return 1; 0 if the file failed, with the chunk left open
   unsigned char Store(BinaryFile& file);
-  /// Reads the next chunk of a file. The cursor stays.
-  /// @return 0, and the chunk is left open. If the file failed before the points, the table holds its old
-  /// ones,
-  ///         under the count that was read, if any; if it failed later, what was read, with EmptyValue
-  ///         behind. If memory was refused, the table is empty.
+  /// Reads the table from the next chunk of a file. The cursor does not move.
+  /// @return 1; 0 with the chunk left open. If the file failed before the points, the table keeps its old
+  ///         points under the count that was read, if any; if it failed later, the table holds what was read,
+  ///         then EmptyValue. If memory was refused, the table is empty.
   unsigned char Recall(BinaryFile& file);
 
  protected:
@@ -80,14 +82,14 @@ class CORVIDNUM_API XYTable : public HostAllocated {
   double* yValues;  // [capacity]
   int nPoints;
   int capacity;
-  int cursor;  // index of the point that a walk delivered last
+  int cursor;  // index of the point that the walk read last
 
-  /// The points that are there: none also where nPoints is negative.
+  /// Returns the number of points, 0 if nPoints is negative.
   CORVIDNUM_HIDDEN int Points() const { return nPoints > 0 ? nPoints : 0; }
-  /// Delivers a point, or EmptyValue both and false.
+  /// Reads a point; both coordinates are EmptyValue and the result is false if there is none.
   CORVIDNUM_HIDDEN bool PointAt(int index, double& x, double& y) const;
-  /// PointAt with the cursor put there. A walk by an index of its own, so that what is called for a point may
-  /// walk too, leaves the cursor where GetNextPoint does.
+  /// Reads a point as PointAt does and moves the cursor to it. Loops of the library count with an index of
+  /// their own, since a host's Func may walk the table, and leave the cursor where GetNextPoint would.
   CORVIDNUM_HIDDEN bool VisitPoint(int index, double& x, double& y);
 
  private:
