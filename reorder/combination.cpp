@@ -1,3 +1,15 @@
+// Combination of the two rooted level structures of a pseudo-diameter into one level structure.
+//
+//  1. Transition: convert both structures to level numbers that count in the same direction.
+//  2. Settle each node to which both give the same level; count the settled nodes of each level.
+//  3. Find the connected components of the other nodes, and sort them by decreasing size.
+//  4. For each component compare the widths that the levels it touches would get from either structure, and
+//     choose the narrower; ties go by the widths of the whole structures.
+//  5. Pack: list the nodes level by level.
+// Invariants of steps 2 to 4: levels1(i) is positive for a node that is neither settled nor visited, negative
+// for one that is, and 0 outside the component; level_totals(k) counts the nodes assigned to level k so far.
+// Source: Gibbs, Poole, Stockmeyer, SIAM J. Numer. Anal. 13, 236 (1976), algorithm II.
+
 #include "reorder/combination.h"
 
 #include <algorithm>
@@ -8,13 +20,14 @@
 namespace corvidnum {
 namespace {
 
-/// Column 2 receives the structure of column 3. The end of the last level isn't copied: it is node_count + 1.
+/// Copies a structure to another column, without the end of its last level, which is known to be node_count
+/// + 1.
 void copy_column(const LevelColumn& from, const LevelColumn& to, int node_count, int depth) {
   for (int k = 1; k <= node_count; ++k) to.node(k) = from.node(k);
   for (int level = 1; level <= depth; ++level) to.level_start(level) = from.level_start(level);
 }
 
-/// Marks the nodes on which both structures agree as settled, and counts them level by level.
+/// Settles the nodes on which both structures agree and counts them by level. Returns their number.
 int settle_agreed(int n, const CombinationRegions& regions) {
   int settled = 0;
   for (int i = 1; i <= n; ++i) {
@@ -27,7 +40,8 @@ int settle_agreed(int n, const CombinationRegions& regions) {
   return settled;
 }
 
-/// The nodes of each level of one component, in either structure; false: one has no level in the second.
+/// Counts the nodes of one component by level, in either structure. Returns false if a node has no level in
+/// the second structure.
 bool count_increments(const CombinationRegions& regions, OneBased<const int> nodes) {
   const OneBased<int>& increments1 = regions.increments1;
   const OneBased<int>& increments2 = regions.increments2;
@@ -40,7 +54,9 @@ bool count_increments(const CombinationRegions& regions, OneBased<const int> nod
   return true;
 }
 
-/// Whether the levels that the component touches come out narrower with the second structure.
+/// Returns whether the component takes its levels from the second structure: whether the widest level that it
+/// touches is narrower that way; at a tie whether levels2 is the narrower structure as a whole; at a further
+/// tie whether levels2 is that of the end node.
 bool second_is_narrower(const CombinationRegions& regions, const PseudoDiameter& diameter, bool reversed1) {
   int width1 = 0, width2 = 0;
   for (std::ptrdiff_t k = 1; k <= regions.level_totals.size(); ++k) {
@@ -63,7 +79,8 @@ void take_second_levels(const CombinationRegions& regions, OneBased<const int> n
   for (std::ptrdiff_t k = 1; k <= nodes.size(); ++k) regions.levels1(nodes(k)) = -regions.levels2(nodes(k));
 }
 
-/// Appends what can be reached from the last node of the list; `end` is one past it, before and after.
+/// Appends to the list the unsettled nodes that can be reached from its last node, by breadth-first search.
+/// @param end in and out: one past the last node of the list
 GpsStatus walk_component(const GpsGraph& graph, OneBased<int> levels1, OneBased<int> list, int& end) {
   for (int front = end - 1; front < end; ++front) {
     const int ahead = front + GpsGraph::kAhead;
@@ -92,7 +109,8 @@ GpsStatus gps_transition(const WorkPlan& plan, int n, int available, PseudoDiame
   diameter.forward = static_cast<int>(plan.levels1_at());
   diameter.best_backward = static_cast<int>(plan.levels2_at());
 
-  // levels2 lies over column 1, and levels1 may lie over column 3: each is read before that.
+  // levels2 overlaps column 1, and levels1 may overlap column 3: the order of the conversions below reads
+  // each column before it is overwritten.
   if (old_forward == 1 || old_best == 1) {
     if (old_forward != 2 && old_best != 2) {
       copy_column(columns.column(3), columns.column(2), node_count, depth);
@@ -162,7 +180,7 @@ GpsStatus gps_components(const GpsGraph& graph, OneBased<int> levels1, int unass
                          int max_components, OneBased<int> starts, OneBased<int> sizes,
                          int& component_count) {
   component_count = 0;
-  int end = 1;  // of the list
+  int end = 1;  // one past the last node of the list
   for (int root = 1; end <= unassigned; ++root) {
     while (root <= graph.n && levels1(root) <= 0) ++root;
     if (root > graph.n) return broken(kNoComponentRoot);

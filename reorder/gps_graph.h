@@ -1,24 +1,26 @@
 #pragma once
 
-// What the routines of the reordering share: the graph, whose degrees carry the marks, and how a step ended.
+// What the routines of the reordering share: the graph, whose degrees carry the marks of visited nodes, and
+// the error codes.
 
 #include "frame/one_based.h"
 
 namespace corvidnum {
 
-/// Error codes of gpskca. Up to 99 the graph is inconsistent or an invariant is broken, from 101 on `work` is
-/// too short. Each goes with a space of -1 unless told otherwise. The numbers are public and never change.
+/// Error codes of gpskca. A code below 100 means that the graph is inconsistent or an invariant is broken,
+/// but for kNoRoomForInverse; from 101 on `work` is too short. The space reported is -1 unless stated
+/// otherwise. The numbers are public and never change.
 enum GpsError : int {
   kGpsOk = 0,
   // the driver
-  kNegativeDegree = 1,     // or a row start or neighbour that cannot be
+  kNegativeDegree = 1,     // also an impossible row start or neighbour
   kNoRootLeft = 2,         // nodes are left, but none has a positive degree
   kTransitionPlace = 3,    // the level numbers are not where the plan has them
-  kNoRoomForPacking = 4,   // the packed levels would lie over the level totals
-  kNoRoomForInverse = 10,  // less than 2n at the end; space: what is missing
+  kNoRoomForPacking = 4,   // the packed levels would overlap the level totals
+  kNoRoomForInverse = 10,  // `work` is shorter than 2n; space: what is missing
   // the pseudo-diameter
   kLastLevelSort = 11,     // the sort of the last level failed
-  kBadWalk = 12,           // a node of degree below 1 was reached, or more nodes than are left
+  kBadWalk = 12,           // the root has degree 0, or a walk reached more nodes than are left
   kWalkCountDiffers = 13,  // a walk reached another number of nodes than the first one
   // transition, combination and search of components, packing
   kColumnsTooLong = 20,       // three columns exceed `work`
@@ -53,18 +55,18 @@ enum GpsError : int {
   kColumnsTooShort = 120,      // a column is shorter than n; space: what is missing
   kTooManyComponents = 130,    // space: nodes that have no component yet
   kNoRoomForComponents = 131,  // space: what is missing
-  kQueueMeetsStack = 160,      // of the profile numbering; space: nodes not yet numbered of this level,
-                               // and not yet reached of the next
+  kQueueMeetsStack = 160,      // in the profile numbering; space: nodes of this level that are not yet
+                               // numbered, plus nodes of the next level that are not yet reached
 };
 
-/// How a step ended. `space` counts elements of `work` from 1; what it means depends on the step and the
+/// How a step ended. `space` is a number of elements of `work`; its meaning depends on the step and the
 /// error.
 struct GpsStatus {
   int error = kGpsOk;
   int space = 0;
 };
 
-/// The neighbours of a node, in adjacency order.
+/// The neighbours of a node, in adjacency order: [first, last).
 struct Neighbours {
   const int* first;
   const int* last;
@@ -72,16 +74,17 @@ struct Neighbours {
   const int* end() const { return last; }
 };
 
-/// A symmetric structure of nodes 1 .. n. The caller's arrays; |degree(i)| counts the neighbours of node i.
-/// The sign of degree(i) is the only mark of a node: each walk tells by it which nodes it has met, and a node
-/// that is numbered keeps a negative one until the final measurement.
+/// An undirected graph of nodes 1 .. n in adjacency lists, which the caller owns. |degree(i)| is the number
+/// of neighbours of node i. The sign of degree(i) is the only mark of a node: a walk makes it negative for
+/// the nodes that it has reached, and numbered nodes keep a negative degree until the final measurement.
 struct GpsGraph {
   int n;
   OneBased<int> degree;           // [n]
-  OneBased<const int> row_start;  // [n] where the neighbours begin in `connect`; not read for degree 0
-  OneBased<const int> connect;
+  OneBased<const int> row_start;  // [n] where a node's list begins in `connect`; not read for degree 0
+  OneBased<const int> connect;    // the adjacency lists
 
-  /// Rows stand anywhere in memory: walks fetch that of a node this many places early.
+  /// Walks prefetch the adjacency list of the node this many places ahead, since the lists of successive
+  /// nodes lie anywhere in memory.
   static constexpr int kAhead = 6;
   void fetch_row(int node) const { __builtin_prefetch(neighbours(node).begin()); }
   bool unmarked(int node) const { return degree(node) > 0; }

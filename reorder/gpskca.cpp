@@ -1,3 +1,13 @@
+// The driver of the reordering.
+//
+//  1. Number the isolated nodes, in index order.
+//  2. For each component, beginning with an unnumbered node of smallest degree: find a pseudo-diameter,
+//     combine the rooted level structures of its ends into one, pack its levels, and number its nodes.
+//  3. Measure the new numbering, its reverse and the caller's over the whole graph, and choose the best.
+// Invariants: work(1 .. next_number_ - 1) holds the numbered nodes in order; the degree of a numbered node is
+// negative or 0 until step 3 restores it. After an error in steps 1 and 2 all degrees are made positive.
+// Source: Gibbs, Poole, Stockmeyer, SIAM J. Numer. Anal. 13, 236 (1976).
+
 #include "reorder/gpskca.h"
 
 #include <algorithm>
@@ -16,7 +26,8 @@ namespace {
 
 constexpr int kNoFigure = -1;
 
-/// Bandwidth and profile of a numbering. Wide, because a caller may pass any numbers as one.
+/// Bandwidth and profile of a numbering. 64 bits wide, because a caller may pass any integers as its
+/// numbering.
 struct Measure {
   std::int64_t bandwidth = 0, profile = 0;
 
@@ -27,6 +38,7 @@ struct Measure {
   }
 };
 
+/// One call of gpskca.
 class Reordering {
  public:
   Reordering(const GpsGraph& graph, OneBased<int> work, int work_length, OneBased<int> permutation,
@@ -38,12 +50,12 @@ class Reordering {
         permutation_(permutation),
         optimize_profile_(optimize_profile) {}
 
-  /// Bandwidth and profile of the chosen numbering, or with an error -1 and -1.
+  /// Returns bandwidth and profile of the chosen numbering, or -1 and -1 after an error.
   Measure run();
   GpsStatus status() const { return status_; }
 
  private:
-  // Each step tells whether the next may follow; if not, the status is set.
+  // Each step returns whether the next one may follow; if not, it has set the status.
   bool number_all();
   bool number_isolated();
   bool number_component();
@@ -74,7 +86,7 @@ class Reordering {
   const bool optimize_profile_;
   GpsStatus status_;
   int next_number_ = 1;
-  int root_ = 1, root_degree_ = 1;  // of the last component
+  int root_ = 1, root_degree_ = 1;  // root of the last component and its degree
   Measure new_, reversed_, callers_;
 };
 
@@ -101,7 +113,7 @@ bool Reordering::number_isolated() {
   for (int i = 1; i <= n_; ++i) {
     if (!plausible(i)) return fail(kNegativeDegree);
     if (graph_.degree(i) != 0) continue;
-    // Without room they are counted all the same, and the shortage is told later.
+    // Without room the node is only counted; a later step reports the shortage.
     if (next_number_ <= work_length_) work_(next_number_) = i;
     ++next_number_;
   }
@@ -117,11 +129,12 @@ bool Reordering::plausible(int node) const {
 }
 
 int Reordering::root_of_next_component() {
-  // What is left has the degree of the last root at least, and in front of it none has that degree.
+  // No remaining node has a smaller degree than the last root, and before that root none has the same. So the
+  // next node of that degree, if there is one, is the first of smallest degree.
   for (int i = root_; i <= n_; ++i) {
     if (graph_.degree(i) == root_degree_) return root_ = i;
   }
-  int root = 0;  // the first of the smallest degree
+  int root = 0;  // the first node of smallest degree
   for (int i = 1; i <= n_; ++i) {
     if (graph_.unmarked(i) && (root == 0 || graph_.degree(i) < graph_.degree(root))) root = i;
   }
@@ -168,7 +181,7 @@ bool Reordering::combine_and_number(const WorkPlan& plan, int available, PseudoD
   return passed(packed) && number_levels(plan, diameter, reverse_numbering);
 }
 
-// Errors 61 to 64 keep the space of what had been needed so far.
+// The profile numbering sets the status itself: its errors 61 to 64 report the space needed so far, not -1.
 bool Reordering::number_levels(const WorkPlan& plan, const PseudoDiameter& diameter, bool reverse_numbering) {
   const int depth = diameter.depth, node_count = diameter.node_count;
   const PackedLevels levels{depth, plan.level_list(depth, node_count), plan.level_pointers(depth),
@@ -192,7 +205,8 @@ void Reordering::restore_degrees() {
   }
 }
 
-// The final measurement: the new order lies in work(1..n), its inverse comes behind it.
+// The final measurement. The new order is in work(1 .. n); its inverse, the new numbers, goes to
+// work(n+1 .. 2n).
 
 bool Reordering::measure() {
   const WorkPlan plan(work_, n_, next_number_);
@@ -227,7 +241,7 @@ Measure Reordering::choose() {
     take_new();
     return new_;
   }
-  // Only the profile knows the reversed numbering, which wins its tie with the caller's.
+  // The reversed numbering takes part for the profile only; it wins a tie with the caller's.
   if (!optimize_profile_ || callers_.profile < reversed_.profile) return callers_;
   take_reversed();
   return reversed_;
@@ -238,7 +252,7 @@ void Reordering::take_new() {
   for (int i = 1; i <= n_; ++i) permutation_(i) = new_number(i);
 }
 
-// The inverse behind the order stays that of the order as it was.
+// Reverses the order but not its inverse behind it: the contract leaves that as it was.
 void Reordering::take_reversed() {
   const WorkPlan plan(work_, n_, next_number_);
   for (int i = 1; i <= n_; ++i) permutation_(i) = n_ - plan.new_number()(i) + 1;
@@ -253,7 +267,8 @@ int gpskca(const int* n, int* degree, const int* rowStart, const int* connect, c
            int* space) {
   using namespace corvidnum;
   enter_library();
-  constexpr std::ptrdiff_t kUntold = 2 * std::ptrdiff_t{INT_MAX};  // no row can end behind it
+  // The caller does not pass the length of `connect`; no adjacency list can end beyond this position.
+  constexpr std::ptrdiff_t kUntold = 2 * std::ptrdiff_t{INT_MAX};
   const int nodes = std::max(*n, 0);
   const GpsGraph graph{nodes, {degree, nodes}, {rowStart, nodes}, {connect, kUntold}};
   Reordering reordering(graph, {work, std::max(*workLength, 0)}, *workLength, {permutation, nodes},

@@ -1,3 +1,15 @@
+// Breadth-first searches that build rooted level structures in their columns, and the pseudo-diameter search.
+//
+//  1. Build the rooted level structure of the start node.
+//  2. Sort the nodes of its last level by increasing degree; they are the candidates for the other end.
+//  3. Build the structure of each candidate; abandon it when it gets as wide as the narrowest one so far. If
+//     it is deeper than that of the start node, the candidate becomes the start node: go to step 2.
+//  4. The candidate with the narrowest structure is the end node.
+// Invariants: the nodes in a structure under construction have a negative degree. Three columns serve all
+// structures; the search exchanges column numbers instead of copying. The contract accepts that a candidate
+// which would prove deeper is abandoned for its width before.
+// Source: Gibbs, Poole, Stockmeyer, SIAM J. Numer. Anal. 13, 236 (1976), algorithm I.
+
 #include "reorder/level_structures.h"
 
 #include <algorithm>
@@ -8,8 +20,8 @@
 namespace corvidnum {
 namespace {
 
-/// A structure while it is built. The level that begins at node(begin) and ends before node(end) is the last
-/// one that is complete; what is behind it belongs to the next.
+/// A rooted level structure under construction. Nodes node(begin) .. node(end - 1) form the last complete
+/// level; the nodes behind them belong to the next level.
 struct LevelWalk {
   const GpsGraph& graph;
   const LevelColumn column;
@@ -19,14 +31,14 @@ struct LevelWalk {
   LevelWalk(const GpsGraph& of_graph, int root, OneBased<int> list);
   bool in_level() const { return begin < end; }
   void measure_level() { width = end - begin > width ? end - begin : width; }
-  int end_position(int level) const { return column.available() - level; }  // where the end of a level stands
+  int end_position(int level) const { return column.available() - level; }  // position of the end of a level
   void record_end() const { column.level_start(depth + 1) = node_count + 1; }
-  bool reach_next_level(int most_nodes);         // false: there is one more, which is left as it was
-  void reach_all(const Neighbours& neighbours);  // there is room for more than these
-  bool reach_at_most(int most_nodes, const Neighbours& neighbours);
+  bool reach_next_level(int most_nodes);         // false: there is a node beyond most_nodes, not marked
+  void reach_all(const Neighbours& neighbours);  // requires room for more nodes than these
+  bool reach_at_most(int most_nodes, const Neighbours& neighbours);  // false: as in reach_next_level()
   void next_level();
   void take_marks_back() const;
-  int missing_space(int expected_nodes) const;  // if the other nodes are as deep as those so far
+  int missing_space(int expected_nodes) const;  // estimate, if the other nodes need as many levels per node
   RootedLevels result() const { return {node_count, depth, width}; }
 };
 
@@ -55,7 +67,7 @@ void LevelWalk::reach_all(const Neighbours& neighbours) {
   int count = node_count;
   for (const int neighbour : neighbours) {
     const int old = degree(neighbour);
-    list(count + 1) = neighbour;  // stays if it was not marked; no branch, whose outcome none could foresee
+    list(count + 1) = neighbour;  // kept only if it was unmarked; without a branch that mispredicts
     count += old > 0;
     degree(neighbour) = old > 0 ? -old : old;
   }
@@ -86,7 +98,9 @@ int LevelWalk::missing_space(int expected_nodes) const {
   return clamped_to_int(3 * (missing_nodes * depth / expected_nodes + missing_nodes));
 }
 
-/// Sorts the candidates for the other end, in place; false: there are none.
+/// Sorts the nodes of the last level, the candidates for the other end, in place by increasing degree.
+/// Returns false if there are none.
+/// @param ends out: the candidates
 bool sort_last_level(const GpsGraph& graph, const LevelColumn& column, int depth, OneBased<int>& ends) {
   const int begin = column.level_start(depth);
   const int count = column.level_start(depth + 1) - begin;
@@ -94,7 +108,8 @@ bool sort_last_level(const GpsGraph& graph, const LevelColumn& column, int depth
   return gps_sort_nodes_increasing(count, ends, graph.degree);
 }
 
-/// In a graph that is not symmetric an end may be less deep than the start: levels it lacks are empty.
+/// Appends empty levels up to wanted_depth. In a graph that is not symmetric the end node's structure may be
+/// less deep than the start node's.
 void append_empty_levels(const LevelColumn& column, int node_count, int depth, int wanted_depth) {
   for (int level = depth + 1; level <= wanted_depth; ++level) column.level_start(level + 1) = node_count + 1;
 }
@@ -113,7 +128,7 @@ GpsStatus gps_rooted_levels(const GpsGraph& graph, int root, OneBased<int> colum
     if (graph.degree(root) == 0) return broken(kBadWalk);
     if (!walk.reach_next_level(std::min(room, nodes_left))) {
       if (walk.node_count < room) return broken(kBadWalk);
-      ++walk.node_count;  // the one that has no place
+      ++walk.node_count;  // counts the node for which there is no room
       return {kColumnFull, walk.missing_space(nodes_left)};
     }
   }
@@ -135,11 +150,12 @@ GpsStatus gps_rooted_levels_limited(const GpsGraph& graph, int root, OneBased<in
     if (walk.width >= max_width) return give_up();
     ++walk.depth;
     if (walk.depth > max_depth) return {kColumnFullLimited, walk.missing_space(node_count)};
-    // max_depth leaves room for node_count nodes; a walk that reaches more meets the starts of the levels.
+    // Up to max_depth levels leave room for node_count nodes; a search that reaches more would overwrite the
+    // starts of the levels.
     const int room = walk.end_position(walk.depth) - 1;
     if (walk.node_count > room) return broken(kWalkCountDiffers);
     walk.record_end();
-    const int narrow = walk.node_count + max_width - 1;  // beyond it the next level is too wide
+    const int narrow = walk.node_count + max_width - 1;  // with more nodes the next level is too wide
     if (!walk.reach_next_level(std::min(room, narrow))) {
       return walk.node_count == narrow ? give_up() : broken(kWalkCountDiffers);
     }

@@ -1,9 +1,12 @@
+// Stable insertion sorts that work from the back of the list. Which of two equal elements comes first decides
+// ties of the reordering, so stability is part of the contract.
+
 #include "reorder/sorts.h"
 
 namespace corvidnum {
 namespace {
 
-/// Nodes or numbers without a companion.
+/// A list of nodes or numbers.
 struct SingleList {
   OneBased<int> list;
   using Element = int;
@@ -11,6 +14,7 @@ struct SingleList {
   void put(int i, Element e) const { list(i) = e; }
 };
 
+/// A list of keys and a list of companions that move with them.
 struct PairLists {
   OneBased<int> keys, companions;
   struct Element {
@@ -23,8 +27,9 @@ struct PairLists {
   }
 };
 
-/// Works from the back: an element goes forward past all that must strictly stand before it.
-/// `misplaced(a, b)`: a may not stand before b; false for equal keys, which keeps the sort stable.
+/// Inserts the elements count - 1, ..., 1 in turn into the sorted stretch behind each of them.
+/// @param misplaced misplaced(a, b) tells whether a must not stand before b; false for equal keys, which
+///                  makes the sort stable
 template <class Lists, class Misplaced>
 bool insertion_sort(int count, const Lists& lists, Misplaced misplaced) {
   if (count < 1) return false;

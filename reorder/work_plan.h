@@ -1,7 +1,8 @@
 #pragma once
 
-// The plan of the one work array of gpskca. Regions overlap on purpose: a phase takes over what the phases
-// before it have left, and only this header knows where a region lies.
+// The layout of the one work array of gpskca. The regions of successive phases overlap, so that the caller
+// need not supply their sum: each phase reads what the phase before it has left. Only this header knows
+// positions.
 //
 //           1        p                                                                      length
 //  always   | numbered |
@@ -12,7 +13,8 @@
 //  numbering           | numbered, queue ...  < level list | level pointers |     levels1     |
 //  measurement  | new order, n | new numbers, n |
 //
-// p is the next number to be given: whatever lies below it is final.
+// p is the next number to be given; what lies below it is final. An arrow shows the direction in which a part
+// grows.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,15 +24,16 @@
 
 namespace corvidnum {
 
-/// The largest or smallest int stands for what is beyond it.
+/// Returns the value, or the nearest int if it is out of range.
 inline int clamped_to_int(std::int64_t value) {
   if (value > std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
   if (value < std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
   return static_cast<int>(value);
 }
 
-/// A rooted level structure in its column of the search: nodes from the front in order of discovery, starts
-/// of levels from the back. list(available - k + 1) is where level k starts, so that
+/// A rooted level structure in a column of the search: the nodes from the front, in order of discovery, and
+/// the starts of the levels from the back. Level k starts at node(level_start(k)), and level_start(k) is
+/// list(available - k + 1):
 ///
 ///   1              node_count           available - depth                                  available
 ///   | nodes in order of discovery | free | node_count + 1 | start of level depth | ... | 1 |
@@ -40,13 +43,14 @@ class LevelColumn {
   int available() const { return static_cast<int>(list_.size()); }
   OneBased<int> list() const { return list_; }
   int& node(int k) const { return list_(k); }
-  int& level_start(int level) const { return list_(list_.size() - level + 1); }  // of depth + 1: the end
+  /// Returns the place of a level's start; for depth + 1, of one past the last node.
+  int& level_start(int level) const { return list_(list_.size() - level + 1); }
 
  private:
   OneBased<int> list_;
 };
 
-/// The three columns of the search, next to each other.
+/// The three columns of the search, one after the other, numbered from 1.
 struct Columns {
   OneBased<int> storage;  // [3 available] or more
   int available;
@@ -57,16 +61,16 @@ struct Columns {
   LevelColumn column(int number) const { return LevelColumn(list(number)); }
 };
 
-/// What the combination works on.
+/// The regions of the combination.
 struct CombinationRegions {
-  OneBased<int> levels1, levels2;          // [n]
-  OneBased<int> level_totals;              // [depth] nodes assigned to each level so far
-  OneBased<int> components;                // [available] their nodes, their starts, their sizes
-  OneBased<int> increments1, increments2;  // [depth] what a component adds to each level, either way
+  OneBased<int> levels1, levels2;          // [n] level of each node in either structure
+  OneBased<int> level_totals;              // [depth] number of nodes assigned to each level so far
+  OneBased<int> components;                // [available] nodes, then starts, then sizes of the components
+  OneBased<int> increments1, increments2;  // [depth] nodes that a component adds to each level, either way
 };
 
-/// Work that is laid out for one component: `next` is the first free number. The regions that need a depth or
-/// a size get it from the search.
+/// The layout of `work` for one component; `next` is the next number to be given. Regions whose length
+/// depends on the component take its depth or size as an argument.
 class WorkPlan {
  public:
   WorkPlan(OneBased<int> work, int n, int next) : work_(work), n_(n), next_(next) {}
@@ -76,15 +80,16 @@ class WorkPlan {
   // search
   Columns columns(int available) const { return {work_.from(next_), available}; }
 
-  // from the transition on: the level of each node in the structure of either end, 0 outside the component
+  // from the transition on: the level of each node in either structure, 0 outside the component
   OneBased<int> levels2() const { return work_.part(levels2_at(), n_); }
   OneBased<int> levels1() const { return work_.part(levels1_at(), n_); }
   std::ptrdiff_t levels2_at() const { return next_; }
   std::ptrdiff_t levels1_at() const { return work_.size() - n_ + 1; }
 
-  // combination; the totals stay until the levels are packed
+  // combination; the totals are kept until the levels are packed
   OneBased<int> level_totals(int depth) const { return work_.part(next_ + n_, depth); }
-  /// @param available work_.size() + 1 - 3 depth - 2 n - next, at most
+  /// Returns the regions of the combination.
+  /// @param available length of `components`, at most work_.size() + 1 - 3 depth - 2 n - next
   CombinationRegions combination(int depth, int available) const {
     return {levels1(),
             levels2(),
