@@ -19,6 +19,7 @@ class DebugOut;
 /// objects may be used by separate threads.
 class CORVIDNUM_API Accel : public HostAllocated {
  public:
+  /// Sets the defaults and, unless `cached`, allocates the vectors.
   /// @param numVar   length of every vector
   /// @param nHistory length of the ring buffer, in differences; below 1 none is kept
   /// @param cached   1: the caller owns the vectors and passes them to UseCachedArrays; 0: the object

@@ -14,6 +14,7 @@ class DomEigenPrinter;
 /// on vector 4, with `checkPred` on vector 5.
 class CORVIDNUM_API DomEigenAccel : public Accel {
  public:
+  /// Stores the settings and, unless `cached`, allocates the vectors.
   /// @param numVar       length of every vector
   /// @param nHistory     length of the ring buffer, in differences; below 2 no step is ever taken
   /// @param checkValues  1: refuse the first try and any lambda that is above 0.999, has crossed 1 since the
@@ -31,6 +32,7 @@ class CORVIDNUM_API DomEigenAccel : public Accel {
   ///   correction
   void UseCachedArrays(double** arrays, int count, int ignored) override;
   void StopUsingCachedArrays() override;
+  /// Receives the vector of this iteration and tries to accelerate it; see Accel.
   /// @return 1 if a step was taken, which may have length 0; else 0
   unsigned char Accelerate(double* x) override;
 

@@ -6,8 +6,8 @@
 //  2. Take c as the coefficients of a linear recurrence and sum all of its further differences. With
 //     S(j) = c(j) + ... + c(m-1) the sum is (S(0) d(0) + ... + S(m-1) d(m-1)) / (1 - S(0)).
 //  3. Compare the correction with the one of the previous try for the same m, and test for noise.
-// The inner products for m = nEigen contain those for every smaller m, so they are formed once per try. Each
-// sum keeps its order of terms and each element its order of roundings, whatever the blocking.
+// The inner products for one m contain those for every smaller m, so they are formed once per try. Each sum
+// keeps its order of terms and each element its order of roundings, whatever the blocking.
 // Source: the general dominant eigenvalue method, Crowe and Nishio, AIChE J. 21, 528 (1975); minimal
 // polynomial extrapolation is a close relative.
 

@@ -29,6 +29,7 @@ class CORVIDNUM_API MulDomEigenAccel : public Accel {
   MulDomEigenAccel(int numVar, int nEigen, int nHistory, unsigned char, unsigned char);
   ~MulDomEigenAccel() override;
 
+  /// Receives the vector of this iteration and tries to accelerate it; see Accel.
   /// @return 1 if a step was taken, else 0
   unsigned char Accelerate(double* x) override;
 

@@ -140,7 +140,7 @@ class CORVID_API TextFile : public GenericFile {
   ~TextFile() override;
 
   virtual void Write(char character);
-  /// The library passes 0 as `flag`.
+  /// Writes a text. The library passes 0 as `flag`.
   virtual void Write(const Text& text, int flag);
 };
 

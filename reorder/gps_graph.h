@@ -39,7 +39,7 @@ enum GpsError : int {
   kLevelSkipped = 54,      // a neighbour lies more than one level away
   kNothingToResume = 55,   // no unnumbered node is left in the level
   kBandwidthSort = 56,     // a sort failed
-  // numbering for the profile; space stays as it was
+  // numbering for the profile; the space does not change
   kQueueNotUsedUp = 61,
   kLevelListRanOut = 62,
   kNumberedCount = 63,  // the count of numbered nodes is wrong at the end
@@ -51,7 +51,7 @@ enum GpsError : int {
   kTooShortForLevels = 101,  // a column of the search would be shorter than n
   kTooShortForPlan = 102,    // no room for what follows the search
   kColumnFull = 110,  // a level structure does not fit its column; space: an estimate of what is missing
-  kColumnFullLimited = 111,    // the same, in a limited walk
+  kColumnFullLimited = 111,    // the same, in gps_rooted_levels_limited
   kColumnsTooShort = 120,      // a column is shorter than n; space: what is missing
   kTooManyComponents = 130,    // space: nodes that have no component yet
   kNoRoomForComponents = 131,  // space: what is missing
@@ -59,8 +59,7 @@ enum GpsError : int {
                                // numbered, plus nodes of the next level that are not yet reached
 };
 
-/// How a step ended. `space` is a number of elements of `work`; its meaning depends on the step and the
-/// error.
+/// How a step ended. The meaning of `space`, a number of elements of `work`, depends on step and error.
 struct GpsStatus {
   int error = kGpsOk;
   int space = 0;

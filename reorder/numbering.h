@@ -43,9 +43,9 @@ int gps_number_bandwidth(const GpsGraph& graph, OneBased<int> queue, int node_co
 /// @param list_base   position right below the list of the levels, which is overwritten
 /// @param next_number in: position in `work` of the component's first node; out: one past its last
 /// @param node_count  number of nodes of the component
-/// @param status      in: the space needed so far; out: the error code, and as space the larger of the old
-///                    one and the need on success, the nodes left (see GpsError) with error 160, else as it
-///                    was
+/// @param status      in: the space needed so far; out: the error code. The space becomes the larger of the
+///                    old one and the need on success, the nodes left (see GpsError) with error 160; with
+///                    other errors it does not change
 void gps_number_profile(const GpsGraph& graph, OneBased<int> work, int list_base, int& next_number,
                         int node_count, const PackedLevels& levels, GpsStatus& status);
 

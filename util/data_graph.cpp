@@ -69,6 +69,7 @@ enum class Status {
 /// The search. The next link to try joins the nodes a_ and b_.
 class LinkSearch {
  public:
+  /// Prepares a search; the cursor stands at the nodes 0 and 1.
   /// @param nodes [count] without links; count is at least 2. The caller owns them
   LinkSearch(Node* nodes, int count);
 
