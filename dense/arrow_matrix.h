@@ -49,7 +49,7 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   /// @param info out: 0; or the column, 1-based, where the band has a zero pivot; or below 0 if the sizes are
   ///             illegal or memory was refused. It stays 0 if the Schur complement is singular or the list of
   ///             A21 is missing: then only the result tells. On a matrix of order 0 it is not written.
-  /// @return MatrixFailed if either factorisation fails
+  /// @return MatrixFailed if a factorisation fails, or the list of A21 or memory is missing
   ErrorCode FactorLU(int& info);
 
   /// Solves with the factors of FactorLU; arguments as in Solve.
@@ -57,7 +57,7 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
 
   /// Passes the list of the non-zeros of A21 by rows. The caller owns the arrays and keeps them as long as
   /// the object factorises and solves. With TrackInternal they replace the object's own list.
-  /// @param rowStart [m] index in `colIndex`, from 0, where border row r begins
+  /// @param rowStart [m] index in `colIndex`, from 0, where border row r begins; below 0: the row is empty
   /// @param rowCount [m] number of columns of border row r
   /// @param colIndex column numbers, from 0; a column outside 0 .. n - 1 is ignored
   void ProvideNZ(int* rowStart, int* rowCount, int* colIndex);

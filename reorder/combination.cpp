@@ -20,8 +20,7 @@
 namespace corvidnum {
 namespace {
 
-/// Copies a structure to another column, without the end of its last level, which is known to be node_count
-/// + 1.
+/// Copies a structure to another column, without the end of its last level, which is always node_count + 1.
 void copy_column(const LevelColumn& from, const LevelColumn& to, int node_count, int depth) {
   for (int k = 1; k <= node_count; ++k) to.node(k) = from.node(k);
   for (int level = 1; level <= depth; ++level) to.level_start(level) = from.level_start(level);
