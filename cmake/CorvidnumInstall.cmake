@@ -16,7 +16,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/corvidnum)
 install(EXPORT corvidnum-targets NAMESPACE corvidnum::
   FILE corvidnumTargets.cmake DESTINATION ${package_dir})
 configure_package_config_file(cmake/corvidnumConfig.cmake.in corvidnumConfig.cmake
-  INSTALL_DESTINATION ${package_dir})
+  INSTALL_DESTINATION ${package_dir} PATH_VARS CMAKE_INSTALL_INCLUDEDIR)
 write_basic_package_version_file(corvidnumConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/corvidnumConfig.cmake

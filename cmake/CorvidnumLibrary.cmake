@@ -24,19 +24,23 @@ set(CORVIDNUM_PUBLIC_HEADERS
   accel/dom_eigen_accel.h
   accel/mul_dom_eigen_accel.h
   reorder/gpskca.h
+  sparse/ma48/ma48_codes.h
   sparse/ma48/ma48_routines.h
   sparse/ma48/ma48.h
+  sparse/ma38/ma38_codes.h
   sparse/ma38/ma38_routines.h)
 
-# Installed beside its header: a host that wants a log compiles it.
-set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp)
+# Installed beside the headers: a host that wants a log, or is written in Fortran, compiles them.
+set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp corvidnum.f90)
 
 # Those of the headers that compile as C too.
 set(CORVIDNUM_C_HEADERS
   frame/export.h
   frame/numeric_runtime.h
   reorder/gpskca.h
+  sparse/ma48/ma48_codes.h
   sparse/ma48/ma48_routines.h
+  sparse/ma38/ma38_codes.h
   sparse/ma38/ma38_routines.h)
 
 set(CORVIDNUM_SOURCES
@@ -81,6 +85,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma48/block_solve.cpp
   sparse/ma48/norm_estimator.cpp
   sparse/ma48/solve.cpp
+  sparse/ma48/queries.cpp
   sparse/ma48/ma48.cpp
   sparse/ma38/messages.cpp
   sparse/ma38/convert.cpp
@@ -119,7 +124,8 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/refactor_numeric.cpp
   sparse/ma38/refactor_memory.cpp
   sparse/ma38/refactor_compact.cpp
-  sparse/ma38/solve.cpp)
+  sparse/ma38/solve.cpp
+  sparse/ma38/queries.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)

@@ -6,6 +6,7 @@
 // factors.
 
 #include "frame/export.h"
+#include "sparse/ma38/ma38_codes.h"
 
 #ifdef __cplusplus
 extern "C" {

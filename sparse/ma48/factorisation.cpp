@@ -166,8 +166,8 @@ bool Factorisation::arguments_are_good() {
 }
 
 bool Factorisation::keep_is_good() {
-  if (!keep_is_analysed(constant_keep(), irn_, m_, n_, ne_) || !map_is_in_range(jcn_, ne_) ||
-      (job_ != 1 && !keep_is_factorised(constant_keep(), irn_, m_, n_, la_))) {
+  if (!keep_is_analysed(constant_keep(), m_, n_, ne_) || !rows_lie_within_blocks(constant_keep(), irn_, m_) ||
+      !map_is_in_range(jcn_, ne_) || (job_ != 1 && !keep_is_factorised(constant_keep(), irn_, m_, n_, la_))) {
     status_ = kIncompatible;
     diagnostics_.error(texts::kFactorisationIncompatible);
   }

@@ -67,20 +67,6 @@ bool diagonals_are_there(const Keep& keep) {
   return true;
 }
 
-/// Whether the entries of each diagonal block have rows of that block, and those above it rows of the blocks
-/// before it.
-bool rows_lie_within_blocks(const Keep& keep, const int* irn, int m) {
-  const int blocks = keep.block_count();
-  for (int block = 1, first = 1; block <= blocks; first += keep.block_order(block), ++block) {
-    const int behind = first + keep.block_order(block), last = blocks == 1 ? m : behind - 1;
-    const int begin = keep.diagonal_start(first), offBegin = keep.off_diagonal_start(first);
-    if (!all_within(irn + (begin - 1), keep.diagonal_start(behind) - begin, first, last)) return false;
-    if (!all_within(irn + (offBegin - 1), keep.off_diagonal_start(behind) - offBegin, 1, first - 1))
-      return false;
-  }
-  return true;
-}
-
 /// Whether the indices of a block's sparse columns lie within it: pivot columns in the U parts, rows of
 /// pivots and L parts. `block` has its numbers.
 bool column_indices_are_good(const Keep& keep, int first, int order, int rows, const int* block) {
@@ -142,9 +128,21 @@ bool factors_lie_within(const Keep& keep, int first, int order, int rows, int sp
 
 }  // namespace
 
-bool keep_is_analysed(const Keep& keep, const int* irn, int m, int n, int longest) {
+bool keep_is_analysed(const Keep& keep, int m, int n, int longest) {
   return blocks_fill_the_matrix(keep, m, n) && permutations_are_in_range(keep, m, n) &&
-         starts_ascend(keep, n, longest) && diagonals_are_there(keep) && rows_lie_within_blocks(keep, irn, m);
+         starts_ascend(keep, n, longest) && diagonals_are_there(keep);
+}
+
+bool rows_lie_within_blocks(const Keep& keep, const int* irn, int m) {
+  const int blocks = keep.block_count();
+  for (int block = 1, first = 1; block <= blocks; first += keep.block_order(block), ++block) {
+    const int behind = first + keep.block_order(block), last = blocks == 1 ? m : behind - 1;
+    const int begin = keep.diagonal_start(first), offBegin = keep.off_diagonal_start(first);
+    if (!all_within(irn + (begin - 1), keep.diagonal_start(behind) - begin, first, last)) return false;
+    if (!all_within(irn + (offBegin - 1), keep.off_diagonal_start(behind) - offBegin, 1, first - 1))
+      return false;
+  }
+  return true;
 }
 
 bool map_is_in_range(const int* jcn, int ne) {

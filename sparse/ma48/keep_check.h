@@ -17,9 +17,12 @@ inline std::int64_t block_space(int columnsEnd, int fullRows, int fullColumns) {
   return columnsEnd + std::max(std::int64_t{fullRows} * fullColumns, std::int64_t{fullRows} + fullColumns);
 }
 
-/// Whether KEEP holds an analysis of an m x n matrix with at most `longest` entries, whose rows in IRN lie
-/// within their blocks.
-bool keep_is_analysed(const KeepView<const int>& keep, const int* irn, int m, int n, int longest);
+/// Tells whether KEEP holds an analysis of an m x n matrix with at most `longest` entries.
+bool keep_is_analysed(const KeepView<const int>& keep, int m, int n, int longest);
+
+/// Tells whether, by an analysed KEEP, the entries in IRN of each diagonal block have rows of that block, and
+/// those above it rows of the blocks before it.
+bool rows_lie_within_blocks(const KeepView<const int>& keep, const int* irn, int m);
 
 /// Whether the map leads from each of the `ne` entries given to a place within 1 .. ne.
 bool map_is_in_range(const int* jcn, int ne);

@@ -4,6 +4,7 @@
 // argument goes by address, arrays are numbered from 1, and every routine returns 0.
 
 #include "frame/export.h"
+#include "sparse/ma48/ma48_codes.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -359,7 +359,7 @@ int ma48cd_(const int* m, const int* n, const int* trans, const int* job, const 
     return 0;
   }
   const KeepView<const int> view(keep, rows, columns);
-  if (!keep_is_analysed(view, irn, rows, columns, *la) ||
+  if (!keep_is_analysed(view, rows, columns, *la) || !rows_lie_within_blocks(view, irn, rows) ||
       !keep_is_factorised(view, irn, rows, columns, *la)) {
     status = kFaultyKeep;
     return 0;

@@ -14,13 +14,14 @@ build_and_run() {
   "$@" -o "$program" $(pkg-config --cflags --libs $packages)
   "$program"
 }
+module=$(pkg-config --variable=includedir corvidnum)/corvidnum.f90
 build_and_run numeric_c corvidnum "$cc" "$sources/numeric.c"
 build_and_run numeric_fortran corvidnum gfortran "$sources/numeric.f90"
 build_and_run sparse_c corvidnum "$cc" "$sources/sparse.c"
-build_and_run sparse_fortran corvidnum gfortran "$sources/sparse.f90"
+build_and_run sparse_fortran corvidnum gfortran -J "$work" "$module" "$sources/sparse.f90"
 build_and_run multifrontal_c corvidnum "$cc" "$sources/multifrontal.c"
-build_and_run multifrontal_fortran corvidnum gfortran "$sources/multifrontal.f90"
+build_and_run multifrontal_fortran corvidnum gfortran -J "$work" "$module" "$sources/multifrontal.f90"
 build_and_run reorder_c corvidnum "$cc" "$sources/reorder.c"
-build_and_run reorder_fortran corvidnum gfortran "$sources/reorder.f90"
+build_and_run reorder_fortran corvidnum gfortran -J "$work" "$module" "$sources/reorder.f90"
 build_and_run matrices corvidnum "$cxx" -std=c++17 "$sources/matrices.cpp"
 build_and_run host "corvidnum corvid" "$cxx" -std=c++17 "$sources/host.cpp"

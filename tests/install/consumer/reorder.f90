@@ -1,15 +1,6 @@
 program reorder
-  use, intrinsic :: iso_c_binding, only: c_int
+  use corvidnum
   implicit none
-  interface  ! its name has no underscore, so that Fortran needs to be told
-    integer(c_int) function gpskca(n, degree, row_start, connect, optimize_profile, work_length, permutation, &
-                                   work, bandwidth, profile, error, space) bind(C, name='gpskca')
-      import :: c_int
-      integer(c_int), intent(in) :: n, row_start(*), connect(*), optimize_profile, work_length
-      integer(c_int), intent(inout) :: degree(*), permutation(*), work(*)
-      integer(c_int), intent(out) :: bandwidth, profile, error, space
-    end function
-  end interface
   integer(c_int), parameter :: n = 5, length = 6*n + 3
   integer(c_int) :: degree(n) = [2, 2, 1, 1, 2], permutation(n) = [1, 2, 3, 4, 5], work(length)
   integer(c_int) :: bandwidth, profile, error, space, returned

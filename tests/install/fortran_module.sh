@@ -1,0 +1,59 @@
+#!/bin/sh
+# fortran_module.sh HEADERS SYMBOLS WORK CC
+# The Fortran module of the installed tree says the same as the C headers beside it: every name has the same
+# value, every length function the same results, every routine the same prototype; and no routine is missing.
+set -eu
+headers=$1 symbols=$2 work=$3 cc=$4
+module=$headers/corvidnum.f90
+codes="$headers/sparse/ma48/ma48_codes.h $headers/sparse/ma38/ma38_codes.h"
+rm -rf "$work"
+mkdir -p "$work"
+cd "$work"
+
+# A name that one side lacks does not compile there.
+# shellcheck disable=SC2086 # lists of words
+grep -owh 'MA[34]8_[A-Z0-9_]*' $codes "$module" | sort -u >names
+test "$(wc -l <names)" -gt 100
+calls="ma38_least_value_length(k) ma38_w_length(k)"
+for arguments in 2,5 5,2 k,k 1,k; do
+  for function in ma48_keep_length ma48_iw_length ma48_w_length ma38_least_index_length; do
+    calls="$calls $function($arguments)"
+  done
+done
+{
+  echo '#include <limits.h>'
+  echo '#include <stdio.h>'
+  for header in $codes; do echo "#include \"$header\""; done
+  echo 'int main(void) {'
+  echo '  const int k = INT_MAX;'
+  sed 's/.*/  printf("& %d\\n", (int)&);/' names
+  printf '%s\n' $calls | sed 's/.*/  printf("& %lld\\n", (long long)&);/'
+  echo '}'
+} >values.c
+{
+  echo 'program values'
+  echo '  use corvidnum'
+  echo '  implicit none'
+  echo '  integer, parameter :: k = huge(1)'
+  sed "s/.*/  print '(a, 1x, i0)', '&', &/" names
+  printf '%s\n' $calls | sed "s/.*/  print '(a, 1x, i0)', '&', &/"
+  echo 'end program'
+} >values.f90
+"$cc" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -I"$headers" -o values_c values.c
+gfortran -std=f2018 -Wall -Wextra -Werror -pedantic -o values_fortran "$module" values.f90
+./values_c >values_c.txt
+./values_fortran >values_fortran.txt
+diff values_c.txt values_fortran.txt
+
+# The compiler's own translation of the interfaces, which must agree with the headers.
+gfortran -fc-prototypes -fsyntax-only "$module" >prototypes.h
+for header in sparse/ma48/ma48_routines.h sparse/ma38/ma38_routines.h reorder/gpskca.h \
+  frame/numeric_runtime.h; do
+  echo "#include \"$header\""
+done >prototypes.c
+echo '#include "prototypes.h"' >>prototypes.c
+"$cc" -std=c99 -fsyntax-only -I"$headers" -I. prototypes.c
+
+# xerbla_ is the hook of the dense kernels, which no host calls.
+sed -n 's/^T \([a-z0-9_]*\)$/\1/p' "$symbols" | grep -v '^xerbla_$' >exported
+sed -n 's/^[a-z].* \([a-z0-9_]*\) (.*/\1/p' prototypes.h | diff exported -
