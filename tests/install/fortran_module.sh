@@ -2,6 +2,7 @@
 # fortran_module.sh HEADERS SYMBOLS WORK CC
 # The Fortran module of the installed tree says the same as the C headers beside it: every name has the same
 # value, every length function the same results, every routine the same prototype; and no routine is missing.
+# shellcheck disable=SC2086 # lists of words
 set -eu
 headers=$1 symbols=$2 work=$3 cc=$4
 module=$headers/corvidnum.f90
@@ -11,7 +12,6 @@ mkdir -p "$work"
 cd "$work"
 
 # A name that one side lacks does not compile there.
-# shellcheck disable=SC2086 # lists of words
 grep -owh 'MA[34]8_[A-Z0-9_]*' $codes "$module" | sort -u >names
 test "$(wc -l <names)" -gt 100
 calls="ma38_least_value_length(k) ma38_w_length(k)"
