@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "frame/clamp.h"
 #include "frame/one_based.h"
 
 namespace corvidnum {
@@ -74,8 +75,7 @@ enum Rinfo {
 };
 constexpr int kIcntlLength = 20, kCntlLength = 10, kKeepLength = 20, kInfoLength = 40, kRinfoLength = 20;
 
-/// What goes into an element of INFO: at most what an array may hold.
-inline int clamped(Wide value) { return static_cast<int>(std::min<Wide>(value, 2147483647)); }
+using corvidnum::clamped;
 
 /// INFO and RINFO of a running call. Sums and needs are taken in 64 bits and clamped.
 class Results {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "frame/clamp.h"
 #include "frame/one_based.h"
 
 namespace corvidnum {
@@ -101,9 +102,10 @@ constexpr int kMa50CntlLength = 4;
 constexpr int kMa50IcntlLength = 7;
 constexpr int kMa50InfoLength = 7;
 
-/// What goes into an element of INFO: at most what an array may hold.
-inline int clamped_length(std::int64_t length) {
-  return static_cast<int>(std::min<std::int64_t>(length, 0x7ffffffe));
-}
+/// Largest length that INFO asks for: class ma48 makes arrays as long as it says, and theirs ends here.
+constexpr int kMostPlaces = 0x7ffffffe;
+
+/// Returns what INFO tells of a length.
+inline int clamped_length(std::int64_t length) { return clamped(length, kMostPlaces); }
 
 }  // namespace corvidnum
