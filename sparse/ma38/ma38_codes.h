@@ -155,13 +155,13 @@ enum MA38_Length {
 
 /// Returns the least LINDEX of ma38ad_. A factorisation needs more: 10 ne + 40 n + 100 is a good start.
 static inline int64_t ma38_least_index_length(int n, int ne) {
-  const int64_t triplets = 2 * (int64_t)ne, columns = (int64_t)n + 1;
-  return (triplets > columns ? triplets : columns) + 2 * (int64_t)n + (int64_t)ne + 1;
+  const int64_t triplets = INT64_C(2) * ne, pointers = INT64_C(1) + n;
+  return (triplets > pointers ? triplets : pointers) + INT64_C(2) * n + ne + 1;
 }
 /// Returns the least LVALUE of ma38ad_. A factorisation needs more: 6 ne + n is a good start.
-static inline int64_t ma38_least_value_length(int ne) { return 2 * (int64_t)ne; }
+static inline int64_t ma38_least_value_length(int ne) { return INT64_C(2) * ne; }
 /// Returns the length of W of ma38cd_, of which half is enough if ICNTL(8) is not above 0.
-static inline int64_t ma38_w_length(int n) { return 4 * (int64_t)n; }
+static inline int64_t ma38_w_length(int n) { return INT64_C(4) * n; }
 
 // ---- Accessors
 
@@ -182,8 +182,8 @@ static inline void ma38_set_keep(int* keep, enum MA38_Keep position, int value) 
 }
 /// Returns 1 if INFO(1) is a sum with this warning, else 0; an error has no warnings.
 static inline int ma38_warned(const int* info, enum MA38_Warning warning) {
-  const int status = ma38_info(info, MA38_INFO_STATUS);
-  return status > 0 && (status & (int)warning) != 0;
+  const int64_t status = ma38_info(info, MA38_INFO_STATUS), bit = warning;
+  return status > 0 && (status & bit) != 0;
 }
 
 // ---- Query

@@ -143,12 +143,13 @@ enum MA48_Length {
 
 /// Returns the length of KEEP.
 static inline int64_t ma48_keep_length(int m, int n) {
-  return (int64_t)m + 5 * (int64_t)n + 4 * (int64_t)(m < n ? m : n) + 7;
+  const int64_t rows = m, columns = n;
+  return rows + 5 * columns + 4 * (rows < columns ? rows : columns) + 7;
 }
 /// Returns the length of IW of ma48ad_ and ma48bd_, which is enough for ma48cd_.
-static inline int64_t ma48_iw_length(int m, int n) { return 6 * (int64_t)m + 3 * (int64_t)n; }
+static inline int64_t ma48_iw_length(int m, int n) { return INT64_C(6) * m + INT64_C(3) * n; }
 /// Returns the length of W of ma48bd_ and ma48cd_.
-static inline int64_t ma48_w_length(int m, int n) { return 4 * (int64_t)(m > n ? m : n); }
+static inline int64_t ma48_w_length(int m, int n) { return INT64_C(4) * (m > n ? m : n); }
 
 // ---- Accessors
 
@@ -165,8 +166,8 @@ static inline void ma48_set_icntl(int* icntl, enum MA48_Icntl position, int valu
 }
 /// Returns 1 if INFO(1) is a sum with this warning, else 0; an error has no warnings.
 static inline int ma48_warned(const int* info, enum MA48_Warning warning) {
-  const int status = ma48_info(info, MA48_INFO_STATUS);
-  return status > 0 && (status & (int)warning) != 0;
+  const int64_t status = ma48_info(info, MA48_INFO_STATUS), bit = warning;
+  return status > 0 && (status & bit) != 0;
 }
 
 // ---- Queries

@@ -1,12 +1,14 @@
 #pragma once
 
 // Reads the factors that the ma38 routines leave in VALUE and INDEX, from the layout alone and with nothing
-// of the library, and multiplies them out. Whatever is not as documented is named in `fault`.
+// of the library but the names of positions, and multiplies them out. Whatever is not as documented is named
+// in `fault`.
 
 #include <set>
 #include <stdexcept>
 #include <string>
 
+#include "sparse/ma38/ma38_codes.h"
 #include "tests/support/sparse_matrices.h"
 
 namespace reference {
@@ -121,12 +123,16 @@ class StoredFactors {
   }
 
   void read(const Ints& keep) {
-    value_begin_ = keep[0], value_end_ = keep[1], index_begin_ = keep[2], index_end_ = keep[4];
+    const int pattern_begin = ma38_keep(keep.data(), MA38_KEEP_PATTERN_BEGIN);
+    value_begin_ = ma38_keep(keep.data(), MA38_KEEP_VALUE_BEGIN);
+    value_end_ = ma38_keep(keep.data(), MA38_KEEP_VALUE_END);
+    index_begin_ = ma38_keep(keep.data(), MA38_KEEP_INDEX_BEGIN);
+    index_end_ = ma38_keep(keep.data(), MA38_KEEP_INDEX_END);
     expect(1 <= value_begin_ && value_end_ <= static_cast<long long>(value_.size()), "KEEP(1), KEEP(2)");
-    expect(1 <= index_begin_ && index_begin_ <= keep[3], "KEEP(3), KEEP(4)");
-    expect(keep[3] <= index_end_ - 6 && index_end_ <= static_cast<long long>(index_.size()),
+    expect(1 <= index_begin_ && index_begin_ <= pattern_begin, "KEEP(3), KEEP(4)");
+    expect(pattern_begin <= index_end_ - 6 && index_end_ <= static_cast<long long>(index_.size()),
            "KEEP(4), KEEP(5)");
-    read_top(keep[3]);
+    read_top(pattern_begin);
     read_blocks();
     expect_tiled(words_, lu_words_, top_, "LU elements");
     expect_tiled(reals_, lu_reals_, value_end_ + 1, "reals of LU elements");

@@ -24,22 +24,27 @@ struct FactorSettings {
 struct Factoring {
   Coordinates matrix;
   int job, transposed, lvalue = 0, lindex = 0;
-  Vector value, cntl = Vector(10), rinfo = Vector(20, 77.0);
-  Ints index, keep = Ints(20), icntl = Ints(20), info = Ints(40, 77);
+  Vector value, cntl = Vector(MA38_CNTL_LENGTH), rinfo = Vector(MA38_RINFO_LENGTH, 77.0);
+  Ints index, keep = Ints(MA38_KEEP_LENGTH), icntl = Ints(MA38_ICNTL_LENGTH);
+  Ints info = Ints(MA38_INFO_LENGTH, 77);
 
   Factoring(const Coordinates& given, const FactorSettings& settings)
       : matrix(given), job(settings.preserved), transposed(settings.transposed) {
     ma38id_(keep.data(), cntl.data(), icntl.data());
-    keep[6] = settings.d1, keep[7] = settings.d2;
-    icntl[3] = settings.blocks, icntl[4] = settings.width, icntl[5] = settings.prefer_diagonal;
-    icntl[6] = settings.block_size, cntl[0] = settings.tolerance, cntl[1] = settings.growth;
+    set(MA38_KEEP_DENSE1, settings.d1);
+    set(MA38_KEEP_DENSE2, settings.d2);
+    ma38_set_icntl(icntl.data(), MA38_ICNTL_USE_BLOCKS, settings.blocks);
+    ma38_set_icntl(icntl.data(), MA38_ICNTL_SEARCH_WIDTH, settings.width);
+    ma38_set_icntl(icntl.data(), MA38_ICNTL_PREFER_DIAGONAL, settings.prefer_diagonal);
+    ma38_set_icntl(icntl.data(), MA38_ICNTL_BLOCK_SIZE, settings.block_size);
+    ma38_set_cntl(cntl.data(), MA38_CNTL_PIVOT_TOLERANCE, settings.tolerance);
+    ma38_set_cntl(cntl.data(), MA38_CNTL_GROWTH, settings.growth);
   }
   int INFO(int number) const { return info[number - 1]; }
   int KEEP(int number) const { return keep[number - 1]; }
-  int shortest_value() const { return 2 * matrix.entries(); }
-  int shortest_index() const {
-    return std::max(2 * matrix.entries(), matrix.n + 1) + 2 * matrix.n + matrix.entries() + 1;
-  }
+  void set(MA38_Keep position, int to) { ma38_set_keep(keep.data(), position, to); }
+  int shortest_value() const { return int(ma38_least_value_length(matrix.entries())); }
+  int shortest_index() const { return int(ma38_least_index_length(matrix.n, matrix.entries())); }
 
   /// @param values, indices lengths; 0: more than enough
   int factor(int values = 0, int indices = 0) {
@@ -47,14 +52,15 @@ struct Factoring {
     const int ne = matrix.entries();
     ma38ad_(&matrix.n, &ne, &job, &transposed, &lvalue, &lindex, value.data(), index.data(), keep.data(),
             cntl.data(), icntl.data(), info.data(), rinfo.data());
-    return INFO(1);
+    return INFO(MA38_INFO_STATUS);
   }
   /// Factorises what `matrix` is by now, with the pattern of the last factorisation.
   int refactor(int values = 0, int indices = 0) { return refactor(pattern(), values, indices); }
   int refactor(const Ints& kept, int values = 0, int indices = 0) {
     provide(values, indices);
     std::copy(kept.begin(), kept.end(), index.end() - static_cast<std::ptrdiff_t>(kept.size()));
-    keep[3] = lindex + 1 - static_cast<int>(kept.size()), keep[4] = lindex;
+    set(MA38_KEEP_PATTERN_BEGIN, lindex + 1 - static_cast<int>(kept.size()));
+    set(MA38_KEEP_INDEX_END, lindex);
     return refactor_in_place();
   }
   /// With the arrays and KEEP as they stand.
@@ -62,16 +68,21 @@ struct Factoring {
     const int ne = matrix.entries();
     ma38bd_(&matrix.n, &ne, &job, &transposed, &lvalue, &lindex, value.data(), index.data(), keep.data(),
             cntl.data(), icntl.data(), info.data(), rinfo.data());
-    return INFO(1);
+    return INFO(MA38_INFO_STATUS);
   }
   /// What a refactorisation needs of the factors.
-  Ints pattern() const { return Ints(index.begin() + KEEP(4) - 1, index.begin() + KEEP(5)); }
+  Ints pattern() const {
+    return Ints(index.begin() + KEEP(MA38_KEEP_PATTERN_BEGIN) - 1, index.begin() + KEEP(MA38_KEEP_INDEX_END));
+  }
   /// Arrays of nothing but the factors.
   void shrink() {
-    index = Ints(index.begin() + KEEP(3) - 1, index.begin() + KEEP(5));
-    value = Vector(value.begin() + KEEP(1) - 1, value.begin() + KEEP(2));
+    index = Ints(index.begin() + KEEP(MA38_KEEP_INDEX_BEGIN) - 1, index.begin() + KEEP(MA38_KEEP_INDEX_END));
+    value =
+        Vector(value.begin() + KEEP(MA38_KEEP_VALUE_BEGIN) - 1, value.begin() + KEEP(MA38_KEEP_VALUE_END));
     lindex = int(index.size()), lvalue = int(value.size());
-    keep[3] -= keep[2] - 1, keep[0] = keep[2] = 1, keep[1] = lvalue, keep[4] = lindex;
+    set(MA38_KEEP_PATTERN_BEGIN, KEEP(MA38_KEEP_PATTERN_BEGIN) - (KEEP(MA38_KEEP_INDEX_BEGIN) - 1));
+    set(MA38_KEEP_VALUE_BEGIN, 1), set(MA38_KEEP_VALUE_END, lvalue);
+    set(MA38_KEEP_INDEX_BEGIN, 1), set(MA38_KEEP_INDEX_END, lindex);
   }
 
  private:
@@ -151,7 +162,7 @@ inline void expect_copy(const StoredFactors& factors, const Truth& truth) {
 
 /// The length of index that a refactorisation needs.
 inline int refactoring_words(const Factoring& f, const StoredFactors& factors) {
-  const int n = factors.n, ne = f.matrix.entries(), nz = f.INFO(5);
+  const int n = factors.n, ne = f.matrix.entries(), nz = f.INFO(MA38_INFO_ENTRIES);
   int longest_l = 0, longest_u = 0, elements = 0;
   for (const LuBlock& block : factors.blocks) {
     elements += static_cast<int>(block.elements.size());
@@ -163,7 +174,8 @@ inline int refactoring_words(const Factoring& f, const StoredFactors& factors) {
   const int replay =
       f.job == 1 ? longest_u + 3 * longest_l + 2 * nz + 4 * (n + elements) + 10
                  : std::max(3 * n + 2 * nz + 2, nz + 3 * (n + longest_l + 3) + 4 * elements + longest_u);
-  return std::max({3 * ne + 2 * n + 1, ne + 3 * n + 2, replay}) + f.lindex - f.KEEP(4) + 1;
+  return std::max({3 * ne + 2 * n + 1, ne + 3 * n + 2, replay}) + f.lindex - f.KEEP(MA38_KEEP_PATTERN_BEGIN) +
+         1;
 }
 
 /// What INFO and RINFO must say of these factors.
@@ -194,44 +206,49 @@ inline void expect_figures(const Factoring& f, const StoredFactors& factors, con
   const struct {
     int number, expected;
   } figures[] = {
-      {1, (invalid > 0 ? 1 : 0) + (duplicates > 0 ? 2 : 0) + (pivots < n ? 4 : 0)},
-      {2, duplicates},
-      {3, invalid},
-      {4, 0},
-      {5, entries},
-      {6, entries - off_diagonal},
-      {7, off_diagonal},
-      {8, singletons},
-      {9, static_cast<int>(factors.blocks.size())},
-      {10, l},
-      {11, u},
-      {12, l + u + n + off_diagonal},
-      {13, fronts},
-      {16, diagonal},
-      {17, pivots},
-      {22, refactoring_words(f, factors)},
-      {24, 0},
-      {40, 0},
+      {MA38_INFO_STATUS, (invalid > 0 ? MA38_WARNING_ENTRIES : 0) +
+                             (duplicates > 0 ? MA38_WARNING_DUPLICATES : 0) +
+                             (pivots < n ? MA38_WARNING_SINGULAR : 0)},
+      {MA38_INFO_DUPLICATES, duplicates},
+      {MA38_INFO_INVALID, invalid},
+      {MA38_INFO_NOT_IN_PATTERN, 0},
+      {MA38_INFO_ENTRIES, entries},
+      {MA38_INFO_DIAGONAL_ENTRIES, entries - off_diagonal},
+      {MA38_INFO_OFF_DIAGONAL_ENTRIES, off_diagonal},
+      {MA38_INFO_SINGLETONS, singletons},
+      {MA38_INFO_BLOCKS, static_cast<int>(factors.blocks.size())},
+      {MA38_INFO_ENTRIES_IN_L, l},
+      {MA38_INFO_ENTRIES_IN_U, u},
+      {MA38_INFO_FACTOR_ENTRIES, l + u + n + off_diagonal},
+      {MA38_INFO_FRONTS, fronts},
+      {MA38_INFO_DIAGONAL_PIVOTS, diagonal},
+      {MA38_INFO_PIVOTS, pivots},
+      {MA38_INFO_INDEX_FOR_REFACTOR, refactoring_words(f, factors)},
+      {MA38_INFO_REFINEMENTS, 0},
+      {MA38_INFO_LENGTH, 0},
   };
   for (const auto& figure : figures)
     EXPECT_EQ(f.INFO(figure.number), figure.expected) << "INFO " << figure.number;
   EXPECT_EQ(factors.nzoff, off_diagonal);
-  EXPECT_LE(f.INFO(18), f.lindex);
-  EXPECT_LE(f.INFO(20), f.lvalue);
-  EXPECT_GE(f.INFO(19), f.lindex - f.KEEP(3) + 1);
-  EXPECT_GE(f.INFO(21), f.lvalue - f.KEEP(1) + 1);
-  EXPECT_EQ(f.rinfo[0], f.rinfo[3] + f.rinfo[4] + f.rinfo[5]);
+  EXPECT_LE(f.INFO(MA38_INFO_INDEX_USED), f.lindex);
+  EXPECT_LE(f.INFO(MA38_INFO_VALUE_USED), f.lvalue);
+  EXPECT_GE(f.INFO(MA38_INFO_INDEX_NEEDED), f.lindex - f.KEEP(MA38_KEEP_INDEX_BEGIN) + 1);
+  EXPECT_GE(f.INFO(MA38_INFO_VALUE_NEEDED), f.lvalue - f.KEEP(MA38_KEEP_VALUE_BEGIN) + 1);
+  const auto flops_of = [&](MA38_Rinfo position) { return ma38_rinfo(f.rinfo.data(), position); };
+  EXPECT_EQ(flops_of(MA38_RINFO_BLAS_FLOPS), flops_of(MA38_RINFO_LEVEL1_FLOPS) +
+                                                 flops_of(MA38_RINFO_LEVEL2_FLOPS) +
+                                                 flops_of(MA38_RINFO_LEVEL3_FLOPS));
   for (const double flops : f.rinfo) EXPECT_GE(flops, 0.0);
 }
 
 /// All that a successful factorisation must have left.
 inline void expect_factors(const Factoring& f) {
-  ASSERT_GE(f.INFO(1), 0);
+  ASSERT_GE(f.INFO(MA38_INFO_STATUS), 0);
   const StoredFactors factors(f.keep, f.index, f.value);
   ASSERT_EQ(factors.fault, "");
   const Truth truth(f);
-  EXPECT_EQ(f.KEEP(2), f.lvalue);
-  EXPECT_EQ(f.KEEP(5), f.lindex);
+  EXPECT_EQ(f.KEEP(MA38_KEEP_VALUE_END), f.lvalue);
+  EXPECT_EQ(f.KEEP(MA38_KEEP_INDEX_END), f.lindex);
   EXPECT_EQ(factors.n, f.matrix.n);
   EXPECT_EQ(factors.ne, f.matrix.entries());
   EXPECT_EQ(factors.nz, static_cast<int>(truth.places.size()));

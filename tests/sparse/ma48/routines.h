@@ -32,27 +32,27 @@ constexpr Settings kSettings[] = {
 
 struct Solver {
   Coordinates matrix;  // its values may change between the calls
-  int la = 0, job = 1;
-  Vector a, w, cntl = Vector(5), error = Vector(3, -1.0);
-  Ints irn, jcn, keep, iw, icntl = Ints(9), info = Ints(12, 77);
+  int la = 0, job = MA48_ANALYSE_FREELY;
+  Vector a, w, cntl = Vector(MA48_CNTL_LENGTH), error = Vector(MA48_ERROR_LENGTH, -1.0);
+  Ints irn, jcn, keep, iw, icntl = Ints(MA48_ICNTL_LENGTH), info = Ints(MA48_INFO_LENGTH, 77);
   Ints marks, order;  // what IW and KEEP begin with before an analysis
   double rinfo = -1.0;
 
   explicit Solver(const Coordinates& given, int length = 0)
       : matrix(given),
-        w(4 * std::max(given.m, given.n)),
-        keep(corvidnum::keep_length(given.m, given.n), -9),
-        iw(6 * given.m + 3 * given.n, 1) {
+        w(ma48_w_length(given.m, given.n)),
+        keep(ma48_keep_length(given.m, given.n), -9),
+        iw(ma48_iw_length(given.m, given.n), 1) {
     ma48id_(cntl.data(), icntl.data());
     resize(length > 0 ? length : 20 * given.entries() + 4 * given.m * given.n + 100);
   }
   /// Marks and permutations are random.
   void use(const Settings& settings, Random& random) {
     job = settings.job;
-    icntl[corvidnum::kSmallestBlock - 1] = settings.smallest_block;
-    icntl[corvidnum::kSingularIsError - 1] = settings.singular_is_error;
-    icntl[corvidnum::kColumnsLast - 1] = settings.columns_last;
-    icntl[corvidnum::kSearchLimit - 1] = settings.search_limit;
+    ma48_set_icntl(icntl.data(), MA48_ICNTL_SMALLEST_BLOCK, settings.smallest_block);
+    ma48_set_icntl(icntl.data(), MA48_ICNTL_SINGULAR_IS_ERROR, settings.singular_is_error);
+    ma48_set_icntl(icntl.data(), MA48_ICNTL_COLUMNS_LAST, settings.columns_last);
+    ma48_set_icntl(icntl.data(), MA48_ICNTL_SEARCH_LIMIT, settings.search_limit);
     marks.resize(matrix.n);
     for (int& mark : marks) mark = number(random, 0, 3);
     order.resize(matrix.m + matrix.n);
@@ -66,6 +66,7 @@ struct Solver {
     a.resize(la), irn.resize(la), jcn.resize(la);
     a.shrink_to_fit(), irn.shrink_to_fit(), jcn.shrink_to_fit();
   }
+  int INFO(MA48_Info position) const { return ma48_info(info.data(), position); }
   int analyse() {
     const int ne = matrix.entries();
     std::copy(matrix.values.begin(), matrix.values.end(), a.begin());
@@ -75,29 +76,30 @@ struct Solver {
     std::copy(order.begin(), order.end(), keep.begin());
     ma48ad_(&matrix.m, &matrix.n, &ne, &job, &la, a.data(), irn.data(), jcn.data(), keep.data(), cntl.data(),
             icntl.data(), iw.data(), info.data(), &rinfo);
-    return info[0];
+    return INFO(MA48_INFO_STATUS);
   }
-  int factor(int factorJob = 1) {
+  int factor(int factorJob = MA48_FACTOR_FREELY) {
     const int ne = matrix.entries();
     std::copy(matrix.values.begin(), matrix.values.end(), a.begin());
     ma48bd_(&matrix.m, &matrix.n, &ne, &factorJob, &la, a.data(), irn.data(), jcn.data(), keep.data(),
             cntl.data(), icntl.data(), w.data(), iw.data(), info.data(), &rinfo);
-    return info[0];
+    return INFO(MA48_INFO_STATUS);
   }
   /// Runs `step` with the length that it asks for in INFO(`figure`), as often as it asks.
   template <class Step>
   int with_room(int figure, Step step) {
-    for (int tries = 0; step() == -3; ++tries) {
-      EXPECT_GT(info[figure - 1], la);
-      if (info[figure - 1] <= la || tries == 40) return -3;
-      resize(info[figure - 1]);
+    const auto length = static_cast<MA48_Info>(figure);
+    for (int tries = 0; step() == MA48_STATUS_TOO_SHORT; ++tries) {
+      EXPECT_GT(INFO(length), la);
+      if (INFO(length) <= la || tries == 40) return MA48_STATUS_TOO_SHORT;
+      resize(INFO(length));
     }
-    return info[0];
+    return INFO(MA48_INFO_STATUS);
   }
   int analyse_with_room() {
-    return with_room(corvidnum::kAnalysisLength, [&] { return analyse(); });
+    return with_room(MA48_INFO_ANALYSIS_LENGTH, [&] { return analyse(); });
   }
-  Vector solve(Vector b, int transposed = 0, int solveJob = 1) {
+  Vector solve(Vector b, int transposed = 0, int solveJob = MA48_SOLVE_ONLY) {
     Vector x(transposed ? matrix.m : matrix.n, 77.0);
     Ints work(std::max(matrix.m, 0));
     ma48cd_(&matrix.m, &matrix.n, &transposed, &solveJob, &la, a.data(), irn.data(), keep.data(), cntl.data(),
