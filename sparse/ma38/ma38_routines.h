@@ -3,7 +3,8 @@
 // The multifrontal sparse solver: factorise, factorise again with the same pivots, solve. Callable from C and
 // Fortran as it stands: every argument goes by address, arrays are numbered from 1, and every routine returns
 // 0. The caller owns all storage: `value` and `index` take the matrix in, serve as work space and hold the
-// factors.
+// factors. ma38_codes.h names the positions in the arrays and the statuses, and tells what each status
+// leaves.
 
 #include "frame/export.h"
 #include "sparse/ma38/ma38_codes.h"

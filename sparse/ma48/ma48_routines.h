@@ -2,6 +2,7 @@
 
 // The sparse direct solver: analyse, factorise, solve. Callable from C and Fortran as it stands: every
 // argument goes by address, arrays are numbered from 1, and every routine returns 0.
+// ma48_codes.h names the positions in the arrays and the statuses, and tells what each status leaves.
 
 #include "frame/export.h"
 #include "sparse/ma48/ma48_codes.h"

@@ -28,16 +28,29 @@ done
   echo '  const int k = INT_MAX;'
   sed 's/.*/  printf("& %d\\n", (int)&);/' names
   printf '%s\n' $calls | sed 's/.*/  printf("& %lld\\n", (long long)&);/'
-  echo '}'
+  cat <<'END'
+  for (int status = -4; status < 8; ++status) {
+    printf("%d %d\n", ma48_warned(&status, MA48_WARNING_RANK_DEFICIENT),
+           ma38_warned(&status, MA38_WARNING_SINGULAR));
+  }
+}
+END
 } >values.c
 {
   echo 'program values'
   echo '  use corvidnum'
   echo '  implicit none'
   echo '  integer, parameter :: k = huge(1)'
+  echo '  integer :: i'
   sed "s/.*/  print '(a, 1x, i0)', '&', &/" names
   printf '%s\n' $calls | sed "s/.*/  print '(a, 1x, i0)', '&', &/"
-  echo 'end program'
+  cat <<'END'
+  do i = -4, 7
+    print '(i0, 1x, i0)', merge(1, 0, ma48_warned([i], MA48_WARNING_RANK_DEFICIENT)), &
+      merge(1, 0, ma38_warned([i], MA38_WARNING_SINGULAR))
+  end do
+end program
+END
 } >values.f90
 "$cc" -std=c99 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror -I"$headers" -o values_c values.c
 gfortran -std=f2018 -Wall -Wextra -Werror -pedantic -o values_fortran "$module" values.f90

@@ -1,6 +1,7 @@
 #include <climits>
 #include <functional>
 
+#include "sparse/ma38/ma38_codes.h"
 #include "tests/sparse/ma48/routines.h"
 
 using namespace reference;
@@ -108,5 +109,17 @@ TEST(Ma48Queries, RefuseWhatHoldsNoAnalysisOrNoFactors) {
     EXPECT_EQ(row.blocks, blocks_of(solver, &orders));
     EXPECT_EQ(row.blocks > 0 ? 8 : 77, orders[0]);
     EXPECT_EQ(row.entries, entries_of(solver));
+  }
+}
+
+TEST(Codes, AStatusHasTheWarningsOfItsSumAndAnErrorHasNone) {
+  const struct {
+    int status, deficient, no_diagonal;
+  } rows[] = {{0, 0, 0}, {1, 0, 0}, {2, 1, 0}, {3, 1, 0}, {5, 0, 1}, {7, 1, 1}, {-2, 0, 0}, {-4, 0, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.status);
+    EXPECT_EQ(row.deficient, ma48_warned(&row.status, MA48_WARNING_RANK_DEFICIENT));
+    EXPECT_EQ(row.no_diagonal, ma48_warned(&row.status, MA48_WARNING_NO_DIAGONAL_PIVOT));
+    EXPECT_EQ(row.no_diagonal, ma38_warned(&row.status, MA38_WARNING_SINGULAR));
   }
 }
