@@ -1,6 +1,6 @@
 // Degree lists against plain sets.
 
-#include "sparse/ma38/degree_lists.h"
+#include "sparse/ma38/front/degree_lists.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include <climits>
 #include <functional>
 
-#include "sparse/ma38/frontal_steps.h"
+#include "sparse/ma38/front/steps.h"
 #include "tests/sparse/ma38/routines.h"
 
 namespace corvidnum {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sparse/ma38/kernels.h"
+#include "sparse/ma38/matrix/matrix.h"
 #include "tests/support/sparse_matrices.h"
 
 namespace {

@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <climits>
 
-#include "sparse/ma38/kernels.h"
+#include "sparse/ma38/factors/factors.h"
+#include "sparse/ma38/report/print.h"
 #include "tests/sparse/ma38/routines.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sparse/ma38/frontal.h"
+#include "sparse/ma38/front/frontal.h"
 #include "sparse/ma38/ma38_routines.h"
 #include "tests/support/ma38_factors.h"
 

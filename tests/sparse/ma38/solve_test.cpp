@@ -4,7 +4,7 @@
 #include <climits>
 #include <utility>
 
-#include "sparse/ma38/kernels.h"
+#include "sparse/ma38/factors/factors.h"
 #include "tests/sparse/ma38/routines.h"
 
 namespace corvidnum {

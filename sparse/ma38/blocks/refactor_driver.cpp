@@ -1,0 +1,269 @@
+#include "sparse/ma38/blocks/refactor_driver.h"
+
+#include <algorithm>
+
+#include "sparse/ma38/blocks/driver_end.h"
+#include "sparse/ma38/matrix/prior_pattern.h"
+#include "sparse/ma38/replay/kernel.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+class RefactorDriver {
+ public:
+  RefactorDriver(const RefactorInput& input, Space& space, const Results& results)
+      : in_(input),
+        n_(input.n),
+        s_(space),
+        results_(results),
+        top_(input.index, input.index.size(), input.n),
+        figures_{input.n, input.nz, input.ne, input.preserved, input.nblks} {}
+
+  RefactorOutcome run();
+
+ private:
+  // Each returns false after a failure.
+  bool group_entries();
+  bool group_whole();
+  bool group_consumed_blocks();
+  bool group_all(OneBased<const int> blkp, OneBased<int> begin, OneBased<int> row_position);
+  bool group_columns(OneBased<const int> blkp, OneBased<int> begin, OneBased<const int> row_position,
+                     OneBased<const int> column_position);
+  bool group(const PatternInput& input, OneBased<int> begin);
+  bool replay_whole();
+  bool replay_blocks();
+  bool replay_block(Index b);
+  bool replay_singleton(Index b);
+  bool replay(Index header, Index first, Index order, OneBased<const int> begin, Index end);
+  bool keep_off_diagonal_part();
+
+  bool take_work(Index count, OneBased<int>& work);
+  void release_work(Index count);
+  bool invert_rows(OneBased<int> row_position);
+  double take_preserved_pivot(Index position);
+  double take_consumed_pivot(Index begin);
+  void make_pointers_relative();
+  bool fail(int code) {
+    ma38_set_info(kRefactor, in_.icntl, results_(kStatus), code, 0);
+    return false;
+  }
+
+  bool several() const { return in_.nblks > 1; }
+  OneBased<int> blkp() const { return top_.blkp(in_.nblks); }
+  OneBased<int> lublkp() const { return top_.lublkp(in_.nblks); }
+  OneBased<int> lu_words() const { return in_.index.part(in_.pattern, top_.first(in_.nblks) - in_.pattern); }
+  /// Where arrows begin, by position. Several blocks: preserved, of one block at a time.
+  OneBased<int> arrow_begin() const { return several() && !in_.preserved ? top_.offp() : in_.spare; }
+
+  const RefactorInput& in_;
+  const Index n_;
+  Space& s_;
+  const Results& results_;
+  const FactorTop<int> top_;
+
+  FactorTotals totals_;
+  DriverFigures figures_;
+};
+
+RefactorOutcome RefactorDriver::run() {
+  s_.ihead = s_.xhead = in_.preserved ? 1 : Index{in_.nz} + 1;
+  totals_.peak_reals = 2 * Wide{in_.ne};
+  totals_.factor_reals = (in_.preserved ? 2 : 1) * Wide{in_.nz};
+  if (group_entries()) {
+    if (!several()) {
+      replay_whole();
+    } else if (replay_blocks()) {
+      make_pointers_relative();
+      keep_off_diagonal_part();
+    }
+  }
+  report_figures(kRefactor, figures_, top_, s_, totals_, in_.icntl, results_);
+  return {results_(kStatus) >= 0, static_cast<Index>(figures_.nzoff)};
+}
+
+/// Words at the tail, which become part of the need, until they are released.
+bool RefactorDriver::take_work(Index count, OneBased<int>& work) {
+  s_.ineed += count;
+  if (s_.free_ints() < count) return s_.lack_ints(results_, count - s_.free_ints());
+  s_.itail -= count;
+  s_.note_use(results_);
+  work = s_.ints.part(s_.itail, count);
+  return true;
+}
+
+void RefactorDriver::release_work(Index count) {
+  s_.ineed -= count;
+  s_.itail += count;
+}
+
+/// Also looks whether both orders are permutations.
+bool RefactorDriver::invert_rows(OneBased<int> row_position) {
+  return (invert_permutation(top_.cperm(), row_position) && invert_permutation(top_.rperm(), row_position)) ||
+         fail(kCorrupted);
+}
+
+bool RefactorDriver::group(const PatternInput& input, OneBased<int> begin) {
+  PatternCounts counts;
+  if (!ma38_prior_pattern(input, begin, s_, counts, results_)) return false;
+  figures_.nzoff += counts.above;
+  figures_.below += counts.below;
+  return true;
+}
+
+/// Looks whether both orders are permutations. The inverse of CPERM takes the room of RPERM for a while,
+/// which comes back from its own inverse.
+bool RefactorDriver::group_all(OneBased<const int> blkp, OneBased<int> begin, OneBased<int> row_position) {
+  const OneBased<int> column_position = top_.rperm();
+  if (!invert_permutation(top_.rperm(), row_position)) return fail(kCorrupted);
+  const bool good = invert_permutation(top_.cperm(), column_position)
+                        ? group_columns(blkp, begin, row_position, column_position)
+                        : fail(kCorrupted);
+  invert_permutation(row_position, top_.rperm());
+  return good;
+}
+
+/// Likewise numbers of blocks take the room of CPERM.
+bool RefactorDriver::group_columns(OneBased<const int> blkp, OneBased<int> begin,
+                                   OneBased<const int> row_position, OneBased<const int> column_position) {
+  const OneBased<const int> none(nullptr, 0);
+  if (!several()) {
+    return group({in_.preserved, in_.matrix, blkp, row_position, none, column_position, none, in_.icntl},
+                 begin);
+  }
+  const OneBased<int> block_number = top_.cperm();
+  for (Index b = 1; b <= in_.nblks; ++b) {
+    std::fill_n(&block_number(blkp(b)), blkp(b + 1) - blkp(b), static_cast<int>(b));
+  }
+  const bool good = group(
+      {in_.preserved, in_.matrix, blkp, row_position, none, column_position, block_number, in_.icntl}, begin);
+  invert_permutation(column_position, top_.cperm());
+  return good;
+}
+
+/// The blocks of a matrix that is preserved are read from it one by one, by the rows' positions.
+bool RefactorDriver::group_entries() {
+  if (!several()) return group_whole();
+  return in_.preserved ? invert_rows(top_.offp().part(1, n_)) : group_consumed_blocks();
+}
+
+bool RefactorDriver::group_whole() {
+  OneBased<int> work(nullptr, 0);
+  if (!take_work(2 * n_, work)) return false;
+  const OneBased<int> begin = work.part(1, n_), row_position = work.part(n_ + 1, n_);
+  const int ends[] = {1, in_.n + 1};
+  const bool good = group_all({ends, 2}, begin, row_position);
+  if (good) std::copy_n(begin.data(), n_, in_.spare.data());
+  release_work(2 * n_);
+  return good;
+}
+
+bool RefactorDriver::group_consumed_blocks() {
+  OneBased<int> row_position(nullptr, 0);
+  if (!take_work(n_, row_position)) return false;
+  const bool good = group_all(blkp(), arrow_begin(), row_position);
+  release_work(n_);
+  return good;
+}
+
+bool RefactorDriver::replay_whole() {
+  if (!replay(1, 1, n_, arrow_begin(), s_.ihead)) return false;
+  lu_words()(1 + kBlockReals) = 1;
+  return true;
+}
+
+bool RefactorDriver::replay_blocks() {
+  for (Index b = in_.nblks; b >= 1; --b) {
+    const bool good = blkp()(b + 1) - blkp()(b) > 1 ? replay_block(b) : replay_singleton(b);
+    if (!good) return false;
+  }
+  return true;
+}
+
+bool RefactorDriver::replay_block(Index b) {
+  const Index k1 = blkp()(b), order = blkp()(b + 1) - k1;
+  OneBased<int> begin = arrow_begin();
+  if (!in_.preserved) {
+    begin = begin.part(k1, order);
+  } else {
+    const OneBased<const int> none(nullptr, 0);
+    const PatternInput input{true, in_.matrix, blkp().part(b, 2), top_.offp(), top_.cperm(),
+                             none, none,       in_.icntl};
+    if (!group(input, begin)) return false;
+  }
+  return replay(lublkp()(b), k1, order, begin, s_.ihead);
+}
+
+/// @param header the first word of the block's factors, among the kept LU elements
+/// @param end    of the arrows
+bool RefactorDriver::replay(Index header, Index first, Index order, OneBased<const int> begin, Index end) {
+  const ReplayBlock block{order,
+                          lu_words().from(header),
+                          {begin, end},
+                          top_.rperm().part(first, order),
+                          top_.cperm().part(first, order),
+                          std::max(1, in_.icntl[kBlockSize - 1]),
+                          in_.icntl};
+  const ReplayOutcome outcome = ma38_refactor_kernel(block, s_, totals_, results_);
+  figures_.invalid += outcome.invalid;
+  if (outcome.failure == kPivotOrderFailed || outcome.failure == kCorrupted) return fail(outcome.failure);
+  return outcome.failure == 0;  // a shortage is flagged in the space
+}
+
+bool RefactorDriver::replay_singleton(Index b) {
+  const Index k = blkp()(b);
+  const double pivot = in_.preserved ? take_preserved_pivot(k) : take_consumed_pivot(arrow_begin()(k));
+  const Index place = store_singleton(pivot, s_, totals_, figures_, results_);
+  if (place > 0) lublkp()(b) = static_cast<int>(place);
+  return place > 0;
+}
+
+/// Entries in later rows are told with the off-diagonal part.
+double RefactorDriver::take_preserved_pivot(Index position) {
+  const OneBased<const int> row_position = top_.offp();
+  const Columns& m = in_.matrix;
+  const Index j = top_.cperm()(position);
+  double pivot = 0.0;
+  for (Index p = m.ap(j); p < m.ap(j + 1); ++p) {
+    const Index row = row_position(m.ai(p));
+    if (row < position) ++figures_.nzoff;
+    if (row == position) pivot = m.ax(p);
+  }
+  return pivot;
+}
+
+double RefactorDriver::take_consumed_pivot(Index begin) {
+  if (s_.xhead == begin) return 0.0;
+  const double pivot = s_.reals(begin);
+  s_.ihead = s_.xhead = begin;
+  --s_.ineed;
+  --s_.xneed;
+  return pivot;
+}
+
+void RefactorDriver::make_pointers_relative() {
+  const OneBased<int> words = lu_words();
+  const int shift = static_cast<int>(1 - s_.xtail);
+  for (Index b = 1; b <= in_.nblks; ++b) {
+    const bool singleton = blkp()(b + 1) - blkp()(b) == 1;
+    (singleton ? lublkp()(b) : words(lublkp()(b) + kBlockReals)) += shift;
+  }
+  if (in_.nblks == in_.n) words(1) = 0;  // stands for no LU element
+}
+
+bool RefactorDriver::keep_off_diagonal_part() {
+  const OffDiagonalInput input{kRefactor,    in_.n,        in_.nblks, in_.preserved, in_.matrix,
+                               top_.rperm(), top_.cperm(), blkp(),    in_.icntl};
+  const Wide below = store_off_diagonal_part(input, top_.offp(), s_, totals_, figures_, results_);
+  if (below > 0) figures_.below += below;
+  return below >= 0;
+}
+
+}  // namespace
+
+RefactorOutcome ma38_refactor_driver(const RefactorInput& input, Space& space, const Results& results) {
+  return RefactorDriver(input, space, results).run();
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

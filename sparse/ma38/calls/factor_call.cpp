@@ -1,0 +1,126 @@
+#include "sparse/ma38/calls/factor_call.h"
+#include "sparse/ma38/report/print.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace corvidnum {
+namespace ma38 {
+
+FactorCall::FactorCall(Who who, const FactorArguments& arguments)
+    : who_(who),
+      in_(arguments),
+      value_(arguments.value, std::max(arguments.lvalue, 0)),
+      index_(arguments.index, std::max(arguments.lindex, 0)),
+      keep_(arguments.keep, kKeepLength),
+      results_(arguments.info, arguments.rinfo) {}
+
+void FactorCall::begin(int reset_keep) {
+  std::fill_n(in_.info, int{kInfoLength}, 0);
+  std::fill_n(in_.rinfo, int{kRinfoLength}, 0.0);
+  std::fill_n(in_.keep, reset_keep, 0);
+  dump(false);
+  results_(kEntries) = results_(kDiagonalEntries) = in_.ne;
+}
+
+void FactorCall::end() {
+  if (results_(kStatus) < 0) std::fill_n(in_.keep, int{kIndexEnd}, 0);
+  if (results_(kIndexNeeded) != 0) {  // else stopped before lengths were looked at
+    results_(kIndexUsed) = std::min(in_.lindex, results_(kIndexUsed));
+    results_(kValueUsed) = std::min(in_.lvalue, results_(kValueUsed));
+  }
+  dump(true);
+}
+
+bool FactorCall::fail(int code, int detail) const {
+  ma38_set_info(who_, in_.icntl, results_(kStatus), code, detail);
+  return false;
+}
+
+bool FactorCall::order_is_good() const {
+  if (in_.n < 1) return fail(kBadOrder, -1);
+  if (in_.ne < 1) return fail(kBadEntryCount, -1);
+  return true;
+}
+
+bool FactorCall::arrays_are_long_enough(Wide pattern) const {
+  const Wide n = in_.n, ne = in_.ne;
+  const Wide ints = std::max(2 * ne, n + 1) + 2 * n + ne + 1 + pattern, reals = 2 * ne;
+  results_(kIndexUsed) = results_(kIndexNeeded) = clamped(ints);
+  results_(kValueUsed) = results_(kValueNeeded) = clamped(reals);
+  if (in_.lindex < ints) fail(kIndexTooShort, results_(kIndexNeeded));
+  if (in_.lvalue < reals) fail(kValueTooShort, results_(kValueNeeded));
+  return results_(kStatus) >= 0;
+}
+
+bool FactorCall::convert(Index last) {
+  const Index n = in_.n;
+  nz_ = in_.ne;
+  return ma38_convert(who_, in_.n, nz_, in_.transa != 0, value_, index_, index_.part(last - 2 * n, n),
+                      index_.part(last - n, n + 1), in_.icntl, results_);
+}
+
+Space FactorCall::space(Index last) const {
+  const Index n = in_.n;
+  const Index ints = preserved() ? copied_ints() + n + 1 : n + 1, reals = preserved() ? nz_ : 0;
+  if (preserved()) std::copy_n(index_.data(), n + 1, index_.data() + copied_ints());
+  const Wide used = ints + (in_.lindex - last);
+  Space room{index_.part(ints + 1, last - ints), value_.from(reals + 1), 1, 1, 1, 1, used, reals, used, nz_};
+  room.itail = room.ints.size() + 1;
+  room.xtail = room.reals.size() + 1;
+  if (!preserved()) room.ineed += nz_;
+  return room;
+}
+
+Columns FactorCall::columns() const {
+  const Index n = in_.n;
+  if (!preserved()) return {index_.part(1, n + 1), index_.from(n + 2), value_};
+  return {index_.part(copied_ints() + 1, n + 1), index_.part(n + 2, nz_), value_.part(1, nz_)};
+}
+
+void FactorCall::keep_factors(Space& room, int nblks, Index nzoff) const {
+  Index index_begin = (room.ints.data() - index_.data()) + room.itail;
+  Index value_begin = (room.reals.data() - value_.data()) + room.xtail;
+  if (preserved()) {
+    index_begin -= copied_ints();
+    value_begin -= nz_;
+    move_matrix_up(index_begin, value_begin);
+  }
+  write_scalars(nblks, nzoff);
+  const Index pattern = index_begin + (preserved() ? copied_ints() : 0) + (nblks > 1 ? nzoff : 0);
+  keep_(kValueBegin) = static_cast<int>(value_begin);
+  keep_(kValueEnd) = in_.lvalue;
+  keep_(kIndexBegin) = static_cast<int>(index_begin);
+  keep_(kPatternBegin) = static_cast<int>(pattern);
+  keep_(kIndexEnd) = in_.lindex;
+  results_.raise(kIndexUsed, in_.lindex - index_begin + 1);
+  results_.raise(kIndexNeeded, in_.lindex - index_begin + 1);
+  results_.raise(kValueUsed, in_.lvalue - value_begin + 1);
+  results_.raise(kValueNeeded, in_.lvalue - value_begin + 1);
+  results_.add(kIndexForRefactor, in_.lindex - pattern + 1);
+}
+
+/// From the last word down: the ranges may overlap.
+void FactorCall::move_matrix_up(Index index_begin, Index value_begin) const {
+  std::memmove(&index_(index_begin), index_.data(), static_cast<std::size_t>(copied_ints()) * sizeof(int));
+  std::memmove(&value_(value_begin), value_.data(), static_cast<std::size_t>(nz_) * sizeof(double));
+}
+
+void FactorCall::write_scalars(int nblks, Index nzoff) const {
+  const FactorTop<int> last = top(in_.lindex);
+  last.ne() = in_.ne;
+  last.order() = in_.n;
+  last.nz() = nz_;
+  last.preserved() = preserved();
+  last.nblks() = nblks;
+  last.nzoff() = static_cast<int>(nzoff);
+  last.transa() = in_.transa != 0;
+}
+
+void FactorCall::dump(bool output) const {
+  ma38_print({who_, output, in_.n, in_.ne, in_.job, in_.transa, in_.lvalue, in_.lindex, 0, in_.value,
+              in_.index, in_.keep, nullptr, nullptr, nullptr, in_.cntl, in_.icntl, in_.info, in_.rinfo});
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

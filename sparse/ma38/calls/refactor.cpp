@@ -1,0 +1,97 @@
+#include <algorithm>
+
+#include "frame/module.h"
+#include "sparse/ma38/blocks/refactor_driver.h"
+#include "sparse/ma38/calls/factor_call.h"
+#include "sparse/ma38/factors/factors.h"
+#include "sparse/ma38/ma38_routines.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+class Refactorisation : private FactorCall {
+ public:
+  explicit Refactorisation(const FactorArguments& arguments) : FactorCall(kRefactor, arguments) {}
+
+  void run();
+
+ private:
+  bool arguments_are_good() const;
+  void move_pattern_up() const;
+  bool pattern_is_good();
+  bool lengths_are_good() const;
+  void replay();
+  Index pattern() const { return keep_(kPatternBegin); }
+  Wide pattern_length() const { return Wide{keep_(kIndexEnd)} - keep_(kPatternBegin) + 1; }
+
+  int nblks_ = 0;
+};
+
+void Refactorisation::run() {
+  begin(kIndexBegin);  // the rest of KEEP tells where the pattern is
+  if (arguments_are_good()) {
+    move_pattern_up();
+    if (pattern_is_good() && lengths_are_good() && convert(pattern() - 1)) replay();
+  }
+  end();
+}
+
+bool Refactorisation::arguments_are_good() const {
+  if (!order_is_good()) return false;
+  const Wide begin = keep_(kPatternBegin), end = keep_(kIndexEnd), triplets = 2 * Wide{in_.ne};
+  if (begin <= 0 || end - 6 < begin || end > in_.lindex) return fail(kCorrupted, 0);
+  // At the limit the last index lies on a word that is not read: the place of reals or of no LU element.
+  if (triplets > begin) return fail(kBadEntryCount, keep_(kPatternBegin) / 2);
+  return true;
+}
+
+void Refactorisation::move_pattern_up() const {
+  const int shift = in_.lindex - keep_(kIndexEnd);
+  if (shift == 0) return;
+  std::copy_backward(in_.index + (pattern() - 1), in_.index + keep_(kIndexEnd), in_.index + in_.lindex);
+  keep_(kPatternBegin) += shift;
+  keep_(kIndexEnd) = in_.lindex;
+}
+
+/// All that the replay follows is looked at before: the scalars first, which tell where the rest is.
+bool Refactorisation::pattern_is_good() {
+  const KeptFactors kept = locate_pattern(in_.n, in_.lindex, index_, in_.keep);
+  nblks_ = kept.nblks;
+  constexpr Wide kNotRead = -1;  // the earlier reals
+  const bool good = kept.good && elements_are_sound(index_, pattern(), in_.lindex, in_.n, nblks_, kNotRead) &&
+                    elements_are_apart(index_, pattern(), in_.lindex, in_.n, nblks_);
+  return good || fail(kCorrupted, 0);
+}
+
+bool Refactorisation::lengths_are_good() const {
+  const bool good = arrays_are_long_enough(pattern_length());
+  results_(kValueForRefactor) = results_(kValueNeeded);
+  return good;
+}
+
+void Refactorisation::replay() {
+  Space room = space(pattern() - 1);
+  const Index n = in_.n;
+  Columns matrix = columns();
+  const OneBased<int> spare = matrix.ap;  // a second copy of the starts if the matrix is preserved
+  matrix.ap = index_.part(1, n + 1);
+  const RefactorInput input{in_.n,  nz_,   in_.ne, nblks_,    preserved(),
+                            matrix, spare, index_, pattern(), in_.icntl};
+  const RefactorOutcome outcome = ma38_refactor_driver(input, room, results_);
+  if (outcome.good) keep_factors(room, nblks_, outcome.nzoff);
+}
+
+}  // namespace
+}  // namespace ma38
+}  // namespace corvidnum
+
+int ma38bd_(const int* n, const int* ne, const int* job, const int* transa, const int* lvalue,
+            const int* lindex, double* value, int* index, int* keep, const double* cntl, const int* icntl,
+            int* info, double* rinfo) {
+  corvidnum::enter_library();
+  corvidnum::ma38::Refactorisation(
+      {*n, *ne, *job, *transa, *lvalue, *lindex, value, index, keep, cntl, icntl, info, rinfo})
+      .run();
+  return 0;
+}

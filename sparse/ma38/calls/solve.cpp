@@ -1,0 +1,44 @@
+#include "frame/module.h"
+#include "sparse/ma38/factors/factors.h"
+#include "sparse/ma38/factors/solve_driver.h"
+#include "sparse/ma38/ma38_routines.h"
+#include "sparse/ma38/report/print.h"
+
+extern "C" int ma38cd_(const int* n_in, const int* job_in, const int* transc_in, const int* lvalue_in,
+                       const int* lindex_in, const double* value, const int* index, const int* keep,
+                       const double* b, double* x, double* w, const double* cntl, const int* icntl, int* info,
+                       double* rinfo) {
+  using namespace corvidnum::ma38;
+  corvidnum::enter_library();
+  const int n = *n_in, job = *job_in, transc = *transc_in, lvalue = *lvalue_in, lindex = *lindex_in;
+  const Results results(info, rinfo);
+  results(kStatus) = 0;
+  results(kRefinements) = 0;
+  results(kOmega1) = 0.0;
+  results(kOmega2) = 0.0;
+  int refinements = std::max(icntl[kMostRefinements - 1], 0);
+  const int lw = clamped((refinements > 0 ? 4 : 2) * Wide{n});
+  PrintArguments dump = {kSolve, false, n, 0, job, transc, lvalue, lindex, lw,   value,
+                         index,  keep,  b, x, w,   cntl,   icntl,  info,   rinfo};
+  ma38_print(dump);
+
+  const corvidnum::OneBased<const int> indices(index, lindex);
+  const KeptFactors kept = locate_factors(n, lvalue, lindex, indices, keep);
+  const bool part_only = job == 1 || job == 2;
+  bool sound = kept.good && vectors_are_sound(indices, kept);
+  if (sound && part_only)  // a whole solve checks the elements as it reaches them
+    sound = elements_are_sound(indices, kept.lu_ints, kept.top_end, n, kept.nblks,
+                               Wide{keep[kValueEnd - 1]} - kept.lu_reals + 1);
+  if (sound) {
+    if (refinements > 0 && !kept.preserved) ma38_set_info(kSolve, icntl, results(kStatus), kNoRefinement, 0);
+    if (refinements > 0 && part_only) ma38_set_info(kSolve, icntl, results(kStatus), kNoRefinement, 1);
+    if (!kept.preserved || part_only) refinements = 0;
+    const corvidnum::OneBased<const double> reals(value, keep[kValueEnd - 1]);
+    sound = ma38_solve_driver(
+        {job, transc != 0, refinements, cntl[kEpsilon - 1], indices, reals, kept, b, x, w}, results);
+  }
+  if (!sound) ma38_set_info(kSolve, icntl, results(kStatus), kCorrupted, 0);
+  dump.output = true;
+  ma38_print(dump);
+  return 0;
+}

@@ -1,0 +1,393 @@
+// Assembly into the front, and renewal of degree bounds.
+//
+// For a live element e met in this front, rt(e) - stamp of its columns and ro(e) - stamp of its rows lie
+// outside. While e hangs in the chain of a scan, one of its counters is minus the next of the chain.
+
+#include <limits>
+
+#include "sparse/ma38/front/steps.h"
+
+namespace corvidnum {
+namespace ma38 {
+
+void note_child(Frontal& f, Index e) {
+  if (f.row_map(e) != kOutsideRow) return;  // noted
+  f.row_map(e) = -2;
+  if (f.last_child != 0) {
+    f.row_map(f.last_child) = static_cast<int>(-2 - e);
+  } else {
+    f.first_child = e;
+  }
+  f.last_child = e;
+  ++f.children;
+}
+
+namespace {
+
+// ---- Counting
+
+// Most scans of an old member of the front find nothing to assemble. It is marked when an element that it is
+// part of gets complete, or when it comes in; the elements of one without a mark all reach outside. The pivot
+// and, in the first scans of a front, all members are new anyway.
+constexpr ColumnWord kMark = kFirstLink;  // no column of the front is in a degree list
+int& column_mark(const Frontal& f, Index column) { return f.word(f.cp(column), kMark); }
+int& row_mark(const Frontal& f, Index row) { return f.scratch(row); }
+
+void mark_arrivals(Frontal& f, const Arrivals& arrivals) {
+  for (Index j = 1; j <= f.fncols; ++j) column_mark(f, f.fcols(j)) = 0;
+  for (Index i = 1; i <= f.fnrows; ++i) row_mark(f, f.frows(i)) = 0;
+  arrivals.columns.each(f.fcols, f.fncols, [&f](Index j) { column_mark(f, j) = 1; });
+  arrivals.rows.each(f.frows, f.fnrows, [&f](Index i) { row_mark(f, i) = 1; });
+}
+
+void mark_columns_of(const Frontal& f, Index e) {
+  const Waiting element = waiting(f, e);
+  for (Index j = 0; j < element.column_count; ++j) {
+    const int column = element.columns[j];
+    if (column > 0 && f.col_map(column) >= 0) column_mark(f, column) = 1;
+  }
+}
+void mark_rows_of(const Frontal& f, Index e) {
+  const Waiting element = waiting(f, e);
+  for (Index i = 0; i < element.row_count; ++i) {
+    const int row = element.rows[i];
+    if (row > 0 && f.row_map(row) >= 0) row_mark(f, row) = 1;
+  }
+}
+
+/// The element is met for the first time in this front.
+void meet(Frontal& f, Index e) {
+  const Index element = f.rp(e);
+  f.rt(e) = to_int(f.stamp + f.word(element, kLiveColumns));
+  f.ro(e) = to_int(f.stamp + f.word(element, kLiveRows));
+}
+
+/// The object's elements have one column (of `counter` rt) or row (ro) more inside; `complete` learns of
+/// those for which that was the last.
+template <class Complete>
+void count_tuples(Frontal& f, const Object& object, const OneBased<int>& counter, Complete complete) {
+  const int stamp = to_int(f.stamp);
+  int* const outside = counter.data() - 1;
+  const int* const end = object.tuples + 2 * object.tuple_count;
+  for (const int* tuple = object.tuples; tuple != end; tuple += 2) {
+    const int e = *tuple;
+    if (outside[e] < stamp) {
+      if (outside[e] < 0) continue;  // dead
+      meet(f, e);
+    }
+    const int left = --outside[e];
+    if (left == stamp) complete(e);
+  }
+}
+
+void count_arrivals(Frontal& f, const Arrivals& arrivals) {
+  const bool marking = !arrivals.opening;
+  const auto count_row = [&f, marking](Index row) {
+    count_tuples(f, row_object(f, row), f.ro, [&f, marking](Index e) {
+      if (marking) mark_columns_of(f, e);
+    });
+  };
+  const auto count_column = [&f, marking](Index column) {
+    count_tuples(f, column_object(f, column), f.rt, [&f, marking](Index e) {
+      if (marking) mark_rows_of(f, e);
+    });
+  };
+  if (arrivals.opening) {
+    count_row(arrivals.pivot.row);
+    count_column(arrivals.pivot.column);
+  } else {
+    mark_arrivals(f, arrivals);
+  }
+  arrivals.rows.each(f.frows, f.fnrows, count_row);
+  arrivals.columns.each(f.fcols, f.fncols, count_column);
+}
+
+// ---- Elements
+
+/// Adds column `offset` of the element, in the rows that are alive and inside.
+void add_column(const Frontal& f, const Waiting& element, Index offset, Index front_column) {
+  const double* from = element.column(offset);
+  double* to = &f.at(0, front_column);
+  const int* map = f.row_map.data() - 1;
+  for (Index i = 0; i < element.row_count; ++i) {
+    const int row = element.rows[i];
+    if (row > 0 && map[row] >= 0) to[map[row]] += from[i];
+  }
+}
+
+/// The same for an element whose rows that are alive are all inside.
+void add_complete_column(const Frontal& f, const Waiting& element, Index offset, Index front_column) {
+  if (f.word(element.object, kLiveRows) != element.row_count) {
+    add_column(f, element, offset, front_column);
+    return;
+  }
+  const double* from = element.column(offset);
+  double* to = &f.at(0, front_column);
+  const int* map = f.row_map.data() - 1;
+  for (Index i = 0; i < element.row_count; ++i) to[map[element.rows[i]]] += from[i];
+}
+
+/// Adds row `offset` of the element over all columns that are alive; they are all inside.
+void add_row(const Frontal& f, const Waiting& element, Index offset, Index front_row) {
+  for (Index j = 0; j < element.column_count; ++j) {
+    const int column = element.columns[j];
+    if (column > 0) f.at(front_row, f.col_map(column)) += element.column(j + 1)[offset - 1];
+  }
+}
+
+/// Adds all that is alive; the element is dead, its reals are a hole.
+void absorb(Frontal& f, Index e) {
+  const Waiting element = waiting(f, e);
+  for (Index j = 0; j < element.column_count; ++j) {
+    if (element.columns[j] > 0) add_complete_column(f, element, j + 1, f.col_map(element.columns[j]));
+  }
+  const Index object = element.object;
+  const Index reals = element.row_count * element.column_count;
+  f.space.xneed -= reals;
+  f.rt(e) = f.ro(e) = f.dead_mark();
+  if (e > f.n) {
+    f.rp(e) = 0;
+    f.space.ineed -= kColumnHeader + element.row_count;
+  } else {
+    f.rp(e) = f.word(object, kLuElement);
+    f.word(object, kLength) = static_cast<int>(kContributionWords);
+    f.space.ineed -= kContributionWords;
+    f.contribution_reals -= reals;
+  }
+  f.word(object, kDegree) = kColumnIsPivotal;
+  free_reals(f, object);
+}
+
+/// All rows of e are inside: its columns that are inside go at once.
+void take_columns(Frontal& f, Index e, Index& chain) {
+  const Waiting element = waiting(f, e);
+  for (Index j = 0; j < element.column_count; ++j) {
+    const int column = element.columns[j];
+    if (column < 0 || f.col_map(column) < 0) continue;
+    add_complete_column(f, element, j + 1, f.col_map(column));
+    element.columns[j] = -column;
+  }
+  f.word(element.object, kLiveColumns) = static_cast<int>(f.rt(e) - f.stamp);
+  f.ro(e) = static_cast<int>(-chain);
+  chain = e;
+}
+
+/// All columns of e are inside: its rows that are inside go at once.
+void take_rows(Frontal& f, Index e, Index& chain) {
+  const Waiting element = waiting(f, e);
+  for (Index j = 0; j < element.column_count; ++j) {
+    const int column = element.columns[j];
+    if (column > 0) add_column(f, element, j + 1, f.col_map(column));
+  }
+  for (Index i = 0; i < element.row_count; ++i) {
+    const int row = element.rows[i];
+    if (row > 0 && f.row_map(row) >= 0) element.rows[i] = -row;
+  }
+  f.word(element.object, kLiveRows) = static_cast<int>(f.ro(e) - f.stamp);
+  f.rt(e) = static_cast<int>(-chain);
+  chain = e;
+}
+
+/// A tuple of a column whose element has all rows inside.
+void settle_column_tuple(Frontal& f, Index e, Index offset, Index column, Index& chain) {
+  if (f.ro(e) < 0) return;  // dead, or taken in this scan
+  if (e <= f.n) note_child(f, e);
+  const Index outside = f.rt(e) - f.stamp;
+  if (outside == 0) {
+    absorb(f, e);
+  } else if (outside > f.word(f.rp(e), kLiveColumns) / 2) {
+    const Waiting element = waiting(f, e);
+    add_complete_column(f, element, offset, f.col_map(column));
+    element.columns[offset - 1] = -element.columns[offset - 1];
+    --f.word(element.object, kLiveColumns);
+  } else {
+    take_columns(f, e, chain);
+  }
+}
+
+/// A tuple of a row whose element has all columns inside.
+void settle_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& chain) {
+  if (f.rt(e) < 0) return;
+  if (e <= f.n) note_child(f, e);
+  const Index outside = f.ro(e) - f.stamp;  // above 0: else the scan of columns has absorbed e
+  if (outside > f.word(f.rp(e), kLiveRows) / 2) {
+    const Waiting element = waiting(f, e);
+    add_row(f, element, offset, f.row_map(row));
+    element.rows[offset - 1] = -element.rows[offset - 1];
+    --f.word(element.object, kLiveRows);
+  } else {
+    take_rows(f, e, chain);
+  }
+}
+
+// ---- Scans
+
+/// What the elements of tuples have outside.
+class OutsideSum {
+ public:
+  OutsideSum(const Frontal& f, const OneBased<int>& counter)
+      : counter_(counter.data() - 1), one_(f.stamp + 1) {}
+
+  /// Adds up until the sum is seen to be at `limit` or the next element has nothing outside; that tuple, or
+  /// `end`.
+  const int* add(const int* tuple, const int* end, Wide limit) {
+    for (; end - tuple >= 8; tuple += 8) {
+      if (sum_ >= limit) return tuple;
+      const Wide a = above_one(tuple[0]), b = above_one(tuple[2]), c = above_one(tuple[4]),
+                 d = above_one(tuple[6]);
+      if ((a | b | c | d) < 0) break;
+      sum_ += a + b + c + d + 4;
+    }
+    for (; tuple != end && above_one(*tuple) >= 0; tuple += 2) sum_ += above_one(*tuple) + 1;
+    return tuple;
+  }
+  Wide sum() const { return sum_; }
+
+ private:
+  Wide above_one(int e) const { return counter_[e] - one_; }
+
+  const int* const counter_;
+  const Wide one_;  // what a counter shows if one is outside
+  Wide sum_ = 0;
+};
+
+constexpr Wide kNoLimit = std::numeric_limits<Wide>::max();
+
+/// Those tuples stay, in order, whose elements reach outside; `settle` gets the others. Returns how many
+/// stay.
+template <class Settle>
+Index keep_tuples(Frontal& f, const Object& object, OutsideSum& outside, Settle settle) {
+  const int* const end = object.tuples + 2 * object.tuple_count;
+  const int* from = outside.add(object.tuples, end, kNoLimit);
+  int* to = object.tuples + (from - object.tuples);
+  while (from != end) {
+    settle(from[0], from[1]);
+    const int* const next = outside.add(from + 2, end, kNoLimit);
+    for (from += 2; from != next; ++from) *to++ = *from;
+  }
+  const Index kept = (to - object.tuples) / 2;
+  f.space.ineed -= 2 * (object.tuple_count - kept);
+  return kept;
+}
+
+/// The first `kept` entries of the object are packed at its end.
+void pack_at_end(const Object& object, Index kept) {
+  std::memmove(object.entries + (object.entry_count - kept), object.entries,
+               static_cast<std::size_t>(kept) * sizeof(int));
+}
+
+/// Entries before the first that is inside by `map`.
+Index outside_entries(const Object& object, const OneBased<int>& map, int outside) {
+  const int* const place = map.data() - 1;
+  Index i = 0;
+  while (i < object.entry_count && place[object.entries[i]] == outside) ++i;
+  return i;
+}
+
+/// Original entries of the column in rows of the front move there. Returns how many are left.
+Index take_column_entries(Frontal& f, Index column, const Object& object) {
+  Index kept = outside_entries(object, f.row_map, kOutsideRow);
+  if (kept == object.entry_count) return kept;
+  double* values = &f.space.reals(f.word(object.at, kValues));
+  double* to = &f.at(0, f.col_map(column));
+  for (Index i = kept; i < object.entry_count; ++i) {
+    const int row = object.entries[i];
+    const int place = f.row_map(row);
+    if (place >= 0) {
+      to[place] += values[i];
+    } else {
+      object.entries[kept] = row;
+      values[kept++] = values[i];
+    }
+  }
+  pack_at_end(object, kept);
+  const Index gone = object.entry_count - kept;
+  f.space.ineed -= gone;
+  f.space.xneed -= gone;
+  f.word(object.at, kOwned) = to_int(kept);
+  if (kept == 0) free_reals(f, object.at);
+  return kept;
+}
+
+/// Original entries of the row that have come inside are forgotten. Long rows are left as they are: their
+/// scan would cost more than it brings. Returns how many are left.
+Index drop_row_entries(Frontal& f, Index row, const Object& object) {
+  if (object.entry_count > std::max<Wide>(f.dense_limit, f.dc)) return object.entry_count;
+  Index kept = outside_entries(object, f.col_map, kOutsideColumn);
+  if (kept == object.entry_count) return kept;
+  for (Index i = kept; i < object.entry_count; ++i) {
+    const int column = object.entries[i];
+    if (f.col_map(column) == kOutsideColumn) object.entries[kept++] = column;
+  }
+  pack_at_end(object, kept);
+  f.space.ineed -= object.entry_count - kept;
+  f.ro(row) = to_int(kept);
+  return kept;
+}
+
+/// The bound falls to `limit`, or to what the elements of the object and `entries` have outside.
+int lowered(const Object& object, bool summed, OutsideSum& outside, Index entries, Wide limit) {
+  if (!summed) outside.add(object.tuples, object.tuples + 2 * object.tuple_count, limit - entries);
+  return to_int(std::min(limit, outside.sum() + entries));
+}
+
+void scan_column(Frontal& f, Index column, bool marked, Index& chain) {
+  const Object object = column_object(f, column);
+  OutsideSum outside(f, f.ro);
+  if (marked) {
+    f.word(object.at, kTuples) = to_int(keep_tuples(f, object, outside, [&](Index e, Index offset) {
+      settle_column_tuple(f, e, offset, column, chain);
+    }));
+  }
+  const Index entries = take_column_entries(f, column, object);
+  int& degree = f.word(object.at, kDegree);
+  degree = lowered(object, marked, outside, entries, std::min<Wide>(degree, f.remaining - 1 - f.fnrows));
+}
+
+void scan_row(Frontal& f, Index row, bool marked, Index& chain) {
+  const Object object = row_object(f, row);
+  OutsideSum outside(f, f.rt);
+  if (marked) {
+    f.rt(row) = to_int(keep_tuples(
+        f, object, outside, [&](Index e, Index offset) { settle_row_tuple(f, e, offset, row, chain); }));
+  }
+  const Index entries = drop_row_entries(f, row, object);
+  int& degree = f.word(object.at, kDegree);
+  degree = lowered(object, marked, outside, entries, std::min<Wide>(degree, f.remaining - 1 - f.fncols));
+}
+
+/// What has been taken in a scan has nothing outside in that direction.
+void restore(const Frontal& f, Index chain, OneBased<int> counter) {
+  while (chain != f.nd + 1) {
+    const Index next = -counter(chain);
+    counter(chain) = static_cast<int>(f.stamp);
+    chain = next;
+  }
+}
+
+}  // namespace
+
+void assemble(Frontal& f, const Arrivals& arrivals) {
+  count_arrivals(f, arrivals);
+  const bool new_rows = arrivals.rows.any(f.fnrows), new_columns = arrivals.columns.any(f.fncols);
+  const bool all_marked = arrivals.opening;
+  const Newcomers all{1, 0};
+
+  // A new row can complete elements and entries of any column of the front, not only of the new ones.
+  Index chain = f.nd + 1;
+  scan_column(f, arrivals.pivot.column, true, chain);
+  (new_rows ? all : arrivals.columns).each(f.fcols, f.fncols, [&](Index j) {
+    scan_column(f, j, all_marked || column_mark(f, j) != 0, chain);
+  });
+  restore(f, chain, f.ro);
+
+  chain = f.nd + 1;
+  scan_row(f, arrivals.pivot.row, true, chain);
+  (new_columns ? all : arrivals.rows).each(f.frows, f.fnrows, [&](Index i) {
+    scan_row(f, i, all_marked || row_mark(f, i) != 0, chain);
+  });
+  restore(f, chain, f.rt);
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

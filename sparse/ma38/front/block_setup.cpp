@@ -1,0 +1,34 @@
+// A diagonal block on its way into the kernel and back.
+
+#include "sparse/ma38/front/frontal.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+/// The kernel's order of the block's rows or columns, told by numbers of the matrix.
+void compose(const OneBased<int>& permutation, const OneBased<int>& order, Index n) {
+  for (Index k = 1; k <= n; ++k) order(k) = permutation(order(k));
+  for (Index k = 1; k <= n; ++k) permutation(k) = order(k);
+}
+
+}  // namespace
+
+bool ma38_block_setup(const Block& block, Space& space, const FrontControls& controls, FactorTotals& totals,
+                      Wide& nzoff, const Results& results) {
+  const Index limit = dense_limit(block, controls);
+  const BlockCounts counts = count_block(block, limit);
+  nzoff += counts.above;
+  if (!room_for_block(block, counts, space, results)) return false;
+  Frontal f = make_column_objects(block, counts, limit, space, controls, totals, results);
+  if (!ma38_frontal_kernel(f)) return false;
+  space.ineed -= vector_words(block, counts.dense);
+  if (block.several) {
+    compose(block.rperm, f.frows, f.n);
+    compose(block.cperm, f.fcols, f.n);
+  }
+  return true;
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

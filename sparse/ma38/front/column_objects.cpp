@@ -1,0 +1,165 @@
+// The columns of a block become objects of the kernel's store:
+//
+//   | permutations of the block | cp | row_map | col_map | scratch | heads | rp | rt | ro | columns |  free
+//   |  n, n: several blocks     |  n each                                | n + dn each  |
+//
+// What the kernel leaves of a block of its own are the permutations of the matrix themselves.
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "sparse/ma38/front/frontal.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+/// A column of the matrix as it was given: original rows if it is preserved, else rows of the block.
+struct Source {
+  Index begin, end;
+};
+
+Source source_of(const Block& block, Index k) {
+  const Index column = block.preserved && block.several ? block.cperm(k) : k;
+  return {block.matrix.ap(column), block.matrix.ap(column + 1)};
+}
+
+/// The row of the block at place p; below 1: of an earlier block.
+Index local_row(const Block& block, Index p) {
+  const Index row = block.matrix.ai(p);
+  return block.preserved && block.several ? block.row_position(row) - block.first + 1 : row;
+}
+
+template <class T>
+Index position_in(const OneBased<T>& space, const OneBased<T>& part, Index p) {
+  return part.data() - space.data() + p;
+}
+
+Index write_header(Frontal& f, Index object, Index entries, Index values) {
+  std::fill_n(&f.word(object, 0), kColumnHeader, 0);
+  f.word(object, kLength) = to_int(kColumnHeader + entries);
+  f.word(object, kDegree) = to_int(entries);
+  f.word(object, kValues) = to_int(values);
+  f.word(object, kOwned) = to_int(entries);
+  return object + kColumnHeader + entries;
+}
+
+/// From the last to the first, each up by the vectors and the headers in front of it. The vectors take the
+/// place of the entries, so they are written when all is moved.
+void shift_columns(Frontal& f, const Block& block, Index begin) {
+  Space& space = f.space;
+  const Index shift = objects_begin(f) - begin;
+  for (Index k = f.n; k >= 1; --k) {
+    const Source column = source_of(block, k);
+    const Index entries = column.end - column.begin;
+    const Index from = position_in(space.ints, block.matrix.ai, column.begin);
+    const Index object = from + shift + kColumnHeader * (k - 1);
+    if (entries > 0) {
+      std::memmove(&f.word(object, 0) + kColumnHeader, &space.ints(from),
+                   sizeof(int) * static_cast<std::size_t>(entries));
+    }
+    write_header(f, object, entries, position_in(space.reals, block.matrix.ax, column.begin));
+  }
+  Index object = objects_begin(f);
+  for (Index k = 1; k <= f.n; ++k) {
+    f.cp(k) = to_int(object);
+    object += f.word(object, kLength);
+  }
+  space.ihead = object;
+}
+
+void copy_columns(Frontal& f, const Block& block) {
+  Space& space = f.space;
+  space.ihead = objects_begin(f);
+  for (Index k = 1; k <= f.n; ++k) {
+    const Index object = space.ihead, values = space.xhead;
+    const Source column = source_of(block, k);
+    Index end = object + kColumnHeader;
+    for (Index p = column.begin; p < column.end; ++p) {
+      const Index row = local_row(block, p);
+      if (row < 1) continue;
+      space.ints(end++) = to_int(row);
+      space.reals(space.xhead++) = block.matrix.ax(p);
+    }
+    f.cp(k) = to_int(object);
+    space.ihead = write_header(f, object, end - object - kColumnHeader, values);
+  }
+}
+
+Frontal lay_out_vectors(const Block& block, Index dn, Index limit, Space& space, Index at,
+                        const FrontControls& controls, FactorTotals& totals, const Results& results) {
+  const Index n = block.order, nd = n + dn;
+  const auto take = [&](Index count) {
+    at += count;
+    return space.ints.part(at - count, count);
+  };
+  const OneBased<int> rows = block.several ? take(n) : block.rperm;
+  const OneBased<int> columns = block.several ? take(n) : block.cperm;
+  const OneBased<int> cp = take(n), row_map = take(n), col_map = take(n), scratch = take(n), heads = take(n);
+  const DegreeLists degree_lists(heads, cp, space.ints);
+  const OneBased<int> rp = take(nd), rt = take(nd), ro = take(nd);
+  return Frontal{n,       dn,      nd,      limit,        space, results, controls, totals, cp,
+                 row_map, col_map, scratch, degree_lists, rp,    rt,      ro,       rows,   columns};
+}
+
+}  // namespace
+
+Index dense_limit(const Block& block, const FrontControls& controls) {
+  const Wide root = static_cast<Wide>(std::sqrt(static_cast<double>(block.order)));
+  return static_cast<Index>(std::max<Wide>({0, controls.dense1, root * controls.dense2}));
+}
+
+BlockCounts count_block(const Block& block, Index limit) {
+  BlockCounts counts;
+  for (Index k = 1; k <= block.order; ++k) {
+    const Source column = source_of(block, k);
+    Index entries = column.end - column.begin;
+    if (block.preserved && block.several) {
+      for (Index p = column.begin; p < column.end; ++p) {
+        if (local_row(block, p) < 1) --entries;
+      }
+    }
+    counts.entries += entries;
+    counts.above += column.end - column.begin - entries;
+    if (entries > limit) ++counts.dense;
+  }
+  return counts;
+}
+
+Wide vector_words(const Block& block, Index dense) {
+  return 3 * Wide{dense} + (block.several ? 10 : 8) * Wide{block.order};
+}
+
+bool room_for_block(const Block& block, const BlockCounts& counts, Space& space, const Results& results) {
+  const Wide copied = block.preserved ? counts.entries : 0;
+  const Wide words = vector_words(block, counts.dense) + kColumnHeader * block.order + copied;
+  space.ineed += words;
+  space.xneed += copied;
+  space.note_use(results);
+  bool enough = true;
+  if (words > space.free_ints()) enough = space.lack_ints(results, words - space.free_ints());
+  if (copied > space.free_reals()) enough = space.lack_reals(results, copied - space.free_reals());
+  return enough;
+}
+
+Frontal make_column_objects(const Block& block, const BlockCounts& counts, Index limit, Space& space,
+                            const FrontControls& controls, FactorTotals& totals, const Results& results) {
+  const Index first = block.preserved ? 0 : block.matrix.ap(1);
+  const Index begin = block.preserved ? space.ihead : position_in(space.ints, block.matrix.ai, first);
+  Frontal f = lay_out_vectors(block, counts.dense, limit, space, begin, controls, totals, results);
+  f.first_real = block.preserved ? space.xhead : position_in(space.reals, block.matrix.ax, first);
+  f.ints_elsewhere =
+      space.ineed - kColumnHeader * f.n - counts.entries - (space.ints.size() - space.itail + 1);
+  f.reals_elsewhere = space.xneed - counts.entries - (space.reals.size() - space.xtail + 1);
+  if (block.preserved) {
+    copy_columns(f, block);
+  } else {
+    shift_columns(f, block, begin);
+  }
+  space.note_use(results);
+  return f;
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

@@ -1,0 +1,110 @@
+#pragma once
+
+#include "sparse/ma38/front/column_object.h"
+
+namespace corvidnum {
+namespace ma38 {
+
+/// The columns that may become pivotal and are in no front, by their degree bounds. A list holds first the
+/// candidates that searches put back, the last one on top, then all other columns by ascending number.
+///
+/// Most columns that enter a list leave it before any search looks at that degree. So they wait in a chain,
+/// which takes constant time, and are ordered only when a search asks for the lowest number of their degree:
+///
+///   newcomers (a chain) -> put back (a chain, the last one first) -> the others (an ordered set)
+///
+/// Each of the three can be missing. heads(d) is the first column of the list, negative if that is a
+/// newcomer. Two words of each column object hold its links, which are column numbers, as objects move:
+///
+///                           | word 7                             | word 8
+///   first of a chain        | ~next                              | the first column below the chain
+///   other member of a chain | ~next                              | previous
+///   member of the set       | root of the lower half below it    | root of the upper half below it
+///
+/// The set is a digital heap tree: the root is its lowest number, and each step down parts the numbers below
+/// by one more bit, from the highest. It is never deeper than a number has bits, and needs no balancing.
+///
+/// Always true:
+///  1. a column in a list has that list's number as its degree bound, and is in it once;
+///  2. lists below least() are empty;
+///  3. heads(d) is negative exactly if the list has newcomers;
+///  4. word 7 is negative exactly in chains, which are linked both ways;
+///  5. a member of the set is lower than all below it, and they agree with it in the bits parted so far.
+class DegreeLists {
+ public:
+  /// @param heads   [n] room for the heads
+  /// @param objects [n] positions of the column objects in `ints`
+  DegreeLists(OneBased<int> heads, OneBased<int> objects, OneBased<int> ints);
+
+  /// Empties all lists.
+  void clear();
+  /// Puts a column among the others of its degree bound.
+  void enter(Index column);
+  /// Puts a candidate on top of the list of its degree bound.
+  void put_back(Index column);
+  /// Takes a column out; does nothing if its bound is not above 0, as then it is in no list.
+  void leave(Index column);
+  /// Takes the first column out of the lowest list and returns it; 0: all are empty.
+  Index take_first();
+
+  Index least() const { return least_; }
+  /// Whether the invariants hold.
+  bool consistent() const;
+  /// Calls visit(column) for all columns in lists, which must be consistent.
+  template <class Visit>
+  void each(const Visit& visit) const {
+    for (Index degree = 1; degree <= heads_.size(); ++degree) {
+      if (heads_(degree) < 0) visit_chain(-heads_(degree), visit);
+      const int below = below_newcomers(degree);
+      if (is_in_chain(below)) visit_chain(below, visit);
+      visit_set(ordered(degree), visit);
+    }
+  }
+
+ private:
+  int& word(Index column, Index which) const { return ints_(objects_(column) + which); }
+  int& word7(int column) const { return word(column, kFirstLink); }
+  int& word8(int column) const { return word(column, kSecondLink); }
+  Index degree_of(Index column) const { return word(column, kDegree); }
+  bool is_in_chain(int column) const { return column != 0 && word7(column) < 0; }
+  int next(int column) const { return ~word7(column); }
+
+  int& below_newcomers(Index degree) const;  // first of those put back, or root
+  int& ordered(Index degree) const;          // root
+  void push(int column, int first, int below) const;
+  void unlink(Index degree, int column) const;
+  void order_newcomers(Index degree) const;
+  void insert(int* link, int column) const;
+  void remove(int* link) const;
+  int* find(int* link, int column) const;
+  void note(Index degree) { least_ = degree < least_ ? degree : least_; }
+
+  /// Bits parted on the way to a place of the set, and what the numbers there have in them.
+  struct Part {
+    int bit, parted, prefix;
+    Part lower() const { return {bit / 2, parted | bit, prefix}; }
+    Part upper() const { return {bit / 2, parted | bit, prefix | bit}; }
+  };
+  bool is_member(Index degree, int column) const;
+  bool is_sound_chain(Index degree, int first) const;
+  bool is_sound_set(Index degree, int root, int parent, const Part& part) const;
+
+  template <class Visit>
+  void visit_chain(int first, const Visit& visit) const {
+    for (int column = first; column != 0; column = next(column)) visit(Index{column});
+  }
+  template <class Visit>
+  void visit_set(int root, const Visit& visit) const {  // no deeper than a number has bits
+    if (root == 0) return;
+    visit(Index{root});
+    visit_set(word7(root), visit);
+    visit_set(word8(root), visit);
+  }
+
+  OneBased<int> heads_, objects_, ints_;
+  int highest_bit_ = 1;  // of n
+  Index least_ = 1;
+};
+
+}  // namespace ma38
+}  // namespace corvidnum

@@ -1,0 +1,396 @@
+// Storing of batches as LU elements, end of a front, end of the block.
+
+#include <climits>
+#include <cstdlib>
+
+#include "sparse/ma38/factors/layout.h"
+#include "sparse/ma38/front/steps.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+// ---- Storing a batch
+
+/// How the element was assembled: whole, with its rows complete, or with its columns complete.
+Index child_code(const Frontal& f, Index e) {
+  if (f.rt(e) == f.dead_mark()) return e + kWhole * f.n;
+  return e + (f.ro(e) == f.stamp ? kRowsComplete : kColumnsComplete) * f.n;
+}
+
+/// Writes the children behind the lists; none is left.
+void store_children(Frontal& f, int* to) {
+  for (Index e = f.first_child; e != 0;) {
+    *to++ = to_int(child_code(f, e));
+    const Index next = -2 - f.row_map(e);
+    f.row_map(e) = kOutsideRow;
+    e = next;
+  }
+  f.first_child = f.last_child = f.children = 0;
+}
+
+void store_integers(Frontal& f, Index lu, Index rows, Index columns) {
+  int* words = &f.word(lu, 0);
+  words[kElementReals] = to_int(f.space.xtail);
+  words[kElementPivots] = to_int(f.batch);
+  words[kElementU] = to_int(columns);
+  words[kElementL] = to_int(rows);
+  words[kElementChildren] = to_int(f.children);
+  words[kFrontColumns] = words[kFrontRows] = 0;
+  std::memcpy(words + kElementLists, f.frows.data(), static_cast<std::size_t>(rows) * sizeof(int));
+  std::memcpy(words + kElementLists + rows, f.fcols.data(), static_cast<std::size_t>(columns) * sizeof(int));
+  store_children(f, words + kElementLists + rows + columns);
+}
+
+/// Pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
+void store_reals(const Frontal& f, Index rows, Index columns) {
+  double* to = f.space.reals.data() + (f.space.xtail - 1);
+  const auto copy_pivot_rows = [&](const double* column) {
+    for (Index q = 1; q <= f.batch; ++q) *to++ = column[f.dr - q];
+  };
+  for (Index p = 1; p <= f.batch; ++p) {
+    const double* column = &f.at(0, (f.dc - p) * f.dr);
+    copy_pivot_rows(column);
+    std::memcpy(to, column, static_cast<std::size_t>(rows) * sizeof(double));
+    to += rows;
+  }
+  for (Index j = 0; j < columns; ++j) copy_pivot_rows(&f.at(0, j * f.dr));
+}
+
+/// Takes room for the element at the tails.
+bool take_tails(Frontal& f, Index ints, Index reals) {
+  if (!room_for_both(f, ints, reals)) return false;
+  Space& space = f.space;
+  space.itail -= ints;
+  space.xtail -= reals;
+  space.ineed += ints;
+  space.xneed += reals;
+  space.note_use(f.results);
+  return true;
+}
+
+void note_in_chain(Frontal& f, Index lu, Index rows, Index columns) {
+  if (f.chain_first == 0) f.chain_first = lu;
+  f.chain_rows = std::max(f.chain_rows, f.batch + rows);
+  f.chain_columns = std::max(f.chain_columns, f.batch + columns);
+  f.chain_peak = std::max(f.chain_peak, f.totals.factor_reals + f.contribution_reals);
+  f.longest_l = std::max(f.longest_l, rows);
+  f.longest_u = std::max(f.longest_u, columns);
+}
+
+}  // namespace
+
+bool store_batch(Frontal& f, Index rows, Index columns, Index last_pivot_row) {
+  const Index ints = kElementLists + rows + columns + f.children;
+  const Index reals = static_cast<Index>(element_reals(f.batch, rows, columns));
+  if (!take_tails(f, ints, reals)) return false;
+  const Index lu = f.space.itail;
+  store_integers(f, lu, rows, columns);
+  store_reals(f, rows, columns);
+  f.results.add_factor_entries(f.batch, rows, columns);
+  f.totals.factor_reals += reals;
+  note_in_chain(f, lu, rows, columns);
+  ++f.elements;
+  f.rp(last_pivot_row) = to_int(lu);
+  f.batch = f.updated = 0;
+  return true;
+}
+
+namespace {
+
+// ---- End of a front
+
+void finish_chain(Frontal& f) {
+  f.word(f.chain_first, kFrontColumns) = to_int(f.chain_columns);
+  f.word(f.chain_first, kFrontRows) = to_int(f.chain_rows);
+  f.results.add(kFronts, 1);
+  f.totals.peak_reals = std::max(f.totals.peak_reals, f.chain_peak + Wide{f.chain_rows} * f.chain_columns);
+}
+
+/// Bounds count the whole remainder again. Columns go back to their lists in the order of their numbers: on
+/// patterns that are symmetric the row rule, which takes the lowest number among equals, then leads to the
+/// diagonal. In the order of fcols pivots off the diagonal, with large multipliers, would pile up.
+void renew_degrees(Frontal& f) {
+  for (Index j = 1; j <= f.fncols; ++j) {
+    int& degree = column_degree(f, f.fcols(j));
+    if (degree < 0) continue;
+    degree = to_int(std::min(degree + f.fnrows, f.remaining));
+    if (degree > 0) f.degree_lists.enter(f.fcols(j));
+  }
+  for (Index i = 1; i <= f.fnrows; ++i) {
+    int& degree = f.word(f.rp(f.frows(i)), kDegree);
+    degree = to_int(std::min(degree + f.fncols, f.remaining));
+  }
+}
+
+/// Counters of this front are out of date for the next. The stamp starts anew before a counter could
+/// overflow.
+void advance_stamp(Frontal& f) {
+  f.stamp += 1 + f.largest_front;
+  if (f.stamp + f.n < INT_MAX) return;
+  f.stamp = f.nd + 2;
+  for (Index e = 1; e <= f.nd; ++e) {
+    if (f.rt(e) > f.nd) f.rt(e) = to_int(f.stamp - 1);
+    if (f.ro(e) > f.nd) f.ro(e) = to_int(f.stamp - 1);
+  }
+}
+
+void release_front(Frontal& f) {
+  f.space.xhead = f.front;
+  f.space.xneed -= f.dr * f.dc + f.dr;
+  f.front = 0;
+}
+
+/// The live part stays where it is, and the head ends behind it.
+void leave_in_place(Frontal& f, Index object) {
+  f.word(object, kLeading) = to_int(f.dr);
+  f.word(object, kValues) = to_int(f.front);
+  const Index end = f.front + (f.fncols - 1) * f.dr + f.fnrows;
+  release_front(f);
+  f.space.xhead = end;
+  link_at_end(f, object);
+}
+
+/// The live part moves into the largest hole.
+void copy_to_hole(Frontal& f, Index object) {
+  f.word(object, kLeading) = to_int(f.fnrows);
+  double* to = &f.space.reals(place_in_hole(f, object, f.fnrows * f.fncols));
+  for (Index j = 0; j < f.fncols; ++j, to += f.fnrows) {
+    std::memcpy(to, &f.at(0, j * f.dr), static_cast<std::size_t>(f.fnrows) * sizeof(double));
+  }
+  release_front(f);
+}
+
+/// What is left becomes the element named by the last pivot row.
+bool make_contribution(Frontal& f, Index e) {
+  if (!room_for_ints(f, kContributionWords)) return false;
+  const Index object = f.space.ihead;
+  f.space.ihead += kContributionWords;
+  f.space.ineed += kContributionWords;
+  f.word(object, kLuElement) = f.rp(e);
+  f.word(object, kLiveColumns) = to_int(f.fncols);
+  f.word(object, kLiveRows) = to_int(f.fnrows);
+  f.rp(e) = to_int(object);
+  f.rt(e) = f.ro(e) = to_int(f.stamp - 1);
+  const Index size = f.fnrows * f.fncols;
+  if (f.hole_size < size) {
+    leave_in_place(f, object);
+  } else {
+    copy_to_hole(f, object);
+  }
+  f.space.xneed += size;
+  f.contribution_reals += size;
+  f.results(kAssemblyFlops) += static_cast<double>(size);
+  f.space.note_use(f.results);
+  return true;
+}
+
+// ---- Tuples of the new element
+
+/// Length of a copy with room for more tuples, `header` words included.
+Index longer_length(const Frontal& f, Index header, Index tuples, Index entries) {
+  const Index need = entries + 2 + 2 * tuples;
+  return std::min(need + std::max<Index>(need, 16), f.n + 2 * f.nd) + header;
+}
+
+/// Copies an object to the head of the integers, with more room in front of its entries. The copy; 0: a
+/// shortage. The old object is a gap from now on.
+template <class View>
+Index enlarge(Frontal& f, Index header, View view) {
+  const Object before = view();
+  const Index length = longer_length(f, header, before.tuple_count, before.entry_count);
+  if (!room_for_ints(f, length, true)) return 0;
+  const Object old = view();  // it may have moved
+  const Index copy = f.space.ihead;
+  f.space.ihead += length;
+  int* words = &f.word(copy, 0);
+  std::memcpy(words, &f.word(old.at, 0),
+              static_cast<std::size_t>(header + 2 * old.tuple_count) * sizeof(int));
+  if (old.entry_count > 0) {
+    std::memcpy(words + length - old.entry_count, old.entries,
+                static_cast<std::size_t>(old.entry_count) * sizeof(int));
+  }
+  words[kLength] = to_int(length);
+  f.word(old.at, kDegree) = kColumnIsPivotal;
+  return copy;
+}
+
+void write_tuple(Frontal& f, Index place, Index e, Index offset) {
+  f.word(place, 0) = to_int(e);
+  f.word(place, 1) = to_int(offset);
+  f.space.ineed += 2;
+}
+
+bool append_to_column(Frontal& f, Index column, Index e, Index offset) {
+  const Object object = column_object(f, column);
+  if (f.word(object.at, kLength) < object.entry_count + kColumnHeader + 2 + 2 * object.tuple_count) {
+    const Index copy = enlarge(f, kColumnHeader, [&] { return column_object(f, column); });
+    if (copy == 0) return false;
+    const Index old = f.cp(column);
+    move_in_list(f, old, copy);
+    f.word(old, kOwned) = 0;
+    f.cp(column) = to_int(copy);
+  }
+  const Index place = f.cp(column);
+  write_tuple(f, place + kColumnTuples + 2 * Index{f.word(place, kTuples)++}, e, offset);
+  return true;
+}
+
+bool append_to_row(Frontal& f, Index row, Index e, Index offset) {
+  const Object object = row_object(f, row);
+  if (f.word(object.at, kLength) < object.entry_count + kRowHeader + 2 + 2 * object.tuple_count) {
+    const Index copy = enlarge(f, kRowHeader, [&] { return row_object(f, row); });
+    if (copy == 0) return false;
+    f.rp(row) = to_int(copy);
+  }
+  write_tuple(f, f.rp(row) + kRowHeader + 2 * Index{f.rt(row)++}, e, offset);
+  return true;
+}
+
+bool append_tuples(Frontal& f, Index e) {
+  for (Index j = 1; j <= f.fncols; ++j) {
+    if (!append_to_column(f, f.fcols(j), e, j)) return false;
+  }
+  for (Index i = 1; i <= f.fnrows; ++i) {
+    if (!append_to_row(f, f.frows(i), e, i)) return false;
+  }
+  f.space.note_use(f.results);
+  return true;
+}
+
+void clear_maps(Frontal& f) {
+  for (Index i = 1; i <= f.fnrows; ++i) f.row_map(f.frows(i)) = kOutsideRow;
+  for (Index j = 1; j <= f.fncols; ++j) f.col_map(f.fcols(j)) = kOutsideColumn;
+}
+
+}  // namespace
+
+bool end_front(Frontal& f, Index last_pivot_row) {
+  finish_chain(f);
+  renew_degrees(f);
+  advance_stamp(f);
+  clear_maps(f);
+  if (f.fnrows > 0 && f.fncols > 0) {
+    if (!make_contribution(f, last_pivot_row) || !append_tuples(f, last_pivot_row)) return false;
+  } else {
+    release_front(f);
+  }
+  f.fnrows = f.fncols = 0;
+  return true;
+}
+
+namespace {
+
+// ---- End of the block
+
+/// What a singular block leaves: rows and columns without pivot take the positions after the last one, and
+/// nothing of the block's objects counts as needed any more.
+void place_the_rest(Frontal& f) {
+  Index last_row = f.pivots, last_column = f.pivots;
+  for (Index i = 1; i <= f.n; ++i) {
+    if (f.cp(i) != 0) {
+      const Object column = column_object(f, i);
+      f.space.ineed -= kColumnHeader + 2 * column.tuple_count + column.entry_count;
+      f.space.xneed -= column.entry_count;
+      f.fcols(f.n - last_column++) = to_int(i);
+    }
+    if (kind_of(f, i) == kRow) {
+      const Object row = row_object(f, i);
+      f.space.ineed -= kRowHeader + 2 * row.tuple_count + row.entry_count;
+      f.frows(f.n - last_row++) = to_int(i);
+    }
+  }
+}
+
+void close_elements(Frontal& f) {
+  for (Index e = 1; e <= f.nd; ++e) {
+    const ObjectKind kind = kind_of(f, e);
+    if (kind != kContribution && kind != kDenseElement) continue;
+    const Waiting element = waiting(f, e);
+    f.space.xneed -= element.row_count * element.column_count;
+    f.space.ineed -= kind == kContribution ? kContributionWords : kColumnHeader + element.row_count;
+    f.rp(e) = kind == kContribution ? f.word(element.object, kLuElement) : 0;
+    f.rt(e) = f.ro(e) = f.dead_mark();
+  }
+  f.contribution_reals = 0;
+}
+
+/// The lists hold the pivots from the top down; turned round they are the pivot order, and the maps its
+/// inverse.
+void make_pivot_order(Frontal& f) {
+  std::reverse(f.frows.data(), f.frows.data() + f.n);
+  std::reverse(f.fcols.data(), f.fcols.data() + f.n);
+  for (Index k = 1; k <= f.n; ++k) {
+    f.row_map(f.frows(k)) = to_int(k);
+    f.col_map(f.fcols(k)) = to_int(k);
+  }
+}
+
+/// Takes the header's room; a block without elements keeps one real, so that the factors have some.
+bool take_header(Frontal& f) {
+  if (!take_tails(f, kBlockPointers + f.elements, f.elements == 0 ? 1 : 0)) return false;
+  const Index h = f.space.itail;
+  f.word(h, kBlockReals) = to_int(f.space.xtail);
+  f.word(h, kBlockElements) = to_int(f.elements);
+  f.word(h, kBlockPivots) = to_int(f.pivots);
+  f.word(h, kBlockMaxL) = to_int(f.longest_l);
+  f.word(h, kBlockMaxU) = to_int(f.longest_u);
+  if (f.elements == 0) {
+    f.space.reals(f.space.xtail) = 0.0;
+    f.totals.factor_reals += 1;
+  }
+  return true;
+}
+
+Index length_of(const Frontal& f, Index lu) {
+  return kElementLists + f.word(lu, kElementL) + f.word(lu, kElementU) + f.word(lu, kElementChildren);
+}
+
+/// Pointers to the elements, which stand in the reverse order of their storing, and their ordinals in
+/// `scratch` by the row that names them.
+void number_elements(Frontal& f) {
+  const Index pointers = f.space.itail + kBlockPointers - 1, first = pointers + f.elements + 1;
+  Index last_pivot = f.pivots;
+  Index lu = first;
+  for (Index i = f.elements; i >= 1; --i) {
+    f.word(pointers, i) = to_int(lu - first + 1);
+    f.scratch(f.frows(last_pivot)) = to_int(i);
+    last_pivot -= f.word(lu, kElementPivots);
+    lu += length_of(f, lu);
+  }
+}
+
+/// Lists and children of an element by pivot positions and ordinals; its reals count from the block's.
+void renumber(Frontal& f, Index lu) {
+  int* words = &f.word(lu, 0);
+  words[kElementReals] = to_int(words[kElementReals] - f.space.xtail + 1);
+  int* to = words + kElementLists;
+  for (int* end = to + words[kElementL]; to != end; ++to) *to = f.row_map(std::abs(*to));
+  for (int* end = to + words[kElementU]; to != end; ++to) *to = f.col_map(std::abs(*to));
+  const int n = to_int(f.n);
+  for (int* end = to + words[kElementChildren]; to != end; ++to) {
+    const int kind = (*to - 1) / n;
+    *to = f.scratch(*to - kind * n) + kind * n;
+  }
+}
+
+}  // namespace
+
+bool end_block(Frontal& f) {
+  place_the_rest(f);
+  close_elements(f);
+  f.space.ihead = objects_begin(f);  // nothing of the objects is read any more
+  f.space.xhead = f.first_real;
+  make_pivot_order(f);
+  if (!take_header(f)) return false;
+  number_elements(f);
+  const Index pointers = f.space.itail + kBlockPointers - 1, first = pointers + f.elements + 1;
+  for (Index i = 1; i <= f.elements; ++i) renumber(f, first + f.word(pointers, i) - 1);
+  f.totals.maxl = std::max<Wide>(f.totals.maxl, f.longest_l);
+  f.totals.maxu = std::max<Wide>(f.totals.maxu, f.longest_u);
+  f.totals.elements += f.elements;
+  return true;
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

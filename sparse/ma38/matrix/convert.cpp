@@ -1,0 +1,150 @@
+// From the caller's triplets to columns.
+
+#include <algorithm>
+
+#include "sparse/ma38/matrix/matrix.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+class Conversion {
+ public:
+  Conversion(Who who, int n, int ne, bool transa, OneBased<double> value, OneBased<int> index,
+             OneBased<int> w, OneBased<int> ap, const int* icntl)
+      : who_(who),
+        n_(n),
+        ne_(ne),
+        transa_(transa),
+        value_(value),
+        index_(index),
+        w_(w),
+        ap_(ap),
+        unit_(OneBased<const int>(icntl, kIcntlLength)(kErrorUnit)),
+        details_(OneBased<const int>(icntl, kIcntlLength)(kPrintLevel) >= 3 && unit_ >= 0) {}
+
+  /// Counts the entries of each column. Returns how many entries are valid; they move to the front.
+  Index drop_invalid();
+  void find_starts();
+  void sort_into_columns(Index nz);
+  /// Returns how many entries are left.
+  Index sum_duplicates();
+  void store_starts() { std::copy_n(ap_.data(), n_ + 1, index_.data()); }
+
+ private:
+  int& given_row(Index k) const { return index_(k); }
+  int& given_column(Index k) const { return index_(ne_ + k); }
+  bool valid(int i) const { return static_cast<unsigned>(i) - 1u < static_cast<unsigned>(n_); }
+  /// Above the triplets, by places from 1 on.
+  int* sorted_rows() const { return index_.data() + std::max(2 * ne_, n_ + 1) - 1; }
+  double* sorted_values() const { return value_.data() + ne_ - 1; }
+  void report(int code, int row, int column, double value) const {
+    if (details_) ma38_report(who_, code, row, column, value, unit_);
+  }
+
+  const Who who_;
+  const Index n_, ne_;
+  const bool transa_;
+  const OneBased<double> value_;
+  const OneBased<int> index_, w_, ap_;
+  const int unit_;
+  const bool details_;
+};
+
+Index Conversion::drop_invalid() {
+  std::fill_n(w_.data(), n_, 0);
+  int* const count = w_.data() - 1;
+  const int* const columns = transa_ ? &given_row(1) - 1 : &given_column(1) - 1;
+  Index nz = ne_;
+  for (Index k = ne_; k >= 1; --k) {  // backward: what moves into a gap has been examined
+    if (valid(given_row(k)) && valid(given_column(k))) {
+      ++count[columns[k]];
+      continue;
+    }
+    report(kEntryOutOfRange, given_row(k), given_column(k), value_(k));
+    given_row(k) = given_row(nz);
+    given_column(k) = given_column(nz);
+    value_(k) = value_(nz);
+    --nz;
+  }
+  return nz;
+}
+
+void Conversion::find_starts() {
+  ap_(1) = 1;
+  for (Index j = 1; j <= n_; ++j) {
+    ap_(j + 1) = ap_(j) + w_(j);
+    w_(j) = ap_(j);
+  }
+}
+
+void Conversion::sort_into_columns(Index nz) {
+  const int* const given_rows = transa_ ? &given_column(1) : &given_row(1);
+  const int* const given_columns = transa_ ? &given_row(1) : &given_column(1);
+  int* const next = w_.data() - 1;
+  int* const rows = sorted_rows();
+  double* const values = sorted_values();
+  for (Index k = 0; k < nz; ++k) {
+    const int place = next[given_columns[k]]++;
+    rows[place] = given_rows[k];
+    values[place] = value_.data()[k];
+  }
+}
+
+/// The columns move to the front, each place not above where it is read.
+Index Conversion::sum_duplicates() {
+  std::fill_n(w_.data(), n_, 0);  // w(i): the place of row i in the column, if not below its start
+  int* const places = w_.data() - 1;
+  int* const rows = index_.data() + n_;
+  double* const values = value_.data() - 1;
+  const int* const sorted = sorted_rows();
+  const double* const sorted_value = sorted_values();
+  int place = 1;
+  for (Index j = 1; j <= n_; ++j) {
+    const int start = place;
+    const Index end = ap_(j + 1);
+    for (Index q = ap_(j); q < end; ++q) {
+      const int i = sorted[q];
+      const double value = sorted_value[q];
+      if (places[i] >= start) {
+        const int column = static_cast<int>(j);
+        report(kEntryRepeated, transa_ ? column : i, transa_ ? i : column, value);
+        values[places[i]] += value;
+        continue;
+      }
+      places[i] = place;
+      rows[place] = i;
+      values[place++] = value;
+    }
+    ap_(j) = start;
+  }
+  ap_(n_ + 1) = place;
+  return place - 1;
+}
+
+}  // namespace
+
+bool ma38_convert(Who who, int n, int& nz, bool transa, OneBased<double> value, OneBased<int> index,
+                  OneBased<int> w, OneBased<int> ap, const int* icntl, const Results& results) {
+  const int ne = nz;
+  int& status = results(kStatus);
+  Conversion conversion(who, n, ne, transa, value, index, w, ap, icntl);
+  const Index valid = conversion.drop_invalid();
+  const int invalid = static_cast<int>(ne - valid);
+  if (invalid > 0) ma38_set_info(who, icntl, status, kInvalidEntries, invalid);
+  conversion.find_starts();
+  conversion.sort_into_columns(valid);
+  nz = static_cast<int>(conversion.sum_duplicates());
+  const int duplicates = static_cast<int>(valid - nz);
+  if (duplicates > 0) ma38_set_info(who, icntl, status, kDuplicateEntries, duplicates);
+  conversion.store_starts();
+  results(kDuplicates) = duplicates;
+  results(kInvalid) = invalid;
+  results(kEntries) = results(kDiagonalEntries) = nz;
+  results(kOffDiagonalEntries) = 0;
+  if (nz == 0) ma38_set_info(who, icntl, status, kBadEntryCount, -1);
+  return nz > 0;
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

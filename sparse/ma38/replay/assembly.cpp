@@ -1,0 +1,159 @@
+// Assembly into the front: the matrix, and blocks that wait.
+
+#include "sparse/ma38/factors/layout.h"
+#include "sparse/ma38/replay/steps.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+void restore_list(int* list, Index length) {
+  for (Index k = 0; k < length; ++k) {
+    if (list[k] < 0) list[k] = -list[k];
+  }
+}
+
+}  // namespace
+
+void restore_signs(const Element& element) {
+  if (element.words[kElementU] < 0) restore_list(element.u_list(), element.u);
+  if (element.words[kElementL] < 0) restore_list(element.l_list(), element.l);
+  element.words[kElementU] = static_cast<int>(element.u);
+  element.words[kElementL] = static_cast<int>(element.l);
+}
+
+/// An entry whose other position is not in the front is outside the pattern.
+void add_arrows(Replay& f, const Element& element) {
+  const Arrows& arrows = f.block.arrows;
+  const int* const rows = f.row_map.data() - 1;
+  const int* const columns = f.col_map.data() - 1;
+  const int* const words = f.space.ints.data() - 1;
+  const double* const reals = f.space.reals.data() - 1;
+  double* const front = f.at(0, 0);
+  for (Index k = f.pivots + 1; k <= f.pivots + element.pivots; ++k) {
+    const Index pivot_row = rows[k], pivot_column = columns[k], end = arrows.end_of(k);
+    for (Index p = arrows.begin(k); p < end; ++p) {
+      const int word = words[p];
+      const Index row = word > 0 ? rows[word] : pivot_row, column = word > 0 ? pivot_column : columns[-word];
+      if (row >= 0 && column >= 0) {
+        front[row + column] += reals[p];
+      } else {
+        ++f.invalid;
+        report_entry(f, kEntryOutsidePattern, k, word, reals[p]);
+      }
+    }
+  }
+  const Index begin = arrows.begin(f.pivots + element.pivots), taken = f.arrows_end - begin;
+  f.space.ineed -= taken;
+  f.space.xneed -= taken;
+  f.arrows_end = begin;
+}
+
+namespace {
+
+/// The rows of a child that are to be added: `places` in the front, `offsets` in the child. `gapless`: all,
+/// to neighbouring places; `all`: all, in order.
+struct ChildRows {
+  int *places, *offsets;
+  Index count = 0;
+  bool all = false, gapless = false;
+};
+
+/// Members of lists that have been assembled before are negative. With take_some the rows outside stay, and
+/// those chosen are marked; else all must be inside, or it is false.
+bool choose_rows(const Replay& f, const Element& child, bool take_some, ChildRows& rows) {
+  int* const list = child.l_list();
+  const int* const map = f.row_map.data() - 1;
+  bool neighbours = true;
+  for (Index i = 0; i < child.l; ++i) {
+    const int row = list[i];
+    if (row < 0) continue;
+    const int place = map[row];
+    if (place < 0) {
+      if (!take_some) return false;
+      continue;
+    }
+    neighbours = neighbours && (rows.count == 0 || place == rows.places[rows.count - 1] + 1);
+    rows.places[rows.count] = place;
+    rows.offsets[rows.count++] = static_cast<int>(i);
+    if (take_some) list[i] = -row;
+  }
+  rows.all = rows.count == child.l;
+  rows.gapless = rows.all && neighbours;
+  return true;
+}
+
+void add_column(const ChildRows& rows, const double* from, double* to) {
+  if (rows.gapless) {
+    to += rows.places[0];
+    for (Index i = 0; i < rows.count; ++i) to[i] += from[i];
+  } else if (rows.all) {
+    for (Index i = 0; i < rows.count; ++i) to[rows.places[i]] += from[i];
+  } else {
+    for (Index i = 0; i < rows.count; ++i) to[rows.places[i]] += from[rows.offsets[i]];
+  }
+}
+
+/// Likewise for the columns.
+bool add_columns(const Replay& f, Index e, const Element& child, bool take_some, const ChildRows& rows) {
+  int* const list = child.u_list();
+  const int* const map = f.col_map.data() - 1;
+  const Index leading = f.holders.leading[e];
+  const double* from = f.space.reals.data() + (f.holders.begin[e] - 1);
+  for (Index j = 0; j < child.u; ++j, from += leading) {
+    const int column = list[j];
+    if (column < 0) continue;
+    if (map[column] < 0) {
+      if (!take_some) return false;
+      continue;
+    }
+    if (rows.count > 0) add_column(rows, from, f.at(0, 0) + map[column]);
+    if (take_some) list[j] = -column;
+  }
+  return true;
+}
+
+void release(Replay& f, Index e, const Element& child) {
+  const Index size = child.l * child.u;
+  f.space.xneed -= size;
+  f.waiting_reals -= size;
+  free_holder(f.holders, e);
+}
+
+/// The words that tell lengths are negative once members of the list can be.
+void mark(const Element& child, ChildKind kind) {
+  if (kind == kRowsComplete) child.words[kElementU] = -static_cast<int>(child.u);
+  if (kind == kColumnsComplete) child.words[kElementL] = -static_cast<int>(child.l);
+}
+
+bool add_child(Replay& f, Index e, ChildKind kind) {
+  if (f.holders.leading[e] == 0) return true;  // it left no block, as it was the one before in a chain
+  const Element child = element_of(f, e);
+  mark(child, kind);
+  ChildRows rows{f.work1, f.work2};
+  if (!choose_rows(f, child, kind == kColumnsComplete, rows) ||
+      !add_columns(f, e, child, kind == kRowsComplete, rows)) {
+    return false;
+  }
+  if (kind == kWhole) {
+    restore_signs(child);
+    release(f, e, child);
+  }
+  return true;
+}
+
+}  // namespace
+
+int add_children(Replay& f, const Element& element) {
+  const int* const children = element.child_list();
+  for (Index c = 0; c < element.children; ++c) {
+    Index child = children[c];
+    int kind = kWhole;
+    for (; child > f.n; child -= f.n) ++kind;
+    if (!add_child(f, child, static_cast<ChildKind>(kind))) return kCorrupted;
+  }
+  return kGood;
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

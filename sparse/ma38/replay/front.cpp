@@ -1,0 +1,242 @@
+// Begin, continuation and end of a front.
+
+#include <algorithm>
+
+#include "sparse/ma38/factors/layout.h"
+#include "sparse/ma38/replay/steps.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+// ---- Begin
+
+int take_front(Replay& f, const Element& element) {
+  const Wide rows = element.words[kFrontRows], columns = element.words[kFrontColumns], size = rows * columns;
+  lower_head(f);
+  f.space.xneed += size;
+  if (!room_for_reals(f, static_cast<Index>(size))) return kValueTooShort;
+  f.dr = static_cast<Index>(rows);
+  f.dc = static_cast<Index>(columns);
+  f.front = f.space.xhead;
+  f.space.xhead += static_cast<Index>(size);
+  f.space.note_use(f.results);
+  f.results.add(kFronts, 1);
+  note_peak(f);
+  return kGood;
+}
+
+/// Members of a list come into the front behind its first `count`. False: one has been eliminated or is there
+/// already.
+bool append(const int* list, Index length, Index last_pivot, int* map, Index step, int* members,
+            Index count) {
+  Index place = count * step;
+  for (Index k = 0; k < length; ++k, place += step) {
+    const Index member = list[k];
+    if (member <= last_pivot || map[member - 1] != kOutside) return false;
+    map[member - 1] = static_cast<int>(place);
+    members[count++] = static_cast<int>(member);
+  }
+  return true;
+}
+
+/// The pivots stand backwards behind the live part.
+void map_pivots(const Replay& f, const Element& element) {
+  for (Index q = 1; q <= element.pivots; ++q) {
+    f.row_map(f.pivots + q) = static_cast<int>(f.fnrows + element.pivots - q);
+    f.col_map(f.pivots + q) = static_cast<int>((f.fncols + element.pivots - q) * f.dr);
+  }
+}
+
+void clear_columns(const Replay& f, Index columns, Index rows) {
+  if (rows == f.dr) {
+    std::fill_n(f.at(0, 0), columns * rows, 0.0);
+  } else {
+    for (Index j = 0; j < columns; ++j) std::fill_n(f.at(0, j), rows, 0.0);
+  }
+}
+
+}  // namespace
+
+int begin_front(Replay& f, const Element& element) {
+  const int failure = take_front(f, element);
+  if (failure != kGood) return failure;
+  const Index last_pivot = f.pivots + element.pivots;
+  f.fnrows = element.l;
+  f.fncols = element.u;
+  const bool good =
+      append(element.l_list(), element.l, last_pivot, f.row_map.data(), 1, f.frows.data(), 0) &&
+      append(element.u_list(), element.u, last_pivot, f.col_map.data(), f.dr, f.fcols.data(), 0);
+  if (!good) return kCorrupted;
+  map_pivots(f, element);
+  clear_columns(f, element.u + element.pivots, element.l + element.pivots);
+  return kGood;
+}
+
+namespace {
+
+// ---- Continuation
+//
+// Each pivot row goes to its slot behind the live part as it will be, the last live one into its place;
+// likewise each pivot column. The slot can be the place of the last live one itself. What is new is zero.
+
+/// The n-th move takes pivot `pivots[n]` of the element out of place `places[n]`.
+struct Moves {
+  int *places, *pivots;
+  Index count = 0;
+};
+
+/// The pivot leaves the list. Returns its place, or kOutside if it has not been in the front.
+Index leave_list(OneBased<int> map, Index pivot, Index step, int* members, Index& count) {
+  if (map(pivot) == kOutside) return kOutside;
+  const Index place = map(pivot) / step;
+  const int last = members[--count];
+  members[place] = last;
+  map(last) = static_cast<int>(place * step);
+  return place;
+}
+
+void move_column(const Replay& f, Index place, Index last, Index slot) {
+  double* const from = f.at(0, place);
+  const double* const filler = f.at(0, last);
+  double* const to = f.at(0, slot);
+  for (Index i = 0; i < f.fnrows; ++i) {
+    const double value = from[i];
+    from[i] = filler[i];
+    to[i] = value;
+  }
+}
+
+/// Over the rows that are live yet.
+bool take_pivot_columns(Replay& f, const Element& element) {
+  for (Index q = 1; q <= element.pivots; ++q) {
+    const Index pivot = f.pivots + q, slot = element.u + element.pivots - q;
+    const Index place = leave_list(f.col_map, pivot, f.dr, f.fcols.data(), f.fncols);
+    if (f.fncols > slot) return false;
+    if (place != kOutside) {
+      move_column(f, place, f.fncols, slot);
+    } else {
+      std::fill_n(f.at(0, slot), f.fnrows, 0.0);
+    }
+    f.col_map(pivot) = static_cast<int>(slot * f.dr);
+  }
+  return true;
+}
+
+/// The values are to be moved in each column of the front.
+bool take_pivot_rows(Replay& f, const Element& element, Moves& moves) {
+  for (Index q = 1; q <= element.pivots; ++q) {
+    const Index pivot = f.pivots + q, slot = element.l + element.pivots - q;
+    const Index place = leave_list(f.row_map, pivot, 1, f.frows.data(), f.fnrows);
+    if (f.fnrows > slot) return false;
+    if (place != kOutside) {
+      moves.places[moves.count] = static_cast<int>(place);
+      moves.pivots[moves.count++] = static_cast<int>(q);
+    }
+    f.row_map(pivot) = static_cast<int>(slot);
+  }
+  return true;
+}
+
+/// Members of the element's list that are not in the front come in; the list takes the order of the front.
+/// False: it is not the front's.
+bool complete_list(int* list, Index length, Index last_pivot, OneBased<int> map, Index step, int* members,
+                   Index& count) {
+  for (Index k = 0; k < length; ++k) {
+    const int member = list[k];
+    if (member <= last_pivot) return false;
+    if (map(member) != kOutside) continue;
+    if (count == length) return false;
+    map(member) = static_cast<int>(count * step);
+    members[count++] = member;
+  }
+  if (count != length) return false;
+  if (length > 0) std::memcpy(list, members, static_cast<std::size_t>(length) * sizeof(int));
+  return true;
+}
+
+void settle_column(double* column, const Moves& moves, Index live, Index rows, Index pivots) {
+  double* const first_slot = column + (rows + pivots);  // of pivot 1, behind it
+  Index next = 0;
+  for (Index q = 1; q <= pivots; ++q) {
+    if (next < moves.count && moves.pivots[next] == q) {
+      double& place = column[moves.places[next++]];
+      const double value = place;
+      place = column[--live];
+      first_slot[-q] = value;
+    } else {
+      first_slot[-q] = 0.0;
+    }
+  }
+  for (; live < rows; ++live) column[live] = 0.0;
+}
+
+}  // namespace
+
+int continue_front(Replay& f, const Element& element) {
+  Moves moves{f.work1, f.work2};
+  const Index last_pivot = f.pivots + element.pivots, old_rows = f.fnrows;
+  if (!take_pivot_columns(f, element)) return kCorrupted;
+  const Index old_columns = f.fncols;
+  if (!take_pivot_rows(f, element, moves)) return kCorrupted;
+  if (!complete_list(element.l_list(), element.l, last_pivot, f.row_map, 1, f.frows.data(), f.fnrows) ||
+      !complete_list(element.u_list(), element.u, last_pivot, f.col_map, f.dr, f.fcols.data(), f.fncols)) {
+    return kCorrupted;
+  }
+  const Index columns = f.fncols + element.pivots;
+  for (Index j = 0; j < columns; ++j) {
+    if (j < old_columns || j >= f.fncols) {
+      settle_column(f.at(0, j), moves, old_rows, f.fnrows, element.pivots);
+    } else {
+      std::fill_n(f.at(0, j), f.fnrows + element.pivots, 0.0);
+    }
+  }
+  return kGood;
+}
+
+namespace {
+
+// ---- End
+
+/// The live part stays where it is, and the head ends behind it.
+void leave_in_place(Replay& f) {
+  link_last(f.holders, f.open, f.front, f.dr);
+  f.space.xhead = f.front + (f.fncols - 1) * f.dr + f.fnrows;
+}
+
+/// The live part moves into the largest hole.
+void copy_to_hole(Replay& f, Index size) {
+  double* to = f.space.reals.data() + (place_in_hole(f.holders, f.open, size, f.fnrows) - 1);
+  for (Index j = 0; j < f.fncols; ++j, to += f.fnrows) {
+    std::memcpy(to, f.at(0, j), static_cast<std::size_t>(f.fnrows) * sizeof(double));
+  }
+  f.space.xhead = f.front;
+}
+
+void clear_maps(const Replay& f) {
+  for (Index i = 1; i <= f.fnrows; ++i) f.row_map(f.frows(i)) = kOutside;
+  for (Index j = 1; j <= f.fncols; ++j) f.col_map(f.fcols(j)) = kOutside;
+}
+
+}  // namespace
+
+void end_front(Replay& f) {
+  if (f.front == 0) return;
+  clear_maps(f);
+  const Index size = f.fnrows * f.fncols;
+  if (size == 0) {
+    f.space.xhead = f.front;
+  } else if (f.holders.hole_size < size) {
+    leave_in_place(f);
+  } else {
+    copy_to_hole(f, size);
+  }
+  f.holders.begin[f.holders.last] = static_cast<int>(f.space.xhead);
+  f.space.xneed += size - f.dr * f.dc;
+  f.waiting_reals += size;
+  f.results(kAssemblyFlops) += static_cast<double>(size);
+  f.front = f.fnrows = f.fncols = 0;
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

@@ -1,0 +1,162 @@
+#include "sparse/ma38/replay/kernel.h"
+
+#include <algorithm>
+
+#include "sparse/ma38/factors/layout.h"
+#include "sparse/ma38/replay/steps.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+// ---- Setup
+
+Wide work_words(const Replay& f) {
+  return f.longest_u + 3 * Wide{f.longest_l} + 2 * Wide{f.n} + holder_words(f.elements);
+}
+
+Replay make_replay(const ReplayBlock& block, Space& space, FactorTotals& totals, const Results& results) {
+  const OneBased<int> none(nullptr, 0);
+  Replay f = {block, space, totals, results, block.order, 0, 0, 0, none, none, none, none, nullptr, nullptr};
+  const int* const header = block.pattern.data();
+  f.elements = header[kBlockElements];
+  f.longest_l = header[kBlockMaxL];
+  f.longest_u = header[kBlockMaxU];
+  f.arrows_end = block.arrows.end;
+  return f;
+}
+
+/// The work vectors, behind the arrows.
+bool take_vectors(Replay& f) {
+  const Wide words = work_words(f);
+  f.space.ineed += words;
+  if (f.space.free_ints() < words) return f.space.lack_ints(f.results, words - f.space.free_ints());
+  Index at = f.space.ihead;
+  f.space.ihead += static_cast<Index>(words);
+  f.space.note_use(f.results);
+  const auto take = [&](Index count) {
+    const OneBased<int> vector = f.space.ints.part(at, count);
+    at += count;
+    return vector;
+  };
+  f.row_map = take(f.n);
+  f.col_map = take(f.n);
+  f.frows = take(f.longest_l);
+  f.fcols = take(f.longest_u);
+  f.work1 = take(f.longest_l).data();
+  f.work2 = take(f.longest_l).data();
+  start_holders(f.holders, f.space.ints.data() + (at - 1), f.elements);
+  std::fill_n(f.row_map.data(), f.n, kOutside);
+  std::fill_n(f.col_map.data(), f.n, kOutside);
+  return true;
+}
+
+// ---- Elements
+
+int replay_element(Replay& f, Index e) {
+  const Element element = element_of(f, e);
+  int failure = kGood;
+  if (element.words[kFrontRows] != 0) {
+    end_front(f);
+    failure = begin_front(f, element);
+  } else {
+    failure = continue_front(f, element);
+  }
+  if (failure != kGood) return failure;
+  add_arrows(f, element);
+  failure = add_children(f, element);
+  if (failure == kGood) failure = eliminate(f, element);
+  if (failure == kGood) failure = store_element(f, element);
+  if (failure == kGood) f.open = e;
+  return failure;
+}
+
+int replay_elements(Replay& f) {
+  for (Index e = 1; e <= f.elements; ++e) {
+    const int failure = replay_element(f, e);
+    if (failure != kGood) return failure;
+  }
+  end_front(f);
+  return kGood;
+}
+
+// ---- End of the block
+
+/// Of a singular block: the entries without a pivot.
+void drop_dead_part(Replay& f) {
+  const Arrows& arrows = f.block.arrows;
+  for (Index k = f.pivots + 1; k <= f.n; ++k) {
+    for (Index p = arrows.begin(k); p < arrows.end_of(k); ++p) {
+      report_entry(f, kEntryOfDeadPart, k, f.space.ints(p), f.space.reals(p));
+    }
+    const Index count = arrows.end_of(k) - arrows.begin(k);
+    f.invalid += count;
+    f.space.ineed -= count;
+    f.space.xneed -= count;
+  }
+  f.arrows_end = arrows.begin(f.n);
+}
+
+/// What is left over, of a singular block, waits for nothing any more.
+void drop_blocks(Replay& f) {
+  f.space.xneed -= f.waiting_reals;
+  f.waiting_reals = 0;
+}
+
+/// A block without elements keeps one real, so that the factors have some.
+int store_header(Replay& f) {
+  if (f.elements == 0) {
+    ++f.space.xneed;
+    if (!room_for_reals(f, 1)) return kValueTooShort;
+    f.space.reals(--f.space.xtail) = 0.0;
+    f.space.note_use(f.results);
+    ++f.totals.factor_reals;
+  }
+  const int begin = static_cast<int>(f.space.xtail);
+  f.block.pattern.data()[kBlockReals] = begin;
+  for (Index e = 1; e <= f.elements; ++e) element_of(f, e).words[kElementReals] -= begin - 1;
+  return kGood;
+}
+
+void add_to_totals(Replay& f) {
+  f.totals.maxl = std::max<Wide>(f.totals.maxl, f.longest_l);
+  f.totals.maxu = std::max<Wide>(f.totals.maxu, f.longest_u);
+  f.totals.elements += f.elements;
+}
+
+/// Elements that still wait can be marked.
+void restore_all_signs(const Replay& f) {
+  const Holders& holders = f.holders;
+  for (Index e = holders.next[0]; e != holders.last; e = holders.next[e]) {
+    if (!holders.is_hole(e)) restore_signs(element_of(f, e));
+  }
+}
+
+}  // namespace
+
+void report_entry(const Replay& f, Detail code, Index arrow, int word, double value) {
+  const Index row = word > 0 ? word : arrow, column = word > 0 ? arrow : -word;
+  report_dropped(kRefactor, f.block.icntl, code, f.block.rperm(row), f.block.cperm(column), value);
+}
+
+ReplayOutcome ma38_refactor_kernel(const ReplayBlock& block, Space& space, FactorTotals& totals,
+                                   const Results& results) {
+  Replay f = make_replay(block, space, totals, results);
+  const Index arrows_begin = block.arrows.begin(block.order);
+  results(kAssemblyFlops) += static_cast<double>(block.arrows.end - arrows_begin);
+  if (!take_vectors(f)) return {kIndexTooShort, 0};
+  int failure = replay_elements(f);
+  restore_all_signs(f);
+  if (failure == kGood) {
+    drop_dead_part(f);
+    drop_blocks(f);
+    space.ihead = space.xhead = arrows_begin;
+    space.ineed -= work_words(f);
+    failure = store_header(f);
+  }
+  if (failure == kGood) add_to_totals(f);
+  return {failure, f.invalid};
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

@@ -1,0 +1,117 @@
+#pragma once
+
+// State and steps of the replay of one block. Rows and columns are told by their pivot positions in the
+// block; an LU element by its number, and the pivots before it have left.
+//
+// The front is dr x dc by columns; its live rows and columns fill it from the top left, and the pivots of the
+// present element, backwards, follow them:
+//
+//            0      fncols
+//       0    | live |  L    |
+//     fnrows |______|_______|
+//            |  U   | pivot |
+//            |      | block |   the first pivot last
+
+#include <cstring>
+
+#include "sparse/ma38/factors/layout.h"
+#include "sparse/ma38/replay/kernel.h"
+
+namespace corvidnum {
+namespace ma38 {
+
+/// Blocks of reals that wait for their assembly, in the order of their addresses: nodes 1 .. NLU for the LU
+/// elements they are of, between two sentinels. All vectors are counted from 0, node 0 being the first
+/// sentinel. Each node reaches to the next one; `begin` of the last sentinel is where the list ends.
+struct Holders {
+  int *next, *previous, *begin;
+  int* leading;  // 0: there is no block, or it was freed and is a hole
+  Index last;    // the last sentinel
+  Index hole = 0;
+  Index hole_size = -1;  // the largest; -1: none is known
+
+  Index extent(Index e) const { return begin[next[e]] - begin[e]; }
+  bool is_hole(Index e) const { return e != 0 && e != last && leading[e] == 0; }
+};
+void start_holders(Holders& holders, int* words, Index elements);
+inline Wide holder_words(Wide elements) { return 4 * (elements + 2); }
+
+struct Replay {
+  const ReplayBlock& block;
+  Space& space;
+  FactorTotals& totals;
+  const Results& results;
+  const Index n;
+  Index elements, longest_l, longest_u;  // of the header
+
+  OneBased<int> row_map, col_map;  // [n] row, or column times leading dimension in the front; -1: outside
+  OneBased<int> frows, fcols;      // live rows and columns of the front [longest_l], [longest_u]
+  int *work1, *work2;              // [longest_l]
+  Holders holders = {};
+
+  Index arrows_end = 0;  // those not taken end before it
+  Index pivots = 0;      // eliminated so far
+  Index open = 0;        // the element that the front is of: the last one stored; 0: there is none
+  Index front = 0;       // place in the reals; 0: there is no front
+  Index dr = 0, dc = 0, fnrows = 0, fncols = 0;
+  Wide waiting_reals = 0;  // of blocks that wait
+  Wide invalid = 0;
+
+  double* at(Index row, Index column) const { return space.reals.data() + (front - 1) + row + column * dr; }
+};
+
+/// An LU element of the pattern. The words that tell lengths can be negative while it waits.
+struct Element {
+  int* words;
+  Index pivots, u, l, children;
+  int* l_list() const { return words + kElementLists; }
+  int* u_list() const { return l_list() + l; }
+  int* child_list() const { return u_list() + u; }
+};
+inline Index magnitude(int word) { return word < 0 ? -word : word; }
+inline Element element_of(const Replay& f, Index e) {
+  int* const pointers = f.block.pattern.data() + kBlockPointers;
+  int* const words = pointers + f.elements + (pointers[e - 1] - 1);
+  return {words, words[kElementPivots], magnitude(words[kElementU]), magnitude(words[kElementL]),
+          words[kElementChildren]};
+}
+
+constexpr int kOutside = -1;
+constexpr int kGood = 0;
+
+// ---- Memory of the reals (refactor_memory.cpp, refactor_compact.cpp)
+
+/// Of the front's dr x dc reals, all blocks and all factors.
+void note_peak(Replay& f);
+/// At least `count` free reals, after a compaction if need be, which is counted; false: a shortage, flagged.
+bool room_for_reals(Replay& f, Index count);
+/// Slides blocks and the front down on the arrows that are left.
+void ma38_refactor_compact(Replay& f);
+/// The block of e is a hole from now on; free neighbours join it.
+void free_holder(Holders& holders, Index e);
+void link_last(Holders& holders, Index e, Index begin, Index leading);
+/// e takes the first reals of the largest hole. Returns where.
+Index place_in_hole(Holders& holders, Index e, Index size, Index leading);
+void drop_hole(Holders& holders, Index e);
+/// Holes at the end of the list, and arrows taken, give their reals back to the head.
+void lower_head(Replay& f);
+
+// ---- Steps (refactor_front.cpp, refactor_assembly.cpp, refactor_numeric.cpp). Each returns kGood or a
+// failure.
+
+int begin_front(Replay& f, const Element& element);
+int continue_front(Replay& f, const Element& element);
+/// What is left of the front waits as the block of its last element.
+void end_front(Replay& f);
+void add_arrows(Replay& f, const Element& element);
+int add_children(Replay& f, const Element& element);
+int eliminate(Replay& f, const Element& element);
+int store_element(Replay& f, const Element& element);
+
+/// Members of lists, and their lengths, lose their marks.
+void restore_signs(const Element& element);
+/// Tells an entry that is dropped: its arrow, and the word there.
+void report_entry(const Replay& f, Detail code, Index arrow, int word, double value);
+
+}  // namespace ma38
+}  // namespace corvidnum

@@ -1,0 +1,154 @@
+// Dump of the arguments and results of a routine. It may be called before the arguments are checked, so it
+// reads nothing of an array that the checks of the routine would not have cleared.
+
+#include "sparse/ma38/report/print_lines.h"
+
+namespace corvidnum {
+namespace ma38 {
+namespace {
+
+using namespace print_texts;
+
+bool failed(const PrintArguments& a) { return a.output && a.info[kStatus - 1] < 0; }
+
+/// Not good where the routine has no factors, or damaged ones. A refactorisation comes with the pattern
+/// alone.
+KeptFactors find_factors(const PrintArguments& a) {
+  const bool absent = failed(a) || (a.who == kFactor && !a.output);
+  if (absent) return KeptFactors{};
+  const OneBased<const int> index(a.index, a.lindex);
+  if (a.who == kRefactor && !a.output) return locate_pattern(a.n, a.lindex, index, a.keep);
+  return locate_factors(a.n, a.lvalue, a.lindex, index, a.keep);
+}
+
+void dump_solve_job(const Dump& dump, const PrintArguments& a, bool of_transpose) {
+  const bool transposed = a.trans != 0;
+  const char* format = kJobSolve[transposed][of_transpose];
+  if (a.job == 1) format = kJobLower[transposed];
+  if (a.job == 2) format = kJobUpper[transposed];
+  dump.line(format, a.job);
+  dump.line(transposed ? kSolveTransposed : kSolvePlain);
+}
+
+void dump_scalars(const Dump& dump, const PrintArguments& a, bool of_transpose) {
+  dump.line(kScalars);
+  dump.line(kOrder, a.n);
+  if (a.who == kSolve) {
+    dump_solve_job(dump, a, of_transpose);
+  } else {
+    dump.line(kEntryCount, a.ne);
+    dump.line(a.job == 1 ? kJobPreserved : kJobNotPreserved, a.job);
+    dump.line(a.trans != 0 ? kFactoriseTransposed : kFactorisePlain);
+  }
+  dump.line(kValueLength, a.lvalue);
+  dump.line(kIndexLength, a.lindex);
+}
+
+void dump_controls(const Dump& dump, const PrintArguments& a) {
+  const OneBased<const int> icntl(a.icntl, kIcntlLength), keep(a.keep, kKeepLength);
+  const OneBased<const double> cntl(a.cntl, kCntlLength);
+  dump.line(kControls);
+  dump.line(kErrorUnitLine, icntl(kErrorUnit));
+  dump.line(kDumpUnitLine, icntl(kDumpUnit));
+  dump.line(kLevelLine, icntl(kPrintLevel));
+  dump.line(icntl(kUseBlocks) == 1 ? kBlocksUsed : kBlocksUnused, icntl(kUseBlocks));
+  dump.line(kSearchLine, icntl(kSearchWidth));
+  dump.line(icntl(kPreferDiagonal) != 0 ? kSymmetryPreserved : kSymmetryIgnored, icntl(kPreferDiagonal));
+  dump.line(kBlockSizeLine, icntl(kBlockSize));
+  dump.line(kRefinementLine, icntl(kMostRefinements));
+  dump.line(kToleranceLine, cntl(kPivotTolerance));
+  dump.line(kGrowthLine, cntl(kGrowth));
+  dump.line(kDense1Line, keep(kDense1));
+  dump.line(kDense2Line, keep(kDense2));
+  dump.line(kEpsilonLine, cntl(kEpsilon));
+}
+
+void dump_results(const Dump& dump, const PrintArguments& a) {
+  const OneBased<const int> info(a.info, kInfoLength);
+  const OneBased<const double> rinfo(a.rinfo, kRinfoLength);
+  const bool solving = a.who == kSolve;
+  const int status = info(kStatus);
+  dump.line(kResults);
+  dump.line(status < 0 ? kStatusError : status > 0 ? kStatusWarning : kStatusFine, status);
+  const int first = solving ? kRefinements : kDuplicates, last = solving ? kRefinements : kValueForRefactor;
+  for (int k = first; k <= last; ++k) dump.line(kInfoLine, k, info(k), kInfoLabels[k - kDuplicates]);
+  const int first_real = solving ? kOmega1 : kBlasFlops, last_real = solving ? kOmega2 : kLevel3Flops;
+  for (int k = first_real; k <= last_real; ++k)
+    dump.line(kRinfoLine, k, rinfo(k), kRinfoLabels[k - kBlasFlops]);
+}
+
+void dump_matrix(const Dump& dump, const PrintArguments& a) {
+  const Index ne = a.ne;
+  dump.line(a.trans != 0 ? kMatrixTransposed : kMatrix);
+  dump.line(kMatrixValues, ne);
+  dump.line(kMatrixRows, ne);
+  dump.line(kMatrixColumns, ne + 1, 2 * ne);
+  dump.line(kMatrixEntries);
+  if (ne > a.lvalue || 2 * ne > a.lindex) return;
+  const OneBased<const int> index(a.index, a.lindex);
+  const OneBased<const double> value(a.value, a.lvalue);
+  dump.list(ne, [&](Index k) { dump.line(kTriplet, k, index(k), index(ne + k), value(k)); });
+}
+
+void dump_vector(const Dump& dump, const double* vector, Index n) {
+  const OneBased<const double> x(vector, n);
+  dump.list(n, [&](Index k) { dump.line(kNumberedValue, k, x(k)); });
+}
+
+// B, X and W are known to have n elements only if the factors are of that order.
+
+void dump_right_hand_side(const Dump& dump, const PrintArguments& a, const KeptFactors& factors) {
+  dump.line(kRightHandSide, a.n);
+  if (factors.good) dump_vector(dump, a.b, a.n);
+  dump.line(kWorkSkipped, a.lw);
+}
+
+void dump_solution(const Dump& dump, const PrintArguments& a, const KeptFactors& factors) {
+  const int status = a.info[kStatus - 1];
+  if (status < 0) {
+    dump.line(kSolutionSkipped, a.lw, a.n, status);
+    return;
+  }
+  const bool refined = a.icntl[kMostRefinements - 1] > 0 && status != kNoRefinement;
+  if (refined) {
+    dump.line(kResidual, a.n);
+    if (factors.good) dump_vector(dump, a.w, a.n);
+    dump.line(kRestOfWork, Index{a.n} + 1, a.lw);
+  } else {
+    dump.line(kWorkSkipped, a.lw);
+  }
+  dump.line(kSolution, a.n);
+  if (factors.good) dump_vector(dump, a.x, a.n);
+}
+
+void dump_factors_if_any(const Dump& dump, const PrintArguments& a, const KeptFactors& factors) {
+  const bool told = a.who == kRefactor || (a.who == kSolve) != a.output;
+  if (!told) return;
+  if (failed(a)) {
+    dump.line(kFactorsSkipped, a.info[kStatus - 1]);
+  } else if (!factors.good) {
+    dump.line(kFactorsCorrupted);
+  } else {
+    dump_factors(dump, a, factors);
+  }
+}
+
+}  // namespace
+
+void ma38_print(const PrintArguments& a) {
+  const Dump dump(a.icntl);
+  if (!dump.on()) return;
+  const KeptFactors factors = find_factors(a);
+  dump.line(kHeading[a.who - 1][a.output]);
+  dump_scalars(dump, a, factors.good && factors.transposed);
+  dump_controls(dump, a);
+  if (a.output) dump_results(dump, a);
+  if (!a.output && a.who != kSolve) dump_matrix(dump, a);
+  dump_factors_if_any(dump, a, factors);
+  if (a.who == kSolve && !a.output) dump_right_hand_side(dump, a, factors);
+  if (a.who == kSolve && a.output) dump_solution(dump, a, factors);
+  dump.line(kEnd[a.who - 1][a.output]);
+}
+
+}  // namespace ma38
+}  // namespace corvidnum

@@ -1,0 +1,59 @@
+#pragma once
+
+// How the argument dumps write: by the print protocol, which is silent.
+
+#include <algorithm>
+#include <cstring>
+
+#include "frame/numeric_runtime.h"
+#include "sparse/ma38/factors/factors.h"
+#include "sparse/ma38/report/print.h"
+#include "sparse/ma38/report/print_texts.h"
+
+namespace corvidnum {
+namespace ma38 {
+
+/// What unit and print level let through.
+class Dump {
+ public:
+  explicit Dump(const int* icntl) : unit_(icntl[kDumpUnit - 1]), level_(icntl[kPrintLevel - 1]) {}
+
+  bool on() const { return level_ >= 3 && unit_ >= 0; }
+  bool shows_layout() const { return level_ >= 5; }
+  Index shown(Index count) const { return level_ >= 4 ? count : std::min<Index>(count, 10); }
+
+  /// A format and the values it has places for.
+  template <class... Items>
+  void line(const char* format, const Items&... items) const {
+    const PrintControl control{0, unit_, 0, format, 0};
+    write_begin(&control);
+    (item(items), ...);
+    write_end();
+  }
+  /// Calls `write(k)` for k = 1, 2, .. and ends a list that is cut with dots.
+  template <class Write>
+  void list(Index count, const Write& write) const {
+    for (Index k = 1; k <= shown(count); ++k) write(k);
+    if (shown(count) < count) line(print_texts::kMore);
+  }
+
+ private:
+  static void put(const void* value, std::size_t bytes) {
+    const int one = 1;
+    write_item(&one, value, static_cast<int>(bytes));
+  }
+  static void item(int value) { put(&value, sizeof value); }
+  static void item(Wide value) { item(clamped(value)); }  // a position or a count
+  static void item(double value) { put(&value, sizeof value); }
+  static void item(const char* text) { put(text, std::strlen(text)); }
+
+  const int unit_, level_;
+};
+
+/// Dumps factors that locate_factors found good (print_factors.cpp). Nothing is read before the collection of
+/// LU elements is found sound. At the input of a refactorisation only the pattern is there to be read: the
+/// matrix lies on the rest.
+void dump_factors(const Dump& dump, const PrintArguments& arguments, const KeptFactors& factors);
+
+}  // namespace ma38
+}  // namespace corvidnum
