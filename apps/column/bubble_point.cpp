@@ -1,0 +1,197 @@
+#include "apps/column/bubble_point.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <new>
+#include <numeric>
+#include <utility>
+
+#include "apps/column/memory_watch.h"
+
+namespace column {
+namespace {
+
+bool all_finite(const std::vector<double>& values) {
+  return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
+}
+
+/// Relative to the larger of both, which counts as at least `floor`.
+/// Infinite where one of the values is not finite: never lost in a maximum.
+double relative_difference(double a, double b, double floor) {
+  if (a == b) return 0;
+  const double difference = std::fabs(a - b) / std::max({std::fabs(a), std::fabs(b), floor});
+  return std::isfinite(difference) ? difference : HUGE_VAL;
+}
+
+double largest_difference(const std::vector<double>& a, const std::vector<double>& b, double floor = 0) {
+  double largest = 0;
+  for (std::size_t j = 0; j < a.size(); ++j)
+    largest = std::max(largest, relative_difference(a[j], b[j], floor));
+  return largest;
+}
+
+double largest_difference(const std::vector<std::vector<double>>& a,
+                          const std::vector<std::vector<double>>& b) {
+  double largest = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) largest = std::max(largest, largest_difference(a[i], b[i]));
+  return largest;
+}
+
+std::string slow_convergence(const ColumnCase& c, const std::vector<double>& changes) {
+  constexpr std::size_t kLookBack = 10;
+  const bool falls = changes.size() <= kLookBack || changes.back() < changes[changes.size() - 1 - kLookBack];
+  return fmt::format("after {} passes the largest change is still {:.2e} {} (tolerance {:g}) and {}",
+                     changes.size(), changes.back(), c.model->scale().unit, c.tolerance,
+                     falls ? "still falls: allow more passes" : "no longer falls");
+}
+
+/// Passes from `temperatures` on, until they rest or the outcome of `s` is a failure.
+void iterate(const ColumnCase& c, BubblePointMethod& method, Accelerator* accelerator,
+             std::vector<double>& temperatures, Solution& s) {
+  std::vector<double> next;
+  while (s.changes.empty() || !(s.changes.back() < c.tolerance)) {
+    if (s.passes() == c.max_passes) {
+      s.outcome = Outcome::kTooManyPasses;
+      return;
+    }
+    ++s.evaluations;
+    s.outcome = method.pass(temperatures, next);
+    const double change = s.outcome == Outcome::kOk ? largest_change(temperatures, next) : HUGE_VAL;
+    if (accelerator && accelerator->take_back(change, temperatures)) continue;
+    if (s.outcome != Outcome::kOk) return;
+    s.changes.push_back(change);
+    temperatures.swap(next);
+    if (accelerator && !(change < c.tolerance)) accelerator->step(temperatures, change);
+  }
+}
+
+}  // namespace
+
+BubblePointMethod::BubblePointMethod(const ColumnCase& c, const InternalFlows& flows, Solver solver)
+    : case_(c), balance_(c, flows), matrix_(balance_.make_matrix(solver)) {
+  for (int i = 0; i < c.model->components(); ++i) right_sides_.push_back(balance_.right_side(i));
+}
+
+Outcome BubblePointMethod::fail(Outcome outcome, std::string complaint) {
+  complaint_ = std::move(complaint);
+  return outcome;
+}
+
+Outcome BubblePointMethod::start(std::vector<double>& temperatures) const {
+  std::optional<double> flat = case_.start_temperature;
+  if (!flat) {
+    const TemperatureScale scale = case_.model->scale();
+    const double middle = 0.5 * (scale.lowest + scale.highest);
+    flat = bubble_temperature(*case_.model, total_feed(case_), case_.pressure, middle);
+  }
+  if (!flat) return Outcome::kNoBubblePoint;
+  temperatures.assign(case_.stages, *flat);
+  return Outcome::kOk;
+}
+
+Outcome BubblePointMethod::compositions(const std::vector<double>& temperatures, Profile& profile) {
+  if (!matrix_ || !matrix_->Valid()) return fail(Outcome::kNoMemory, "no memory for the balances");
+  if (!all_finite(temperatures)) return fail(Outcome::kNotFinite, "a stage temperature is not finite");
+  const int components = case_.model->components();
+  const int n = balance_.stages();
+  profile.temperature = temperatures;
+  profile.liquid.assign(components, {});
+  profile.k.assign(components, std::vector<double>(n));
+  std::vector<double> solution(balance_.order());
+  for (int i = 0; i < components; ++i) {
+    const std::string& name = case_.components[i];
+    for (int j = 0; j < n; ++j)
+      profile.k[i][j] = std::exp(case_.model->ln_k(i, temperatures[j], case_.pressure).value);
+    if (!all_finite(profile.k[i])) return fail(Outcome::kNotFinite, "K-values of " + name + " overflow");
+    balance_.fill(*matrix_, profile.k[i]);
+    std::vector<double> b = right_sides_[i];  // a copy: solving destroys it
+    int info = 0;
+    if (matrix_->Solve(solution.data(), b.data(), info) != Matrix::MatrixOK)
+      return fail(Outcome::kSingular, "the balances of " + name + " are singular");
+    if (!all_finite(solution)) return fail(Outcome::kNotFinite, "the flows of " + name + " are not finite");
+    profile.liquid[i].assign(solution.begin(), solution.begin() + n);
+  }
+  return Outcome::kOk;
+}
+
+Outcome BubblePointMethod::pass(const std::vector<double>& temperatures, std::vector<double>& next) {
+  Profile profile;
+  if (const Outcome outcome = compositions(temperatures, profile); outcome != Outcome::kOk) return outcome;
+  next.resize(temperatures.size());
+  std::vector<double> liquid(profile.liquid.size());
+  for (int j = 0; j < balance_.stages(); ++j) {
+    for (std::size_t i = 0; i < liquid.size(); ++i) liquid[i] = profile.liquid[i][j];
+    const std::optional<double> bubble =
+        bubble_temperature(*case_.model, liquid, case_.pressure, profile.temperature[j]);
+    if (!bubble || !std::isfinite(*bubble))
+      return fail(Outcome::kNoBubblePoint, fmt::format("the liquid of stage {} has no bubble point", j + 1));
+    next[j] = *bubble;
+  }
+  return Outcome::kOk;
+}
+
+int Solution::passes_to(double tolerance) const {
+  const auto below = [tolerance](double change) { return change < tolerance; };
+  const auto found = std::find_if(changes.begin(), changes.end(), below);
+  return found == changes.end() ? 0 : static_cast<int>(found - changes.begin()) + 1;
+}
+
+Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
+               const AccelerationSettings& settings, DebugOut* log) {
+  const auto accelerator = make_accelerator(settings, c.stages, c.model->scale().highest, log);
+  return solve(c, flows, solver, accelerator.get());
+}
+
+Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator) {
+  const auto begin = std::chrono::steady_clock::now();
+  const MemoryWatch memory;
+  BubblePointMethod method(c, flows, solver);
+  Solution s;
+  s.accelerated = accelerator != nullptr;
+  std::vector<double> temperatures;
+  if (s.outcome = method.start(temperatures); s.outcome != Outcome::kOk) {
+    s.complaint = "the feed has no bubble point at this pressure";
+    return s;
+  }
+  iterate(c, method, accelerator, temperatures, s);
+  if (s.outcome == Outcome::kOk) s.outcome = method.compositions(temperatures, s.profile);
+  if (accelerator) s.steps = accelerator->counts();
+  if (memory.refused()) {  // an accelerator only goes slower without it
+    s.outcome = Outcome::kNoMemory;
+    s.complaint = kMemoryRefused;
+  } else if (s.outcome == Outcome::kTooManyPasses)
+    s.complaint = slow_convergence(c, s.changes);
+  else if (s.outcome != Outcome::kOk)
+    s.complaint = fmt::format("in pass {}: {}", s.passes() + 1, method.complaint());
+  s.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  return s;
+}
+
+double solver_difference(const ColumnCase& c, const InternalFlows& flows,
+                         const std::vector<double>& temperatures) {
+  Profile arrow, dense;
+  const MemoryWatch memory;
+  const bool solved =
+      BubblePointMethod(c, flows, Solver::kArrow).compositions(temperatures, arrow) == Outcome::kOk &&
+      BubblePointMethod(c, flows, Solver::kDense).compositions(temperatures, dense) == Outcome::kOk;
+  if (memory.refused()) throw std::bad_alloc();
+  if (!solved) return HUGE_VAL;
+  return largest_difference(arrow.liquid, dense.liquid);
+}
+
+double largest_change(const std::vector<double>& from, const std::vector<double>& to) {
+  double largest = 0;
+  for (std::size_t j = 0; j < from.size(); ++j) largest = std::max(largest, std::fabs(to[j] - from[j]));
+  return largest;
+}
+
+ProfileDifference profile_difference(const Profile& a, const Profile& b) {
+  constexpr double kOneDegree = 1;  // the zero of a scale is no size to measure by
+  return {largest_difference(a.temperature, b.temperature, kOneDegree),
+          largest_difference(a.liquid, b.liquid)};
+}
+
+}  // namespace column

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "apps/column/bubble_point.h"
+#include "apps/column/column_case.h"
+#include "apps/column/flows.h"
+
+namespace column {
+
+/// The profile as comma-separated text: a heading, then one line a stage with all digits.
+std::string profile_csv(const ColumnCase& c, const InternalFlows& flows, const Profile& profile);
+
+}  // namespace column

@@ -1,0 +1,340 @@
+// corvidnum-column CASE.toml: solves a staged distillation column by the bubble-point method or by Newton's.
+// corvidnum-column fit COMPONENT.csv...: fits measured vapour pressures, which a case may then stand on.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/column/acceleration.h"
+#include "apps/column/bubble_point.h"
+#include "apps/column/case_file.h"
+#include "apps/column/closure.h"
+#include "apps/column/csv.h"
+#include "apps/column/fit_command.h"
+#include "apps/column/fit_report.h"
+#include "apps/column/flows.h"
+#include "apps/column/jacobian_ordering.h"
+#include "apps/column/memory_watch.h"
+#include "apps/column/method_comparison.h"
+#include "apps/column/newton.h"
+#include "apps/column/other_case.h"
+#include "apps/column/report.h"
+#include "apps/common/file_options.h"
+#include "apps/common/log_file.h"
+#include "apps/common/output.h"
+
+namespace {
+
+using apps::complain;
+
+enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kNotConverged = 3, kInexact = 4 };
+
+struct Options {
+  std::string case_path, csv_path, log_name, properties;
+  std::vector<std::string> tables;  // of fit
+  std::optional<double> tolerance;
+  column::AccelerationSettings acceleration;
+  bool newton = false;
+  column::StepMethod solver = column::StepMethod::kMa48;
+  bool dense = false;
+  bool compare = false;
+};
+
+/// Complains of what came of a case.
+int complain_of(const Options& options, int code, const std::string& what) {
+  return complain(code, options.case_path + ": " + what);
+}
+
+/// Prints the answer of the bubble-point method, beside that of the other case if there is one.
+int show_bubble_point(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                      const column::Solution& solution, const std::optional<column::ColumnCase>& other) {
+  const column::Closure closed = column::closure(c, flows, solution.profile);
+  std::string text = column::report(c, flows, solution, closed);
+  if (other)
+    text += column::report(c, solution, column::compare_with_other(c, options.case_path, solution, *other));
+  fmt::print("{}", text);
+  if (std::fflush(stdout) != 0) return complain(kBadInput, "standard output cannot be written");
+  if (closed.worst() <= column::Closure::kLimit) return kSolved;
+  return complain_of(
+      options, kInexact,
+      fmt::format("balances close only to {:.1e}, not to {:g}: K-values or flows lie too far apart",
+                  closed.worst(), column::Closure::kLimit));
+}
+
+/// Solves the case once more through the dense matrix and prints how far the answers are apart.
+int check_dense(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                const column::Solution& arrow) {
+  if (arrow.outcome != column::Outcome::kOk)
+    return complain_of(options, kNotConverged, "nothing to check by the dense matrix: " + arrow.complaint);
+  const column::Solution dense = column::solve(c, flows, column::Solver::kDense, options.acceleration);
+  if (dense.outcome != column::Outcome::kOk)
+    return complain_of(options, kNotConverged, "dense run not converged: " + dense.complaint);
+  const column::DenseCheck check{column::solver_difference(c, flows, arrow.profile.temperature),
+                                 column::profile_difference(arrow.profile, dense.profile), dense.passes(),
+                                 dense.seconds};
+  fmt::print("{}", column::report(check));
+  if (check.largest() <= column::DenseCheck::kLimit) return kSolved;
+  return complain_of(options, kInexact,
+                     fmt::format("arrow and dense solutions differ by {:.1e}, more than {:g}",
+                                 check.largest(), column::DenseCheck::kLimit));
+}
+
+/// Tells how far Newton's answer is from the bubble-point one, as the report did in numbers.
+int judge_newton(const Options& options, const column::ColumnCase& c, const column::Solution& bubble_point,
+                 const column::Closure& closed, const column::NewtonCheck& check) {
+  if (!(closed.worst() <= column::Closure::kLimit))
+    return complain_of(options, kInexact,
+                       fmt::format("newton: balances close only to {:.1e}, not to {:g}", closed.worst(),
+                                   column::Closure::kLimit));
+  if (bubble_point.outcome != column::Outcome::kOk) {
+    fmt::print("no comparison was possible: the bubble-point method has not converged: {}\n",
+               bubble_point.complaint);
+    return kSolved;
+  }
+  if (check.largest() <= column::NewtonCheck::kLimit) return kSolved;
+  return complain_of(options, kInexact,
+                     fmt::format("newton and bubble-point answers differ by {:.1e}, more than {:g}: is the "
+                                 "tolerance of {:g} too loose?",
+                                 check.largest(), column::NewtonCheck::kLimit, c.tolerance));
+}
+
+/// Solves the case as one system too. Prints that answer and how far it is from the bubble-point one.
+/// @param answer  out: on kSolved
+int solve_by_newton(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                    const column::Solution& bubble_point, column::Profile& answer) {
+  const bool compared = bubble_point.outcome == column::Outcome::kOk;
+  const column::NewtonSolution newton = column::solve_newton(c, flows, options.solver);
+  if (newton.outcome != column::Outcome::kOk)
+    return complain_of(options, kNotConverged,
+                       "newton: not converged: " + newton.complaint +
+                           (compared ? "" : "; nor is the bubble-point method: " + bubble_point.complaint));
+  const column::Closure closed = column::closure(c, flows, newton.profile);
+  column::NewtonCheck check;
+  if (compared) check.difference = column::profile_difference(bubble_point.profile, newton.profile);
+  fmt::print("{}", column::report(c, flows, newton, closed, check));
+  fmt::print("{}", column::report(column::reorder_jacobian(c, flows, newton.profile)));
+  answer = newton.profile;
+  return judge_newton(options, c, bubble_point, closed, check);
+}
+
+/// Converges the case in each of the ways there are and prints them side by side.
+int compare(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+            DebugOut* log) {
+  const column::MethodComparison comparison = column::compare_methods(c, flows, options.acceleration, log);
+  fmt::print("{}", column::report(c, comparison));
+  if (const auto* run = comparison.failed())
+    return complain_of(options, kNotConverged,
+                       fmt::format("acceleration {}: not converged: {}", run->name, run->solution.complaint));
+  if (const auto* run = comparison.disagreeing())
+    return complain_of(options, kInexact,
+                       fmt::format("acceleration {} comes out {:.1e} {} away, more than {:g}", run->name,
+                                   run->apart, c.model->scale().common_unit, comparison.limit));
+  return kSolved;
+}
+
+void check_outputs(const Options& options, const column::ColumnCase& c) {
+  std::vector<std::string> inputs = c.other_files;
+  inputs.insert(inputs.end(), {options.case_path, options.properties});
+  for (const std::string& input : inputs) {
+    apps::check_output("--csv", options.csv_path, input);
+    apps::check_output("--debug-log", options.log_name + ".LOG", input);
+  }
+}
+
+/// Solves the case in all ways asked for, and prints and writes what came of it.
+int solve_and_show(const Options& options, const column::ColumnCase& c,
+                   const std::optional<column::ColumnCase>& other, DebugOut* log) {
+  const column::InternalFlows flows = column::internal_flows(c);
+  const column::Solution solution =
+      column::solve(c, flows, column::Solver::kArrow, options.acceleration, log);
+  const bool converged = solution.outcome == column::Outcome::kOk;
+  if (!converged && !options.newton)
+    return complain_of(options, kNotConverged, "not converged: " + solution.complaint);
+  int code = converged ? show_bubble_point(options, c, flows, solution, other) : kSolved;
+  if (code != kSolved) return code;
+  column::Profile answer = solution.profile;
+  if (options.newton) code = solve_by_newton(options, c, flows, solution, answer);
+  if (code != kSolved) return code;
+  if (!options.csv_path.empty()) {
+    const std::string csv = column::profile_csv(c, flows, answer);
+    if (const auto failure = apps::write_whole_file(options.csv_path, csv))
+      return complain(kBadInput, options.csv_path + ": " + *failure);
+  }
+  if (options.dense) code = check_dense(options, c, flows, solution);
+  if (code == kSolved && options.compare) code = compare(options, c, flows, log);
+  return code;
+}
+
+/// Everything that is read or written is tried before the work.
+int solve_case(const Options& options) {
+  column::ColumnCase c = column::read_case(options.case_path, options.properties);
+  check_outputs(options, c);
+  if (options.tolerance) c.tolerance = *options.tolerance;
+  const std::optional<column::ColumnCase> other = column::read_other_case(c, options.case_path);
+  if (!options.csv_path.empty()) {
+    if (const auto obstacle = apps::obstacle_to_writing(options.csv_path))
+      return complain(kBadInput, options.csv_path + ": " + *obstacle);
+  }
+  std::optional<apps::LogFile> log;
+  if (!options.log_name.empty()) log.emplace(options.log_name);
+  const int code = solve_and_show(options, c, other, log ? log->log() : nullptr);
+  std::optional<std::string> failure;
+  if (log) failure = log->keep();
+  if (!failure && std::fflush(stdout) != 0) failure = "standard output cannot be written";
+  if (failure) complain(kBadInput, *failure);
+  return failure && code == kSolved ? kBadInput : code;
+}
+
+void add_acceleration_options(CLI::App& app, Options& options) {
+  using column::Acceleration;
+  const std::map<std::string, Acceleration> kinds{{"none", Acceleration::kNone},
+                                                  {"dominant", Acceleration::kDominant},
+                                                  {"multiple", Acceleration::kMultiple}};
+  column::AccelerationSettings& settings = options.acceleration;
+  app.add_option_function<std::string>(
+         "--accelerate", [&settings, kinds](const std::string& name) { settings.kind = kinds.at(name); },
+         "the eigenvalues to extrapolate by (default none)")
+      ->check(CLI::IsMember(kinds));
+  app.add_option("--eigen", settings.eigenvalues, "eigenvalues that multiple fits")
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str();
+  app.add_option("--frequency", settings.frequency, "passes from one step to the next, at least")
+      ->check(CLI::Range(1, 1000))
+      ->capture_default_str();
+  app.add_option("--debug-log", options.log_name,
+                 "keep the accelerator's account in the file of this name with .LOG behind it")
+      ->check(apps::not_empty());
+  app.add_flag("--compare", options.compare,
+               "converge the case without and with each acceleration, and tell");
+}
+
+void add_newton_options(CLI::App& app, Options& options) {
+  using column::StepMethod;
+  const std::map<std::string, StepMethod> methods{{"ma48", StepMethod::kMa48}, {"ma38", StepMethod::kMa38}};
+  app.add_option_function<std::string>(
+         "--method", [&options](const std::string& name) { options.newton = name == "newton"; },
+         "newton: solve as one system too, and compare (default bubble-point); where only newton converges "
+         "its answer stands alone, and the exit code is that of its balances")
+      ->check(CLI::IsMember({"bubble-point", "newton"}));
+  app.add_option_function<std::string>(
+         "--solver", [&options, methods](const std::string& name) { options.solver = methods.at(name); },
+         "what solves newton's systems: ma48 (default), or ma38, multifrontal")
+      ->check(CLI::IsMember(methods));
+}
+
+/// An option without an effect is a mistake.
+void check_newton_options(const CLI::App& app, const Options& options) {
+  if (!options.newton && app.count("--solver") > 0)
+    throw CLI::ValidationError("--solver", "needs --method newton");
+}
+
+/// These act on an acceleration.
+void check_acceleration_options(const CLI::App& app, const Options& options) {
+  using column::Acceleration;
+  if (options.compare) return;
+  const Acceleration kind = options.acceleration.kind;
+  for (const char* option : {"--eigen", "--frequency", "--debug-log"})
+    if (kind == Acceleration::kNone && app.count(option) > 0)
+      throw CLI::ValidationError(option, "needs --accelerate dominant or multiple, or --compare");
+  if (kind == Acceleration::kDominant && app.count("--eigen") > 0)
+    throw CLI::ValidationError("--eigen", "needs --accelerate multiple, or --compare");
+}
+
+void declare(CLI::App& app, Options& options) {
+  const CLI::Validator named = apps::not_empty();
+  app.add_option("case", options.case_path, "case file (TOML)")->check(named);
+  app.add_option("--csv", options.csv_path, "write the profile to this file")->check(named);
+  app.add_option("--tolerance", options.tolerance,
+                 "largest change of a stage temperature, 1e-12 to 1 degree, for that of the case");
+  app.add_option("--properties", options.properties,
+                 "take the measured tables of all components from this property file")
+      ->check(named);
+  add_newton_options(app, options);
+  app.add_flag("--dense", options.dense,
+               "solve through the dense matrix too, and print the largest difference");
+  add_acceleration_options(app, options);
+}
+
+CLI::App* declare_fit(CLI::App& app, Options& options) {
+  CLI::App* fit = app.add_subcommand("fit", "Fits measured vapour pressures by the Antoine form.");
+  const CLI::Validator named = apps::not_empty();
+  fit->add_option("tables", options.tables, "tables of components (CSV)")->required()->check(named);
+  fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
+      ->check(named);
+  return fit;
+}
+
+void check_tolerance(const Options& options) {
+  if (!options.tolerance) return;
+  if (const std::string fault = column::tolerance_fault(*options.tolerance); !fault.empty())
+    throw CLI::ValidationError("--tolerance", fault);
+}
+
+/// A case, or fit; what belongs to a case has no meaning for fit.
+void check_command(const CLI::App& app, const CLI::App& fit) {
+  if (!fit.parsed()) {
+    if (app.count("case") == 0) throw CLI::RequiredError("case");
+    return;
+  }
+  for (const CLI::Option* option : app.get_options())
+    if (option->count() > 0) throw CLI::ExcludesError(option->get_name(), "fit");
+}
+
+int fit_tables(const Options& options) {
+  for (const std::string& table : options.tables)
+    apps::check_output("--properties", options.properties, table);
+  const column::Tables tables = column::read_tables(options.tables);
+  std::string stored;
+  if (!options.properties.empty()) stored = column::store_and_recall(options.properties, tables);
+  const char* between = "";
+  for (const auto& table : tables) {
+    fmt::print("{}{}", between, column::fit_report(*table));
+    between = "\n";
+  }
+  fmt::print("{}", stored);
+  return std::fflush(stdout) == 0 ? kSolved : complain(kBadInput, "standard output cannot be written");
+}
+
+int parse_and_run(int argc, char** argv) {
+  Options options;
+  CLI::App app{
+      "Solves a staged distillation column by the bubble-point method with constant molar overflow, and by\n"
+      "Newton's method on the whole column at once if asked to."};
+  app.footer(
+      "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"
+      "methods do not agree as closely as they should.");
+  declare(app, options);
+  const CLI::App* fit = declare_fit(app, options);
+  try {
+    app.parse(argc, argv);
+    check_command(app, *fit);
+    check_newton_options(app, options);
+    check_acceleration_options(app, options);
+    check_tolerance(options);
+    return fit->parsed() ? fit_tables(options) : solve_case(options);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kSolved : kBadUsage;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const column::MemoryWatch memory;
+    const int code = parse_and_run(argc, argv);
+    if (code == kSolved && memory.refused()) return complain(kBadInput, column::kMemoryRefused);
+    return code;
+  } catch (const std::bad_alloc&) {
+    return complain(kBadInput, column::kMemoryRefused);
+  } catch (const std::exception& error) {
+    return complain(kBadInput, error.what());
+  }
+}

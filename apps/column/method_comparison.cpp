@@ -1,0 +1,63 @@
+#include "apps/column/method_comparison.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace column {
+namespace {
+
+/// Answers that meet a tolerance lie this far apart at most; they meet it where an iteration slows down.
+double limit_on_difference(const ColumnCase& c) {
+  constexpr double kCommonDegrees = 1e-6;
+  constexpr double kTolerances = 100;
+  return std::max(kCommonDegrees, kTolerances * c.tolerance * c.model->scale().common_degrees);
+}
+
+double distance(const ColumnCase& c, const Profile& a, const Profile& b) {
+  return c.model->scale().common_degrees * largest_change(a.temperature, b.temperature);
+}
+
+std::string name_of(const AccelerationSettings& settings) {
+  switch (settings.kind) {
+    case Acceleration::kNone:
+      return "none";
+    case Acceleration::kDominant:
+      return "dominant";
+    case Acceleration::kMultiple:
+      return fmt::format("multiple, {} eigenvalue{}", settings.eigenvalues,
+                         settings.eigenvalues == 1 ? "" : "s");
+  }
+  return {};
+}
+
+}  // namespace
+
+const MethodComparison::Run* MethodComparison::failed() const {
+  return runs.back().solution.outcome == Outcome::kOk ? nullptr : &runs.back();
+}
+
+const MethodComparison::Run* MethodComparison::disagreeing() const {
+  const auto apart = [this](const Run& run) { return !(run.apart <= limit); };
+  const auto found = std::find_if(runs.begin(), runs.end(), apart);
+  return found == runs.end() ? nullptr : &*found;
+}
+
+MethodComparison compare_methods(const ColumnCase& c, const InternalFlows& flows,
+                                 AccelerationSettings settings, DebugOut* log) {
+  MethodComparison comparison;
+  comparison.limit = limit_on_difference(c);
+  for (const Acceleration kind : {Acceleration::kNone, Acceleration::kDominant, Acceleration::kMultiple}) {
+    settings.kind = kind;
+    MethodComparison::Run run{name_of(settings), solve(c, flows, Solver::kArrow, settings, log)};
+    const bool converged = run.solution.outcome == Outcome::kOk;
+    if (converged && !comparison.runs.empty())
+      run.apart = distance(c, comparison.runs.front().solution.profile, run.solution.profile);
+    comparison.runs.push_back(std::move(run));
+    if (!converged) break;
+  }
+  return comparison;
+}
+
+}  // namespace column

@@ -1,0 +1,81 @@
+#include "apps/column/published.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <utility>
+
+namespace column {
+namespace {
+
+using What = Published::What;
+
+std::string label(const ColumnCase& c, const Published& p) {
+  switch (p.what) {
+    case What::kLiquidFraction:
+      return fmt::format("x of {} on stage {}", c.components[p.component], p.stage + 1);
+    case What::kDistillateRate:
+      return fmt::format("{} in the distillate", c.components[p.component]);
+    case What::kTemperature:
+      return fmt::format("{} of stage {}", c.model->scale().shown_as, p.stage + 1);
+    case What::kPasses:
+      return fmt::format("passes to {:g} {}", p.tolerance, c.model->scale().unit);
+    case What::kMinimumStages:
+      return "minimum stages";
+    case What::kMinimumReflux:
+      return fmt::format("minimum reflux (root to {} dec.)", p.root_decimals);
+  }
+  return {};
+}
+
+/// As a calculation by hand has it, which goes on with the root as printed.
+double reflux_at_rounded_root(const ColumnCase& c, const ShortcutResult& limits, int decimals) {
+  const double unit = std::pow(10.0, -decimals);
+  const double root = unit * std::round(limits.underwood_root / unit);
+  return underwood_reflux(*c.shortcut, total_feed(c), root);
+}
+
+std::optional<double> own_figure(const ColumnCase& c, const Solution& s,
+                                 const std::optional<ShortcutResult>& limits, const Published& p) {
+  switch (p.what) {
+    case What::kLiquidFraction:
+      return s.profile.liquid[p.component][p.stage];
+    case What::kDistillateRate: {
+      const double k = c.condenser == Condenser::kPartial ? s.profile.k[p.component][0] : 1.0;
+      return c.distillate * k * s.profile.liquid[p.component][0];
+    }
+    case What::kTemperature:
+      return c.model->scale().shown(s.profile.temperature[p.stage]);
+    case What::kPasses:
+      if (s.accelerated) return std::nullopt;
+      if (const int passes = s.passes_to(p.tolerance); passes > 0) return passes;
+      return std::nullopt;
+    case What::kMinimumStages:
+      return limits ? std::optional(limits->minimum_stages) : std::nullopt;
+    case What::kMinimumReflux:
+      return limits ? std::optional(reflux_at_rounded_root(c, *limits, p.root_decimals)) : std::nullopt;
+  }
+  return std::nullopt;
+}
+
+Comparison compare(std::string what, const Published& p, double own) {
+  Comparison row{std::move(what), fmt::format("{:.{}f}", p.value, p.decimals),
+                 fmt::format("{:.{}f}", own, p.decimals), 0};
+  const double printed_apart = std::fabs(std::stod(row.published) - std::stod(row.own));
+  row.units_apart = std::round(printed_apart * std::pow(10.0, p.decimals));
+  return row;
+}
+
+}  // namespace
+
+std::vector<Comparison> compare_with_published(const ColumnCase& c, const Solution& solution,
+                                               const std::optional<ShortcutResult>& limits) {
+  std::vector<Comparison> rows;
+  for (const Published& p : c.published) {
+    const std::optional<double> own = own_figure(c, solution, limits, p);
+    if (own) rows.push_back(compare(label(c, p), p, *own));
+  }
+  return rows;
+}
+
+}  // namespace column

@@ -1,0 +1,119 @@
+#include "apps/common/output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace apps {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string system_error() { return std::strerror(errno); }
+
+bool is_control(char ch) {
+  constexpr char kFirstPrintable = ' ', kDelete = 0x7F;
+  return (ch >= 0 && ch < kFirstPrintable) || ch == kDelete;
+}
+
+std::optional<std::string> write_to(const std::string& path, const std::string& text) {
+  errno = 0;
+  std::ofstream file(path, std::ios::binary | std::ios::app);
+  file << text;
+  file.close();
+  if (file) return std::nullopt;
+  return errno != 0 ? system_error() : "cannot be written";
+}
+
+/// Has the system bring a file, or the names in a folder, to the disk.
+bool synchronise(const fs::path& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const bool done = fsync(file) == 0;
+  const int why = errno;
+  close(file);
+  errno = why;
+  return done;
+}
+
+}  // namespace
+
+int complain(int code, std::string_view message) noexcept {
+  for (const char ch : message) std::fputc(is_control(ch) ? ' ' : ch, stderr);
+  std::fputc('\n', stderr);
+  return code;
+}
+
+std::string csv_field(const std::string& field) {
+  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+  std::string out = "\"";
+  for (const char ch : field) {
+    if (ch == '"') out += '"';
+    out += ch;
+  }
+  return out + '"';
+}
+
+bool has_control_characters(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), is_control);
+}
+
+Replacement::Replacement(const std::string& path, const std::string& ending) : target_(path), name_(path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  if (fs::exists(status)) {
+    if (access(path.c_str(), W_OK) != 0) obstacle_ = system_error();
+    if (fs::is_directory(status)) obstacle_ = std::strerror(EISDIR);
+    direct_ = !fs::is_regular_file(status);
+    if (!direct_) target_ = fs::canonical(path, error).string();  // through a link, not over it
+    if (error) obstacle_ = error.message();
+  }
+  if (!obstacle_ && !direct_) obstacle_ = create(ending);
+}
+
+std::optional<std::string> Replacement::create(const std::string& ending) {
+  constexpr mode_t kReadAndWriteForAll = 0666;  // less the process's mask
+  for (int serial = 0;; ++serial) {
+    name_ = fmt::format("{}.{}-{}{}", target_, getpid(), serial, ending);
+    // Not one that is there, not even as a link: somebody may have put it there on purpose.
+    const int file = open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadAndWriteForAll);
+    if (file < 0 && errno == EEXIST) continue;
+    if (file < 0) return system_error();
+    close(file);
+    made_ = true;
+    return std::nullopt;
+  }
+}
+
+Replacement::~Replacement() {
+  if (made_) unlink(name_.c_str());
+}
+
+std::optional<std::string> Replacement::put_in_place() {
+  if (direct_) return std::nullopt;
+  if (!synchronise(name_) || std::rename(name_.c_str(), target_.c_str()) != 0) return system_error();
+  made_ = false;
+  // The new name itself. Where a folder cannot be synchronised the name leads to either complete file.
+  const fs::path folder = fs::path(target_).parent_path();
+  synchronise(folder.empty() ? "." : folder);
+  return std::nullopt;
+}
+
+std::optional<std::string> obstacle_to_writing(const std::string& path) {
+  return Replacement(path, ".part").obstacle();
+}
+
+std::optional<std::string> write_whole_file(const std::string& path, const std::string& text) {
+  Replacement file(path, ".part");
+  if (file.obstacle()) return file.obstacle();
+  if (auto failure = write_to(file.name(), text)) return failure;
+  return file.put_in_place();
+}
+
+}  // namespace apps

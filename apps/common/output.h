@@ -1,0 +1,79 @@
+#pragma once
+
+// How the example hosts put text together and on disk.
+
+#include <fmt/format.h>
+
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace apps {
+
+/// Text that grows line by line.
+class Page {
+ public:
+  template <class... Args>
+  void add(fmt::format_string<Args...> format, Args&&... args) {
+    fmt::format_to(std::back_inserter(text_), format, std::forward<Args>(args)...);
+  }
+  std::string take() { return std::move(text_); }
+
+ private:
+  std::string text_;
+};
+
+/// Writes one line to the error stream, whatever stands in the message: control characters, which a name in a
+/// file may hold, come out as blanks. Throws nothing, so that a handler of exceptions may call it.
+/// @return `code`, for main() to return
+int complain(int code, std::string_view message) noexcept;
+
+/// A field of comma-separated text, in quotes where it needs them.
+std::string csv_field(const std::string& field);
+
+/// Whether a text has line ends or other control characters, which no name should.
+bool has_control_characters(std::string_view text);
+
+// Functions that write a file return what went wrong, and nothing on success.
+
+/// Tries, before the work, what write_whole_file() will need of `path`. Nothing is changed.
+std::optional<std::string> obstacle_to_writing(const std::string& path);
+
+/// Writes `text` beside `path`, has the system bring it to the disk, and renames it over, so that `path`
+/// holds the old text or the new one, never a part. What is not a regular file (a pipe, a device) is written
+/// directly.
+std::optional<std::string> write_whole_file(const std::string& path, const std::string& text);
+
+/// What `path` leads to, through symbolic links, and a new file beside it to be written first.
+class Replacement {
+ public:
+  /// Creates the file, which nobody else uses. Where that fails, or the target is no regular file, there is
+  /// none.
+  /// @param ending  of its name
+  Replacement(const std::string& path, const std::string& ending);
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+  /// Removes the file unless it is in place.
+  ~Replacement();
+
+  const std::optional<std::string>& obstacle() const { return obstacle_; }
+  /// Whether the target is a pipe or a device, to be written itself.
+  bool direct() const { return direct_; }
+  /// The new file, or the target that is to be written itself.
+  const std::string& name() const { return name_; }
+
+  /// Has the system bring the file to the disk, and renames it.
+  std::optional<std::string> put_in_place();
+
+ private:
+  std::optional<std::string> create(const std::string& ending);
+
+  std::string target_, name_;
+  bool direct_ = false;
+  bool made_ = false;  // the new file is there
+  std::optional<std::string> obstacle_;
+};
+
+}  // namespace apps

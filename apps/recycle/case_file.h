@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/common/toml_reader.h"
+#include "apps/recycle/flowsheet.h"
+
+namespace recycle {
+
+struct RecycleCase {
+  std::string title, source;
+  Flowsheet flowsheet;
+  std::vector<std::string> tears;  // if empty, they are to be found
+  double tolerance = 0;  // on the largest change of a torn rate in a pass, relative to the total feed
+  int max_passes = 1000;
+};
+
+/// Reads and checks a case. Every stream of what it returns leaves one unit or is a feed, and enters at most
+/// one unit; the tears cut every recycle. Throws apps::BadCase.
+/// @param name  of the file, for messages
+RecycleCase parse_case(const std::string& text, const std::string& name);
+RecycleCase read_case(const std::string& path);
+
+}  // namespace recycle

@@ -1,0 +1,192 @@
+#include "apps/recycle/report.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "apps/common/output.h"
+#include "apps/recycle/wording.h"
+
+namespace recycle {
+namespace {
+
+using apps::Page;
+
+const char* name_of(StepOutcome step) {
+  switch (step) {
+    case StepOutcome::kNone:
+      return "";
+    case StepOutcome::kRefused:
+      return "refused";
+    case StepOutcome::kTaken:
+      return "step";
+    case StepOutcome::kUndoneNegative:
+      return "undone: negative or not finite";
+    case StepOutcome::kUndoneWorse:
+      return "undone: worse";
+  }
+  return "";
+}
+
+std::string eigenvalue_text(const RunResult& run) {
+  return run.eigenvalue ? fmt::format("{:.5f}", *run.eigenvalue) : std::string("-");
+}
+
+/// A column of the stream table.
+struct Column {
+  std::string heading;
+  const Rates* rates;
+};
+using Columns = std::vector<Column>;
+
+Columns columns_of(const Stream& stream, const Rates& rates) {
+  Columns columns{{stream.name, &rates}};
+  if (!stream.published.empty()) columns.push_back({"published", &stream.published});
+  return columns;
+}
+
+/// A rate with four decimals; one that rounds to zero has no sign.
+std::string rate_text(double rate) {
+  std::string text = fmt::format("{:.4f}", rate);
+  return text == "-0.0000" ? text.substr(1) : text;
+}
+
+void add_table(Page& page, const Flowsheet& flowsheet, const Columns& columns) {
+  page.add("\n{:<12}", "");
+  for (const Column& c : columns) page.add(" {:>13}", c.heading);
+  page.add("\n");
+  for (std::size_t i = 0; i < flowsheet.components.size(); ++i) {
+    page.add("{:<12}", flowsheet.components[i]);
+    for (const Column& c : columns) page.add(" {:>13}", rate_text((*c.rates)[i]));
+    page.add("\n");
+  }
+  page.add("{:<12}", "total");
+  for (const Column& c : columns)
+    page.add(" {:>13}", rate_text(std::accumulate(c.rates->begin(), c.rates->end(), 0.0)));
+  page.add("\n");
+}
+
+/// Few enough columns side by side for a terminal; a stream and its published rates stay together.
+void add_streams(Page& page, const Flowsheet& flowsheet, const RunResult& run) {
+  constexpr std::size_t kColumns = 6;
+  Columns block;
+  for (std::size_t s = 0; s < run.streams.size(); ++s) {
+    const Columns next = columns_of(flowsheet.streams[s], run.streams[s]);
+    if (block.size() + next.size() > kColumns) {
+      add_table(page, flowsheet, block);
+      block.clear();
+    }
+    block.insert(block.end(), next.begin(), next.end());
+  }
+  add_table(page, flowsheet, block);
+}
+
+void add_published(Page& page, const Flowsheet& flowsheet, const RunResult& run) {
+  const char* title = "\nlargest difference from the published rates\n";
+  for (std::size_t s = 0; s < run.streams.size(); ++s) {
+    const Stream& stream = flowsheet.streams[s];
+    if (stream.published.empty()) continue;
+    page.add("{}  {:<12} {:.1e}\n", title, stream.name, distance_from_published(stream, run.streams[s]));
+    title = "";
+  }
+}
+
+template <class Name>
+std::string joined(const std::vector<int>& numbers, const char* between, Name name) {
+  std::vector<std::string> names;
+  names.reserve(numbers.size());
+  for (const int number : numbers) names.push_back(name(static_cast<std::size_t>(number)));
+  return fmt::format("{}", fmt::join(names, between));
+}
+
+}  // namespace
+
+std::string heading(const RecycleCase& c, const Plan& plan) {
+  const Flowsheet& sheet = c.flowsheet;
+  Page page;
+  page.add("{}\n", c.title);
+  if (!c.source.empty()) page.add("{}\n", c.source);
+  page.add("\nunits in order: {}\n",
+           joined(plan.order, ", ", [&](std::size_t u) { return sheet.units[u].name; }));
+  if (plan.tears.empty()) {
+    page.add("no recycle, so nothing is torn\n");
+  } else {
+    page.add("torn streams: {}\n",
+             joined(plan.tears, ", ", [&](std::size_t s) { return sheet.streams[s].name; }));
+  }
+  return page.take();
+}
+
+std::string pass_lines(const RunResult& run) {
+  Page page;
+  page.add("\n{:>5} {:>12}  step ({})\n", "pass", "change/feed", name_of(run.method));
+  int number = 0;
+  for (const PassRecord& pass : run.passes)
+    page.add("{:>5} {:>12.4e}  {}\n", ++number, pass.change, name_of(pass.step));
+  return page.take();
+}
+
+std::string report(const RecycleCase& c, const RunResult& run) {
+  Page page;
+  page.add("\nconverged in {}, {}; last change {:.1e} of the feed (tolerance {:g})\n",
+           counted(run.passes.size(), "pass"), counted(static_cast<std::size_t>(run.flashes), "flash"),
+           run.passes.back().change, c.tolerance);
+  if (run.method != Method::kDirect)
+    page.add("{}: {} accepted, {} refused, {} undone\n", name_of(run.method),
+             counted(static_cast<std::size_t>(run.accepted()), "step"), run.count(StepOutcome::kRefused),
+             run.undone());
+  page.add("estimated dominant eigenvalue of a pass: {}\n", eigenvalue_text(run));
+  add_streams(page, c.flowsheet, run);
+  add_published(page, c.flowsheet, run);
+  const Imbalance apart = overall_imbalance(c.flowsheet, run.streams);
+  page.add(
+      "\nfeeds and products differ by at most {:.1e} of the feed in a component ({}); their totals by "
+      "{:.1e}\n",
+      apart.worst, c.flowsheet.components[apart.component], apart.total);
+  return page.take();
+}
+
+std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs,
+                       const std::optional<Reference>& reference) {
+  const auto error_text = [&](const RunResult& run) {
+    return reference ? fmt::format("{:.1e}", largest_difference(c.flowsheet, reference->run, run)) : "-";
+  };
+  Page page;
+  page.add("\n{:<10} {:>7} {:>8} {:>9} {:>8} {:>7} {:>11} {:>12}\n", "method", "passes", "flashes",
+           "accepted", "refused", "undone", "eigenvalue", "error/feed");
+  for (const RunResult& run : runs)
+    page.add("{:<10} {:>7} {:>8} {:>9} {:>8} {:>7} {:>11} {:>12}{}\n", name_of(run.method), run.passes.size(),
+             run.flashes, run.accepted(), run.count(StepOutcome::kRefused), run.undone(),
+             eigenvalue_text(run), error_text(run), run.converged ? "" : "  not converged");
+  if (reference) {
+    page.add("error: the largest difference of a rate from a run by {} to a tolerance of {:g}\n",
+             name_of(reference->run.method), reference->tolerance);
+  } else {
+    page.add("error: not known, because no run to a smaller tolerance converges\n");
+  }
+  return page.take();
+}
+
+std::string history_csv(const std::vector<RunResult>& runs) {
+  Page page;
+  page.add("method,pass,change,step\n");
+  for (const RunResult& run : runs) {
+    int number = 0;
+    for (const PassRecord& pass : run.passes)
+      page.add("{},{},{},{}\n", name_of(run.method), ++number, pass.change,
+               apps::csv_field(name_of(pass.step)));
+  }
+  return page.take();
+}
+
+double distance_from_published(const Stream& stream, const Rates& rates) {
+  double top = 0;
+  for (std::size_t i = 0; i < rates.size(); ++i)
+    top = std::max(top, std::fabs(rates[i] - stream.published[i]));
+  return top;
+}
+
+}  // namespace recycle

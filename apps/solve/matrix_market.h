@@ -1,0 +1,46 @@
+#pragma once
+
+// Reads and writes Matrix Market files (Boisvert, Pozo and Remington, NISTIR 5935, 1996): sparse matrices in
+// the coordinate format, vectors in the array format.
+
+#include <string>
+#include <vector>
+
+namespace solve {
+
+/// A sparse matrix by coordinates, in the order of its file. Both halves of a symmetric one are there: an
+/// entry off the diagonal is followed by its mirror image.
+struct Matrix {
+  std::string name;  // of the file
+  int rows = 0, columns = 0;
+  bool has_values = true;        // false: the file holds a pattern
+  int size_line = 0;             // where the file tells its sizes
+  std::vector<int> row, column;  // from 1
+  std::vector<double> value;     // 1 in a pattern
+  std::vector<int> line;         // of each entry in the file
+};
+
+struct Vector {
+  std::string name;
+  int size_line = 0;
+  std::vector<double> value;
+};
+
+/// Of a coordinate file: real, integer or pattern; general, symmetric or skew-symmetric.
+/// @throws apps::BadCase
+Matrix parse_matrix(const std::string& text, const std::string& name);
+Matrix read_matrix(const std::string& path);
+
+/// Of an array file with one column: real or integer, general.
+/// @throws apps::BadCase
+Vector parse_vector(const std::string& text, const std::string& name);
+Vector read_vector(const std::string& path);
+
+/// An array file with one column, each number with as many digits as give it back.
+std::string vector_text(const std::vector<double>& value);
+
+/// The values of `other` in the order of the entries of `matrix`. Both are square.
+/// @throws apps::BadCase if their entries do not stand in the same places
+std::vector<double> values_in_order_of(const Matrix& matrix, const Matrix& other);
+
+}  // namespace solve

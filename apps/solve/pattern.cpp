@@ -1,0 +1,70 @@
+#include "apps/solve/pattern.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "apps/solve/output_files.h"
+#include "apps/solve/progress.h"
+#include "apps/solve/spy.h"
+
+namespace solve {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string caption(const Matrix& matrix, const std::string& numbered, const apps::Measures* measures) {
+  std::string text = fmt::format("{}: order {}, {} entries", numbered, matrix.rows, matrix.value.size());
+  if (measures) text += fmt::format(", bandwidth {}, profile {}", measures->bandwidth, measures->profile);
+  if (matrix.rows > kMostDotsAcross) text += fmt::format(", scaled down to {0} x {0}", kMostDotsAcross);
+  return text;
+}
+
+void make_folder(const std::string& folder) {
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) throw std::runtime_error(folder + ": " + error.message());
+}
+
+apps::Reordering reorder(const Matrix& matrix, apps::Goal goal) {
+  try {
+    return apps::reorder(matrix.rows, matrix.row, matrix.column, goal);
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(matrix.name + ": " + error.what());
+  }
+}
+
+/// @param paths  of the matrix as given, and of the reordered one if there is one
+void write_pictures(const Matrix& matrix, const std::optional<apps::Reordering>& reordering,
+                    const std::vector<std::string>& paths) {
+  write_file(paths[0],
+             spy_svg(matrix, {}, caption(matrix, "as given", reordering ? &reordering->before : nullptr)));
+  if (!reordering) return;
+  const std::string numbered = std::string("reordered for ") + apps::name_of(reordering->goal);
+  write_file(paths[1], spy_svg(matrix, reordering->numbering, caption(matrix, numbered, &reordering->after)));
+}
+
+}  // namespace
+
+std::vector<std::string> PatternOptions::pictures() const {
+  if (folder.empty()) return {};
+  std::vector<std::string> paths{(fs::path(folder) / "before.svg").string()};
+  if (goal) paths.push_back((fs::path(folder) / "after.svg").string());
+  return paths;
+}
+
+PatternFacts study_pattern(const Matrix& matrix, const PatternOptions& options) {
+  PatternFacts facts;
+  facts.pictures = options.pictures();
+  if (!facts.pictures.empty()) make_folder(options.folder);
+  for (const std::string& path : facts.pictures) check_writable(path);
+  if (options.goal) {
+    const Phase phase("reordering", facts.seconds);
+    facts.reordering = reorder(matrix, *options.goal);
+  }
+  if (!facts.pictures.empty()) write_pictures(matrix, facts.reordering, facts.pictures);
+  return facts;
+}
+
+}  // namespace solve

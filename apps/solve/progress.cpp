@@ -1,0 +1,41 @@
+#include "apps/solve/progress.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+namespace solve {
+namespace {
+
+constexpr std::chrono::milliseconds kInterval(500);
+
+}  // namespace
+
+Phase::Phase(std::string name, double& seconds) : name_(std::move(name)), seconds_(seconds) {
+  if (isatty(STDERR_FILENO)) ticker_ = std::thread([this] { tick(); });
+}
+
+Phase::~Phase() {
+  seconds_ += so_far();
+  if (!ticker_.joinable()) return;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    done_ = true;
+  }
+  ended_.notify_one();
+  ticker_.join();
+}
+
+void Phase::tick() {
+  bool shown = false;
+  std::unique_lock<std::mutex> lock(mutex_);
+  while (!ended_.wait_for(lock, kInterval, [this] { return done_; })) {
+    std::fprintf(stderr, "\r%s ... %.1f s", name_.c_str(), so_far());
+    std::fflush(stderr);
+    shown = true;
+  }
+  if (shown) std::fputs("\r\033[K", stderr);
+}
+
+}  // namespace solve

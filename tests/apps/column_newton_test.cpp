@@ -1,0 +1,257 @@
+// The column as one system: its Jacobian against differences, its answers against the bubble-point method's.
+
+#include <gtest/gtest.h>
+
+#include <cinttypes>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "apps/column/bubble_point.h"
+#include "apps/column/case_file.h"
+#include "apps/column/closure.h"
+#include "apps/column/newton.h"
+#include "apps/column/newton_jacobian.h"
+#include "apps/common/reordering.h"
+#include "tests/support/program.h"
+
+namespace column {
+namespace {
+
+ColumnCase shipped(const std::string& name) {
+  return read_case(std::string(COLUMN_CASES "/") + name + ".toml");
+}
+
+/// The shipped columns, and one with what they lack: a partial condenser, vapour drawn and pumped around,
+/// ties that cross, two of them between the same stages.
+std::vector<ColumnCase> columns() {
+  std::vector<ColumnCase> all;
+  for (const char* name : {"binary32", "butane-pentane", "measured", "aromatics-pumparound"})
+    all.push_back(shipped(name));
+  ColumnCase crowded = all.back();
+  crowded.title = "crowded";
+  crowded.condenser = Condenser::kPartial;
+  crowded.draws.push_back({22, Phase::kVapour, 3, 0});
+  crowded.ties.push_back({25, 3, Phase::kLiquid, 7, 0, 0});
+  crowded.ties.push_back({10, 23, Phase::kVapour, 5, 0, 0});
+  crowded.ties.push_back({10, 23, Phase::kVapour, 2, 0, 0});
+  all.push_back(crowded);
+  return all;
+}
+
+/// Some state between the stages' pure components, solved by nothing.
+std::vector<double> some_unknowns(const ColumnSystem& system, double first_temperature, double by_stage) {
+  std::vector<double> u(static_cast<std::size_t>(system.order()));
+  for (std::size_t i = 0; i < u.size(); ++i) u[i] = 0.1 + 0.05 * static_cast<double>(i % 7);
+  for (int j = 0; j < system.stages(); ++j)
+    u[static_cast<std::size_t>(system.temperature(j))] = first_temperature + by_stage * j;
+  return u;
+}
+
+TEST(Newton, JacobianHoldsTheDerivativesOfTheResiduals) {
+  const double kStep = 1e-4;
+  for (const ColumnCase& c : columns()) {
+    SCOPED_TRACE(c.title);
+    const InternalFlows flows = internal_flows(c);
+    const ColumnSystem system(c, flows);
+    const double start = c.model->scale().unit == std::string("deg R") ? 600 : 0;
+    std::vector<double> u = some_unknowns(system, start, 0.3);
+    const SparseEntries entries = system.jacobian(u);
+    std::set<std::pair<int, int>> places;
+    const auto n = static_cast<std::size_t>(system.order());
+    std::vector<std::vector<double>> by_column(n, std::vector<double>(n, 0.0));
+    for (int e = 0; e < entries.size(); ++e) {
+      const auto at = static_cast<std::size_t>(e);
+      EXPECT_TRUE(places.emplace(entries.rows[at], entries.columns[at]).second) << "given twice";
+      by_column.at(static_cast<std::size_t>(entries.columns[at] - 1))
+          .at(static_cast<std::size_t>(entries.rows[at] - 1)) = entries.values[at];
+    }
+    for (std::size_t column = 0; column < n; ++column) {
+      const double held = u[column];
+      u[column] = held + kStep;
+      const std::vector<double> above = system.residuals(u);
+      u[column] = held - kStep;
+      const std::vector<double> below = system.residuals(u);
+      u[column] = held;
+      for (std::size_t row = 0; row < n; ++row) {
+        const double slope = (above[row] - below[row]) / (2 * kStep);
+        ASSERT_NEAR(by_column[column][row], slope, 1e-7 * (1 + std::fabs(slope))) << row << ' ' << column;
+      }
+    }
+    const SparseEntries elsewhere = system.jacobian(some_unknowns(system, start + 5, -0.2));
+    EXPECT_EQ(elsewhere.rows, entries.rows);
+    EXPECT_EQ(elsewhere.columns, entries.columns);
+  }
+}
+
+TEST(Newton, ComesOutWhereTheBubblePointMethodDoes) {
+  for (const ColumnCase& c : columns()) {
+    SCOPED_TRACE(c.title);
+    const InternalFlows flows = internal_flows(c);
+    const Solution slow = solve(c, flows, Solver::kArrow);
+    ASSERT_EQ(slow.outcome, Outcome::kOk) << slow.complaint;
+    for (const StepMethod solver : {StepMethod::kMa48, StepMethod::kMa38}) {
+      SCOPED_TRACE(name_of(solver));
+      const NewtonSolution newton = solve_newton(c, flows, solver);
+      ASSERT_EQ(newton.outcome, Outcome::kOk) << newton.complaint;
+      EXPECT_LE(NewtonCheck{profile_difference(slow.profile, newton.profile)}.largest(), NewtonCheck::kLimit);
+      EXPECT_LE(newton.steps, 8);
+      EXPECT_EQ(newton.pivot_orders, 1);
+      const Closure closed = closure(c, flows, newton.profile);
+      EXPECT_LE(closed.worst(), 1e-12);
+      EXPECT_LE(closed.liquid_sum, 1e-12);
+      EXPECT_LE(closed.vapour_sum, 1e-12);
+    }
+  }
+}
+
+/// A cycle: an entry each on the diagonal and behind it.
+SparseEntries cycle(double diagonal, double other) {
+  constexpr int kOrder = 8;
+  SparseEntries entries;
+  for (int i = 1; i <= kOrder; ++i) {
+    entries.rows.insert(entries.rows.end(), {i, i});
+    entries.columns.insert(entries.columns.end(), {i, i % kOrder + 1});
+    entries.values.insert(entries.values.end(), {diagonal, other});
+  }
+  return entries;
+}
+
+TEST(StepSolver, ChoosesANewOrderWhereThePivotsFail) {
+  for (const StepMethod method : {StepMethod::kMa48, StepMethod::kMa38}) {
+    SCOPED_TRACE(name_of(method));
+    for (const double weak : {0.0, 1e-20}) {
+      SCOPED_TRACE(weak);
+      const auto solver = make_step_solver(method, cycle(4, 1), 8);
+      std::vector<double> x;
+      const int orders = method == StepMethod::kMa48 ? 1 : 2;  // whose class chooses anew by itself
+      const struct {
+        double diagonal, other;
+        int orders;
+      } steps[] = {{4, 1, 1}, {5, 2, 1}, {weak, 2, orders}, {weak, 3, orders}};
+      for (const auto& step : steps) {
+        const std::vector<double> b(8, step.diagonal + step.other);
+        ASSERT_TRUE(solver->solve(cycle(step.diagonal, step.other), b, x));
+        EXPECT_EQ(solver->orders(), step.orders) << step.diagonal << ' ' << step.other;
+        for (const double value : x) EXPECT_NEAR(value, 1, 1e-14);
+      }
+      EXPECT_FALSE(solver->solve(cycle(-1, 1), std::vector<double>(8, 1), x)) << "singular";
+    }
+  }
+}
+
+TEST(StepSolver, MultifrontalPivotsLieOnTheDiagonalUnlessItIsBelowHalf) {
+  // Column 1 has its shorter row off the diagonal, which would be the pivot by itself.
+  const auto longer_row = [](double diagonal, double other) {
+    return SparseEntries{{1, 2, 3, 1, 1, 2, 3},
+                         {1, 2, 3, 2, 3, 1, 2},
+                         {diagonal, diagonal, diagonal, other, other, other, other}};
+  };
+  const auto expect_pivots_to_stand = [](const SparseEntries& first, const SparseEntries& later, int order) {
+    const auto solver = make_step_solver(StepMethod::kMa38, first, order);
+    const std::vector<double> ones(static_cast<std::size_t>(order), 1);
+    std::vector<double> x;
+    ASSERT_TRUE(solver->solve(first, ones, x));
+    ASSERT_TRUE(solver->solve(later, ones, x));
+    EXPECT_EQ(solver->orders(), 1);
+  };
+  expect_pivots_to_stand(longer_row(1.5, 1), longer_row(1.5, 1e-20), 3);
+  expect_pivots_to_stand(cycle(0.3, 1), cycle(1e-20, 1), 8);
+}
+
+TEST(Newton, FarStartsAreDampedOrBroughtCloser) {
+  ColumnCase hot = shipped("aromatics-pumparound");
+  hot.start_temperature = 300;
+  const NewtonSolution damped = solve_newton(hot, internal_flows(hot));
+  ASSERT_EQ(damped.outcome, Outcome::kOk) << damped.complaint;
+  EXPECT_GT(damped.damped_steps, 0);
+
+  // Many stages, volatilities three decades apart: from the first start the steps lead nowhere.
+  ColumnCase wide;
+  wide.components = {"a", "b", "c"};
+  wide.model = std::make_shared<RelativeVolatility>(std::vector<double>{1000, 30, 1});
+  wide.stages = 40;
+  wide.reflux_ratio = 2;
+  wide.distillate = 1.4;
+  wide.feeds.push_back({20, {1, 1, 1}, 1, 0});
+  wide.tolerance = 1e-11;
+  wide.max_passes = 3000;
+  const InternalFlows flows = internal_flows(wide);
+  const NewtonSolution newton = solve_newton(wide, flows);
+  const Solution slow = solve(wide, flows, Solver::kArrow);
+  ASSERT_EQ(newton.outcome, Outcome::kOk) << newton.complaint;
+  ASSERT_EQ(slow.outcome, Outcome::kOk) << slow.complaint;
+  EXPECT_GT(newton.start_passes, damped.start_passes);
+  EXPECT_LE(NewtonCheck{profile_difference(slow.profile, newton.profile)}.largest(), NewtonCheck::kLimit);
+}
+
+TEST(Newton, SaysWhyItDidNotConverge) {
+  ColumnCase c = shipped("butane-pentane");
+  c.start_temperature = std::numeric_limits<double>::quiet_NaN();
+  NewtonSolution s = solve_newton(c, internal_flows(c));
+  EXPECT_EQ(s.outcome, Outcome::kNotFinite);
+  EXPECT_NE(s.complaint.find("in bubble-point pass 1: "), std::string::npos) << s.complaint;
+  c.start_temperature.reset();
+  c.tolerance = 0;  // no step is smaller
+  c.max_passes = 10;
+  s = solve_newton(c, internal_flows(c));
+  EXPECT_EQ(s.outcome, Outcome::kTooManyPasses);
+  EXPECT_NE(s.complaint.find("the largest change is still"), std::string::npos) << s.complaint;
+  c.pressure = 1e9;
+  EXPECT_EQ(solve_newton(c, internal_flows(c)).outcome, Outcome::kNoBubblePoint);
+}
+
+class NewtonProgram : public ProgramTest {
+ protected:
+  NewtonProgram() : ProgramTest(COLUMN_PROGRAM) {}
+
+  /// Each reordering is at least as good as the numbering by stages, by its own measure.
+  void expect_narrower_patterns() const {
+    const auto row = [this](const std::string& name) {
+      apps::Measures measures{-1, -1};
+      const std::size_t at = out_.find("\n  " + name);
+      if (at != out_.npos)
+        std::sscanf(out_.c_str() + at + 3 + name.size(), "%d %" SCNd64, &measures.bandwidth,
+                    &measures.profile);
+      return measures;
+    };
+    const apps::Measures by_stages = row("numbered by stages");
+    // 17 stages of 5 x and 1 T. From the second on each x is tied to its own one stage above, T to all of
+    // them.
+    EXPECT_EQ(by_stages.bandwidth, 11) << out_;
+    EXPECT_EQ(by_stages.profile, 5 + 16 * (5 * 6 + 11)) << out_;
+    EXPECT_GT(row("reordered for bandwidth").bandwidth, 0);
+    EXPECT_LE(row("reordered for bandwidth").bandwidth, by_stages.bandwidth);
+    EXPECT_GT(row("reordered for profile").profile, 0);
+    EXPECT_LE(row("reordered for profile").profile, by_stages.profile);
+  }
+};
+
+TEST_F(NewtonProgram, PrintsBothAnswersAndTheirAgreement) {
+  const std::string good = "'" COLUMN_CASES "/butane-pentane.toml' ";
+  EXPECT_EQ(run(good + "--method newton --csv " + in_folder("newton.csv")), 0) << err_;
+  EXPECT_TRUE(printed("converged in 89 passes") && printed("\nnewton: one system of 102 unknowns")) << out_;
+  EXPECT_TRUE(printed("\nnewton against bubble-point, largest relative difference: ")) << out_;
+  expect_narrower_patterns();
+  EXPECT_EQ(run(good + "--method bubble-point --csv " + in_folder("bubble.csv")), 0) << err_;
+  EXPECT_FALSE(printed("newton")) << out_;
+  EXPECT_NE(contents(folder_ / "newton.csv"), contents(folder_ / "bubble.csv"))
+      << "the file holds the answer of the method asked for";
+
+  EXPECT_EQ(run(good + "--method newton --tolerance 1e-3"), 4);
+  EXPECT_NE(err_.find("newton and bubble-point answers differ by "), std::string::npos) << err_;
+  EXPECT_EQ(run(good + "--method newton --solver ma38"), 0) << err_;
+  EXPECT_TRUE(printed(" entries in its matrix, solved by ma38\n")) << out_;
+  for (const std::string usage : {"--method secant", "--method newton --solver ma47", "--solver ma38"}) {
+    EXPECT_EQ(run(good + usage), 2);
+    EXPECT_NE(err_.find(usage == "--method secant" ? "--method" : "--solver"), std::string::npos) << err_;
+  }
+}
+
+}  // namespace
+}  // namespace column

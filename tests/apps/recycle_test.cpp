@@ -1,0 +1,361 @@
+// Flowsheets converged: Cavett's published answers, closed forms, and what must not change an answer.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <optional>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "apps/recycle/case_file.h"
+#include "apps/recycle/convergence.h"
+#include "apps/recycle/eigenvalue.h"
+#include "apps/recycle/k_values.h"
+#include "apps/recycle/report.h"
+#include "frame/debug_out.h"
+#include "host/corvid_host.h"
+
+namespace recycle {
+namespace {
+
+const Method kMethods[] = {Method::kDirect, Method::kDominant, Method::kMultiple};
+
+RecycleCase cavett() { return read_case(RECYCLE_CASES "/cavett.toml"); }
+
+RunResult run(const RecycleCase& c, Method method, double tolerance, int eigenvalues = 4,
+              const std::vector<std::string>& tears = {}) {
+  RunSettings settings;
+  settings.acceleration.method = method;
+  settings.acceleration.eigenvalues = eigenvalues;
+  settings.tolerance = tolerance;
+  settings.max_passes = c.max_passes;
+  return converge(c.flowsheet, make_plan(c.flowsheet, tears.empty() ? c.tears : tears), settings);
+}
+
+int passes(const RunResult& r) { return static_cast<int>(r.passes.size()); }
+
+Rates stream(const RecycleCase& c, const RunResult& r, const std::string& name) {
+  return r.streams.at(static_cast<std::size_t>(c.flowsheet.stream(name).value()));
+}
+
+double apart(const Rates& a, const Rates& b) {
+  double top = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) top = std::max(top, std::fabs(a[i] - b[i]));
+  return top;
+}
+
+TEST(Cavett, TakesThePublishedPasses) {
+  const RecycleCase c = cavett();
+  const struct {
+    double tolerance;
+    int passes;
+  } published[] = {{1e-4, 53}, {1e-6, 105}, {1e-8, 157}, {1e-10, 208}};
+  for (const auto& row : published)
+    EXPECT_NEAR(passes(run(c, Method::kDirect, row.tolerance)), row.passes, 2) << row.tolerance;
+  EXPECT_LE(passes(run(c, Method::kDominant, 1e-8)), 60);
+  for (const int eigenvalues : {2, 3, 4})
+    EXPECT_LE(passes(run(c, Method::kMultiple, 1e-8, eigenvalues)), 40) << eigenvalues;
+}
+
+TEST(Cavett, ComesOutAtThePublishedAnswersByEveryMethod) {
+  const RecycleCase c = cavett();
+  for (const Method method : kMethods) {
+    SCOPED_TRACE(name_of(method));
+    const RunResult r = run(c, method, 1e-8);
+    ASSERT_TRUE(r.converged) << r.complaint;
+    for (const auto& [name, bound] :
+         {std::pair{"P1", 1e-3}, {"P2", 1e-3}, {"R1", 0.03}, {"R2", 0.03}, {"R3", 0.03}}) {
+      const Stream& s = c.flowsheet.streams.at(static_cast<std::size_t>(c.flowsheet.stream(name).value()));
+      ASSERT_EQ(s.published.size(), 16u);
+      EXPECT_LE(distance_from_published(s, stream(c, r, name)), bound) << name;
+    }
+    ASSERT_TRUE(r.eigenvalue);
+    EXPECT_NEAR(*r.eigenvalue, 0.91474, 0.01 * 0.91474);
+    EXPECT_EQ(r.flashes, 4 * passes(r));
+    EXPECT_EQ(r.accepted() > 0, method != Method::kDirect);
+    EXPECT_LT(overall_imbalance(c.flowsheet, r.streams).worst, 1e-7);
+  }
+}
+
+RecycleCase with_feed_times(RecycleCase c, double factor) {
+  for (Stream& s : c.flowsheet.streams)
+    for (double& rate : s.rates) rate *= factor;
+  return c;
+}
+
+TEST(Cavett, AnswersDoNotDependOnMethodTearsOrFeed) {
+  const RecycleCase c = cavett(), tenfold = with_feed_times(c, 10);
+  const double allowed = 1e-6 * c.flowsheet.total_feed();
+  const RunResult reference = run(c, Method::kDirect, 1e-12);
+  for (const Method method : kMethods) {
+    SCOPED_TRACE(name_of(method));
+    std::vector<RunResult> others;
+    for (const std::vector<std::string>& tears : std::vector<std::vector<std::string>>{
+             {"Z1", "R3"}, {"R1", "R2", "R3"}, {"Z1", "Z2"}, {"S1", "S2", "S3"}})
+      others.push_back(run(c, method, 1e-12, 4, tears));
+    others.push_back(run(tenfold, method, 1e-12));
+    for (Rates& rates : others.back().streams)
+      for (double& rate : rates) rate /= 10;
+    for (const RunResult& other : others) {
+      ASSERT_TRUE(other.converged) << other.complaint;
+      for (const char* name : {"P1", "P2", "R1", "R2", "R3", "Z1"})
+        EXPECT_LE(apart(stream(c, other, name), stream(c, reference, name)), allowed) << name;
+    }
+  }
+}
+
+TEST(Cavett, FindsATearSetThatCutsEachRecycleOnce) {
+  RecycleCase c = cavett();
+  const Plan found = make_plan(c.flowsheet, {});
+  EXPECT_EQ(found.tears.size(), 2u);
+  c.tears.clear();
+  EXPECT_NEAR(passes(run(c, Method::kDirect, 1e-8)), 157, 6);  // {Z1, Z2}, which cuts one twice, takes 240
+}
+
+/// One mixer, one splitter that returns `returned` of each component.
+RecycleCase loop(const std::vector<double>& feed, const std::vector<double>& returned) {
+  const auto list = [](const std::vector<double>& values) {
+    std::string out;
+    for (const double value : values) out += (out.empty() ? "[" : ", ") + std::to_string(value);
+    return out + "]\n";
+  };
+  std::string text = "title = \"loop\"\n";
+  for (std::size_t i = 0; i < feed.size(); ++i)
+    text += "[[component]]\nname = \"" + std::to_string(i) + "\"\n";
+  text += "[[feed]]\nstream = \"F\"\nrates = " + list(feed) + R"(
+[[unit]]
+name = "mix"
+kind = "mixer"
+inlets = ["F", "R"]
+outlet = "Z"
+[[unit]]
+name = "split"
+kind = "component-splitter"
+inlet = "Z"
+outlets = ["R", "P"]
+recoveries = )" +
+          list(returned) + "[solver]\ntolerance = 1e-10\ntears = [\"Z\"]\n";
+  return parse_case(text, "loop");
+}
+
+TEST(Loop, ConvergesToTheClosedForm) {
+  const std::vector<double> feed{5, 3, 2}, returned{0.95, 0.6, 0.2};
+  const RecycleCase c = loop(feed, returned);
+  for (const Method method : kMethods) {
+    SCOPED_TRACE(name_of(method));
+    const RunResult r = run(c, method, 1e-12);
+    ASSERT_TRUE(r.converged);
+    const Rates z = stream(c, r, "Z");
+    for (std::size_t i = 0; i < z.size(); ++i) EXPECT_NEAR(z[i], feed[i] / (1 - returned[i]), 1e-9);
+    EXPECT_NEAR(r.eigenvalue.value(), 0.95, 1e-3);
+  }
+}
+
+TEST(Loop, ATornStreamIsSeenAsGuessedEvenBehindItsSource) {
+  const RecycleCase c = loop({5, 3}, {0.9, 0.5});
+  const RunResult once = run(c, Method::kDirect, 1e-9), twice = run(c, Method::kDirect, 1e-9, 4, {"Z", "R"});
+  EXPECT_NEAR(passes(twice), 2 * passes(once), 3);  // each turn of the loop now takes two passes
+  EXPECT_NEAR(twice.eigenvalue.value(), std::sqrt(0.9), 1e-3);
+}
+
+TEST(Loop, UndoesStepsIntoNegativeRates) {
+  // Component 1 is not fed and dies out fast; component 0 makes every long step carry it below zero.
+  RecycleCase c = loop({1, 0}, {0.95, 0.5});
+  c.flowsheet.streams.at(static_cast<std::size_t>(c.flowsheet.stream("Z").value())).start = {1, 1e-3};
+  const RunResult r = run(c, Method::kDominant, 1e-10);
+  EXPECT_GT(r.count(StepOutcome::kUndoneNegative), 0);
+  ASSERT_TRUE(r.converged) << r.complaint;
+  EXPECT_NEAR(stream(c, r, "Z")[0], 20, 1e-7);
+  EXPECT_GE(stream(c, r, "Z")[1], 0);
+}
+
+TEST(Loop, SaysThatAComponentWithoutAWayOutDoesNotSettle) {
+  RecycleCase c = loop({1, 1}, {1, 0.5});
+  c.max_passes = 60;
+  for (const Method method : kMethods) {
+    SCOPED_TRACE(name_of(method));
+    const RunResult r = run(c, method, 1e-10);
+    EXPECT_FALSE(r.converged);
+    EXPECT_NE(r.complaint.find("not below 1"), std::string::npos) << r.complaint;
+    // The sum of all steps of a drift is infinite; the multiple accelerator goes there.
+    if (method == Method::kMultiple) {
+      EXPECT_GT(r.count(StepOutcome::kUndoneNegative), 0);
+    }
+    for (const Rates& rates : r.streams)
+      for (const double rate : rates) EXPECT_TRUE(std::isfinite(rate));
+  }
+}
+
+TEST(Forecast, WaitsUntilTheEigenvalueIsSettled) {
+  const std::string words = "direct substitution takes some ";
+  for (const std::vector<std::string>& tears : std::vector<std::vector<std::string>>{
+           {"Z1", "R3"}, {"Z1", "Z2"}, {"R1", "R2", "R3"}, {"S1", "S2", "S3"}}) {
+    RecycleCase c = cavett();
+    const int truth = passes(run(c, Method::kDirect, 1e-8, 4, tears));
+    int forecasts = 0;
+    for (c.max_passes = 1; c.max_passes < 60; ++c.max_passes) {
+      const std::string said = run(c, Method::kDirect, 1e-8, 4, tears).complaint;
+      const std::size_t at = said.find(words);
+      EXPECT_EQ(said.rfind(c.max_passes == 1 ? "after 1 pass the" : "after ", 0), 0u) << said;
+      if (at == std::string::npos) continue;
+      ++forecasts;
+      EXPECT_NEAR(c.max_passes + std::stoi(said.substr(at + words.size())), truth, 0.08 * truth) << said;
+    }
+    EXPECT_GT(forecasts, 30) << tears[0] << tears[1];
+  }
+}
+
+TEST(Comparison, MeasuresFromARunToASmallerTolerance) {
+  const RecycleCase c = cavett();
+  const Plan plan = make_plan(c.flowsheet, c.tears);
+  RunSettings settings;
+  std::vector<RunResult> runs;
+  for (const Method method : kMethods) runs.push_back(run(c, method, settings.tolerance));
+  const std::optional<Reference> reference = find_reference(c.flowsheet, plan, settings, runs);
+  ASSERT_TRUE(reference);
+  EXPECT_EQ(reference->run.method, Method::kMultiple) << "the fastest";
+  const RunResult truth = run(c, Method::kDirect, 1e-14);
+  for (const RunResult& each : runs) {
+    const double error = largest_difference(c.flowsheet, truth, each);
+    EXPECT_GT(error, settings.tolerance);
+    EXPECT_NEAR(largest_difference(c.flowsheet, reference->run, each), error, 0.01 * error);
+  }
+  EXPECT_EQ(comparison(c, runs, reference).find("0.0e+00"), std::string::npos);
+  for (RunResult& each : runs) each.converged = false;
+  EXPECT_FALSE(find_reference(c.flowsheet, plan, settings, runs));
+  EXPECT_NE(comparison(c, runs, std::nullopt).find("error: not known"), std::string::npos);
+}
+
+TEST(Report, KeepsAStreamBesideItsPublishedRates) {
+  const RecycleCase c = cavett();
+  const std::string text = report(c, run(c, Method::kMultiple, 1e-8));
+  int published = 0;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("published") == std::string::npos || line[0] != ' ') continue;
+    std::istringstream words(line);
+    std::string before;
+    int columns = 0;
+    for (std::string word; words >> word; before = word, ++columns)
+      if (word == "published") {
+        ++published;
+        EXPECT_TRUE(!before.empty() && before[0] != 'p') << line;
+      }
+    EXPECT_LE(columns, 6) << line;
+  }
+  EXPECT_EQ(published, 5) << text;
+}
+
+TEST(Report, NamesTheComponentAndTheTotalsThatDiffer) {
+  RecycleCase c = loop({5, -0.0, 2}, {0, 0, 0});
+  RunResult r = run(c, Method::kDirect, 1e-10, 4, {"Z"});
+  EXPECT_EQ(report(c, r).find("-0.0"), std::string::npos) << report(c, r);
+  r.streams.at(static_cast<std::size_t>(c.flowsheet.stream("P").value())) = {4.93, 0, 2.21};
+  EXPECT_NE(report(c, r).find("at most 3.0e-02 of the feed in a component (2); their totals by 2.0e-02"),
+            std::string::npos)
+      << report(c, r);
+  EXPECT_FALSE(overall_imbalance(c.flowsheet, r.streams).is_within(0.0299));
+  r.streams.back()[1] = std::nan("");
+  EXPECT_FALSE(overall_imbalance(c.flowsheet, r.streams).is_within(1e300));
+}
+
+TEST(Memory, ARefusalEndsTheRunAndLeavesNothing) {
+  const RecycleCase c = read_case(RECYCLE_CASES "/purge-loop.toml");
+  const Plan plan = make_plan(c.flowsheet, c.tears);
+  RunSettings settings;
+  DebugOut log("unused", 0, 0);  // not open: its lines are made all the same
+  const auto run_with_log = [&](Method method) {
+    settings.acceleration.method = method;
+    settings.acceleration.log = &log;
+    return converge(c.flowsheet, plan, settings);
+  };
+  for (const Method method : {Method::kDominant, Method::kMultiple}) {
+    SCOPED_TRACE(name_of(method));
+    const RunResult whole = run_with_log(method);
+    const std::int64_t before = corvid_host::LiveBlocks();
+    bool refused = true;
+    for (int n = 1; refused; n = n < 200 ? n + 1 : n * 9 / 8) {  // behind the first lines all are alike
+      const std::int64_t refusals = corvid_host::RefusedAllocations();
+      corvid_host::FailAllocation(n);
+      std::optional<RunResult> got;
+      try {
+        got = run_with_log(method);
+      } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "memory ran out for the accelerator or its log");
+      }
+      corvid_host::StopFailing();
+      refused = corvid_host::RefusedAllocations() != refusals;
+      EXPECT_EQ(corvid_host::LiveBlocks(), before) << n;
+      ASSERT_TRUE(n > 1 || refused);
+      ASSERT_EQ(got.has_value(), !refused) << n;
+      if (got) {
+        EXPECT_EQ(got->streams, whole.streams);
+      }
+    }
+  }
+}
+
+TEST(Undo, GoesOnFromBeforeAStepThatMadeItWorse) {
+  const RecycleCase c = cavett();
+  const RunResult r = run(c, Method::kDominant, 1e-8, 4, {"Z1", "Z2"});
+  ASSERT_TRUE(r.converged);
+  ASSERT_GT(r.count(StepOutcome::kUndoneWorse), 0);
+  EXPECT_EQ(r.accepted() + r.count(StepOutcome::kUndoneWorse), r.count(StepOutcome::kTaken));
+  for (std::size_t p = 1; p + 1 < r.passes.size(); ++p) {
+    const double before = r.passes[p - 1].change;
+    if (r.passes[p - 1].step != StepOutcome::kTaken) continue;
+    EXPECT_EQ(r.passes[p].step == StepOutcome::kUndoneWorse, r.passes[p].change > kTolerableGrowth * before);
+    if (r.passes[p].step == StepOutcome::kUndoneWorse) {
+      EXPECT_LT(r.passes[p + 1].change, 1.25 * before);
+      EXPECT_EQ(r.passes[p + 1].step, StepOutcome::kNone) << "the accelerator has one difference again";
+    }
+  }
+}
+
+TEST(Eigenvalue, IsThatOfTheLinearMapWhateverTheGuesses) {
+  const struct {
+    std::vector<std::vector<double>> a;
+    double magnitude;
+  } rows[] = {
+      {{{0.9, 0, 0}, {0, 0.5, 0}, {0, 0, 0.1}}, 0.9},
+      {{{-0.8, 0.3, 0}, {0, 0.7, 1}, {0, 0, 0.2}}, 0.8},
+      {{{0.6, -0.6, 0}, {0.6, 0.6, 0}, {0, 0, 0.5}}, 0.6 * std::sqrt(2.0)},  // a complex pair
+      {{{1.2, 0, 0}, {0, 0.4, 0}, {0, 0, 0.3}}, 1.2},
+  };
+  std::mt19937 random(6);
+  std::uniform_real_distribution<double> number(-1, 1);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.magnitude);
+    EigenvalueEstimate estimate;
+    EXPECT_FALSE(estimate.magnitude());
+    for (int pass = 0; pass < 5; ++pass) {
+      std::vector<double> guess{number(random), number(random), number(random)}, outcome{1, 2, 3};
+      for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t j = 0; j < 3; ++j) outcome[i] += row.a[i][j] * guess[j];
+      estimate.note(guess, outcome);
+    }
+    EXPECT_NEAR(estimate.magnitude().value(), row.magnitude, 1e-6);
+  }
+}
+
+TEST(KValues, ComeFromWilsonsForm) {
+  // By Wilson's form K is Pc/P at Tc, and about 1 at 0.7 Tc and 10^-(1 + omega) Pc.
+  const Wilson w{500, 40, 0.3};
+  EXPECT_DOUBLE_EQ(w.k(500, 8), 5);
+  EXPECT_NEAR(w.k(350, 40 * std::pow(10, -1.3)), 1, 2e-3);
+  const RecycleCase c = read_case(RECYCLE_CASES "/purge-loop.toml");
+  const RunResult r = run(c, Method::kMultiple, 1e-11);
+  ASSERT_TRUE(r.converged);
+  const Rates v = stream(c, r, "D"), l = stream(c, r, "B"), f = stream(c, r, "F");
+  const double ratio = std::accumulate(l.begin(), l.end(), 0.0) / std::accumulate(v.begin(), v.end(), 0.0);
+  EXPECT_NEAR(v[2] / l[2] * ratio, Wilson({425.12, 37.96, 0.200}).k(320, 8), 1e-12);
+  EXPECT_NEAR(0.1 * v[0], f[0], 1e-8) << "all methane leaves by the purge";
+}
+
+}  // namespace
+}  // namespace recycle
