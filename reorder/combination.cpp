@@ -13,8 +13,10 @@
 #include "reorder/combination.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
+#include "frame/clamp.h"
 #include "reorder/sorts.h"
 
 namespace corvidnum {
@@ -101,7 +103,7 @@ GpsStatus walk_component(const GpsGraph& graph, OneBased<int> levels1, OneBased<
 GpsStatus gps_transition(const WorkPlan& plan, int n, int available, PseudoDiameter& diameter,
                          bool& reversed1) {
   if (3 * std::int64_t{available} > plan.length()) return broken(kColumnsTooLong);
-  if (available < n) return {kColumnsTooShort, clamped_to_int(3 * (std::int64_t{n} - available))};
+  if (available < n) return {kColumnsTooShort, clamped(3 * (std::int64_t{n} - available))};
   const Columns columns = plan.columns(available);
   const int node_count = diameter.node_count, depth = diameter.depth;
   const int old_forward = diameter.forward, old_best = diameter.best_backward;

@@ -14,6 +14,7 @@
 #include <climits>
 #include <cstdint>
 
+#include "frame/clamp.h"
 #include "frame/module.h"
 #include "reorder/combination.h"
 #include "reorder/gps_graph.h"
@@ -64,9 +65,9 @@ class Reordering {
 
   bool plausible(int node) const;
   int root_of_next_component();
-  void need(std::int64_t elements) { status_.space = std::max(status_.space, clamped_to_int(elements)); }
+  void need(std::int64_t elements) { status_.space = std::max(status_.space, clamped(elements)); }
   bool fail(int error, std::int64_t space = kNoFigure) {
-    status_ = {error, clamped_to_int(space)};
+    status_ = {error, clamped(space)};
     return false;
   }
   bool passed(const GpsStatus& step) { return step.error == kGpsOk || fail(step.error, step.space); }
@@ -146,7 +147,7 @@ bool Reordering::number_component() {
   const int root = root_of_next_component();
   if (root == 0) return fail(kNoRootLeft);
   const std::int64_t next = next_number_, n = n_;
-  const int available = clamped_to_int((work_length_ - next + 1) / 3);
+  const int available = clamped((work_length_ - next + 1) / 3);
   const int nodes_left = n_ - next_number_ + 1;
   need(next + 3 * n - 1);
   if (available < n_) return fail(kTooShortForLevels);
@@ -274,8 +275,8 @@ int gpskca(const int* n, int* degree, const int* rowStart, const int* connect, c
   Reordering reordering(graph, {work, std::max(*workLength, 0)}, *workLength, {permutation, nodes},
                         *optimizeProfile != 0);
   const Measure chosen = reordering.run();
-  *bandwidth = clamped_to_int(chosen.bandwidth);
-  *profile = clamped_to_int(chosen.profile);
+  *bandwidth = clamped(chosen.bandwidth);
+  *profile = clamped(chosen.profile);
   *errorCode = reordering.status().error;
   *space = reordering.status().space;
   return 0;

@@ -13,8 +13,10 @@
 #include "reorder/level_structures.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
+#include "frame/clamp.h"
 #include "reorder/sorts.h"
 
 namespace corvidnum {
@@ -95,7 +97,7 @@ void LevelWalk::take_marks_back() const {
 
 int LevelWalk::missing_space(int expected_nodes) const {
   const std::int64_t missing_nodes = std::int64_t{expected_nodes} - node_count + 1;
-  return clamped_to_int(3 * (missing_nodes * depth / expected_nodes + missing_nodes));
+  return clamped(3 * (missing_nodes * depth / expected_nodes + missing_nodes));
 }
 
 /// Sorts the nodes of the last level, the candidates for the other end, in place by increasing degree.

@@ -1,7 +1,8 @@
 #pragma once
 
-// The numbering of one component, level by level of its combined level structure. Both routines leave the
-// degrees of the numbered nodes negative.
+// The numbering of one component, level by level of its combined level structure: by increasing degree for a
+// small bandwidth, by King's rule for a small profile. Both routines make the degrees of the nodes that they
+// number negative.
 
 #include "reorder/gps_graph.h"
 
@@ -23,24 +24,23 @@ struct PackedLevels {
 
 /// Numbers a component by the Gibbs-Poole-Stockmeyer rule: the unnumbered neighbours of each numbered node,
 /// in the order of the numbering, by increasing degree.
-/// @param queue      [node_count or more] out: in the first `node_count` elements the nodes in their new
-/// order.
-///                   The order begins at whichever of `start_node` and `end_node` has the smaller degree, the
-///                   start node if they are equal. The elements behind are scratch: they tell how the
-///                   numbering of an unsymmetric graph fails; where they do not suffice, the error is
-///                   kLevelCount
+/// @param queue      [node_count or more] out: the first `node_count` elements are the nodes in their new
+///                   order, which begins at whichever of `start_node` and `end_node` has the smaller degree,
+///                   the start node if they are equal. The elements behind are scratch, which only a graph
+///                   that is not symmetric uses: more of them let its numbering go on until it meets a more
+///                   telling error; where they do not suffice, the error is kLevelCount
 /// @param node_count number of nodes of the component
 /// @param reverse_numbering true: the order runs up if it begins at the start node, down if it begins at the
 ///                          end node; false: the other way round
-/// @return the error code, 51 to 56; its space is -1
+/// @return kGpsOk or an error code, 51 to 56; the space that belongs to it is -1
 int gps_number_bandwidth(const GpsGraph& graph, OneBased<int> queue, int node_count, int start_node,
                          int end_node, bool reverse_numbering, const PackedLevels& levels);
 
-/// Numbers a component by the Gibbs-King rule: of the queued nodes of a level, the one comes next that adds
-/// the fewest nodes of the next level to the wavefront.
-/// @param work        the whole work array, which contains `levels`; the part from `next_number` up to the
-///                    list of the levels is scratch
-/// @param list_base   position right below the list of the levels, which is overwritten
+/// Numbers a component by King's rule, level by level: the next number goes to the node of the level that
+/// adds the fewest nodes of the next level to the wavefront.
+/// @param work        the whole work array, which contains `levels`; its part from `next_number` up to the
+///                    list of the levels holds the new order on return, and scratch behind it
+/// @param list_base   position in `work` right below the list of the levels; the list is overwritten
 /// @param next_number in: position in `work` of the component's first node; out: one past its last
 /// @param node_count  number of nodes of the component
 /// @param status      in: the space needed so far; out: the error code. The space becomes the larger of the

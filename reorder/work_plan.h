@@ -17,19 +17,10 @@
 // grows.
 
 #include <cstddef>
-#include <cstdint>
-#include <limits>
 
 #include "frame/one_based.h"
 
 namespace corvidnum {
-
-/// Returns the value, or the nearest int if it is out of range.
-inline int clamped_to_int(std::int64_t value) {
-  if (value > std::numeric_limits<int>::max()) return std::numeric_limits<int>::max();
-  if (value < std::numeric_limits<int>::min()) return std::numeric_limits<int>::min();
-  return static_cast<int>(value);
-}
 
 /// A rooted level structure in a column of the search: the nodes from the front, in order of discovery, and
 /// the starts of the levels from the back. Level k starts at node(level_start(k)), and level_start(k) is
@@ -108,8 +99,8 @@ class WorkPlan {
   OneBased<int> level_list(int depth, int node_count) const {
     return work_.part(level_list_at(depth, node_count), node_count);
   }
-  /// From the component's first number up to the list of its levels; depth + next - 1 elements or more behind
-  /// the order itself.
+  /// Returns the places from the component's first number up to the list of its levels: those of the order
+  /// itself and depth + next - 1 or more behind it.
   OneBased<int> queue(int depth, int node_count) const {
     return work_.part(next_, level_list_at(depth, node_count) - next_);
   }
