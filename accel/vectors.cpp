@@ -1,3 +1,14 @@
+// Fused level 1 operations. Each kernel reads its vectors once and keeps the order of the roundings:
+// element-wise results are rounded as by the separate operations, and inner products add as corvidnum::dot
+// does,
+//
+//   parts[j] = sum of x[i] * y[i] over i = 4k + j, the last n mod 4 elements all in parts[0]
+//   x . y    = (parts[0] + parts[1]) + (parts[2] + parts[3])
+//
+// so that four products at a time fill one vector register without a change of the result. Every public
+// function runs its kernel in one of two versions, for AVX2 and for any processor of the target (see run); as
+// products and sums are never contracted to fused multiply-adds, both give the same bits.
+
 #include "accel/vectors.h"
 
 #include <cstddef>
@@ -8,8 +19,9 @@
 namespace corvidnum {
 namespace {
 
-// Each kernel is compiled twice for processors that may have wide registers: these halve the time, and change
-// no result.
+// run<kernel> calls the kernel, on x86-64 in the version compiled for AVX2 if the processor has it: registers
+// of four doubles halve the time. The kernels are always inlined, so that each version is compiled for its
+// target.
 #define CORVIDNUM_INLINED __attribute__((always_inline)) inline
 #if defined(__x86_64__)
 template <auto kernel, class... Args>
@@ -27,22 +39,24 @@ auto run(Args... args) {
 }
 #endif
 
-/// Four neighbours of a vector, which the processor works on side by side.
+/// Four consecutive elements of a vector, in one register.
 using Four = double __attribute__((vector_size(4 * sizeof(double))));
 
-// A vector may begin anywhere, while a Four is aligned as a whole: hence the copies, which are plain loads
-// and stores. A Four is never passed or returned by value: how, would depend on the processor.
+// A vector of the host need not be aligned as a Four is, so elements are copied by memcpy, which compiles to
+// an unaligned load or store. A Four is never passed or returned by value, because the calling convention for
+// it depends on whether AVX is enabled.
 CORVIDNUM_INLINED void load(const double* from, Four& to) { std::memcpy(&to, from, sizeof to); }
 CORVIDNUM_INLINED void store(const Four& from, double* to) { std::memcpy(to, &from, sizeof from); }
 
-/// A sum of products in the order of corvidnum::dot: four sums take turns, and those of the last one to three
-/// elements go to the first.
+/// An inner product in the order of corvidnum::dot: four partial sums, the first of which also gets the last
+/// one to three elements.
 struct Sum {
   Four parts = {0.0, 0.0, 0.0, 0.0};
 
   double total() const { return (parts[0] + parts[1]) + (parts[2] + parts[3]); }
 };
 
+/// Returns the inner products of x with the first `count` of `others`.
 template <int count>
 CORVIDNUM_INLINED Products dot_with(int n, const double* x, const double* const* others) {
   const double* y[count];
@@ -115,6 +129,8 @@ CORVIDNUM_INLINED Products dots_kernel(int n, const double* x, const double* con
   }
 }
 
+/// to := (anew ? 0 : to) + the first `count` terms factors[k] * others[k], added in this order. With `anew`
+/// the first term is stored, not added to 0.
 template <int count>
 CORVIDNUM_INLINED void sum_of(int n, const double* factors, const double* const* others, bool anew,
                               double* to) {
@@ -146,6 +162,7 @@ CORVIDNUM_INLINED void sum_kernel(int n, const double* factors, const double* co
   }
 }
 
+/// The kernel of compare_projections.
 template <bool replaceOld>
 CORVIDNUM_INLINED ProjectionSquares compare(int n, double* oldProject, const double* difference,
                                             const double* newProject, double* work) {
@@ -220,7 +237,7 @@ ProjectionSquares compare_projections(int n, double* oldProject, const double* d
 bool squares_stay_below(int n, const double* x, double limit) {
   double sum = 0.0;
   if (!(sum < limit)) return false;
-  // The sum never falls: once it is not below, the answer is known.
+  // The sum never decreases: once it has reached the limit, or is NaN, it stays there.
   for (int i = 0; i < n; ++i) {
     sum += x[i] * x[i];
     if (!(sum < limit)) return false;

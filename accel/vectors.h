@@ -43,8 +43,9 @@ struct Moments {
 /// Returns x . x, x . y and y . y.
 Moments moments(int n, const double* x, const double* y);
 
-/// The inner products of one vector with up to kDotsAtOnce others.
+/// The most inner products that dot_with_each computes.
 constexpr int kDotsAtOnce = 5;
+/// The inner products of one vector with up to kDotsAtOnce others.
 struct Products {
   double with[kDotsAtOnce];
 };
@@ -52,10 +53,11 @@ struct Products {
 /// @param count 1 .. kDotsAtOnce
 Products dot_with_each(int n, const double* x, const double* const* y, int count);
 
+/// The most terms that sum_multiples takes.
+constexpr int kTermsAtOnce = 4;
 /// to := factors[0] * y[0] + ... + factors[count-1] * y[count-1], added in this order.
 /// @param count 1 .. kTermsAtOnce
 /// @param anew  false: the terms are added to the contents of `to`
-constexpr int kTermsAtOnce = 4;
 void sum_multiples(int n, const double* factors, const double* const* y, int count, bool anew, double* to);
 
 /// The squared Euclidean norms that CheckProjectedPoint compares.

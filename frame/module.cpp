@@ -1,3 +1,16 @@
+// Keeps the record of the loaded library and sends the notifications.
+//
+//   load of the library     on_load:       process attach; the loading thread counts as attached
+//   first entry of a thread attach_thread: thread attach, then the host's floating-point control word
+//   end of such a thread    detach_thread: thread detach, from the destructor of a pthread key
+//   unload of the library   on_unload:     process detach
+//
+// Always true:
+//  1. theModule is set if and only if its attach count is above 0, but for a record refused by the allocator;
+//  2. the record and its hook are only used under record_mutex;
+//  3. no function of the loader and no function of the host but the hook and Corvid_delete is called under
+//     record_mutex: the thread that holds the loader's lock may be waiting for ours.
+
 #include "frame/module.h"
 
 #include <dlfcn.h>
@@ -13,14 +26,14 @@ __thread bool thread_is_attached __attribute__((tls_model("initial-exec"))) = fa
 
 namespace {
 
-/// Copies what fits, ended by zero.
+/// Copies as much of a text as fits into `capacity` bytes with an ending zero.
 void copy_cut(char* target, const char* source, size_t capacity) {
   const size_t length = strnlen(source, capacity - 1);
   memcpy(target, source, length);
   target[length] = '\0';
 }
 
-/// Fills `path` with the absolute path of the library's file; empty if it cannot be told.
+/// Writes the absolute path of the library's file to `path`, or an empty text if the loader does not know it.
 void find_module_path(char* path, size_t capacity) {
   Dl_info info;
   path[0] = '\0';
@@ -52,13 +65,14 @@ void ShowModuleSplash() { ShowSplashScreen(1, 0); }
 
 namespace {
 
-// The record and its hook are used under this mutex: a thread may attach or end while the process ends.
-// Nothing is called under it but the hook and, when the last detach frees the record, Corvid_delete. The
-// loader in particular is not: a plug-in that the loader initialises, with its own lock held, may enter the
-// library.
-pthread_mutex_t record_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;  // a hook may enter the library
+// Guards the record and its hook, because a thread may attach or end while the process ends. Nothing is
+// called under it but the hook and, when the last detach frees the record, Corvid_delete. The loader in
+// particular is not called: it holds its own lock while it initialises a plug-in, and the plug-in may enter
+// this library, so the two locks would be taken in both orders. The mutex is recursive because a hook may
+// enter the library.
+pthread_mutex_t record_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
 
-/// For the child of a fork, where the thread that holds the mutex does not exist.
+/// Initialises the mutex again in the child of a fork, where the thread that held it may not exist.
 void make_record_mutex_anew() {
   pthread_mutexattr_t attributes;
   pthread_mutexattr_init(&attributes);
@@ -67,7 +81,7 @@ void make_record_mutex_anew() {
   pthread_mutexattr_destroy(&attributes);
 }
 
-/// Holds the mutex.
+/// Holds record_mutex while it lives.
 class RecordLock {
  public:
   RecordLock() { pthread_mutex_lock(&record_mutex); }
@@ -81,18 +95,21 @@ void call_hook(unsigned reason, void* reserved) {
   if (theModule) theModule->CallHook(reason, reserved);
 }
 
-/// The loader lets no two attaches or detaches of the process run at once.
+/// Creates the record at the first attach and calls the hook; counts every further attach. The loader never
+/// runs two attaches or detaches of the process at the same time.
 void attach_process(ModuleHandle instance, void* reserved) {
   if (theModule) {
-    theModule->AddRef();  // the hook hears of the first attach only
+    theModule->AddRef();  // the hook is called for the first attach only
     return;
   }
-  ModuleRecord* const record = new ModuleRecord(instance);  // without the mutex: asks the loader for the path
+  // Created before the mutex is taken, because its constructor asks the loader for the path.
+  ModuleRecord* const record = new ModuleRecord(instance);
   const RecordLock lock;
   theModule = record;
   if (theModule) theModule->CallHook(kProcessAttach, reserved);
 }
 
+/// Counts a detach; at the last one, calls the hook and frees the record.
 void detach_process(void* reserved) {
   const RecordLock lock;
   if (!theModule || theModule->Release() != 0) return;
@@ -101,7 +118,8 @@ void detach_process(void* reserved) {
   theModule = nullptr;
 }
 
-/// With or without a record the thread gets the host's control word, after the hook.
+/// Calls the hook, then sets the host's floating-point control word, which the thread gets even if there is
+/// no record.
 void apply_thread_attach(void* reserved) {
   call_hook(kThreadAttach, reserved);
   if (FPEnvironment* environment = pFPEnv()) environment->SetControlWord();
@@ -129,13 +147,14 @@ int ModuleEntry(ModuleHandle instance, unsigned reason, void* reserved) {
   return 1;
 }
 
-// What sends the notifications. A pthread key tells of a thread's end; unlike a thread_local object
-// with a destructor it lets the loader unmap the library while the thread lives.
+// The senders of the notifications. The destructor of a pthread key runs at the end of a thread. A
+// thread_local object with a destructor would do the same, but the loader could not unmap the library before
+// the thread ends.
 namespace {
 
-ModuleHandle load_address = nullptr;  // found once, because the question waits for the loader
+ModuleHandle load_address = nullptr;  // found once at load, because dladdr may wait for the loader's lock
 pthread_key_t thread_end_key;
-bool thread_end_key_exists = false;  // under the mutex
+bool thread_end_key_exists = false;  // guarded by record_mutex
 
 void find_load_address() {
   Dl_info info;
@@ -144,10 +163,11 @@ void find_load_address() {
 
 void detach_thread(void*) {
   ModuleEntry(load_address, kThreadDetach, nullptr);
-  thread_is_attached = false;  // last, so that a hook that calls into the library attaches nothing
+  thread_is_attached =
+      false;  // last, so that a hook that enters the library does not attach the thread again
 }
 
-/// From here on the thread counts as attached, and its end is noticed.
+/// Marks the calling thread as attached and has detach_thread run at its end.
 void mark_thread() {
   const RecordLock lock;
   thread_is_attached = true;
@@ -161,9 +181,9 @@ void watch_ends_of_threads() {
 
 __attribute__((constructor)) void on_load() {
   find_load_address();
-  pthread_atfork(nullptr, nullptr, make_record_mutex_anew);  // until dlclose
+  pthread_atfork(nullptr, nullptr, make_record_mutex_anew);  // dlclose removes it
   watch_ends_of_threads();
-  mark_thread();  // the loading thread keeps its floating-point state: no thread attach for it
+  mark_thread();  // without thread attach: the loading thread keeps its floating-point state
   ModuleEntry(load_address, kProcessAttach, nullptr);
 }
 
@@ -177,7 +197,7 @@ __attribute__((destructor)) void on_unload() {
 }  // namespace
 
 void attach_thread() {
-  mark_thread();  // first, so that a hook may call into the library
+  mark_thread();  // first, so that a hook that enters the library does not attach the thread again
   ModuleEntry(load_address, kThreadAttach, nullptr);
 }
 

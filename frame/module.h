@@ -1,6 +1,7 @@
 #pragma once
 
-// The record that stands for the loaded library, and what the four notifications do to it.
+// The record of the loaded library in this process, the four notifications (attach and detach of the process
+// and of a thread), and what every exported operation does first.
 
 #include "frame/corvid.h"
 
@@ -14,16 +15,17 @@ enum ModuleReason : unsigned {
   kThreadDetach = 3,
 };
 
-/// Called with the module handle, the reason code and the reserved word of a notification.
-/// Its result is ignored.
+/// A function that is called at each notification, with the module handle, the reason code and the reserved
+/// word. Its result is ignored.
 using ModuleHook = int (*)(ModuleHandle instance, unsigned reason, void* reserved);
 
-constexpr int kModulePathCapacity = 260;  // the ending zero included
+constexpr int kModulePathCapacity = 260;  // bytes, with the ending zero
 
-/// One per process; lives in memory of Corvid_new from the first attach to the last detach.
+/// Holds handle, path, attach count and hook of the loaded library. There is one record per process, in
+/// memory of Corvid_new, from the first process attach to the last process detach.
 class ModuleRecord {
  public:
-  /// Stores the handle, finds the path; one attach is counted, no hook is set.
+  /// Stores the handle and finds the path. The attach count is 1, and no hook is set.
   explicit ModuleRecord(ModuleHandle handle);
   ModuleRecord(const ModuleRecord&) = delete;
   ModuleRecord& operator=(const ModuleRecord&) = delete;
@@ -43,34 +45,37 @@ class ModuleRecord {
 
  private:
   ModuleHandle instance;
-  char path[kModulePathCapacity];  // of the library's file; empty if unknown
-  int refCount;
+  char path[kModulePathCapacity];  // path of the library's file, cut if too long; empty if unknown
+  int refCount;                    // process attaches less detaches
   ModuleHook hook;
 };
 
-/// Null before the first attach and after the last detach.
+/// The record; null before the first attach, after the last detach, and if memory was refused.
 extern ModuleRecord* theModule;
 
-/// The handle of the module; of the host application if there is no record.
+/// Returns the handle of the module, or of the host application if there is no record.
 ModuleHandle ModuleInstance();
-/// The path of the library's file. Requires a record.
+/// Returns the path of the library's file. Requires a record.
 char* ModulePath();
-/// Does nothing without a record.
+/// Sets the hook, null for none; does nothing without a record.
 void SetModuleHook(ModuleHook hook);
+/// Asks the host to show its splash screen.
 void ShowModuleSplash();
 
-/// Treats a notification of the loader or of a thread. Always 1: a load never fails because of it.
+/// Handles a notification of the loader or of a thread; ignores an unknown reason.
+/// @return 1 always, so that a load never fails because of it
 int ModuleEntry(ModuleHandle instance, unsigned reason, void* reserved);
 
-// Threads. There are no thread notifications here, so a thread is attached when it first enters an
-// exported operation, and detached when it ends. The flag is plain data at a fixed offset of the thread:
-// a later entry costs one load and one compare, and nothing keeps the library mapped after dlclose.
+// Threads. The loader of this system sends no thread notifications. So a thread is attached when it first
+// enters an exported operation, and detached when it ends. The flag is plain thread-local data of the
+// initial-exec model: testing it costs one load and one compare, and it has no destructor that would keep the
+// library mapped after dlclose.
 extern __thread bool thread_is_attached __attribute__((tls_model("initial-exec")));
 
-/// Marks the calling thread, sends thread attach, and arranges for thread detach at its end.
+/// Marks the calling thread as attached, sends thread attach, and arranges for thread detach at its end.
 void attach_thread();
 
-/// Stands first in every exported operation.
+/// Attaches the calling thread if it is new. Every exported operation calls it first.
 inline void enter_library() {
   if (__builtin_expect(!thread_is_attached, 0)) attach_thread();
 }
