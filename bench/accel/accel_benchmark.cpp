@@ -15,6 +15,7 @@
 #include "accel/dom_eigen_accel.h"
 #include "accel/mul_dom_eigen_accel.h"
 #include "bench/dense/compare.h"
+#include "bench/support/run.h"
 
 extern "C" void daxpy_(const int* n, const double* alpha, const double* x, const int* incx, double* y,
                        const int* incy);
@@ -153,4 +154,4 @@ BENCHMARK_CAPTURE(BM_Multiple, refused, Steps::kRefused) FOR_EACH_LENGTH_AND_COU
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) { return bench::run(argc, argv); }

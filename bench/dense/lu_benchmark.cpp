@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench/dense/compare.h"
+#include "bench/support/run.h"
 #include "dense/lu.h"
 
 extern "C" void dgetf2_(const int* m, const int* n, double* a, const int* lda, int* ipiv, int* info);
@@ -76,4 +77,4 @@ BENCHMARK(BM_Lu)->Arg(5)->Arg(10)->Arg(20)->Arg(50)->Arg(100)->Arg(200)->UseManu
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) { return bench::run(argc, argv); }

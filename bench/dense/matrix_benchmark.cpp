@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench/dense/compare.h"
+#include "bench/support/run.h"
 #include "dense/arrow_matrix.h"
 #include "dense/regular_matrix.h"
 
@@ -120,4 +121,4 @@ BENCHMARK(BM_ArrowAccess)->UseManualTime();
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) { return bench::run(argc, argv); }

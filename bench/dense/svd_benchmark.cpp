@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "bench/dense/compare.h"
+#include "bench/support/run.h"
 #include "dense/singular_value_decomposition.h"
 
 extern "C" void dgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, double* a,
@@ -94,4 +95,4 @@ BENCHMARK(BM_Decomposition)
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) { return bench::run(argc, argv); }

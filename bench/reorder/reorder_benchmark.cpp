@@ -17,6 +17,7 @@
 #include "bench/reorder/gpskca_ordering.h"
 #include "bench/reorder/meshes.h"
 #include "bench/support/ratio_report.h"
+#include "bench/support/run.h"
 
 namespace {
 
@@ -105,9 +106,6 @@ void add_all() {
 
 int main(int argc, char** argv) {
   add_all();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   bench::RatioReport report({"gpskca"});
-  benchmark::RunSpecifiedBenchmarks(&report);
-  benchmark::Shutdown();
+  return bench::run(argc, argv, &report);
 }

@@ -10,6 +10,7 @@
 #include "bench/reorder/gpskca_ordering.h"
 #include "bench/reorder/measures.h"
 #include "bench/reorder/meshes.h"
+#include "bench/support/run.h"
 
 namespace {
 
@@ -67,6 +68,8 @@ void print(const char* family, int n, const Results& results) {
 }  // namespace
 
 int main() {
+  if (!bench::build_is_optimised()) return 1;
+  for (const auto& [name, value] : bench::conditions()) std::printf("%s: %s\n", name.c_str(), value.c_str());
   int meshes = 0, best_bandwidth = 0, best_profile = 0, wrong = 0;
   print_heading();
   for (const bench::MeshFamily& family : bench::mesh_families()) {

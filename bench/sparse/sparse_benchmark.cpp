@@ -27,6 +27,7 @@
 #include "bench/sparse/process_matrices.h"
 #include "bench/sparse/superlu_solver.h"
 #include "bench/support/ratio_report.h"
+#include "bench/support/run.h"
 
 namespace {
 
@@ -205,9 +206,6 @@ int main(int argc, char** argv) {
   add_all<Ma48Solver, Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kProcessCases);
   add_all<Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kGridCases);
   add_all<Ma38With<false, 200>, Ma38With<true, 200>, Ma38With<false, 120>, Ma38With<true, 120>>(kGridCases);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReport report({Ma48Solver::kName, Ma38Solver::kName}, SuperLuSolver::kName);
-  benchmark::RunSpecifiedBenchmarks(&report);
-  benchmark::Shutdown();
+  return run(argc, argv, &report);
 }

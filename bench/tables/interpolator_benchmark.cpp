@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bench/dense/compare.h"
+#include "bench/support/run.h"
 #include "tables/interpolator.h"
 
 namespace {
@@ -70,9 +71,8 @@ BENCHMARK(BM_LinearInterpolator)
 }  // namespace
 
 int main(int argc, char** argv) {
-  // The host's allocator keeps its pages, so that what is measured is not the price of new ones.
+  // The allocator keeps freed pages, so that the times do not contain page faults.
   mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, 1 << 30);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
+  return bench::run(argc, argv);
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench/dense/compare.h"
+#include "bench/support/run.h"
 #include "tables/xy_table.h"
 
 namespace {
@@ -88,4 +89,4 @@ BENCHMARK_CAPTURE(BM_Sort, with_nan, some_nan)->UseManualTime();
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) { return bench::run(argc, argv); }
