@@ -1,3 +1,5 @@
+// The handle of the host application and its splash screen.
+
 #include <dlfcn.h>
 #include <sys/auxv.h>
 
@@ -11,7 +13,8 @@ namespace {
 std::atomic<ModuleHandle> chosen_instance{nullptr};
 std::atomic<SplashHandler> splash_handler{nullptr};
 
-/// Where the program was loaded: its program headers lie in its first mapping.
+/// Returns the load address of the program: its first mapping contains its program headers, whose address the
+/// system passes in the auxiliary vector.
 ModuleHandle program_address() {
   Dl_info info;
   void* const headers = reinterpret_cast<void*>(getauxval(AT_PHDR));

@@ -1,3 +1,5 @@
+// CRC-32, one byte at a time with a table of remainders that the compiler computes.
+
 #include "host/checksum.h"
 
 #include <array>
@@ -7,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t kReflectedPolynomial = 0xEDB88320;
 
-/// The remainder of each byte value.
+/// Returns the remainder of each byte value after division by the polynomial.
 constexpr std::array<std::uint32_t, 256> make_remainders() {
   std::array<std::uint32_t, 256> remainders{};
   for (std::uint32_t value = 0; value < 256; ++value) {

@@ -1,10 +1,18 @@
-// The file is built, or read, whole in memory:
+// ChunkFile, and the operations of ChunkHeader on it. The whole file is kept in memory: it is written by
+// Commit, and read and checked by Open. Lengths are in bytes:
 //
-//   file    [ 8 signature | 4 format | 4 length of the file | 4 checksum of these ] chunk chunk ...
+//   file    head, chunk, chunk, ...
+//   head    [ 8 signature | 4 format | 4 length of the file | 4 checksum of these ]
 //   chunk   [ 4 tag | 4 version | 4 length of the body | 4 checksum of these ] body [ 4 checksum of the body
-//   ] body    numbers and chunks, in the order of the writes
+//   ] body    numbers and chunks, in the order in which they were written
 //
-// Lengths lie under a checksum of their own, so a wrong one is found before it is used.
+// The lengths have a checksum of their own, so a wrong one is found before it is used.
+//
+// Always true while a file is open:
+//  1. bytes_ holds size_ bytes, in a block of room_ bytes if the file is written;
+//  2. open_[0 .. depth_ - 1] are the bodies of the open chunks, each inside the one before it;
+//  3. when reading, at_ <= End() and everything up to size_ has passed CheckAll;
+//  4. error_ is the first failure since Create or Open; after it nothing is appended.
 
 #include <cstring>
 
@@ -16,7 +24,8 @@
 namespace corvid_host {
 namespace {
 
-// A reader of text, or a transfer that changes line ends, damages the signature.
+// The signature has both line ends and an end-of-text character, so that a transfer as text damages it
+// visibly.
 constexpr unsigned char kSignature[] = {0x89, 'C', 'V', 'F', '\r', '\n', 0x1A, '\n'};
 constexpr std::uint32_t kFormat = 1;
 constexpr std::size_t kSum = 4;
@@ -42,7 +51,7 @@ constexpr const char* kCutShort = "the file is cut short";
 constexpr const char* kDamagedHead = "the head of a chunk is damaged";
 constexpr const char* kDamagedBody = "a chunk is damaged";
 
-/// Puts the checksum of the `count` bytes from `begin` behind them.
+/// Writes the checksum of the `count` bytes from `begin` right behind them.
 void put_sum(unsigned char* begin, std::size_t count) {
   put_little_endian(begin + count, checksum(begin, count));
 }
@@ -58,6 +67,7 @@ void put_file_head(unsigned char* at, std::size_t length) {
   put_sum(at, kFileSumAt);
 }
 
+/// Checks the head of a file of `count` bytes.
 /// @return null, or what is wrong
 const char* check_file_head(const unsigned char* at, std::size_t count) {
   if (count < kFileHead) return kCutShort;
@@ -69,13 +79,13 @@ const char* check_file_head(const unsigned char* at, std::size_t count) {
   return count > length ? "something stands behind the end of the file" : nullptr;
 }
 
-/// Completes the head of a chunk whose tag and version are there.
+/// Writes the length of the body and the checksum to the head of a chunk, which has its tag and version.
 void put_chunk_bytes(unsigned char* head, std::size_t bytes) {
   put_little_endian(head + kBytesAt, static_cast<std::uint32_t>(bytes));
   put_sum(head, kChunkSumAt);
 }
 
-/// Reads the head of a chunk that ends within `count` bytes.
+/// Reads the head of a chunk and checks that the chunk ends within `count` bytes.
 /// @return null, or what is wrong
 const char* get_chunk_head(const unsigned char* at, std::size_t count, ChunkInfo* info) {
   if (count < kChunkHead + kSum) return kCutShort;
@@ -140,6 +150,7 @@ void ChunkFile::Close() {
   mode_ = Mode::kClosed;
 }
 
+/// Checks the head of the file and, for each outermost chunk, head, length and body.
 /// @return null, or what is wrong
 const char* ChunkFile::CheckAll() const {
   if (const char* const why = check_file_head(bytes_, size_)) return why;
@@ -166,7 +177,7 @@ bool ChunkFile::Is(Mode mode) {
 
 // ---- Chunks.
 
-/// The end of what can be reached without leaving the open chunk.
+/// Returns the end of the innermost open chunk, or of the file if none is open.
 std::size_t ChunkFile::End() const { return depth_ > 0 ? open_[depth_ - 1].end : size_; }
 
 void ChunkFile::SetNextTag(ChunkTag tag) { nextTag_ = tag; }
@@ -248,7 +259,8 @@ bool ChunkFile::Write(const unsigned char* number, std::size_t count) {
   return Append(number, count);
 }
 
-/// The place of the next number, which is passed; null if the chunk ends before, or there is no target.
+/// Returns the address of the next `count` bytes and moves behind them; null if `target` is null or the chunk
+/// ends before.
 const unsigned char* ChunkFile::Read(const void* target, std::size_t count) {
   if (!target || !Is(Mode::kReading)) return nullptr;
   if (depth_ == 0 || End() - at_ < count) {

@@ -1,5 +1,5 @@
-// File names are name + "." + extension. A file without a name or an extension, which is also what
-// exhausted memory leaves, is never there and does not open.
+// GenericFile and TextFile on the C library's streams. A file is named name + "." + extension. If either is
+// empty, as it also is after exhausted memory, the file does not exist and does not open.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -20,9 +20,9 @@ Text path_of(const Text& name, const Text& extension) {
   return FormattedText("%s.%s", name.Characters(), extension.Characters());
 }
 
-/// Null if the system refuses. An empty path names no file.
+/// Opens a file as a stream; null if the system reports an error, as it does for an empty path.
 std::FILE* open_stream(const Text& path, int flags, const char* mode) {
-  constexpr mode_t kReadAndWriteForAll = 0666;  // less the process's mask
+  constexpr mode_t kReadAndWriteForAll = 0666;  // the system subtracts the process's umask
   const int descriptor = open(path.Characters(), O_RDWR | O_CLOEXEC | flags, kReadAndWriteForAll);
   if (descriptor < 0) return nullptr;
   std::FILE* const stream = fdopen(descriptor, mode);

@@ -1,3 +1,5 @@
+// The floating-point control word, and the decision about math-library errors.
+
 #include <fenv.h>
 
 #include <atomic>
@@ -9,7 +11,7 @@
 namespace corvid_host {
 namespace {
 
-/// Aligned to its size, without which not every compiler reads and writes it as one.
+/// FloatControl aligned to its size: without that, some compilers do not make its atomic lock-free.
 struct alignas(sizeof(FloatControl)) AlignedControl {
   FloatControl control;
 };
@@ -70,7 +72,7 @@ void FPEnvironment::SetControlWord() {
   const corvid_host::FloatControl control = corvid_host::float_control.load().control;
   fesetround(control.rounding);
   fedisableexcept(FE_ALL_EXCEPT & ~control.traps);
-  feclearexcept(control.traps);  // an exception of the past must not trap now
+  feclearexcept(control.traps);  // an exception flag that is already set must not trap now
   feenableexcept(control.traps);
   ++corvid_host::applications;
 }

@@ -1,19 +1,21 @@
 #pragma once
 
+// Texts filled from a printf format.
+
 #include <cstdarg>
 
 namespace corvid_host {
 
-/// A filled printf format of any length, in memory of the C library.
+/// A text made from a printf format, of any length, in memory of the C library.
 class FilledFormat {
  public:
-  /// Null as format, exhausted memory or a conversion error leave it without characters.
+  /// Fills the format. If it is null, memory is exhausted or a conversion fails, there are no characters.
   FilledFormat(const char* format, std::va_list arguments);
   FilledFormat(const FilledFormat&) = delete;
   FilledFormat& operator=(const FilledFormat&) = delete;
   ~FilledFormat();
 
-  /// Null if there are none.
+  /// Returns the characters, which end with a zero; null if there are none.
   const char* Characters() const { return characters_; }
 
  private:

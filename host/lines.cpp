@@ -1,3 +1,5 @@
+// Trace and error lines, and the sink that receives them.
+
 #include "host/lines.h"
 
 #include <cstdarg>
@@ -13,7 +15,7 @@ void write_to_standard_error(void*, LineKind kind, const char* line) {
   std::fprintf(stderr, "%s%s\n", kind == LineKind::kError ? "error: " : "", line);
 }
 
-// Held while a sink runs, which may itself come back here.
+// Held while a sink runs. Recursive, because a sink may itself trace or choose another sink.
 std::recursive_mutex sink_mutex;
 LineSink current_sink = write_to_standard_error;
 void* current_context = nullptr;
@@ -45,6 +47,6 @@ void ErrorMsg(const char* key, ...) {
   va_start(arguments, key);
   const corvid_host::FilledFormat filled(format, arguments);
   va_end(arguments);
-  // Without memory the unfilled text still says what happened.
+  // If memory is refused, the format itself still says what happened.
   corvid_host::emit_line(LineKind::kError, filled.Characters() ? filled.Characters() : format);
 }

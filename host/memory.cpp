@@ -1,8 +1,11 @@
-// The allocator. Each block stands behind a head that knows its size:
+// The allocator, on malloc, with counts of its blocks and failures on request. A head with the size precedes
+// each block:
 //
 //   [ head: bytes, counted | block ... ]     both aligned for every type
 //
-// A size of 0 is served like any other, by a block of its own, so that null always means refused.
+// A request for 0 bytes gets a block of its own, so that null always means that memory was refused. All
+// counts are atomic with relaxed order: they are exact, but two of them read in turn may belong to different
+// moments.
 
 #include "host/memory.h"
 
@@ -21,7 +24,7 @@ struct alignas(std::max_align_t) BlockHead {
   bool counted;
 };
 
-// A sanitizer's allocator ends the process where it should refuse more than this.
+// The allocators of the sanitizers end the process at a larger request, where they should refuse it.
 constexpr std::size_t kMostBytes = (std::size_t{1} << 40) - sizeof(BlockHead);
 
 std::atomic<std::size_t> most_bytes{kMostBytes};
@@ -41,7 +44,7 @@ std::atomic<std::int64_t> requests_to_failure{0};
 
 thread_local bool own_memory = false;
 
-/// Counts the request, if requests are being counted down to a failure.
+/// Counts down to a requested failure, if there is one; returns whether this request has to fail.
 bool failure_is_due() {
   const Failing mode = failing.load(std::memory_order_acquire);
   if (mode == Failing::kNone || own_memory) return false;
@@ -53,7 +56,8 @@ bool is_too_large(std::size_t bytes) {
   return bytes > (own_memory ? kMostBytes : most_bytes.load(std::memory_order_relaxed));
 }
 
-/// @param added  bytes that a request adds to the live ones; a block that shrinks is never too much
+/// Returns whether a request exceeds the limit of live bytes; a block that shrinks never does.
+/// @param added bytes that the request adds to the live ones
 bool are_too_many(std::int64_t added) {
   return !own_memory && added > 0 &&
          added > most_live_bytes.load(std::memory_order_relaxed) - live_bytes.load(std::memory_order_relaxed);
@@ -78,7 +82,8 @@ using Obtain = void* (*)(BlockHead* old, std::size_t bytes);
 void* obtain_plain(BlockHead* old, std::size_t bytes) { return std::realloc(old, bytes); }
 void* obtain_zeroed(BlockHead*, std::size_t bytes) { return std::calloc(1, bytes); }
 
-/// A new block, or `old` in a new size. A refusal leaves `old` as it is.
+/// Allocates a block, or changes the size of `old` if that is not null. If the result is null, `old` is
+/// unchanged.
 void* serve(BlockHead* old, std::size_t bytes, Obtain obtain) {
   if (failure_is_due() || is_too_large(bytes)) return refuse();
   const BlockHead before = old ? *old : BlockHead{0, !own_memory};
@@ -139,7 +144,7 @@ void Corvid_delete(void* block) { give_back(block); }
 
 void* Corvid_calloc(std::size_t count, std::size_t bytes) {
   std::size_t product;
-  if (__builtin_mul_overflow(count, bytes, &product)) product = SIZE_MAX;  // more than can be served
+  if (__builtin_mul_overflow(count, bytes, &product)) product = SIZE_MAX;  // is always refused
   return serve(nullptr, product, obtain_zeroed);
 }
 

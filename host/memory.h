@@ -1,8 +1,11 @@
 #pragma once
 
+// Allocations that the host support library makes for itself.
+
 namespace corvid_host {
 
-/// While it lives, the blocks that its thread asks for are the host's own: not counted, never made to fail.
+/// While such an object lives, the blocks that its thread allocates belong to the host: they are not counted
+/// and do not fail on request.
 class OwnMemory {
  public:
   OwnMemory();

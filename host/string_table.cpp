@@ -1,3 +1,5 @@
+// The string table: message texts by key, with those of the library's own keys at first.
+
 #include <cstring>
 #include <forward_list>
 #include <mutex>
@@ -12,7 +14,7 @@ namespace {
 
 struct Message {
   const char* key;
-  int arguments;  // whole numbers that the library passes with the key
+  int arguments;  // number of ints that the library passes with the key
   const char* text;
 };
 
@@ -29,7 +31,7 @@ constexpr Message kLibraryMessages[] = {
      "Counting free links: the search was given up, it made more links than it can remember."},
 };
 
-/// Whether the format needs `count` arguments of type int at most, and none of another type.
+/// Returns whether the format needs at most `count` arguments, all of type int.
 bool asks_for_whole_numbers(const char* format, int count) {
   for (const char* p = std::strchr(format, '%'); p; p = std::strchr(p + 1, '%')) {
     ++p;
@@ -41,6 +43,7 @@ bool asks_for_whole_numbers(const char* format, int count) {
   return true;
 }
 
+/// Returns whether a text can be filled with the arguments that the library passes with the key.
 bool suits_the_library(const char* key, const char* text) {
   for (const Message& message : kLibraryMessages) {
     if (std::strcmp(key, message.key) == 0) return asks_for_whole_numbers(text, message.arguments);
@@ -48,15 +51,15 @@ bool suits_the_library(const char* key, const char* text) {
   return true;  // a key of the host's own
 }
 
-/// A format that prints the key.
+/// Returns a format that prints the key itself.
 std::string key_as_format(const char* key) {
   std::string format;
   for (; *key; ++key) format.append(*key == '%' ? 2 : 1, *key);
   return format;
 }
 
-/// The newest entry of a key counts. A text that was ever handed out stays as it is, and where it is, as
-/// long as the host library is loaded.
+/// A list of keys and texts, the newest first; the first entry of a key counts. Entries are never changed or
+/// removed, so that a text returned once stays valid as long as the host library is loaded.
 class StringTable {
  public:
   StringTable() {
@@ -69,7 +72,7 @@ class StringTable {
     return entries_.front().text;
   }
 
-  /// An unknown key becomes its own text.
+  /// Returns the text of a key. An unknown key is added with itself as text.
   const Text& Find(const char* key) {
     for (const Entry& entry : entries_) {
       if (entry.key == key) return entry.text;
@@ -88,13 +91,14 @@ class StringTable {
 std::mutex table_mutex;
 StringTable* table = nullptr;
 
-/// Requires the mutex.
+/// Returns the table, created at the first use. Requires table_mutex.
 StringTable& the_table() {
   if (!table) table = new StringTable;
   return *table;
 }
 
-// Not the destructor of a static object, which would run before the libraries that use this one end.
+// Frees the table at unload. The destructor of a static object would run earlier, before the destructors of
+// the libraries that use this one.
 __attribute__((destructor)) void drop_table() {
   delete table;
   table = nullptr;

@@ -1,3 +1,6 @@
+// Text and FormattedText. The characters come from Corvid_strdup, so that a text which is never destroyed
+// shows as a live block. A text has no block if it is empty, or if memory was refused.
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -6,9 +9,6 @@
 
 #include "frame/corvid.h"
 #include "host/format.h"
-
-// The characters come from Corvid_strdup, so a text that is lost is a lost block. An empty text has none,
-// and so has one for which there was no memory.
 
 static_assert(sizeof(Text) == 2 * sizeof(void*), "hosts and library pass a Text as two machine words");
 

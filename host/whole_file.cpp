@@ -1,3 +1,6 @@
+// Reads and replaces whole files by system calls. A file is replaced in three steps, so that its name leads
+// to a complete file at any time: write a new file beside it, synchronise that with the disk, rename it.
+
 #include "host/whole_file.h"
 
 #include <fcntl.h>
@@ -21,6 +24,7 @@ constexpr const char* kTooLong = "the file is too long";
 
 const char* system_error() { return strerrordesc_np(errno); }
 
+/// A file descriptor, or none if the number is negative; closes it at the end.
 class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number) {}
@@ -37,7 +41,7 @@ class Descriptor {
 };
 
 /// Reads up to `count` bytes, fewer if the file ends.
-/// @return bytes read, below 0 on a failure
+/// @return the number of bytes read; below 0 on a failure
 ssize_t read_up_to(int file, unsigned char* bytes, std::size_t count) {
   std::size_t done = 0;
   while (done < count) {
@@ -59,7 +63,8 @@ bool write_all(int file, const unsigned char* bytes, std::size_t count) {
   return true;
 }
 
-/// What symbolic links lead to; a path that leads nowhere yet stays as it is.
+/// Returns the path with symbolic links resolved, or the path itself if no file exists there. Empty if memory
+/// is refused.
 Text resolved(const char* path) {
   char* const real = realpath(path, nullptr);
   const Text text(real ? real : path);
@@ -67,10 +72,11 @@ Text resolved(const char* path) {
   return text;
 }
 
-/// Creates a file beside `path` that no one else uses.
+/// Creates a new file in the folder of `path`, under a name that is not in use.
+/// @return its descriptor, below 0 on a failure
 int create_beside(const Text& path, Text* name) {
   static std::atomic<unsigned> serial{0};
-  constexpr mode_t kReadAndWriteForAll = 0666;  // less the process's mask
+  constexpr mode_t kReadAndWriteForAll = 0666;  // the system subtracts the process's umask
   int file;
   do {
     *name = FormattedText("%s.new-%ld-%u", path.Characters(), static_cast<long>(getpid()), serial++);
@@ -83,8 +89,8 @@ int create_beside(const Text& path, Text* name) {
   return file;
 }
 
-/// Brings the new name itself onto the disk. A folder that cannot be synchronised is no failure: whichever
-/// file its name leads to is complete.
+/// Synchronises the folder of a file with the disk, so that the new name survives a crash. A failure is
+/// ignored: whether the old or the new file has the name then, it is complete.
 void synchronise_folder_of(const Text& path) {
   const char* const slash = std::strrchr(path.Characters(), '/');
   const int length = slash ? static_cast<int>(slash - path.Characters()) + 1 : 0;
@@ -93,7 +99,10 @@ void synchronise_folder_of(const Text& path) {
   if (opened.Valid()) fsync(opened.Number());
 }
 
+/// Writes a new file beside `path` and synchronises it with the disk.
 /// @param mode the permissions to set; null: those of a new file
+/// @param name out: path of the new file
+/// @return null, or why it failed
 const char* write_beside(const Text& path, const mode_t* mode, const unsigned char* bytes, std::size_t count,
                          Text* name) {
   const Descriptor file(create_beside(path, name));
@@ -107,7 +116,7 @@ const char* write_beside(const Text& path, const mode_t* mode, const unsigned ch
 
 const char* read_whole_file(const char* path, std::size_t most, unsigned char** bytes, std::size_t* count) {
   *bytes = nullptr;
-  const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));  // a pipe must not make it wait
+  const Descriptor file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));  // opening a pipe must not block
   struct stat status;
   if (!file.Valid() || fstat(file.Number(), &status) != 0) return system_error();
   if (!S_ISREG(status.st_mode)) return kNotRegular;
