@@ -8,10 +8,7 @@ namespace corvidnum {
 namespace ma38 {
 
 bool take_reals(Space& space, Wide count, const Results& results) {
-  space.xneed += count;
-  if (space.free_reals() < count) return space.lack_reals(results, count - space.free_reals());
-  space.xtail -= static_cast<Index>(count);
-  return true;
+  return space.take_tail_reals(results, count);
 }
 
 Index store_singleton(double pivot, Space& space, FactorTotals& totals, DriverFigures& figures,
@@ -29,10 +26,10 @@ Index store_singleton(double pivot, Space& space, FactorTotals& totals, DriverFi
 Wide store_off_diagonal_part(const OffDiagonalInput& input, OneBased<int> offp, Space& space,
                              FactorTotals& totals, const DriverFigures& figures, const Results& results) {
   const Wide n = figures.n, nzoff = figures.nzoff, ints = n + nzoff;
-  space.ineed += ints;
+  space.need(ints, 0);
   const bool enough = space.free_ints() >= ints || space.lack_ints(results, ints - space.free_ints());
   if (!take_reals(space, nzoff, results) || !enough) return -1;
-  space.itail -= static_cast<Index>(nzoff);
+  space.push_tail_ints(static_cast<Index>(nzoff));
   space.note_use(results);
   results.raise(kIndexUsed, space.ints_below + space.ints.size() - space.free_ints() + n);  // with the work
   // A matrix not preserved stands beside it and the factors, what is left of it.

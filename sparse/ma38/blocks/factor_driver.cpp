@@ -55,9 +55,7 @@ class FactorDriver {
 };
 
 DriverOutcome FactorDriver::run() {
-  s_.ihead = s_.xhead = in_.preserved ? 1 : nz_ + 1;
-  s_.itail = s_.ints.size() + 1;
-  s_.xtail = s_.reals.size() + 1;
+  s_.set_heads(in_.preserved ? 1 : nz_ + 1);
   totals_.peak_reals = 2 * Wide{in_.ne};
   // A refactorisation holds the entries beside the factors, and a copy of them if they are preserved.
   totals_.factor_reals = (in_.preserved ? 2 : 1) * Wide{nz_};
@@ -74,12 +72,7 @@ DriverOutcome FactorDriver::run() {
 }
 
 /// Words at the tail, which become part of the need.
-bool FactorDriver::take_ints(Wide count) {
-  s_.ineed += count;
-  if (s_.free_ints() < count) return s_.lack_ints(results_, count - s_.free_ints());
-  s_.itail -= static_cast<Index>(count);
-  return true;
-}
+bool FactorDriver::take_ints(Wide count) { return s_.take_tail_ints(results_, count); }
 
 bool FactorDriver::has_reals(Wide count) {
   return s_.free_reals() >= count || s_.lack_reals(results_, count - s_.free_reals());
@@ -98,19 +91,13 @@ bool FactorDriver::permute_to_blocks() {
     const bool ints =
         take_ints(reserved) && (s_.free_ints() >= copied || s_.lack_ints(results_, copied - s_.free_ints()));
     if (!has_reals(copied) || !ints) return false;
-    s_.ihead += copied;
-    s_.xhead += copied;
-    s_.ineed += copied;
-    s_.xneed += copied;
+    s_.grow_heads(copied);
     s_.note_use(results_);
     const OneBased<int> offp = top_.offp();
     const BlockForm form = ma38_btf_permute(in_.matrix, n_, nz_, in_.preserved, top_.rperm(), top_.cperm(),
                                             offp, s_.ints.part(s_.itail, static_cast<Index>(work)));
-    s_.ihead -= copied;
-    s_.xhead -= copied;
-    s_.ineed -= copied + reserved;
-    s_.xneed -= copied;
-    s_.itail += static_cast<Index>(reserved);
+    s_.shrink_heads(copied);
+    s_.release_tail_ints(static_cast<Index>(reserved));
     nblks_ = form.nblks;
     figures_.nzoff = form.nzoff;
   }
@@ -120,14 +107,13 @@ bool FactorDriver::permute_to_blocks() {
 
 /// What is left of the work of the permutation: row starts, block starts, block pointers.
 void FactorDriver::keep_block_pointers() {
-  s_.itail = top_.first(nblks_);
-  s_.ineed += FactorTop<int>::length(n_, nblks_) - FactorTop<int>::length(n_, 1);
+  s_.take_tail_ints(results_, s_.itail - top_.first(nblks_));  // there is room
 }
 
 bool FactorDriver::factor_whole() {
   const Block block{n_, 1, in_.preserved, false, in_.matrix, top_.rperm(), top_.cperm(), {nullptr, 0}};
   if (!ma38_block_setup(block, s_, controls_, totals_, figures_.nzoff, results_)) return false;
-  s_.ihead = s_.xhead = 1;
+  s_.set_heads(1);
   s_.ints(s_.itail + kBlockReals) = 1;
   return true;
 }
@@ -159,7 +145,7 @@ bool FactorDriver::factor_block(Index b) {
                     top_.cperm().part(k1, order),
                     top_.offp().part(1, n_)};
   if (!ma38_block_setup(block, s_, controls_, totals_, figures_.nzoff, results_)) return false;
-  s_.ihead = s_.xhead = start;
+  s_.set_heads(start);
   top_.lublkp(nblks_)(b) = static_cast<int>(s_.itail);
   return true;
 }
@@ -190,9 +176,8 @@ double FactorDriver::take_preserved_pivot(Index position) {
 double FactorDriver::take_consumed_pivot(Index begin) {
   if (s_.xhead == begin) return 0.0;
   const double pivot = in_.matrix.ax(begin);
-  s_.ihead = s_.xhead = begin;
-  --s_.ineed;
-  --s_.xneed;
+  s_.set_heads(begin);
+  s_.release(1, 1);
   return pivot;
 }
 

@@ -67,7 +67,7 @@ class RefactorDriver {
 };
 
 RefactorOutcome RefactorDriver::run() {
-  s_.ihead = s_.xhead = in_.preserved ? 1 : Index{in_.nz} + 1;
+  s_.set_heads(in_.preserved ? 1 : Index{in_.nz} + 1);
   totals_.peak_reals = 2 * Wide{in_.ne};
   totals_.factor_reals = (in_.preserved ? 2 : 1) * Wide{in_.nz};
   if (group_entries()) {
@@ -84,18 +84,13 @@ RefactorOutcome RefactorDriver::run() {
 
 /// Words at the tail, which become part of the need, until they are released.
 bool RefactorDriver::take_work(Index count, OneBased<int>& work) {
-  s_.ineed += count;
-  if (s_.free_ints() < count) return s_.lack_ints(results_, count - s_.free_ints());
-  s_.itail -= count;
+  if (!s_.take_tail_ints(results_, count)) return false;
   s_.note_use(results_);
   work = s_.ints.part(s_.itail, count);
   return true;
 }
 
-void RefactorDriver::release_work(Index count) {
-  s_.ineed -= count;
-  s_.itail += count;
-}
+void RefactorDriver::release_work(Index count) { s_.release_tail_ints(count); }
 
 /// Also looks whether both orders are permutations.
 bool RefactorDriver::invert_rows(OneBased<int> row_position) {
@@ -235,9 +230,8 @@ double RefactorDriver::take_preserved_pivot(Index position) {
 double RefactorDriver::take_consumed_pivot(Index begin) {
   if (s_.xhead == begin) return 0.0;
   const double pivot = s_.reals(begin);
-  s_.ihead = s_.xhead = begin;
-  --s_.ineed;
-  --s_.xneed;
+  s_.set_heads(begin);
+  s_.release(1, 1);
   return pivot;
 }
 

@@ -65,11 +65,8 @@ Space FactorCall::space(Index last) const {
   const Index ints = preserved() ? copied_ints() + n + 1 : n + 1, reals = preserved() ? nz_ : 0;
   if (preserved()) std::copy_n(index_.data(), n + 1, index_.data() + copied_ints());
   const Wide used = ints + (in_.lindex - last);
-  Space room{index_.part(ints + 1, last - ints), value_.from(reals + 1), 1, 1, 1, 1, used, reals, used, nz_};
-  room.itail = room.ints.size() + 1;
-  room.xtail = room.reals.size() + 1;
-  if (!preserved()) room.ineed += nz_;
-  return room;
+  const Wide consumed = preserved() ? 0 : nz_;
+  return {index_.part(ints + 1, last - ints), value_.from(reals + 1), {used, reals}, {used + consumed, nz_}};
 }
 
 Columns FactorCall::columns() const {

@@ -143,15 +143,14 @@ void absorb(Frontal& f, Index e) {
   }
   const Index object = element.object;
   const Index reals = element.row_count * element.column_count;
-  f.space.xneed -= reals;
   f.rt(e) = f.ro(e) = f.dead_mark();
   if (e > f.n) {
     f.rp(e) = 0;
-    f.space.ineed -= kColumnHeader + element.row_count;
+    f.space.release(kColumnHeader + element.row_count, reals);
   } else {
     f.rp(e) = f.word(object, kLuElement);
     f.word(object, kLength) = static_cast<int>(kContributionWords);
-    f.space.ineed -= kContributionWords;
+    f.space.release(kContributionWords, reals);
     f.contribution_reals -= reals;
   }
   f.word(object, kDegree) = kColumnIsPivotal;
@@ -266,7 +265,7 @@ Index keep_tuples(Frontal& f, const Object& object, OutsideSum& outside, Settle 
     for (from += 2; from != next; ++from) *to++ = *from;
   }
   const Index kept = (to - object.tuples) / 2;
-  f.space.ineed -= 2 * (object.tuple_count - kept);
+  f.space.release(2 * (object.tuple_count - kept), 0);
   return kept;
 }
 
@@ -302,8 +301,7 @@ Index take_column_entries(Frontal& f, Index column, const Object& object) {
   }
   pack_at_end(object, kept);
   const Index gone = object.entry_count - kept;
-  f.space.ineed -= gone;
-  f.space.xneed -= gone;
+  f.space.release(gone, gone);
   f.word(object.at, kOwned) = to_int(kept);
   if (kept == 0) free_reals(f, object.at);
   return kept;
@@ -320,7 +318,7 @@ Index drop_row_entries(Frontal& f, Index row, const Object& object) {
     if (f.col_map(column) == kOutsideColumn) object.entries[kept++] = column;
   }
   pack_at_end(object, kept);
-  f.space.ineed -= object.entry_count - kept;
+  f.space.release(object.entry_count - kept, 0);
   f.ro(row) = to_int(kept);
   return kept;
 }

@@ -22,7 +22,7 @@ bool ma38_block_setup(const Block& block, Space& space, const FrontControls& con
   if (!room_for_block(block, counts, space, results)) return false;
   Frontal f = make_column_objects(block, counts, limit, space, controls, totals, results);
   if (!ma38_frontal_kernel(f)) return false;
-  space.ineed -= vector_words(block, counts.dense);
+  space.release(vector_words(block, counts.dense), 0);
   if (block.several) {
     compose(block.rperm, f.frows, f.n);
     compose(block.cperm, f.fcols, f.n);

@@ -66,25 +66,27 @@ void shift_columns(Frontal& f, const Block& block, Index begin) {
     f.cp(k) = to_int(object);
     object += f.word(object, kLength);
   }
-  space.ihead = object;
+  space.set_int_head(object);
 }
 
 void copy_columns(Frontal& f, const Block& block) {
   Space& space = f.space;
-  space.ihead = objects_begin(f);
+  Index object = objects_begin(f), value = space.xhead;
   for (Index k = 1; k <= f.n; ++k) {
-    const Index object = space.ihead, values = space.xhead;
+    const Index values = value;
     const Source column = source_of(block, k);
     Index end = object + kColumnHeader;
     for (Index p = column.begin; p < column.end; ++p) {
       const Index row = local_row(block, p);
       if (row < 1) continue;
       space.ints(end++) = to_int(row);
-      space.reals(space.xhead++) = block.matrix.ax(p);
+      space.reals(value++) = block.matrix.ax(p);
     }
     f.cp(k) = to_int(object);
-    space.ihead = write_header(f, object, end - object - kColumnHeader, values);
+    object = write_header(f, object, end - object - kColumnHeader, values);
   }
+  space.set_int_head(object);
+  space.set_real_head(value);
 }
 
 Frontal lay_out_vectors(const Block& block, Index dn, Index limit, Space& space, Index at,
@@ -134,13 +136,10 @@ Wide vector_words(const Block& block, Index dense) {
 bool room_for_block(const Block& block, const BlockCounts& counts, Space& space, const Results& results) {
   const Wide copied = block.preserved ? counts.entries : 0;
   const Wide words = vector_words(block, counts.dense) + kColumnHeader * block.order + copied;
-  space.ineed += words;
-  space.xneed += copied;
+  space.need(words, copied);
   space.note_use(results);
-  bool enough = true;
-  if (words > space.free_ints()) enough = space.lack_ints(results, words - space.free_ints());
-  if (copied > space.free_reals()) enough = space.lack_reals(results, copied - space.free_reals());
-  return enough;
+  const bool ints = space.has_ints(results, words), reals = space.has_reals(results, copied);
+  return ints && reals;
 }
 
 Frontal make_column_objects(const Block& block, const BlockCounts& counts, Index limit, Space& space,

@@ -61,10 +61,9 @@ void store_reals(const Frontal& f, Index rows, Index columns) {
 bool take_tails(Frontal& f, Index ints, Index reals) {
   if (!room_for_both(f, ints, reals)) return false;
   Space& space = f.space;
-  space.itail -= ints;
-  space.xtail -= reals;
-  space.ineed += ints;
-  space.xneed += reals;
+  space.push_tail_ints(ints);
+  space.push_tail_reals(reals);
+  space.need(ints, reals);
   space.note_use(f.results);
   return true;
 }
@@ -136,8 +135,8 @@ void advance_stamp(Frontal& f) {
 }
 
 void release_front(Frontal& f) {
-  f.space.xhead = f.front;
-  f.space.xneed -= f.dr * f.dc + f.dr;
+  f.space.set_real_head(f.front);
+  f.space.release(0, f.dr * f.dc + f.dr);
   f.front = 0;
 }
 
@@ -147,7 +146,7 @@ void leave_in_place(Frontal& f, Index object) {
   f.word(object, kValues) = to_int(f.front);
   const Index end = f.front + (f.fncols - 1) * f.dr + f.fnrows;
   release_front(f);
-  f.space.xhead = end;
+  f.space.set_real_head(end);
   link_at_end(f, object);
 }
 
@@ -164,9 +163,7 @@ void copy_to_hole(Frontal& f, Index object) {
 /// What is left becomes the element named by the last pivot row.
 bool make_contribution(Frontal& f, Index e) {
   if (!room_for_ints(f, kContributionWords)) return false;
-  const Index object = f.space.ihead;
-  f.space.ihead += kContributionWords;
-  f.space.ineed += kContributionWords;
+  const Index object = f.space.push_ints(kContributionWords);
   f.word(object, kLuElement) = f.rp(e);
   f.word(object, kLiveColumns) = to_int(f.fncols);
   f.word(object, kLiveRows) = to_int(f.fnrows);
@@ -178,7 +175,7 @@ bool make_contribution(Frontal& f, Index e) {
   } else {
     copy_to_hole(f, object);
   }
-  f.space.xneed += size;
+  f.space.need(kContributionWords, size);
   f.contribution_reals += size;
   f.results(kAssemblyFlops) += static_cast<double>(size);
   f.space.note_use(f.results);
@@ -201,8 +198,7 @@ Index enlarge(Frontal& f, Index header, View view) {
   const Index length = longer_length(f, header, before.tuple_count, before.entry_count);
   if (!room_for_ints(f, length, true)) return 0;
   const Object old = view();  // it may have moved
-  const Index copy = f.space.ihead;
-  f.space.ihead += length;
+  const Index copy = f.space.push_ints(length);
   int* words = &f.word(copy, 0);
   std::memcpy(words, &f.word(old.at, 0),
               static_cast<std::size_t>(header + 2 * old.tuple_count) * sizeof(int));
@@ -218,7 +214,7 @@ Index enlarge(Frontal& f, Index header, View view) {
 void write_tuple(Frontal& f, Index place, Index e, Index offset) {
   f.word(place, 0) = to_int(e);
   f.word(place, 1) = to_int(offset);
-  f.space.ineed += 2;
+  f.space.need(2, 0);
 }
 
 bool append_to_column(Frontal& f, Index column, Index e, Index offset) {
@@ -290,13 +286,12 @@ void place_the_rest(Frontal& f) {
   for (Index i = 1; i <= f.n; ++i) {
     if (f.cp(i) != 0) {
       const Object column = column_object(f, i);
-      f.space.ineed -= kColumnHeader + 2 * column.tuple_count + column.entry_count;
-      f.space.xneed -= column.entry_count;
+      f.space.release(column.needed(), column.entry_count);
       f.fcols(f.n - last_column++) = to_int(i);
     }
     if (kind_of(f, i) == kRow) {
       const Object row = row_object(f, i);
-      f.space.ineed -= kRowHeader + 2 * row.tuple_count + row.entry_count;
+      f.space.release(row.needed(), 0);
       f.frows(f.n - last_row++) = to_int(i);
     }
   }
@@ -307,8 +302,8 @@ void close_elements(Frontal& f) {
     const ObjectKind kind = kind_of(f, e);
     if (kind != kContribution && kind != kDenseElement) continue;
     const Waiting element = waiting(f, e);
-    f.space.xneed -= element.row_count * element.column_count;
-    f.space.ineed -= kind == kContribution ? kContributionWords : kColumnHeader + element.row_count;
+    f.space.release(kind == kContribution ? kContributionWords : kColumnHeader + element.row_count,
+                    element.row_count * element.column_count);
     f.rp(e) = kind == kContribution ? f.word(element.object, kLuElement) : 0;
     f.rt(e) = f.ro(e) = f.dead_mark();
   }
@@ -379,8 +374,8 @@ void renumber(Frontal& f, Index lu) {
 bool end_block(Frontal& f) {
   place_the_rest(f);
   close_elements(f);
-  f.space.ihead = objects_begin(f);  // nothing of the objects is read any more
-  f.space.xhead = f.first_real;
+  f.space.set_int_head(objects_begin(f));  // nothing of the objects is read any more
+  f.space.set_real_head(f.first_real);
   make_pivot_order(f);
   if (!take_header(f)) return false;
   number_elements(f);

@@ -47,9 +47,8 @@ void set_maps(Frontal& f, const Pivot& pivot) {
 bool take_room(Frontal& f) {
   const Index words = f.dr * f.dc + f.dr;
   if (!room_for_reals(f, words)) return false;
-  f.front = f.space.xhead;
-  f.space.xhead += words;
-  f.space.xneed += words;
+  f.front = f.space.push_reals(words);
+  f.space.need(0, words);
   f.space.note_use(f.results);
   return true;
 }

@@ -29,9 +29,8 @@ struct Extent {
 
 void retire(Frontal& f, const Pivot& pivot) {
   const Object row = row_object(f, pivot.row), column = column_object(f, pivot.column);
-  f.space.ineed -= kRowHeader + 2 * row.tuple_count + row.entry_count;
-  f.space.ineed -= kColumnHeader + 2 * column.tuple_count + column.entry_count;
-  f.space.xneed -= column.entry_count;
+  f.space.release(row.needed(), 0);
+  f.space.release(column.needed(), column.entry_count);
   f.word(row.at, kDegree) = f.word(column.at, kDegree) = kColumnIsPivotal;
   f.rp(pivot.row) = f.cp(pivot.column) = 0;
   f.rt(pivot.row) = f.ro(pivot.row) = f.dead_mark();

@@ -88,11 +88,7 @@ bool examine_column(Frontal& f, Index column, Candidate& candidate) {
   Space& space = f.space;
   const Index bound = column_degree(f, column);
   if (!room_for_reals(f, bound)) return false;
-  space.xhead += bound;
-  space.xneed += bound;
-  space.note_use(f.results);
-  space.xhead -= bound;
-  space.xneed -= bound;
+  space.note_use(f.results, bound);
 
   Index mapped = 0;
   const Index length = gather_column(f, column, mapped);

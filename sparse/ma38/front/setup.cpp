@@ -15,7 +15,7 @@ constexpr Index kSlackOverLimit = 6;
 bool has_least_room(Frontal& f) {
   Space& space = f.space;
   f.results.raise(kIndexNeeded, space.ineed + kLeastInts);
-  if (space.itail - 1 >= kLeastInts && space.ihead <= space.itail) return true;
+  if (space.itail - 1 >= kLeastInts) return true;
   return space.lack_ints(f.results, kLeastInts - (space.itail - 1));
 }
 
@@ -70,7 +70,8 @@ EntryCounts count_rows(Frontal& f) {
 /// The columns of dense elements, with what slack can be shared out.
 void make_dense_columns(Frontal& f, Index slack) {
   for (Index element = f.n + 1; element <= f.nd; ++element) {
-    const Index values = f.rp(element), col = f.word(values, kDenseColumn), object = f.space.ihead;
+    const Index values = f.rp(element), col = f.word(values, kDenseColumn),
+                object = f.space.push_ints(kDenseColumnObject + slack);
     std::fill_n(&f.word(object, 0), kColumnHeader, 0);
     f.word(object, kLength) = to_int(kDenseColumnObject + slack);
     f.word(object, kDegree) = f.word(values, kDegree);
@@ -78,19 +79,17 @@ void make_dense_columns(Frontal& f, Index slack) {
     f.word(object, kColumnTuples) = to_int(element);
     f.word(object, kColumnTuples + 1) = 1;
     f.cp(col) = to_int(object);
-    f.space.ihead += kDenseColumnObject + slack;
   }
 }
 
 /// Rows of the right length, with their tuples and columns still to be filled in and counted again.
 void make_rows(Frontal& f) {
   for (Index row = 1; row <= f.n; ++row) {
-    const Index object = f.space.ihead, length = kRowHeader + f.ro(row) + 2 * Index{f.rt(row)};
+    const Index length = kRowHeader + f.ro(row) + 2 * Index{f.rt(row)}, object = f.space.push_ints(length);
     f.word(object, kLength) = to_int(length);
     f.word(object, kDegree) = f.ro(row) + f.rt(row);
     f.rp(row) = to_int(object);
     f.rt(row) = f.ro(row) = 0;
-    f.space.ihead += length;
   }
 }
 
@@ -136,8 +135,8 @@ bool prepare_objects(Frontal& f) {
   link_columns(f);
   const EntryCounts counts = count_rows(f);
   const Wide needed = kDenseColumnObject * f.dn + kRowHeader * f.n + counts.all + counts.dense;
-  f.space.ineed += needed;
-  if (needed > f.space.free_ints()) return f.space.lack_ints(f.results, needed - f.space.free_ints());
+  f.space.need(needed, 0);
+  if (!f.space.has_ints(f.results, needed)) return false;
   const Index spare = f.space.free_ints() - static_cast<Index>(needed);
   make_dense_columns(f, f.dn == 0 ? 0 : std::min(f.dense_limit + kSlackOverLimit, spare / f.dn));
   make_rows(f);

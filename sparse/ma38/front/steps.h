@@ -40,22 +40,25 @@ inline bool is_live(const Frontal& f, Index e) { return f.rt(e) >= 0; }  // e co
 /// A row or column object: tuples and original entries.
 struct Object {
   Index at;
+  Index header;
   int* tuples;
   Index tuple_count;
   int* entries;
   Index entry_count;
+  Index needed() const { return header + 2 * tuple_count + entry_count; }  // words without room between
 };
 inline Object column_object(const Frontal& f, Index column) {
   const Index at = f.cp(column);
   int* words = &f.word(at, 0);
   const Index entries = words[kOwned];
-  return {at, words + kColumnTuples, words[kTuples], words + words[kLength] - entries, entries};
+  return {at,     kColumnHeader, words + kColumnTuples, words[kTuples], words + words[kLength] - entries,
+          entries};
 }
 inline Object row_object(const Frontal& f, Index row) {
   const Index at = f.rp(row);
   int* words = &f.word(at, 0);
   const Index entries = f.ro(row);
-  return {at, words + kRowHeader, f.rt(row), words + words[kLength] - entries, entries};
+  return {at, kRowHeader, words + kRowHeader, f.rt(row), words + words[kLength] - entries, entries};
 }
 inline int row_degree(const Frontal& f, Index row) { return f.word(f.rp(row), kDegree); }
 inline int& column_degree(const Frontal& f, Index column) { return f.word(f.cp(column), kDegree); }

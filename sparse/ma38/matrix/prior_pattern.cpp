@@ -167,10 +167,7 @@ bool take_heads(Space& space, Wide entries, const Results& results) {
   const bool ints = space.free_ints() >= entries || space.lack_ints(results, entries - space.free_ints());
   const bool reals = space.free_reals() >= entries || space.lack_reals(results, entries - space.free_reals());
   if (!ints || !reals) return false;
-  space.ihead += static_cast<Index>(entries);
-  space.xhead += static_cast<Index>(entries);
-  space.ineed += entries;
-  space.xneed += entries;
+  space.grow_heads(static_cast<Index>(entries));
   space.note_use(results);
   return true;
 }
@@ -182,9 +179,8 @@ void settle_heads(Space& space, Index shift, Wide entries, const PatternCounts& 
   double* const reals = space.reals.data() + (begin - 1);
   std::copy(words + shift, words + shift + entries, words);
   std::copy(reals + shift, reals + shift + entries, reals);
-  space.ihead = space.xhead = end;
-  space.ineed -= entries + counts.below;
-  space.xneed -= entries + counts.below;
+  space.set_heads(end);
+  space.release(entries + counts.below, entries + counts.below);
 }
 
 }  // namespace
@@ -212,7 +208,7 @@ bool ma38_prior_pattern(const PatternInput& input, OneBased<int> begin, Space& s
   }
   const OneBased<int> ap = input.matrix.ap;
   const Index nz = ap(ap.size()) - 1, start = static_cast<Index>(counts.above) + 1, shift = nz + 1 - start;
-  space.ihead = space.xhead = nz + 1;
+  space.set_heads(nz + 1);
   maker.sum(start);
   if (!take_heads(space, entries, results)) return false;
   maker.fill_and_pack(space, shift);

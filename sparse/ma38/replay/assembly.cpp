@@ -44,8 +44,7 @@ void add_arrows(Replay& f, const Element& element) {
     }
   }
   const Index begin = arrows.begin(f.pivots + element.pivots), taken = f.arrows_end - begin;
-  f.space.ineed -= taken;
-  f.space.xneed -= taken;
+  f.space.release(taken, taken);
   f.arrows_end = begin;
 }
 
@@ -115,7 +114,7 @@ bool add_columns(const Replay& f, Index e, const Element& child, bool take_some,
 
 void release(Replay& f, Index e, const Element& child) {
   const Index size = child.l * child.u;
-  f.space.xneed -= size;
+  f.space.release(0, size);
   f.waiting_reals -= size;
   free_holder(f.holders, e);
 }

@@ -46,7 +46,7 @@ void ma38_refactor_compact(Replay& f) {
     f.front = to;
     to += f.dr * f.dc;
   }
-  f.space.xhead = to;
+  f.space.set_real_head(to);
 }
 
 }  // namespace ma38

@@ -14,12 +14,11 @@ namespace {
 int take_front(Replay& f, const Element& element) {
   const Wide rows = element.words[kFrontRows], columns = element.words[kFrontColumns], size = rows * columns;
   lower_head(f);
-  f.space.xneed += size;
+  f.space.need(0, size);
   if (!room_for_reals(f, static_cast<Index>(size))) return kValueTooShort;
   f.dr = static_cast<Index>(rows);
   f.dc = static_cast<Index>(columns);
-  f.front = f.space.xhead;
-  f.space.xhead += static_cast<Index>(size);
+  f.front = f.space.push_reals(static_cast<Index>(size));
   f.space.note_use(f.results);
   f.results.add(kFronts, 1);
   note_peak(f);
@@ -201,7 +200,7 @@ namespace {
 /// The live part stays where it is, and the head ends behind it.
 void leave_in_place(Replay& f) {
   link_last(f.holders, f.open, f.front, f.dr);
-  f.space.xhead = f.front + (f.fncols - 1) * f.dr + f.fnrows;
+  f.space.set_real_head(f.front + (f.fncols - 1) * f.dr + f.fnrows);
 }
 
 /// The live part moves into the largest hole.
@@ -210,7 +209,7 @@ void copy_to_hole(Replay& f, Index size) {
   for (Index j = 0; j < f.fncols; ++j, to += f.fnrows) {
     std::memcpy(to, f.at(0, j), static_cast<std::size_t>(f.fnrows) * sizeof(double));
   }
-  f.space.xhead = f.front;
+  f.space.set_real_head(f.front);
 }
 
 void clear_maps(const Replay& f) {
@@ -225,14 +224,15 @@ void end_front(Replay& f) {
   clear_maps(f);
   const Index size = f.fnrows * f.fncols;
   if (size == 0) {
-    f.space.xhead = f.front;
+    f.space.set_real_head(f.front);
   } else if (f.holders.hole_size < size) {
     leave_in_place(f);
   } else {
     copy_to_hole(f, size);
   }
   f.holders.begin[f.holders.last] = static_cast<int>(f.space.xhead);
-  f.space.xneed += size - f.dr * f.dc;
+  f.space.need(0, size);
+  f.space.release(0, f.dr * f.dc);
   f.waiting_reals += size;
   f.results(kAssemblyFlops) += static_cast<double>(size);
   f.front = f.fnrows = f.fncols = 0;

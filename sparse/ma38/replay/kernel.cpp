@@ -29,10 +29,9 @@ Replay make_replay(const ReplayBlock& block, Space& space, FactorTotals& totals,
 /// The work vectors, behind the arrows.
 bool take_vectors(Replay& f) {
   const Wide words = work_words(f);
-  f.space.ineed += words;
-  if (f.space.free_ints() < words) return f.space.lack_ints(f.results, words - f.space.free_ints());
-  Index at = f.space.ihead;
-  f.space.ihead += static_cast<Index>(words);
+  f.space.need(words, 0);
+  if (!f.space.has_ints(f.results, words)) return false;
+  Index at = f.space.push_ints(static_cast<Index>(words));
   f.space.note_use(f.results);
   const auto take = [&](Index count) {
     const OneBased<int> vector = f.space.ints.part(at, count);
@@ -91,24 +90,24 @@ void drop_dead_part(Replay& f) {
     }
     const Index count = arrows.end_of(k) - arrows.begin(k);
     f.invalid += count;
-    f.space.ineed -= count;
-    f.space.xneed -= count;
+    f.space.release(count, count);
   }
   f.arrows_end = arrows.begin(f.n);
 }
 
 /// What is left over, of a singular block, waits for nothing any more.
 void drop_blocks(Replay& f) {
-  f.space.xneed -= f.waiting_reals;
+  f.space.release(0, f.waiting_reals);
   f.waiting_reals = 0;
 }
 
 /// A block without elements keeps one real, so that the factors have some.
 int store_header(Replay& f) {
   if (f.elements == 0) {
-    ++f.space.xneed;
+    f.space.need(0, 1);
     if (!room_for_reals(f, 1)) return kValueTooShort;
-    f.space.reals(--f.space.xtail) = 0.0;
+    f.space.push_tail_reals(1);
+    f.space.reals(f.space.xtail) = 0.0;
     f.space.note_use(f.results);
     ++f.totals.factor_reals;
   }
@@ -150,8 +149,8 @@ ReplayOutcome ma38_refactor_kernel(const ReplayBlock& block, Space& space, Facto
   if (failure == kGood) {
     drop_dead_part(f);
     drop_blocks(f);
-    space.ihead = space.xhead = arrows_begin;
-    space.ineed -= work_words(f);
+    space.set_heads(arrows_begin);
+    space.release(work_words(f), 0);
     failure = store_header(f);
   }
   if (failure == kGood) add_to_totals(f);

@@ -74,10 +74,10 @@ Index place_in_hole(Holders& holders, Index e, Index size, Index leading) {
 void lower_head(Replay& f) {
   Holders& holders = f.holders;
   for (Index e = holders.previous[holders.last]; holders.is_hole(e); e = holders.previous[holders.last]) {
-    f.space.xhead = holders.begin[e];
+    f.space.set_real_head(holders.begin[e]);
     drop_hole(holders, e);
   }
-  if (holders.next[0] == holders.last) f.space.xhead = f.arrows_end;
+  if (holders.next[0] == holders.last) f.space.set_real_head(f.arrows_end);
   holders.begin[holders.last] = static_cast<int>(f.space.xhead);
 }
 
@@ -90,7 +90,7 @@ bool room_for_reals(Replay& f, Index count) {
   if (f.space.free_reals() >= count) return true;
   f.results.add(kValueCollections, 1);
   ma38_refactor_compact(f);
-  return f.space.free_reals() >= count || f.space.lack_reals(f.results, count - f.space.free_reals());
+  return f.space.has_reals(f.results, count);
 }
 
 }  // namespace ma38

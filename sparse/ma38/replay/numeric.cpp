@@ -168,9 +168,9 @@ void retire(Replay& f, Index pivots) {
 
 int store_element(Replay& f, const Element& element) {
   const Index reals = static_cast<Index>(element_reals(element.pivots, element.l, element.u));
-  f.space.xneed += reals;
+  f.space.need(0, reals);
   if (!room_for_reals(f, reals)) return kValueTooShort;
-  f.space.xtail -= reals;
+  f.space.push_tail_reals(reals);
   f.space.note_use(f.results);
   element.words[kElementReals] = static_cast<int>(f.space.xtail);
   store_reals(f, element);

@@ -88,7 +88,7 @@ void Compaction::pack_reals() {
     f_.front = to;
     to += size;
   }
-  f_.space.xhead = to;
+  f_.space.set_real_head(to);
 }
 
 Index Compaction::pack_values_of(Index object, Index to) {
@@ -130,7 +130,7 @@ void Compaction::pack_ints() {
     length = tag > 0 && is_contribution(tag) ? kContributionWords : f_.word(from, kLength);
     if (tag > 0) to = slide(from, to, tag);
   }
-  f_.space.ihead = to;
+  f_.space.set_int_head(to);
 }
 
 /// Returns the end of the object in its new place.

@@ -102,7 +102,7 @@ Index place_in_hole(Frontal& f, Index object, Index size) {
 
 void free_tail(Frontal& f) {
   if (!is_hole(f, f.last_owner)) return;
-  f.space.xhead = f.word(f.last_owner, kValues);
+  f.space.set_real_head(f.word(f.last_owner, kValues));
   unlink(f, f.last_owner);
 }
 
@@ -112,7 +112,7 @@ bool room_for_ints(Frontal& f, Index count, bool leave_slack) {
   ma38_compact(f, leave_slack);
   // The slack must not be what is missing in the end.
   if (leave_slack && f.space.free_ints() < count) ma38_compact(f, false);
-  return f.space.free_ints() >= count || f.space.lack_ints(f.results, count - f.space.free_ints());
+  return f.space.has_ints(f.results, count);
 }
 
 bool room_for_reals(Frontal& f, Index count) { return room_for_both(f, 0, count); }
@@ -123,10 +123,9 @@ bool room_for_both(Frontal& f, Index ints, Index reals) {
   if (ints_are_short) f.results.add(kIndexCollections, 1);
   if (reals_are_short) f.results.add(kValueCollections, 1);
   ma38_compact(f, false);
-  bool enough = true;
-  if (f.space.free_ints() < ints) enough = f.space.lack_ints(f.results, ints - f.space.free_ints());
-  if (f.space.free_reals() < reals) enough = f.space.lack_reals(f.results, reals - f.space.free_reals());
-  return enough;
+  const bool ints_are_there = f.space.has_ints(f.results, ints);
+  const bool reals_are_there = f.space.has_reals(f.results, reals);
+  return ints_are_there && reals_are_there;
 }
 
 }  // namespace ma38

@@ -1,43 +1,182 @@
 #pragma once
 
-// The two arrays of a factorisation.
+// The two arrays of a factorisation, and the accounts of their words.
+
+#include <cassert>
 
 #include "sparse/ma38/report/results.h"
 
 namespace corvidnum {
 namespace ma38 {
 
-/// The two arrays of a factorisation: heads grow up from the bottom, tails grow down from the top, and the
-/// words between are free. Positions count from 1 in the views; places below them belong to the caller's
-/// arrays too and are in the needs.
-///   |  used by the head  | free: ihead .. itail-1 | used by the tail |
-struct Space {
-  OneBased<int> ints;
-  OneBased<double> reals;
-  Index ihead, itail, xhead, xtail;
-  Wide ints_below, reals_below;  // words of the caller's arrays in front of the views
-  Wide ineed, xneed;             // words of the caller's arrays in use, without garbage
-  bool ints_short = false, reals_short = false;
+/// INDEX (`ints`) and VALUE (`reals`) of one factorisation. In each, a head grows up from the bottom, a tail
+/// grows down from the top, and the words between are free:
+///
+///   |  head ->  | free: ihead .. itail-1 |  <- tail |
+///
+/// Positions count from 1 in the views. The places below the views belong to the caller's arrays too and
+/// count as used and as needed. Everybody may read the ends and the needs; only the operations below change
+/// them.
+///
+/// Always true:
+///  1. 1 <= ihead <= itail <= ints.size() + 1, and likewise for the reals;
+///  2. no need is negative.
+/// A need is what would do if no word were garbage. It can be above what there is: a shortage is reported
+/// with the need of the operation that has failed.
+class Space {
+ public:
+  /// A value that everybody reads and only the space sets.
+  template <class T>
+  class Reading {
+   public:
+    operator T() const { return value_; }  // NOLINT: reads like the value
+
+   private:
+    friend class Space;
+    explicit Reading(T value) : value_(value) {}
+    T value_;
+  };
+  struct Words {
+    Wide ints, reals;
+  };
+
+  /// Both heads and both tails are empty.
+  /// @param below  words of the caller's arrays in front of the views
+  /// @param needed words that are in use already, those below included
+  Space(OneBased<int> index, OneBased<double> value, Words below, Words needed)
+      : ints(index),
+        reals(value),
+        ihead(1),
+        itail(index.size() + 1),
+        xhead(1),
+        xtail(value.size() + 1),
+        ints_below(below.ints),
+        reals_below(below.reals),
+        ineed(needed.ints),
+        xneed(needed.reals),
+        ints_short(false),
+        reals_short(false) {}
+
+  const OneBased<int> ints;
+  const OneBased<double> reals;
+  Reading<Index> ihead, itail, xhead, xtail;
+  const Wide ints_below, reals_below;
+  Reading<Wide> ineed, xneed;
+  Reading<bool> ints_short, reals_short;  // whether a shortage was flagged
 
   Index free_ints() const { return itail - ihead; }
   Index free_reals() const { return xtail - xhead; }
-  /// Called after each growth of a head, a tail or a need.
-  void note_use(const Results& results) const {
-    results.raise(kIndexUsed, ints_below + (ihead - 1) + (ints.size() - itail + 1));
-    results.raise(kValueUsed, reals_below + (xhead - 1) + (reals.size() - xtail + 1));
-    results.raise(kIndexNeeded, ineed);
-    results.raise(kValueNeeded, xneed);
+  /// Returns whether the invariants hold.
+  bool consistent() const {
+    return 1 <= ihead && ihead <= itail && itail <= ints.size() + 1 && 1 <= xhead && xhead <= xtail &&
+           xtail <= reals.size() + 1 && ineed >= 0 && xneed >= 0;
   }
-  /// A shortage: the need is reported as more than there is, by so much that a few retries are enough.
+
+  // ---- Needs
+
+  void need(Wide more_ints, Wide more_reals) {
+    ineed.value_ += more_ints;
+    xneed.value_ += more_reals;
+  }
+  void release(Wide fewer_ints, Wide fewer_reals) {
+    ineed.value_ -= fewer_ints;
+    xneed.value_ -= fewer_reals;
+    assert(consistent());
+  }
+  /// Raises the results to what is in use and needed now, and `work` reals behind the head. Called after each
+  /// growth of an end or a need.
+  void note_use(const Results& results, Wide work = 0) const {
+    results.raise(kIndexUsed, ints_below + (ihead - 1) + (ints.size() - itail + 1));
+    results.raise(kValueUsed, reals_below + (xhead - 1) + (reals.size() - xtail + 1) + work);
+    results.raise(kIndexNeeded, ineed);
+    results.raise(kValueNeeded, xneed + work);
+  }
+
+  // ---- Shortages. Each returns false if it has flagged one.
+
+  bool has_ints(const Results& results, Wide count) {
+    return free_ints() >= count || lack_ints(results, count - free_ints());
+  }
+  bool has_reals(const Results& results, Wide count) {
+    return free_reals() >= count || lack_reals(results, count - free_reals());
+  }
+  /// Flags a shortage of integers. The reported need is the present length plus the larger of `missing` and
+  /// an eighth of it, so that a caller who retries with just that needs few rounds.
   bool lack_ints(const Results& results, Wide missing) {
-    ints_short = true;
-    results.raise(kIndexNeeded, std::max(ineed, enlarged(ints_below + ints.size(), missing)));
+    ints_short.value_ = true;
+    results.raise(kIndexNeeded, std::max<Wide>(ineed, enlarged(ints_below + ints.size(), missing)));
     return false;
   }
   bool lack_reals(const Results& results, Wide missing) {
-    reals_short = true;
-    results.raise(kValueNeeded, std::max(xneed, enlarged(reals_below + reals.size(), missing)));
+    reals_short.value_ = true;
+    results.raise(kValueNeeded, std::max<Wide>(xneed, enlarged(reals_below + reals.size(), missing)));
     return false;
+  }
+
+  // ---- Heads. There must be room.
+
+  /// Return the position of the first word added to the head.
+  Index push_ints(Index count) {
+    const Index begin = ihead;
+    set_int_head(begin + count);
+    return begin;
+  }
+  Index push_reals(Index count) {
+    const Index begin = xhead;
+    set_real_head(begin + count);
+    return begin;
+  }
+  void set_int_head(Index position) {
+    ihead.value_ = position;
+    assert(consistent());
+  }
+  void set_real_head(Index position) {
+    xhead.value_ = position;
+    assert(consistent());
+  }
+  void set_heads(Index position) {
+    set_int_head(position);
+    set_real_head(position);
+  }
+  /// Adds `count` words to both heads and both needs.
+  void grow_heads(Index count) {
+    push_ints(count);
+    push_reals(count);
+    need(count, count);
+  }
+  void shrink_heads(Index count) {
+    set_int_head(ihead - count);
+    set_real_head(xhead - count);
+    release(count, count);
+  }
+
+  // ---- Tails
+
+  /// Adds words to the tail, whose need is counted already. There must be room.
+  void push_tail_ints(Index count) {
+    itail.value_ -= count;
+    assert(consistent());
+  }
+  void push_tail_reals(Index count) {
+    xtail.value_ -= count;
+    assert(consistent());
+  }
+  /// Adds words to the tail and to the need, which grows after a shortage too. False: a shortage, flagged.
+  bool take_tail_ints(const Results& results, Wide count) {
+    need(count, 0);
+    if (!has_ints(results, count)) return false;
+    push_tail_ints(static_cast<Index>(count));
+    return true;
+  }
+  bool take_tail_reals(const Results& results, Wide count) {
+    need(0, count);
+    if (!has_reals(results, count)) return false;
+    push_tail_reals(static_cast<Index>(count));
+    return true;
+  }
+  void release_tail_ints(Index count) {
+    itail.value_ += count;
+    release(count, 0);
   }
 
  private:

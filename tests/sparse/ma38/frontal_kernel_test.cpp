@@ -44,8 +44,8 @@ struct Stepwise {
     Ints cperm = position = rperm;
     ints = a.rows, reals = a.values;
     ints.resize(kLength, 77), reals.resize(kLength, 77.0);
-    const Index end = kLength + 1;
-    Space space{{ints.data(), kLength}, {reals.data(), kLength}, nz + 1, end, nz + 1, end, 0, 0, nz, nz};
+    Space space({ints.data(), kLength}, {reals.data(), kLength}, {0, 0}, {nz, nz});
+    space.set_heads(nz + 1);
     const Results results(f.info.data(), f.rinfo.data());
     std::fill(f.info.begin(), f.info.end(), 0);
     const FrontControls controls(f.keep.data(), f.cntl.data(), f.icntl.data());
@@ -80,7 +80,7 @@ struct Stepwise {
       done = form_front(f, pivot) && eliminate_front(f, pivot);
     }
     done = done && end_block(f);
-    space.ineed -= vector_words(block, counts.dense);
+    space.release(vector_words(block, counts.dense), 0);
     EXPECT_EQ(space.ineed, space.ints.size() - space.itail + 1) << "words left in the accounts";
     EXPECT_EQ(space.xneed, space.reals.size() - space.xtail + 1) << "reals left in the accounts";
   }
@@ -135,8 +135,7 @@ void expect_consistent(const Frontal& f) {
 
 /// After a collection the store is consistent and has no gap, but the slack if that is to be left.
 void collect(Frontal& f, bool slack) {
-  const Index gap = f.space.ihead;
-  f.space.ihead += kRowHeader + 1;
+  const Index gap = f.space.push_ints(kRowHeader + 1);
   f.word(gap, kLength) = static_cast<int>(kRowHeader + 1), f.word(gap, kDegree) = kColumnIsPivotal;
   const Space& s = f.space;
   const Wide used = s.ints_below + s.ints.size() - s.free_ints();
