@@ -101,7 +101,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/report/print_factors.cpp
   sparse/ma38/front/controls.cpp
   sparse/ma38/front/column_objects.cpp
-  sparse/ma38/store/owners.cpp
+  sparse/ma38/store/object_store.cpp
   sparse/ma38/store/compaction.cpp
   sparse/ma38/front/setup.cpp
   sparse/ma38/front/block_setup.cpp

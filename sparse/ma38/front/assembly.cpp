@@ -29,8 +29,7 @@ namespace {
 // Most scans of an old member of the front find nothing to assemble. It is marked when an element that it is
 // part of gets complete, or when it comes in; the elements of one without a mark all reach outside. The pivot
 // and, in the first scans of a front, all members are new anyway.
-constexpr ColumnWord kMark = kFirstLink;  // no column of the front is in a degree list
-int& column_mark(const Frontal& f, Index column) { return f.word(f.cp(column), kMark); }
+int& column_mark(const Frontal& f, Index column) { return f.word(f.cp(column), kColumnMark); }
 int& row_mark(const Frontal& f, Index row) { return f.scratch(row); }
 
 void mark_arrivals(Frontal& f, const Arrivals& arrivals) {
@@ -153,8 +152,8 @@ void absorb(Frontal& f, Index e) {
     f.space.release(kContributionWords, reals);
     f.contribution_reals -= reals;
   }
-  f.word(object, kDegree) = kColumnIsPivotal;
-  free_reals(f, object);
+  f.word(object, kDegree) = kGone;
+  f.store.release_reals(object);
 }
 
 /// All rows of e are inside: its columns that are inside go at once.
@@ -303,7 +302,7 @@ Index take_column_entries(Frontal& f, Index column, const Object& object) {
   const Index gone = object.entry_count - kept;
   f.space.release(gone, gone);
   f.word(object.at, kOwned) = to_int(kept);
-  if (kept == 0) free_reals(f, object.at);
+  if (kept == 0) f.store.release_reals(object.at);
   return kept;
 }
 

@@ -20,7 +20,7 @@ bool ma38_block_setup(const Block& block, Space& space, const FrontControls& con
   const BlockCounts counts = count_block(block, limit);
   nzoff += counts.above;
   if (!room_for_block(block, counts, space, results)) return false;
-  Frontal f = make_column_objects(block, counts, limit, space, controls, totals, results);
+  Frontal f(block, counts, limit, space, controls, totals, results);
   if (!ma38_frontal_kernel(f)) return false;
   space.release(vector_words(block, counts.dense), 0);
   if (block.several) {

@@ -43,7 +43,7 @@ class Inspection {
   bool is_element(Index i) const {
     return kind_of(f_, i) == kContribution || kind_of(f_, i) == kDenseElement;
   }
-  bool is_object(Index at) const { return objects_begin(f_) <= at && at < f_.space.ihead; }
+  bool is_object(Index at) const { return f_.store.objects_begin() <= at && at < f_.space.ihead; }
   Words tuples_of_column(Index col) const {
     return {&f_.word(f_.cp(col), 0) + kColumnTuples, f_.word(f_.cp(col), kTuples)};
   }
@@ -89,12 +89,12 @@ class Inspection {
 
   // -- checks
   const char* objects_fill_their_room() {
-    Index used = 0, at = objects_begin(f_);
+    Index used = 0, at = f_.store.objects_begin();
     while (at < f_.space.ihead) {
       const Index first = f_.word(at, kLength);
       const Index length = first >= f_.space.itail ? kContributionWords : first;
       if (length < kRowHeader || length > f_.space.ihead - at) return "length of an object";
-      if (f_.word(at, kDegree) != kColumnIsPivotal) ++used;
+      if (f_.word(at, kDegree) != kGone) ++used;
       at += length;
     }
     Index pointed = 0;
@@ -179,25 +179,14 @@ class Inspection {
   }
 
   const char* memory_list() {
-    Index previous = 0, filled = 0;
-    bool hole_seen = false, after_hole = false;
-    for (Index at = f_.first_owner; at != 0; previous = at, at = f_.word(at, kNext)) {
+    const MemoryList<OwnerWords>& list = f_.store.owners();
+    if (const char* text = list.find_fault(f_.store.first_real(), f_.store.owners_end())) return text;
+    Index filled = 0;
+    for (Index at = list.first(); at != 0; at = f_.word(at, kNext)) {
       if (!is_object(at)) return "owner outside the store";
-      if (f_.word(at, kPrevious) != previous) return "links of the memory list";
-      if (previous == 0 && f_.word(at, kValues) != f_.first_real) return "first owner";
-      if (extent(f_, at) < 0) return "owners out of order";
-      const bool is_hole = f_.word(at, kOwned) == 0;
-      if (is_hole && extent(f_, at) == 0) return "empty hole";
-      if (is_hole && after_hole) return "holes not joined";
-      if (is_hole && at == f_.hole) hole_seen = true;
-      after_hole = is_hole;
-      if (!is_hole) ++filled;
+      if (!list.is_hole(at)) ++filled;
     }
-    if (previous != f_.last_owner) return "end of the memory list";
-    if (filled != owners_) return "owners and the memory list do not match";
-    if (f_.hole == 0) return f_.hole_size == -1 ? nullptr : "size of no hole";
-    if (!hole_seen) return "largest hole is none";
-    return f_.hole_size == extent(f_, f_.hole) ? nullptr : "size of the largest hole";
+    return filled == owners_ ? nullptr : "owners and the memory list do not match";
   }
 
   const char* owners() {
@@ -216,10 +205,12 @@ class Inspection {
 
   const char* owner(Index at, Index reals) const {
     const Index next = f_.word(at, kNext), previous = f_.word(at, kPrevious);
-    if ((next != 0 ? f_.word(next, kPrevious) : f_.last_owner) != at) return "owner not in the memory list";
-    if ((previous != 0 ? f_.word(previous, kNext) : f_.first_owner) != at)
+    if ((next != 0 ? f_.word(next, kPrevious) : f_.store.owners().last()) != at)
       return "owner not in the memory list";
-    return reals <= extent(f_, at) ? nullptr : "owner over its neighbour";
+    if ((previous != 0 ? f_.word(previous, kNext) : f_.store.owners().first()) != at)
+      return "owner not in the memory list";
+    return reals <= f_.store.owners().extent(at, f_.store.owners_end()) ? nullptr
+                                                                        : "owner over its neighbour";
   }
 
   const char* degree_lists() {
@@ -243,8 +234,9 @@ class Inspection {
   bool in_front(Index col) const { return f_.col_map(col) >= 0; }
 
   const char* front() {
-    const bool open = f_.front != 0;
-    if (open && f_.front + f_.dr * f_.dc + f_.dr != f_.space.xhead) return "front not at the head";
+    const bool open = f_.store.front() != 0;
+    if (f_.store.front_reals() != (open ? f_.dr * f_.dc + f_.dr : 0)) return "reals of the front";
+    if (open && f_.store.front() + f_.store.front_reals() != f_.space.xhead) return "front not at the head";
     const Index rows = open ? f_.fnrows : 0, columns = open ? f_.fncols : 0;
     for (Index i = 1; i <= rows; ++i) {
       if (f_.row_map(f_.frows(i)) != i - 1) return "place of a row of the front";
@@ -267,9 +259,8 @@ class Inspection {
 
   const char* accounts() {
     const Space& space = f_.space;
-    const Wide front = f_.front != 0 ? Wide{f_.dr} * f_.dc + f_.dr : 0;
-    ints_ += f_.ints_elsewhere + (space.ints.size() - space.itail + 1);
-    reals_ += f_.reals_elsewhere + front + (space.reals.size() - space.xtail + 1);
+    ints_ += f_.store.elsewhere().ints + (space.ints.size() - space.itail + 1);
+    reals_ += f_.store.elsewhere().reals + f_.store.front_reals() + (space.reals.size() - space.xtail + 1);
     if (ints_ != space.ineed) return "words in use of the integers";
     return reals_ == space.xneed ? nullptr : "words in use of the reals";
   }

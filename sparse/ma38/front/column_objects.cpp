@@ -49,7 +49,7 @@ Index write_header(Frontal& f, Index object, Index entries, Index values) {
 /// place of the entries, so they are written when all is moved.
 void shift_columns(Frontal& f, const Block& block, Index begin) {
   Space& space = f.space;
-  const Index shift = objects_begin(f) - begin;
+  const Index shift = f.store.objects_begin() - begin;
   for (Index k = f.n; k >= 1; --k) {
     const Source column = source_of(block, k);
     const Index entries = column.end - column.begin;
@@ -61,7 +61,7 @@ void shift_columns(Frontal& f, const Block& block, Index begin) {
     }
     write_header(f, object, entries, position_in(space.reals, block.matrix.ax, column.begin));
   }
-  Index object = objects_begin(f);
+  Index object = f.store.objects_begin();
   for (Index k = 1; k <= f.n; ++k) {
     f.cp(k) = to_int(object);
     object += f.word(object, kLength);
@@ -71,7 +71,7 @@ void shift_columns(Frontal& f, const Block& block, Index begin) {
 
 void copy_columns(Frontal& f, const Block& block) {
   Space& space = f.space;
-  Index object = objects_begin(f), value = space.xhead;
+  Index object = f.store.objects_begin(), value = space.xhead;
   for (Index k = 1; k <= f.n; ++k) {
     const Index values = value;
     const Source column = source_of(block, k);
@@ -89,8 +89,7 @@ void copy_columns(Frontal& f, const Block& block) {
   space.set_real_head(value);
 }
 
-Frontal lay_out_vectors(const Block& block, Index dn, Index limit, Space& space, Index at,
-                        const FrontControls& controls, FactorTotals& totals, const Results& results) {
+KernelVectors lay_out_vectors(const Block& block, Index dn, const Space& space, Index at) {
   const Index n = block.order, nd = n + dn;
   const auto take = [&](Index count) {
     at += count;
@@ -99,10 +98,22 @@ Frontal lay_out_vectors(const Block& block, Index dn, Index limit, Space& space,
   const OneBased<int> rows = block.several ? take(n) : block.rperm;
   const OneBased<int> columns = block.several ? take(n) : block.cperm;
   const OneBased<int> cp = take(n), row_map = take(n), col_map = take(n), scratch = take(n), heads = take(n);
-  const DegreeLists degree_lists(heads, cp, space.ints);
   const OneBased<int> rp = take(nd), rt = take(nd), ro = take(nd);
-  return Frontal{n,       dn,      nd,      limit,        space, results, controls, totals, cp,
-                 row_map, col_map, scratch, degree_lists, rp,    rt,      ro,       rows,   columns};
+  return {rows, columns, row_map, col_map, scratch, heads, {cp, rp, rt, ro}};
+}
+
+/// Where the block's words begin: behind the heads, or what is to be consumed.
+Index first_int(const Block& block, const Space& space) {
+  return block.preserved ? Index{space.ihead} : position_in(space.ints, block.matrix.ai, block.matrix.ap(1));
+}
+Index first_real(const Block& block, const Space& space) {
+  return block.preserved ? Index{space.xhead} : position_in(space.reals, block.matrix.ax, block.matrix.ap(1));
+}
+
+/// What is needed already, but for the block's columns and the tails.
+Space::Words needed_elsewhere(const Block& block, const BlockCounts& counts, const Space& space) {
+  return {space.ineed - kColumnHeader * block.order - counts.entries - (space.ints.size() - space.itail + 1),
+          space.xneed - counts.entries - (space.reals.size() - space.xtail + 1)};
 }
 
 }  // namespace
@@ -142,22 +153,41 @@ bool room_for_block(const Block& block, const BlockCounts& counts, Space& space,
   return ints && reals;
 }
 
-Frontal make_column_objects(const Block& block, const BlockCounts& counts, Index limit, Space& space,
-                            const FrontControls& controls, FactorTotals& totals, const Results& results) {
-  const Index first = block.preserved ? 0 : block.matrix.ap(1);
-  const Index begin = block.preserved ? space.ihead : position_in(space.ints, block.matrix.ai, first);
-  Frontal f = lay_out_vectors(block, counts.dense, limit, space, begin, controls, totals, results);
-  f.first_real = block.preserved ? space.xhead : position_in(space.reals, block.matrix.ax, first);
-  f.ints_elsewhere =
-      space.ineed - kColumnHeader * f.n - counts.entries - (space.ints.size() - space.itail + 1);
-  f.reals_elsewhere = space.xneed - counts.entries - (space.reals.size() - space.xtail + 1);
+Frontal::Frontal(const KernelVectors& v, Index limit, Space& space_of_call,
+                 const FrontControls& controls_of_call, FactorTotals& totals_of_call,
+                 const Results& results_of_call, Index first, const Space::Words& elsewhere)
+    : n(v.pointers.cp.size()),
+      dn(v.pointers.rp.size() - n),
+      nd(v.pointers.rp.size()),
+      dense_limit(limit),
+      space(space_of_call),
+      results(results_of_call),
+      controls(controls_of_call),
+      totals(totals_of_call),
+      cp(v.pointers.cp),
+      rp(v.pointers.rp),
+      rt(v.pointers.rt),
+      ro(v.pointers.ro),
+      store(space, results, v.pointers, first, elsewhere),
+      degree_lists(v.heads, cp, space.ints),
+      row_map(v.row_map),
+      col_map(v.col_map),
+      scratch(v.scratch),
+      frows(v.rows),
+      fcols(v.columns) {}
+
+Frontal::Frontal(const Block& block, const BlockCounts& counts, Index limit, Space& space_of_call,
+                 const FrontControls& controls_of_call, FactorTotals& totals_of_call,
+                 const Results& results_of_call)
+    : Frontal(lay_out_vectors(block, counts.dense, space_of_call, first_int(block, space_of_call)), limit,
+              space_of_call, controls_of_call, totals_of_call, results_of_call,
+              first_real(block, space_of_call), needed_elsewhere(block, counts, space_of_call)) {
   if (block.preserved) {
-    copy_columns(f, block);
+    copy_columns(*this, block);
   } else {
-    shift_columns(f, block, begin);
+    shift_columns(*this, block, first_int(block, space));
   }
   space.note_use(results);
-  return f;
 }
 
 }  // namespace ma38

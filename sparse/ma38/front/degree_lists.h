@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sparse/ma38/front/column_object.h"
+#include "sparse/ma38/store/objects.h"
 
 namespace corvidnum {
 namespace ma38 {

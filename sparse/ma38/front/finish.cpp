@@ -59,7 +59,7 @@ void store_reals(const Frontal& f, Index rows, Index columns) {
 
 /// Takes room for the element at the tails.
 bool take_tails(Frontal& f, Index ints, Index reals) {
-  if (!room_for_both(f, ints, reals)) return false;
+  if (!f.store.room_for_both(ints, reals)) return false;
   Space& space = f.space;
   space.push_tail_ints(ints);
   space.push_tail_reals(reals);
@@ -134,35 +134,27 @@ void advance_stamp(Frontal& f) {
   }
 }
 
-void release_front(Frontal& f) {
-  f.space.set_real_head(f.front);
-  f.space.release(0, f.dr * f.dc + f.dr);
-  f.front = 0;
-}
-
 /// The live part stays where it is, and the head ends behind it.
 void leave_in_place(Frontal& f, Index object) {
   f.word(object, kLeading) = to_int(f.dr);
-  f.word(object, kValues) = to_int(f.front);
-  const Index end = f.front + (f.fncols - 1) * f.dr + f.fnrows;
-  release_front(f);
-  f.space.set_real_head(end);
-  link_at_end(f, object);
+  f.word(object, kValues) = to_int(f.store.front());
+  f.store.close_front((f.fncols - 1) * f.dr + f.fnrows);
+  f.store.append_owner(object);
 }
 
 /// The live part moves into the largest hole.
 void copy_to_hole(Frontal& f, Index object) {
   f.word(object, kLeading) = to_int(f.fnrows);
-  double* to = &f.space.reals(place_in_hole(f, object, f.fnrows * f.fncols));
+  double* to = &f.space.reals(f.store.place_in_hole(object, f.fnrows * f.fncols));
   for (Index j = 0; j < f.fncols; ++j, to += f.fnrows) {
     std::memcpy(to, &f.at(0, j * f.dr), static_cast<std::size_t>(f.fnrows) * sizeof(double));
   }
-  release_front(f);
+  f.store.close_front(0);
 }
 
 /// What is left becomes the element named by the last pivot row.
 bool make_contribution(Frontal& f, Index e) {
-  if (!room_for_ints(f, kContributionWords)) return false;
+  if (!f.store.room_for_ints(kContributionWords)) return false;
   const Index object = f.space.push_ints(kContributionWords);
   f.word(object, kLuElement) = f.rp(e);
   f.word(object, kLiveColumns) = to_int(f.fncols);
@@ -170,10 +162,10 @@ bool make_contribution(Frontal& f, Index e) {
   f.rp(e) = to_int(object);
   f.rt(e) = f.ro(e) = to_int(f.stamp - 1);
   const Index size = f.fnrows * f.fncols;
-  if (f.hole_size < size) {
-    leave_in_place(f, object);
-  } else {
+  if (f.store.owners().has_hole_for(size)) {
     copy_to_hole(f, object);
+  } else {
+    leave_in_place(f, object);
   }
   f.space.need(kContributionWords, size);
   f.contribution_reals += size;
@@ -196,7 +188,7 @@ template <class View>
 Index enlarge(Frontal& f, Index header, View view) {
   const Object before = view();
   const Index length = longer_length(f, header, before.tuple_count, before.entry_count);
-  if (!room_for_ints(f, length, true)) return 0;
+  if (!f.store.room_for_ints(length, true)) return 0;
   const Object old = view();  // it may have moved
   const Index copy = f.space.push_ints(length);
   int* words = &f.word(copy, 0);
@@ -207,7 +199,7 @@ Index enlarge(Frontal& f, Index header, View view) {
                 static_cast<std::size_t>(old.entry_count) * sizeof(int));
   }
   words[kLength] = to_int(length);
-  f.word(old.at, kDegree) = kColumnIsPivotal;
+  f.word(old.at, kDegree) = kGone;
   return copy;
 }
 
@@ -223,7 +215,7 @@ bool append_to_column(Frontal& f, Index column, Index e, Index offset) {
     const Index copy = enlarge(f, kColumnHeader, [&] { return column_object(f, column); });
     if (copy == 0) return false;
     const Index old = f.cp(column);
-    move_in_list(f, old, copy);
+    f.store.replace_owner(old, copy);
     f.word(old, kOwned) = 0;
     f.cp(column) = to_int(copy);
   }
@@ -269,7 +261,7 @@ bool end_front(Frontal& f, Index last_pivot_row) {
   if (f.fnrows > 0 && f.fncols > 0) {
     if (!make_contribution(f, last_pivot_row) || !append_tuples(f, last_pivot_row)) return false;
   } else {
-    release_front(f);
+    f.store.close_front(0);
   }
   f.fnrows = f.fncols = 0;
   return true;
@@ -374,8 +366,7 @@ void renumber(Frontal& f, Index lu) {
 bool end_block(Frontal& f) {
   place_the_rest(f);
   close_elements(f);
-  f.space.set_int_head(objects_begin(f));  // nothing of the objects is read any more
-  f.space.set_real_head(f.first_real);
+  f.store.close();  // nothing of the objects is read any more
   make_pivot_order(f);
   if (!take_header(f)) return false;
   number_elements(f);

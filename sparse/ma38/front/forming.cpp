@@ -44,15 +44,6 @@ void set_maps(Frontal& f, const Pivot& pivot) {
   f.col_map(pivot.column) = static_cast<int>((f.dc - 1) * f.dr);
 }
 
-bool take_room(Frontal& f) {
-  const Index words = f.dr * f.dc + f.dr;
-  if (!room_for_reals(f, words)) return false;
-  f.front = f.space.push_reals(words);
-  f.space.need(0, words);
-  f.space.note_use(f.results);
-  return true;
-}
-
 void clear_front(Frontal& f) {
   const auto clear_column = [&f](Index column) {
     double* first = &f.at(0, column * f.dr);
@@ -71,7 +62,7 @@ bool form_front(Frontal& f, const Pivot& pivot) {
   f.dc = grown(f, f.fncols);
   f.largest_front = std::max(f.largest_front, std::max(f.dr, f.dc));
   set_maps(f, pivot);
-  if (!take_room(f)) return false;
+  if (!f.store.open_front(f.dr * f.dc + f.dr)) return false;
   clear_front(f);
   for (Index j = 1; j <= f.fncols; ++j) f.degree_lists.leave(f.fcols(j));
 

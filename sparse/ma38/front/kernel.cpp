@@ -8,7 +8,7 @@ namespace {
 
 /// Makes one front, if a pivot is found. False: a shortage.
 bool make_front(Frontal& f, Pivot& pivot) {
-  free_tail(f);
+  f.store.release_last_hole();
   if (!search_pivot(f, pivot)) return false;
   if (!pivot.found()) return true;
   if (!form_front(f, pivot) || !eliminate_front(f, pivot)) return false;

@@ -87,7 +87,7 @@ struct Candidate {
 bool examine_column(Frontal& f, Index column, Candidate& candidate) {
   Space& space = f.space;
   const Index bound = column_degree(f, column);
-  if (!room_for_reals(f, bound)) return false;
+  if (!f.store.room_for_reals(bound)) return false;
   space.note_use(f.results, bound);
 
   Index mapped = 0;
@@ -124,7 +124,7 @@ bool search_pivot(Frontal& f, Pivot& pivot) {
       continue;
     }
     ++candidates;
-    f.word(f.cp(column), kFirstLink) = static_cast<int>(chain);
+    f.word(f.cp(column), kNextCandidate) = static_cast<int>(chain);
     chain = column;
     const Wide cost = Wide{choice.degree - 1} * (candidate.degree - 1);
     if (!pivot.found() || cost < best_cost) {
@@ -136,7 +136,7 @@ bool search_pivot(Frontal& f, Pivot& pivot) {
   }
   while (chain != 0) {
     const Index column = chain;
-    chain = f.word(f.cp(column), kFirstLink);
+    chain = f.word(f.cp(column), kNextCandidate);
     if (column != pivot.column) f.degree_lists.put_back(column);
   }
   return true;

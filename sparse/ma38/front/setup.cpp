@@ -34,7 +34,7 @@ void clear_vectors(Frontal& f) {
 void link_columns(Frontal& f) {
   for (Index col = 1; col <= f.n; ++col) {
     if (f.word(f.cp(col), kOwned) > 0) {
-      link_at_end(f, f.cp(col));
+      f.store.append_owner(f.cp(col));
     } else {
       f.word(f.cp(col), kValues) = 0;
     }

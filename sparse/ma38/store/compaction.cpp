@@ -6,24 +6,24 @@
 #include <cstring>
 
 #include "sparse/ma38/factors/layout.h"
-#include "sparse/ma38/front/frontal.h"
+#include "sparse/ma38/store/object_store.h"
 
 namespace corvidnum {
 namespace ma38 {
-namespace {
 
 class Compaction {
  public:
-  Compaction(Frontal& f, bool leave_slack) : f_(f), leave_slack_(leave_slack) {}
+  Compaction(ObjectStore& store, bool leave_slack)
+      : s_(store), space_(store.space_), p_(store.pointers_), n_(store.n_), leave_slack_(leave_slack) {}
   void run();
 
  private:
   void tag_objects();
   void tag(int& pointer, Index tag);
   int& pointer_of(Index tag) const;
-  bool is_contribution(Index tag) const { return tag <= f_.n; }
-  bool is_column(Index tag) const { return f_.n < tag && tag <= 2 * f_.n; }
-  bool is_row(Index tag) const { return 2 * f_.n < tag && tag <= 3 * f_.n; }
+  bool is_contribution(Index tag) const { return tag <= n_; }
+  bool is_column(Index tag) const { return n_ < tag && tag <= 2 * n_; }
+  bool is_row(Index tag) const { return 2 * n_ < tag && tag <= 3 * n_; }
 
   void pack_reals();
   Index pack_values_of(Index object, Index to);
@@ -34,80 +34,75 @@ class Compaction {
   Index slide(Index from, Index to, Index tag);
   Index slide_with_tail(Index from, Index to, Index front_part, Index tail);
   void move_ints(Index from, Index to, Index count);
-  void settle_owner(Index object);
+  void relink_owner(Index object);
 
-  Frontal& f_;
+  ObjectStore& s_;
+  Space& space_;
+  const ObjectStore::Pointers& p_;
+  const Index n_;
   const bool leave_slack_;
   Index slack_ = 0;
 };
 
 void Compaction::run() {
-  f_.space.note_use(f_.results);  // the heads are about to fall
+  space_.note_use(s_.results_);  // the heads are about to fall
   tag_objects();
   pack_reals();  // first, as freed objects are still holes of the memory list
   pack_ints();
-  f_.results.raise(kIndexNeeded, f_.space.ineed + slack_);
+  s_.results_.raise(kIndexNeeded, space_.ineed + slack_);
 }
 
 void Compaction::tag_objects() {
-  for (Index col = 1; col <= f_.n; ++col) {
-    if (f_.cp(col) != 0) tag(f_.cp(col), f_.n + col);
+  for (Index col = 1; col <= n_; ++col) {
+    if (p_.cp(col) != 0) tag(p_.cp(col), n_ + col);
   }
-  for (Index i = 1; i <= f_.nd; ++i) {
-    const ObjectKind kind = kind_of(f_, i);
+  for (Index i = 1; i <= s_.nd_; ++i) {
+    const ObjectKind kind = s_.kind_of(i);
     if (kind == kNoObject) continue;
-    tag(f_.rp(i), kind == kContribution ? i : 2 * f_.n + i);
+    tag(p_.rp(i), kind == kContribution ? i : 2 * n_ + i);
   }
 }
 
 void Compaction::tag(int& pointer, Index tag) {
-  int& word = f_.word(pointer, kDegree);
+  int& word = s_.word(pointer, kDegree);
   pointer = word;
   word = to_int(tag);
 }
 
 int& Compaction::pointer_of(Index tag) const {
-  if (is_column(tag)) return f_.cp(tag - f_.n);
-  return f_.rp(is_contribution(tag) ? tag : tag - 2 * f_.n);
+  if (is_column(tag)) return p_.cp(tag - n_);
+  return p_.rp(is_contribution(tag) ? tag : tag - 2 * n_);
 }
 
-/// All holes leave the list, the largest among them.
+/// Slides the owners' reals together, so that all holes leave the list, and the front behind them.
 void Compaction::pack_reals() {
-  Index to = f_.first_real;
-  for (Index object = f_.first_owner, next; object != 0; object = next) {
-    next = f_.word(object, kNext);
-    if (f_.word(object, kOwned) == 0) {
-      unlink(f_, object);
-    } else {
-      to = pack_values_of(object, to);
-    }
+  Index to = s_.owners_.pack(s_.first_real_,
+                             [this](Index object, Index place) { return pack_values_of(object, place); });
+  if (s_.front_ != 0) {
+    move_reals(s_.front_, to, s_.front_reals_);
+    s_.front_ = to;
+    to += s_.front_reals_;
   }
-  if (f_.front != 0) {
-    const Index size = f_.dr * f_.dc + f_.dr;
-    move_reals(f_.front, to, size);
-    f_.front = to;
-    to += size;
-  }
-  f_.space.set_real_head(to);
+  space_.set_real_head(to);
 }
 
 Index Compaction::pack_values_of(Index object, Index to) {
-  const Index tag = f_.word(object, kDegree);
+  const Index tag = s_.word(object, kDegree);
   if (is_contribution(tag)) return pack_contribution(object, to);
   // A dense element keeps the places of deleted rows, as tuples count them.
-  const Index count = is_column(tag) ? f_.word(object, kOwned) : pointer_of(tag);
-  move_reals(f_.word(object, kValues), to, count);
-  f_.word(object, kValues) = to_int(to);
+  const Index count = is_column(tag) ? s_.word(object, kOwned) : pointer_of(tag);
+  move_reals(s_.word(object, kValues), to, count);
+  s_.word(object, kValues) = to_int(to);
   return to + count;
 }
 
 /// Squeezes the slack of the leading dimension; deleted rows and columns stay, as tuples count them.
 Index Compaction::pack_contribution(Index object, Index to) {
-  const Index lu = f_.word(object, kLuElement);
-  const Index rows = f_.word(lu, kElementL), columns = f_.word(lu, kElementU);
-  int& leading = pointer_of(f_.word(object, kDegree));
-  const Index from = f_.word(object, kValues);
-  f_.word(object, kValues) = to_int(to);
+  const Index lu = s_.word(object, kLuElement);
+  const Index rows = s_.word(lu, kElementL), columns = s_.word(lu, kElementU);
+  int& leading = pointer_of(s_.word(object, kDegree));
+  const Index from = s_.word(object, kValues);
+  s_.word(object, kValues) = to_int(to);
   if (leading == rows) {
     move_reals(from, to, rows * columns);
   } else {
@@ -119,18 +114,18 @@ Index Compaction::pack_contribution(Index object, Index to) {
 
 void Compaction::move_reals(Index from, Index to, Index count) {
   if (from == to || count <= 0) return;
-  std::memmove(&f_.space.reals(to), &f_.space.reals(from), sizeof(double) * static_cast<std::size_t>(count));
+  std::memmove(&space_.reals(to), &space_.reals(from), sizeof(double) * static_cast<std::size_t>(count));
 }
 
 void Compaction::pack_ints() {
-  const Index end = f_.space.ihead;
-  Index to = objects_begin(f_);
+  const Index end = space_.ihead;
+  Index to = s_.objects_begin();
   for (Index from = to, length; from < end; from += length) {
-    const Index tag = f_.word(from, kDegree);
-    length = tag > 0 && is_contribution(tag) ? kContributionWords : f_.word(from, kLength);
+    const Index tag = s_.word(from, kDegree);
+    length = tag > 0 && is_contribution(tag) ? kContributionWords : s_.word(from, kLength);
     if (tag > 0) to = slide(from, to, tag);
   }
-  f_.space.set_int_head(to);
+  space_.set_int_head(to);
 }
 
 /// Returns the end of the object in its new place.
@@ -138,47 +133,44 @@ Index Compaction::slide(Index from, Index to, Index tag) {
   int& pointer = pointer_of(tag);
   Index end;
   if (is_column(tag)) {
-    end = slide_with_tail(from, to, kColumnHeader + 2 * Index{f_.word(from, kTuples)}, f_.word(from, kOwned));
+    end = slide_with_tail(from, to, kColumnHeader + 2 * Index{s_.word(from, kTuples)}, s_.word(from, kOwned));
   } else if (is_row(tag)) {
-    const Index row = tag - 2 * f_.n;
-    end = slide_with_tail(from, to, kRowHeader + 2 * Index{f_.rt(row)}, f_.ro(row));
+    const Index row = tag - 2 * n_;
+    end = slide_with_tail(from, to, kRowHeader + 2 * Index{p_.rt(row)}, p_.ro(row));
   } else {
-    const Index length = is_contribution(tag) ? kContributionWords : f_.word(from, kLength);
+    const Index length = is_contribution(tag) ? kContributionWords : s_.word(from, kLength);
     move_ints(from, to, length);
     end = to + length;
   }
-  f_.word(to, kDegree) = pointer;
+  s_.word(to, kDegree) = pointer;
   pointer = to_int(to);
-  if (!is_row(tag)) settle_owner(to);
+  if (!is_row(tag)) relink_owner(to);
   return end;
 }
 
 /// Of the room between an object's front part and its tail only two spare words are kept, if at all.
 Index Compaction::slide_with_tail(Index from, Index to, Index front_part, Index tail) {
-  const Index end = from + f_.word(from, kLength);
+  const Index end = from + s_.word(from, kLength);
   const Index spare = leave_slack_ && end - to >= front_part + tail + 2 ? 2 : 0;
   move_ints(from, to, front_part);
   move_ints(end - tail, to + front_part + spare, tail);
-  f_.word(to, kLength) = to_int(front_part + spare + tail);
+  s_.word(to, kLength) = to_int(front_part + spare + tail);
   slack_ += spare;
   return to + front_part + spare + tail;
 }
 
 void Compaction::move_ints(Index from, Index to, Index count) {
   if (from == to || count <= 0) return;
-  std::memmove(&f_.space.ints(to), &f_.space.ints(from), sizeof(int) * static_cast<std::size_t>(count));
+  std::memmove(&space_.ints(to), &space_.ints(from), sizeof(int) * static_cast<std::size_t>(count));
 }
 
-/// The neighbours in the memory list learn where the object went. One that owns nothing now has no links.
-void Compaction::settle_owner(Index object) {
-  if (f_.word(object, kOwned) == 0) return;
-  const Index previous = f_.word(object, kPrevious), next = f_.word(object, kNext);
-  show_neighbours(f_, previous, next, object, object);
+/// Links the neighbours in the memory list to the object's new place. An object that owns nothing has no
+/// links.
+void Compaction::relink_owner(Index object) {
+  if (s_.word(object, kOwned) != 0) s_.owners_.renew_links_to(object);
 }
 
-}  // namespace
-
-void ma38_compact(Frontal& f, bool leave_slack) { Compaction(f, leave_slack).run(); }
+void ObjectStore::compact(bool leave_slack) { Compaction(*this, leave_slack).run(); }
 
 }  // namespace ma38
 }  // namespace corvidnum

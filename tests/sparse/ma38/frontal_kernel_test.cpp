@@ -71,9 +71,9 @@ struct Stepwise {
     const Index limit = dense_limit(block, controls);
     const BlockCounts counts = count_block(block, limit);
     EXPECT_TRUE(room_for_block(block, counts, space, results));
-    Frontal f = make_column_objects(block, counts, limit, space, controls, totals, results);
+    Frontal f(block, counts, limit, space, controls, totals, results);
     done = prepare_objects(f);
-    for (Pivot pivot; done; free_tail(f)) {
+    for (Pivot pivot; done; f.store.release_last_hole()) {
       hook(f);
       done = search_pivot(f, pivot);
       if (!done || !pivot.found()) break;
@@ -136,15 +136,16 @@ void expect_consistent(const Frontal& f) {
 /// After a collection the store is consistent and has no gap, but the slack if that is to be left.
 void collect(Frontal& f, bool slack) {
   const Index gap = f.space.push_ints(kRowHeader + 1);
-  f.word(gap, kLength) = static_cast<int>(kRowHeader + 1), f.word(gap, kDegree) = kColumnIsPivotal;
+  f.word(gap, kLength) = static_cast<int>(kRowHeader + 1), f.word(gap, kDegree) = kGone;
   const Space& s = f.space;
   const Wide used = s.ints_below + s.ints.size() - s.free_ints();
-  ma38_compact(f, slack);
+  f.store.compact(slack);
   expect_consistent(f);
   EXPECT_GE(f.results(kIndexUsed), used);
-  EXPECT_EQ(f.first_real + s.xneed - f.reals_elsewhere - (s.reals.size() - s.xtail + 1), s.xhead);
-  const Wide ints = s.ineed - f.ints_elsewhere - (s.ints.size() - s.itail + 1);
-  const Wide spare = s.ihead - objects_begin(f) - ints;
+  EXPECT_EQ(f.store.first_real() + s.xneed - f.store.elsewhere().reals - (s.reals.size() - s.xtail + 1),
+            s.xhead);
+  const Wide ints = s.ineed - f.store.elsewhere().ints - (s.ints.size() - s.itail + 1);
+  const Wide spare = s.ihead - f.store.objects_begin() - ints;
   EXPECT_TRUE(slack ? spare >= 0 && spare % 2 == 0 : spare == 0) << spare;
   EXPECT_GE(f.results(kIndexNeeded), s.ineed + spare);
 }
