@@ -10,18 +10,6 @@
 namespace corvidnum {
 namespace ma38 {
 
-void note_child(Frontal& f, Index e) {
-  if (f.row_map(e) != kOutsideRow) return;  // noted
-  f.row_map(e) = -2;
-  if (f.last_child != 0) {
-    f.row_map(f.last_child) = static_cast<int>(-2 - e);
-  } else {
-    f.first_child = e;
-  }
-  f.last_child = e;
-  ++f.children;
-}
-
 namespace {
 
 // ---- Counting
@@ -30,27 +18,27 @@ namespace {
 // part of gets complete, or when it comes in; the elements of one without a mark all reach outside. The pivot
 // and, in the first scans of a front, all members are new anyway.
 int& column_mark(const Frontal& f, Index column) { return f.word(f.cp(column), kColumnMark); }
-int& row_mark(const Frontal& f, Index row) { return f.scratch(row); }
+int& row_mark(const Frontal& f, Index row) { return f.row_marks(row); }
 
 void mark_arrivals(Frontal& f, const Arrivals& arrivals) {
-  for (Index j = 1; j <= f.fncols; ++j) column_mark(f, f.fcols(j)) = 0;
-  for (Index i = 1; i <= f.fnrows; ++i) row_mark(f, f.frows(i)) = 0;
-  arrivals.columns.each(f.fcols, f.fncols, [&f](Index j) { column_mark(f, j) = 1; });
-  arrivals.rows.each(f.frows, f.fnrows, [&f](Index i) { row_mark(f, i) = 1; });
+  for (Index j = 1; j <= f.front.column_count; ++j) column_mark(f, f.front.columns(j)) = 0;
+  for (Index i = 1; i <= f.front.row_count; ++i) row_mark(f, f.front.rows(i)) = 0;
+  arrivals.columns.each(f.front.columns, f.front.column_count, [&f](Index j) { column_mark(f, j) = 1; });
+  arrivals.rows.each(f.front.rows, f.front.row_count, [&f](Index i) { row_mark(f, i) = 1; });
 }
 
 void mark_columns_of(const Frontal& f, Index e) {
   const Waiting element = waiting(f, e);
   for (Index j = 0; j < element.column_count; ++j) {
     const int column = element.columns[j];
-    if (column > 0 && f.col_map(column) >= 0) column_mark(f, column) = 1;
+    if (column > 0 && f.front.column_offset(column) >= 0) column_mark(f, column) = 1;
   }
 }
 void mark_rows_of(const Frontal& f, Index e) {
   const Waiting element = waiting(f, e);
   for (Index i = 0; i < element.row_count; ++i) {
     const int row = element.rows[i];
-    if (row > 0 && f.row_map(row) >= 0) row_mark(f, row) = 1;
+    if (row > 0 && f.front.row_place(row) >= 0) row_mark(f, row) = 1;
   }
 }
 
@@ -97,8 +85,8 @@ void count_arrivals(Frontal& f, const Arrivals& arrivals) {
   } else {
     mark_arrivals(f, arrivals);
   }
-  arrivals.rows.each(f.frows, f.fnrows, count_row);
-  arrivals.columns.each(f.fcols, f.fncols, count_column);
+  arrivals.rows.each(f.front.rows, f.front.row_count, count_row);
+  arrivals.columns.each(f.front.columns, f.front.column_count, count_column);
 }
 
 // ---- Elements
@@ -106,8 +94,8 @@ void count_arrivals(Frontal& f, const Arrivals& arrivals) {
 /// Adds column `offset` of the element, in the rows that are alive and inside.
 void add_column(const Frontal& f, const Waiting& element, Index offset, Index front_column) {
   const double* from = element.column(offset);
-  double* to = &f.at(0, front_column);
-  const int* map = f.row_map.data() - 1;
+  double* to = f.front.column_at(front_column);
+  const int* map = f.front.row_place.data() - 1;
   for (Index i = 0; i < element.row_count; ++i) {
     const int row = element.rows[i];
     if (row > 0 && map[row] >= 0) to[map[row]] += from[i];
@@ -121,8 +109,8 @@ void add_complete_column(const Frontal& f, const Waiting& element, Index offset,
     return;
   }
   const double* from = element.column(offset);
-  double* to = &f.at(0, front_column);
-  const int* map = f.row_map.data() - 1;
+  double* to = f.front.column_at(front_column);
+  const int* map = f.front.row_place.data() - 1;
   for (Index i = 0; i < element.row_count; ++i) to[map[element.rows[i]]] += from[i];
 }
 
@@ -130,7 +118,8 @@ void add_complete_column(const Frontal& f, const Waiting& element, Index offset,
 void add_row(const Frontal& f, const Waiting& element, Index offset, Index front_row) {
   for (Index j = 0; j < element.column_count; ++j) {
     const int column = element.columns[j];
-    if (column > 0) f.at(front_row, f.col_map(column)) += element.column(j + 1)[offset - 1];
+    if (column > 0)
+      f.front.column_at(f.front.column_offset(column))[front_row] += element.column(j + 1)[offset - 1];
   }
 }
 
@@ -138,7 +127,8 @@ void add_row(const Frontal& f, const Waiting& element, Index offset, Index front
 void absorb(Frontal& f, Index e) {
   const Waiting element = waiting(f, e);
   for (Index j = 0; j < element.column_count; ++j) {
-    if (element.columns[j] > 0) add_complete_column(f, element, j + 1, f.col_map(element.columns[j]));
+    if (element.columns[j] > 0)
+      add_complete_column(f, element, j + 1, f.front.column_offset(element.columns[j]));
   }
   const Index object = element.object;
   const Index reals = element.row_count * element.column_count;
@@ -161,8 +151,8 @@ void take_columns(Frontal& f, Index e, Index& chain) {
   const Waiting element = waiting(f, e);
   for (Index j = 0; j < element.column_count; ++j) {
     const int column = element.columns[j];
-    if (column < 0 || f.col_map(column) < 0) continue;
-    add_complete_column(f, element, j + 1, f.col_map(column));
+    if (column < 0 || f.front.column_offset(column) < 0) continue;
+    add_complete_column(f, element, j + 1, f.front.column_offset(column));
     element.columns[j] = -column;
   }
   f.word(element.object, kLiveColumns) = static_cast<int>(f.rt(e) - f.stamp);
@@ -175,11 +165,11 @@ void take_rows(Frontal& f, Index e, Index& chain) {
   const Waiting element = waiting(f, e);
   for (Index j = 0; j < element.column_count; ++j) {
     const int column = element.columns[j];
-    if (column > 0) add_column(f, element, j + 1, f.col_map(column));
+    if (column > 0) add_column(f, element, j + 1, f.front.column_offset(column));
   }
   for (Index i = 0; i < element.row_count; ++i) {
     const int row = element.rows[i];
-    if (row > 0 && f.row_map(row) >= 0) element.rows[i] = -row;
+    if (row > 0 && f.front.row_place(row) >= 0) element.rows[i] = -row;
   }
   f.word(element.object, kLiveRows) = static_cast<int>(f.ro(e) - f.stamp);
   f.rt(e) = static_cast<int>(-chain);
@@ -189,13 +179,13 @@ void take_rows(Frontal& f, Index e, Index& chain) {
 /// A tuple of a column whose element has all rows inside.
 void settle_column_tuple(Frontal& f, Index e, Index offset, Index column, Index& chain) {
   if (f.ro(e) < 0) return;  // dead, or taken in this scan
-  if (e <= f.n) note_child(f, e);
+  if (e <= f.n) f.chain.note_child(e);
   const Index outside = f.rt(e) - f.stamp;
   if (outside == 0) {
     absorb(f, e);
   } else if (outside > f.word(f.rp(e), kLiveColumns) / 2) {
     const Waiting element = waiting(f, e);
-    add_complete_column(f, element, offset, f.col_map(column));
+    add_complete_column(f, element, offset, f.front.column_offset(column));
     element.columns[offset - 1] = -element.columns[offset - 1];
     --f.word(element.object, kLiveColumns);
   } else {
@@ -206,11 +196,11 @@ void settle_column_tuple(Frontal& f, Index e, Index offset, Index column, Index&
 /// A tuple of a row whose element has all columns inside.
 void settle_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& chain) {
   if (f.rt(e) < 0) return;
-  if (e <= f.n) note_child(f, e);
+  if (e <= f.n) f.chain.note_child(e);
   const Index outside = f.ro(e) - f.stamp;  // above 0: else the scan of columns has absorbed e
   if (outside > f.word(f.rp(e), kLiveRows) / 2) {
     const Waiting element = waiting(f, e);
-    add_row(f, element, offset, f.row_map(row));
+    add_row(f, element, offset, f.front.row_place(row));
     element.rows[offset - 1] = -element.rows[offset - 1];
     --f.word(element.object, kLiveRows);
   } else {
@@ -284,13 +274,13 @@ Index outside_entries(const Object& object, const OneBased<int>& map, int outsid
 
 /// Original entries of the column in rows of the front move there. Returns how many are left.
 Index take_column_entries(Frontal& f, Index column, const Object& object) {
-  Index kept = outside_entries(object, f.row_map, kOutsideRow);
+  Index kept = outside_entries(object, f.front.row_place, kOutsideRow);
   if (kept == object.entry_count) return kept;
   double* values = &f.space.reals(f.word(object.at, kValues));
-  double* to = &f.at(0, f.col_map(column));
+  double* to = f.front.column_at(f.front.column_offset(column));
   for (Index i = kept; i < object.entry_count; ++i) {
     const int row = object.entries[i];
-    const int place = f.row_map(row);
+    const int place = f.front.row_place(row);
     if (place >= 0) {
       to[place] += values[i];
     } else {
@@ -309,12 +299,12 @@ Index take_column_entries(Frontal& f, Index column, const Object& object) {
 /// Original entries of the row that have come inside are forgotten. Long rows are left as they are: their
 /// scan would cost more than it brings. Returns how many are left.
 Index drop_row_entries(Frontal& f, Index row, const Object& object) {
-  if (object.entry_count > std::max<Wide>(f.dense_limit, f.dc)) return object.entry_count;
-  Index kept = outside_entries(object, f.col_map, kOutsideColumn);
+  if (object.entry_count > std::max<Wide>(f.dense_limit, f.front.max_columns)) return object.entry_count;
+  Index kept = outside_entries(object, f.front.column_offset, kOutsideColumn);
   if (kept == object.entry_count) return kept;
   for (Index i = kept; i < object.entry_count; ++i) {
     const int column = object.entries[i];
-    if (f.col_map(column) == kOutsideColumn) object.entries[kept++] = column;
+    if (f.front.column_offset(column) == kOutsideColumn) object.entries[kept++] = column;
   }
   pack_at_end(object, kept);
   f.space.release(object.entry_count - kept, 0);
@@ -338,7 +328,8 @@ void scan_column(Frontal& f, Index column, bool marked, Index& chain) {
   }
   const Index entries = take_column_entries(f, column, object);
   int& degree = f.word(object.at, kDegree);
-  degree = lowered(object, marked, outside, entries, std::min<Wide>(degree, f.remaining - 1 - f.fnrows));
+  degree =
+      lowered(object, marked, outside, entries, std::min<Wide>(degree, f.remaining - 1 - f.front.row_count));
 }
 
 void scan_row(Frontal& f, Index row, bool marked, Index& chain) {
@@ -350,7 +341,8 @@ void scan_row(Frontal& f, Index row, bool marked, Index& chain) {
   }
   const Index entries = drop_row_entries(f, row, object);
   int& degree = f.word(object.at, kDegree);
-  degree = lowered(object, marked, outside, entries, std::min<Wide>(degree, f.remaining - 1 - f.fncols));
+  degree = lowered(object, marked, outside, entries,
+                   std::min<Wide>(degree, f.remaining - 1 - f.front.column_count));
 }
 
 /// What has been taken in a scan has nothing outside in that direction.
@@ -366,21 +358,22 @@ void restore(const Frontal& f, Index chain, OneBased<int> counter) {
 
 void assemble(Frontal& f, const Arrivals& arrivals) {
   count_arrivals(f, arrivals);
-  const bool new_rows = arrivals.rows.any(f.fnrows), new_columns = arrivals.columns.any(f.fncols);
+  const bool new_rows = arrivals.rows.any(f.front.row_count),
+             new_columns = arrivals.columns.any(f.front.column_count);
   const bool all_marked = arrivals.opening;
   const Newcomers all{1, 0};
 
   // A new row can complete elements and entries of any column of the front, not only of the new ones.
   Index chain = f.nd + 1;
   scan_column(f, arrivals.pivot.column, true, chain);
-  (new_rows ? all : arrivals.columns).each(f.fcols, f.fncols, [&](Index j) {
+  (new_rows ? all : arrivals.columns).each(f.front.columns, f.front.column_count, [&](Index j) {
     scan_column(f, j, all_marked || column_mark(f, j) != 0, chain);
   });
   restore(f, chain, f.ro);
 
   chain = f.nd + 1;
   scan_row(f, arrivals.pivot.row, true, chain);
-  (new_columns ? all : arrivals.rows).each(f.frows, f.fnrows, [&](Index i) {
+  (new_columns ? all : arrivals.rows).each(f.front.rows, f.front.row_count, [&](Index i) {
     scan_row(f, i, all_marked || row_mark(f, i) != 0, chain);
   });
   restore(f, chain, f.rt);

@@ -24,8 +24,8 @@ bool ma38_block_setup(const Block& block, Space& space, const FrontControls& con
   if (!ma38_frontal_kernel(f)) return false;
   space.release(vector_words(block, counts.dense), 0);
   if (block.several) {
-    compose(block.rperm, f.frows, f.n);
-    compose(block.cperm, f.fcols, f.n);
+    compose(block.rperm, f.front.rows, f.n);
+    compose(block.cperm, f.front.columns, f.n);
   }
   return true;
 }

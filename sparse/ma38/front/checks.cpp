@@ -231,24 +231,27 @@ class Inspection {
     return entered == waiting ? nullptr : "column in no degree list";
   }
 
-  bool in_front(Index col) const { return f_.col_map(col) >= 0; }
+  bool in_front(Index col) const { return f_.front.column_offset(col) >= 0; }
 
   const char* front() {
-    const bool open = f_.store.front() != 0;
-    if (f_.store.front_reals() != (open ? f_.dr * f_.dc + f_.dr : 0)) return "reals of the front";
+    const bool open = f_.front.is_open();
+    if (!f_.chain.consistent()) return "children of the next element";
+    if (f_.store.front_reals() != (open ? f_.front.max_rows * f_.front.max_columns + f_.front.max_rows : 0))
+      return "reals of the front";
     if (open && f_.store.front() + f_.store.front_reals() != f_.space.xhead) return "front not at the head";
-    const Index rows = open ? f_.fnrows : 0, columns = open ? f_.fncols : 0;
+    const Index rows = open ? f_.front.row_count : 0, columns = open ? f_.front.column_count : 0;
     for (Index i = 1; i <= rows; ++i) {
-      if (f_.row_map(f_.frows(i)) != i - 1) return "place of a row of the front";
+      if (f_.front.row_place(f_.front.rows(i)) != i - 1) return "place of a row of the front";
     }
     for (Index j = 1; j <= columns; ++j) {
-      if (f_.col_map(f_.fcols(j)) != (j - 1) * f_.dr) return "place of a column of the front";
+      if (f_.front.column_offset(f_.front.columns(j)) != (j - 1) * f_.front.max_rows)
+        return "place of a column of the front";
     }
     // One more of each: the pivot to come, which has left the lists.
     Index mapped_rows = 0, mapped_columns = 0;
     for (Index i = 1; i <= f_.n; ++i) {
-      if (kind_of(f_, i) == kRow && f_.row_map(i) != kOutsideRow) ++mapped_rows;
-      if (f_.cp(i) != 0 && f_.col_map(i) != kOutsideColumn) ++mapped_columns;
+      if (kind_of(f_, i) == kRow && f_.front.row_place(i) != kOutsideRow) ++mapped_rows;
+      if (f_.cp(i) != 0 && f_.front.column_offset(i) != kOutsideColumn) ++mapped_columns;
     }
     const Index pivot = open ? 1 : 0;
     if (mapped_rows < rows || mapped_rows > rows + pivot) return "row mapped outside the front";

@@ -18,43 +18,34 @@ Index child_code(const Frontal& f, Index e) {
   return e + (f.ro(e) == f.stamp ? kRowsComplete : kColumnsComplete) * f.n;
 }
 
-/// Writes the children behind the lists; none is left.
-void store_children(Frontal& f, int* to) {
-  for (Index e = f.first_child; e != 0;) {
-    *to++ = to_int(child_code(f, e));
-    const Index next = -2 - f.row_map(e);
-    f.row_map(e) = kOutsideRow;
-    e = next;
-  }
-  f.first_child = f.last_child = f.children = 0;
-}
-
 void store_integers(Frontal& f, Index lu, Index rows, Index columns) {
   int* words = &f.word(lu, 0);
   words[kElementReals] = to_int(f.space.xtail);
-  words[kElementPivots] = to_int(f.batch);
+  words[kElementPivots] = to_int(f.front.batch);
   words[kElementU] = to_int(columns);
   words[kElementL] = to_int(rows);
-  words[kElementChildren] = to_int(f.children);
+  words[kElementChildren] = to_int(f.chain.children());
   words[kFrontColumns] = words[kFrontRows] = 0;
-  std::memcpy(words + kElementLists, f.frows.data(), static_cast<std::size_t>(rows) * sizeof(int));
-  std::memcpy(words + kElementLists + rows, f.fcols.data(), static_cast<std::size_t>(columns) * sizeof(int));
-  store_children(f, words + kElementLists + rows + columns);
+  std::memcpy(words + kElementLists, f.front.rows.data(), static_cast<std::size_t>(rows) * sizeof(int));
+  std::memcpy(words + kElementLists + rows, f.front.columns.data(),
+              static_cast<std::size_t>(columns) * sizeof(int));
+  int* to = words + kElementLists + rows + columns;
+  f.chain.take_children([&f, &to](Index e) { *to++ = to_int(child_code(f, e)); });
 }
 
 /// Pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
 void store_reals(const Frontal& f, Index rows, Index columns) {
   double* to = f.space.reals.data() + (f.space.xtail - 1);
   const auto copy_pivot_rows = [&](const double* column) {
-    for (Index q = 1; q <= f.batch; ++q) *to++ = column[f.dr - q];
+    for (Index q = 1; q <= f.front.batch; ++q) *to++ = column[f.front.max_rows - q];
   };
-  for (Index p = 1; p <= f.batch; ++p) {
-    const double* column = &f.at(0, (f.dc - p) * f.dr);
+  for (Index p = 1; p <= f.front.batch; ++p) {
+    const double* column = f.front.column(f.front.max_columns - p);
     copy_pivot_rows(column);
     std::memcpy(to, column, static_cast<std::size_t>(rows) * sizeof(double));
     to += rows;
   }
-  for (Index j = 0; j < columns; ++j) copy_pivot_rows(&f.at(0, j * f.dr));
+  for (Index j = 0; j < columns; ++j) copy_pivot_rows(f.front.column(j));
 }
 
 /// Takes room for the element at the tails.
@@ -69,10 +60,8 @@ bool take_tails(Frontal& f, Index ints, Index reals) {
 }
 
 void note_in_chain(Frontal& f, Index lu, Index rows, Index columns) {
-  if (f.chain_first == 0) f.chain_first = lu;
-  f.chain_rows = std::max(f.chain_rows, f.batch + rows);
-  f.chain_columns = std::max(f.chain_columns, f.batch + columns);
-  f.chain_peak = std::max(f.chain_peak, f.totals.factor_reals + f.contribution_reals);
+  f.chain.note_element(lu, f.front.batch + rows, f.front.batch + columns,
+                       f.totals.factor_reals + f.contribution_reals);
   f.longest_l = std::max(f.longest_l, rows);
   f.longest_u = std::max(f.longest_u, columns);
 }
@@ -80,18 +69,18 @@ void note_in_chain(Frontal& f, Index lu, Index rows, Index columns) {
 }  // namespace
 
 bool store_batch(Frontal& f, Index rows, Index columns, Index last_pivot_row) {
-  const Index ints = kElementLists + rows + columns + f.children;
-  const Index reals = static_cast<Index>(element_reals(f.batch, rows, columns));
+  const Index ints = kElementLists + rows + columns + f.chain.children();
+  const Index reals = static_cast<Index>(element_reals(f.front.batch, rows, columns));
   if (!take_tails(f, ints, reals)) return false;
   const Index lu = f.space.itail;
   store_integers(f, lu, rows, columns);
   store_reals(f, rows, columns);
-  f.results.add_factor_entries(f.batch, rows, columns);
+  f.results.add_factor_entries(f.front.batch, rows, columns);
   f.totals.factor_reals += reals;
   note_in_chain(f, lu, rows, columns);
   ++f.elements;
   f.rp(last_pivot_row) = to_int(lu);
-  f.batch = f.updated = 0;
+  f.front.batch = f.front.updated = 0;
   return true;
 }
 
@@ -100,25 +89,26 @@ namespace {
 // ---- End of a front
 
 void finish_chain(Frontal& f) {
-  f.word(f.chain_first, kFrontColumns) = to_int(f.chain_columns);
-  f.word(f.chain_first, kFrontRows) = to_int(f.chain_rows);
+  f.word(f.chain.first_element(), kFrontColumns) = to_int(f.chain.largest_columns());
+  f.word(f.chain.first_element(), kFrontRows) = to_int(f.chain.largest_rows());
   f.results.add(kFronts, 1);
-  f.totals.peak_reals = std::max(f.totals.peak_reals, f.chain_peak + Wide{f.chain_rows} * f.chain_columns);
+  f.totals.peak_reals = std::max(f.totals.peak_reals,
+                                 f.chain.peak() + Wide{f.chain.largest_rows()} * f.chain.largest_columns());
 }
 
 /// Bounds count the whole remainder again. Columns go back to their lists in the order of their numbers: on
 /// patterns that are symmetric the row rule, which takes the lowest number among equals, then leads to the
 /// diagonal. In the order of fcols pivots off the diagonal, with large multipliers, would pile up.
 void renew_degrees(Frontal& f) {
-  for (Index j = 1; j <= f.fncols; ++j) {
-    int& degree = column_degree(f, f.fcols(j));
+  for (Index j = 1; j <= f.front.column_count; ++j) {
+    int& degree = column_degree(f, f.front.columns(j));
     if (degree < 0) continue;
-    degree = to_int(std::min(degree + f.fnrows, f.remaining));
-    if (degree > 0) f.degree_lists.enter(f.fcols(j));
+    degree = to_int(std::min(degree + f.front.row_count, f.remaining));
+    if (degree > 0) f.degree_lists.enter(f.front.columns(j));
   }
-  for (Index i = 1; i <= f.fnrows; ++i) {
-    int& degree = f.word(f.rp(f.frows(i)), kDegree);
-    degree = to_int(std::min(degree + f.fncols, f.remaining));
+  for (Index i = 1; i <= f.front.row_count; ++i) {
+    int& degree = f.word(f.rp(f.front.rows(i)), kDegree);
+    degree = to_int(std::min(degree + f.front.column_count, f.remaining));
   }
 }
 
@@ -136,18 +126,18 @@ void advance_stamp(Frontal& f) {
 
 /// The live part stays where it is, and the head ends behind it.
 void leave_in_place(Frontal& f, Index object) {
-  f.word(object, kLeading) = to_int(f.dr);
+  f.word(object, kLeading) = to_int(f.front.max_rows);
   f.word(object, kValues) = to_int(f.store.front());
-  f.store.close_front((f.fncols - 1) * f.dr + f.fnrows);
+  f.store.close_front((f.front.column_count - 1) * f.front.max_rows + f.front.row_count);
   f.store.append_owner(object);
 }
 
 /// The live part moves into the largest hole.
 void copy_to_hole(Frontal& f, Index object) {
-  f.word(object, kLeading) = to_int(f.fnrows);
-  double* to = &f.space.reals(f.store.place_in_hole(object, f.fnrows * f.fncols));
-  for (Index j = 0; j < f.fncols; ++j, to += f.fnrows) {
-    std::memcpy(to, &f.at(0, j * f.dr), static_cast<std::size_t>(f.fnrows) * sizeof(double));
+  f.word(object, kLeading) = to_int(f.front.row_count);
+  double* to = &f.space.reals(f.store.place_in_hole(object, f.front.row_count * f.front.column_count));
+  for (Index j = 0; j < f.front.column_count; ++j, to += f.front.row_count) {
+    std::memcpy(to, f.front.column(j), static_cast<std::size_t>(f.front.row_count) * sizeof(double));
   }
   f.store.close_front(0);
 }
@@ -157,11 +147,11 @@ bool make_contribution(Frontal& f, Index e) {
   if (!f.store.room_for_ints(kContributionWords)) return false;
   const Index object = f.space.push_ints(kContributionWords);
   f.word(object, kLuElement) = f.rp(e);
-  f.word(object, kLiveColumns) = to_int(f.fncols);
-  f.word(object, kLiveRows) = to_int(f.fnrows);
+  f.word(object, kLiveColumns) = to_int(f.front.column_count);
+  f.word(object, kLiveRows) = to_int(f.front.row_count);
   f.rp(e) = to_int(object);
   f.rt(e) = f.ro(e) = to_int(f.stamp - 1);
-  const Index size = f.fnrows * f.fncols;
+  const Index size = f.front.row_count * f.front.column_count;
   if (f.store.owners().has_hole_for(size)) {
     copy_to_hole(f, object);
   } else {
@@ -236,19 +226,19 @@ bool append_to_row(Frontal& f, Index row, Index e, Index offset) {
 }
 
 bool append_tuples(Frontal& f, Index e) {
-  for (Index j = 1; j <= f.fncols; ++j) {
-    if (!append_to_column(f, f.fcols(j), e, j)) return false;
+  for (Index j = 1; j <= f.front.column_count; ++j) {
+    if (!append_to_column(f, f.front.columns(j), e, j)) return false;
   }
-  for (Index i = 1; i <= f.fnrows; ++i) {
-    if (!append_to_row(f, f.frows(i), e, i)) return false;
+  for (Index i = 1; i <= f.front.row_count; ++i) {
+    if (!append_to_row(f, f.front.rows(i), e, i)) return false;
   }
   f.space.note_use(f.results);
   return true;
 }
 
-void clear_maps(Frontal& f) {
-  for (Index i = 1; i <= f.fnrows; ++i) f.row_map(f.frows(i)) = kOutsideRow;
-  for (Index j = 1; j <= f.fncols; ++j) f.col_map(f.fcols(j)) = kOutsideColumn;
+void clear_maps(Front& front) {
+  for (Index i = 1; i <= front.row_count; ++i) front.row_place(front.rows(i)) = kOutsideRow;
+  for (Index j = 1; j <= front.column_count; ++j) front.column_offset(front.columns(j)) = kOutsideColumn;
 }
 
 }  // namespace
@@ -257,13 +247,13 @@ bool end_front(Frontal& f, Index last_pivot_row) {
   finish_chain(f);
   renew_degrees(f);
   advance_stamp(f);
-  clear_maps(f);
-  if (f.fnrows > 0 && f.fncols > 0) {
+  clear_maps(f.front);
+  if (f.front.row_count > 0 && f.front.column_count > 0) {
     if (!make_contribution(f, last_pivot_row) || !append_tuples(f, last_pivot_row)) return false;
   } else {
     f.store.close_front(0);
   }
-  f.fnrows = f.fncols = 0;
+  f.front.row_count = f.front.column_count = 0;
   return true;
 }
 
@@ -279,12 +269,12 @@ void place_the_rest(Frontal& f) {
     if (f.cp(i) != 0) {
       const Object column = column_object(f, i);
       f.space.release(column.needed(), column.entry_count);
-      f.fcols(f.n - last_column++) = to_int(i);
+      f.front.columns(f.n - last_column++) = to_int(i);
     }
     if (kind_of(f, i) == kRow) {
       const Object row = row_object(f, i);
       f.space.release(row.needed(), 0);
-      f.frows(f.n - last_row++) = to_int(i);
+      f.front.rows(f.n - last_row++) = to_int(i);
     }
   }
 }
@@ -305,11 +295,11 @@ void close_elements(Frontal& f) {
 /// The lists hold the pivots from the top down; turned round they are the pivot order, and the maps its
 /// inverse.
 void make_pivot_order(Frontal& f) {
-  std::reverse(f.frows.data(), f.frows.data() + f.n);
-  std::reverse(f.fcols.data(), f.fcols.data() + f.n);
+  std::reverse(f.front.rows.data(), f.front.rows.data() + f.n);
+  std::reverse(f.front.columns.data(), f.front.columns.data() + f.n);
   for (Index k = 1; k <= f.n; ++k) {
-    f.row_map(f.frows(k)) = to_int(k);
-    f.col_map(f.fcols(k)) = to_int(k);
+    f.row_positions(f.front.rows(k)) = to_int(k);
+    f.column_positions(f.front.columns(k)) = to_int(k);
   }
 }
 
@@ -341,7 +331,7 @@ void number_elements(Frontal& f) {
   Index lu = first;
   for (Index i = f.elements; i >= 1; --i) {
     f.word(pointers, i) = to_int(lu - first + 1);
-    f.scratch(f.frows(last_pivot)) = to_int(i);
+    f.element_ordinals(f.front.rows(last_pivot)) = to_int(i);
     last_pivot -= f.word(lu, kElementPivots);
     lu += length_of(f, lu);
   }
@@ -352,12 +342,12 @@ void renumber(Frontal& f, Index lu) {
   int* words = &f.word(lu, 0);
   words[kElementReals] = to_int(words[kElementReals] - f.space.xtail + 1);
   int* to = words + kElementLists;
-  for (int* end = to + words[kElementL]; to != end; ++to) *to = f.row_map(std::abs(*to));
-  for (int* end = to + words[kElementU]; to != end; ++to) *to = f.col_map(std::abs(*to));
+  for (int* end = to + words[kElementL]; to != end; ++to) *to = f.row_positions(std::abs(*to));
+  for (int* end = to + words[kElementU]; to != end; ++to) *to = f.column_positions(std::abs(*to));
   const int n = to_int(f.n);
   for (int* end = to + words[kElementChildren]; to != end; ++to) {
     const int kind = (*to - 1) / n;
-    *to = f.scratch(*to - kind * n) + kind * n;
+    *to = f.element_ordinals(*to - kind * n) + kind * n;
   }
 }
 

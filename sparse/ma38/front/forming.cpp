@@ -6,25 +6,25 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-void push_column(Frontal& f, Index column) {
-  if (f.col_map(column) != kOutsideColumn) return;
-  f.col_map(column) = 0;
-  f.fcols(++f.fncols) = static_cast<int>(column);
+void push_column(Front& front, Index column) {
+  if (front.column_offset(column) != kOutsideColumn) return;
+  front.column_offset(column) = 0;
+  front.columns(++front.column_count) = static_cast<int>(column);
 }
 
 /// Fcols: all columns of the pivot row; those that are pivotal by now are not pushed.
 void list_columns(Frontal& f, Index pivot_row) {
-  f.fncols = 0;
+  f.front.column_count = 0;
   const Object row = row_object(f, pivot_row);
   for (Index t = 0; t < row.tuple_count; ++t) {
     const Index e = row.tuples[2 * t];
     if (!is_live(f, e)) continue;
     const Waiting element = waiting(f, e);
     for (Index j = 0; j < element.column_count; ++j) {
-      if (element.columns[j] > 0) push_column(f, element.columns[j]);
+      if (element.columns[j] > 0) push_column(f.front, element.columns[j]);
     }
   }
-  for (Index i = 0; i < row.entry_count; ++i) push_column(f, row.entries[i]);
+  for (Index i = 0; i < row.entry_count; ++i) push_column(f.front, row.entries[i]);
 }
 
 /// The limit of a dimension: its first size times the growth, and no more than is left of the block.
@@ -34,41 +34,41 @@ Index grown(const Frontal& f, Index count) {
 }
 
 /// The pivot's slots are the last, the others stand in list order.
-void set_maps(Frontal& f, const Pivot& pivot) {
+void set_maps(Front& front, const Pivot& pivot) {
   Index place = 1;
-  while (f.fcols(place) != pivot.column) ++place;
-  f.fcols(place) = f.fcols(f.fncols--);
-  for (Index i = 1; i <= f.fnrows; ++i) f.row_map(f.frows(i)) = static_cast<int>(i - 1);
-  for (Index j = 1; j <= f.fncols; ++j) f.col_map(f.fcols(j)) = static_cast<int>((j - 1) * f.dr);
-  f.row_map(pivot.row) = static_cast<int>(f.dr - 1);
-  f.col_map(pivot.column) = static_cast<int>((f.dc - 1) * f.dr);
+  while (front.columns(place) != pivot.column) ++place;
+  front.columns(place) = front.columns(front.column_count--);
+  for (Index i = 1; i <= front.row_count; ++i) front.row_place(front.rows(i)) = static_cast<int>(i - 1);
+  for (Index j = 1; j <= front.column_count; ++j)
+    front.column_offset(front.columns(j)) = static_cast<int>((j - 1) * front.max_rows);
+  front.row_place(pivot.row) = static_cast<int>(front.max_rows - 1);
+  front.column_offset(pivot.column) = static_cast<int>((front.max_columns - 1) * front.max_rows);
 }
 
-void clear_front(Frontal& f) {
-  const auto clear_column = [&f](Index column) {
-    double* first = &f.at(0, column * f.dr);
-    std::fill(first, first + f.fnrows, 0.0);
-    first[f.dr - 1] = 0.0;
+void clear_front(Front& front) {
+  const auto clear_column = [&front](Index column) {
+    double* first = front.column(column);
+    std::fill(first, first + front.row_count, 0.0);
+    first[front.max_rows - 1] = 0.0;
   };
-  for (Index j = 0; j < f.fncols; ++j) clear_column(j);
-  clear_column(f.dc - 1);
+  for (Index j = 0; j < front.column_count; ++j) clear_column(j);
+  clear_column(front.max_columns - 1);
 }
 
 }  // namespace
 
 bool form_front(Frontal& f, const Pivot& pivot) {
   list_columns(f, pivot.row);
-  f.dr = grown(f, f.fnrows + 1);
-  f.dc = grown(f, f.fncols);
-  f.largest_front = std::max(f.largest_front, std::max(f.dr, f.dc));
-  set_maps(f, pivot);
-  if (!f.store.open_front(f.dr * f.dc + f.dr)) return false;
-  clear_front(f);
-  for (Index j = 1; j <= f.fncols; ++j) f.degree_lists.leave(f.fcols(j));
+  f.front.max_rows = grown(f, f.front.row_count + 1);
+  f.front.max_columns = grown(f, f.front.column_count);
+  f.largest_front = std::max(f.largest_front, std::max(f.front.max_rows, f.front.max_columns));
+  set_maps(f.front, pivot);
+  if (!f.store.open_front(f.front.max_rows * f.front.max_columns + f.front.max_rows)) return false;
+  clear_front(f.front);
+  for (Index j = 1; j <= f.front.column_count; ++j) f.degree_lists.leave(f.front.columns(j));
 
-  f.batch = f.updated = 0;
-  f.chain_first = f.chain_rows = f.chain_columns = 0;
-  f.chain_peak = f.totals.factor_reals + f.contribution_reals;
+  f.front.batch = f.front.updated = 0;
+  f.chain.open(f.totals.factor_reals + f.contribution_reals);
   return true;
 }
 

@@ -4,14 +4,12 @@
 
 #include "sparse/ma38/front/block.h"
 #include "sparse/ma38/front/degree_lists.h"
+#include "sparse/ma38/front/element_chain.h"
+#include "sparse/ma38/front/front.h"
 #include "sparse/ma38/store/object_store.h"
 
 namespace corvidnum {
 namespace ma38 {
-
-constexpr int kOutsideRow = -1;     // row_map
-constexpr int kOutsideColumn = -2;  // col_map
-constexpr int kPivotalColumn = -1;
 
 /// Columns that are counted before the block's objects are made.
 struct BlockCounts {
@@ -47,15 +45,18 @@ struct Frontal {
   ObjectStore store;
   DegreeLists degree_lists;
 
-  OneBased<int> row_map, col_map, scratch;  // [n]
-  /// Rows and columns of the front from the bottom up, the pivots found from the top down.
-  OneBased<int> frows, fcols;  // [n]
-  int dead_mark() const { return static_cast<int>(-2 - nd); }
+  Front front;
+  ElementChain chain;
 
-  // The front: dr x dc by columns, live part in the top left corner, pivots of the
-  // batch from the bottom right corner, and a work column of dr behind.
-  Index dr = 0, dc = 0, fnrows = 0, fncols = 0;
-  Index batch = 0, updated = 0;  // pivots since the last flush (k), those whose updates are done (kd)
+  // One vector [n], for one use at a time.
+  OneBased<int> candidate_rows;    // in a search: the pattern of the candidate
+  OneBased<int> row_marks;         // in an assembly: 1 if the tuples of a row of the front are to be scanned
+  OneBased<int> element_ordinals;  // at the end: of elements, by the row that names them
+  // More uses of the memory of front.row_place and front.column_offset, when no front is open.
+  OneBased<int> candidate_places;                 // in a search: place of a row in candidate_rows
+  OneBased<int> row_positions, column_positions;  // at the end: positions in the pivot order
+
+  int dead_mark() const { return static_cast<int>(-2 - nd); }
 
   Index stamp = 0;
   Index remaining = 0;  // order of what is not factorised
@@ -63,20 +64,10 @@ struct Frontal {
   Index elements = 0;       // LU elements stored
   Index largest_front = 0;  // or dense column: the next stamp is above all counters
 
-  // The LU elements of the present front, and the elements assembled since the last flush: a list through
-  // row_map, -2 - next, which no row needs any more (see note_child).
-  Index chain_first = 0;                    // LU element that opened the chain; 0: none stored yet
-  Index chain_rows = 0, chain_columns = 0;  // most rows and columns, pivots included
-  Index first_child = 0, last_child = 0, children = 0;
-  Wide chain_peak = 0;          // factors and contributions while the chain lasted
   Wide contribution_reals = 0;  // of LU elements that wait
   Index longest_l = 0, longest_u = 0;
 
   int& word(Index object, Index which) const { return store.word(object, which); }
-  double& at(Index row_offset, Index col_offset) const {
-    return space.reals(store.front() + row_offset + col_offset);
-  }
-  Index work_column() const { return store.front() + dr * dc; }
 
  private:
   Frontal(const KernelVectors& vectors, Index limit, Space& space, const FrontControls& controls,

@@ -34,33 +34,34 @@ void retire(Frontal& f, const Pivot& pivot) {
   f.word(row.at, kDegree) = f.word(column.at, kDegree) = kGone;
   f.rp(pivot.row) = f.cp(pivot.column) = 0;
   f.rt(pivot.row) = f.ro(pivot.row) = f.dead_mark();
-  f.row_map(pivot.row) = kOutsideRow;
-  f.col_map(pivot.column) = kPivotalColumn;
+  f.front.row_place(pivot.row) = kOutsideRow;
+  f.front.column_offset(pivot.column) = kPivotalColumn;
 }
 
 /// A column whose element in the pivot row is infinite or NaN can have no finite factors: it is out for good.
 void drop_infinite_columns(Frontal& f, Index pivot_row) {
-  for (Index j = 0; j < f.fncols; ++j) {
-    if (!std::isfinite(f.at(pivot_row, j * f.dr))) column_degree(f, f.fcols(j + 1)) = dead_column(f);
+  for (Index j = 0; j < f.front.column_count; ++j) {
+    if (!std::isfinite(f.front.at(pivot_row, j))) column_degree(f, f.front.columns(j + 1)) = dead_column(f);
   }
 }
 
 void eliminate(Frontal& f, const Pivot& pivot) {
-  const Index slot_row = f.dr - f.batch - 1, slot_column = (f.dc - f.batch - 1) * f.dr;
-  double& value = f.at(slot_row, slot_column);
-  double* const column = &f.at(0, slot_column);
+  const Index slot_row = f.front.max_rows - f.front.batch - 1,
+              slot_column = f.front.max_columns - f.front.batch - 1;
+  double& value = f.front.at(slot_row, slot_column);
+  double* const column = f.front.column(slot_column);
   // Summed in another order than when it was chosen, a value of the size of rounding can have vanished, and
   // sums can overflow.
   if (!is_usable_pivot(value)) value = pivot.seen;
-  divide_by_pivot(column, f.fnrows, value);
-  if (is_usable_pivot(value) && all_finite(column, f.fnrows)) f.results.add(kPivots, 1);
+  divide_by_pivot(column, f.front.row_count, value);
+  if (is_usable_pivot(value) && all_finite(column, f.front.row_count)) f.results.add(kPivots, 1);
   drop_infinite_columns(f, slot_row);
-  f.results(kLevel1Flops) += static_cast<double>(f.fnrows);
-  ++f.batch;
+  f.results(kLevel1Flops) += static_cast<double>(f.front.row_count);
+  ++f.front.batch;
   --f.remaining;
   ++f.pivots;
-  f.frows(f.n - f.pivots + 1) = static_cast<int>(pivot.row);
-  f.fcols(f.n - f.pivots + 1) = static_cast<int>(pivot.column);
+  f.front.rows(f.n - f.pivots + 1) = static_cast<int>(pivot.row);
+  f.front.columns(f.n - f.pivots + 1) = static_cast<int>(pivot.column);
   retire(f, pivot);
 }
 
@@ -82,52 +83,54 @@ void subtract_pivots(const double* l, Index ld, const double* x, Index pending, 
 }
 
 /// y (live rows) -= L of the pending pivots times what their rows have in `column`.
-void update_column(const Frontal& f, Index column, double* y, Index rows) {
-  const Index pending = f.batch - f.updated;
+void update_column(const Front& front, Index column, double* y, Index rows) {
+  const Index pending = front.pending();
   if (rows == 0 || pending == 0) return;
-  const double* l = &f.at(0, (f.dc - f.batch) * f.dr);
-  const double* x = &f.at(f.dr - f.batch, column * f.dr);
+  const double* l = front.column(front.max_columns - front.batch);
+  const double* x = &front.at(front.max_rows - front.batch, column);
   if (rows * pending <= kFewProducts) {
-    subtract_pivots(l, f.dr, x, pending, y, rows);
+    subtract_pivots(l, front.max_rows, x, pending, y, rows);
     return;
   }
-  const int m = as_int(rows), n = as_int(pending), ld = as_int(f.dr);
+  const int m = as_int(rows), n = as_int(pending), ld = as_int(front.max_rows);
   dgemv_("N", &m, &n, &kMinusOne, l, &ld, x, &kUnitStep, &kOne, y, &kUnitStep, 1);
 }
 
 /// Row `row` over the live columns -= its L entries of the pending pivots times their U.
-void update_row(const Frontal& f, Index row, Index first_pending, Index pending) {
-  if (f.fncols == 0 || pending == 0) return;
-  const double* u = &f.at(f.dr - first_pending, 0);
-  const double* l = &f.at(row, (f.dc - first_pending) * f.dr);
-  double* y = &f.at(row, 0);
-  if (f.fncols * pending <= kFewProducts) {
-    for (Index j = 0; j < f.fncols; ++j, u += f.dr, y += f.dr) {
-      for (Index p = pending - 1; p >= 0; --p) *y -= l[p * f.dr] * u[p];
+void update_row(const Front& front, Index row, Index first_pending, Index pending) {
+  if (front.column_count == 0 || pending == 0) return;
+  const double* u = &front.at(front.max_rows - first_pending, 0);
+  const double* l = &front.at(row, front.max_columns - first_pending);
+  double* y = &front.at(row, 0);
+  if (front.column_count * pending <= kFewProducts) {
+    for (Index j = 0; j < front.column_count; ++j, u += front.max_rows, y += front.max_rows) {
+      for (Index p = pending - 1; p >= 0; --p) *y -= l[p * front.max_rows] * u[p];
     }
     return;
   }
-  const int m = as_int(pending), n = as_int(f.fncols), ld = as_int(f.dr);
+  const int m = as_int(pending), n = as_int(front.column_count), ld = as_int(front.max_rows);
   dgemv_("T", &m, &n, &kMinusOne, u, &ld, l, &ld, &kOne, y, &ld, 1);
 }
 
 /// Applies the pending pivots to the live part as it was before the extension.
 void update_live(Frontal& f, const Extent& live) {
-  const Index pending = f.batch - f.updated;
+  const Index pending = f.front.pending();
   f.results(kLevel3Flops) +=
       2.0 * static_cast<double>(pending) * static_cast<double>(live.rows) * static_cast<double>(live.columns);
-  f.updated = f.batch;
+  f.front.updated = f.front.batch;
   if (pending == 0 || live.rows == 0 || live.columns == 0) return;
-  const double* l = &f.at(0, (f.dc - f.batch) * f.dr);
+  const double* l = f.front.column(f.front.max_columns - f.front.batch);
   if (live.rows * live.columns * pending <= kFewProducts) {
     for (Index j = 0; j < live.columns; ++j) {
-      subtract_pivots(l, f.dr, &f.at(f.dr - f.batch, j * f.dr), pending, &f.at(0, j * f.dr), live.rows);
+      subtract_pivots(l, f.front.max_rows, &f.front.at(f.front.max_rows - f.front.batch, j), pending,
+                      f.front.column(j), live.rows);
     }
     return;
   }
-  const int m = as_int(live.rows), n = as_int(live.columns), k = as_int(pending), ld = as_int(f.dr);
-  dgemm_("N", "N", &m, &n, &k, &kMinusOne, l, &ld, &f.at(f.dr - f.batch, 0), &ld, &kOne, &f.at(0, 0), &ld, 1,
-         1);
+  const int m = as_int(live.rows), n = as_int(live.columns), k = as_int(pending),
+            ld = as_int(f.front.max_rows);
+  dgemm_("N", "N", &m, &n, &k, &kMinusOne, l, &ld, &f.front.at(f.front.max_rows - f.front.batch, 0), &ld,
+         &kOne, &f.front.at(0, 0), &ld, 1, 1);
 }
 
 // ---- The next pivot of the same front
@@ -135,8 +138,8 @@ void update_live(Frontal& f, const Extent& live) {
 /// Of the front's columns that of the least bound, then of the lowest number; 0: none.
 Index choose_column(const Frontal& f) {
   Index best = 0, least = 0;
-  for (Index j = 1; j <= f.fncols; ++j) {
-    const Index column = f.fcols(j), bound = column_degree(f, column);
+  for (Index j = 1; j <= f.front.column_count; ++j) {
+    const Index column = f.front.columns(j), bound = column_degree(f, column);
     if (bound < 0) continue;
     if (best == 0 || bound < least || (bound == least && column < best)) {
       best = column;
@@ -148,13 +151,13 @@ Index choose_column(const Frontal& f) {
 
 /// Adds a value to the work column; its row comes into the front if need be. False: there is no room.
 bool add_to_work(Frontal& f, double* work, int row, double value) {
-  if (f.row_map(row) < 0) {
-    if (f.fnrows == f.dr) return false;
-    f.row_map(row) = static_cast<int>(f.fnrows);
-    work[f.fnrows] = 0.0;
-    f.frows(++f.fnrows) = row;
+  if (f.front.row_place(row) < 0) {
+    if (f.front.row_count == f.front.max_rows) return false;
+    f.front.row_place(row) = static_cast<int>(f.front.row_count);
+    work[f.front.row_count] = 0.0;
+    f.front.rows(++f.front.row_count) = row;
   }
-  work[f.row_map(row)] += value;
+  work[f.front.row_place(row)] += value;
   return true;
 }
 
@@ -181,34 +184,35 @@ bool gather_waiting(Frontal& f, Index column, double* work) {
 /// The whole column as it would be now, in the work column; its new rows are in the front. False: they do not
 /// fit.
 bool fill_work_column(Frontal& f, Index column) {
-  if (f.fnrows + f.word(f.cp(column), kOwned) > f.dr) return false;
-  const Index place = f.col_map(column) / f.dr;
-  double* work = f.space.reals.data() + (f.work_column() - 1);
-  std::memcpy(work, &f.at(0, place * f.dr), static_cast<std::size_t>(f.fnrows) * sizeof(double));
-  f.results(kSearchFlops) += 2.0 * static_cast<double>(f.batch - f.updated) * static_cast<double>(f.fnrows);
-  update_column(f, place, work, f.fnrows);
+  if (f.front.row_count + f.word(f.cp(column), kOwned) > f.front.max_rows) return false;
+  const Index place = f.front.column_offset(column) / f.front.max_rows;
+  double* work = f.front.work_column();
+  std::memcpy(work, f.front.column(place), static_cast<std::size_t>(f.front.row_count) * sizeof(double));
+  f.results(kSearchFlops) +=
+      2.0 * static_cast<double>(f.front.pending()) * static_cast<double>(f.front.row_count);
+  update_column(f.front, place, work, f.front.row_count);
   return gather_waiting(f, column, work);
 }
 
 /// A pivot row for the column in the work column, among the rows that were in the front before; 0: none.
 Index choose_pivot_row(Frontal& f, Index column, Index old_rows) {
-  const double* work = f.space.reals.data() + (f.work_column() - 1);
-  const double amax = largest_magnitude(work, f.fnrows);
-  f.results(kSearchFlops) += static_cast<double>(f.fnrows);
+  const double* work = f.front.work_column();
+  const double amax = largest_magnitude(work, f.front.row_count);
+  f.results(kSearchFlops) += static_cast<double>(f.front.row_count);
   if (!is_usable_pivot(amax)) {
     column_degree(f, column) = dead_column(f);
     return 0;
   }
-  Index diagonal = f.controls.prefer_diagonal ? f.row_map(column) : -1;
+  Index diagonal = f.controls.prefer_diagonal ? f.front.row_place(column) : -1;
   if (diagonal >= old_rows) diagonal = -1;
-  return choose_row(f, f.frows.data(), work, old_rows, diagonal, amax).row;
+  return choose_row(f, f.front.rows.data(), work, old_rows, diagonal, amax).row;
 }
 
-bool bring_column(Frontal& f, int column) {
-  if (f.col_map(column) != kOutsideColumn) return true;
-  if (f.fncols == f.dc) return false;
-  f.col_map(column) = static_cast<int>(f.fncols * f.dr);
-  f.fcols(++f.fncols) = column;
+bool bring_column(Front& front, int column) {
+  if (front.column_offset(column) != kOutsideColumn) return true;
+  if (front.column_count == front.max_columns) return false;
+  front.column_offset(column) = static_cast<int>(front.column_count * front.max_rows);
+  front.columns(++front.column_count) = column;
   return true;
 }
 
@@ -219,27 +223,29 @@ bool bring_columns(Frontal& f, Index row) {
     const Index e = object.tuples[2 * t];
     if (!is_live(f, e)) continue;
     const Waiting element = waiting(f, e);
-    if (f.word(element.object, kLiveColumns) > f.dc) return false;
+    if (f.word(element.object, kLiveColumns) > f.front.max_columns) return false;
     for (Index j = 0; j < element.column_count; ++j) {
-      if (element.columns[j] > 0 && !bring_column(f, element.columns[j])) return false;
+      if (element.columns[j] > 0 && !bring_column(f.front, element.columns[j])) return false;
     }
   }
   for (Index i = 0; i < object.entry_count; ++i) {
-    if (!bring_column(f, object.entries[i])) return false;
+    if (!bring_column(f.front, object.entries[i])) return false;
   }
   return true;
 }
 
 /// What an extension that failed has brought in leaves again.
-void withdraw(Frontal& f, const Extent& old) {
-  for (; f.fnrows > old.rows; --f.fnrows) f.row_map(f.frows(f.fnrows)) = kOutsideRow;
-  for (; f.fncols > old.columns; --f.fncols) f.col_map(f.fcols(f.fncols)) = kOutsideColumn;
+void withdraw(Front& front, const Extent& old) {
+  for (; front.row_count > old.rows; --front.row_count)
+    front.row_place(front.rows(front.row_count)) = kOutsideRow;
+  for (; front.column_count > old.columns; --front.column_count)
+    front.column_offset(front.columns(front.column_count)) = kOutsideColumn;
 }
 
 /// The next pivot, with its new rows and columns in the lists; not found: the front is as before.
 Pivot next_pivot(Frontal& f, const Extent& old) {
   Pivot pivot;
-  if (f.fnrows == 0) return pivot;
+  if (f.front.row_count == 0) return pivot;
   const Index column = choose_column(f);
   if (column == 0) return pivot;
   if (fill_work_column(f, column)) {
@@ -247,10 +253,10 @@ Pivot next_pivot(Frontal& f, const Extent& old) {
     if (row != 0 && bring_columns(f, row)) {
       pivot.row = row;
       pivot.column = column;
-      pivot.seen = f.space.reals(f.work_column() + f.row_map(row));
+      pivot.seen = f.front.work_column()[f.front.row_place(row)];
     }
   }
-  if (!pivot.found()) withdraw(f, old);
+  if (!pivot.found()) withdraw(f.front, old);
   return pivot;
 }
 
@@ -259,26 +265,28 @@ Pivot next_pivot(Frontal& f, const Extent& old) {
 void clear(double* first, Index count) { std::fill(first, first + count, 0.0); }
 
 /// New rows and columns are zero, in the live part and beside the pending pivots.
-void clear_arrivals(Frontal& f, const Extent& old) {
-  const Index new_rows = f.fnrows - old.rows;
-  for (Index j = 0; j < f.fncols; ++j) {
-    double* column = &f.at(0, j * f.dr);
+void clear_arrivals(Front& front, const Extent& old) {
+  const Index new_rows = front.row_count - old.rows;
+  for (Index j = 0; j < front.column_count; ++j) {
+    double* column = front.column(j);
     if (j < old.columns) {
       clear(column + old.rows, new_rows);
     } else {
-      clear(column, f.fnrows);
-      clear(column + (f.dr - f.batch), f.batch);
+      clear(column, front.row_count);
+      clear(column + (front.max_rows - front.batch), front.batch);
     }
   }
-  for (Index j = f.dc - f.batch; j < f.dc; ++j) clear(&f.at(0, j * f.dr) + old.rows, new_rows);
+  for (Index j = front.max_columns - front.batch; j < front.max_columns; ++j)
+    clear(front.column(j) + old.rows, new_rows);
 }
 
 /// The column goes into the next slot, the last live one into its place.
-void move_to_slot_column(Frontal& f, Index column) {
-  const Index place = f.col_map(column) / f.dr, last = f.fncols - 1, slot = f.dc - f.batch - 1;
-  double* from = &f.at(0, place * f.dr);
-  double* to = &f.at(0, slot * f.dr);
-  const double* filler = &f.at(0, last * f.dr);
+void move_to_slot_column(Front& front, Index column) {
+  const Index place = front.column_offset(column) / front.max_rows, last = front.column_count - 1,
+              slot = front.max_columns - front.batch - 1;
+  double* from = front.column(place);
+  double* to = front.column(slot);
+  const double* filler = front.column(last);
   const auto exchange = [=](Index begin, Index end) {
     for (Index i = begin; i < end; ++i) {
       const double value = from[i];
@@ -286,33 +294,34 @@ void move_to_slot_column(Frontal& f, Index column) {
       to[i] = value;
     }
   };
-  exchange(0, f.fnrows);
-  exchange(f.dr - f.batch, f.dr);
-  const int moved = f.fcols(f.fncols);
-  f.fcols(place + 1) = moved;
-  f.col_map(moved) = static_cast<int>(place * f.dr);
-  f.col_map(column) = static_cast<int>(slot * f.dr);
-  --f.fncols;
+  exchange(0, front.row_count);
+  exchange(front.max_rows - front.batch, front.max_rows);
+  const int moved = front.columns(front.column_count);
+  front.columns(place + 1) = moved;
+  front.column_offset(moved) = static_cast<int>(place * front.max_rows);
+  front.column_offset(column) = static_cast<int>(slot * front.max_rows);
+  --front.column_count;
 }
 
 /// The same for the row, over the live columns, the pending pivot columns and that of the new pivot.
-void move_to_slot_row(Frontal& f, Index row) {
-  const Index place = f.row_map(row), last = f.fnrows - 1, slot = f.dr - f.batch - 1;
+void move_to_slot_row(Front& front, Index row) {
+  const Index place = front.row_place(row), last = front.row_count - 1,
+              slot = front.max_rows - front.batch - 1;
   const auto exchange = [&](Index begin, Index end) {
-    double* column = &f.at(0, 0) + begin * f.dr;
-    for (Index j = begin; j < end; ++j, column += f.dr) {
+    double* column = front.column(begin);
+    for (Index j = begin; j < end; ++j, column += front.max_rows) {
       const double value = column[place];
       column[place] = column[last];
       column[slot] = value;
     }
   };
-  exchange(0, f.fncols);
-  exchange(f.dc - f.batch - 1, f.dc);
-  const int moved = f.frows(f.fnrows);
-  f.frows(place + 1) = moved;
-  f.row_map(moved) = static_cast<int>(place);
-  f.row_map(row) = static_cast<int>(slot);
-  --f.fnrows;
+  exchange(0, front.column_count);
+  exchange(front.max_columns - front.batch - 1, front.max_columns);
+  const int moved = front.rows(front.row_count);
+  front.rows(place + 1) = moved;
+  front.row_place(moved) = static_cast<int>(place);
+  front.row_place(row) = static_cast<int>(slot);
+  --front.row_count;
 }
 
 /// Newcomers were numbers old + 1 .. count before the pivot at `place` left and the last took its place.
@@ -320,19 +329,20 @@ Newcomers newcomers(Index old, Index count, Index place) { return {old + 1, coun
 
 /// The pivot stands in its slot, up to date but for what waits; new rows and columns are in.
 Arrivals accept(Frontal& f, const Pivot& pivot, const Extent& old) {
-  for (Index j = old.columns + 1; j <= f.fncols; ++j) f.degree_lists.leave(f.fcols(j));
-  clear_arrivals(f, old);
-  const Index row_place = f.row_map(pivot.row) + 1, column_place = f.col_map(pivot.column) / f.dr + 1;
-  const Arrivals arrivals{pivot, false, newcomers(old.rows, f.fnrows, row_place),
-                          newcomers(old.columns, f.fncols, column_place)};
+  for (Index j = old.columns + 1; j <= f.front.column_count; ++j) f.degree_lists.leave(f.front.columns(j));
+  clear_arrivals(f.front, old);
+  const Index row_place = f.front.row_place(pivot.row) + 1,
+              column_place = f.front.column_offset(pivot.column) / f.front.max_rows + 1;
+  const Arrivals arrivals{pivot, false, newcomers(old.rows, f.front.row_count, row_place),
+                          newcomers(old.columns, f.front.column_count, column_place)};
 
-  const double pending = static_cast<double>(f.batch - f.updated);
-  update_column(f, column_place - 1, &f.at(0, (column_place - 1) * f.dr), f.fnrows);
-  f.results(kLevel2Flops) += 2.0 * pending * static_cast<double>(f.fnrows);
-  move_to_slot_column(f, pivot.column);
-  move_to_slot_row(f, pivot.row);
-  update_row(f, f.dr - f.batch - 1, f.batch, f.batch - f.updated);
-  f.results(kLevel2Flops) += 2.0 * pending * static_cast<double>(f.fncols);
+  const double pending = static_cast<double>(f.front.pending());
+  update_column(f.front, column_place - 1, f.front.column(column_place - 1), f.front.row_count);
+  f.results(kLevel2Flops) += 2.0 * pending * static_cast<double>(f.front.row_count);
+  move_to_slot_column(f.front, pivot.column);
+  move_to_slot_row(f.front, pivot.row);
+  update_row(f.front, f.front.max_rows - f.front.batch - 1, f.front.batch, f.front.pending());
+  f.results(kLevel2Flops) += 2.0 * pending * static_cast<double>(f.front.column_count);
   return arrivals;
 }
 
@@ -343,15 +353,17 @@ bool eliminate_front(Frontal& f, Pivot pivot) {
   for (;;) {
     after_step(f);
     eliminate(f, pivot);
-    const Extent old{f.fnrows, f.fncols};
+    const Extent old{f.front.row_count, f.front.column_count};
     const Pivot next = next_pivot(f, old);
-    const bool flush = !next.found() || f.dr - f.batch < f.fnrows || f.dc - f.batch < f.fncols;
-    if (flush || f.batch - f.updated >= f.controls.block_size) update_live(f, old);
+    const bool flush = !next.found() || f.front.max_rows - f.front.batch < f.front.row_count ||
+                       f.front.max_columns - f.front.batch < f.front.column_count;
+    if (flush || f.front.pending() >= f.controls.block_size) update_live(f, old);
     if (flush && !store_batch(f, old.rows, old.columns, pivot.row)) return false;
     if (!next.found()) return end_front(f, pivot.row);
-    if (flush) note_child(f, pivot.row);  // the element just stored is the first child of the next
+    if (flush) f.chain.note_child(pivot.row);  // the element just stored is the first child of the next
     const Arrivals arrivals = accept(f, next, old);
-    if (arrivals.rows.any(f.fnrows) || arrivals.columns.any(f.fncols)) assemble(f, arrivals);
+    if (arrivals.rows.any(f.front.row_count) || arrivals.columns.any(f.front.column_count))
+      assemble(f, arrivals);
     pivot = next;
   }
 }

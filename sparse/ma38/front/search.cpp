@@ -23,12 +23,12 @@ RowChoice choose_row(const Frontal& f, const int* rows, const double* values, In
 
 namespace {
 
-/// The candidate's rows go to `scratch` and its values behind the head. Rows that came by tuples are mapped;
-/// their count is `mapped`. Returns the true degree.
+/// The candidate's rows go to candidate_rows and its values behind the head. Rows that came by tuples are
+/// mapped; their count is `mapped`. Returns the true degree.
 Index gather_column(Frontal& f, Index column, Index& mapped) {
   const Object object = column_object(f, column);
-  int* rows = f.scratch.data();
-  int* map = f.row_map.data() - 1;
+  int* rows = f.candidate_rows.data();
+  int* map = f.candidate_places.data() - 1;
   double* values = f.space.reals.data() + (f.space.xhead - 1);
   Index length = 0;
   for (Index t = 0; t < object.tuple_count; ++t) {
@@ -62,20 +62,20 @@ Index gather_column(Frontal& f, Index column, Index& mapped) {
 Index find_diagonal(const Frontal& f, Index column, Index mapped, Index length) {
   if (!f.controls.prefer_diagonal) return -1;
   // The map of a row that is pivotal may hold other things, all of them negative.
-  if (f.row_map(column) >= 0) return f.row_map(column);
+  if (f.candidate_places(column) >= 0) return f.candidate_places(column);
   for (Index i = mapped; i < length; ++i) {
-    if (f.scratch(i + 1) == column) return i;
+    if (f.candidate_rows(i + 1) == column) return i;
   }
   return -1;
 }
 
 /// The pattern of the candidate becomes the front's rows, without the pivot row, whose place the last takes.
 void keep_rows(Frontal& f, Index pivot_row, Index length) {
-  std::memcpy(f.frows.data(), f.scratch.data(), static_cast<std::size_t>(length) * sizeof(int));
+  std::memcpy(f.front.rows.data(), f.candidate_rows.data(), static_cast<std::size_t>(length) * sizeof(int));
   Index place = 1;
-  while (f.frows(place) != pivot_row) ++place;
-  f.frows(place) = f.frows(length);
-  f.fnrows = length - 1;
+  while (f.front.rows(place) != pivot_row) ++place;
+  f.front.rows(place) = f.front.rows(length);
+  f.front.row_count = length - 1;
 }
 
 struct Candidate {
@@ -99,10 +99,10 @@ bool examine_column(Frontal& f, Index column, Candidate& candidate) {
     const double* values = space.reals.data() + (space.xhead - 1);
     const double amax = largest_magnitude(values, length);
     f.results(kSearchFlops) += static_cast<double>(length);
-    candidate.choice =
-        choose_row(f, f.scratch.data(), values, length, find_diagonal(f, column, mapped, length), amax);
+    candidate.choice = choose_row(f, f.candidate_rows.data(), values, length,
+                                  find_diagonal(f, column, mapped, length), amax);
   }
-  for (Index i = 1; i <= mapped; ++i) f.row_map(f.scratch(i)) = kOutsideRow;
+  for (Index i = 1; i <= mapped; ++i) f.candidate_places(f.candidate_rows(i)) = kOutsideRow;
   return true;
 }
 

@@ -21,8 +21,8 @@ bool has_least_room(Frontal& f) {
 
 void clear_vectors(Frontal& f) {
   for (Index i = 1; i <= f.n; ++i) {
-    f.row_map(i) = kOutsideRow;
-    f.col_map(i) = kOutsideColumn;
+    f.front.row_place(i) = kOutsideRow;
+    f.front.column_offset(i) = kOutsideColumn;
     f.rt(i) = 0;
     f.ro(i) = 0;
   }

@@ -116,7 +116,6 @@ void assemble(Frontal& f, const Arrivals& arrivals);
 bool eliminate_front(Frontal& f, Pivot pivot);
 /// Stores the batch as an LU element with the first `rows`, `columns` of the lists. False: a shortage.
 bool store_batch(Frontal& f, Index rows, Index columns, Index last_pivot_row);
-void note_child(Frontal& f, Index e);
 /// What is left of the front waits as a contribution block. False: a shortage.
 bool end_front(Frontal& f, Index last_pivot_row);
 /// Pivot order, header, lists by pivot positions. False: a shortage.
