@@ -1,4 +1,5 @@
-// Is the store of the kernel what it must be between two steps? Slow: for tests of debug builds.
+// Inspects the store between two steps of the frontal kernel: the invariants of ObjectStore, MemoryList,
+// DegreeLists, Front and ElementChain, and what one says about another.
 
 #include <atomic>
 #include <cstdio>
@@ -240,6 +241,10 @@ class Inspection {
       return "reals of the front";
     if (open && f_.store.front() + f_.store.front_reals() != f_.space.xhead) return "front not at the head";
     const Index rows = open ? f_.front.row_count : 0, columns = open ? f_.front.column_count : 0;
+    const Front& front = f_.front;
+    if (open && (front.row_count + front.batch > front.max_rows ||
+                 front.column_count + front.batch > front.max_columns || front.updated > front.batch))
+      return "front over its limits";
     for (Index i = 1; i <= rows; ++i) {
       if (f_.front.row_place(f_.front.rows(i)) != i - 1) return "place of a row of the front";
     }
@@ -262,6 +267,7 @@ class Inspection {
 
   const char* accounts() {
     const Space& space = f_.space;
+    if (!space.consistent()) return "ends of the arrays";
     ints_ += f_.store.elsewhere().ints + (space.ints.size() - space.itail + 1);
     reals_ += f_.store.elsewhere().reals + f_.store.front_reals() + (space.reals.size() - space.xtail + 1);
     if (ints_ != space.ineed) return "words in use of the integers";
@@ -274,7 +280,13 @@ class Inspection {
 };
 
 #ifndef NDEBUG
-std::atomic<bool> checks_are_on{false};
+std::atomic<bool> every_step_is_checked{false};
+
+/// An inspection reads the whole store. Blocks of an order up to this are inspected after each step, larger
+/// ones about this often.
+constexpr Index kInspections = 64;
+
+bool is_due(const Frontal& f) { return every_step_is_checked || f.pivots % (f.n / kInspections + 1) == 0; }
 #endif
 
 }  // namespace
@@ -282,10 +294,10 @@ std::atomic<bool> checks_are_on{false};
 const char* find_inconsistency(const Frontal& f) { return Inspection(f).run(); }
 
 #ifndef NDEBUG
-void set_frontal_checks(bool on) { checks_are_on = on; }
+void set_frontal_checks(bool on) { every_step_is_checked = on; }
 
 void after_step(const Frontal& f) {
-  if (!checks_are_on) return;
+  if (!is_due(f)) return;
   const char* text = find_inconsistency(f);
   if (text == nullptr) return;
   std::fprintf(stderr, "ma38 store: %s\n", text);

@@ -77,11 +77,12 @@ struct Frontal {
 /// What stands at rp(i).
 inline ObjectKind kind_of(const Frontal& f, Index i) { return f.store.kind_of(i); }
 
-/// A text that tells what is wrong with the store, or null. Debug builds run it after each step when the
-/// tests switch it on.
+/// Returns which invariant of the kernel's structures does not hold, or null.
 const char* find_inconsistency(const Frontal& f);
-void set_frontal_checks(bool on);
-void after_step(const Frontal& f);  // does nothing in a release build
+/// In debug builds, inspects the structures and aborts at a fault: after each step of a small block, of a
+/// large one after some, or after all if set_frontal_checks() wants it. A release build does nothing.
+void after_step(const Frontal& f);
+void set_frontal_checks(bool every_step);
 
 // ---- Columns of the block (column_objects.cpp)
 

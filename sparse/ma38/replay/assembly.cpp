@@ -97,8 +97,8 @@ void add_column(const ChildRows& rows, const double* from, double* to) {
 bool add_columns(const Replay& f, Index e, const Element& child, bool take_some, const ChildRows& rows) {
   int* const list = child.u_list();
   const int* const map = f.col_map.data() - 1;
-  const Index leading = f.holders.leading[e];
-  const double* from = f.space.reals.data() + (f.holders.begin[e] - 1);
+  const Index leading = f.waiting.nodes().leading(e);
+  const double* from = f.space.reals.data() + (f.waiting.nodes().begin(e) - 1);
   for (Index j = 0; j < child.u; ++j, from += leading) {
     const int column = list[j];
     if (column < 0) continue;
@@ -116,7 +116,7 @@ void release(Replay& f, Index e, const Element& child) {
   const Index size = child.l * child.u;
   f.space.release(0, size);
   f.waiting_reals -= size;
-  free_holder(f.holders, e);
+  f.waiting.release(e, waiting_end(f));
 }
 
 /// The words that tell lengths are negative once members of the list can be.
@@ -126,7 +126,7 @@ void mark(const Element& child, ChildKind kind) {
 }
 
 bool add_child(Replay& f, Index e, ChildKind kind) {
-  if (f.holders.leading[e] == 0) return true;  // it left no block, as it was the one before in a chain
+  if (f.waiting.nodes().is_hole(e)) return true;  // it left no block, as it was the one before in a chain
   const Element child = element_of(f, e);
   mark(child, kind);
   ChildRows rows{f.work1, f.work2};

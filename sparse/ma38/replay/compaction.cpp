@@ -14,33 +14,23 @@ void move_reals(const Replay& f, Index from, Index to, Index count) {
 
 /// Squeezes the slack of the leading dimension. What has been assembled stays: the lists tell places.
 Index pack_block(const Replay& f, Index e, Index to) {
-  const Holders& holders = f.holders;
+  const WaitingBlocks& block = f.waiting.nodes();
   const Element element = element_of(f, e);
-  const Index from = holders.begin[e], leading = holders.leading[e], rows = element.l, columns = element.u;
+  const Index from = block.begin(e), leading = block.leading(e), rows = element.l, columns = element.u;
   if (leading == rows) {
     move_reals(f, from, to, rows * columns);
   } else {
     for (Index j = 0; j < columns; ++j) move_reals(f, from + j * leading, to + j * rows, rows);
   }
-  holders.begin[e] = static_cast<int>(to);
-  holders.leading[e] = static_cast<int>(rows);
+  block.begin(e) = static_cast<int>(to);
+  block.leading(e) = static_cast<int>(rows);
   return to + rows * columns;
 }
 
 }  // namespace
 
 void ma38_refactor_compact(Replay& f) {
-  Holders& holders = f.holders;
-  Index to = f.arrows_end;
-  for (Index e = holders.next[0], next; e != holders.last; e = next) {
-    next = holders.next[e];
-    if (holders.is_hole(e)) {
-      drop_hole(holders, e);
-    } else {
-      to = pack_block(f, e, to);
-    }
-  }
-  holders.begin[holders.last] = static_cast<int>(to);
+  Index to = f.waiting.pack(f.arrows_end, [&f](Index e, Index place) { return pack_block(f, e, place); });
   if (f.front != 0) {
     move_reals(f, f.front, to, f.dr * f.dc);
     f.front = to;

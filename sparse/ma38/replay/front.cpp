@@ -199,13 +199,17 @@ namespace {
 
 /// The live part stays where it is, and the head ends behind it.
 void leave_in_place(Replay& f) {
-  link_last(f.holders, f.open, f.front, f.dr);
+  const WaitingBlocks& block = f.waiting.nodes();
+  block.begin(f.open) = static_cast<int>(f.front);
+  block.leading(f.open) = static_cast<int>(f.dr);
+  f.waiting.append(f.open);
   f.space.set_real_head(f.front + (f.fncols - 1) * f.dr + f.fnrows);
 }
 
 /// The live part moves into the largest hole.
 void copy_to_hole(Replay& f, Index size) {
-  double* to = f.space.reals.data() + (place_in_hole(f.holders, f.open, size, f.fnrows) - 1);
+  f.waiting.nodes().leading(f.open) = static_cast<int>(f.fnrows);
+  double* to = f.space.reals.data() + (f.waiting.place_in_hole(f.open, size) - 1);
   for (Index j = 0; j < f.fncols; ++j, to += f.fnrows) {
     std::memcpy(to, f.at(0, j), static_cast<std::size_t>(f.fnrows) * sizeof(double));
   }
@@ -225,12 +229,11 @@ void end_front(Replay& f) {
   const Index size = f.fnrows * f.fncols;
   if (size == 0) {
     f.space.set_real_head(f.front);
-  } else if (f.holders.hole_size < size) {
-    leave_in_place(f);
-  } else {
+  } else if (f.waiting.has_hole_for(size)) {
     copy_to_hole(f, size);
+  } else {
+    leave_in_place(f);
   }
-  f.holders.begin[f.holders.last] = static_cast<int>(f.space.xhead);
   f.space.need(0, size);
   f.space.release(0, f.dr * f.dc);
   f.waiting_reals += size;

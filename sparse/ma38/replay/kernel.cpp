@@ -1,6 +1,7 @@
 #include "sparse/ma38/replay/kernel.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "sparse/ma38/factors/layout.h"
 #include "sparse/ma38/replay/steps.h"
@@ -12,7 +13,7 @@ namespace {
 // ---- Setup
 
 Wide work_words(const Replay& f) {
-  return f.longest_u + 3 * Wide{f.longest_l} + 2 * Wide{f.n} + holder_words(f.elements);
+  return f.longest_u + 3 * Wide{f.longest_l} + 2 * Wide{f.n} + waiting_block_words(f.elements);
 }
 
 Replay make_replay(const ReplayBlock& block, Space& space, FactorTotals& totals, const Results& results) {
@@ -44,13 +45,36 @@ bool take_vectors(Replay& f) {
   f.fcols = take(f.longest_u);
   f.work1 = take(f.longest_l).data();
   f.work2 = take(f.longest_l).data();
-  start_holders(f.holders, f.space.ints.data() + (at - 1), f.elements);
+  f.waiting = MemoryList<WaitingBlocks>(clear_waiting_blocks(f.space.ints.data() + (at - 1), f.elements));
   std::fill_n(f.row_map.data(), f.n, kOutside);
   std::fill_n(f.col_map.data(), f.n, kOutside);
   return true;
 }
 
 // ---- Elements
+
+/// Returns whether, between two elements, the blocks that wait lie apart above the arrows and below the
+/// front, and the accounts of their reals are right. Debug builds look after each element of a small block,
+/// of a large one after some.
+[[maybe_unused]] bool is_consistent(const Replay& f) {
+  constexpr Index kElementsPerCheck = 64;
+  if (f.open % (f.elements / kElementsPerCheck + 1) != 0) return true;
+  Wide reals = 0;
+  const MemoryList<WaitingBlocks>& waiting = f.waiting;
+  for (Index e = waiting.first(); e != 0; e = waiting.nodes().next(e)) {
+    const Element element = element_of(f, e);
+    if (waiting.is_hole(e)) continue;
+    const Index leading = waiting.nodes().leading(e);
+    if (leading < element.l || waiting.extent(e, waiting_end(f)) < leading * (element.u - 1) + element.l) {
+      return false;
+    }
+    reals += element.l * element.u;
+  }
+  const bool begins_in_place = waiting.first() == 0 || waiting.nodes().begin(waiting.first()) >= f.arrows_end;
+  return begins_in_place && reals == f.waiting_reals && f.space.consistent() &&
+         waiting.find_fault(waiting.first() == 0 ? 0 : waiting.nodes().begin(waiting.first()),
+                            waiting_end(f)) == nullptr;
+}
 
 int replay_element(Replay& f, Index e) {
   const Element element = element_of(f, e);
@@ -67,6 +91,7 @@ int replay_element(Replay& f, Index e) {
   if (failure == kGood) failure = eliminate(f, element);
   if (failure == kGood) failure = store_element(f, element);
   if (failure == kGood) f.open = e;
+  assert(failure != kGood || is_consistent(f));
   return failure;
 }
 
@@ -125,9 +150,9 @@ void add_to_totals(Replay& f) {
 
 /// Elements that still wait can be marked.
 void restore_all_signs(const Replay& f) {
-  const Holders& holders = f.holders;
-  for (Index e = holders.next[0]; e != holders.last; e = holders.next[e]) {
-    if (!holders.is_hole(e)) restore_signs(element_of(f, e));
+  const MemoryList<WaitingBlocks>& waiting = f.waiting;
+  for (Index e = waiting.first(); e != 0; e = waiting.nodes().next(e)) {
+    if (!waiting.is_hole(e)) restore_signs(element_of(f, e));
   }
 }
 

@@ -16,25 +16,28 @@
 
 #include "sparse/ma38/factors/layout.h"
 #include "sparse/ma38/replay/kernel.h"
+#include "sparse/ma38/store/memory_list.h"
 
 namespace corvidnum {
 namespace ma38 {
 
-/// Blocks of reals that wait for their assembly, in the order of their addresses: nodes 1 .. NLU for the LU
-/// elements they are of, between two sentinels. All vectors are counted from 0, node 0 being the first
-/// sentinel. Each node reaches to the next one; `begin` of the last sentinel is where the list ends.
-struct Holders {
-  int *next, *previous, *begin;
-  int* leading;  // 0: there is no block, or it was freed and is a hole
-  Index last;    // the last sentinel
-  Index hole = 0;
-  Index hole_size = -1;  // the largest; -1: none is known
+/// The words of the memory list of a replay: nodes 1 .. NLU are the contribution blocks that wait, by their
+/// LU elements.
+struct WaitingBlocks {
+  int *next_words, *previous_words, *begin_words;  // all counted from 0
+  int* leading_words;                              // 0: no block waits, or it was assembled and is a hole
 
-  Index extent(Index e) const { return begin[next[e]] - begin[e]; }
-  bool is_hole(Index e) const { return e != 0 && e != last && leading[e] == 0; }
+  int& begin(Index e) const { return begin_words[e]; }
+  int& next(Index e) const { return next_words[e]; }
+  int& previous(Index e) const { return previous_words[e]; }
+  int& leading(Index e) const { return leading_words[e]; }
+  bool is_hole(Index e) const { return leading_words[e] == 0; }
+  void make_hole(Index e) const { leading_words[e] = 0; }
 };
-void start_holders(Holders& holders, int* words, Index elements);
-inline Wide holder_words(Wide elements) { return 4 * (elements + 2); }
+/// Returns the length of its words. Nodes 0 and NLU + 1 are not used; their words are in the needs that a
+/// caller is told.
+inline Wide waiting_block_words(Wide elements) { return 4 * (elements + 2); }
+WaitingBlocks clear_waiting_blocks(int* words, Index elements);
 
 struct Replay {
   const ReplayBlock& block;
@@ -47,7 +50,7 @@ struct Replay {
   OneBased<int> row_map, col_map;  // [n] row, or column times leading dimension in the front; -1: outside
   OneBased<int> frows, fcols;      // live rows and columns of the front [longest_l], [longest_u]
   int *work1, *work2;              // [longest_l]
-  Holders holders = {};
+  MemoryList<WaitingBlocks> waiting{WaitingBlocks{}};
 
   Index arrows_end = 0;  // those not taken end before it
   Index pivots = 0;      // eliminated so far
@@ -87,13 +90,9 @@ void note_peak(Replay& f);
 bool room_for_reals(Replay& f, Index count);
 /// Slides blocks and the front down on the arrows that are left.
 void ma38_refactor_compact(Replay& f);
-/// The block of e is a hole from now on; free neighbours join it.
-void free_holder(Holders& holders, Index e);
-void link_last(Holders& holders, Index e, Index begin, Index leading);
-/// e takes the first reals of the largest hole. Returns where.
-Index place_in_hole(Holders& holders, Index e, Index size, Index leading);
-void drop_hole(Holders& holders, Index e);
-/// Holes at the end of the list, and arrows taken, give their reals back to the head.
+/// Returns where the reals of waiting blocks end.
+inline Index waiting_end(const Replay& f) { return f.front != 0 ? f.front : Index{f.space.xhead}; }
+/// Gives a hole at the end of the list, and arrows taken, back to the head.
 void lower_head(Replay& f);
 
 // ---- Steps (refactor_front.cpp, refactor_assembly.cpp, refactor_numeric.cpp). Each returns kGood or a
