@@ -31,7 +31,8 @@ Wide store_off_diagonal_part(const OffDiagonalInput& input, OneBased<int> offp, 
   if (!take_reals(space, nzoff, results) || !enough) return -1;
   space.push_tail_ints(static_cast<Index>(nzoff));
   space.note_use(results);
-  results.raise(kIndexUsed, space.ints_below + space.ints.size() - space.free_ints() + n);  // with the work
+  results.raise(MA38_INFO_INDEX_USED,
+                space.ints_below + space.ints.size() - space.free_ints() + n);  // with the work
   // A matrix not preserved stands beside it and the factors, what is left of it.
   if (!figures.preserved)
     totals.peak_reals = std::max(totals.peak_reals, totals.factor_reals - figures.nz + 2 * nzoff);
@@ -42,18 +43,20 @@ Wide store_off_diagonal_part(const OffDiagonalInput& input, OneBased<int> offp, 
 namespace {
 
 void count_entries(const DriverFigures& f, const FactorTop<int>& top, bool good, const Results& results) {
-  results(kNotInPattern) = clamped(f.below + f.invalid);
-  results(kEntries) = static_cast<int>(f.nz);
-  results(kDiagonalEntries) = static_cast<int>(f.nz - f.nzoff - f.below);
-  results(kOffDiagonalEntries) = static_cast<int>(f.nzoff);
-  results(kSingletons) = static_cast<int>(f.singletons);
-  results(kBlocks) = static_cast<int>(f.nblks);
-  results(kEntriesInFactors) = clamped(Wide{results(kEntriesInL)} + results(kEntriesInU) + f.n + f.nzoff);
+  results(MA38_INFO_NOT_IN_PATTERN) = clamped(f.below + f.invalid);
+  results(MA38_INFO_ENTRIES) = static_cast<int>(f.nz);
+  results(MA38_INFO_DIAGONAL_ENTRIES) = static_cast<int>(f.nz - f.nzoff - f.below);
+  results(MA38_INFO_OFF_DIAGONAL_ENTRIES) = static_cast<int>(f.nzoff);
+  results(MA38_INFO_SINGLETONS) = static_cast<int>(f.singletons);
+  results(MA38_INFO_BLOCKS) = static_cast<int>(f.nblks);
+  results(MA38_INFO_FACTOR_ENTRIES) =
+      clamped(Wide{results(MA38_INFO_ENTRIES_IN_L)} + results(MA38_INFO_ENTRIES_IN_U) + f.n + f.nzoff);
   if (good) {
-    for (Index k = 1; k <= f.n; ++k) results(kDiagonalPivots) += top.cperm()(k) == top.rperm()(k);
+    for (Index k = 1; k <= f.n; ++k) results(MA38_INFO_DIAGONAL_PIVOTS) += top.cperm()(k) == top.rperm()(k);
   }
-  results(kPivots) += static_cast<int>(f.usable_singletons);
-  results(kBlasFlops) = results(kLevel1Flops) + results(kLevel2Flops) + results(kLevel3Flops);
+  results(MA38_INFO_PIVOTS) += static_cast<int>(f.usable_singletons);
+  results(MA38_RINFO_BLAS_FLOPS) =
+      results(MA38_RINFO_LEVEL1_FLOPS) + results(MA38_RINFO_LEVEL2_FLOPS) + results(MA38_RINFO_LEVEL3_FLOPS);
 }
 
 /// Without the part of the factors that is kept. The terms: conversion, grouping by blocks, the replay.
@@ -64,21 +67,25 @@ void set_refactorisation_needs(const DriverFigures& f, const FactorTotals& total
   const Wide replay = f.preserved
                           ? maxu + 3 * maxl + 2 * nz + 4 * (n + elements) + 10
                           : std::max(3 * n + 2 * nz + 2, nz + 3 * (n + maxl + 3) + 4 * elements + maxu);
-  results(kIndexForRefactor) = clamped(std::max(conversion, replay));
-  results(kValueForRefactor) = clamped(totals.peak_reals);
+  results(MA38_INFO_INDEX_FOR_REFACTOR) = clamped(std::max(conversion, replay));
+  results(MA38_INFO_VALUE_FOR_REFACTOR) = clamped(totals.peak_reals);
 }
 
 }  // namespace
 
 void report_figures(Who who, const DriverFigures& figures, const FactorTop<int>& top, const Space& space,
                     const FactorTotals& totals, const int* icntl, const Results& results) {
-  int& status = results(kStatus);
-  if (space.ints_short) ma38_set_info(who, icntl, status, kIndexTooShort, results(kIndexNeeded));
-  if (space.reals_short) ma38_set_info(who, icntl, status, kValueTooShort, results(kValueNeeded));
+  int& status = results(MA38_INFO_STATUS);
+  if (space.ints_short)
+    ma38_set_info(who, icntl, status, MA38_STATUS_INDEX_TOO_SHORT, results(MA38_INFO_INDEX_NEEDED));
+  if (space.reals_short)
+    ma38_set_info(who, icntl, status, MA38_STATUS_VALUE_TOO_SHORT, results(MA38_INFO_VALUE_NEEDED));
   const bool good = status >= 0;
   count_entries(figures, top, good, results);
-  if (results(kNotInPattern) > 0) ma38_set_info(who, icntl, status, kInvalidEntries, -results(kNotInPattern));
-  if (good && results(kPivots) < figures.n) ma38_set_info(who, icntl, status, kSingular, results(kPivots));
+  if (results(MA38_INFO_NOT_IN_PATTERN) > 0)
+    ma38_set_info(who, icntl, status, MA38_WARNING_ENTRIES, -results(MA38_INFO_NOT_IN_PATTERN));
+  if (good && results(MA38_INFO_PIVOTS) < figures.n)
+    ma38_set_info(who, icntl, status, MA38_WARNING_SINGULAR, results(MA38_INFO_PIVOTS));
   set_refactorisation_needs(figures, totals, results);
 }
 

@@ -68,7 +68,7 @@ DriverOutcome FactorDriver::run() {
     }
   }
   report_figures(kFactor, figures_, top_, s_, totals_, in_.icntl, results_);
-  return {results_(kStatus) >= 0, static_cast<int>(nblks_), static_cast<int>(figures_.nzoff)};
+  return {results_(MA38_INFO_STATUS) >= 0, static_cast<int>(nblks_), static_cast<int>(figures_.nzoff)};
 }
 
 /// Words at the tail, which become part of the need.
@@ -85,7 +85,7 @@ bool FactorDriver::reserve_top() {
 }
 
 bool FactorDriver::permute_to_blocks() {
-  if (OneBased<const int>(in_.icntl, kIcntlLength)(kUseBlocks) == 1) {
+  if (OneBased<const int>(in_.icntl, MA38_ICNTL_LENGTH)(MA38_ICNTL_USE_BLOCKS) == 1) {
     const Index copied = in_.preserved ? 0 : nz_;  // permuting in place takes the matrix once more
     const Wide work = btf_work(n_), reserved = n_ + 1 + work;
     const bool ints =

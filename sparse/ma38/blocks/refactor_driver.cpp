@@ -45,7 +45,7 @@ class RefactorDriver {
   double take_consumed_pivot(Index begin);
   void make_pointers_relative();
   bool fail(int code) {
-    ma38_set_info(kRefactor, in_.icntl, results_(kStatus), code, 0);
+    ma38_set_info(kRefactor, in_.icntl, results_(MA38_INFO_STATUS), code, 0);
     return false;
   }
 
@@ -79,7 +79,7 @@ RefactorOutcome RefactorDriver::run() {
     }
   }
   report_figures(kRefactor, figures_, top_, s_, totals_, in_.icntl, results_);
-  return {results_(kStatus) >= 0, static_cast<Index>(figures_.nzoff)};
+  return {results_(MA38_INFO_STATUS) >= 0, static_cast<Index>(figures_.nzoff)};
 }
 
 /// Words at the tail, which become part of the need, until they are released.
@@ -95,7 +95,7 @@ void RefactorDriver::release_work(Index count) { s_.release_tail_ints(count); }
 /// Also looks whether both orders are permutations.
 bool RefactorDriver::invert_rows(OneBased<int> row_position) {
   return (invert_permutation(top_.cperm(), row_position) && invert_permutation(top_.rperm(), row_position)) ||
-         fail(kCorrupted);
+         fail(MA38_STATUS_CORRUPTED);
 }
 
 bool RefactorDriver::group(const PatternInput& input, OneBased<int> begin) {
@@ -110,10 +110,10 @@ bool RefactorDriver::group(const PatternInput& input, OneBased<int> begin) {
 /// which comes back from its own inverse.
 bool RefactorDriver::group_all(OneBased<const int> blkp, OneBased<int> begin, OneBased<int> row_position) {
   const OneBased<int> column_position = top_.rperm();
-  if (!invert_permutation(top_.rperm(), row_position)) return fail(kCorrupted);
+  if (!invert_permutation(top_.rperm(), row_position)) return fail(MA38_STATUS_CORRUPTED);
   const bool good = invert_permutation(top_.cperm(), column_position)
                         ? group_columns(blkp, begin, row_position, column_position)
-                        : fail(kCorrupted);
+                        : fail(MA38_STATUS_CORRUPTED);
   invert_permutation(row_position, top_.rperm());
   return good;
 }
@@ -197,11 +197,12 @@ bool RefactorDriver::replay(Index header, Index first, Index order, OneBased<con
                           {begin, end},
                           top_.rperm().part(first, order),
                           top_.cperm().part(first, order),
-                          std::max(1, in_.icntl[kBlockSize - 1]),
+                          std::max(1, ma38_icntl(in_.icntl, MA38_ICNTL_BLOCK_SIZE)),
                           in_.icntl};
   const ReplayOutcome outcome = ma38_refactor_kernel(block, s_, totals_, results_);
   figures_.invalid += outcome.invalid;
-  if (outcome.failure == kPivotOrderFailed || outcome.failure == kCorrupted) return fail(outcome.failure);
+  if (outcome.failure == MA38_STATUS_PIVOT_ORDER_FAILED || outcome.failure == MA38_STATUS_CORRUPTED)
+    return fail(outcome.failure);
   return outcome.failure == 0;  // a shortage is flagged in the space
 }
 

@@ -8,24 +8,24 @@
 int ma38id_(int* keep, double* cntl, int* icntl) {
   using namespace corvidnum::ma38;
   corvidnum::enter_library();
-  const corvidnum::OneBased<int> kept(keep, kKeepLength), integer(icntl, kIcntlLength);
-  const corvidnum::OneBased<double> real(cntl, kCntlLength);
-  std::fill(icntl, icntl + kIcntlLength, 0);
-  integer(kErrorUnit) = 6;
-  integer(kDumpUnit) = 6;
-  integer(kPrintLevel) = 2;
-  integer(kUseBlocks) = 1;
-  integer(kSearchWidth) = 4;
-  integer(kPreferDiagonal) = 0;
-  integer(kBlockSize) = 16;
-  integer(kMostRefinements) = 0;
+  const corvidnum::OneBased<int> kept(keep, MA38_KEEP_LENGTH), integer(icntl, MA38_ICNTL_LENGTH);
+  const corvidnum::OneBased<double> real(cntl, MA38_CNTL_LENGTH);
+  std::fill(icntl, icntl + MA38_ICNTL_LENGTH, 0);
+  integer(MA38_ICNTL_ERROR_UNIT) = 6;
+  integer(MA38_ICNTL_DUMP_UNIT) = 6;
+  integer(MA38_ICNTL_PRINT_LEVEL) = 2;
+  integer(MA38_ICNTL_USE_BLOCKS) = 1;
+  integer(MA38_ICNTL_SEARCH_WIDTH) = 4;
+  integer(MA38_ICNTL_PREFER_DIAGONAL) = 0;
+  integer(MA38_ICNTL_BLOCK_SIZE) = 16;
+  integer(MA38_ICNTL_MOST_REFINEMENTS) = 0;
   const int epsilon = 1;
-  std::fill(cntl, cntl + kCntlLength, 0.0);
-  real(kPivotTolerance) = 0.1;
-  real(kGrowth) = 2.0;
-  real(kEpsilon) = corvidnum::FD05AD(&epsilon);
-  std::fill(keep + kIndexEnd, keep + kKeepLength, 0);  // where the factors are stays
-  kept(kDense1) = 64;
-  kept(kDense2) = 1;
+  std::fill(cntl, cntl + MA38_CNTL_LENGTH, 0.0);
+  real(MA38_CNTL_PIVOT_TOLERANCE) = 0.1;
+  real(MA38_CNTL_GROWTH) = 2.0;
+  real(MA38_CNTL_EPSILON) = corvidnum::FD05AD(&epsilon);
+  std::fill(keep + MA38_KEEP_INDEX_END, keep + MA38_KEEP_LENGTH, 0);  // where the factors are stays
+  kept(MA38_KEEP_DENSE1) = 64;
+  kept(MA38_KEEP_DENSE2) = 1;
   return 0;
 }

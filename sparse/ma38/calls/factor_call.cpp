@@ -12,45 +12,45 @@ FactorCall::FactorCall(Who who, const FactorArguments& arguments)
       in_(arguments),
       value_(arguments.value, std::max(arguments.lvalue, 0)),
       index_(arguments.index, std::max(arguments.lindex, 0)),
-      keep_(arguments.keep, kKeepLength),
+      keep_(arguments.keep, MA38_KEEP_LENGTH),
       results_(arguments.info, arguments.rinfo) {}
 
 void FactorCall::begin(int reset_keep) {
-  std::fill_n(in_.info, int{kInfoLength}, 0);
-  std::fill_n(in_.rinfo, int{kRinfoLength}, 0.0);
+  std::fill_n(in_.info, int{MA38_INFO_LENGTH}, 0);
+  std::fill_n(in_.rinfo, int{MA38_RINFO_LENGTH}, 0.0);
   std::fill_n(in_.keep, reset_keep, 0);
   dump(false);
-  results_(kEntries) = results_(kDiagonalEntries) = in_.ne;
+  results_(MA38_INFO_ENTRIES) = results_(MA38_INFO_DIAGONAL_ENTRIES) = in_.ne;
 }
 
 void FactorCall::end() {
-  if (results_(kStatus) < 0) std::fill_n(in_.keep, int{kIndexEnd}, 0);
-  if (results_(kIndexNeeded) != 0) {  // else stopped before lengths were looked at
-    results_(kIndexUsed) = std::min(in_.lindex, results_(kIndexUsed));
-    results_(kValueUsed) = std::min(in_.lvalue, results_(kValueUsed));
+  if (results_(MA38_INFO_STATUS) < 0) std::fill_n(in_.keep, int{MA38_KEEP_INDEX_END}, 0);
+  if (results_(MA38_INFO_INDEX_NEEDED) != 0) {  // else stopped before lengths were looked at
+    results_(MA38_INFO_INDEX_USED) = std::min(in_.lindex, results_(MA38_INFO_INDEX_USED));
+    results_(MA38_INFO_VALUE_USED) = std::min(in_.lvalue, results_(MA38_INFO_VALUE_USED));
   }
   dump(true);
 }
 
 bool FactorCall::fail(int code, int detail) const {
-  ma38_set_info(who_, in_.icntl, results_(kStatus), code, detail);
+  ma38_set_info(who_, in_.icntl, results_(MA38_INFO_STATUS), code, detail);
   return false;
 }
 
 bool FactorCall::order_is_good() const {
-  if (in_.n < 1) return fail(kBadOrder, -1);
-  if (in_.ne < 1) return fail(kBadEntryCount, -1);
+  if (in_.n < 1) return fail(MA38_STATUS_BAD_ORDER, -1);
+  if (in_.ne < 1) return fail(MA38_STATUS_BAD_ENTRY_COUNT, -1);
   return true;
 }
 
 bool FactorCall::arrays_are_long_enough(Wide pattern) const {
   const Wide n = in_.n, ne = in_.ne;
   const Wide ints = std::max(2 * ne, n + 1) + 2 * n + ne + 1 + pattern, reals = 2 * ne;
-  results_(kIndexUsed) = results_(kIndexNeeded) = clamped(ints);
-  results_(kValueUsed) = results_(kValueNeeded) = clamped(reals);
-  if (in_.lindex < ints) fail(kIndexTooShort, results_(kIndexNeeded));
-  if (in_.lvalue < reals) fail(kValueTooShort, results_(kValueNeeded));
-  return results_(kStatus) >= 0;
+  results_(MA38_INFO_INDEX_USED) = results_(MA38_INFO_INDEX_NEEDED) = clamped(ints);
+  results_(MA38_INFO_VALUE_USED) = results_(MA38_INFO_VALUE_NEEDED) = clamped(reals);
+  if (in_.lindex < ints) fail(MA38_STATUS_INDEX_TOO_SHORT, results_(MA38_INFO_INDEX_NEEDED));
+  if (in_.lvalue < reals) fail(MA38_STATUS_VALUE_TOO_SHORT, results_(MA38_INFO_VALUE_NEEDED));
+  return results_(MA38_INFO_STATUS) >= 0;
 }
 
 bool FactorCall::convert(Index last) {
@@ -85,16 +85,16 @@ void FactorCall::keep_factors(Space& room, int nblks, Index nzoff) const {
   }
   write_scalars(nblks, nzoff);
   const Index pattern = index_begin + (preserved() ? copied_ints() : 0) + (nblks > 1 ? nzoff : 0);
-  keep_(kValueBegin) = static_cast<int>(value_begin);
-  keep_(kValueEnd) = in_.lvalue;
-  keep_(kIndexBegin) = static_cast<int>(index_begin);
-  keep_(kPatternBegin) = static_cast<int>(pattern);
-  keep_(kIndexEnd) = in_.lindex;
-  results_.raise(kIndexUsed, in_.lindex - index_begin + 1);
-  results_.raise(kIndexNeeded, in_.lindex - index_begin + 1);
-  results_.raise(kValueUsed, in_.lvalue - value_begin + 1);
-  results_.raise(kValueNeeded, in_.lvalue - value_begin + 1);
-  results_.add(kIndexForRefactor, in_.lindex - pattern + 1);
+  keep_(MA38_KEEP_VALUE_BEGIN) = static_cast<int>(value_begin);
+  keep_(MA38_KEEP_VALUE_END) = in_.lvalue;
+  keep_(MA38_KEEP_INDEX_BEGIN) = static_cast<int>(index_begin);
+  keep_(MA38_KEEP_PATTERN_BEGIN) = static_cast<int>(pattern);
+  keep_(MA38_KEEP_INDEX_END) = in_.lindex;
+  results_.raise(MA38_INFO_INDEX_USED, in_.lindex - index_begin + 1);
+  results_.raise(MA38_INFO_INDEX_NEEDED, in_.lindex - index_begin + 1);
+  results_.raise(MA38_INFO_VALUE_USED, in_.lvalue - value_begin + 1);
+  results_.raise(MA38_INFO_VALUE_NEEDED, in_.lvalue - value_begin + 1);
+  results_.add(MA38_INFO_INDEX_FOR_REFACTOR, in_.lindex - pattern + 1);
 }
 
 /// From the last word down: the ranges may overlap.

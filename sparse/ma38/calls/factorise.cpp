@@ -12,7 +12,7 @@ class Factorisation : private FactorCall {
   explicit Factorisation(const FactorArguments& arguments) : FactorCall(kFactor, arguments) {}
 
   void run() {
-    begin(kIndexEnd);
+    begin(MA38_KEEP_INDEX_END);
     if (order_is_good() && arrays_are_long_enough(0) && convert(in_.lindex)) {
       Space room = space(in_.lindex);
       const DriverInput input{in_.n, nz_, in_.ne, preserved(), columns(), in_.keep, in_.cntl, in_.icntl};

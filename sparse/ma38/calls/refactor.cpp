@@ -22,14 +22,16 @@ class Refactorisation : private FactorCall {
   bool pattern_is_good();
   bool lengths_are_good() const;
   void replay();
-  Index pattern() const { return keep_(kPatternBegin); }
-  Wide pattern_length() const { return Wide{keep_(kIndexEnd)} - keep_(kPatternBegin) + 1; }
+  Index pattern() const { return keep_(MA38_KEEP_PATTERN_BEGIN); }
+  Wide pattern_length() const {
+    return Wide{keep_(MA38_KEEP_INDEX_END)} - keep_(MA38_KEEP_PATTERN_BEGIN) + 1;
+  }
 
   int nblks_ = 0;
 };
 
 void Refactorisation::run() {
-  begin(kIndexBegin);  // the rest of KEEP tells where the pattern is
+  begin(MA38_KEEP_INDEX_BEGIN);  // the rest of KEEP tells where the pattern is
   if (arguments_are_good()) {
     move_pattern_up();
     if (pattern_is_good() && lengths_are_good() && convert(pattern() - 1)) replay();
@@ -39,19 +41,21 @@ void Refactorisation::run() {
 
 bool Refactorisation::arguments_are_good() const {
   if (!order_is_good()) return false;
-  const Wide begin = keep_(kPatternBegin), end = keep_(kIndexEnd), triplets = 2 * Wide{in_.ne};
-  if (begin <= 0 || end - 6 < begin || end > in_.lindex) return fail(kCorrupted, 0);
+  const Wide begin = keep_(MA38_KEEP_PATTERN_BEGIN), end = keep_(MA38_KEEP_INDEX_END),
+             triplets = 2 * Wide{in_.ne};
+  if (begin <= 0 || end - 6 < begin || end > in_.lindex) return fail(MA38_STATUS_CORRUPTED, 0);
   // At the limit the last index lies on a word that is not read: the place of reals or of no LU element.
-  if (triplets > begin) return fail(kBadEntryCount, keep_(kPatternBegin) / 2);
+  if (triplets > begin) return fail(MA38_STATUS_BAD_ENTRY_COUNT, keep_(MA38_KEEP_PATTERN_BEGIN) / 2);
   return true;
 }
 
 void Refactorisation::move_pattern_up() const {
-  const int shift = in_.lindex - keep_(kIndexEnd);
+  const int shift = in_.lindex - keep_(MA38_KEEP_INDEX_END);
   if (shift == 0) return;
-  std::copy_backward(in_.index + (pattern() - 1), in_.index + keep_(kIndexEnd), in_.index + in_.lindex);
-  keep_(kPatternBegin) += shift;
-  keep_(kIndexEnd) = in_.lindex;
+  std::copy_backward(in_.index + (pattern() - 1), in_.index + keep_(MA38_KEEP_INDEX_END),
+                     in_.index + in_.lindex);
+  keep_(MA38_KEEP_PATTERN_BEGIN) += shift;
+  keep_(MA38_KEEP_INDEX_END) = in_.lindex;
 }
 
 /// All that the replay follows is looked at before: the scalars first, which tell where the rest is.
@@ -61,12 +65,12 @@ bool Refactorisation::pattern_is_good() {
   constexpr Wide kNotRead = -1;  // the earlier reals
   const bool good = kept.good && elements_are_sound(index_, pattern(), in_.lindex, in_.n, nblks_, kNotRead) &&
                     elements_are_apart(index_, pattern(), in_.lindex, in_.n, nblks_);
-  return good || fail(kCorrupted, 0);
+  return good || fail(MA38_STATUS_CORRUPTED, 0);
 }
 
 bool Refactorisation::lengths_are_good() const {
   const bool good = arrays_are_long_enough(pattern_length());
-  results_(kValueForRefactor) = results_(kValueNeeded);
+  results_(MA38_INFO_VALUE_FOR_REFACTOR) = results_(MA38_INFO_VALUE_NEEDED);
   return good;
 }
 

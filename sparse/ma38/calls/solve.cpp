@@ -12,11 +12,11 @@ extern "C" int ma38cd_(const int* n_in, const int* job_in, const int* transc_in,
   corvidnum::enter_library();
   const int n = *n_in, job = *job_in, transc = *transc_in, lvalue = *lvalue_in, lindex = *lindex_in;
   const Results results(info, rinfo);
-  results(kStatus) = 0;
-  results(kRefinements) = 0;
-  results(kOmega1) = 0.0;
-  results(kOmega2) = 0.0;
-  int refinements = std::max(icntl[kMostRefinements - 1], 0);
+  results(MA38_INFO_STATUS) = 0;
+  results(MA38_INFO_REFINEMENTS) = 0;
+  results(MA38_RINFO_OMEGA1) = 0.0;
+  results(MA38_RINFO_OMEGA2) = 0.0;
+  int refinements = std::max(ma38_icntl(icntl, MA38_ICNTL_MOST_REFINEMENTS), 0);
   const int lw = clamped((refinements > 0 ? 4 : 2) * Wide{n});
   PrintArguments dump = {kSolve, false, n, 0, job, transc, lvalue, lindex, lw,   value,
                          index,  keep,  b, x, w,   cntl,   icntl,  info,   rinfo};
@@ -28,16 +28,19 @@ extern "C" int ma38cd_(const int* n_in, const int* job_in, const int* transc_in,
   bool sound = kept.good && vectors_are_sound(indices, kept);
   if (sound && part_only)  // a whole solve checks the elements as it reaches them
     sound = elements_are_sound(indices, kept.lu_ints, kept.top_end, n, kept.nblks,
-                               Wide{keep[kValueEnd - 1]} - kept.lu_reals + 1);
+                               Wide{ma38_keep(keep, MA38_KEEP_VALUE_END)} - kept.lu_reals + 1);
   if (sound) {
-    if (refinements > 0 && !kept.preserved) ma38_set_info(kSolve, icntl, results(kStatus), kNoRefinement, 0);
-    if (refinements > 0 && part_only) ma38_set_info(kSolve, icntl, results(kStatus), kNoRefinement, 1);
+    if (refinements > 0 && !kept.preserved)
+      ma38_set_info(kSolve, icntl, results(MA38_INFO_STATUS), MA38_WARNING_NO_REFINEMENT, 0);
+    if (refinements > 0 && part_only)
+      ma38_set_info(kSolve, icntl, results(MA38_INFO_STATUS), MA38_WARNING_NO_REFINEMENT, 1);
     if (!kept.preserved || part_only) refinements = 0;
-    const corvidnum::OneBased<const double> reals(value, keep[kValueEnd - 1]);
+    const corvidnum::OneBased<const double> reals(value, ma38_keep(keep, MA38_KEEP_VALUE_END));
     sound = ma38_solve_driver(
-        {job, transc != 0, refinements, cntl[kEpsilon - 1], indices, reals, kept, b, x, w}, results);
+        {job, transc != 0, refinements, ma38_cntl(cntl, MA38_CNTL_EPSILON), indices, reals, kept, b, x, w},
+        results);
   }
-  if (!sound) ma38_set_info(kSolve, icntl, results(kStatus), kCorrupted, 0);
+  if (!sound) ma38_set_info(kSolve, icntl, results(MA38_INFO_STATUS), MA38_STATUS_CORRUPTED, 0);
   dump.output = true;
   ma38_print(dump);
   return 0;

@@ -8,14 +8,16 @@ namespace {
 
 /// Where KEEP says that the pattern of the factors is, in an array of this length.
 bool pattern_is_inside(const OneBased<const int>& keep, Wide lindex) {
-  return keep(kPatternBegin) >= 1 && Wide{keep(kIndexEnd)} - 6 >= keep(kPatternBegin) &&
-         keep(kIndexEnd) <= lindex;
+  return keep(MA38_KEEP_PATTERN_BEGIN) >= 1 &&
+         Wide{keep(MA38_KEEP_INDEX_END)} - 6 >= keep(MA38_KEEP_PATTERN_BEGIN) &&
+         keep(MA38_KEEP_INDEX_END) <= lindex;
 }
 
 /// Where it says that the rest is, the pattern being inside.
 bool rest_is_inside(const OneBased<const int>& keep, Wide lvalue) {
-  return keep(kValueBegin) > 0 && keep(kValueBegin) <= keep(kValueEnd) && keep(kValueEnd) <= lvalue &&
-         keep(kIndexBegin) > 0 && keep(kPatternBegin) >= keep(kIndexBegin);
+  return keep(MA38_KEEP_VALUE_BEGIN) > 0 && keep(MA38_KEEP_VALUE_BEGIN) <= keep(MA38_KEEP_VALUE_END) &&
+         keep(MA38_KEEP_VALUE_END) <= lvalue && keep(MA38_KEEP_INDEX_BEGIN) > 0 &&
+         keep(MA38_KEEP_PATTERN_BEGIN) >= keep(MA38_KEEP_INDEX_BEGIN);
 }
 
 /// Whether the scalars are of factors of order n, with the other arrays of the top above the LU elements.
@@ -122,15 +124,15 @@ class BlockCheck {
 }  // namespace
 
 KeptFactors locate_factors(int n, int lvalue, int lindex, OneBased<const int> index, const int* keep_in) {
-  const OneBased<const int> keep(keep_in, kKeepLength);
+  const OneBased<const int> keep(keep_in, MA38_KEEP_LENGTH);
   KeptFactors kept = {};
   if (!pattern_is_inside(keep, lindex) || !rest_is_inside(keep, lvalue)) return kept;
 
-  kept.top_end = keep(kIndexEnd);
-  kept.lu_ints = keep(kPatternBegin);
+  kept.top_end = keep(MA38_KEEP_INDEX_END);
+  kept.lu_ints = keep(MA38_KEEP_PATTERN_BEGIN);
   if (!read_scalars(FactorTop<const int>(index, kept.top_end, n), n, kept)) return kept;
 
-  Wide real = keep(kValueBegin), word = keep(kIndexBegin);
+  Wide real = keep(MA38_KEEP_VALUE_BEGIN), word = keep(MA38_KEEP_INDEX_BEGIN);
   if (kept.preserved) {
     kept.ap = static_cast<Index>(word);
     kept.ai = static_cast<Index>(word + n + 1);
@@ -145,16 +147,16 @@ KeptFactors locate_factors(int n, int lvalue, int lindex, OneBased<const int> in
     real += kept.nzoff;
   }
   kept.lu_reals = static_cast<Index>(real);
-  kept.good = real <= keep(kValueEnd) && kept.nzoff >= 0 && word == kept.lu_ints;
+  kept.good = real <= keep(MA38_KEEP_VALUE_END) && kept.nzoff >= 0 && word == kept.lu_ints;
   return kept;
 }
 
 KeptFactors locate_pattern(int n, int lindex, OneBased<const int> index, const int* keep_in) {
-  const OneBased<const int> keep(keep_in, kKeepLength);
+  const OneBased<const int> keep(keep_in, MA38_KEEP_LENGTH);
   KeptFactors kept = {};
   if (!pattern_is_inside(keep, lindex)) return kept;
-  kept.top_end = keep(kIndexEnd);
-  kept.lu_ints = keep(kPatternBegin);
+  kept.top_end = keep(MA38_KEEP_INDEX_END);
+  kept.lu_ints = keep(MA38_KEEP_PATTERN_BEGIN);
   const FactorTop<const int> top(index, kept.top_end, n);
   kept.good = read_scalars(top, n, kept) && kept.lu_ints < top.first(kept.nblks);
   return kept;

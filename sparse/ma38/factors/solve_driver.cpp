@@ -195,8 +195,8 @@ class SolveRun {
   void find_residual_and_sums() const;
   Omega backward_error() const;
   void report(const Omega& omega) const {
-    results_(kOmega1) = omega.by_row;
-    results_(kOmega2) = omega.by_solution;
+    results_(MA38_RINFO_OMEGA1) = omega.by_row;
+    results_(MA38_RINFO_OMEGA2) = omega.by_solution;
   }
   OneBased<double> z() const { return {call_.w + 2 * n_, n_}; }
   OneBased<double> s() const { return {call_.w + 3 * n_, n_}; }
@@ -225,10 +225,10 @@ bool SolveRun::solve_and_refine() {
     find_residual_and_sums();
     omega = backward_error();
     report(omega);
-    results_(kRefinements) = static_cast<int>(step);
+    results_(MA38_INFO_REFINEMENTS) = static_cast<int>(step);
     if (omega.sum() + 1.0 <= 1.0) return true;  // false for a NaN
     if (step > 0 && !(omega.sum() <= kLeastFall * before.sum())) {
-      results_(kRefinements) = static_cast<int>(step - 1);
+      results_(MA38_INFO_REFINEMENTS) = static_cast<int>(step - 1);
       if (!(omega.sum() <= before.sum())) {  // the last step made it worse; one that gained too little stays
         std::copy_n(s().data(), n_, x_.data());
         report(before);

@@ -10,13 +10,13 @@ double clamped_threshold(double threshold) { return threshold < 1.0 ? std::max(t
 }  // namespace
 
 FrontControls::FrontControls(const int* keep, const double* cntl, const int* icntl)
-    : search_width(std::max(1, icntl[kSearchWidth - 1])),
-      block_size(std::max(1, icntl[kBlockSize - 1])),
-      prefer_diagonal(icntl[kPreferDiagonal - 1] != 0),
-      threshold(clamped_threshold(cntl[kPivotTolerance - 1])),
-      growth(cntl[kGrowth - 1] > 1.0 ? cntl[kGrowth - 1] : 1.0),
-      dense1(keep[kDense1 - 1]),
-      dense2(keep[kDense2 - 1]) {}
+    : search_width(std::max(1, ma38_icntl(icntl, MA38_ICNTL_SEARCH_WIDTH))),
+      block_size(std::max(1, ma38_icntl(icntl, MA38_ICNTL_BLOCK_SIZE))),
+      prefer_diagonal(ma38_icntl(icntl, MA38_ICNTL_PREFER_DIAGONAL) != 0),
+      threshold(clamped_threshold(ma38_cntl(cntl, MA38_CNTL_PIVOT_TOLERANCE))),
+      growth(ma38_cntl(cntl, MA38_CNTL_GROWTH) > 1.0 ? ma38_cntl(cntl, MA38_CNTL_GROWTH) : 1.0),
+      dense1(ma38_keep(keep, MA38_KEEP_DENSE1)),
+      dense2(ma38_keep(keep, MA38_KEEP_DENSE2)) {}
 
 }  // namespace ma38
 }  // namespace corvidnum

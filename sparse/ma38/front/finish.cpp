@@ -91,7 +91,7 @@ namespace {
 void finish_chain(Frontal& f) {
   f.word(f.chain.first_element(), kFrontColumns) = to_int(f.chain.largest_columns());
   f.word(f.chain.first_element(), kFrontRows) = to_int(f.chain.largest_rows());
-  f.results.add(kFronts, 1);
+  f.results.add(MA38_INFO_FRONTS, 1);
   f.totals.peak_reals = std::max(f.totals.peak_reals,
                                  f.chain.peak() + Wide{f.chain.largest_rows()} * f.chain.largest_columns());
 }
@@ -159,7 +159,7 @@ bool make_contribution(Frontal& f, Index e) {
   }
   f.space.need(kContributionWords, size);
   f.contribution_reals += size;
-  f.results(kAssemblyFlops) += static_cast<double>(size);
+  f.results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(size);
   f.space.note_use(f.results);
   return true;
 }

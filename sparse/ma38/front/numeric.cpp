@@ -54,9 +54,9 @@ void eliminate(Frontal& f, const Pivot& pivot) {
   // sums can overflow.
   if (!is_usable_pivot(value)) value = pivot.seen;
   divide_by_pivot(column, f.front.row_count, value);
-  if (is_usable_pivot(value) && all_finite(column, f.front.row_count)) f.results.add(kPivots, 1);
+  if (is_usable_pivot(value) && all_finite(column, f.front.row_count)) f.results.add(MA38_INFO_PIVOTS, 1);
   drop_infinite_columns(f, slot_row);
-  f.results(kLevel1Flops) += static_cast<double>(f.front.row_count);
+  f.results(MA38_RINFO_LEVEL1_FLOPS) += static_cast<double>(f.front.row_count);
   ++f.front.batch;
   --f.remaining;
   ++f.pivots;
@@ -115,7 +115,7 @@ void update_row(const Front& front, Index row, Index first_pending, Index pendin
 /// Applies the pending pivots to the live part as it was before the extension.
 void update_live(Frontal& f, const Extent& live) {
   const Index pending = f.front.pending();
-  f.results(kLevel3Flops) +=
+  f.results(MA38_RINFO_LEVEL3_FLOPS) +=
       2.0 * static_cast<double>(pending) * static_cast<double>(live.rows) * static_cast<double>(live.columns);
   f.front.updated = f.front.batch;
   if (pending == 0 || live.rows == 0 || live.columns == 0) return;
@@ -188,7 +188,7 @@ bool fill_work_column(Frontal& f, Index column) {
   const Index place = f.front.column_offset(column) / f.front.max_rows;
   double* work = f.front.work_column();
   std::memcpy(work, f.front.column(place), static_cast<std::size_t>(f.front.row_count) * sizeof(double));
-  f.results(kSearchFlops) +=
+  f.results(MA38_RINFO_SEARCH_FLOPS) +=
       2.0 * static_cast<double>(f.front.pending()) * static_cast<double>(f.front.row_count);
   update_column(f.front, place, work, f.front.row_count);
   return gather_waiting(f, column, work);
@@ -198,7 +198,7 @@ bool fill_work_column(Frontal& f, Index column) {
 Index choose_pivot_row(Frontal& f, Index column, Index old_rows) {
   const double* work = f.front.work_column();
   const double amax = largest_magnitude(work, f.front.row_count);
-  f.results(kSearchFlops) += static_cast<double>(f.front.row_count);
+  f.results(MA38_RINFO_SEARCH_FLOPS) += static_cast<double>(f.front.row_count);
   if (!is_usable_pivot(amax)) {
     column_degree(f, column) = dead_column(f);
     return 0;
@@ -338,11 +338,11 @@ Arrivals accept(Frontal& f, const Pivot& pivot, const Extent& old) {
 
   const double pending = static_cast<double>(f.front.pending());
   update_column(f.front, column_place - 1, f.front.column(column_place - 1), f.front.row_count);
-  f.results(kLevel2Flops) += 2.0 * pending * static_cast<double>(f.front.row_count);
+  f.results(MA38_RINFO_LEVEL2_FLOPS) += 2.0 * pending * static_cast<double>(f.front.row_count);
   move_to_slot_column(f.front, pivot.column);
   move_to_slot_row(f.front, pivot.row);
   update_row(f.front, f.front.max_rows - f.front.batch - 1, f.front.batch, f.front.pending());
-  f.results(kLevel2Flops) += 2.0 * pending * static_cast<double>(f.front.column_count);
+  f.results(MA38_RINFO_LEVEL2_FLOPS) += 2.0 * pending * static_cast<double>(f.front.column_count);
   return arrivals;
 }
 

@@ -98,7 +98,7 @@ bool examine_column(Frontal& f, Index column, Candidate& candidate) {
   if (length > 0) {
     const double* values = space.reals.data() + (space.xhead - 1);
     const double amax = largest_magnitude(values, length);
-    f.results(kSearchFlops) += static_cast<double>(length);
+    f.results(MA38_RINFO_SEARCH_FLOPS) += static_cast<double>(length);
     candidate.choice = choose_row(f, f.candidate_rows.data(), values, length,
                                   find_diagonal(f, column, mapped, length), amax);
   }

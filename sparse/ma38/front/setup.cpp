@@ -14,7 +14,7 @@ constexpr Index kSlackOverLimit = 6;
 
 bool has_least_room(Frontal& f) {
   Space& space = f.space;
-  f.results.raise(kIndexNeeded, space.ineed + kLeastInts);
+  f.results.raise(MA38_INFO_INDEX_NEEDED, space.ineed + kLeastInts);
   if (space.itail - 1 >= kLeastInts) return true;
   return space.lack_ints(f.results, kLeastInts - (space.itail - 1));
 }
@@ -142,7 +142,7 @@ bool prepare_objects(Frontal& f) {
   make_rows(f);
   fill_tuples(f);
   fill_columns_of_rows(f);
-  f.results(kAssemblyFlops) += static_cast<double>(counts.all);
+  f.results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(counts.all);
   fill_degree_lists(f);
   f.space.note_use(f.results);
   return true;

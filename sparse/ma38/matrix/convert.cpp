@@ -20,8 +20,8 @@ class Conversion {
         index_(index),
         w_(w),
         ap_(ap),
-        unit_(OneBased<const int>(icntl, kIcntlLength)(kErrorUnit)),
-        details_(OneBased<const int>(icntl, kIcntlLength)(kPrintLevel) >= 3 && unit_ >= 0) {}
+        unit_(OneBased<const int>(icntl, MA38_ICNTL_LENGTH)(MA38_ICNTL_ERROR_UNIT)),
+        details_(OneBased<const int>(icntl, MA38_ICNTL_LENGTH)(MA38_ICNTL_PRINT_LEVEL) >= 3 && unit_ >= 0) {}
 
   /// Counts the entries of each column. Returns how many entries are valid; they move to the front.
   Index drop_invalid();
@@ -127,22 +127,22 @@ Index Conversion::sum_duplicates() {
 bool ma38_convert(Who who, int n, int& nz, bool transa, OneBased<double> value, OneBased<int> index,
                   OneBased<int> w, OneBased<int> ap, const int* icntl, const Results& results) {
   const int ne = nz;
-  int& status = results(kStatus);
+  int& status = results(MA38_INFO_STATUS);
   Conversion conversion(who, n, ne, transa, value, index, w, ap, icntl);
   const Index valid = conversion.drop_invalid();
   const int invalid = static_cast<int>(ne - valid);
-  if (invalid > 0) ma38_set_info(who, icntl, status, kInvalidEntries, invalid);
+  if (invalid > 0) ma38_set_info(who, icntl, status, MA38_WARNING_ENTRIES, invalid);
   conversion.find_starts();
   conversion.sort_into_columns(valid);
   nz = static_cast<int>(conversion.sum_duplicates());
   const int duplicates = static_cast<int>(valid - nz);
-  if (duplicates > 0) ma38_set_info(who, icntl, status, kDuplicateEntries, duplicates);
+  if (duplicates > 0) ma38_set_info(who, icntl, status, MA38_WARNING_DUPLICATES, duplicates);
   conversion.store_starts();
-  results(kDuplicates) = duplicates;
-  results(kInvalid) = invalid;
-  results(kEntries) = results(kDiagonalEntries) = nz;
-  results(kOffDiagonalEntries) = 0;
-  if (nz == 0) ma38_set_info(who, icntl, status, kBadEntryCount, -1);
+  results(MA38_INFO_DUPLICATES) = duplicates;
+  results(MA38_INFO_INVALID) = invalid;
+  results(MA38_INFO_ENTRIES) = results(MA38_INFO_DIAGONAL_ENTRIES) = nz;
+  results(MA38_INFO_OFF_DIAGONAL_ENTRIES) = 0;
+  if (nz == 0) ma38_set_info(who, icntl, status, MA38_STATUS_BAD_ENTRY_COUNT, -1);
   return nz > 0;
 }
 

@@ -149,7 +149,7 @@ int add_children(Replay& f, const Element& element) {
     Index child = children[c];
     int kind = kWhole;
     for (; child > f.n; child -= f.n) ++kind;
-    if (!add_child(f, child, static_cast<ChildKind>(kind))) return kCorrupted;
+    if (!add_child(f, child, static_cast<ChildKind>(kind))) return MA38_STATUS_CORRUPTED;
   }
   return kGood;
 }

@@ -15,12 +15,12 @@ int take_front(Replay& f, const Element& element) {
   const Wide rows = element.words[kFrontRows], columns = element.words[kFrontColumns], size = rows * columns;
   lower_head(f);
   f.space.need(0, size);
-  if (!room_for_reals(f, static_cast<Index>(size))) return kValueTooShort;
+  if (!room_for_reals(f, static_cast<Index>(size))) return MA38_STATUS_VALUE_TOO_SHORT;
   f.dr = static_cast<Index>(rows);
   f.dc = static_cast<Index>(columns);
   f.front = f.space.push_reals(static_cast<Index>(size));
   f.space.note_use(f.results);
-  f.results.add(kFronts, 1);
+  f.results.add(MA38_INFO_FRONTS, 1);
   note_peak(f);
   return kGood;
 }
@@ -66,7 +66,7 @@ int begin_front(Replay& f, const Element& element) {
   const bool good =
       append(element.l_list(), element.l, last_pivot, f.row_map.data(), 1, f.frows.data(), 0) &&
       append(element.u_list(), element.u, last_pivot, f.col_map.data(), f.dr, f.fcols.data(), 0);
-  if (!good) return kCorrupted;
+  if (!good) return MA38_STATUS_CORRUPTED;
   map_pivots(f, element);
   clear_columns(f, element.u + element.pivots, element.l + element.pivots);
   return kGood;
@@ -175,12 +175,12 @@ void settle_column(double* column, const Moves& moves, Index live, Index rows, I
 int continue_front(Replay& f, const Element& element) {
   Moves moves{f.work1, f.work2};
   const Index last_pivot = f.pivots + element.pivots, old_rows = f.fnrows;
-  if (!take_pivot_columns(f, element)) return kCorrupted;
+  if (!take_pivot_columns(f, element)) return MA38_STATUS_CORRUPTED;
   const Index old_columns = f.fncols;
-  if (!take_pivot_rows(f, element, moves)) return kCorrupted;
+  if (!take_pivot_rows(f, element, moves)) return MA38_STATUS_CORRUPTED;
   if (!complete_list(element.l_list(), element.l, last_pivot, f.row_map, 1, f.frows.data(), f.fnrows) ||
       !complete_list(element.u_list(), element.u, last_pivot, f.col_map, f.dr, f.fcols.data(), f.fncols)) {
-    return kCorrupted;
+    return MA38_STATUS_CORRUPTED;
   }
   const Index columns = f.fncols + element.pivots;
   for (Index j = 0; j < columns; ++j) {
@@ -237,7 +237,7 @@ void end_front(Replay& f) {
   f.space.need(0, size);
   f.space.release(0, f.dr * f.dc);
   f.waiting_reals += size;
-  f.results(kAssemblyFlops) += static_cast<double>(size);
+  f.results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(size);
   f.front = f.fnrows = f.fncols = 0;
 }
 

@@ -130,7 +130,7 @@ void drop_blocks(Replay& f) {
 int store_header(Replay& f) {
   if (f.elements == 0) {
     f.space.need(0, 1);
-    if (!room_for_reals(f, 1)) return kValueTooShort;
+    if (!room_for_reals(f, 1)) return MA38_STATUS_VALUE_TOO_SHORT;
     f.space.push_tail_reals(1);
     f.space.reals(f.space.xtail) = 0.0;
     f.space.note_use(f.results);
@@ -167,8 +167,8 @@ ReplayOutcome ma38_refactor_kernel(const ReplayBlock& block, Space& space, Facto
                                    const Results& results) {
   Replay f = make_replay(block, space, totals, results);
   const Index arrows_begin = block.arrows.begin(block.order);
-  results(kAssemblyFlops) += static_cast<double>(block.arrows.end - arrows_begin);
-  if (!take_vectors(f)) return {kIndexTooShort, 0};
+  results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(block.arrows.end - arrows_begin);
+  if (!take_vectors(f)) return {MA38_STATUS_INDEX_TOO_SHORT, 0};
   int failure = replay_elements(f);
   restore_all_signs(f);
   if (failure == kGood) {

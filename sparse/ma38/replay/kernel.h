@@ -20,7 +20,8 @@ struct ReplayBlock {
 };
 
 struct ReplayOutcome {
-  int failure;   // 0, kPivotOrderFailed or kCorrupted; kIndexTooShort or kValueTooShort: flagged in `space`
+  int failure;   // 0, MA38_STATUS_PIVOT_ORDER_FAILED or MA38_STATUS_CORRUPTED; MA38_STATUS_INDEX_TOO_SHORT or
+                 // MA38_STATUS_VALUE_TOO_SHORT: flagged in `space`
   Wide invalid;  // entries outside the pattern or of the dead part
 };
 

@@ -24,7 +24,7 @@ void note_peak(Replay& f) {
 
 bool room_for_reals(Replay& f, Index count) {
   if (f.space.free_reals() >= count) return true;
-  f.results.add(kValueCollections, 1);
+  f.results.add(MA38_INFO_VALUE_COLLECTIONS, 1);
   ma38_refactor_compact(f);
   return f.space.has_reals(f.results, count);
 }

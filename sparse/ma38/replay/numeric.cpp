@@ -86,7 +86,7 @@ void apply_plainly(const Replay& f, const Batch& b, Index first, Index last, dou
 void update_pivot_column(const Replay& f, const Batch& b, Index j) {
   const Index pending = j - 1 - b.done, row = b.rows - j, column = b.columns - j;
   if (pending == 0) return;
-  f.results(kLevel2Flops) +=
+  f.results(MA38_RINFO_LEVEL2_FLOPS) +=
       as_double((pending - 1) * pending) + 2.0 * as_double(pending) * as_double(row + 1);
   if (pending * b.rows <= kFewForColumn) {
     apply_plainly(f, b, b.done + 1, j - 1, f.at(0, column), 1);
@@ -104,7 +104,7 @@ void update_pivot_column(const Replay& f, const Batch& b, Index j) {
 void apply_batch(const Replay& f, Batch& b, Index j) {
   const Index pending = j - b.done, row = b.rows - j, column = b.columns - j;
   const double per_column = as_double((pending - 1) * pending) + 2.0 * as_double(row) * as_double(pending);
-  f.results(kLevel3Flops) += per_column * as_double(column);
+  f.results(MA38_RINFO_LEVEL3_FLOPS) += per_column * as_double(column);
   if (pending == 1 || pending * b.rows * column <= kFewForBatch) {
     apply_plainly(f, b, b.done + 1, j, f.at(0, 0), column);
   } else if (column > 0) {
@@ -126,10 +126,10 @@ int eliminate(Replay& f, const Element& element) {
     update_pivot_column(f, b, j);
     double* const column = f.at(0, b.columns - j);
     const Index rows = b.rows - j;
-    if (!is_usable_pivot(column[rows])) return kPivotOrderFailed;
+    if (!is_usable_pivot(column[rows])) return MA38_STATUS_PIVOT_ORDER_FAILED;
     divide_by_pivot(column, rows, column[rows]);
-    f.results(kLevel1Flops) += as_double(rows);
-    f.results.add(kPivots, 1);
+    f.results(MA38_RINFO_LEVEL1_FLOPS) += as_double(rows);
+    f.results.add(MA38_INFO_PIVOTS, 1);
     if (j - b.done >= f.block.block_size || j == element.pivots) apply_batch(f, b, j);
   }
   return kGood;
@@ -169,12 +169,12 @@ void retire(Replay& f, Index pivots) {
 int store_element(Replay& f, const Element& element) {
   const Index reals = static_cast<Index>(element_reals(element.pivots, element.l, element.u));
   f.space.need(0, reals);
-  if (!room_for_reals(f, reals)) return kValueTooShort;
+  if (!room_for_reals(f, reals)) return MA38_STATUS_VALUE_TOO_SHORT;
   f.space.push_tail_reals(reals);
   f.space.note_use(f.results);
   element.words[kElementReals] = static_cast<int>(f.space.xtail);
   store_reals(f, element);
-  if (!all_finite(&f.space.reals(f.space.xtail), reals)) return kPivotOrderFailed;
+  if (!all_finite(&f.space.reals(f.space.xtail), reals)) return MA38_STATUS_PIVOT_ORDER_FAILED;
   f.results.add_factor_entries(element.pivots, element.l, element.u);
   f.totals.factor_reals += reals;
   note_peak(f);

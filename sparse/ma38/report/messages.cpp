@@ -28,34 +28,34 @@ struct Message {
 };
 
 constexpr Message kMessages[] = {
-    {kFactor, kBadOrder, kAny, kNothing, texts::kFactorOrder},
-    {kFactor, kBadEntryCount, kAny, kNothing, texts::kFactorEntryCount},
-    {kFactor, kIndexTooShort, kAny, kCount, texts::kFactorIndex},
-    {kFactor, kValueTooShort, kAny, kCount, texts::kFactorValue},
-    {kFactor, kInvalidEntries, kAny, kCount, texts::kFactorInvalid},
-    {kFactor, kDuplicateEntries, kAny, kCount, texts::kFactorDuplicates},
-    {kFactor, kSingular, kAny, kCount, texts::kFactorSingular},
+    {kFactor, MA38_STATUS_BAD_ORDER, kAny, kNothing, texts::kFactorOrder},
+    {kFactor, MA38_STATUS_BAD_ENTRY_COUNT, kAny, kNothing, texts::kFactorEntryCount},
+    {kFactor, MA38_STATUS_INDEX_TOO_SHORT, kAny, kCount, texts::kFactorIndex},
+    {kFactor, MA38_STATUS_VALUE_TOO_SHORT, kAny, kCount, texts::kFactorValue},
+    {kFactor, MA38_WARNING_ENTRIES, kAny, kCount, texts::kFactorInvalid},
+    {kFactor, MA38_WARNING_DUPLICATES, kAny, kCount, texts::kFactorDuplicates},
+    {kFactor, MA38_WARNING_SINGULAR, kAny, kCount, texts::kFactorSingular},
     {kFactor, kEntryOutOfRange, kAny, kAnEntry, texts::kFactorOutOfRange},
     {kFactor, kEntryRepeated, kAny, kAnEntry, texts::kFactorRepeated},
-    {kRefactor, kBadOrder, kAny, kNothing, texts::kRefactorOrder},
-    {kRefactor, kBadEntryCount, kDetailNegative, kNothing, texts::kRefactorEntryCount},
-    {kRefactor, kBadEntryCount, kDetailNotNegative, kCount, texts::kRefactorOverlap},
-    {kRefactor, kIndexTooShort, kAny, kCount, texts::kRefactorIndex},
-    {kRefactor, kValueTooShort, kAny, kCount, texts::kRefactorValue},
-    {kRefactor, kPivotOrderFailed, kAny, kNothing, texts::kRefactorPivots},
-    {kRefactor, kCorrupted, kAny, kNothing, texts::kRefactorCorrupted},
-    {kRefactor, kInvalidEntries, kDetailAboveZero, kCount, texts::kRefactorInvalid},
-    {kRefactor, kInvalidEntries, kDetailNotAboveZero, kNegatedCount, texts::kRefactorForeign},
-    {kRefactor, kDuplicateEntries, kAny, kCount, texts::kRefactorDuplicates},
-    {kRefactor, kSingular, kAny, kCount, texts::kRefactorSingular},
+    {kRefactor, MA38_STATUS_BAD_ORDER, kAny, kNothing, texts::kRefactorOrder},
+    {kRefactor, MA38_STATUS_BAD_ENTRY_COUNT, kDetailNegative, kNothing, texts::kRefactorEntryCount},
+    {kRefactor, MA38_STATUS_BAD_ENTRY_COUNT, kDetailNotNegative, kCount, texts::kRefactorOverlap},
+    {kRefactor, MA38_STATUS_INDEX_TOO_SHORT, kAny, kCount, texts::kRefactorIndex},
+    {kRefactor, MA38_STATUS_VALUE_TOO_SHORT, kAny, kCount, texts::kRefactorValue},
+    {kRefactor, MA38_STATUS_PIVOT_ORDER_FAILED, kAny, kNothing, texts::kRefactorPivots},
+    {kRefactor, MA38_STATUS_CORRUPTED, kAny, kNothing, texts::kRefactorCorrupted},
+    {kRefactor, MA38_WARNING_ENTRIES, kDetailAboveZero, kCount, texts::kRefactorInvalid},
+    {kRefactor, MA38_WARNING_ENTRIES, kDetailNotAboveZero, kNegatedCount, texts::kRefactorForeign},
+    {kRefactor, MA38_WARNING_DUPLICATES, kAny, kCount, texts::kRefactorDuplicates},
+    {kRefactor, MA38_WARNING_SINGULAR, kAny, kCount, texts::kRefactorSingular},
     {kRefactor, kEntryOutOfRange, kAny, kAnEntry, texts::kRefactorOutOfRange},
     {kRefactor, kEntryRepeated, kAny, kAnEntry, texts::kRefactorRepeated},
     {kRefactor, kEntryOutsidePattern, kAny, kAnEntry, texts::kRefactorOutsidePattern},
     {kRefactor, kEntryBelowBlocks, kAny, kAnEntry, texts::kRefactorBelowBlocks},
     {kRefactor, kEntryOfDeadPart, kAny, kAnEntry, texts::kRefactorDeadPart},
-    {kSolve, kCorrupted, kAny, kNothing, texts::kSolveCorrupted},
-    {kSolve, kNoRefinement, kDetailZero, kNothing, texts::kSolveNotPreserved},
-    {kSolve, kNoRefinement, kDetailNotZero, kNothing, texts::kSolvePartOnly},
+    {kSolve, MA38_STATUS_CORRUPTED, kAny, kNothing, texts::kSolveCorrupted},
+    {kSolve, MA38_WARNING_NO_REFINEMENT, kDetailZero, kNothing, texts::kSolveNotPreserved},
+    {kSolve, MA38_WARNING_NO_REFINEMENT, kDetailNotZero, kNothing, texts::kSolvePartOnly},
 };
 
 bool suits(For choice, int detail) {
@@ -112,22 +112,23 @@ void ma38_report(Who who, int code, int detail1, int detail2, double value, int 
 }
 
 void report_dropped(Who who, const int* icntl, Detail code, int row, int column, double value) {
-  const OneBased<const int> controls(icntl, kIcntlLength);
-  if (controls(kPrintLevel) >= 3) ma38_report(who, code, row, column, value, controls(kErrorUnit));
+  const OneBased<const int> controls(icntl, MA38_ICNTL_LENGTH);
+  if (controls(MA38_ICNTL_PRINT_LEVEL) >= 3)
+    ma38_report(who, code, row, column, value, controls(MA38_ICNTL_ERROR_UNIT));
 }
 
 void ma38_set_info(Who who, const int* icntl, int& status, int code, int detail) {
-  const OneBased<const int> controls(icntl, kIcntlLength);
+  const OneBased<const int> controls(icntl, MA38_ICNTL_LENGTH);
   if (code < 0) {
-    const bool both = (status == kIndexTooShort && code == kValueTooShort) ||
-                      (status == kValueTooShort && code == kIndexTooShort);
-    status = both ? int{kBothTooShort} : code;
+    const bool both = (status == MA38_STATUS_INDEX_TOO_SHORT && code == MA38_STATUS_VALUE_TOO_SHORT) ||
+                      (status == MA38_STATUS_VALUE_TOO_SHORT && code == MA38_STATUS_INDEX_TOO_SHORT);
+    status = both ? int{MA38_STATUS_BOTH_TOO_SHORT} : code;
   } else if (code > 0 && status >= 0 && (status / code) % 2 == 0) {
     status += code;  // codes of warnings are bits
   }
-  const int level = controls(kPrintLevel);
+  const int level = controls(MA38_ICNTL_PRINT_LEVEL);
   if ((code < 0 && level >= 1) || (code > 0 && level >= 2))
-    ma38_report(who, code, detail, 0, 0.0, controls(kErrorUnit));
+    ma38_report(who, code, detail, 0, 0.0, controls(MA38_ICNTL_ERROR_UNIT));
 }
 
 }  // namespace ma38

@@ -8,19 +8,6 @@ namespace corvidnum {
 namespace ma38 {
 
 enum Who { kFactor = 1, kRefactor = 2, kSolve = 3 };
-enum Status {
-  kBadOrder = -1,
-  kBadEntryCount = -2,
-  kIndexTooShort = -3,
-  kValueTooShort = -4,
-  kBothTooShort = -5,
-  kPivotOrderFailed = -6,
-  kCorrupted = -7,
-  kInvalidEntries = 1,
-  kDuplicateEntries = 2,
-  kSingular = 4,
-  kNoRefinement = 8
-};
 /// Codes of the lines that tell single entries.
 enum Detail {
   kEntryOutOfRange = 99,

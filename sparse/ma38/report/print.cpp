@@ -9,7 +9,7 @@ namespace {
 
 using namespace print_texts;
 
-bool failed(const PrintArguments& a) { return a.output && a.info[kStatus - 1] < 0; }
+bool failed(const PrintArguments& a) { return a.output && ma38_info(a.info, MA38_INFO_STATUS) < 0; }
 
 /// Not good where the routine has no factors, or damaged ones. A refactorisation comes with the pattern
 /// alone.
@@ -45,36 +45,39 @@ void dump_scalars(const Dump& dump, const PrintArguments& a, bool of_transpose) 
 }
 
 void dump_controls(const Dump& dump, const PrintArguments& a) {
-  const OneBased<const int> icntl(a.icntl, kIcntlLength), keep(a.keep, kKeepLength);
-  const OneBased<const double> cntl(a.cntl, kCntlLength);
+  const OneBased<const int> icntl(a.icntl, MA38_ICNTL_LENGTH), keep(a.keep, MA38_KEEP_LENGTH);
+  const OneBased<const double> cntl(a.cntl, MA38_CNTL_LENGTH);
   dump.line(kControls);
-  dump.line(kErrorUnitLine, icntl(kErrorUnit));
-  dump.line(kDumpUnitLine, icntl(kDumpUnit));
-  dump.line(kLevelLine, icntl(kPrintLevel));
-  dump.line(icntl(kUseBlocks) == 1 ? kBlocksUsed : kBlocksUnused, icntl(kUseBlocks));
-  dump.line(kSearchLine, icntl(kSearchWidth));
-  dump.line(icntl(kPreferDiagonal) != 0 ? kSymmetryPreserved : kSymmetryIgnored, icntl(kPreferDiagonal));
-  dump.line(kBlockSizeLine, icntl(kBlockSize));
-  dump.line(kRefinementLine, icntl(kMostRefinements));
-  dump.line(kToleranceLine, cntl(kPivotTolerance));
-  dump.line(kGrowthLine, cntl(kGrowth));
-  dump.line(kDense1Line, keep(kDense1));
-  dump.line(kDense2Line, keep(kDense2));
-  dump.line(kEpsilonLine, cntl(kEpsilon));
+  dump.line(kErrorUnitLine, icntl(MA38_ICNTL_ERROR_UNIT));
+  dump.line(kDumpUnitLine, icntl(MA38_ICNTL_DUMP_UNIT));
+  dump.line(kLevelLine, icntl(MA38_ICNTL_PRINT_LEVEL));
+  dump.line(icntl(MA38_ICNTL_USE_BLOCKS) == 1 ? kBlocksUsed : kBlocksUnused, icntl(MA38_ICNTL_USE_BLOCKS));
+  dump.line(kSearchLine, icntl(MA38_ICNTL_SEARCH_WIDTH));
+  dump.line(icntl(MA38_ICNTL_PREFER_DIAGONAL) != 0 ? kSymmetryPreserved : kSymmetryIgnored,
+            icntl(MA38_ICNTL_PREFER_DIAGONAL));
+  dump.line(kBlockSizeLine, icntl(MA38_ICNTL_BLOCK_SIZE));
+  dump.line(kRefinementLine, icntl(MA38_ICNTL_MOST_REFINEMENTS));
+  dump.line(kToleranceLine, cntl(MA38_CNTL_PIVOT_TOLERANCE));
+  dump.line(kGrowthLine, cntl(MA38_CNTL_GROWTH));
+  dump.line(kDense1Line, keep(MA38_KEEP_DENSE1));
+  dump.line(kDense2Line, keep(MA38_KEEP_DENSE2));
+  dump.line(kEpsilonLine, cntl(MA38_CNTL_EPSILON));
 }
 
 void dump_results(const Dump& dump, const PrintArguments& a) {
-  const OneBased<const int> info(a.info, kInfoLength);
-  const OneBased<const double> rinfo(a.rinfo, kRinfoLength);
+  const OneBased<const int> info(a.info, MA38_INFO_LENGTH);
+  const OneBased<const double> rinfo(a.rinfo, MA38_RINFO_LENGTH);
   const bool solving = a.who == kSolve;
-  const int status = info(kStatus);
+  const int status = info(MA38_INFO_STATUS);
   dump.line(kResults);
   dump.line(status < 0 ? kStatusError : status > 0 ? kStatusWarning : kStatusFine, status);
-  const int first = solving ? kRefinements : kDuplicates, last = solving ? kRefinements : kValueForRefactor;
-  for (int k = first; k <= last; ++k) dump.line(kInfoLine, k, info(k), kInfoLabels[k - kDuplicates]);
-  const int first_real = solving ? kOmega1 : kBlasFlops, last_real = solving ? kOmega2 : kLevel3Flops;
+  const int first = solving ? MA38_INFO_REFINEMENTS : MA38_INFO_DUPLICATES,
+            last = solving ? MA38_INFO_REFINEMENTS : MA38_INFO_VALUE_FOR_REFACTOR;
+  for (int k = first; k <= last; ++k) dump.line(kInfoLine, k, info(k), kInfoLabels[k - MA38_INFO_DUPLICATES]);
+  const int first_real = solving ? MA38_RINFO_OMEGA1 : MA38_RINFO_BLAS_FLOPS,
+            last_real = solving ? MA38_RINFO_OMEGA2 : MA38_RINFO_LEVEL3_FLOPS;
   for (int k = first_real; k <= last_real; ++k)
-    dump.line(kRinfoLine, k, rinfo(k), kRinfoLabels[k - kBlasFlops]);
+    dump.line(kRinfoLine, k, rinfo(k), kRinfoLabels[k - MA38_RINFO_BLAS_FLOPS]);
 }
 
 void dump_matrix(const Dump& dump, const PrintArguments& a) {
@@ -104,12 +107,13 @@ void dump_right_hand_side(const Dump& dump, const PrintArguments& a, const KeptF
 }
 
 void dump_solution(const Dump& dump, const PrintArguments& a, const KeptFactors& factors) {
-  const int status = a.info[kStatus - 1];
+  const int status = ma38_info(a.info, MA38_INFO_STATUS);
   if (status < 0) {
     dump.line(kSolutionSkipped, a.lw, a.n, status);
     return;
   }
-  const bool refined = a.icntl[kMostRefinements - 1] > 0 && status != kNoRefinement;
+  const bool refined =
+      ma38_icntl(a.icntl, MA38_ICNTL_MOST_REFINEMENTS) > 0 && status != MA38_WARNING_NO_REFINEMENT;
   if (refined) {
     dump.line(kResidual, a.n);
     if (factors.good) dump_vector(dump, a.w, a.n);
@@ -125,7 +129,7 @@ void dump_factors_if_any(const Dump& dump, const PrintArguments& a, const KeptFa
   const bool told = a.who == kRefactor || (a.who == kSolve) != a.output;
   if (!told) return;
   if (failed(a)) {
-    dump.line(kFactorsSkipped, a.info[kStatus - 1]);
+    dump.line(kFactorsSkipped, ma38_info(a.info, MA38_INFO_STATUS));
   } else if (!factors.good) {
     dump.line(kFactorsCorrupted);
   } else {

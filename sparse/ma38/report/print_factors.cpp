@@ -42,7 +42,7 @@ class FactorDump {
       : dump_(dump),
         factors_(factors),
         pattern_only_(a.who == kRefactor && !a.output),
-        keep_(a.keep, kKeepLength),
+        keep_(a.keep, MA38_KEEP_LENGTH),
         index_(a.index, a.lindex),
         value_(a.value, a.lvalue),
         top_(index_, factors.top_end, factors.n) {}
@@ -105,7 +105,7 @@ void FactorDump::run() const {
 }
 
 bool FactorDump::sound() const {
-  const Wide reals = pattern_only_ ? -1 : keep_(kValueEnd) - factors_.lu_reals + 1;
+  const Wide reals = pattern_only_ ? -1 : keep_(MA38_KEEP_VALUE_END) - factors_.lu_reals + 1;
   return elements_are_sound(index_, factors_.lu_ints, factors_.top_end, factors_.n, factors_.nblks, reals);
 }
 
@@ -114,11 +114,11 @@ void FactorDump::locations() const {
     dump_.line(kLocationForRefactor);
   } else {
     dump_.line(kLocationForSolve);
-    dump_.line(kLocationInValue, keep_(kValueBegin), keep_(kValueEnd));
-    dump_.line(kLocationInIndex, keep_(kIndexBegin), keep_(kIndexEnd));
+    dump_.line(kLocationInValue, keep_(MA38_KEEP_VALUE_BEGIN), keep_(MA38_KEEP_VALUE_END));
+    dump_.line(kLocationInIndex, keep_(MA38_KEEP_INDEX_BEGIN), keep_(MA38_KEEP_INDEX_END));
     dump_.line(kAndForRefactor);
   }
-  dump_.line(kPatternInIndex, keep_(kPatternBegin), keep_(kIndexEnd));
+  dump_.line(kPatternInIndex, keep_(MA38_KEEP_PATTERN_BEGIN), keep_(MA38_KEEP_INDEX_END));
 }
 
 // ---- Layout
@@ -128,7 +128,8 @@ void FactorDump::layout() const {
   if (!pattern_only_) layout_of_lower_parts();
   dump_.line(several() ? kLayoutBlockElements : kLayoutElements);
   ints(factors_.lu_ints, top_.first(factors_.nblks) - factors_.lu_ints, "LU elements");
-  if (!pattern_only_) reals(factors_.lu_reals, keep_(kValueEnd) - factors_.lu_reals + 1, "LU elements");
+  if (!pattern_only_)
+    reals(factors_.lu_reals, keep_(MA38_KEEP_VALUE_END) - factors_.lu_reals + 1, "LU elements");
   if (several()) layout_of_block_data();
   const Index n = factors_.n;
   dump_.line(kLayoutPermutations);

@@ -16,7 +16,8 @@ namespace ma38 {
 /// What unit and print level let through.
 class Dump {
  public:
-  explicit Dump(const int* icntl) : unit_(icntl[kDumpUnit - 1]), level_(icntl[kPrintLevel - 1]) {}
+  explicit Dump(const int* icntl)
+      : unit_(ma38_icntl(icntl, MA38_ICNTL_DUMP_UNIT)), level_(ma38_icntl(icntl, MA38_ICNTL_PRINT_LEVEL)) {}
 
   bool on() const { return level_ >= 3 && unit_ >= 0; }
   bool shows_layout() const { return level_ >= 5; }

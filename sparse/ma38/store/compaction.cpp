@@ -49,7 +49,7 @@ void Compaction::run() {
   tag_objects();
   pack_reals();  // first, as freed objects are still holes of the memory list
   pack_ints();
-  s_.results_.raise(kIndexNeeded, space_.ineed + slack_);
+  s_.results_.raise(MA38_INFO_INDEX_NEEDED, space_.ineed + slack_);
 }
 
 void Compaction::tag_objects() {

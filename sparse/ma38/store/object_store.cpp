@@ -18,7 +18,7 @@ ObjectStore::ObjectStore(Space& space, const Results& results, const Pointers& p
 
 bool ObjectStore::room_for_ints(Index count, bool leave_slack) {
   if (space_.free_ints() >= count) return true;
-  results_.add(kIndexCollections, 1);
+  results_.add(MA38_INFO_INDEX_COLLECTIONS, 1);
   compact(leave_slack);
   // The slack must not be what is missing in the end.
   if (leave_slack && space_.free_ints() < count) compact(false);
@@ -28,8 +28,8 @@ bool ObjectStore::room_for_ints(Index count, bool leave_slack) {
 bool ObjectStore::room_for_both(Index ints, Index reals) {
   const bool ints_are_short = space_.free_ints() < ints, reals_are_short = space_.free_reals() < reals;
   if (!ints_are_short && !reals_are_short) return true;
-  if (ints_are_short) results_.add(kIndexCollections, 1);
-  if (reals_are_short) results_.add(kValueCollections, 1);
+  if (ints_are_short) results_.add(MA38_INFO_INDEX_COLLECTIONS, 1);
+  if (reals_are_short) results_.add(MA38_INFO_VALUE_COLLECTIONS, 1);
   compact(false);
   const bool has_ints = space_.has_ints(results_, ints), has_reals = space_.has_reals(results_, reals);
   return has_ints && has_reals;

@@ -86,10 +86,10 @@ class Space {
   /// Raises the results to what is in use and needed now, and `work` reals behind the head. Called after each
   /// growth of an end or a need.
   void note_use(const Results& results, Wide work = 0) const {
-    results.raise(kIndexUsed, ints_below + (ihead - 1) + (ints.size() - itail + 1));
-    results.raise(kValueUsed, reals_below + (xhead - 1) + (reals.size() - xtail + 1) + work);
-    results.raise(kIndexNeeded, ineed);
-    results.raise(kValueNeeded, xneed + work);
+    results.raise(MA38_INFO_INDEX_USED, ints_below + (ihead - 1) + (ints.size() - itail + 1));
+    results.raise(MA38_INFO_VALUE_USED, reals_below + (xhead - 1) + (reals.size() - xtail + 1) + work);
+    results.raise(MA38_INFO_INDEX_NEEDED, ineed);
+    results.raise(MA38_INFO_VALUE_NEEDED, xneed + work);
   }
 
   // ---- Shortages. Each returns false if it has flagged one.
@@ -104,12 +104,13 @@ class Space {
   /// an eighth of it, so that a caller who retries with just that needs few rounds.
   bool lack_ints(const Results& results, Wide missing) {
     ints_short.value_ = true;
-    results.raise(kIndexNeeded, std::max<Wide>(ineed, enlarged(ints_below + ints.size(), missing)));
+    results.raise(MA38_INFO_INDEX_NEEDED, std::max<Wide>(ineed, enlarged(ints_below + ints.size(), missing)));
     return false;
   }
   bool lack_reals(const Results& results, Wide missing) {
     reals_short.value_ = true;
-    results.raise(kValueNeeded, std::max<Wide>(xneed, enlarged(reals_below + reals.size(), missing)));
+    results.raise(MA38_INFO_VALUE_NEEDED,
+                  std::max<Wide>(xneed, enlarged(reals_below + reals.size(), missing)));
     return false;
   }
 

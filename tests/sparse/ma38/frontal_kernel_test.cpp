@@ -141,13 +141,13 @@ void collect(Frontal& f, bool slack) {
   const Wide used = s.ints_below + s.ints.size() - s.free_ints();
   f.store.compact(slack);
   expect_consistent(f);
-  EXPECT_GE(f.results(kIndexUsed), used);
+  EXPECT_GE(f.results(MA38_INFO_INDEX_USED), used);
   EXPECT_EQ(f.store.first_real() + s.xneed - f.store.elsewhere().reals - (s.reals.size() - s.xtail + 1),
             s.xhead);
   const Wide ints = s.ineed - f.store.elsewhere().ints - (s.ints.size() - s.itail + 1);
   const Wide spare = s.ihead - f.store.objects_begin() - ints;
   EXPECT_TRUE(slack ? spare >= 0 && spare % 2 == 0 : spare == 0) << spare;
-  EXPECT_GE(f.results(kIndexNeeded), s.ineed + spare);
+  EXPECT_GE(f.results(MA38_INFO_INDEX_NEEDED), s.ineed + spare);
 }
 
 TEST(FrontalKernel, CollectionsChangeNothing) {
@@ -195,8 +195,8 @@ std::string description(const Factoring& f) {
             std::to_string(e.front_columns) + text_of(", L", e.l) + text_of(", U", e.u) +
             text_of(", sons", e.children);
   }
-  text += "; pivots " + std::to_string(f.INFO(kPivots)) + ", flops";
-  for (int k = kAssemblyFlops; k <= kLevel3Flops; ++k)
+  text += "; pivots " + std::to_string(f.INFO(MA38_INFO_PIVOTS)) + ", flops";
+  for (int k = MA38_RINFO_ASSEMBLY_FLOPS; k <= MA38_RINFO_LEVEL3_FLOPS; ++k)
     text += " " + std::to_string(std::lround(f.rinfo[k - 1]));
   return text;
 }

@@ -62,7 +62,7 @@ TEST(Ma38Convert, SumsDropsAndTransposes) {
   Coordinates outside{2, 2, {3, 0}, {1, 1}, {1.0, 2.0}};
   Converted none(outside, false);
   EXPECT_FALSE(none.good);
-  EXPECT_EQ(kBadEntryCount, none.INFO(1));
+  EXPECT_EQ(MA38_STATUS_BAD_ENTRY_COUNT, none.INFO(1));
   EXPECT_EQ(2, none.INFO(3));
 }
 

@@ -97,13 +97,13 @@ Vector times(const Dense& a, const Vector& x, bool transposed) {
 constexpr int kUntouched = -77;
 
 struct Answer {
-  Ints info = Ints(kInfoLength, kUntouched);
-  Vector rinfo = Vector(kRinfoLength, kUntouched), x;
+  Ints info = Ints(MA38_INFO_LENGTH, kUntouched);
+  Vector rinfo = Vector(MA38_RINFO_LENGTH, kUntouched), x;
 
-  int status() const { return info[kStatus - 1]; }
-  int steps() const { return info[kRefinements - 1]; }
-  double omega1() const { return rinfo[kOmega1 - 1]; }
-  double omega2() const { return rinfo[kOmega2 - 1]; }
+  int status() const { return info[MA38_INFO_STATUS - 1]; }
+  int steps() const { return info[MA38_INFO_REFINEMENTS - 1]; }
+  double omega1() const { return rinfo[MA38_RINFO_OMEGA1 - 1]; }
+  double omega2() const { return rinfo[MA38_RINFO_OMEGA2 - 1]; }
   double omega() const { return omega1() + omega2(); }
 };
 
@@ -111,9 +111,10 @@ struct Answer {
 Answer solve(const Stored& stored, int job, bool transposed, const Vector& b, int refinements = 0,
              double epsilon = 2.2e-16, std::size_t longer = 0) {
   Answer answer;
-  Ints icntl(kIcntlLength, 0), index(stored.index);
-  Vector cntl(kCntlLength, 0.0), value(stored.value), w(b.size() * (refinements > 0 ? 4 : 2));
-  icntl[kPrintLevel - 1] = 3, icntl[kMostRefinements - 1] = refinements, cntl[kEpsilon - 1] = epsilon;
+  Ints icntl(MA38_ICNTL_LENGTH, 0), index(stored.index);
+  Vector cntl(MA38_CNTL_LENGTH, 0.0), value(stored.value), w(b.size() * (refinements > 0 ? 4 : 2));
+  icntl[MA38_ICNTL_PRINT_LEVEL - 1] = 3, icntl[MA38_ICNTL_MOST_REFINEMENTS - 1] = refinements,
+                                 cntl[MA38_CNTL_EPSILON - 1] = epsilon;
   index.resize(index.size() + longer, kUntouched), value.resize(value.size() + longer, kUntouched);
   answer.x = Vector(b.size(), kUntouched);
   const int transc = transposed, lvalue = int(value.size()), lindex = int(index.size());
