@@ -97,8 +97,8 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/factors/kept_factors.cpp
   sparse/ma38/factors/solve_kernels.cpp
   sparse/ma38/factors/solve_driver.cpp
-  sparse/ma38/report/print.cpp
-  sparse/ma38/report/print_factors.cpp
+  sparse/ma38/print/print.cpp
+  sparse/ma38/print/factors.cpp
   sparse/ma38/front/controls.cpp
   sparse/ma38/front/column_objects.cpp
   sparse/ma38/store/object_store.cpp

@@ -1,5 +1,5 @@
 #include "sparse/ma38/calls/factor_call.h"
-#include "sparse/ma38/report/print.h"
+#include "sparse/ma38/print/print.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 #include "sparse/ma38/factors/factors.h"
 #include "sparse/ma38/factors/solve_driver.h"
 #include "sparse/ma38/ma38_routines.h"
-#include "sparse/ma38/report/print.h"
+#include "sparse/ma38/print/print.h"
 
 extern "C" int ma38cd_(const int* n_in, const int* job_in, const int* transc_in, const int* lvalue_in,
                        const int* lindex_in, const double* value, const int* index, const int* keep,

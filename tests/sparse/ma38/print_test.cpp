@@ -5,7 +5,7 @@
 #include <climits>
 
 #include "sparse/ma38/factors/factors.h"
-#include "sparse/ma38/report/print.h"
+#include "sparse/ma38/print/print.h"
 #include "tests/sparse/ma38/routines.h"
 
 namespace {

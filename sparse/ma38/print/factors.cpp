@@ -1,6 +1,6 @@
 // Dump of the kept factors: where they are, how they are laid out, what they contain.
 
-#include "sparse/ma38/report/print_lines.h"
+#include "sparse/ma38/print/lines.h"
 
 namespace corvidnum {
 namespace ma38 {

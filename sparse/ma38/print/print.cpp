@@ -1,7 +1,7 @@
 // Dump of the arguments and results of a routine. It may be called before the arguments are checked, so it
 // reads nothing of an array that the checks of the routine would not have cleared.
 
-#include "sparse/ma38/report/print_lines.h"
+#include "sparse/ma38/print/lines.h"
 
 namespace corvidnum {
 namespace ma38 {

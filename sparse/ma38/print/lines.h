@@ -7,8 +7,8 @@
 
 #include "frame/numeric_runtime.h"
 #include "sparse/ma38/factors/factors.h"
-#include "sparse/ma38/report/print.h"
-#include "sparse/ma38/report/print_texts.h"
+#include "sparse/ma38/print/print.h"
+#include "sparse/ma38/print/texts.h"
 
 namespace corvidnum {
 namespace ma38 {
@@ -51,7 +51,7 @@ class Dump {
   const int unit_, level_;
 };
 
-/// Dumps factors that locate_factors found good (print_factors.cpp). Nothing is read before the collection of
+/// Dumps factors that locate_factors found good (factors.cpp). Nothing is read before the collection of
 /// LU elements is found sound. At the input of a refactorisation only the pattern is there to be read: the
 /// matrix lies on the rest.
 void dump_factors(const Dump& dump, const PrintArguments& arguments, const KeptFactors& factors);
