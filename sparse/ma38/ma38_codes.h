@@ -20,16 +20,16 @@ extern "C" {
 
 /// Positions in CNTL. The others are reserved.
 enum MA38_Cntl {
-  MA38_CNTL_PIVOT_TOLERANCE = 1,  ///< threshold of the pivot test, relative to the column, 0..1
-  MA38_CNTL_GROWTH = 2,           ///< growth allowed to a front over the size of its first pivot
+  MA38_CNTL_PIVOT_TOLERANCE = 1,  ///< threshold of the pivot test, relative to the column's largest, 0..1
+  MA38_CNTL_GROWTH = 2,           ///< limit of a front's dimensions, relative to those at its first pivot
   MA38_CNTL_EPSILON = 3           ///< machine epsilon of the error estimates of ma38cd_
 };
 
 /// Positions in ICNTL. The others are reserved.
 enum MA38_Icntl {
   MA38_ICNTL_ERROR_UNIT = 1,       ///< unit of errors and warnings, which go nowhere in this library
-  MA38_ICNTL_DUMP_UNIT = 2,        ///< unit of the dumps, likewise
-  MA38_ICNTL_PRINT_LEVEL = 3,      ///< level of these messages
+  MA38_ICNTL_DUMP_UNIT = 2,        ///< unit of the dumps of the arguments, which go nowhere either
+  MA38_ICNTL_PRINT_LEVEL = 3,      ///< level of errors, warnings and dumps
   MA38_ICNTL_USE_BLOCKS = 4,       ///< 1: permute to block triangular form; else not
   MA38_ICNTL_SEARCH_WIDTH = 5,     ///< columns examined in the pivot search
   MA38_ICNTL_PREFER_DIAGONAL = 6,  ///< not 0: prefer pivots on the diagonal
@@ -39,22 +39,23 @@ enum MA38_Icntl {
 
 /// Positions in KEEP: where the factors are, and two controls of ma38ad_. The others are reserved.
 enum MA38_Keep {
-  MA38_KEEP_VALUE_BEGIN = 1,    ///< first element of the factors in VALUE
-  MA38_KEEP_VALUE_END = 2,      ///< last element of the factors in VALUE
-  MA38_KEEP_INDEX_BEGIN = 3,    ///< first word of the factors in INDEX
-  MA38_KEEP_PATTERN_BEGIN = 4,  ///< first word that ma38bd_ needs; what it needs ends at INDEX_END, too
-  MA38_KEEP_INDEX_END = 5,      ///< last word of the factors in INDEX
-  MA38_KEEP_DENSE1 = 7,         ///< d1, and
-  MA38_KEEP_DENSE2 = 8          ///< d2: columns of over max(0, d1, d2 sqrt(n)) entries are held as dense ones
+  MA38_KEEP_VALUE_BEGIN = 1,  ///< first element of the factors in VALUE
+  MA38_KEEP_VALUE_END = 2,    ///< last element of the factors in VALUE
+  MA38_KEEP_INDEX_BEGIN = 3,  ///< first word of the factors in INDEX
+  MA38_KEEP_PATTERN_BEGIN =
+      4,                    ///< first word of the pattern, which ma38bd_ needs and which ends at INDEX_END
+  MA38_KEEP_INDEX_END = 5,  ///< last word of the factors in INDEX
+  MA38_KEEP_DENSE1 = 7,     ///< control d1 of the limit of dense columns, see DENSE2
+  MA38_KEEP_DENSE2 = 8      ///< d2: columns of over max(0, d1, d2 sqrt(n)) entries are held as dense ones
 };
 
-/// JOB of ma38ad_ and ma38bd_.
+/// Values of JOB of ma38ad_ and ma38bd_.
 enum MA38_FactorJob {
   MA38_FACTOR_ONLY = 0,        ///< the matrix is not kept, nor can a solution be refined
   MA38_FACTOR_KEEP_MATRIX = 1  ///< a copy of the matrix is kept with the factors
 };
 
-/// JOB of ma38cd_, which may be asked for the transposed system.
+/// Values of JOB of ma38cd_; TRANSC asks for the transposed system of each.
 enum MA38_SolveJob {
   MA38_SOLVE_WHOLE = 0,  ///< A x = b
   MA38_SOLVE_LOWER = 1,  ///< P'L x = b
@@ -75,8 +76,8 @@ enum MA38_Info {
   MA38_INFO_OFF_DIAGONAL_ENTRIES = 7,  ///< and entries off the diagonal blocks
   MA38_INFO_SINGLETONS = 8,            ///< blocks of order 1
   MA38_INFO_BLOCKS = 9,                ///< blocks of the block triangular form; 1 without it
-  MA38_INFO_ENTRIES_IN_L = 10,        ///< in sum with ENTRIES_IN_U: entries of L and U off the diagonal; each
-  MA38_INFO_ENTRIES_IN_U = 11,        ///< alone mixes L and U
+  MA38_INFO_ENTRIES_IN_L = 10,        ///< its sum with ENTRIES_IN_U counts L and U off the diagonal; alone it
+  MA38_INFO_ENTRIES_IN_U = 11,        ///< means nothing, because each of the two counts parts of both factors
   MA38_INFO_FACTOR_ENTRIES = 12,      ///< entries of L + U, diagonal included, and off the diagonal blocks
   MA38_INFO_FRONTS = 13,              ///< frontal matrices
   MA38_INFO_INDEX_COLLECTIONS = 14,   ///< garbage collections in INDEX
@@ -101,14 +102,14 @@ enum MA38_Rinfo {
   MA38_RINFO_LEVEL1_FLOPS = 4,    ///< operations of the level 1 BLAS
   MA38_RINFO_LEVEL2_FLOPS = 5,    ///< operations of the level 2 BLAS
   MA38_RINFO_LEVEL3_FLOPS = 6,    ///< operations of the level 3 BLAS
-  MA38_RINFO_OMEGA1 = 7,          ///< componentwise backward error of the rows of category 1
-  MA38_RINFO_OMEGA2 = 8           ///< that of category 2: rows whose |b| + |A||x| is at the level of rounding
+  MA38_RINFO_OMEGA1 = 7,  ///< componentwise backward error over the rows whose |A||x| + |b| is significant
+  MA38_RINFO_OMEGA2 = 8   ///< that over the other rows, where this sum is at the level of rounding
 };
 
-/// INFO(1) where it is not above 0. After an error of ma38ad_ or ma38bd_ there are no factors: KEEP(1) to
-/// KEEP(5) are zero, so that ma38cd_ refuses them, and VALUE and INDEX may be spoilt, so that the entries
-/// must be given anew. To try ma38bd_ again a host needs KEEP(4), KEEP(5) and the words between them from
-/// before the call. The controls are never changed. ma38cd_ changes neither the factors nor B.
+/// Values of INFO(1) that are not above 0. After an error of ma38ad_ or ma38bd_ there are no factors: KEEP(1)
+/// to KEEP(5) are zero, so that ma38cd_ refuses them, and VALUE and INDEX may be overwritten, so that the
+/// entries must be given anew. To call ma38bd_ again a host needs KEEP(4), KEEP(5) and the words between them
+/// from before the call. The controls are never changed. ma38cd_ changes neither the factors nor B.
 enum MA38_Status {
   /// ma38ad_, ma38bd_: VALUE(KEEP(1)) .. VALUE(KEEP(2)) and INDEX(KEEP(3)) .. INDEX(KEEP(5)) hold the
   /// factors.
@@ -116,30 +117,28 @@ enum MA38_Status {
   MA38_STATUS_OK = 0,
   /// ma38ad_, ma38bd_: N is below 1.
   MA38_STATUS_BAD_ORDER = -1,
-  /// ma38ad_, ma38bd_: NE is below 1 or no entry is in range; ma38bd_ also: 2 NE is above KEEP(4), so that
-  /// the
-  /// entries overlap the pattern: lengthen INDEX and move the pattern up with KEEP(4) and KEEP(5).
+  /// ma38ad_, ma38bd_: NE is below 1 or no entry is in range. ma38bd_ also: 2 NE is above KEEP(4), so that
+  /// the entries overlap the pattern; lengthen INDEX, and move the pattern up, with KEEP(4), KEEP(5).
   MA38_STATUS_BAD_ENTRY_COUNT = -2,
-  /// ma38ad_, ma38bd_: INDEX is too short; lengthen it to INFO(19) at the least, which need not be enough
-  /// yet.
+  /// ma38ad_, ma38bd_: INDEX is too short; lengthen it to INFO(19) at least. The next call may need more.
   MA38_STATUS_INDEX_TOO_SHORT = -3,
-  /// ma38ad_, ma38bd_: VALUE is too short; lengthen it to INFO(21) at the least, which need not be enough
-  /// yet.
+  /// ma38ad_, ma38bd_: VALUE is too short; lengthen it to INFO(21) at least. The next call may need more.
   MA38_STATUS_VALUE_TOO_SHORT = -4,
   /// ma38ad_, ma38bd_: both are too short.
   MA38_STATUS_BOTH_TOO_SHORT = -5,
-  /// ma38bd_: a pivot of a front is zero with these values; call ma38ad_, which chooses new pivots.
+  /// ma38bd_: with these values a pivot is zero, or a pivot, its reciprocal or a factor is not finite; call
+  /// ma38ad_, which chooses new pivots.
   MA38_STATUS_PIVOT_ORDER_FAILED = -6,
   /// ma38bd_, ma38cd_: KEEP, INDEX or VALUE are not what a factorisation of order N left. ma38cd_ leaves X
   /// unchanged.
   MA38_STATUS_CORRUPTED = -7
 };
 
-/// Summed in INFO(1) if the call was a success; test for one by ma38_warned(). The factors can be used.
+/// Warnings of a successful call, which INFO(1) sums; ma38_warned() tests for one. The factors can be used.
 enum MA38_Warning {
-  MA38_WARNING_ENTRIES = 1,     ///< entries were left out, see INFO(3) and INFO(4)
-  MA38_WARNING_DUPLICATES = 2,  ///< INFO(2) entries were summed
-  MA38_WARNING_SINGULAR = 4,    ///< only INFO(17) pivots were found; a solution with the factors means little
+  MA38_WARNING_ENTRIES = 1,       ///< entries were left out, see INFO(3) and INFO(4)
+  MA38_WARNING_DUPLICATES = 2,    ///< INFO(2) entries were summed
+  MA38_WARNING_SINGULAR = 4,      ///< only INFO(17) pivots were found, so a solution is arbitrary in part
   MA38_WARNING_NO_REFINEMENT = 8  ///< ma38cd_: not refined, as the matrix was not kept or JOB is 1 or 2
 };
 
@@ -165,7 +164,7 @@ static inline int64_t ma38_w_length(int n) { return INT64_C(4) * n; }
 
 // ---- Accessors
 
-/// Each returns an element of the array or, with `set`, writes it.
+/// Returns an element of an array by its position; the functions with `set` in their names write it.
 static inline double ma38_cntl(const double* cntl, enum MA38_Cntl position) { return cntl[position - 1]; }
 static inline int ma38_icntl(const int* icntl, enum MA38_Icntl position) { return icntl[position - 1]; }
 static inline int ma38_keep(const int* keep, enum MA38_Keep position) { return keep[position - 1]; }

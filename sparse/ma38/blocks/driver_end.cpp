@@ -1,3 +1,5 @@
+// The end of both drivers: pivots of blocks of order 1, the off-diagonal part, and what INFO and RINFO tell.
+
 #include "sparse/ma38/blocks/driver_end.h"
 
 #include <algorithm>
@@ -32,8 +34,9 @@ Wide store_off_diagonal_part(const OffDiagonalInput& input, OneBased<int> offp, 
   space.push_tail_ints(static_cast<Index>(nzoff));
   space.note_use(results);
   results.raise(MA38_INFO_INDEX_USED,
-                space.ints_below + space.ints.size() - space.free_ints() + n);  // with the work
-  // A matrix not preserved stands beside it and the factors, what is left of it.
+                space.ints_below + space.ints.size() - space.free_ints() + n);  // and n words of work
+  // A matrix that is not preserved exists twice now, beside the factors: its off-diagonal entries by columns
+  // at the head and by rows at the tail.
   if (!figures.preserved)
     totals.peak_reals = std::max(totals.peak_reals, totals.factor_reals - figures.nz + 2 * nzoff);
   return ma38_offdiag_rows(input, offp, space.ints.from(space.itail), space.reals.from(space.xtail),
@@ -42,6 +45,7 @@ Wide store_off_diagonal_part(const OffDiagonalInput& input, OneBased<int> offp, 
 
 namespace {
 
+/// Sets what INFO and RINFO tell about the matrix, its blocks and its pivots.
 void count_entries(const DriverFigures& f, const FactorTop<int>& top, bool good, const Results& results) {
   results(MA38_INFO_NOT_IN_PATTERN) = clamped(f.below + f.invalid);
   results(MA38_INFO_ENTRIES) = static_cast<int>(f.nz);
@@ -59,7 +63,8 @@ void count_entries(const DriverFigures& f, const FactorTop<int>& top, bool good,
       results(MA38_RINFO_LEVEL1_FLOPS) + results(MA38_RINFO_LEVEL2_FLOPS) + results(MA38_RINFO_LEVEL3_FLOPS);
 }
 
-/// Without the part of the factors that is kept. The terms: conversion, grouping by blocks, the replay.
+/// Sets the lengths that a refactorisation needs: of INDEX, the largest of what the conversion, the grouping
+/// of the entries and the replay need, without the pattern, whose words the call adds at last.
 void set_refactorisation_needs(const DriverFigures& f, const FactorTotals& totals, const Results& results) {
   const Wide n = f.n, nz = f.nz, ne = f.ne, maxl = totals.maxl, maxu = totals.maxu;
   const Wide elements = totals.elements;

@@ -1,3 +1,17 @@
+// The driver of ma38ad_.
+//
+//   1. Reserve the permutations and seven words at the top of the space.
+//   2. If asked for, permute to block triangular form; with several blocks, keep their starts at the top,
+//   too.
+//   3. Factorise the blocks, the last one first.
+//   4. Make the pointers to blocks relative: count them from where the LU elements begin, not from the space.
+//   5. Write the off-diagonal part below the LU elements.
+//
+// The order of step 3 serves the store: a matrix that is not preserved stands at the head, block by block, so
+// that the last block is the uppermost and its words are free once it is done.
+//
+// Invariant: s_.ineed and s_.xneed count the words in use without garbage, whatever happens to head and tail.
+
 #include "sparse/ma38/blocks/factor_driver.h"
 
 #include <algorithm>
@@ -9,6 +23,7 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
+/// Factorises one matrix; run() calls the steps in their order.
 class FactorDriver {
  public:
   FactorDriver(const DriverInput& input, Space& space, const Results& results)
@@ -57,7 +72,8 @@ class FactorDriver {
 DriverOutcome FactorDriver::run() {
   s_.set_heads(in_.preserved ? 1 : nz_ + 1);
   totals_.peak_reals = 2 * Wide{in_.ne};
-  // A refactorisation holds the entries beside the factors, and a copy of them if they are preserved.
+  // What a refactorisation of this matrix will hold: the entries, a copy of them if they are preserved, the
+  // factors.
   totals_.factor_reals = (in_.preserved ? 2 : 1) * Wide{nz_};
   if (reserve_top() && permute_to_blocks()) {
     if (nblks_ == 1) {
@@ -71,7 +87,7 @@ DriverOutcome FactorDriver::run() {
   return {results_(MA38_INFO_STATUS) >= 0, static_cast<int>(nblks_), static_cast<int>(figures_.nzoff)};
 }
 
-/// Words at the tail, which become part of the need.
+/// Reserves `count` words at the tail, which become part of the need. False: a shortage.
 bool FactorDriver::take_ints(Wide count) { return s_.take_tail_ints(results_, count); }
 
 bool FactorDriver::has_reals(Wide count) {
@@ -105,7 +121,7 @@ bool FactorDriver::permute_to_blocks() {
   return true;
 }
 
-/// What is left of the work of the permutation: row starts, block starts, block pointers.
+/// Keeps, of the words that the permutation worked in, the row starts, block starts and block pointers.
 void FactorDriver::keep_block_pointers() {
   s_.take_tail_ints(results_, s_.itail - top_.first(nblks_));  // there is room
 }
@@ -195,7 +211,9 @@ void FactorDriver::make_pointers_relative() {
 }
 
 bool FactorDriver::keep_off_diagonal_part() {
-  if (nblks_ == n_) {  // the LU elements take one word at the least
+  // If all blocks have order 1, one word stands for the LU elements, so that their part is never empty and
+  // KEEP(4) always names a word of it.
+  if (nblks_ == n_) {
     if (!take_ints(1)) return false;
     s_.ints(s_.itail) = 0;
   }

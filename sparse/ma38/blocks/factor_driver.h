@@ -1,6 +1,6 @@
 #pragma once
 
-// Factorisation of all diagonal blocks of a matrix given by columns.
+// The driver of ma38ad_: permutes a matrix to block triangular form and factorises its diagonal blocks.
 
 #include "sparse/ma38/matrix/matrix.h"
 #include "sparse/ma38/store/space.h"
@@ -11,7 +11,8 @@ namespace ma38 {
 struct DriverInput {
   int n, nz, ne;
   bool preserved;
-  /// Preserved: below the space, only read. Else ai and ax are the bottom of the space, and all is consumed.
+  /// Preserved: stands below the space and is only read. Otherwise ai and ax begin at the bottom of the
+  /// space, and the matrix is consumed.
   Columns matrix;
   const int* keep;
   const double* cntl;
@@ -23,10 +24,10 @@ struct DriverOutcome {
   int nblks, nzoff;
 };
 
-/// Factorises, and leaves at the tops of the space, from its tails on: block pointers, block starts, row
-/// starts of the off-diagonal part and the permutations, seven words that are the caller's to fill, and below
-/// them the LU elements, below these the off-diagonal part. Sets INFO and RINFO but for the lengths that the
-/// factors take at last.
+/// Factorises the blocks and leaves the factors at the tails of the space, in this order from its top down:
+/// seven words for the caller to fill, the permutations, row starts of the off-diagonal part, block starts
+/// and block pointers (see FactorTop), the LU elements, and the off-diagonal part. Sets INFO and RINFO except
+/// for the lengths that depend on where the caller puts a preserved matrix.
 DriverOutcome ma38_factor_driver(const DriverInput& input, Space& space, const Results& results);
 
 }  // namespace ma38

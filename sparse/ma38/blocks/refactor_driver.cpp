@@ -1,3 +1,15 @@
+// The driver of ma38bd_.
+//
+//   1. Check that both orders are permutations, and group the entries by the pivot at which the replay needs
+//      them (matrix/prior_pattern.h). The blocks of a preserved matrix are grouped one by one, when it is
+//      their turn.
+//   2. Replay the blocks, the last one first, as the factorisation did.
+//   3. Make the pointers to reals relative to where the LU part begins.
+//   4. Write the off-diagonal part.
+//
+// Step 1 also uses the room of RPERM and CPERM as work space, and restores both from their inverses, on
+// errors too: after a failure the host can use the pattern again.
+
 #include "sparse/ma38/blocks/refactor_driver.h"
 
 #include <algorithm>
@@ -10,6 +22,7 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
+/// Refactorises one matrix; run() calls the steps in their order.
 class RefactorDriver {
  public:
   RefactorDriver(const RefactorInput& input, Space& space, const Results& results)
@@ -53,7 +66,8 @@ class RefactorDriver {
   OneBased<int> blkp() const { return top_.blkp(in_.nblks); }
   OneBased<int> lublkp() const { return top_.lublkp(in_.nblks); }
   OneBased<int> lu_words() const { return in_.index.part(in_.pattern, top_.first(in_.nblks) - in_.pattern); }
-  /// Where arrows begin, by position. Several blocks: preserved, of one block at a time.
+  /// Returns the vector that tells where arrows begin: of all positions, or, if the matrix is preserved and
+  /// has several blocks, of those of the present block.
   OneBased<int> arrow_begin() const { return several() && !in_.preserved ? top_.offp() : in_.spare; }
 
   const RefactorInput& in_;
@@ -82,7 +96,7 @@ RefactorOutcome RefactorDriver::run() {
   return {results_(MA38_INFO_STATUS) >= 0, static_cast<Index>(figures_.nzoff)};
 }
 
-/// Words at the tail, which become part of the need, until they are released.
+/// Reserves `count` words at the tail, which are part of the need until release_work(). False: a shortage.
 bool RefactorDriver::take_work(Index count, OneBased<int>& work) {
   if (!s_.take_tail_ints(results_, count)) return false;
   s_.note_use(results_);
@@ -92,7 +106,7 @@ bool RefactorDriver::take_work(Index count, OneBased<int>& work) {
 
 void RefactorDriver::release_work(Index count) { s_.release_tail_ints(count); }
 
-/// Also looks whether both orders are permutations.
+/// Writes the position of each row. False: RPERM or CPERM is no permutation, and the error is set.
 bool RefactorDriver::invert_rows(OneBased<int> row_position) {
   return (invert_permutation(top_.cperm(), row_position) && invert_permutation(top_.rperm(), row_position)) ||
          fail(MA38_STATUS_CORRUPTED);
@@ -106,8 +120,8 @@ bool RefactorDriver::group(const PatternInput& input, OneBased<int> begin) {
   return true;
 }
 
-/// Looks whether both orders are permutations. The inverse of CPERM takes the room of RPERM for a while,
-/// which comes back from its own inverse.
+/// Checks that both orders are permutations, and groups the entries of all blocks. The inverse of CPERM
+/// stands in the room of RPERM meanwhile; RPERM is restored from its own inverse, row_position.
 bool RefactorDriver::group_all(OneBased<const int> blkp, OneBased<int> begin, OneBased<int> row_position) {
   const OneBased<int> column_position = top_.rperm();
   if (!invert_permutation(top_.rperm(), row_position)) return fail(MA38_STATUS_CORRUPTED);
@@ -118,7 +132,8 @@ bool RefactorDriver::group_all(OneBased<const int> blkp, OneBased<int> begin, On
   return good;
 }
 
-/// Likewise numbers of blocks take the room of CPERM.
+/// Groups the entries of all blocks. The numbers of the blocks stand in the room of CPERM meanwhile; it is
+/// restored from its inverse, column_position.
 bool RefactorDriver::group_columns(OneBased<const int> blkp, OneBased<int> begin,
                                    OneBased<const int> row_position, OneBased<const int> column_position) {
   const OneBased<const int> none(nullptr, 0);
@@ -136,7 +151,7 @@ bool RefactorDriver::group_columns(OneBased<const int> blkp, OneBased<int> begin
   return good;
 }
 
-/// The blocks of a matrix that is preserved are read from it one by one, by the rows' positions.
+/// Groups all entries, but of a preserved matrix with several blocks only finds the positions of the rows.
 bool RefactorDriver::group_entries() {
   if (!several()) return group_whole();
   return in_.preserved ? invert_rows(top_.offp().part(1, n_)) : group_consumed_blocks();
@@ -189,8 +204,9 @@ bool RefactorDriver::replay_block(Index b) {
   return replay(lublkp()(b), k1, order, begin, s_.ihead);
 }
 
-/// @param header the first word of the block's factors, among the kept LU elements
-/// @param end    of the arrows
+/// Replays one block.
+/// @param header its first word among the LU elements
+/// @param end    one place above its arrows
 bool RefactorDriver::replay(Index header, Index first, Index order, OneBased<const int> begin, Index end) {
   const ReplayBlock block{order,
                           lu_words().from(header),
@@ -214,7 +230,8 @@ bool RefactorDriver::replay_singleton(Index b) {
   return place > 0;
 }
 
-/// Entries in later rows are told with the off-diagonal part.
+/// Returns the pivot of a block of order 1, and counts the entries above it. Entries below it are left to
+/// store_off_diagonal_part(), which reports and drops them.
 double RefactorDriver::take_preserved_pivot(Index position) {
   const OneBased<const int> row_position = top_.offp();
   const Columns& m = in_.matrix;
@@ -243,7 +260,7 @@ void RefactorDriver::make_pointers_relative() {
     const bool singleton = blkp()(b + 1) - blkp()(b) == 1;
     (singleton ? lublkp()(b) : words(lublkp()(b) + kBlockReals)) += shift;
   }
-  if (in_.nblks == in_.n) words(1) = 0;  // stands for no LU element
+  if (in_.nblks == in_.n) words(1) = 0;  // the word that stands for the LU elements where there are none
 }
 
 bool RefactorDriver::keep_off_diagonal_part() {

@@ -1,6 +1,7 @@
 #pragma once
 
-// Replays the eliminations of an earlier factorisation, block by block.
+// The driver of ma38bd_: replays the eliminations of an earlier factorisation, block by block, on other
+// values.
 
 #include "sparse/ma38/matrix/matrix.h"
 #include "sparse/ma38/store/space.h"
@@ -11,12 +12,14 @@ namespace ma38 {
 struct RefactorInput {
   int n, nz, ne, nblks;
   bool preserved;
-  /// Preserved: below the space, only read. Else ai and ax are the bottom of the space, and all is consumed.
+  /// Preserved: stands below the space and is only read. Otherwise ai and ax begin at the bottom of the
+  /// space, and the matrix is consumed.
   Columns matrix;
-  /// [n] work. Not preserved: the starts of the matrix' columns themselves, which one block leaves free.
+  /// [n] work. If the matrix is not preserved these are its own column starts, which are free if there is one
+  /// block.
   OneBased<int> spare;
-  /// The caller's; its words from `pattern` on, up to its end, are the kept pattern, which has passed
-  /// elements_are_sound() and elements_are_apart(). What tells where reals are is renewed.
+  /// INDEX. Its words from `pattern` to the end are the pattern of the earlier factors, which has passed
+  /// elements_are_sound() and elements_are_apart(). Only the words that tell where reals are change.
   OneBased<int> index;
   Index pattern;
   const int* icntl;
@@ -27,9 +30,9 @@ struct RefactorOutcome {
   Index nzoff;
 };
 
-/// On success the tails of the space begin with the off-diagonal part, and the reals of all blocks follow.
-/// Sets INFO and RINFO but for the lengths that the factors take at last. After a failure the pattern can be
-/// used again.
+/// Factorises with the given pattern. On success the tails of the space hold the off-diagonal part and, above
+/// it, the reals of all blocks. Sets INFO and RINFO except for the lengths that depend on where the caller
+/// puts a preserved matrix. After a failure the pattern can be used again.
 RefactorOutcome ma38_refactor_driver(const RefactorInput& input, Space& space, const Results& results);
 
 }  // namespace ma38

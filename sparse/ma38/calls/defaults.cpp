@@ -1,3 +1,6 @@
+// ma38id_: writes the defaults of the controls. KEEP(1) to KEEP(5) stay, so that a host may set the controls
+// anew while it holds factors.
+
 #include <algorithm>
 
 #include "frame/module.h"

@@ -1,3 +1,5 @@
+// The arguments, checks and results of the two routines that factorise.
+
 #include "sparse/ma38/calls/factor_call.h"
 #include "sparse/ma38/print/print.h"
 
@@ -25,7 +27,9 @@ void FactorCall::begin(int reset_keep) {
 
 void FactorCall::end() {
   if (results_(MA38_INFO_STATUS) < 0) std::fill_n(in_.keep, int{MA38_KEEP_INDEX_END}, 0);
-  if (results_(MA38_INFO_INDEX_NEEDED) != 0) {  // else stopped before lengths were looked at
+  // A call that was short has counted more than there is. One that stopped before it looked at lengths has
+  // zeros, which stay.
+  if (results_(MA38_INFO_INDEX_NEEDED) != 0) {
     results_(MA38_INFO_INDEX_USED) = std::min(in_.lindex, results_(MA38_INFO_INDEX_USED));
     results_(MA38_INFO_VALUE_USED) = std::min(in_.lvalue, results_(MA38_INFO_VALUE_USED));
   }
@@ -97,8 +101,8 @@ void FactorCall::keep_factors(Space& room, int nblks, Index nzoff) const {
   results_.add(MA38_INFO_INDEX_FOR_REFACTOR, in_.lindex - pattern + 1);
 }
 
-/// From the last word down: the ranges may overlap.
 void FactorCall::move_matrix_up(Index index_begin, Index value_begin) const {
+  // The ranges may overlap.
   std::memmove(&index_(index_begin), index_.data(), static_cast<std::size_t>(copied_ints()) * sizeof(int));
   std::memmove(&value_(value_begin), value_.data(), static_cast<std::size_t>(nz_) * sizeof(double));
 }

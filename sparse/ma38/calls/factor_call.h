@@ -1,7 +1,13 @@
 #pragma once
 
-// What the routines that factorise have in common: their arguments, and where the matrix and the factors
-// stand in the two arrays.
+// What ma38ad_ and ma38bd_ have in common: their arguments, the checks, and where the matrix, the work space
+// and the factors stand in INDEX and VALUE.
+//
+//   JOB = 0:  | column starts | work space: rows, factors |
+//   JOB = 1:  | column starts | rows | column starts again | work space: factors |
+//
+// With JOB = 1 the columns stay as they are below the work space. ma38bd_ needs room for n words beside them,
+// for which the second copy of the starts serves. VALUE has no starts: with JOB = 0 all of it is work space.
 
 #include "sparse/ma38/factors/layout.h"
 #include "sparse/ma38/matrix/matrix.h"
@@ -10,7 +16,7 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The arguments, in the routines' order.
+/// Holds the arguments of ma38ad_ and ma38bd_, in their order.
 struct FactorArguments {
   int n, ne, job, transa, lvalue, lindex;
   double* value;
@@ -21,27 +27,34 @@ struct FactorArguments {
   double* rinfo;
 };
 
+/// Runs what comes before and after the factorisation itself.
 class FactorCall {
  public:
   FactorCall(Who who, const FactorArguments& arguments);
 
  protected:
-  /// @param reset_keep elements of KEEP to clear
+  /// Clears INFO, RINFO and the first `reset_keep` elements of KEEP, and dumps the arguments.
   void begin(int reset_keep);
+  /// Clears KEEP(1) to KEEP(5) after an error, limits the lengths used to what there is, and dumps the
+  /// results.
   void end();
-  /// Sets the status. @return false
+  /// Sets the status and issues the message. Returns false.
   bool fail(int code, int detail) const;
+  /// Returns whether N and NE are at least 1; if not, sets the error.
   bool order_is_good() const;
-  /// False, with an error, unless the arrays hold what the conversion takes and `pattern` words above it.
+  /// Returns whether the arrays have room for the conversion and for `pattern` words above it; if not, sets
+  /// the error, which is both if both are too short.
   bool arrays_are_long_enough(Wide pattern) const;
 
-  /// Triplets to columns; `last` is the last word of INDEX that can be used.
+  /// Converts the triplets to columns. `last` is the last word of INDEX that it may use. False: an error is
+  /// set.
   bool convert(Index last);
-  /// The words between the matrix and `last`. A matrix to be preserved stays below them, with its column
-  /// starts once more; what is above them counts as used.
+  /// Returns the work space, which ends at the word `last` of INDEX and the end of VALUE. The words above it
+  /// count as used and needed. JOB = 1: copies the column starts.
   Space space(Index last) const;
+  /// Returns views of the columns that convert() has made.
   Columns columns() const;
-  /// A preserved matrix goes to right below the factors, and the scalars and KEEP tell where all is.
+  /// Moves a preserved matrix up to stand directly below the factors, and writes the scalars and KEEP.
   void keep_factors(Space& room, int nblks, Index nzoff) const;
 
   bool preserved() const { return in_.job == 1; }
@@ -52,10 +65,10 @@ class FactorCall {
   const OneBased<double> value_;
   const OneBased<int> index_, keep_;
   const Results results_;
-  int nz_ = 0;  // entries that the conversion leaves
+  int nz_ = 0;  // entries of the matrix after the conversion
 
  private:
-  Index copied_ints() const { return Index{in_.n} + 1 + nz_; }  // column starts and rows
+  Index copied_ints() const { return Index{in_.n} + 1 + nz_; }  // words of a preserved matrix: starts, rows
   void move_matrix_up(Index index_begin, Index value_begin) const;
   void write_scalars(int nblks, Index nzoff) const;
   void dump(bool output) const;

@@ -1,3 +1,11 @@
+// ma38ad_: analyses and factorises a matrix.
+//
+//   1. Check the order, the number of entries and the lengths.
+//   2. Convert the triplets to columns (matrix/convert.cpp).
+//   3. Lay the work space over the rest of the two arrays.
+//   4. Permute to blocks and factorise them (blocks/factor_driver.cpp).
+//   5. Describe in KEEP and in the top of INDEX where the factors are.
+
 #include "frame/module.h"
 #include "sparse/ma38/blocks/factor_driver.h"
 #include "sparse/ma38/calls/factor_call.h"

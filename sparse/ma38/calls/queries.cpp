@@ -1,4 +1,4 @@
-// What a host may ask about factors beyond INFO.
+// ma38blocks_: tells the blocks of the factors, which INFO counts but does not list.
 
 #include "frame/module.h"
 #include "sparse/ma38/factors/factors.h"
@@ -8,13 +8,15 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-/// Whether the starts of the blocks ascend from 1 to n + 1.
+/// Returns whether the starts of the blocks ascend strictly from 1 to n + 1.
 bool blocks_fill_the_matrix(const OneBased<const int>& starts, int n) {
   bool good = starts(1) == 1 && starts(starts.size()) == n + 1;
   for (Index b = 1; b < starts.size(); ++b) good &= starts(b) < starts(b + 1);
   return good;
 }
 
+/// Writes the orders of the blocks, unless `orders` is null. Returns their number, or an error and writes
+/// nothing.
 int describe_blocks(int n, int lindex, const int* index_array, const int* keep, int* orders) {
   if (n < 1) return MA38_STATUS_BAD_ORDER;
   const OneBased<const int> index(index_array, std::max(lindex, 0));

@@ -1,3 +1,12 @@
+// ma38bd_: factorises another matrix of the same pattern with the pivot order of an earlier factorisation.
+//
+//   1. Check the order, the number of entries, and that KEEP(4) and KEEP(5) lie inside INDEX.
+//   2. Move the pattern to the end of INDEX, if the host has lengthened it since.
+//   3. Check the pattern. All that the replay follows is checked here, so that it needs no test of its own.
+//   4. Check the lengths, and convert the triplets to columns below the pattern.
+//   5. Replay the eliminations (blocks/refactor_driver.cpp).
+//   6. Describe in KEEP and in the top of INDEX where the factors are.
+
 #include <algorithm>
 
 #include "frame/module.h"
@@ -31,7 +40,7 @@ class Refactorisation : private FactorCall {
 };
 
 void Refactorisation::run() {
-  begin(MA38_KEEP_INDEX_BEGIN);  // the rest of KEEP tells where the pattern is
+  begin(MA38_KEEP_INDEX_BEGIN);  // KEEP(4) and KEEP(5) tell where the pattern is and must stay
   if (arguments_are_good()) {
     move_pattern_up();
     if (pattern_is_good() && lengths_are_good() && convert(pattern() - 1)) replay();
@@ -44,7 +53,8 @@ bool Refactorisation::arguments_are_good() const {
   const Wide begin = keep_(MA38_KEEP_PATTERN_BEGIN), end = keep_(MA38_KEEP_INDEX_END),
              triplets = 2 * Wide{in_.ne};
   if (begin <= 0 || end - 6 < begin || end > in_.lindex) return fail(MA38_STATUS_CORRUPTED, 0);
-  // At the limit the last index lies on a word that is not read: the place of reals or of no LU element.
+  // At the limit the last column number lies on the first word of the pattern, which is not read: it tells
+  // where reals are, and these are written anew, or it stands for no LU element at all.
   if (triplets > begin) return fail(MA38_STATUS_BAD_ENTRY_COUNT, keep_(MA38_KEEP_PATTERN_BEGIN) / 2);
   return true;
 }
@@ -58,11 +68,11 @@ void Refactorisation::move_pattern_up() const {
   keep_(MA38_KEEP_INDEX_END) = in_.lindex;
 }
 
-/// All that the replay follows is looked at before: the scalars first, which tell where the rest is.
+/// Checks the scalars first, because they tell where the rest is.
 bool Refactorisation::pattern_is_good() {
   const KeptFactors kept = locate_pattern(in_.n, in_.lindex, index_, in_.keep);
   nblks_ = kept.nblks;
-  constexpr Wide kNotRead = -1;  // the earlier reals
+  constexpr Wide kNotRead = -1;  // length of the earlier reals: the replay does not read them
   const bool good = kept.good && elements_are_sound(index_, pattern(), in_.lindex, in_.n, nblks_, kNotRead) &&
                     elements_are_apart(index_, pattern(), in_.lindex, in_.n, nblks_);
   return good || fail(MA38_STATUS_CORRUPTED, 0);
@@ -78,7 +88,9 @@ void Refactorisation::replay() {
   Space room = space(pattern() - 1);
   const Index n = in_.n;
   Columns matrix = columns();
-  const OneBased<int> spare = matrix.ap;  // a second copy of the starts if the matrix is preserved
+  // If the matrix is preserved, columns() names the second copy of the starts: it is free for the driver's
+  // work.
+  const OneBased<int> spare = matrix.ap;
   matrix.ap = index_.part(1, n + 1);
   const RefactorInput input{in_.n,  nz_,   in_.ne, nblks_,    preserved(),
                             matrix, spare, index_, pattern(), in_.icntl};

@@ -1,3 +1,6 @@
+// ma38cd_: solves with the factors, after KEEP, INDEX and VALUE are found sound. Nothing in the arrays is
+// followed before it is known to lead inside, because the host may have damaged or mixed them up.
+
 #include "frame/module.h"
 #include "sparse/ma38/factors/factors.h"
 #include "sparse/ma38/factors/solve_driver.h"
@@ -26,7 +29,9 @@ extern "C" int ma38cd_(const int* n_in, const int* job_in, const int* transc_in,
   const KeptFactors kept = locate_factors(n, lvalue, lindex, indices, keep);
   const bool part_only = job == 1 || job == 2;
   bool sound = kept.good && vectors_are_sound(indices, kept);
-  if (sound && part_only)  // a whole solve checks the elements as it reaches them
+  // A whole solve works in W and checks each LU element as it reaches it, before X is written. A solve with L
+  // or U alone works in X, which an error must leave unchanged: so all elements are checked first.
+  if (sound && part_only)
     sound = elements_are_sound(indices, kept.lu_ints, kept.top_end, n, kept.nblks,
                                Wide{ma38_keep(keep, MA38_KEEP_VALUE_END)} - kept.lu_reals + 1);
   if (sound) {

@@ -1,4 +1,7 @@
-// Whether the arrays hold what a factorisation leaves. Nothing is read before it is known to be inside.
+// Checks that the host's arrays hold what a factorisation leaves. They may have been damaged or mixed up.
+//
+// Invariant: no word is read before it is known to lie inside its array, and no sum of words is formed in
+// int. The checks of lists have no early exit inside their loops, so that the compiler can vectorise them.
 
 #include "sparse/ma38/factors/factors.h"
 
@@ -6,21 +9,22 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-/// Where KEEP says that the pattern of the factors is, in an array of this length.
+/// Returns whether the pattern lies inside INDEX, as KEEP tells; its scalars are 7 words.
 bool pattern_is_inside(const OneBased<const int>& keep, Wide lindex) {
   return keep(MA38_KEEP_PATTERN_BEGIN) >= 1 &&
          Wide{keep(MA38_KEEP_INDEX_END)} - 6 >= keep(MA38_KEEP_PATTERN_BEGIN) &&
          keep(MA38_KEEP_INDEX_END) <= lindex;
 }
 
-/// Where it says that the rest is, the pattern being inside.
+/// Returns whether the other parts lie inside INDEX and VALUE, if the pattern does.
 bool rest_is_inside(const OneBased<const int>& keep, Wide lvalue) {
   return keep(MA38_KEEP_VALUE_BEGIN) > 0 && keep(MA38_KEEP_VALUE_BEGIN) <= keep(MA38_KEEP_VALUE_END) &&
          keep(MA38_KEEP_VALUE_END) <= lvalue && keep(MA38_KEEP_INDEX_BEGIN) > 0 &&
          keep(MA38_KEEP_PATTERN_BEGIN) >= keep(MA38_KEEP_INDEX_BEGIN);
 }
 
-/// Whether the scalars are of factors of order n, with the other arrays of the top above the LU elements.
+/// Reads the scalars. Returns whether they are those of factors of order n, and the other parts of the top
+/// lie above the first LU element.
 bool read_scalars(const FactorTop<const int>& top, int n, KeptFactors& kept) {
   kept.n = n;
   kept.nz = top.nz();
@@ -33,7 +37,7 @@ bool read_scalars(const FactorTop<const int>& top, int n, KeptFactors& kept) {
   return kept.nblks >= 1 && kept.nblks <= n;
 }
 
-/// Whether all members lie in 1..n. One pass without an exit, so that it can be vectorised.
+/// Returns whether all members lie in 1..n.
 bool members_are_inside(const int* list, Index count, Index n) {
   const int last = static_cast<int>(n);
   int outside = 0;
@@ -41,7 +45,7 @@ bool members_are_inside(const int* list, Index count, Index n) {
   return outside == 0;
 }
 
-/// Whether a list of starts begins with 1, never falls and ends with count + 1.
+/// Returns whether a list of starts begins with 1, never falls and ends with count + 1.
 bool starts_are_sound(const OneBased<const int>& starts, Index count) {
   if (starts(1) != 1 || starts(starts.size()) != count + 1) return false;
   int falls = 0;
@@ -49,13 +53,14 @@ bool starts_are_sound(const OneBased<const int>& starts, Index count) {
   return falls == 0;
 }
 
-/// One block of the collection of LU elements.
+/// Checks the header and the LU elements of one block.
 class BlockCheck {
  public:
-  /// @param ints  the whole collection
+  /// @param ints  the LU elements of all blocks
   /// @param reals length of the LU part of VALUE; below 0: not checked
   BlockCheck(OneBased<const int> ints, Index order, Wide reals) : ints_(ints), order_(order), reals_(reals) {}
 
+  /// Returns whether the block whose header is at `header` is sound.
   bool sound(Wide header) {
     if (header < 1 || header + kBlockPointers - 1 > ints_.size()) return false;
     const OneBased<const int> words = ints_.from(static_cast<Index>(header));
@@ -183,7 +188,7 @@ bool elements_are_sound(OneBased<const int> index, Index lu_ints, Index top_end,
 bool elements_are_apart(OneBased<const int> index, Index lu_ints, Index top_end, int n, int nblks) {
   const FactorTop<const int> top(index, top_end, n);
   const OneBased<const int> ints = index.part(lu_ints, top.first(nblks) - lu_ints);
-  Index limit = ints.size() + 1;  // the words from here on are others'
+  Index limit = ints.size() + 1;  // the words from here on belong to what was checked before
   for (Index b = nblks; b >= 1; --b) {
     if (nblks > 1 && top.blkp(nblks)(b + 1) - top.blkp(nblks)(b) == 1) continue;
     const Index header = nblks > 1 ? Index{top.lublkp(nblks)(b)} : 1;

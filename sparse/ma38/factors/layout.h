@@ -1,13 +1,13 @@
 #pragma once
 
-// Where the factors stand in INDEX and VALUE.
+// Where the factors stand in INDEX and VALUE. docs/multifrontal-store.md has an example with every number.
 
 #include "sparse/ma38/report/results.h"
 
 namespace corvidnum {
 namespace ma38 {
 
-/// The words at the top of INDEX that all factors end with, read from KEEP(5) down:
+/// Views the words at the top of INDEX that the factors end with, the last one being KEEP(5):
 ///   | block pointers | block starts | row starts of the  | column | row   | TRANSA, NZOFF, NBLKS, |
 ///   | NBLKS (LUblkp) | NBLKS+1      | off-diagonal part  | perm.  | perm. | JOB, NZ, N, NE        |
 ///   |                | (Blkp)       | N+1 (Offp)         | N      | N     |                       |
@@ -31,7 +31,7 @@ class FactorTop {
   OneBased<Int> offp() const { return index_.part(end_ - 3 * n_ - 7, n_ + 1); }
   OneBased<Int> blkp(Index nblks) const { return index_.part(end_ - 3 * n_ - 8 - nblks, nblks + 1); }
   OneBased<Int> lublkp(Index nblks) const { return index_.part(end_ - 3 * n_ - 8 - 2 * nblks, nblks); }
-  /// Words up to `end` that these parts take.
+  /// Returns the number of words that these parts take.
   static Wide length(Wide n, Wide nblks) { return nblks > 1 ? 3 * n + 9 + 2 * nblks : 2 * n + 7; }
   Index first(Index nblks) const { return end_ + 1 - static_cast<Index>(length(n_, nblks)); }
 
@@ -42,8 +42,8 @@ class FactorTop {
 
 /// The header of a factorised block and its LU elements, `h` being the position of its first word:
 ///   | reals | NLU | NPIV | longest L list | longest U list | NLU pointers | LU elements |
-/// Pointers count from the word after the list, the first being 1; `reals` counts from the start of the LU
-/// part of VALUE, the first being 1.
+/// A pointer gives the first word of an LU element; 1 is the word behind the pointers. `reals` gives the
+/// block's first real; 1 is the first of the LU part of VALUE.
 enum BlockWord {
   kBlockReals = 0,
   kBlockElements = 1,
@@ -55,8 +55,10 @@ enum BlockWord {
 
 /// An LU element:
 ///   | reals | K | U length | L length | children | front columns | front rows | L list | U list | children |
-/// `reals` counts from the block's reals, the first being 1. Front columns and rows are 0 but in the first
-/// element of a chain. Reals: K columns of K + L length (pivot block over L), then U length groups of K.
+/// `reals` gives the element's first real; 1 is the first of the block. Its reals are K columns of K + L
+/// length each, the pivot block above L, and then K reals for each column of the U list. A chain is the
+/// elements of one front: the first of them has the largest numbers of columns and rows of the front, pivots
+/// included, the others have 0. Members of the lists are pivot positions in the block.
 enum ElementWord {
   kElementReals = 0,
   kElementPivots = 1,
@@ -67,12 +69,14 @@ enum ElementWord {
   kFrontRows = 6,
   kElementLists = 7
 };
+/// Returns the number of reals of an LU element.
 inline Wide element_reals(Wide pivots, Wide l_length, Wide u_length) {
   return (pivots + l_length + u_length) * pivots;
 }
 
-/// How a child was assembled; `order` is that of the block. Words of an LU element: 1 .. order whole (LUson),
-/// up to 2 order by rows complete (Uson), above by columns complete (Lson).
+/// How the front assembled a child, that is, the contribution block of an earlier LU element: as a whole; the
+/// columns that lay in the front, all its rows being there (rows complete); or the rows that lay in the
+/// front, all its columns being there. The word of child e is e + kind * (order of the block).
 enum ChildKind { kWhole = 0, kRowsComplete = 1, kColumnsComplete = 2 };
 
 }  // namespace ma38

@@ -1,3 +1,17 @@
+// Solves with the factors P A Q = L U, block upper triangular, and refines.
+//
+// A x = b:   r = P b. From the last block to the first: subtract the off-diagonal entries times the x known
+//            so far, solve with L and then with U of the block. x = Q r.
+// A' x = b:  r = Q' b. From the first block to the last: solve with U' and then with L' of the block,
+//            subtract the off-diagonal entries times the solution from the later blocks. x = P' r.
+// L or U:    L is block diagonal, because the off-diagonal part belongs to U. It is stored as A has it, so
+//            that a solve with U alone must apply the inverse of the block's L to it first.
+// Refine:    solve for the residual and add, until the backward error omega1 + omega2 is at the level of
+//            rounding, or no longer falls by half, or the steps are used up. Undo a step that raised it.
+//
+// Source of the backward error and of the stopping tests: Arioli, Demmel, Duff, SIAM J. Matrix Anal. Appl.
+// 10, 165 (1989).
+
 #include "sparse/ma38/factors/solve_driver.h"
 
 #include <cmath>
@@ -9,22 +23,24 @@ namespace ma38 {
 namespace {
 
 constexpr double kLargestEpsilon = 3.0517578125e-05;  // 2^-15
-constexpr double kTauFactor = 1000.0;
-constexpr double kLeastFall = 0.5;
+constexpr double kTauFactor = 1000.0;  // of the bound below which the terms of a row are not significant
+constexpr double kLeastFall = 0.5;     // a step must multiply the backward error by this or less
 
 enum Job { kSolveL = 1, kSolveU = 2 };
 using Kernel = bool (*)(const BlockFactors&, OneBased<double>, OneBased<double>);
 
+/// The two parts of the componentwise backward error.
 struct Omega {
-  double by_row = 0.0, by_solution = 0.0;  // omega1, omega2
+  double by_row = 0.0;       // omega1, over the rows whose |A||x| + |b| is significant
+  double by_solution = 0.0;  // omega2, over the others, relative to |A||x| and the largest x
   double sum() const { return by_row + by_solution; }
-  /// The larger; a NaN stays.
+  /// Raises omega to `error` if that is larger. A NaN is taken and then stays.
   static void raise(double& omega, double error) {
     if (error > omega || std::isnan(error)) omega = error;
   }
 };
 
-/// One call. W has, N each:
+/// Solves for one call. W has four parts of N elements:
 ///   R  the right-hand side in pivot order, later the residual
 ///   Y  the unpermuted residual, work of the kernels, later the sums of |a x|
 ///   Z  the sums of |a|     (with refinement only, as the next)
@@ -46,7 +62,7 @@ class SolveRun {
         r_(call.w, n_),
         y_(call.w + n_, n_) {}
 
-  /// False: an LU element does not stay inside.
+  /// Runs the solve that JOB and TRANSC ask for. False: an LU element does not stay inside.
   bool run() {
     if (call_.job == kSolveL) return call_.transposed ? solve_lt_only() : solve_l_only();
     if (call_.job == kSolveU) return call_.transposed ? solve_ut_only() : solve_u_only();
@@ -59,7 +75,7 @@ class SolveRun {
   Index first_of(Index b) const { return kept_.nblks == 1 ? 1 : top_.blkp(kept_.nblks)(b); }
   Index last_of(Index b) const { return kept_.nblks == 1 ? n_ : top_.blkp(kept_.nblks)(b + 1) - 1; }
   bool singleton(Index b) const { return kept_.nblks > 1 && first_of(b) == last_of(b); }
-  /// Where the pivot or the header of block b is. 0: outside.
+  /// Returns the position of the pivot or the header of block b, or 0 if it is not in 1..length.
   Index pointer_of(Index b, Index length) const {
     const Index pointer = kept_.nblks == 1 ? 1 : top_.lublkp(kept_.nblks)(b);
     return 1 <= pointer && pointer <= length ? pointer : 0;
@@ -75,7 +91,7 @@ class SolveRun {
                                 vector.part(first_of(b), last_of(b) - first_of(b) + 1), y_);
   }
 
-  /// The sum of the entries of row i off the blocks, times r.
+  /// Returns the product of row i of the off-diagonal part with r.
   double off_diagonal_sum(Index i) const {
     const OneBased<const int> offp(top_.offp());
     const int* columns = call_.index.data() + (kept_.offi - 1);
@@ -84,7 +100,7 @@ class SolveRun {
     for (Index p = offp(i) - 1; p < offp(i + 1) - 1; ++p) sum += r_(columns[p]) * values[p];
     return sum;
   }
-  /// target -= the entries of row i off the blocks, times r(i).
+  /// Subtracts r(i) times row i of the off-diagonal part from target.
   void subtract_off_diagonal_transposed(Index i, const OneBased<double>& target) const {
     const OneBased<const int> offp(top_.offp());
     const int* columns = call_.index.data() + (kept_.offi - 1);
@@ -108,7 +124,8 @@ class SolveRun {
     return true;
   }
 
-  // ---- Solves with U alone. U off the blocks is the inverse of the block's L times the entries there.
+  // ---- Solves with U alone. The off-diagonal part of U is inv(L of the block) times that of A, which is
+  // stored.
 
   bool solve_u_only() const {
     if (kept_.nblks == 1) {
@@ -148,7 +165,7 @@ class SolveRun {
     return true;
   }
 
-  // ---- The whole solve, r in and out in pivot order
+  // ---- The whole solve; r is in pivot order on entry and on return
 
   bool solve_permuted() const {
     for (Index b = kept_.nblks; b >= 1; --b) {
@@ -172,7 +189,8 @@ class SolveRun {
     }
     return true;
   }
-  /// x becomes the solution for `right_side`, or has it added; untouched if false.
+  /// Sets x to the solution for `right_side`, or adds it to x. Returns false, with x untouched, if an LU
+  /// element does not stay inside.
   bool solve(const double* right_side, bool added) const {
     const OneBased<const double> given(right_side, n_);
     const OneBased<const int>& in = call_.transposed ? cperm_ : rperm_;
@@ -200,7 +218,8 @@ class SolveRun {
   }
   OneBased<double> z() const { return {call_.w + 2 * n_, n_}; }
   OneBased<double> s() const { return {call_.w + 3 * n_, n_}; }
-  double relative_precision() const {  // of anything else, a NaN too, the largest is taken
+  /// Returns CNTL(3) if it is in (0, 2^-15], else, for a NaN too, the largest value allowed.
+  double relative_precision() const {
     return 0.0 < call_.epsilon && call_.epsilon <= kLargestEpsilon ? call_.epsilon : kLargestEpsilon;
   }
 
@@ -209,8 +228,8 @@ class SolveRun {
   const KeptFactors& kept_;
   Index n_;
   FactorTop<const int> top_;
-  OneBased<const int> lu_ints_;      // the collection of LU elements
-  OneBased<const double> lu_reals_;  // its part of VALUE
+  OneBased<const int> lu_ints_;      // words of the LU elements
+  OneBased<const double> lu_reals_;  // their reals
   OneBased<const int> rperm_, cperm_;
   OneBased<const double> b_;
   OneBased<double> x_, r_, y_;
@@ -226,10 +245,12 @@ bool SolveRun::solve_and_refine() {
     omega = backward_error();
     report(omega);
     results_(MA38_INFO_REFINEMENTS) = static_cast<int>(step);
-    if (omega.sum() + 1.0 <= 1.0) return true;  // false for a NaN
+    if (omega.sum() + 1.0 <= 1.0) return true;  // converged to rounding; a NaN is not
     if (step > 0 && !(omega.sum() <= kLeastFall * before.sum())) {
       results_(MA38_INFO_REFINEMENTS) = static_cast<int>(step - 1);
-      if (!(omega.sum() <= before.sum())) {  // the last step made it worse; one that gained too little stays
+      // Undo a step that raised the error. One that only gained too little stays, but INFO(24) does not count
+      // it: the contract counts the steps before the test failed.
+      if (!(omega.sum() <= before.sum())) {
         std::copy_n(s().data(), n_, x_.data());
         report(before);
       }
@@ -242,7 +263,8 @@ bool SolveRun::solve_and_refine() {
   }
 }
 
-/// Calls visit(row, column, value) for the entries of the matrix preserved, transposed if that is solved.
+/// Calls visit(row, column, value) for the entries of the preserved matrix, or of its transpose if TRANSC
+/// asks for it.
 template <class Visit>
 void SolveRun::for_each_entry(const Visit& visit) const {
   const OneBased<const int> ap = call_.index.part(kept_.ap, n_ + 1);

@@ -1,12 +1,15 @@
 #pragma once
 
+// The solve of ma38cd_ with factors that are found sound: all blocks, all variants, iterative refinement.
+
 #include "sparse/ma38/factors/factors.h"
 
 namespace corvidnum {
 namespace ma38 {
 
-/// A solve with factors that locate_factors and vectors_are_sound have passed; for the parts (JOB = 1, 2),
-/// which work in X, elements_are_sound too. `w` is the caller's work: 2 N, or 4 N with refinement.
+/// The arguments of a solve. The factors must have passed locate_factors() and vectors_are_sound(), and for
+/// JOB = 1 and 2, which work in X, elements_are_sound() as well. w has 2 N elements, or 4 N if
+/// most_refinements is above 0.
 struct SolveCall {
   int job;
   bool transposed;  // TRANSC
@@ -20,7 +23,8 @@ struct SolveCall {
   double* w;
 };
 
-/// False if an LU element does not stay inside: X is unchanged then.
+/// Solves, refines and sets INFO(24), RINFO(7) and RINFO(8). Returns false, with X unchanged, if an LU
+/// element does not stay inside.
 bool ma38_solve_driver(const SolveCall& call, const Results& results);
 
 }  // namespace ma38

@@ -1,6 +1,14 @@
-// The triangular solves with the LU elements of one block. The pivots of an element follow those of the
-// element before it. Most elements have a few pivots only and short lists: these are done by hand, the others
-// by the BLAS. What an element says is checked when it is reached, before it is used.
+// The triangular solves with the LU elements of one block, in place.
+//
+//   L y = x and U' y = x, forward over the elements: solve with the element's triangle, then subtract the L
+//   rows (the U columns) times the result from the x of their members (scatter). U y = x and L' y = x,
+//   backward: subtract the U columns (the L rows) times the x of their members from the x of the pivots
+//   (gather), then solve with the triangle.
+//
+// The pivots of an element follow those of the element before it. Most elements have few pivots and short
+// lists, for which a call of the BLAS costs more than the arithmetic: loops do these, the BLAS the others.
+//
+// Invariant: an element's counts and list members are checked when it is reached, before they are used.
 
 #include <algorithm>
 
@@ -16,8 +24,8 @@ constexpr bool runs_forward(Solve solve) { return solve == Solve::kL || solve ==
 constexpr bool is_lower(Solve solve) { return solve == Solve::kL || solve == Solve::kLt; }
 constexpr bool is_transposed(Solve solve) { return solve == Solve::kUt || solve == Solve::kLt; }
 
-/// The L rows or the U columns of an element: members of the block by `list`, each with a value per pivot, at
-/// values[member * member_step + pivot * pivot_step].
+/// The L rows or the U columns of an element. `list` has their pivot positions in the block; the value of a
+/// member and a pivot is at values[member * member_step + pivot * pivot_step], both counted from 0.
 struct Border {
   const int* list;
   int count, pivots;
@@ -25,9 +33,10 @@ struct Border {
   Index member_step, pivot_step;
 };
 
+/// One LU element.
 struct Element {
-  int pivots, leading;
-  const double* block;  // of the pivots, over the L rows
+  int pivots, leading;  // K, and the rows of `block`: K + L length
+  const double* block;  // the K x K pivot block above the L rows, by columns
   Border l, u;
 };
 
@@ -36,17 +45,18 @@ struct Vectors {
   double* work;
   unsigned order;
 
-  /// Counts from 0. False: outside.
+  /// Finds the place, from 0, of a member of a list. False: it is outside of the block.
   bool find(int member, unsigned& place) const {
     place = static_cast<unsigned>(member) - 1u;
     return place < order;
   }
 };
 
-/// Up to this many pivots, and members of a border, are done by hand.
+/// Loops solve with elements of at most this many pivots and members of each list, the BLAS with larger ones.
 constexpr int kMostByHand = 32, kLongestByHand = 64;
 
-/// What is done with LU elements of K pivots; kAny: not known in advance.
+/// Solves with small elements by loops. K is the number of pivots, so that the compiler unrolls the loops
+/// over them; kAny: the number is not known at compile time.
 constexpr int kAny = 0;
 template <int K>
 struct ByHand {
@@ -69,7 +79,7 @@ struct ByHand {
     }
   }
 
-  /// x of the members -= values * x of the pivots.
+  /// Subtracts values * x of the pivots from the x of the members.
   static bool take_from_members(const Border& border, const double* pivot_x, const Vectors& v) {
     const int pivots = count(border.pivots);
     double factors[kRoom];
@@ -85,7 +95,7 @@ struct ByHand {
     return true;
   }
 
-  /// x of the pivots -= values * x of the members.
+  /// Subtracts values * x of the members from the x of the pivots.
   static bool take_members(const Border& border, const Vectors& v, double* pivot_x) {
     const int pivots = count(border.pivots);
     double sums[kRoom];
@@ -106,7 +116,7 @@ struct ByHand {
   static constexpr int count(int pivots) { return K == kAny ? pivots : K; }
 };
 
-/// The same with many pivots.
+/// Solves with large elements by the BLAS.
 struct Large {
   template <Solve solve>
   static void solve_triangle(const Element& element, double* x) {
@@ -137,9 +147,9 @@ struct Large {
     }
     return true;
   }
-  /// Whether a column is that of a member, as in U, and not that of a pivot.
+  /// Returns whether each column belongs to a member, as in U, and not to a pivot, as in L.
   static bool stored_by_members(const Border& border) { return border.pivot_step == 1; }
-  /// y -= the border as it is stored, or its transpose, times x.
+  /// Subtracts the product of the border as it is stored, or of its transpose, with x from y.
   static void multiply(const Border& border, const char* trans, const double* x, double* y) {
     if (border.count == 0) return;
     const bool by_members = stored_by_members(border);
@@ -150,12 +160,13 @@ struct Large {
   }
 };
 
+/// Reads the LU elements of a block.
 class Elements {
  public:
   Elements(const BlockFactors& block, Index order)
       : ints_(block.ints), reals_(block.reals), order_(static_cast<unsigned>(order)) {}
 
-  /// Whether the header is sound; only then may anything else be asked.
+  /// Returns whether the header is sound; only then may another member be called.
   bool sound() const {
     if (order_ < 1 || ints_.size() < kBlockPointers) return false;
     if (is_beyond_order(ints_(kBlockElements + 1)) || is_beyond_order(ints_(kBlockPivots + 1))) return false;
@@ -165,7 +176,8 @@ class Elements {
   Index count() const { return ints_(kBlockElements + 1); }
   Index pivots() const { return ints_(kBlockPivots + 1); }
 
-  /// Element e counts from 0. False: it is not inside the factors. Its lists are to be checked yet.
+  /// Reads element e, from 0. False: it does not lie inside the factors. Does not check the members of its
+  /// lists.
   bool get(Index e, Element& element) const {
     const Index first = kBlockPointers + count(), begin = first + ints_.data()[kBlockPointers + e] - 1;
     if (begin < first || begin + kElementLists > ints_.size()) return false;
@@ -184,7 +196,8 @@ class Elements {
     return true;
   }
 
-  /// The same, with what the solve needs of it, or the first of it, on its way to the cache.
+  /// Reads element e as get() does, and prefetches the reals that this solve needs, or as many as are worth
+  /// while.
   template <Solve solve>
   bool fetch(Index e, Element& element) const {
     if (!get(e, element)) return false;
@@ -204,7 +217,7 @@ class Elements {
     constexpr Index kOfLine = 8, kMost = 1024;
     for (Index k = 0; k < std::min(count, kMost); k += kOfLine) __builtin_prefetch(begin + k);
   }
-  /// More than the block's order, or negative.
+  /// Returns whether a count is above the block's order, or negative.
   bool is_beyond_order(int count) const { return static_cast<unsigned>(count) > order_; }
 
   OneBased<const int> ints_;
@@ -250,7 +263,8 @@ bool solve_block(const BlockFactors& block, const OneBased<double>& x, const One
   if (!elements.sound()) return false;
   const Vectors v = {x.data(), work.data(), static_cast<unsigned>(x.size())};
   const Index count = elements.count(), pivots = elements.pivots();
-  constexpr Index kAhead = 4;  // elements at hand, the present one among them
+  constexpr Index kAhead =
+      4;  // elements read in advance, the present one included: their reals come from memory
   Element at_hand[kAhead];
   Index done = 0;
   for (Index step = 0, next = 0; step < count; ++step) {

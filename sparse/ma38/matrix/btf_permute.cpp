@@ -1,3 +1,14 @@
+// Block upper triangular form of a square matrix.
+//
+//   1. Find a maximum transversal: match each row to a column (augmenting paths, depth first).
+//   2. Find the strongly connected components of the graph whose nodes are the rows and whose edges lead from
+//      a row to the rows of its column. They are the blocks, ordered so that no entry lies below them.
+//   3. Compose the two permutations.
+//   4. Unless the matrix is preserved, gather the entries of each block and pack the others in front of them.
+//
+// The two graph algorithms are those of sparse/ma48/. Sources: Duff, ACM Trans. Math. Softw. 7, 315 (1981);
+// Tarjan, SIAM J. Comput. 1, 146 (1972).
+
 #include "sparse/ma38/matrix/btf_permute.h"
 
 #include <algorithm>
@@ -9,6 +20,7 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
+/// Finds the form; the members are the steps in their order. Work vectors have a name where they are used.
 class BlockTriangular {
  public:
   BlockTriangular(const Columns& matrix, Index n, Index nz, OneBased<int> rperm, OneBased<int> cperm,
@@ -31,7 +43,7 @@ class BlockTriangular {
   void invert_rows(OneBased<int> position) const {
     for (Index k = 1; k <= n_; ++k) position(rperm_(k)) = static_cast<int>(k);
   }
-  /// Returns the entries off the blocks.
+  /// Moves the entries to their places; returns how many lie off the blocks.
   Index permute(Index nblks);
   void move_block_starts(Index nblks) {
     for (Index b = nblks + 1; b >= 1; --b) blkp_(n_ - nblks + b) = blkp_(b);
@@ -47,7 +59,9 @@ class BlockTriangular {
   const OneBased<int> rperm_, cperm_, starts_, w1_, w2_, w3_, w4_, blkp_;
 };
 
-/// cperm(i): the column that row i is matched to. False matches of a singular matrix serve as well.
+/// Writes the column that row i is matched to in cperm(i). In a structurally singular matrix the matching
+/// fills up the rows left over with columns left over and marks them by a minus sign. They serve as well: the
+/// blocks then only lack some diagonal entries, and the kernel finds the rank.
 void BlockTriangular::match_rows() {
   const OneBased<int> lengths = w2_;
   for (Index j = 1; j <= n_; ++j) lengths(j) = m_.ap(j + 1) - m_.ap(j);
@@ -58,7 +72,8 @@ void BlockTriangular::match_rows() {
   for (Index i = 1; i <= n_; ++i) cperm_(i) = std::abs(cperm_(i));
 }
 
-/// Nodes are rows; their edges go to the rows of the column that they are matched to.
+/// Returns the number of blocks. Node i is row i; its edges lead to the rows of the column that it is matched
+/// to.
 Index BlockTriangular::find_blocks() {
   const OneBased<int> node_starts = w1_, node_lengths = w2_;
   for (Index i = 1; i <= n_; ++i) {
@@ -94,17 +109,18 @@ Index BlockTriangular::permute(Index nblks) {
   return nzoff;
 }
 
-/// Entries of the blocks are copied behind the matrix, position by position, with local rows.
+/// Copies the entries of the blocks to the places behind the matrix, position by position, rows counted from
+/// the block's first. Returns their number.
 Index BlockTriangular::append_diagonal_part() {
   const OneBased<int> row_position = w1_, first_of_position = w2_;
   Index place = nz_ + 1;
   for (Index k = 1; k <= n_; ++k) {
     const Index j = cperm_(k);
     const int first = first_of_position(k);
-    starts_(k) = static_cast<int>(place - nz_);  // counted from the blocks' begin: 2 nz may pass 32 bits
+    starts_(k) = static_cast<int>(place - nz_);  // relative to nz, because 2 nz may be above the largest int
     for (Index p = m_.ap(j); p < m_.ap(j + 1); ++p) {
       const int row = row_position(m_.ai(p));
-      if (row < first) continue;  // none lies below the block
+      if (row < first) continue;  // off the blocks; no entry lies below its block
       m_.ai(place) = row - first + 1;
       m_.ax(place) = m_.ax(p);
       ++place;
@@ -114,7 +130,8 @@ Index BlockTriangular::append_diagonal_part() {
   return place - 1 - nz_;
 }
 
-/// The others move to the front. In storage order, as nothing may be overwritten before it is read.
+/// Moves the other entries to the front, in storage order, so that none is overwritten before it is read.
+/// Returns their number.
 Index BlockTriangular::pack_off_diagonal_part() {
   const OneBased<int> row_position = w1_, column_first = w3_;
   Index place = 1, begin = 1;

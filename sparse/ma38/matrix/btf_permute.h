@@ -1,6 +1,6 @@
 #pragma once
 
-// Block upper triangular form of a matrix by columns.
+// Permutation of a matrix to block upper triangular form.
 
 #include "sparse/ma38/matrix/matrix.h"
 
@@ -9,20 +9,24 @@ namespace ma38 {
 
 struct BlockForm {
   Index nblks;
-  Index nzoff;  // entries off the diagonal blocks; 0 if the matrix is preserved: they are counted later
+  Index nzoff;  // entries off the diagonal blocks; 0 if the matrix is preserved: the driver counts them later
 };
 
-/// Words that ma38_btf_permute takes for work, the block starts at their end included.
+/// Returns the length of `work` of ma38_btf_permute(), including the block starts at its end.
 inline Wide btf_work(Wide n) { return 5 * n + 1; }
 
-/// @param matrix    n columns of nz entries in all, none twice. Not preserved: ai and ax have 2 nz places;
-///                  if there are several blocks, the entries off the blocks come out at (1) .. (nzoff) in
-///                  storage order, ap(j) by original column, and directly behind them the blocks, rows local
-/// @param rperm, cperm [n] out: the original row and column at each position, if there are several blocks
-/// @param starts    [n+1] out, if there are several blocks: preserved: the position of each row; else where
-///                  the entries of each position's column in its block begin
-/// @param work      [btf_work] out, if there are several blocks: the last nblks+1 words hold the first
-///                  position of each block and n+1
+/// Finds the block upper triangular form and, unless the matrix is preserved, permutes the matrix to it in
+/// place. If there is only one block, nothing is permuted, and the contents of the arrays below have no
+/// meaning.
+/// @param matrix    n columns with nz entries in all, none twice. Not preserved: ai and ax have 2 nz places;
+/// out:
+///                  the entries off the blocks at places 1 .. nzoff, in storage order, ap by original column,
+///                  rows original; directly behind them the entries of the blocks, position by position, with
+///                  rows counted from the block's first
+/// @param rperm, cperm [n] out: the original row and column at each position
+/// @param starts    [n+1] out: if preserved, the position of each row; else the place where the entries of
+///                  each position's column begin in its block, and their end
+/// @param work      [btf_work] out: the last nblks+1 words hold the first position of each block, and n+1
 BlockForm ma38_btf_permute(const Columns& matrix, Index n, Index nz, bool preserved, OneBased<int> rperm,
                            OneBased<int> cperm, OneBased<int> starts, OneBased<int> work);
 

@@ -1,4 +1,15 @@
-// From the caller's triplets to columns.
+// The caller's triplets become compressed columns, in the same two arrays.
+//
+//   1. Drop entries whose row or column is not in 1..n; count the entries of each column.
+//   2. Find where each column begins.
+//   3. Copy the entries, column by column, to the places above the triplets.
+//   4. Sum entries in the same place while the columns move to the front of the arrays.
+//
+// INDEX   | rows | columns |  sorted rows  | w | ap |     then  | starts | rows | ..
+// VALUE   | entries | sorted entries |                    then  | entries | ..
+//
+// Each column keeps the order in which its entries were given, except that step 1 fills each gap with the
+// last entry. The order of the rows of a front and the rounding of sums depend on it.
 
 #include <algorithm>
 
@@ -8,6 +19,7 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
+/// Converts one matrix; the members are the steps in their order.
 class Conversion {
  public:
   Conversion(Who who, int n, int ne, bool transa, OneBased<double> value, OneBased<int> index,
@@ -23,11 +35,11 @@ class Conversion {
         unit_(OneBased<const int>(icntl, MA38_ICNTL_LENGTH)(MA38_ICNTL_ERROR_UNIT)),
         details_(OneBased<const int>(icntl, MA38_ICNTL_LENGTH)(MA38_ICNTL_PRINT_LEVEL) >= 3 && unit_ >= 0) {}
 
-  /// Counts the entries of each column. Returns how many entries are valid; they move to the front.
+  /// Moves the valid entries to the front, counts those of each column in w, and returns their number.
   Index drop_invalid();
   void find_starts();
   void sort_into_columns(Index nz);
-  /// Returns how many entries are left.
+  /// Moves the columns to the front, and returns how many entries they have now.
   Index sum_duplicates();
   void store_starts() { std::copy_n(ap_.data(), n_ + 1, index_.data()); }
 
@@ -35,7 +47,7 @@ class Conversion {
   int& given_row(Index k) const { return index_(k); }
   int& given_column(Index k) const { return index_(ne_ + k); }
   bool valid(int i) const { return static_cast<unsigned>(i) - 1u < static_cast<unsigned>(n_); }
-  /// Above the triplets, by places from 1 on.
+  /// Returns the array whose elements 1, 2, .. are the sorted rows. INDEX(1..n+1) must also stay clear of it.
   int* sorted_rows() const { return index_.data() + std::max(2 * ne_, n_ + 1) - 1; }
   double* sorted_values() const { return value_.data() + ne_ - 1; }
   void report(int code, int row, int column, double value) const {
@@ -56,7 +68,7 @@ Index Conversion::drop_invalid() {
   int* const count = w_.data() - 1;
   const int* const columns = transa_ ? &given_row(1) - 1 : &given_column(1) - 1;
   Index nz = ne_;
-  for (Index k = ne_; k >= 1; --k) {  // backward: what moves into a gap has been examined
+  for (Index k = ne_; k >= 1; --k) {  // backwards: the entry that fills a gap has been examined already
     if (valid(given_row(k)) && valid(given_column(k))) {
       ++count[columns[k]];
       continue;
@@ -91,9 +103,12 @@ void Conversion::sort_into_columns(Index nz) {
   }
 }
 
-/// The columns move to the front, each place not above where it is read.
+/// No entry is overwritten before it is read: entry `place` is written after entry q >= place of the sorted
+/// ones was read, and these stand above.
 Index Conversion::sum_duplicates() {
-  std::fill_n(w_.data(), n_, 0);  // w(i): the place of row i in the column, if not below its start
+  // w(i) is the place of row i in the present column if it is not below the column's start, else of an
+  // earlier one.
+  std::fill_n(w_.data(), n_, 0);
   int* const places = w_.data() - 1;
   int* const rows = index_.data() + n_;
   double* const values = value_.data() - 1;

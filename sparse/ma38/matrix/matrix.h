@@ -1,34 +1,42 @@
 #pragma once
 
-// The matrix that comes in, and what of it lies off the diagonal blocks.
+// The matrix by compressed columns: conversion from triplets, and the part off the diagonal blocks by rows.
 
 #include "sparse/ma38/report/messages.h"
 
 namespace corvidnum {
 namespace ma38 {
 
-/// A matrix by compressed columns: column j is at ap(j) .. ap(j+1)-1 of ai and ax.
+/// A matrix by compressed columns: the rows and values of column j are ai(p) and ax(p), p = ap(j) ..
+/// ap(j+1)-1.
 struct Columns {
   OneBased<int> ap, ai;
   OneBased<double> ax;
 };
 
-/// Triplets to columns in INDEX(1..) and VALUE(1..). nz: in, the entries given; out, those kept.
-/// w [n] and ap [n+1] lie in `index` above the triplets. False: error -2 is set.
+/// Converts triplets to columns: starts in INDEX(1..n+1), rows from INDEX(n+2) on, values from VALUE(1) on.
+/// Drops entries out of range and sums those in the same place; INFO counts both.
+/// @param nz    in: the entries given; out: those of the matrix
+/// @param transa whether the columns are those of the transpose
+/// @param w, ap [n], [n+1] work, in `index` above the triplets and their sorted copy
+/// @return false if no entry is left; the status is then -2
 bool ma38_convert(Who who, int n, int& nz, bool transa, OneBased<double> value, OneBased<int> index,
                   OneBased<int> w, OneBased<int> ap, const int* icntl, const Results& results);
 
-/// Reads a matrix preserved (by blocks), or what of it lies outside the diagonal blocks.
+/// What ma38_offdiag_rows() reads: a whole matrix that is preserved, or the entries off the diagonal blocks
+/// alone.
 struct OffDiagonalInput {
   Who who;
   int n, nblks;
   bool preserved;
-  Columns matrix;  // not preserved: the off-diagonal entries alone, ap by ORIGINAL column, rows original
+  Columns matrix;  // by original columns, with original rows; not preserved: only the off-diagonal entries
   OneBased<const int> rperm, cperm, blkp;
   const int* icntl;
 };
-/// Fills the off-diagonal part by rows. work [n]. Returns the entries below the diagonal blocks, each
-/// reported by code 96 (who = kRefactor only).
+/// Writes the off-diagonal part by rows: row i of P A Q is at offp(i) .. offp(i+1)-1 of offi, its columns in
+/// ascending order, and offx. work [n] receives the position of each row.
+/// @return the entries below the diagonal blocks, which only a refactorisation can meet; each is dropped and
+///         reported by kEntryBelowBlocks
 Wide ma38_offdiag_rows(const OffDiagonalInput& input, OneBased<int> offp, OneBased<int> offi,
                        OneBased<double> offx, OneBased<int> work);
 

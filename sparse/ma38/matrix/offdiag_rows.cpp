@@ -1,4 +1,13 @@
-// The entries off the diagonal blocks, by rows.
+// The entries off the diagonal blocks, by rows: a counting sort by rows of a matrix that is stored by
+// columns.
+//
+//   1. Invert the row permutation.
+//   2. Count the entries of each row that lie in an earlier block than their column.
+//   3. Turn the counts into the ends of the rows.
+//   4. Visit the columns backwards and put each entry at the end of what is free in its row.
+//
+// Step 4 leaves the columns of each row in ascending order. A solve sums them in this order, so it fixes
+// rounding.
 
 #include <algorithm>
 
@@ -8,6 +17,7 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
+/// Sorts the entries; the members are its steps in their order.
 class OffDiagonalRows {
  public:
   OffDiagonalRows(const OffDiagonalInput& input, OneBased<int> offp, OneBased<int> offi,
@@ -17,20 +27,21 @@ class OffDiagonalRows {
   void invert_rows() {
     for (Index k = 1; k <= n_; ++k) row_position_(in_.rperm(k)) = static_cast<int>(k);
   }
-  /// Counts the entries of row i in offp(i). Returns the entries below the blocks.
-  Wide count();
-  /// Makes offp(i) the end of row i, which fill() brings down to its start.
-  void sum() {
+  /// Counts the entries of row i in offp(i). Returns the entries below the blocks, which are dropped.
+  Wide count_entries();
+  /// Makes offp(i) the end of row i; fill_rows() brings it down to the start.
+  void find_ends() {
     int end = 1;
     for (Index i = 1; i <= n_; ++i) end = offp_(i) += end;
     offp_(n_ + 1) = end;
   }
-  void fill();
+  void fill_rows();
 
  private:
   Index first(Index block) const { return in_.blkp(block); }
   Index last(Index block) const { return in_.blkp(block + 1) - 1; }
-  /// All that is not preserved lies off the blocks.
+  /// Returns whether the entry lies above the block that begins at k1. If the matrix is not preserved, only
+  /// such entries are given.
   bool above(Index row, Index k1) const { return !in_.preserved || row < k1; }
 
   const OffDiagonalInput& in_;
@@ -40,7 +51,7 @@ class OffDiagonalRows {
   const OneBased<int> row_position_;
 };
 
-Wide OffDiagonalRows::count() {
+Wide OffDiagonalRows::count_entries() {
   Wide below = 0;
   std::fill_n(offp_.data(), n_ + 1, 0);
   const Columns& m = in_.matrix;
@@ -62,8 +73,7 @@ Wide OffDiagonalRows::count() {
   return below;
 }
 
-/// Backward, from the ends of the rows, so that each row has ascending columns.
-void OffDiagonalRows::fill() {
+void OffDiagonalRows::fill_rows() {
   const Columns& m = in_.matrix;
   for (Index b = in_.nblks; b >= 1; --b) {
     const Index k1 = first(b);
@@ -86,9 +96,9 @@ Wide ma38_offdiag_rows(const OffDiagonalInput& input, OneBased<int> offp, OneBas
                        OneBased<double> offx, OneBased<int> work) {
   OffDiagonalRows rows(input, offp, offi, offx, work);
   rows.invert_rows();
-  const Wide below = rows.count();
-  rows.sum();
-  rows.fill();
+  const Wide below = rows.count_entries();
+  rows.find_ends();
+  rows.fill_rows();
   return below;
 }
 

@@ -1,3 +1,14 @@
+// The entries of a matrix are grouped by the pivot at which a replay needs them: a counting sort by arrows.
+//
+//   1. Count the entries of each arrow, and those above and below the blocks.
+//   2. Turn the counts into the ends of the arrows.
+//   3. Visit the entries again, and put each one at the end of what is free in its arrow.
+//
+// A matrix that is not preserved gives way to its own arrows. They need a second copy of the entries for a
+// while: step 3 writes them `shift` places above their own, while the entries above the blocks move to the
+// front, and then they come down in one piece. The order of the entries within an arrow fixes the rounding of
+// the replay where it adds them to others; it follows from the order of the visits.
+
 #include "sparse/ma38/matrix/prior_pattern.h"
 
 #include <algorithm>
@@ -6,19 +17,20 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
+/// Groups the entries; count(), sum() and one of the fills run in this order.
 class ArrowMaker {
  public:
   ArrowMaker(const PatternInput& input, OneBased<int> begin, PatternCounts& counts)
       : in_(input), matrix_(input.matrix), first_(input.blkp(1)), begin_(begin), counts_(counts) {}
 
-  /// The entries of arrow k in begin(k). Returns their sum.
+  /// Counts the entries of arrow k in begin(k). Returns their sum.
   Wide count();
-  /// Makes begin(k) the end of arrow k, which fill() brings down to its start.
+  /// Makes begin(k) the end of arrow k; the fills bring it down to the start.
   void sum(Index start);
   /// Writes the arrows.
   void fill(const Space& space) const;
-  /// Not preserved: writes them `shift` places above their own, and what lies above the blocks moves down to
-  /// place 1, by original columns.
+  /// Writes the arrows of a matrix that is not preserved `shift` places above their own, and moves the
+  /// entries above the blocks down to place 1, by original columns.
   void fill_and_pack(const Space& space, Index shift) const;
 
  private:
@@ -30,10 +42,10 @@ class ArrowMaker {
   Target target(const Space& space, Index shift) const;
   Index blocks() const { return in_.blkp.size() - 1; }
   Range block(Index b) const { return {in_.blkp(b), in_.blkp(b + 1) - 1}; }
-  /// The block of a position; `near` is that of another one.
+  /// Returns the block of a position. `near`, the block of the last one asked for, saves the look-up mostly.
   Range block_of(Index position, const Range& near) const;
   void report_below(Index p) const;
-  /// visit(j, column, block) for each column, by its number and its position.
+  /// Calls visit(j, column, block) for each column: its number, its position, and the range of its block.
   template <class Visit>
   void each_column(Visit visit) const;
 
@@ -110,7 +122,8 @@ void ArrowMaker::sum(Index start) {
   }
 }
 
-/// Where the arrows are written, from their ends, by positions.
+/// Writes entries to the ends of what is free in their arrows; all three pointers are shifted to take
+/// positions.
 struct ArrowMaker::Target {
   int *end, *words;
   double* reals;
@@ -162,7 +175,7 @@ void ArrowMaker::fill_and_pack(const Space& space, Index shift) const {
   matrix_.ap(matrix_.ap.size()) = static_cast<int>(to);
 }
 
-/// Room for the arrows at the heads, which counts as used.
+/// Reserves room for the arrows at the heads. False: a shortage.
 bool take_heads(Space& space, Wide entries, const Results& results) {
   const bool ints = space.free_ints() >= entries || space.lack_ints(results, entries - space.free_ints());
   const bool reals = space.free_reals() >= entries || space.lack_reals(results, entries - space.free_reals());
@@ -172,7 +185,7 @@ bool take_heads(Space& space, Wide entries, const Results& results) {
   return true;
 }
 
-/// The arrows stand right behind what lies above the blocks.
+/// Moves the arrows down to stand directly behind the entries above the blocks, and the heads with them.
 void settle_heads(Space& space, Index shift, Wide entries, const PatternCounts& counts) {
   const Index begin = static_cast<Index>(counts.above) + 1, end = begin + static_cast<Index>(entries);
   int* const words = space.ints.data() + (begin - 1);

@@ -1,4 +1,5 @@
-// Dump of the kept factors: where they are, how they are laid out, what they contain.
+// The dump of factors: where they are, how they are laid out, what they contain. Nothing of the LU elements
+// is read before elements_are_sound() has passed them.
 
 #include "sparse/ma38/print/lines.h"
 
@@ -8,7 +9,8 @@ namespace {
 
 using namespace print_texts;
 
-/// An LU element, `begin` being the position of its first word and `reals` of its first real.
+/// Views an LU element; `begin` is the position of its first word in INDEX, `reals` of its first real in
+/// VALUE.
 struct Element {
   OneBased<const int> words;
   Index reals;
@@ -28,7 +30,8 @@ struct Element {
   Index reals_end() const {
     return reals + static_cast<Index>(element_reals(pivots(), l_length(), u_length())) - 1;
   }
-  /// Where row i <= K + L length of pivot column j is, where pivot row i of U column j is.
+  /// Return the position in VALUE of row i <= K + L length in pivot column j, and of pivot row i in column j
+  /// of U, where columns 1 .. K are those of the pivots.
   Index of_lower(Index i, Index j) const { return reals + (j - 1) * (pivots() + l_length()) + i - 1; }
   Index of_upper(Index i, Index j) const {
     return j <= pivots() ? of_lower(i, j)
@@ -36,6 +39,7 @@ struct Element {
   }
 };
 
+/// Dumps the factors of one call.
 class FactorDump {
  public:
   FactorDump(const Dump& dump, const PrintArguments& a, const KeptFactors& factors)
@@ -193,7 +197,8 @@ void FactorDump::off_diagonal() const {
   compressed(kRowLine, top_.offp(), factors_.nzoff, factors_.offi, factors_.offx);
 }
 
-/// `entries` indices and values, parted by `pointers`. What a damaged pointer shows outside is left out.
+/// Dumps compressed rows or columns: `entries` indices and values, which `pointers` divides. A damaged
+/// pointer is cut to the range of the entries.
 void FactorDump::compressed(const char* label, OneBased<const int> pointers, Index entries, Index indices,
                             Index values) const {
   dump_.list(pointers.size() - 1, [&](Index j) {

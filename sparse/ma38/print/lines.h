@@ -1,6 +1,6 @@
 #pragma once
 
-// How the argument dumps write: by the print protocol, which is silent.
+// Writes the lines of a dump through the print protocol of frame/, which is silent in this library.
 
 #include <algorithm>
 #include <cstring>
@@ -13,7 +13,7 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// What unit and print level let through.
+/// Writes what unit and print level admit.
 class Dump {
  public:
   explicit Dump(const int* icntl)
@@ -23,7 +23,7 @@ class Dump {
   bool shows_layout() const { return level_ >= 5; }
   Index shown(Index count) const { return level_ >= 4 ? count : std::min<Index>(count, 10); }
 
-  /// A format and the values it has places for.
+  /// Writes a line: a format, and the values that fill its places.
   template <class... Items>
   void line(const char* format, const Items&... items) const {
     const PrintControl control{0, unit_, 0, format, 0};
@@ -31,7 +31,7 @@ class Dump {
     (item(items), ...);
     write_end();
   }
-  /// Calls `write(k)` for k = 1, 2, .. and ends a list that is cut with dots.
+  /// Calls `write(k)` for k = 1, 2, .. , and writes dots if the level cuts the list short.
   template <class Write>
   void list(Index count, const Write& write) const {
     for (Index k = 1; k <= shown(count); ++k) write(k);
@@ -51,9 +51,8 @@ class Dump {
   const int unit_, level_;
 };
 
-/// Dumps factors that locate_factors found good (factors.cpp). Nothing is read before the collection of
-/// LU elements is found sound. At the input of a refactorisation only the pattern is there to be read: the
-/// matrix lies on the rest.
+/// Dumps factors that locate_factors() or, on entry to ma38bd_, locate_pattern() has found good
+/// (factors.cpp). On entry to ma38bd_ only the pattern is read: the new matrix has overwritten the rest.
 void dump_factors(const Dump& dump, const PrintArguments& arguments, const KeptFactors& factors);
 
 }  // namespace ma38

@@ -1,5 +1,5 @@
-// Dump of the arguments and results of a routine. It may be called before the arguments are checked, so it
-// reads nothing of an array that the checks of the routine would not have cleared.
+// The dump of the arguments and results of a routine. It runs before the routine checks its arguments, so it
+// makes the same checks itself before it reads an array.
 
 #include "sparse/ma38/print/lines.h"
 
@@ -11,8 +11,8 @@ using namespace print_texts;
 
 bool failed(const PrintArguments& a) { return a.output && ma38_info(a.info, MA38_INFO_STATUS) < 0; }
 
-/// Not good where the routine has no factors, or damaged ones. A refactorisation comes with the pattern
-/// alone.
+/// Locates the factors; not good where the routine has none, or damaged ones. On entry to ma38bd_ only the
+/// pattern is there.
 KeptFactors find_factors(const PrintArguments& a) {
   const bool absent = failed(a) || (a.who == kFactor && !a.output);
   if (absent) return KeptFactors{};
@@ -98,7 +98,7 @@ void dump_vector(const Dump& dump, const double* vector, Index n) {
   dump.list(n, [&](Index k) { dump.line(kNumberedValue, k, x(k)); });
 }
 
-// B, X and W are known to have n elements only if the factors are of that order.
+// B, X and W certainly have n elements only if the factors are of order n: n itself may be wrong.
 
 void dump_right_hand_side(const Dump& dump, const PrintArguments& a, const KeptFactors& factors) {
   dump.line(kRightHandSide, a.n);

@@ -1,16 +1,16 @@
 #pragma once
 
-// The dump of the arguments.
+// Dumps of the arguments of a routine, on entry and on return, for ICNTL(3) of at least 3.
 
 #include "sparse/ma38/report/messages.h"
 
 namespace corvidnum {
 namespace ma38 {
 
-/// Arguments of the routine that dumps; null where it has none.
+/// The arguments of the routine that dumps; null where it does not have one.
 struct PrintArguments {
   Who who;
-  bool output;
+  bool output;  // on return, when INFO and RINFO are set
   int n, ne, job, trans, lvalue, lindex, lw;
   const double* value;
   const int* index;
@@ -23,6 +23,7 @@ struct PrintArguments {
   const int* info;
   const double* rinfo;
 };
+/// Dumps the arguments, the factors among them, if ICNTL(2) and ICNTL(3) ask for it.
 void ma38_print(const PrintArguments& arguments);
 
 }  // namespace ma38

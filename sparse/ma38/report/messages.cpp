@@ -1,4 +1,4 @@
-// Status and messages of the multifrontal solver, by the print protocol, which is silent.
+// Sets statuses and issues messages: one table has the format of each by routine, code and detail.
 
 #include "sparse/ma38/report/messages.h"
 #include "frame/numeric_runtime.h"
@@ -8,7 +8,9 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
+/// What the places of a message are filled with.
 enum Holds { kNothing, kCount, kNegatedCount, kAnEntry };
+/// The values of the detail that a message is for, where one code has two messages.
 enum For {
   kAny,
   kDetailNegative,
@@ -124,7 +126,7 @@ void ma38_set_info(Who who, const int* icntl, int& status, int code, int detail)
                       (status == MA38_STATUS_VALUE_TOO_SHORT && code == MA38_STATUS_INDEX_TOO_SHORT);
     status = both ? int{MA38_STATUS_BOTH_TOO_SHORT} : code;
   } else if (code > 0 && status >= 0 && (status / code) % 2 == 0) {
-    status += code;  // codes of warnings are bits
+    status += code;  // warnings are powers of 2, and this one is not in the sum yet
   }
   const int level = controls(MA38_ICNTL_PRINT_LEVEL);
   if ((code < 0 && level >= 1) || (code > 0 && level >= 2))

@@ -11,7 +11,8 @@ namespace texts {
 
 constexpr char kFactorOrder[] = "(\002MA38AD: N less than one!\002)";
 constexpr char kFactorEntryCount[] = "(\002MA38AD: NE less than one!\002)";
-/// The figure itself is enough, here and below: the wording stays.
+/// A length equal to the number is enough, although the text says greater, here and below: the contract fixes
+/// the wording.
 constexpr char kFactorIndex[] = "(\002MA38AD: LINDEX too small!  Must be greater than \002,i12)";
 constexpr char kFactorValue[] = "(\002MA38AD: LVALUE too small!  Must be greater than \002,i12)";
 constexpr char kFactorInvalid[] =
