@@ -18,11 +18,10 @@ inline Wide btf_work(Wide n) { return 5 * n + 1; }
 /// Finds the block upper triangular form and, unless the matrix is preserved, permutes the matrix to it in
 /// place. If there is only one block, nothing is permuted, and the contents of the arrays below have no
 /// meaning.
-/// @param matrix    n columns with nz entries in all, none twice. Not preserved: ai and ax have 2 nz places;
-/// out:
-///                  the entries off the blocks at places 1 .. nzoff, in storage order, ap by original column,
-///                  rows original; directly behind them the entries of the blocks, position by position, with
-///                  rows counted from the block's first
+/// @param matrix    n columns with nz entries in all, none twice. Not preserved: ai and ax have 2 nz places
+///                  and leave with the entries off the blocks at places 1 .. nzoff, in storage
+///                  order, ap by original column, rows original; directly behind them the entries of the
+///                  blocks, position by position, with rows counted from the block's first
 /// @param rperm, cperm [n] out: the original row and column at each position
 /// @param starts    [n+1] out: if preserved, the position of each row; else the place where the entries of
 ///                  each position's column begin in its block, and their end
