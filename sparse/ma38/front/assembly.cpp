@@ -1,7 +1,16 @@
-// Assembly into the front, and renewal of degree bounds.
+// Assembly into the front, and renewal of degree bounds, after rows and columns have come into the front.
 //
-// For a live element e met in this front, rt(e) - stamp of its columns and ro(e) - stamp of its rows lie
-// outside. While e hangs in the chain of a scan, one of its counters is minus the next of the chain.
+//   1. Count, for each element with a tuple in a newcomer, how many of its live rows and columns are outside
+//      the front: ro(e) - stamp and rt(e) - stamp.
+//   2. Scan the columns: an element whose rows are all inside gives the column away, or all its columns that
+//      are inside at once; if its columns are all inside, too, it is absorbed. Original entries in rows of
+//      the front move there.
+//   3. Scan the rows likewise, for elements whose columns are all inside.
+// Each scan also lowers the degree bound of its column or row to what its elements and entries have outside.
+//
+// During a scan, elements that have given away all they have inside are linked: ro(e), in the scan of rows
+// rt(e), is minus the next one, and of the last one -(nd + 1). restore() walks that list and sets the
+// counters back to the stamp, which means that nothing is outside.
 
 #include <limits>
 
@@ -14,9 +23,9 @@ namespace {
 
 // ---- Counting
 
-// Most scans of an old member of the front find nothing to assemble. It is marked when an element that it is
-// part of gets complete, or when it comes in; the elements of one without a mark all reach outside. The pivot
-// and, in the first scans of a front, all members are new anyway.
+// Rescanning a row or column that was in the front before usually finds nothing: each of its elements still
+// has a part outside. Only members with a mark need the scan; a mark is set when the member enters the front
+// or when one of its elements loses its last row (column) outside. The first assembly of a front scans all.
 int& column_mark(const Frontal& f, Index column) { return f.word(f.cp(column), kColumnMark); }
 int& row_mark(const Frontal& f, Index row) { return f.row_marks(row); }
 
@@ -42,15 +51,15 @@ void mark_rows_of(const Frontal& f, Index e) {
   }
 }
 
-/// The element is met for the first time in this front.
-void meet(Frontal& f, Index e) {
+/// Sets the counters of an element that is counted for the first time in this front: all is outside.
+void start_counting(Frontal& f, Index e) {
   const Index element = f.rp(e);
   f.rt(e) = to_int(f.stamp + f.word(element, kLiveColumns));
   f.ro(e) = to_int(f.stamp + f.word(element, kLiveRows));
 }
 
-/// The object's elements have one column (of `counter` rt) or row (ro) more inside; `complete` learns of
-/// those for which that was the last.
+/// Lowers, for each element of the object's tuples, the count of columns (`counter` is rt) or rows (ro)
+/// outside. Calls complete(e) for those that have none left.
 template <class Complete>
 void count_tuples(Frontal& f, const Object& object, const OneBased<int>& counter, Complete complete) {
   const int stamp = to_int(f.stamp);
@@ -60,7 +69,7 @@ void count_tuples(Frontal& f, const Object& object, const OneBased<int>& counter
     const int e = *tuple;
     if (outside[e] < stamp) {
       if (outside[e] < 0) continue;  // dead
-      meet(f, e);
+      start_counting(f, e);
     }
     const int left = --outside[e];
     if (left == stamp) complete(e);
@@ -91,7 +100,7 @@ void count_arrivals(Frontal& f, const Arrivals& arrivals) {
 
 // ---- Elements
 
-/// Adds column `offset` of the element, in the rows that are alive and inside.
+/// Adds column `offset` of the element to a column of the front, in the rows that are live and inside.
 void add_column(const Frontal& f, const Waiting& element, Index offset, Index front_column) {
   const double* from = element.column(offset);
   double* to = f.front.column_at(front_column);
@@ -102,7 +111,7 @@ void add_column(const Frontal& f, const Waiting& element, Index offset, Index fr
   }
 }
 
-/// The same for an element whose rows that are alive are all inside.
+/// Adds a column of an element whose live rows are all inside.
 void add_complete_column(const Frontal& f, const Waiting& element, Index offset, Index front_column) {
   if (f.word(element.object, kLiveRows) != element.row_count) {
     add_column(f, element, offset, front_column);
@@ -114,7 +123,7 @@ void add_complete_column(const Frontal& f, const Waiting& element, Index offset,
   for (Index i = 0; i < element.row_count; ++i) to[map[element.rows[i]]] += from[i];
 }
 
-/// Adds row `offset` of the element over all columns that are alive; they are all inside.
+/// Adds row `offset` of the element over its live columns, which are all inside.
 void add_row(const Frontal& f, const Waiting& element, Index offset, Index front_row) {
   for (Index j = 0; j < element.column_count; ++j) {
     const int column = element.columns[j];
@@ -123,7 +132,7 @@ void add_row(const Frontal& f, const Waiting& element, Index offset, Index front
   }
 }
 
-/// Adds all that is alive; the element is dead, its reals are a hole.
+/// Adds all that is live and drops the element; its reals become a hole.
 void absorb(Frontal& f, Index e) {
   const Waiting element = waiting(f, e);
   for (Index j = 0; j < element.column_count; ++j) {
@@ -146,8 +155,8 @@ void absorb(Frontal& f, Index e) {
   f.store.release_reals(object);
 }
 
-/// All rows of e are inside: its columns that are inside go at once.
-void take_columns(Frontal& f, Index e, Index& chain) {
+/// Assembles the columns of e that are inside, all at once. All its rows must be inside.
+void assemble_columns(Frontal& f, Index e, Index& chain) {
   const Waiting element = waiting(f, e);
   for (Index j = 0; j < element.column_count; ++j) {
     const int column = element.columns[j];
@@ -160,8 +169,8 @@ void take_columns(Frontal& f, Index e, Index& chain) {
   chain = e;
 }
 
-/// All columns of e are inside: its rows that are inside go at once.
-void take_rows(Frontal& f, Index e, Index& chain) {
+/// Assembles the rows of e that are inside, all at once. All its columns must be inside.
+void assemble_rows(Frontal& f, Index e, Index& chain) {
   const Waiting element = waiting(f, e);
   for (Index j = 0; j < element.column_count; ++j) {
     const int column = element.columns[j];
@@ -176,8 +185,9 @@ void take_rows(Frontal& f, Index e, Index& chain) {
   chain = e;
 }
 
-/// A tuple of a column whose element has all rows inside.
-void settle_column_tuple(Frontal& f, Index e, Index offset, Index column, Index& chain) {
+/// Assembles what the tuple's element e, whose rows are all inside, can give: all of it, or this column if
+/// most of its columns are outside, or all columns that are inside.
+void assemble_column_tuple(Frontal& f, Index e, Index offset, Index column, Index& chain) {
   if (f.ro(e) < 0) return;  // dead, or taken in this scan
   if (e <= f.n) f.chain.note_child(e);
   const Index outside = f.rt(e) - f.stamp;
@@ -189,12 +199,13 @@ void settle_column_tuple(Frontal& f, Index e, Index offset, Index column, Index&
     element.columns[offset - 1] = -element.columns[offset - 1];
     --f.word(element.object, kLiveColumns);
   } else {
-    take_columns(f, e, chain);
+    assemble_columns(f, e, chain);
   }
 }
 
-/// A tuple of a row whose element has all columns inside.
-void settle_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& chain) {
+/// Assembles what the tuple's element e, whose columns are all inside, can give: this row if most of its rows
+/// are outside, or all rows that are inside.
+void assemble_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& chain) {
   if (f.rt(e) < 0) return;
   if (e <= f.n) f.chain.note_child(e);
   const Index outside = f.ro(e) - f.stamp;  // above 0: else the scan of columns has absorbed e
@@ -204,20 +215,20 @@ void settle_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& chain
     element.rows[offset - 1] = -element.rows[offset - 1];
     --f.word(element.object, kLiveRows);
   } else {
-    take_rows(f, e, chain);
+    assemble_rows(f, e, chain);
   }
 }
 
 // ---- Scans
 
-/// What the elements of tuples have outside.
+/// Sums what the elements of tuples have outside.
 class OutsideSum {
  public:
   OutsideSum(const Frontal& f, const OneBased<int>& counter)
       : counter_(counter.data() - 1), one_(f.stamp + 1) {}
 
-  /// Adds up until the sum is seen to be at `limit` or the next element has nothing outside; that tuple, or
-  /// `end`.
+  /// Adds the counts of the tuples' elements in order. Stops at the first element that has nothing outside,
+  /// or once the sum has reached `limit`. Returns the tuple where it stopped, or `end`.
   const int* add(const int* tuple, const int* end, Wide limit) {
     for (; end - tuple >= 8; tuple += 8) {
       if (sum_ >= limit) return tuple;
@@ -241,15 +252,15 @@ class OutsideSum {
 
 constexpr Wide kNoLimit = std::numeric_limits<Wide>::max();
 
-/// Those tuples stay, in order, whose elements reach outside; `settle` gets the others. Returns how many
-/// stay.
-template <class Settle>
-Index keep_tuples(Frontal& f, const Object& object, OutsideSum& outside, Settle settle) {
+/// Keeps the tuples whose elements reach outside, in order, and calls assemble(e, offset) for the others.
+/// Returns how many stay.
+template <class Assemble>
+Index keep_tuples(Frontal& f, const Object& object, OutsideSum& outside, Assemble assemble_tuple) {
   const int* const end = object.tuples + 2 * object.tuple_count;
   const int* from = outside.add(object.tuples, end, kNoLimit);
   int* to = object.tuples + (from - object.tuples);
   while (from != end) {
-    settle(from[0], from[1]);
+    assemble_tuple(from[0], from[1]);
     const int* const next = outside.add(from + 2, end, kNoLimit);
     for (from += 2; from != next; ++from) *to++ = *from;
   }
@@ -258,13 +269,13 @@ Index keep_tuples(Frontal& f, const Object& object, OutsideSum& outside, Settle 
   return kept;
 }
 
-/// The first `kept` entries of the object are packed at its end.
+/// Packs the first `kept` entries of the object at its end.
 void pack_at_end(const Object& object, Index kept) {
   std::memmove(object.entries + (object.entry_count - kept), object.entries,
                static_cast<std::size_t>(kept) * sizeof(int));
 }
 
-/// Entries before the first that is inside by `map`.
+/// Returns the number of entries before the first that is inside by `map`.
 Index outside_entries(const Object& object, const OneBased<int>& map, int outside) {
   const int* const place = map.data() - 1;
   Index i = 0;
@@ -272,8 +283,8 @@ Index outside_entries(const Object& object, const OneBased<int>& map, int outsid
   return i;
 }
 
-/// Original entries of the column in rows of the front move there. Returns how many are left.
-Index take_column_entries(Frontal& f, Index column, const Object& object) {
+/// Moves the column's original entries in rows of the front there. Returns how many are left.
+Index assemble_entries(Frontal& f, Index column, const Object& object) {
   Index kept = outside_entries(object, f.front.row_place, kOutsideRow);
   if (kept == object.entry_count) return kept;
   double* values = &f.space.reals(f.word(object.at, kValues));
@@ -296,8 +307,8 @@ Index take_column_entries(Frontal& f, Index column, const Object& object) {
   return kept;
 }
 
-/// Original entries of the row that have come inside are forgotten. Long rows are left as they are: their
-/// scan would cost more than it brings. Returns how many are left.
+/// Drops the row's original entries in columns of the front, whose values the columns have brought. Leaves
+/// long rows as they are: their scan would cost more than it brings. Returns how many are left.
 Index drop_row_entries(Frontal& f, Index row, const Object& object) {
   if (object.entry_count > std::max<Wide>(f.dense_limit, f.front.max_columns)) return object.entry_count;
   Index kept = outside_entries(object, f.front.column_offset, kOutsideColumn);
@@ -312,7 +323,7 @@ Index drop_row_entries(Frontal& f, Index row, const Object& object) {
   return kept;
 }
 
-/// The bound falls to `limit`, or to what the elements of the object and `entries` have outside.
+/// Returns the lower of `limit` and what the elements of the object and `entries` have outside.
 int lowered(const Object& object, bool summed, OutsideSum& outside, Index entries, Wide limit) {
   if (!summed) outside.add(object.tuples, object.tuples + 2 * object.tuple_count, limit - entries);
   return to_int(std::min(limit, outside.sum() + entries));
@@ -323,10 +334,10 @@ void scan_column(Frontal& f, Index column, bool marked, Index& chain) {
   OutsideSum outside(f, f.ro);
   if (marked) {
     f.word(object.at, kTuples) = to_int(keep_tuples(f, object, outside, [&](Index e, Index offset) {
-      settle_column_tuple(f, e, offset, column, chain);
+      assemble_column_tuple(f, e, offset, column, chain);
     }));
   }
-  const Index entries = take_column_entries(f, column, object);
+  const Index entries = assemble_entries(f, column, object);
   int& degree = f.word(object.at, kDegree);
   degree =
       lowered(object, marked, outside, entries, std::min<Wide>(degree, f.remaining - 1 - f.front.row_count));
@@ -337,7 +348,7 @@ void scan_row(Frontal& f, Index row, bool marked, Index& chain) {
   OutsideSum outside(f, f.rt);
   if (marked) {
     f.rt(row) = to_int(keep_tuples(
-        f, object, outside, [&](Index e, Index offset) { settle_row_tuple(f, e, offset, row, chain); }));
+        f, object, outside, [&](Index e, Index offset) { assemble_row_tuple(f, e, offset, row, chain); }));
   }
   const Index entries = drop_row_entries(f, row, object);
   int& degree = f.word(object.at, kDegree);
@@ -345,7 +356,7 @@ void scan_row(Frontal& f, Index row, bool marked, Index& chain) {
                    std::min<Wide>(degree, f.remaining - 1 - f.front.column_count));
 }
 
-/// What has been taken in a scan has nothing outside in that direction.
+/// Sets back the counters that link the elements of a scan: they have nothing outside in that direction.
 void restore(const Frontal& f, Index chain, OneBased<int> counter) {
   while (chain != f.nd + 1) {
     const Index next = -counter(chain);

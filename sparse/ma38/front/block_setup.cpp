@@ -1,4 +1,4 @@
-// A diagonal block on its way into the kernel and back.
+// Takes a diagonal block through the kernel: column objects in, factors and permutations out.
 
 #include "sparse/ma38/front/frontal.h"
 

@@ -1,9 +1,10 @@
-// The columns of a block become objects of the kernel's store:
+// Makes the columns of a block objects of the kernel's store:
 //
 //   | permutations of the block | cp | row_map | col_map | scratch | heads | rp | rt | ro | columns |  free
 //   |  n, n: several blocks     |  n each                                | n + dn each  |
 //
-// What the kernel leaves of a block of its own are the permutations of the matrix themselves.
+// If the matrix is a single block, the kernel writes the matrix's permutations directly; otherwise it gets
+// two vectors of its own, which block_setup.cpp composes with the block's slices.
 
 #include <algorithm>
 #include <cmath>

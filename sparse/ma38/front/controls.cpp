@@ -1,3 +1,5 @@
+// Reads the controls of the frontal kernel, clamped to what makes sense.
+
 #include "sparse/ma38/front/block.h"
 
 namespace corvidnum {

@@ -1,3 +1,5 @@
+// Degree lists: chains of newcomers and of columns put back, over ordered sets (see the header).
+
 #include "sparse/ma38/front/degree_lists.h"
 
 namespace corvidnum {

@@ -1,4 +1,8 @@
-// Storing of batches as LU elements, end of a front, end of the block.
+// Stores batches of pivots as LU elements at the tails, ends a front, and ends the block:
+//   store_batch  writes the pivot rows and columns, their lists and the children assembled for them;
+//   end_front    renews degree bounds, and leaves what is not eliminated as a contribution block with a tuple
+//                in each of its rows and columns;
+//   end_block    makes the pivot order and tells lists and children by positions in it.
 
 #include <climits>
 #include <cstdlib>
@@ -12,7 +16,8 @@ namespace {
 
 // ---- Storing a batch
 
-/// How the element was assembled: whole, with its rows complete, or with its columns complete.
+/// Returns the code of a child by how it was assembled: whole, by columns with its rows complete, or by rows
+/// with its columns complete.
 Index child_code(const Frontal& f, Index e) {
   if (f.rt(e) == f.dead_mark()) return e + kWhole * f.n;
   return e + (f.ro(e) == f.stamp ? kRowsComplete : kColumnsComplete) * f.n;
@@ -33,7 +38,7 @@ void store_integers(Frontal& f, Index lu, Index rows, Index columns) {
   f.chain.take_children([&f, &to](Index e) { *to++ = to_int(child_code(f, e)); });
 }
 
-/// Pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
+/// Writes pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
 void store_reals(const Frontal& f, Index rows, Index columns) {
   double* to = f.space.reals.data() + (f.space.xtail - 1);
   const auto copy_pivot_rows = [&](const double* column) {
@@ -96,9 +101,10 @@ void finish_chain(Frontal& f) {
                                  f.chain.peak() + Wide{f.chain.largest_rows()} * f.chain.largest_columns());
 }
 
-/// Bounds count the whole remainder again. Columns go back to their lists in the order of their numbers: on
-/// patterns that are symmetric the row rule, which takes the lowest number among equals, then leads to the
-/// diagonal. In the order of fcols pivots off the diagonal, with large multipliers, would pile up.
+/// Adds to the bounds what the front's other rows or columns have, and returns the columns to their lists.
+/// They go back to their lists in the order of their numbers: on patterns that are symmetric the row rule,
+/// which takes the lowest number among equals, then leads to the diagonal. In the order of fcols pivots off
+/// the diagonal, with large multipliers, would pile up.
 void renew_degrees(Frontal& f) {
   for (Index j = 1; j <= f.front.column_count; ++j) {
     int& degree = column_degree(f, f.front.columns(j));
@@ -112,8 +118,8 @@ void renew_degrees(Frontal& f) {
   }
 }
 
-/// Counters of this front are out of date for the next. The stamp starts anew before a counter could
-/// overflow.
+/// Raises the stamp above all counters of this front, which so become out of date. Starts it anew, and the
+/// counters with it, before one could overflow.
 void advance_stamp(Frontal& f) {
   f.stamp += 1 + f.largest_front;
   if (f.stamp + f.n < INT_MAX) return;
@@ -124,7 +130,7 @@ void advance_stamp(Frontal& f) {
   }
 }
 
-/// The live part stays where it is, and the head ends behind it.
+/// Leaves the live part where it is, and ends the head behind it.
 void leave_in_place(Frontal& f, Index object) {
   f.word(object, kLeading) = to_int(f.front.max_rows);
   f.word(object, kValues) = to_int(f.store.front());
@@ -132,7 +138,7 @@ void leave_in_place(Frontal& f, Index object) {
   f.store.append_owner(object);
 }
 
-/// The live part moves into the largest hole.
+/// Copies the live part into the hole in use.
 void copy_to_hole(Frontal& f, Index object) {
   f.word(object, kLeading) = to_int(f.front.row_count);
   double* to = &f.space.reals(f.store.place_in_hole(object, f.front.row_count * f.front.column_count));
@@ -142,7 +148,7 @@ void copy_to_hole(Frontal& f, Index object) {
   f.store.close_front(0);
 }
 
-/// What is left becomes the element named by the last pivot row.
+/// Makes what is left of the front the contribution block of element e. False: a shortage.
 bool make_contribution(Frontal& f, Index e) {
   if (!f.store.room_for_ints(kContributionWords)) return false;
   const Index object = f.space.push_ints(kContributionWords);
@@ -166,14 +172,14 @@ bool make_contribution(Frontal& f, Index e) {
 
 // ---- Tuples of the new element
 
-/// Length of a copy with room for more tuples, `header` words included.
+/// Returns the length of a copy with room for more tuples, `header` words included.
 Index longer_length(const Frontal& f, Index header, Index tuples, Index entries) {
   const Index need = entries + 2 + 2 * tuples;
   return std::min(need + std::max<Index>(need, 16), f.n + 2 * f.nd) + header;
 }
 
-/// Copies an object to the head of the integers, with more room in front of its entries. The copy; 0: a
-/// shortage. The old object is a gap from now on.
+/// Copies an object to the head of the integers, with more room in front of its entries, and makes the old
+/// one a gap. Returns the copy; 0: a shortage.
 template <class View>
 Index enlarge(Frontal& f, Index header, View view) {
   const Object before = view();
@@ -261,8 +267,8 @@ namespace {
 
 // ---- End of the block
 
-/// What a singular block leaves: rows and columns without pivot take the positions after the last one, and
-/// nothing of the block's objects counts as needed any more.
+/// Gives the rows and columns of a singular block that have no pivot the positions after the last one, and
+/// releases their objects' needs.
 void place_the_rest(Frontal& f) {
   Index last_row = f.pivots, last_column = f.pivots;
   for (Index i = 1; i <= f.n; ++i) {
@@ -292,7 +298,7 @@ void close_elements(Frontal& f) {
   f.contribution_reals = 0;
 }
 
-/// The lists hold the pivots from the top down; turned round they are the pivot order, and the maps its
+/// Turns the lists round, which hold the pivots from the top down: so they are the pivot order; and makes its
 /// inverse.
 void make_pivot_order(Frontal& f) {
   std::reverse(f.front.rows.data(), f.front.rows.data() + f.n);
@@ -323,8 +329,8 @@ Index length_of(const Frontal& f, Index lu) {
   return kElementLists + f.word(lu, kElementL) + f.word(lu, kElementU) + f.word(lu, kElementChildren);
 }
 
-/// Pointers to the elements, which stand in the reverse order of their storing, and their ordinals in
-/// `scratch` by the row that names them.
+/// Writes the pointers to the elements, which stand in the reverse order of their storing, and their ordinals
+/// by the row that names them.
 void number_elements(Frontal& f) {
   const Index pointers = f.space.itail + kBlockPointers - 1, first = pointers + f.elements + 1;
   Index last_pivot = f.pivots;
@@ -337,7 +343,7 @@ void number_elements(Frontal& f) {
   }
 }
 
-/// Lists and children of an element by pivot positions and ordinals; its reals count from the block's.
+/// Tells lists and children of an element by pivot positions and ordinals, and its reals from the block's on.
 void renumber(Frontal& f, Index lu) {
   int* words = &f.word(lu, 0);
   words[kElementReals] = to_int(words[kElementReals] - f.space.xtail + 1);

@@ -1,4 +1,8 @@
-// Forming of the front around its first pivot.
+// Forms a front around its first pivot:
+//   1. its columns are those of the pivot row; its rows, those of the pivot column, come from the search;
+//   2. its limits are these counts times the growth control;
+//   3. the live part stands in list order, the pivot in the last row and column;
+//   4. its room is taken at the head of the reals and cleared, and its columns leave the degree lists.
 
 #include "sparse/ma38/front/steps.h"
 
@@ -12,7 +16,7 @@ void push_column(Front& front, Index column) {
   front.columns(++front.column_count) = static_cast<int>(column);
 }
 
-/// Fcols: all columns of the pivot row; those that are pivotal by now are not pushed.
+/// Lists all columns of the pivot row, but for those that are pivotal by now.
 void list_columns(Frontal& f, Index pivot_row) {
   f.front.column_count = 0;
   const Object row = row_object(f, pivot_row);
@@ -27,13 +31,13 @@ void list_columns(Frontal& f, Index pivot_row) {
   for (Index i = 0; i < row.entry_count; ++i) push_column(f.front, row.entries[i]);
 }
 
-/// The limit of a dimension: its first size times the growth, and no more than is left of the block.
+/// Returns the limit of a dimension: its first size times the growth, and no more than is left of the block.
 Index grown(const Frontal& f, Index count) {
   const double wanted = static_cast<double>(count) * f.controls.growth;
   return wanted < static_cast<double>(f.remaining) ? static_cast<Index>(wanted) : f.remaining;
 }
 
-/// The pivot's slots are the last, the others stand in list order.
+/// Puts the pivot in the last slots and the others in list order.
 void set_maps(Front& front, const Pivot& pivot) {
   Index place = 1;
   while (front.columns(place) != pivot.column) ++place;

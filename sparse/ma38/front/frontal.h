@@ -74,7 +74,7 @@ struct Frontal {
           FactorTotals& totals, const Results& results, Index first_real, const Space::Words& elsewhere);
 };
 
-/// What stands at rp(i).
+/// Returns what stands at rp(i).
 inline ObjectKind kind_of(const Frontal& f, Index i) { return f.store.kind_of(i); }
 
 /// Returns which invariant of the kernel's structures does not hold, or null.
@@ -86,14 +86,15 @@ void set_frontal_checks(bool every_step);
 
 // ---- Columns of the block (column_objects.cpp)
 
-/// Columns of more entries are held as dense ones.
+/// Returns the most entries of a column that is not held as a dense one.
 Index dense_limit(const Block& block, const FrontControls& controls);
 BlockCounts count_block(const Block& block, Index limit);
-/// Words of the kernel's vectors.
+/// Returns the length of the kernel's vectors.
 Wide vector_words(const Block& block, Index dense);
 /// Counts what the block takes as used; false: a shortage, flagged.
 bool room_for_block(const Block& block, const BlockCounts& counts, Space& space, const Results& results);
-// ---- The kernel (frontal_kernel.cpp and the files of its steps)
+
+// ---- The kernel (kernel.cpp and the files of its steps)
 
 /// Builds elements of dense columns, row objects, tuples and degree lists out of the column objects.
 bool prepare_objects(Frontal& f);

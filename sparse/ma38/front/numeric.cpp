@@ -1,11 +1,12 @@
-// Eliminations in a front. A batch of k pivots, kd of them applied to the live part, stands in the corner:
-//
-//             0      fncols      dc-k    dc-1
-//        0    | live |           | L of the |
-//      fnrows |______|           | batch    |
-//             |                  |          |
-//      dr-k   | U of |           | pivot    |
-//      dr-1   | the batch        | block    |   the first pivot last
+// Eliminations in a front, whose picture and invariants are in front.h. After each pivot:
+//   1. choose the column of the front of least degree bound, and assemble it whole, updated by the pending
+//      pivots, in the work column; its new rows come into the front;
+//   2. choose an acceptable row among those that were in the front before; its new columns come in. If they
+//   do
+//      not fit, or there is no such row, the newcomers leave again and the front ends;
+//   3. when enough updates are pending, or the front grows over the batch, apply them to the live part;
+//   4. exchange the pivot's row and column with the last live ones, into the next slot of the corner.
+// Updates are made in the order of elimination: the sums, and so the rounding, depend on it.
 
 #include <cmath>
 
@@ -38,7 +39,7 @@ void retire(Frontal& f, const Pivot& pivot) {
   f.front.column_offset(pivot.column) = kPivotalColumn;
 }
 
-/// A column whose element in the pivot row is infinite or NaN can have no finite factors: it is out for good.
+/// Puts columns whose element in the pivot row is infinite or NaN out for good: they have no finite factors.
 void drop_infinite_columns(Frontal& f, Index pivot_row) {
   for (Index j = 0; j < f.front.column_count; ++j) {
     if (!std::isfinite(f.front.at(pivot_row, j))) column_degree(f, f.front.columns(j + 1)) = dead_column(f);
@@ -69,7 +70,7 @@ void eliminate(Frontal& f, const Pivot& pivot) {
 
 int as_int(Index value) { return static_cast<int>(value); }
 
-/// Products that a plain loop has summed up before a call of the BLAS begins to.
+/// Up to this many products a plain loop is quicker than a call of the BLAS.
 constexpr Index kFewProducts = 128;
 
 void subtract_multiple(const double* __restrict x, double factor, double* __restrict y, Index count) {
@@ -112,7 +113,7 @@ void update_row(const Front& front, Index row, Index first_pending, Index pendin
   dgemv_("T", &m, &n, &kMinusOne, u, &ld, l, &ld, &kOne, y, &ld, 1);
 }
 
-/// Applies the pending pivots to the live part as it was before the extension.
+/// Applies the pending pivots to the live part as it was before the extension (rank-k update).
 void update_live(Frontal& f, const Extent& live) {
   const Index pending = f.front.pending();
   f.results(MA38_RINFO_LEVEL3_FLOPS) +=
@@ -135,7 +136,7 @@ void update_live(Frontal& f, const Extent& live) {
 
 // ---- The next pivot of the same front
 
-/// Of the front's columns that of the least bound, then of the lowest number; 0: none.
+/// Returns the front's column of the least bound, among equals of the lowest number; 0: none.
 Index choose_column(const Frontal& f) {
   Index best = 0, least = 0;
   for (Index j = 1; j <= f.front.column_count; ++j) {
@@ -149,7 +150,7 @@ Index choose_column(const Frontal& f) {
   return best;
 }
 
-/// Adds a value to the work column; its row comes into the front if need be. False: there is no room.
+/// Adds a value to the work column, and its row to the front if need be. False: there is no room.
 bool add_to_work(Frontal& f, double* work, int row, double value) {
   if (f.front.row_place(row) < 0) {
     if (f.front.row_count == f.front.max_rows) return false;
@@ -181,8 +182,8 @@ bool gather_waiting(Frontal& f, Index column, double* work) {
   return true;
 }
 
-/// The whole column as it would be now, in the work column; its new rows are in the front. False: they do not
-/// fit.
+/// Makes the column as it would be after all pivots so far, in the work column; its new rows come into the
+/// front. False: they do not fit.
 bool fill_work_column(Frontal& f, Index column) {
   if (f.front.row_count + f.word(f.cp(column), kOwned) > f.front.max_rows) return false;
   const Index place = f.front.column_offset(column) / f.front.max_rows;
@@ -194,7 +195,8 @@ bool fill_work_column(Frontal& f, Index column) {
   return gather_waiting(f, column, work);
 }
 
-/// A pivot row for the column in the work column, among the rows that were in the front before; 0: none.
+/// Returns a pivot row for the column in the work column, among the rows that were in the front before; 0:
+/// none.
 Index choose_pivot_row(Frontal& f, Index column, Index old_rows) {
   const double* work = f.front.work_column();
   const double amax = largest_magnitude(work, f.front.row_count);
@@ -216,7 +218,7 @@ bool bring_column(Front& front, int column) {
   return true;
 }
 
-/// All columns of the pivot row come into the front. False: they do not fit.
+/// Brings all columns of the pivot row into the front. False: they do not fit.
 bool bring_columns(Frontal& f, Index row) {
   const Object object = row_object(f, row);
   for (Index t = 0; t < object.tuple_count; ++t) {
@@ -234,7 +236,7 @@ bool bring_columns(Frontal& f, Index row) {
   return true;
 }
 
-/// What an extension that failed has brought in leaves again.
+/// Takes out again what an extension that failed has brought in.
 void withdraw(Front& front, const Extent& old) {
   for (; front.row_count > old.rows; --front.row_count)
     front.row_place(front.rows(front.row_count)) = kOutsideRow;
@@ -242,7 +244,8 @@ void withdraw(Front& front, const Extent& old) {
     front.column_offset(front.columns(front.column_count)) = kOutsideColumn;
 }
 
-/// The next pivot, with its new rows and columns in the lists; not found: the front is as before.
+/// Returns the next pivot, its new rows and columns being in the lists. If none is found the front is as
+/// before.
 Pivot next_pivot(Frontal& f, const Extent& old) {
   Pivot pivot;
   if (f.front.row_count == 0) return pivot;
@@ -264,7 +267,7 @@ Pivot next_pivot(Frontal& f, const Extent& old) {
 
 void clear(double* first, Index count) { std::fill(first, first + count, 0.0); }
 
-/// New rows and columns are zero, in the live part and beside the pending pivots.
+/// Clears new rows and columns, in the live part and beside the pending pivots.
 void clear_arrivals(Front& front, const Extent& old) {
   const Index new_rows = front.row_count - old.rows;
   for (Index j = 0; j < front.column_count; ++j) {
@@ -280,7 +283,7 @@ void clear_arrivals(Front& front, const Extent& old) {
     clear(front.column(j) + old.rows, new_rows);
 }
 
-/// The column goes into the next slot, the last live one into its place.
+/// Moves the column into the next slot, and the last live one into its place.
 void move_to_slot_column(Front& front, Index column) {
   const Index place = front.column_offset(column) / front.max_rows, last = front.column_count - 1,
               slot = front.max_columns - front.batch - 1;
@@ -303,7 +306,7 @@ void move_to_slot_column(Front& front, Index column) {
   --front.column_count;
 }
 
-/// The same for the row, over the live columns, the pending pivot columns and that of the new pivot.
+/// Moves the row likewise, over the live columns, the pending pivot columns and that of the new pivot.
 void move_to_slot_row(Front& front, Index row) {
   const Index place = front.row_place(row), last = front.row_count - 1,
               slot = front.max_rows - front.batch - 1;
@@ -324,10 +327,11 @@ void move_to_slot_row(Front& front, Index row) {
   --front.row_count;
 }
 
-/// Newcomers were numbers old + 1 .. count before the pivot at `place` left and the last took its place.
+/// Returns the newcomers, numbers old + 1 .. count before the pivot at `place` left and the last took its
+/// place.
 Newcomers newcomers(Index old, Index count, Index place) { return {old + 1, count > old ? place : 0}; }
 
-/// The pivot stands in its slot, up to date but for what waits; new rows and columns are in.
+/// Moves the pivot into its slot, updated by the pending pivots. Returns what has come into the front.
 Arrivals accept(Frontal& f, const Pivot& pivot, const Extent& old) {
   for (Index j = old.columns + 1; j <= f.front.column_count; ++j) f.degree_lists.leave(f.front.columns(j));
   clear_arrivals(f.front, old);

@@ -1,4 +1,13 @@
-// Pivot search: a few columns of lowest degree are assembled one by one behind the head of the reals.
+// Pivot search. Columns are taken from the degree lists, lowest degree bound first, until enough of them have
+// an acceptable row. For each:
+//   1. gather its original entries and what its elements hold, behind the head of the reals; the count is its
+//      true degree, which replaces the bound;
+//   2. take the rows whose entries pass the threshold test, and of these the one of least degree bound, or
+//   the
+//      diagonal if it is preferred and passes;
+//   3. its Markowitz cost is (row bound - 1) (column degree - 1).
+// The first candidate of least cost wins; the others go back on top of their lists. A column without an
+// acceptable row is out for good.
 
 #include "sparse/ma38/front/pivot_test.h"
 #include "sparse/ma38/front/steps.h"
@@ -23,8 +32,8 @@ RowChoice choose_row(const Frontal& f, const int* rows, const double* values, In
 
 namespace {
 
-/// The candidate's rows go to candidate_rows and its values behind the head. Rows that came by tuples are
-/// mapped; their count is `mapped`. Returns the true degree.
+/// Gathers the candidate's rows in candidate_rows and its values behind the head (scatter by
+/// candidate_places). Rows that came by tuples are mapped; their count is `mapped`. Returns the true degree.
 Index gather_column(Frontal& f, Index column, Index& mapped) {
   const Object object = column_object(f, column);
   int* rows = f.candidate_rows.data();
@@ -58,7 +67,7 @@ Index gather_column(Frontal& f, Index column, Index& mapped) {
   return length;
 }
 
-/// Position of the row whose number is that of the column, or -1.
+/// Returns the position of the row whose number is that of the column, or -1.
 Index find_diagonal(const Frontal& f, Index column, Index mapped, Index length) {
   if (!f.controls.prefer_diagonal) return -1;
   // The map of a row that is pivotal may hold other things, all of them negative.
@@ -69,7 +78,8 @@ Index find_diagonal(const Frontal& f, Index column, Index mapped, Index length) 
   return -1;
 }
 
-/// The pattern of the candidate becomes the front's rows, without the pivot row, whose place the last takes.
+/// Copies the pattern of the candidate to the front's rows, without the pivot row, whose place the last
+/// takes.
 void keep_rows(Frontal& f, Index pivot_row, Index length) {
   std::memcpy(f.front.rows.data(), f.candidate_rows.data(), static_cast<std::size_t>(length) * sizeof(int));
   Index place = 1;
@@ -83,7 +93,7 @@ struct Candidate {
   Index degree;
 };
 
-/// Assembles the column and looks for a pivot row; word 1 takes the true degree. False: a shortage.
+/// Assembles the column and looks for a pivot row; its degree becomes the true one. False: a shortage.
 bool examine_column(Frontal& f, Index column, Candidate& candidate) {
   Space& space = f.space;
   const Index bound = column_degree(f, column);

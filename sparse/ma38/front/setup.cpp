@@ -1,6 +1,12 @@
-// From the columns of a block to all objects that the kernel works with:
+// Makes all objects that the kernel works with out of the columns of a block:
 //
 //   | vectors | columns and elements of dense columns | columns of those elements | rows |   free
+//
+//   1. link the columns that have entries in the memory list;
+//   2. turn columns over the dense limit into elements with one column, each with a new column object whose
+//      only tuple points to it;
+//   3. make the row objects, with a tuple for each dense column and an entry for each other one;
+//   4. hang the columns in the degree lists.
 
 #include "sparse/ma38/front/steps.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The steps of the frontal kernel.
+// The steps of the frontal kernel, in the order of kernel.cpp, and views of the objects they work on.
 
 #include <algorithm>
 #include <cstring>
@@ -11,10 +11,11 @@
 namespace corvidnum {
 namespace ma38 {
 
-// ---- Views of objects. Pointers into the store are good until the next call of room_for_ints/reals.
+// ---- Views of objects. Pointers into the store are good until the next call of ObjectStore's room
+// functions.
 
-/// What waits to be assembled: the block of an LU element, or a dense column. Members of the lists that have
-/// gone are negative.
+/// An element that waits for its assembly: a contribution block, or a dense column. Members of its lists that
+/// have been assembled are negative.
 struct Waiting {
   Index object;
   int* rows;
@@ -64,7 +65,7 @@ inline int row_degree(const Frontal& f, Index row) { return f.word(f.rp(row), kD
 inline int& column_degree(const Frontal& f, Index column) { return f.word(f.cp(column), kDegree); }
 inline int dead_column(const Frontal& f) { return static_cast<int>(-2 - f.n); }
 
-// ---- Choice of a row (frontal_search.cpp)
+// ---- Choice of a row (search.cpp)
 
 /// A row acceptable as pivot row: least degree bound, then lowest number.
 struct RowChoice {
@@ -76,8 +77,9 @@ struct RowChoice {
     }
   }
 };
-/// values[i] belongs to rows[i]; `diagonal` is the position of the preferred row, or -1; `amax` is the
-/// column's largest magnitude. A column that is zero, or not finite, has no acceptable row.
+/// Returns the acceptable row of a column, if there is one: values[i] belongs to rows[i]; `diagonal` is the
+/// position of the preferred row, or -1; `amax` is the column's largest magnitude. A column that is zero, or
+/// not finite, has none.
 RowChoice choose_row(const Frontal& f, const int* rows, const double* values, Index count, Index diagonal,
                      double amax);
 
@@ -106,19 +108,19 @@ struct Arrivals {
   Newcomers rows, columns;
 };
 
-/// The best pivot of the columns of lowest degree; its other rows are in frows. False: a shortage.
+/// Finds the best pivot of the columns of lowest degree; its other rows are in front.rows. False: a shortage.
 bool search_pivot(Frontal& f, Pivot& pivot);
-/// Frows, fcols and the maps are set, the front is zero. False: a shortage.
+/// Opens a front of zeros with the pivot's rows and columns. False: a shortage.
 bool form_front(Frontal& f, const Pivot& pivot);
-/// All that waits or is original, and has come to lie inside, is added; degree bounds are renewed.
+/// Adds contribution blocks and original entries that have come to lie inside; renews degree bounds.
 void assemble(Frontal& f, const Arrivals& arrivals);
 /// Eliminates, extends, updates and stores, until no further pivot fits. False: a shortage.
 bool eliminate_front(Frontal& f, Pivot pivot);
 /// Stores the batch as an LU element with the first `rows`, `columns` of the lists. False: a shortage.
 bool store_batch(Frontal& f, Index rows, Index columns, Index last_pivot_row);
-/// What is left of the front waits as a contribution block. False: a shortage.
+/// Leaves what is not eliminated as a contribution block. False: a shortage.
 bool end_front(Frontal& f, Index last_pivot_row);
-/// Pivot order, header, lists by pivot positions. False: a shortage.
+/// Writes pivot order, header, and lists by pivot positions. False: a shortage.
 bool end_block(Frontal& f);
 
 }  // namespace ma38

@@ -1,4 +1,5 @@
-// Assembly into the front: the matrix, and blocks that wait.
+// Assembly into the front of a replay: matrix entries, as arrows (an arrow holds the entries in the row and
+// the column of one pivot), and contribution blocks of children.
 
 #include "sparse/ma38/factors/layout.h"
 #include "sparse/ma38/replay/steps.h"
@@ -22,7 +23,8 @@ void restore_signs(const Element& element) {
   element.words[kElementL] = static_cast<int>(element.l);
 }
 
-/// An entry whose other position is not in the front is outside the pattern.
+/// Adds the arrows of the element's pivots and releases them. An entry whose other position is not in the
+/// front is outside the pattern: it is counted, reported and dropped.
 void add_arrows(Replay& f, const Element& element) {
   const Arrows& arrows = f.block.arrows;
   const int* const rows = f.row_map.data() - 1;
@@ -58,8 +60,8 @@ struct ChildRows {
   bool all = false, gapless = false;
 };
 
-/// Members of lists that have been assembled before are negative. With take_some the rows outside stay, and
-/// those chosen are marked; else all must be inside, or it is false.
+/// Chooses the child's rows that have not been assembled before. With take_some those outside stay, and those
+/// chosen are marked by a negative sign; else all must be inside, or it is false.
 bool choose_rows(const Replay& f, const Element& child, bool take_some, ChildRows& rows) {
   int* const list = child.l_list();
   const int* const map = f.row_map.data() - 1;
@@ -93,7 +95,7 @@ void add_column(const ChildRows& rows, const double* from, double* to) {
   }
 }
 
-/// Likewise for the columns.
+/// Adds the chosen rows of the child's columns, which are chosen in the same way.
 bool add_columns(const Replay& f, Index e, const Element& child, bool take_some, const ChildRows& rows) {
   int* const list = child.u_list();
   const int* const map = f.col_map.data() - 1;
@@ -119,7 +121,7 @@ void release(Replay& f, Index e, const Element& child) {
   f.waiting.release(e, waiting_end(f));
 }
 
-/// The words that tell lengths are negative once members of the list can be.
+/// Makes the length of a list negative whose members can become negative.
 void mark(const Element& child, ChildKind kind) {
   if (kind == kRowsComplete) child.words[kElementU] = -static_cast<int>(child.u);
   if (kind == kColumnsComplete) child.words[kElementL] = -static_cast<int>(child.l);

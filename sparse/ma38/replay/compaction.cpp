@@ -1,4 +1,5 @@
-// Collection of garbage among the reals of a replay.
+// Compaction of the reals of a replay: arrows taken and holes go, contribution blocks lose the slack of their
+// leading dimension, and the front follows them.
 
 #include "sparse/ma38/replay/steps.h"
 

@@ -1,4 +1,4 @@
-// Begin, continuation and end of a front.
+// Beginning, continuation and end of a front: which rows and columns stand where, before values are added.
 
 #include <algorithm>
 
@@ -25,8 +25,8 @@ int take_front(Replay& f, const Element& element) {
   return kGood;
 }
 
-/// Members of a list come into the front behind its first `count`. False: one has been eliminated or is there
-/// already.
+/// Brings the members of a list into the front behind its first `count`. False: one has been eliminated or is
+/// there already.
 bool append(const int* list, Index length, Index last_pivot, int* map, Index step, int* members,
             Index count) {
   Index place = count * step;
@@ -39,7 +39,7 @@ bool append(const int* list, Index length, Index last_pivot, int* map, Index ste
   return true;
 }
 
-/// The pivots stand backwards behind the live part.
+/// Maps the pivots, which stand backwards behind the live part.
 void map_pivots(const Replay& f, const Element& element) {
   for (Index q = 1; q <= element.pivots; ++q) {
     f.row_map(f.pivots + q) = static_cast<int>(f.fnrows + element.pivots - q);
@@ -85,7 +85,7 @@ struct Moves {
   Index count = 0;
 };
 
-/// The pivot leaves the list. Returns its place, or kOutside if it has not been in the front.
+/// Takes the pivot out of the list. Returns its place, or kOutside if it has not been in the front.
 Index leave_list(OneBased<int> map, Index pivot, Index step, int* members, Index& count) {
   if (map(pivot) == kOutside) return kOutside;
   const Index place = map(pivot) / step;
@@ -106,7 +106,7 @@ void move_column(const Replay& f, Index place, Index last, Index slot) {
   }
 }
 
-/// Over the rows that are live yet.
+/// Moves the pivot columns to their slots, over the rows that are still live. False: the pattern is damaged.
 bool take_pivot_columns(Replay& f, const Element& element) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.u + element.pivots - q;
@@ -122,7 +122,7 @@ bool take_pivot_columns(Replay& f, const Element& element) {
   return true;
 }
 
-/// The values are to be moved in each column of the front.
+/// Notes the moves of the pivot rows, which are to be made in each column. False: the pattern is damaged.
 bool take_pivot_rows(Replay& f, const Element& element, Moves& moves) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.l + element.pivots - q;
@@ -137,8 +137,8 @@ bool take_pivot_rows(Replay& f, const Element& element, Moves& moves) {
   return true;
 }
 
-/// Members of the element's list that are not in the front come in; the list takes the order of the front.
-/// False: it is not the front's.
+/// Brings the members of the element's list that are not in the front there, and puts the list in the order
+/// of the front. False: it is not the front's.
 bool complete_list(int* list, Index length, Index last_pivot, OneBased<int> map, Index step, int* members,
                    Index& count) {
   for (Index k = 0; k < length; ++k) {
@@ -154,7 +154,8 @@ bool complete_list(int* list, Index length, Index last_pivot, OneBased<int> map,
   return true;
 }
 
-void settle_column(double* column, const Moves& moves, Index live, Index rows, Index pivots) {
+/// Moves the pivot rows of one column to their slots and clears what is new.
+void move_rows_of_column(double* column, const Moves& moves, Index live, Index rows, Index pivots) {
   double* const first_slot = column + (rows + pivots);  // of pivot 1, behind it
   Index next = 0;
   for (Index q = 1; q <= pivots; ++q) {
@@ -185,7 +186,7 @@ int continue_front(Replay& f, const Element& element) {
   const Index columns = f.fncols + element.pivots;
   for (Index j = 0; j < columns; ++j) {
     if (j < old_columns || j >= f.fncols) {
-      settle_column(f.at(0, j), moves, old_rows, f.fnrows, element.pivots);
+      move_rows_of_column(f.at(0, j), moves, old_rows, f.fnrows, element.pivots);
     } else {
       std::fill_n(f.at(0, j), f.fnrows + element.pivots, 0.0);
     }
@@ -197,7 +198,7 @@ namespace {
 
 // ---- End
 
-/// The live part stays where it is, and the head ends behind it.
+/// Leaves the live part where it is, and ends the head behind it.
 void leave_in_place(Replay& f) {
   const WaitingBlocks& block = f.waiting.nodes();
   block.begin(f.open) = static_cast<int>(f.front);
@@ -206,7 +207,7 @@ void leave_in_place(Replay& f) {
   f.space.set_real_head(f.front + (f.fncols - 1) * f.dr + f.fnrows);
 }
 
-/// The live part moves into the largest hole.
+/// Copies the live part into the hole in use.
 void copy_to_hole(Replay& f, Index size) {
   f.waiting.nodes().leading(f.open) = static_cast<int>(f.fnrows);
   double* to = f.space.reals.data() + (f.waiting.place_in_hole(f.open, size) - 1);

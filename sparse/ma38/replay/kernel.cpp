@@ -1,3 +1,19 @@
+// Replays the eliminations of one diagonal block on new values: the pivot order and the pattern of the LU
+// elements are those of the factorisation before, so that there is neither search nor degree.
+//
+// For each LU element, in the order of their storing:
+//   1. begin_front() if it opens a chain, else continue_front(): its rows and columns get their places;
+//   2. add_arrows(): the matrix entries in its pivot rows and columns;
+//   3. add_children(): the contribution blocks that were assembled for it, whole or in part;
+//   4. eliminate(): its pivots; a pivot that is not usable ends the replay;
+//   5. store_element(): its factors, at the tail.
+// When a chain ends, what is left of the front waits as the contribution block of its last element.
+//
+// Between two elements the reals hold, from the bottom up: arrows that are left, contribution blocks and
+// holes (a MemoryList), the front, free words, factors. INDEX holds the arrows' indices and the work vectors.
+//
+// Literature: as front/kernel.cpp.
+
 #include "sparse/ma38/replay/kernel.h"
 
 #include <algorithm>
@@ -27,7 +43,7 @@ Replay make_replay(const ReplayBlock& block, Space& space, FactorTotals& totals,
   return f;
 }
 
-/// The work vectors, behind the arrows.
+/// Takes the work vectors, behind the arrows. False: a shortage.
 bool take_vectors(Replay& f) {
   const Wide words = work_words(f);
   f.space.need(words, 0);
@@ -106,7 +122,7 @@ int replay_elements(Replay& f) {
 
 // ---- End of the block
 
-/// Of a singular block: the entries without a pivot.
+/// Drops, and reports, the entries of a singular block that have no pivot.
 void drop_dead_part(Replay& f) {
   const Arrows& arrows = f.block.arrows;
   for (Index k = f.pivots + 1; k <= f.n; ++k) {
@@ -120,13 +136,14 @@ void drop_dead_part(Replay& f) {
   f.arrows_end = arrows.begin(f.n);
 }
 
-/// What is left over, of a singular block, waits for nothing any more.
+/// Drops the contribution blocks that are left of a singular block.
 void drop_blocks(Replay& f) {
   f.space.release(0, f.waiting_reals);
   f.waiting_reals = 0;
 }
 
-/// A block without elements keeps one real, so that the factors have some.
+/// Tells in the header and the elements where the reals are. A block without elements keeps one real, so that
+/// the factors have some.
 int store_header(Replay& f) {
   if (f.elements == 0) {
     f.space.need(0, 1);
@@ -148,7 +165,7 @@ void add_to_totals(Replay& f) {
   f.totals.elements += f.elements;
 }
 
-/// Elements that still wait can be marked.
+/// Removes the marks of elements that still wait, so that the pattern can be replayed again.
 void restore_all_signs(const Replay& f) {
   const MemoryList<WaitingBlocks>& waiting = f.waiting;
   for (Index e = waiting.first(); e != 0; e = waiting.nodes().next(e)) {

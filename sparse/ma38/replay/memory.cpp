@@ -1,4 +1,4 @@
-// The blocks that wait, in the order of their addresses.
+// Room among the reals of a replay.
 
 #include <algorithm>
 

@@ -1,5 +1,6 @@
-// Elimination of the pivots of an element, and its storing. At each pivot the active part of the front is all
-// rows and columns up to the pivot's own, which are the last.
+// Eliminates the pivots of an element and stores it. At each pivot the active part of the front is all rows
+// and columns up to the pivot's own, which are the last. Up to block_size pivots wait before they are applied
+// to the columns left, as one rank-k update.
 
 #include <algorithm>
 
@@ -137,7 +138,7 @@ int eliminate(Replay& f, const Element& element) {
 
 namespace {
 
-/// Pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
+/// Writes pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
 void store_reals(const Replay& f, const Element& element) {
   const Index k = element.pivots, rows = f.fnrows, columns = f.fncols, dr = f.dr;
   double* to = f.space.reals.data() + (f.space.xtail - 1);

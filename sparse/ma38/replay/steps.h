@@ -82,11 +82,12 @@ inline Element element_of(const Replay& f, Index e) {
 constexpr int kOutside = -1;
 constexpr int kGood = 0;
 
-// ---- Memory of the reals (refactor_memory.cpp, refactor_compact.cpp)
+// ---- Memory of the reals (memory.cpp, compaction.cpp)
 
-/// Of the front's dr x dc reals, all blocks and all factors.
+/// Raises the peak of the reals: factors, waiting blocks and the front.
 void note_peak(Replay& f);
-/// At least `count` free reals, after a compaction if need be, which is counted; false: a shortage, flagged.
+/// Makes sure of at least `count` free reals, after a compaction if need be, which is counted; false: a
+/// shortage, flagged.
 bool room_for_reals(Replay& f, Index count);
 /// Slides blocks and the front down on the arrows that are left.
 void ma38_refactor_compact(Replay& f);
@@ -95,21 +96,22 @@ inline Index waiting_end(const Replay& f) { return f.front != 0 ? f.front : Inde
 /// Gives a hole at the end of the list, and arrows taken, back to the head.
 void lower_head(Replay& f);
 
-// ---- Steps (refactor_front.cpp, refactor_assembly.cpp, refactor_numeric.cpp). Each returns kGood or a
+// ---- Steps (front.cpp, assembly.cpp, numeric.cpp). Each returns kGood or a
 // failure.
 
 int begin_front(Replay& f, const Element& element);
 int continue_front(Replay& f, const Element& element);
-/// What is left of the front waits as the block of its last element.
+/// Leaves what is not eliminated as the contribution block of the front's last element.
 void end_front(Replay& f);
 void add_arrows(Replay& f, const Element& element);
 int add_children(Replay& f, const Element& element);
 int eliminate(Replay& f, const Element& element);
 int store_element(Replay& f, const Element& element);
 
-/// Members of lists, and their lengths, lose their marks.
+/// Removes the negative signs, which mark what has been assembled, from the element's lists and their
+/// lengths.
 void restore_signs(const Element& element);
-/// Tells an entry that is dropped: its arrow, and the word there.
+/// Reports an entry that is dropped: its arrow, and the word there.
 void report_entry(const Replay& f, Detail code, Index arrow, int word, double value);
 
 }  // namespace ma38

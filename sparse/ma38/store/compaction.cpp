@@ -1,7 +1,12 @@
-// Collection of garbage in both arrays. While it runs, word 1 of each object in use is a tag that tells what
-// it is, and its pointer keeps the word:
+// Compaction of both arrays: all gaps, holes, room between tuples and entries, and slack of leading
+// dimensions go, but for two spare words in each column and row object if that is wanted.
 //
-//   1 .. n  contribution block | n+1 .. 2n  column | 2n+1 .. 3n  row | 3n+1 .. 3n+dn  dense element
+//   1. Tag the objects: word 1 of each becomes a tag that tells what it is, and its pointer keeps that word;
+//      gaps have no tag.
+//         1 .. n  contribution block | n+1 .. 2n  column | 2n+1 .. 3n  row | 3n+1 .. 3n+dn  dense element
+//   2. Slide the reals of the owners, in the order of the memory list, then the front. Holes leave the list.
+//   3. Slide the objects in the order of their addresses, and set pointers and links to their new places.
+// Reals go first: the memory list runs through objects that are garbage for step 3.
 
 #include <cstring>
 

@@ -15,11 +15,12 @@ namespace ma38 {
 ///
 /// Always true:
 ///  1. the links run both ways, from first() to last();
-///  2. addresses ascend along the list, and the first owner is at the bottom;
+///  2. addresses ascend along the list;
 ///  3. no two holes stand side by side, and none is empty;
 ///  4. hole() is a hole of hole_size() reals, or 0 with size -1.
-/// After some operations hole() is not the largest hole, by intent: when the largest one goes, finding the
-/// next would take a scan of the list, and a compaction is due soon anyway.
+/// A new hole that is larger than hole() takes its place. When hole() is used up or joins another, the older
+/// holes are not searched for the next largest, by intent: that would take a scan, and where blocks are
+/// placed, and so the lengths needed, depends on this rule.
 template <class Nodes>
 class MemoryList {
  public:
