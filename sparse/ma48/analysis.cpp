@@ -9,6 +9,7 @@
 #include "frame/module.h"
 #include "sparse/ma48/diagnostics.h"
 #include "sparse/ma48/finite.h"
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/ma48_routines.h"
@@ -17,8 +18,6 @@ namespace corvidnum {
 namespace {
 
 using Index = std::ptrdiff_t;
-
-enum Job { kChoose = 1, kGivenPermutations = 2, kDiagonalPivots = 3 };
 
 constexpr int kReportedEntries = 10;  // of each kind of fault
 
@@ -107,30 +106,30 @@ Analysis::Analysis(int m, int n, int ne, int job, int la, double* a, int* irn, i
       jcn_(jcn, la),
       keep_array_(keep),
       keep_(keep, m, n),
-      cntl_(cntl, kRefinementFactor),
-      icntl_(icntl, kMostRefinements),
-      iw_(iw, 6 * Index{m} + 3 * Index{n}),
-      info_(info, kMa48InfoLength),
+      cntl_(cntl, MA48_CNTL_LENGTH),
+      icntl_(icntl, MA48_ICNTL_LENGTH),
+      iw_(iw, ma48_iw_length(m, n)),
+      info_(info, MA48_INFO_LENGTH),
       rinfo_(rinfo),
       diagnostics_(icntl) {}
 
 bool Analysis::accept_arguments() {
   const std::int64_t least = 2 * std::int64_t{ne_};
   if (m_ < 1 || n_ < 1) {
-    info_(kStatus) = -1;
+    info_(MA48_INFO_STATUS) = MA48_STATUS_BAD_ORDER;
     diagnostics_.error(texts::kAnalysisSizes, {m_, n_});
   } else if (ne_ < 1) {
-    info_(kStatus) = -2;
+    info_(MA48_INFO_STATUS) = MA48_STATUS_BAD_ENTRY_COUNT;
     diagnostics_.error(texts::kAnalysisEntries, {ne_});
   } else if (la_ < least) {
-    info_(kStatus) = -3;
-    info_(kAnalysisLength) = clamped_length(least);
+    info_(MA48_INFO_STATUS) = MA48_STATUS_TOO_SHORT;
+    info_(MA48_INFO_ANALYSIS_LENGTH) = clamped_length(least);
     diagnostics_.error(texts::kAnalysisLength, {la_, clamped_length(least)});
-  } else if (job_ < kChoose || job_ > kDiagonalPivots) {
-    info_(kStatus) = -6;
+  } else if (job_ < MA48_ANALYSE_FREELY || job_ > MA48_ANALYSE_DIAGONAL_PIVOTS) {
+    info_(MA48_INFO_STATUS) = MA48_STATUS_BAD_JOB;
     diagnostics_.error(texts::kAnalysisJob, {job_});
-  } else if (job_ == kGivenPermutations && !permutations_are_valid()) {
-    info_(kStatus) = -5;
+  } else if (job_ == MA48_ANALYSE_GIVEN_ORDER && !permutations_are_valid()) {
+    info_(MA48_INFO_STATUS) = MA48_STATUS_BAD_PERMUTATION;
     diagnostics_.error(texts::kAnalysisPermutation);
   } else {
     return true;
@@ -155,33 +154,34 @@ bool Analysis::permutations_are_valid() {
 }
 
 void Analysis::reset_results() {
-  for (Index i = 1; i <= kMa48InfoLength; ++i) info_(i) = 0;
-  info_(kAnalysisLength) = 2 * ne_;
-  info_(kFactorLength) = ne_;
-  info_(kStructuralRank) = std::min(m_, n_);
+  for (Index i = 1; i <= MA48_INFO_LENGTH; ++i) info_(i) = 0;
+  info_(MA48_INFO_ANALYSIS_LENGTH) = 2 * ne_;
+  info_(MA48_INFO_FACTOR_LENGTH) = ne_;
+  info_(MA48_INFO_STRUCTURAL_RANK) = std::min(m_, n_);
   *rinfo_ = 0.0;
 }
 
 void Analysis::run() {
   reset_results();
   link_columns();
-  const bool wants_blocks = std::max(1, icntl_(kSmallestBlock)) < n_ && m_ == n_ && job_ == kChoose;
+  const bool wants_blocks =
+      std::max(1, icntl_(MA48_ICNTL_SMALLEST_BLOCK)) < n_ && m_ == n_ && job_ == MA48_ANALYSE_FREELY;
   if (!wants_blocks) {
     form_single_block();
   } else if (!form_blocks()) {
-    info_(kStatus) = -4;
+    info_(MA48_INFO_STATUS) = MA48_STATUS_STRUCTURALLY_SINGULAR;
     keep_.block_count() = 0;  // what is not analysed cannot be factorised
-    diagnostics_.error(texts::kAnalysisSingular, {n_, info_(kStructuralRank)});
+    diagnostics_.error(texts::kAnalysisSingular, {n_, info_(MA48_INFO_STRUCTURAL_RANK)});
     return;
   }
-  if (icntl_(kColumnsLast) != 0) move_columns_last();
+  if (icntl_(MA48_ICNTL_COLUMNS_LAST) != 0) move_columns_last();
   copy_permuted();
   settle_rows();
   analyse_blocks();
   size_factorisation();
-  if (info_(kStatus) == -3) {
+  if (info_(MA48_INFO_STATUS) == MA48_STATUS_TOO_SHORT) {
     keep_.block_count() = 0;
-    diagnostics_.error(texts::kAnalysisLength, {la_, info_(kAnalysisLength)});
+    diagnostics_.error(texts::kAnalysisLength, {la_, info_(MA48_INFO_ANALYSIS_LENGTH)});
     return;
   }
   reorder();
@@ -189,7 +189,7 @@ void Analysis::run() {
   settle_warnings();
   report_faults();
   diagnostics_.dump(texts::kMap, jcn_.data(), ne_);
-  dump_analysis(diagnostics_, {keep_array_, m_, n_}, m_, n_, icntl_(kColumnsLast) != 0);
+  dump_analysis(diagnostics_, {keep_array_, m_, n_}, m_, n_, icntl_(MA48_ICNTL_COLUMNS_LAST) != 0);
 }
 
 void Analysis::link_columns() {
@@ -199,7 +199,7 @@ void Analysis::link_columns() {
     const int i = irn_(k), j = jcn_(k);
     if (i < 1 || i > m_ || j < 1 || j > n_) {
       jcn_(k) = 0;
-      if (++info_(kOutOfRange) <= kReportedEntries)
+      if (++info_(MA48_INFO_OUT_OF_RANGE) <= kReportedEntries)
         diagnostics_.warning(texts::kAnalysisOutOfRange, {k, i, j});
     } else {
       jcn_(k) = heads(j);
@@ -212,7 +212,7 @@ void Analysis::link_columns() {
 
 void Analysis::form_single_block() {
   blocks_ = 1;
-  if (job_ != kGivenPermutations) {
+  if (job_ != MA48_ANALYSE_GIVEN_ORDER) {
     for (int i = 1; i <= m_; ++i) keep_.row_place(i) = i;
     for (int j = 1; j <= n_; ++j) keep_.column_at(j) = j;
   }
@@ -232,7 +232,7 @@ void Analysis::copy_pattern(OneBased<int> starts, OneBased<int> lengths) {
       if (column_in_row(i) != j) {
         column_in_row(i) = j;
         rows(end++) = i;
-      } else if (++info_(kDuplicates) <= kReportedEntries) {
+      } else if (++info_(MA48_INFO_DUPLICATES) <= kReportedEntries) {
         diagnostics_.warning(texts::kAnalysisDuplicate, {k, i, j});
       }
     }
@@ -249,9 +249,9 @@ bool Analysis::form_blocks() {
   int room = la_ - ne_;
   // Columns play the part of the kernel's rows.
   ma48_matching_entry(&n_, irn_.from(Index{ne_} + 1).data(), &room, starts.data(), lengths.data(),
-                      matches.data(), &info_(kStructuralRank), work.data());
-  if (info_(kStructuralRank) < n_) {
-    if (icntl_(kSingularIsError) != 0) return false;
+                      matches.data(), &info_(MA48_INFO_STRUCTURAL_RANK), work.data());
+  if (info_(MA48_INFO_STRUCTURAL_RANK) < n_) {
+    if (icntl_(MA48_ICNTL_SINGULAR_IS_ERROR) != 0) return false;
     form_single_block();
     return true;
   }
@@ -291,7 +291,7 @@ int Analysis::merge_blocks(OneBased<int> sizes, int count) {
       sizes(++runs) = sizes(c) == 1 ? -1 : sizes(c);
     }
   }
-  const int smallest = std::max(1, icntl_(kSmallestBlock));
+  const int smallest = std::max(1, icntl_(MA48_ICNTL_SMALLEST_BLOCK));
   int last = 1;
   for (int c = 2; c <= runs; ++c) {
     if (std::abs(sizes(last)) < smallest) {
@@ -307,7 +307,7 @@ int Analysis::merge_blocks(OneBased<int> sizes, int count) {
 
 void Analysis::move_columns_last() {
   for (int block = 1; block <= blocks_; ++block) keep_.left_to_last(blocks_, block) = 0;
-  if (job_ == kGivenPermutations) return count_columns_last_in_sequence();
+  if (job_ == MA48_ANALYSE_GIVEN_ORDER) return count_columns_last_in_sequence();
   int first = 1;
   for (int block = 1; block <= blocks_; ++block) {
     const Range range = block_range(block, first);
@@ -378,7 +378,7 @@ void Analysis::copy_column(int position, Range range, OneBased<int> column_in_ro
     if (column_in_row(row) == position) {
       jcn_(k) = place_in_row(row);
       a_(ne + place_in_row(row)) += a_(k);
-      if (!duplicates_counted_ && ++info_(kDuplicates) <= kReportedEntries)
+      if (!duplicates_counted_ && ++info_(MA48_INFO_DUPLICATES) <= kReportedEntries)
         diagnostics_.warning(texts::kAnalysisDuplicate, {k, irn_(k), column});
       continue;
     }
@@ -425,10 +425,10 @@ void Analysis::analyse_blocks() {
 }
 
 void Analysis::count_triangular(Range range) {
-  const double limit = std::max(cntl_(kPivotTolerance), 0.0);
+  const double limit = std::max(cntl_(MA48_CNTL_PIVOT_TOLERANCE), 0.0);
   for (int j = range.first; j <= range.last; ++j) {
     const double magnitude = std::fabs(a_(Index{ne_} + keep_.diagonal_start(j)));
-    if (magnitude > limit && has_reciprocal(magnitude)) ++info_(kRank);
+    if (magnitude > limit && has_reciprocal(magnitude)) ++info_(MA48_INFO_RANK);
   }
 }
 
@@ -436,21 +436,21 @@ void Analysis::choose_pivots(int block, Range range) {
   const int before = keep_.diagonal_start(range.first) - 1;
   const int entries = keep_.diagonal_start(range.last + 1) - 1 - before;
   const int rows = rows_of(range);
-  info_(kLargestBlock) = std::max(info_(kLargestBlock), rows);
-  info_(kGeneralOrder) += range.size();
-  info_(kGeneralEntries) += entries;
+  info_(MA48_INFO_LARGEST_BLOCK) = std::max(info_(MA48_INFO_LARGEST_BLOCK), rows);
+  info_(MA48_INFO_GENERAL_ORDER) += range.size();
+  info_(MA48_INFO_GENERAL_ENTRIES) += entries;
 
   int info5[kMa50InfoLength] = {};
   double rinfo5 = 0.0;
   keep_.block_kind(block) = run_kernel(block, range, entries, before, info5, rinfo5);
   const OneBased<const int> result(info5, kMa50InfoLength);
   merge_status(result(kStatus));
-  info_(kCompressions) += result(kCompressions);
+  info_(MA48_INFO_COMPRESSIONS) += result(kCompressions);
   std::int64_t length = std::int64_t{ne_} + result(kAnalysisLength) + before;
-  if (result(kStatus) == -3) length = std::max(length, std::int64_t{la_} + 1);
-  info_(kAnalysisLength) = std::max(info_(kAnalysisLength), clamped_length(length));
-  info_(kRank) += result(kRank);
-  info_(kDropped) += result(kDropped);
+  if (result(kStatus) == kStoreTooShort) length = std::max(length, std::int64_t{la_} + 1);
+  info_(MA48_INFO_ANALYSIS_LENGTH) = std::max(info_(MA48_INFO_ANALYSIS_LENGTH), clamped_length(length));
+  info_(MA48_INFO_RANK) += result(kRank);
+  info_(MA48_INFO_DROPPED) += result(kDropped);
   *rinfo_ += rinfo5;
   keep_.upper_end(range.first) = result(kFactorLength);  // noted for size_factorisation
 }
@@ -459,7 +459,7 @@ void Analysis::choose_pivots(int block, Range range) {
 int Analysis::run_kernel(int block, Range range, int entries, int before, int* info5, double& rinfo5) {
   const int rows = rows_of(range), columns = range.size();
   if (entries == 0) {  // nothing to choose from: all of it is the full part, and the orders stay
-    info5[kStatus - 1] = 1;
+    info5[kStatus - 1] = kRankDeficient;
     info5[kFactorLength - 1] = clamped_length(
         std::max(std::int64_t{rows} * columns, std::int64_t{rows} + columns) + 2 * std::int64_t{rows} + 2);
     return 0;
@@ -470,16 +470,17 @@ int Analysis::run_kernel(int block, Range range, int entries, int before, int* i
   int* const starts = &keep_.lower_end(range.first);  // IQ, later the order of the columns
   for (int j = 0; j < columns; ++j) starts[j] = keep_.diagonal_start(range.first + j) - before;
 
-  const double cntl5[kMa50CntlLength] = {cntl_(kDensity), cntl_(kThreshold), cntl_(kDropTolerance),
-                                         cntl_(kPivotTolerance)};
-  const bool given = job_ == kGivenPermutations;
-  const int icntl5[kMa50IcntlLength] = {icntl_(kErrorStream),
-                                        icntl_(kWarningStream),
-                                        0,
-                                        given ? 1 : icntl_(kSearchLimit),
-                                        icntl_(kDenseBlockSize),
-                                        icntl_(kColumnsLast) != 0 ? keep_.left_to_last(blocks_, block) : 0,
-                                        given ? 2 : (job_ == kDiagonalPivots ? 1 : 0)};
+  const double cntl5[kMa50CntlLength] = {cntl_(MA48_CNTL_DENSITY), cntl_(MA48_CNTL_THRESHOLD),
+                                         cntl_(MA48_CNTL_DROP_TOLERANCE), cntl_(MA48_CNTL_PIVOT_TOLERANCE)};
+  const bool given = job_ == MA48_ANALYSE_GIVEN_ORDER;
+  const int icntl5[kMa50IcntlLength] = {
+      icntl_(MA48_ICNTL_ERROR_STREAM),
+      icntl_(MA48_ICNTL_WARNING_STREAM),
+      0,
+      given ? 1 : icntl_(MA48_ICNTL_SEARCH_LIMIT),
+      icntl_(MA48_ICNTL_DENSE_BLOCK_SIZE),
+      icntl_(MA48_ICNTL_COLUMNS_LAST) != 0 ? keep_.left_to_last(blocks_, block) : 0,
+      given ? kGivenSequence : (job_ == MA48_ANALYSE_DIAGONAL_PIVOTS ? kDiagonalPivots : kFreePivots)};
 
   const auto of_rows = [&](Index array) { return &iw_(array * m + 1); };
   const auto of_columns = [&](Index array) { return &iw_(6 * m + array * n + 1); };
@@ -494,11 +495,11 @@ int Analysis::run_kernel(int block, Range range, int entries, int before, int* i
 }
 
 void Analysis::merge_status(int kernel_status) {
-  int& status = info_(kStatus);
-  if (kernel_status == 1 && (status == 0 || status == 4)) status += 2;
-  if (kernel_status == 2 && (status == 0 || status == 2)) status += 4;
-  if (kernel_status == 3 && status >= 0) status = 6;
-  if (kernel_status == -3) status = -3;
+  int& status = info_(MA48_INFO_STATUS);
+  if (kernel_status == kStoreTooShort) status = MA48_STATUS_TOO_SHORT;
+  if (status < 0 || kernel_status < 0) return;
+  if ((kernel_status & kRankDeficient) != 0) status |= MA48_WARNING_RANK_DEFICIENT;
+  if ((kernel_status & kNoPivotLeft) != 0) status |= MA48_WARNING_NO_DIAGONAL_PIVOT;
 }
 
 void Analysis::size_factorisation() {
@@ -513,7 +514,7 @@ void Analysis::size_factorisation() {
     }
     first = range.last + 1;
   }
-  info_(kFactorLength) = clamped_length(length);
+  info_(MA48_INFO_FACTOR_LENGTH) = clamped_length(length);
 }
 
 // ---- The final order
@@ -568,20 +569,21 @@ void Analysis::settle_map() {
 }
 
 void Analysis::settle_warnings() {
-  int& status = info_(kStatus);
-  if (info_(kDuplicates) > 0 || info_(kOutOfRange) > 0) {
-    ++status;
-    if (info_(kDuplicates) > 0) jcn_(1) = -jcn_(1);  // ma48bd_ has to sum
+  int& status = info_(MA48_INFO_STATUS);
+  if (info_(MA48_INFO_DUPLICATES) > 0 || info_(MA48_INFO_OUT_OF_RANGE) > 0) {
+    status |= MA48_WARNING_ENTRIES;
+    if (info_(MA48_INFO_DUPLICATES) > 0) jcn_(1) = -jcn_(1);  // ma48bd_ has to sum
   }
-  if (info_(kStructuralRank) < info_(kRank)) {
-    info_(kRank) = info_(kStructuralRank);
-    if (status != 2 && status != 3 && status < 6) status += 2;
+  if (info_(MA48_INFO_STRUCTURAL_RANK) < info_(MA48_INFO_RANK)) {
+    info_(MA48_INFO_RANK) = info_(MA48_INFO_STRUCTURAL_RANK);
+    status |= MA48_WARNING_RANK_DEFICIENT;
   }
 }
 
 void Analysis::report_faults() const {
-  if (info_(kDuplicates) > 0 || info_(kOutOfRange) > 0) {
-    diagnostics_.warning(texts::kAnalysisFaultyEntries, {info_(kDuplicates), info_(kOutOfRange)});
+  if (info_(MA48_INFO_DUPLICATES) > 0 || info_(MA48_INFO_OUT_OF_RANGE) > 0) {
+    diagnostics_.warning(texts::kAnalysisFaultyEntries,
+                         {info_(MA48_INFO_DUPLICATES), info_(MA48_INFO_OUT_OF_RANGE)});
   }
 }
 

@@ -1,6 +1,7 @@
 #include <cstddef>
 
 #include "frame/one_based.h"
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 

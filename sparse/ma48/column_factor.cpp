@@ -22,6 +22,7 @@
 #include "sparse/ma48/diagnostics.h"
 #include "sparse/ma48/finite.h"
 #include "sparse/ma48/keep_check.h"
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 
@@ -94,7 +95,7 @@ class ColumnFactor {
   void clear_work() { std::fill_n(w_.data(), m_, 0.0); }
   void add_multiple(int column, double multiplier);
   void demand(Wide length) { need_ = std::max(need_, length); }
-  bool out_of_space() const { return status_ == kFactorsTooLong; }
+  bool out_of_space() const { return status_ == kStoreTooShort; }
 
   const BlockToFactor& b_;
   const int m_, n_, job_, np_, nf_, lfact_;
@@ -153,7 +154,7 @@ PlacesUsed ColumnFactor::run() {
   if (arguments_are_good()) {
     keep_leading_columns();
     clear_work();
-    if (job_ == 2) {
+    if (job_ == MA48_FACTOR_SAME_PIVOTS) {
       refactor();
     } else {
       factor();
@@ -173,15 +174,15 @@ bool ColumnFactor::arguments_are_good() {
     diagnostics_.error(texts::kColumnsSparse, {np_, n_});
   } else if (const Wide least = std::max(Wide{m_}, Wide{b_.ne} + 2); lfact_ < least) {
     demand(least);
-    status_ = kFactorsTooLong;
+    status_ = kStoreTooShort;
     diagnostics_.error(texts::kColumnsLength, {lfact_, clamped_length(least)});
-  } else if (job_ < 1 || job_ > 3) {
-    status_ = kBadBlockJob;
+  } else if (job_ < MA48_FACTOR_FREELY || job_ > MA48_FACTOR_SAME_ORDER) {
+    status_ = kBadJob;
     diagnostics_.error(texts::kColumnsJob, {job_});
-  } else if (job_ > 1 && irnf_(1) != 0) {
+  } else if (job_ > MA48_FACTOR_FREELY && irnf_(1) != 0) {
     status_ = kAfterDropping;
     diagnostics_.error(texts::kColumnsDropped, {job_});
-  } else if (job_ > 1) {
+  } else if (job_ > MA48_FACTOR_FREELY) {
     previous_factors_fit();
   }
   return status_ == 0;
@@ -193,14 +194,14 @@ void ColumnFactor::previous_factors_fit() {
     status_ = kBadSparseColumns;
   } else if (const Wide space = block_space(iptrl_(n_), rows, nf_); space > lfact_) {
     demand(space);
-    status_ = kFactorsTooLong;
+    status_ = kStoreTooShort;
     diagnostics_.error(texts::kColumnsLength, {lfact_, clamped_length(space)});
   }
 }
 
 void ColumnFactor::keep_leading_columns() {
   const int changed = b_.icntl[kLastColumns - 1];
-  if (job_ == 1 || changed <= 0 || changed >= n_) return;
+  if (job_ == MA48_FACTOR_FREELY || changed <= 0 || changed >= n_) return;
   const int kept = std::min(np_, n_ - changed);
   first_ = kept + 1;
   if (kept == 0) return;
@@ -336,7 +337,7 @@ bool ColumnFactor::kept_parts_lead_on() const {
 
 void ColumnFactor::factor() {
   std::fill_n(&iw_(n_ + 1), m_, 0);
-  if (job_ == 3 && !take_previous_order()) {
+  if (job_ == MA48_FACTOR_SAME_ORDER && !take_previous_order()) {
     status_ = kBadSparseColumns;
     return;
   }
@@ -384,7 +385,7 @@ void ColumnFactor::begin_full_part() {
   const Wide space = block_space(0, mf_, nf_);
   if (!out_of_space() && fill_ + space > lfact_) {
     demand(fill_ + space + freed_);
-    status_ = kFactorsTooLong;
+    status_ = kStoreTooShort;
     keep_lower_parts_only();
   }
   // Rows are listed at the top even when only the length is wanted, as far as they can be.
@@ -414,7 +415,7 @@ bool ColumnFactor::make_room(int entries) {
   };
   if (fits()) return true;
   if (out_of_space()) return false;
-  status_ = kFactorsTooLong;
+  status_ = kStoreTooShort;
   keep_lower_parts_only();
   return fits();
 }
@@ -557,7 +558,7 @@ void ColumnFactor::store_upper_part(int j) {
 
 void ColumnFactor::store_full_column() {
   if (mf_ == 0) return;
-  const int* const rows = job_ == 2 ? &irnf_(full_at_) : &irnf_(lfact_ - mf_ + 1);
+  const int* const rows = job_ == MA48_FACTOR_SAME_PIVOTS ? &irnf_(full_at_) : &irnf_(lfact_ - mf_ + 1);
   double* const column = &fact_(full_end_ + 1);
   double* const w = w_.data();
   for (int k = 0; k < mf_; ++k) {
@@ -677,7 +678,7 @@ void ColumnFactor::factor_full_part() {
     rank_ += rank;
     add_dense_operations(mf_, nf_, &operations_);
   }
-  if (rank_ < std::min(m_, n_)) status_ = 1;
+  if (rank_ < std::min(m_, n_)) status_ = kRankDeficient;
 }
 
 void ColumnFactor::report() {

@@ -32,19 +32,8 @@ struct PlacesUsed {
   std::int64_t lowEnd, highBegin;
 };
 
-/// Statuses of the kernel beside 0, 1 (less than full rank) and kSmallPivot - column.
-enum BlockStatus {
-  kBadSizes = -1,
-  kNoEntries = -2,
-  kFactorsTooLong = -3,
-  kRepeatedEntry = -4,
-  kBadBlockJob = -5,
-  kAfterDropping = -6,
-  kBadSparseColumns = -7,  // or previous factors that are none
-  kSmallPivot = -7,
-  kNotFinite = -7,  // factors on the same pivots as before
-};
-
+/// Factorises the block, as MA50BD does once its sizes are known to be good.
+/// @return the places that it wrote to
 PlacesUsed factor_block(const BlockToFactor& block);
 
 }  // namespace corvidnum

@@ -3,6 +3,7 @@
 
 #include "frame/one_based.h"
 #include "sparse/ma48/diagnostics.h"
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 
@@ -175,7 +176,7 @@ int MA50CD(const int* m, const int* n, const int* icntl, const int* iq, const in
            const int* /*lfact*/, const double* fact, const int* irnf, const int* iptrl, const int* iptru,
            const double* b, double* x, double* w, int* info) {
   if (*m < 1 || *n < 1) {
-    info[kStatus - 1] = -1;
+    info[kStatus - 1] = kBadSizes;
     Diagnostics(icntl).error(texts::kColumnSolveSizes, {*m, *n});
     return 0;  // otherwise info stays as it is: it may be an array that the caller needs
   }

@@ -36,9 +36,9 @@ struct Diagnostics {
   int errorStream, warningStream, level;
 
   explicit Diagnostics(const int* icntl)
-      : errorStream(icntl[kErrorStream - 1]),
-        warningStream(icntl[kWarningStream - 1]),
-        level(icntl[kPrintLevel - 1]) {}
+      : errorStream(ma48_icntl(icntl, MA48_ICNTL_ERROR_STREAM)),
+        warningStream(ma48_icntl(icntl, MA48_ICNTL_WARNING_STREAM)),
+        level(ma48_icntl(icntl, MA48_ICNTL_PRINT_LEVEL)) {}
 
   bool errors() const { return errorStream > 0 && level >= 1; }
   bool warnings() const { return warningStream > 0 && level >= 2; }

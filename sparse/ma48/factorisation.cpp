@@ -15,6 +15,7 @@
 #include "sparse/ma48/diagnostics.h"
 #include "sparse/ma48/finite.h"
 #include "sparse/ma48/keep_check.h"
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/ma48_routines.h"
@@ -23,15 +24,6 @@ namespace corvidnum {
 namespace {
 
 using Wide = std::int64_t;
-
-enum FactorisationStatus {
-  kBadOrder = -1,
-  kBadEntryCount = -2,
-  kStoreTooShort = -3,
-  kJobOrDropping = -6,
-  kIncompatible = -7,
-  kRankDeficient = 2,
-};
 
 class Factorisation {
  public:
@@ -71,7 +63,7 @@ class Factorisation {
   const int* const icntl_;
   double* const w_;
   int* const iw_;
-  int* const info_;
+  const OneBased<int> info_;
   double* const rinfo_;
   const Diagnostics diagnostics_;
 
@@ -109,10 +101,11 @@ Factorisation::Factorisation(int m, int n, int ne, int job, int la, double* a, i
       icntl_(icntl),
       w_(w),
       iw_(iw),
-      info_(info),
+      info_(info, MA48_INFO_LENGTH),
       rinfo_(rinfo),
       diagnostics_(icntl),
-      tolerance_(cntl[kPivotTolerance - 1] > 0.0 ? cntl[kPivotTolerance - 1] : 0.0) {
+      tolerance_(ma48_cntl(cntl, MA48_CNTL_PIVOT_TOLERANCE) > 0.0 ? ma48_cntl(cntl, MA48_CNTL_PIVOT_TOLERANCE)
+                                                                  : 0.0) {
   std::copy_n(cntl, int{kMa50CntlLength}, kernel_cntl_);
   std::copy_n(icntl, int{kDenseBlockSize}, kernel_icntl_);
   kernel_icntl_[kPrintLevel - 1] = 0;
@@ -122,15 +115,15 @@ Factorisation::Factorisation(int m, int n, int ne, int job, int la, double* a, i
 
 void Factorisation::run() {
   if (!arguments_are_good() || !keep_is_good()) {
-    info_[kStatus - 1] = status_;
+    info_(MA48_INFO_STATUS) = status_;
     return;
   }
   blocks_ = keep_.block_count();
   kept_ = keep_.off_diagonal_start(n_ + 1) - 1;
   need_ = ne_;
-  if (job_ != 1) find_old_factors();
-  if (job_ == 3 && old_dropped_) {
-    status_ = kJobOrDropping;
+  if (job_ != MA48_FACTOR_FREELY) find_old_factors();
+  if (job_ == MA48_FACTOR_SAME_ORDER && old_dropped_) {
+    status_ = MA48_STATUS_BAD_JOB;
     finish();
     return;
   }
@@ -149,17 +142,17 @@ void Factorisation::run() {
 
 bool Factorisation::arguments_are_good() {
   if (m_ < 1 || n_ < 1) {
-    status_ = kBadOrder;
+    status_ = MA48_STATUS_BAD_ORDER;
     diagnostics_.error(texts::kFactorisationSizes, {m_, n_});
   } else if (ne_ < 1) {
-    status_ = kBadEntryCount;
+    status_ = MA48_STATUS_BAD_ENTRY_COUNT;
     diagnostics_.error(texts::kFactorisationEntries, {ne_});
   } else if (const Wide least = 2 * Wide{ne_}; la_ < least) {
-    status_ = kStoreTooShort;
-    info_[kFactorLength - 1] = clamped_length(least);
+    status_ = MA48_STATUS_TOO_SHORT;
+    info_(MA48_INFO_FACTOR_LENGTH) = clamped_length(least);
     diagnostics_.error(texts::kFactorisationLength, {la_, clamped_length(least)});
-  } else if (job_ < 1 || job_ > 3) {
-    status_ = kJobOrDropping;
+  } else if (job_ < MA48_FACTOR_FREELY || job_ > MA48_FACTOR_SAME_ORDER) {
+    status_ = MA48_STATUS_BAD_JOB;
     diagnostics_.error(texts::kFactorisationJob, {job_});
   }
   return status_ == 0;
@@ -167,8 +160,9 @@ bool Factorisation::arguments_are_good() {
 
 bool Factorisation::keep_is_good() {
   if (!keep_is_analysed(constant_keep(), m_, n_, ne_) || !rows_lie_within_blocks(constant_keep(), irn_, m_) ||
-      !map_is_in_range(jcn_, ne_) || (job_ != 1 && !keep_is_factorised(constant_keep(), irn_, m_, n_, la_))) {
-    status_ = kIncompatible;
+      !map_is_in_range(jcn_, ne_) ||
+      (job_ != MA48_FACTOR_FREELY && !keep_is_factorised(constant_keep(), irn_, m_, n_, la_))) {
+    status_ = MA48_STATUS_INCOMPATIBLE;
     diagnostics_.error(texts::kFactorisationIncompatible);
   }
   return status_ == 0;
@@ -188,7 +182,8 @@ void Factorisation::find_old_factors() {
 /// The columns that are not redone need their old values: none may be in the way of the values given, whose
 /// copy then goes behind the factors.
 bool Factorisation::leading_columns_survive(Wide copyAt) const {
-  return job_ != 1 && icntl_[kColumnsLast - 1] != 0 && kept_ == ne_ && copyAt + ne_ <= la_;
+  return job_ != MA48_FACTOR_FREELY && ma48_icntl(icntl_, MA48_ICNTL_COLUMNS_LAST) != 0 && kept_ == ne_ &&
+         copyAt + ne_ <= la_;
 }
 
 void Factorisation::scatter() {
@@ -212,13 +207,13 @@ bool Factorisation::do_block(const Block& block) {
       rank_ += block.order;
       return true;
     }
-    if (job_ == 2) {
-      status_ = kIncompatible;
+    if (job_ == MA48_FACTOR_SAME_PIVOTS) {
+      status_ = MA48_STATUS_INCOMPATIBLE;
       return false;
     }
     keep_.block_kind(block.number) = block.order;  // general from now on
     rewritten_ = true;
-    job = 1;
+    job = MA48_FACTOR_FREELY;
   }
   make_local(block, -1);
   const double operations = factor(block, job);
@@ -233,20 +228,20 @@ bool Factorisation::is_triangular(const Block& block) {
     good &= magnitude > tolerance_ && has_reciprocal(magnitude);
     keep_.lower_end(j) = keep_.upper_end(j) = 0;
   }
-  if (good && job_ != 2) keep_.block_start(block.number) = 0;
+  if (good && job_ != MA48_FACTOR_SAME_PIVOTS) keep_.block_start(block.number) = 0;
   return good;
 }
 
 /// The order of a block's previous factors is taken up only if they are there unharmed.
 int Factorisation::job_for(const Block& block) const {
-  if (job_ != 3 || keep_.block_kind(block.number) < 0) return job_;
+  if (job_ != MA48_FACTOR_SAME_ORDER || keep_.block_kind(block.number) < 0) return job_;
   const Wide start = old_start(block.number);
-  const bool unharmed = status_ != kStoreTooShort && start == used_ + 1 && start >= old_begin_ &&
+  const bool unharmed = status_ != MA48_STATUS_TOO_SHORT && start == used_ + 1 && start >= old_begin_ &&
                         start - 1 +
                                 block_space(keep_.lower_end(block.last()), irn_[kept_ + start],
                                             block.order - keep_.block_kind(block.number)) <=
                             old_end_;
-  return unharmed ? 3 : 1;
+  return unharmed ? MA48_FACTOR_SAME_ORDER : MA48_FACTOR_FREELY;
 }
 
 /// Row indices and column starts of the block, from numbers of the matrix (+1) or to those of the block (-1).
@@ -293,14 +288,14 @@ double Factorisation::factor(const Block& block, int job) {
                           iw_ + m_,
                           kernel_info_,
                           &operations});
-  if (job != 2) rewritten_ = true;
+  if (job != MA48_FACTOR_SAME_PIVOTS) rewritten_ = true;
   return operations;
 }
 
 bool Factorisation::account(const Block& block, double operations) {
   const int status = kernel_info_[kStatus - 1], length = kernel_info_[kFactorLength - 1];
-  if (status < 0 && status != kFactorsTooLong) {
-    status_ = status == kAfterDropping ? kJobOrDropping : kIncompatible;
+  if (status < 0 && status != kStoreTooShort) {
+    status_ = status == kAfterDropping ? MA48_STATUS_BAD_JOB : MA48_STATUS_INCOMPATIBLE;
     return false;
   }
   operations_ += operations;
@@ -308,32 +303,32 @@ bool Factorisation::account(const Block& block, double operations) {
   old_end_ = std::min(old_end_, used_ + places_.highBegin - 1);
   rank_ += kernel_info_[kRank - 1];
   dropped_ += kernel_info_[kDropped - 1];
-  if (status == kFactorsTooLong || status_ == kStoreTooShort) {
-    status_ = kStoreTooShort;
+  if (status == kStoreTooShort || status_ == MA48_STATUS_TOO_SHORT) {
+    status_ = MA48_STATUS_TOO_SHORT;
     need_ += length;
     used_ = 0;  // the next blocks are tried with the whole space, only to count
-    return job_ != 2;
+    return job_ != MA48_FACTOR_SAME_PIVOTS;
   }
   demand(used_ + length + kept_);
   if (block.number > 1) keep_.block_start(block.number) = static_cast<int>(used_ + 1);
   const int fullColumns = block.order - keep_.block_kind(block.number);
   used_ += block_space(keep_.lower_end(block.last()), kernel_info_[kFullPartRows - 1], fullColumns);
-  if (status == 1) status_ = kRankDeficient;
+  if (status == kRankDeficient) status_ = MA48_WARNING_RANK_DEFICIENT;
   return true;
 }
 
 void Factorisation::finish() {
-  if (status_ >= 0 || status_ == kStoreTooShort) demand(2 * Wide{ne_});
+  if (status_ >= 0 || status_ == MA48_STATUS_TOO_SHORT) demand(2 * Wide{ne_});
   keep_.block_count() = blocks_;
   if (status_ < 0 && rewritten_) mark_unfactorised(keep_);
-  if (status_ == kJobOrDropping) diagnostics_.error(texts::kFactorisationDropped);
-  if (status_ == kIncompatible) diagnostics_.error(texts::kFactorisationIncompatible);
-  info_[kStatus - 1] = status_;
-  info_[kFactorLength - 1] = clamped_length(need_);
-  info_[kRank - 1] = rank_;
-  info_[kDropped - 1] = dropped_;
+  if (status_ == MA48_STATUS_BAD_JOB) diagnostics_.error(texts::kFactorisationDropped);
+  if (status_ == MA48_STATUS_INCOMPATIBLE) diagnostics_.error(texts::kFactorisationIncompatible);
+  info_(MA48_INFO_STATUS) = status_;
+  info_(MA48_INFO_FACTOR_LENGTH) = clamped_length(need_);
+  info_(MA48_INFO_RANK) = rank_;
+  info_(MA48_INFO_DROPPED) = dropped_;
   *rinfo_ = operations_;
-  dump_analysis(diagnostics_, constant_keep(), m_, n_, icntl_[kColumnsLast - 1] != 0);
+  dump_analysis(diagnostics_, constant_keep(), m_, n_, ma48_icntl(icntl_, MA48_ICNTL_COLUMNS_LAST) != 0);
   dump_factor_ends(diagnostics_, constant_keep(), n_);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 // The kernels of the sparse direct solver. Every argument goes by address, arrays are numbered from 1, and
-// every kernel returns 0. Their control arrays differ from those of the ma48 routines.
+// every kernel returns 0. kernel_codes.h names the positions in their control and result arrays.
 
 namespace corvidnum {
 

@@ -8,13 +8,9 @@
 
 #include "frame/clamp.h"
 #include "frame/one_based.h"
+#include "sparse/ma48/ma48_codes.h"
 
 namespace corvidnum {
-
-/// Length of KEEP that suffices for an m x n matrix. Wide: sizes are the host's.
-inline std::int64_t keep_length(int m, int n) {
-  return std::int64_t{m} + 5 * std::int64_t{n} + 4 * std::int64_t{std::min(m, n)} + 7;
-}
 
 /// KEEP of an m x n matrix. One line knows where a part begins: the one that returns its element.
 ///   | m places | n columns | n ends  | n ends  | n+1 starts | n+1 starts | 3 per block | 1 per block |
@@ -26,7 +22,7 @@ class KeepView {
  public:
   static constexpr int kBlockStride = 3;
 
-  KeepView(Int* keep, int m, int n) : keep_(keep, keep_length(m, n)), m_(m), n_(n) {}
+  KeepView(Int* keep, int m, int n) : keep_(keep, ma48_keep_length(m, n)), m_(m), n_(n) {}
 
   Int& row_place(std::ptrdiff_t i) const { return keep_(i); }                 // of original row i
   Int& column_at(std::ptrdiff_t j) const { return keep_(m_ + j); }            // original column at place j
@@ -58,49 +54,6 @@ class KeepView {
   OneBased<Int> keep_;
   std::ptrdiff_t m_, n_;
 };
-
-/// Elements of CNTL and ICNTL of the ma48 routines.
-enum Ma48Cntl {
-  kDensity = 1,
-  kThreshold = 2,
-  kDropTolerance = 3,
-  kPivotTolerance = 4,
-  kRefinementFactor = 5
-};
-enum Ma48Icntl {
-  kErrorStream = 1,
-  kWarningStream = 2,
-  kPrintLevel = 3,
-  kSearchLimit = 4,
-  kDenseBlockSize = 5,
-  kSmallestBlock = 6,
-  kSingularIsError = 7,
-  kColumnsLast = 8,
-  kMostRefinements = 9,
-};
-/// Elements of ICNTL of the kernels; 1 to 5 as above.
-enum Ma50Icntl { kLastColumns = 6, kPivotChoice = 7 };
-/// Elements of INFO. The kernels' INFO has 1 to 7: in 7 the rows of the full part.
-enum Ma48Info {
-  kStatus = 1,
-  kCompressions = 2,
-  kAnalysisLength = 3,
-  kFactorLength = 4,
-  kRank = 5,
-  kDropped = 6,
-  kLargestBlock = 7,
-  kFullPartRows = 7,
-  kGeneralOrder = 8,
-  kGeneralEntries = 9,
-  kStructuralRank = 10,
-  kDuplicates = 11,
-  kOutOfRange = 12,
-};
-
-constexpr int kMa48InfoLength = 12;
-constexpr int kMa50CntlLength = 4;
-constexpr int kMa50IcntlLength = 7;
-constexpr int kMa50InfoLength = 7;
 
 /// Largest length that INFO asks for: class ma48 makes arrays as long as it says, and theirs ends here.
 constexpr int kMostPlaces = 0x7ffffffe;

@@ -15,13 +15,7 @@ using namespace corvidnum;
 
 namespace {
 
-constexpr int kLongest = 0x7ffffffe;  // of an array of entries
 constexpr int kMostGrowths = 9;
-
-// Of the statuses of the routines.
-constexpr int kTooShort = -3;  // also what stands for refused memory
-constexpr int kSingular = -4;
-constexpr int kNotReady = -7;
 
 /// Modes of the solve for several right-hand sides.
 enum Mode { kAll = 0, kNoSolves = 1, kSolvesOnly = 2 };
@@ -56,7 +50,7 @@ ma48::ma48(int order, int entries, const int* rows, const int* cols, const doubl
       n(order),
       ne(entries),
       la(std::max(clamped_length(4 * std::int64_t{std::max(entries, 0)}), minLa)),
-      job(1),
+      job(MA48_ANALYSE_FREELY),
       needPivotOrder(1),
       info(),
       irn(nullptr),
@@ -150,32 +144,32 @@ int ma48::GetLa() {
 
 int ma48::Keep(int i) {
   enter_library();
-  return keep && is_index(i + std::int64_t{1}, keep_length(m, n)) ? keep[i] : EmptyValueInt;
+  return keep && is_index(i + std::int64_t{1}, ma48_keep_length(m, n)) ? keep[i] : EmptyValueInt;
 }
 
 void ma48::SetControl1(double value) {
   enter_library();
-  cntl[0] = value;
+  ma48_set_cntl(cntl, MA48_CNTL_DENSITY, value);
 }
 
 void ma48::SetControl2(double value) {
   enter_library();
-  cntl[1] = value;
+  ma48_set_cntl(cntl, MA48_CNTL_THRESHOLD, value);
 }
 
 void ma48::SetControl3(double value) {
   enter_library();
-  cntl[2] = value;
+  ma48_set_cntl(cntl, MA48_CNTL_DROP_TOLERANCE, value);
 }
 
 void ma48::SetControl4(double value) {
   enter_library();
-  cntl[3] = value;
+  ma48_set_cntl(cntl, MA48_CNTL_PIVOT_TOLERANCE, value);
 }
 
 void ma48::SetControl5(double value) {
   enter_library();
-  cntl[4] = value;
+  ma48_set_cntl(cntl, MA48_CNTL_REFINEMENT_FACTOR, value);
 }
 
 void ma48::SetNeedPivotOrder(unsigned char need) {
@@ -198,7 +192,7 @@ unsigned char ma48::SetLa(int newLa) {
 
 unsigned char ma48::SetLa2(int newLa) {
   enter_library();
-  return SetLa(newLa > la ? newLa : la + std::min(kLongest - la, ne));
+  return SetLa(newLa > la ? newLa : la + std::min(kMostPlaces - la, ne));
 }
 
 unsigned char ma48::IsReusable(const int* rows, const int* cols, int newNe, int newN, unsigned char check) {
@@ -226,10 +220,10 @@ unsigned char ma48::Solve(unsigned int count, double** vectors, unsigned char* f
   enter_library();
   if ((mode != kAll && mode != kNoSolves && mode != kSolvesOnly) || !callback) return 0;
   if (mode != kSolvesOnly && !Prepare()) return 0;
-  if (mode == kNoSolves) return status == 0;
+  if (mode == kNoSolves) return status == MA48_STATUS_OK;
   if (count == 0 || !flags) return 0;
   if (std::find(flags, flags + count, 1) == flags + count) return 1;
-  if (status != 0 || !vectors) return 0;
+  if (status != MA48_STATUS_OK || !vectors) return 0;
   if (scratch) return SolveFlagged(count, vectors, flags, scratch, count > 1);
   double* const buffer = allocate_array<double>(n);
   const bool solved = buffer && SolveFlagged(count, vectors, flags, buffer, true);
@@ -250,17 +244,17 @@ bool ma48::SolveFlagged(unsigned int count, double** vectors, const unsigned cha
 
 bool ma48::SolveOne(double* rhs, double* x) {
   const int trans = 0;
-  status = kNotReady;
+  status = MA48_STATUS_INCOMPATIBLE;
   if (factorised) {
     ma48cd_(&n, &n, &trans, &job, &la, a, irn, keep, cntl, icntl, rhs, x, error, w, iw, info);
-    status = info[kStatus - 1];
+    status = ma48_info(info, MA48_INFO_STATUS);
   }
-  return status == 0 || Fail(kSolutionKey);
+  return status == MA48_STATUS_OK || Fail(kSolutionKey);
 }
 
 /// The matrix is factorised, after an analysis if one is needed. On false the trace has a line.
 bool ma48::Prepare() {
-  job = 1;
+  job = MA48_ANALYSE_FREELY;
   status = 0;
   if ((needPivotOrder || !HasArrays()) && !AnalysisPhase()) return false;
   return FactorisePhase();
@@ -271,43 +265,44 @@ bool ma48::AnalysisPhase() {
   AllocateMissing();
   SetLa(la);
   Analyse();
-  for (int growths = 0; status == kTooShort && growths < kMostGrowths && Grow(); ++growths) Analyse();
-  if (status == kSingular) return Fail(kSingularKey);
-  return status == 0 || Fail(kAnalysisKey);
+  for (int growths = 0; status == MA48_STATUS_TOO_SHORT && growths < kMostGrowths && Grow(); ++growths)
+    Analyse();
+  if (status == MA48_STATUS_STRUCTURALLY_SINGULAR) return Fail(kSingularKey);
+  return status == MA48_STATUS_OK || Fail(kAnalysisKey);
 }
 
 bool ma48::FactorisePhase() {
   Factorise();
-  for (int growths = 0; status == kTooShort && growths < kMostGrowths && Grow(); ++growths) {
+  for (int growths = 0; status == MA48_STATUS_TOO_SHORT && growths < kMostGrowths && Grow(); ++growths) {
     Analyse();  // growing loses the analysed arrays
-    if (status != 0) return Fail(kReanalysisKey);
+    if (status != MA48_STATUS_OK) return Fail(kReanalysisKey);
     Factorise();
   }
-  return status == 0 || Fail(kFactorisationKey);
+  return status == MA48_STATUS_OK || Fail(kFactorisationKey);
 }
 
 /// A warning leaves an analysis that a later Solve takes.
 void ma48::Analyse() {
   analysed = factorised = 0;
-  status = kTooShort;
+  status = MA48_STATUS_TOO_SHORT;
   if (!HasArrays()) return;
   ma48ad_(&n, &n, &ne, &job, &la, a, irn, jcn, keep, cntl, icntl, iw, info, &rinfo);
-  status = info[kStatus - 1];
+  status = ma48_info(info, MA48_INFO_STATUS);
   analysed = status >= 0;
 }
 
 void ma48::Factorise() {
   factorised = 0;
-  status = analysed ? kTooShort : kNotReady;
+  status = analysed ? MA48_STATUS_TOO_SHORT : MA48_STATUS_INCOMPATIBLE;
   if (!analysed || !HasArrays()) return;
   ma48bd_(&n, &n, &ne, &job, &la, a, irn, jcn, keep, cntl, icntl, w, iw, info, &rinfo);
-  status = info[kStatus - 1];
+  status = ma48_info(info, MA48_INFO_STATUS);
   factorised = status >= 0;
 }
 
 int ma48::GrownLength() const {
-  const int needed = info[kFactorLength - 1];
-  return needed > la ? needed : la + std::min(kLongest - la, ne);
+  const int needed = ma48_info(info, MA48_INFO_FACTOR_LENGTH);
+  return needed > la ? needed : la + std::min(kMostPlaces - la, ne);
 }
 
 /// Gives the entries more room and loads them. False: memory is refused.
@@ -320,10 +315,10 @@ bool ma48::Grow() {
 void ma48::AllocateMissing() {
   if (!irn) irn = allocate_zeros<int>(la);
   if (!jcn) jcn = allocate_zeros<int>(la);
-  if (!keep) keep = allocate_zeros<int>(keep_length(m, n));
-  if (!iw) iw = allocate_zeros<int>(9 * std::int64_t{n});
+  if (!keep) keep = allocate_zeros<int>(ma48_keep_length(m, n));
+  if (!iw) iw = allocate_zeros<int>(ma48_iw_length(n, n));
   if (!a) a = allocate_zeros<double>(la);
-  if (!w) w = allocate_zeros<double>(4 * std::int64_t{n});
+  if (!w) w = allocate_zeros<double>(ma48_w_length(n, n));
 }
 
 void ma48::ReplaceEntries(int newLa) {
@@ -342,7 +337,8 @@ bool ma48::HasArrays() const { return irn && jcn && keep && iw && a && w; }
 bool ma48::Fail(const char* key) const {
   const char* const format = FindString(key).Characters();
   const bool singular = key == kSingularKey;
-  Trace(singular ? FormattedText(format, n, info[kStructuralRank - 1]) : FormattedText(format, status), 0,
-        nullptr);
+  Trace(singular ? FormattedText(format, n, ma48_info(info, MA48_INFO_STRUCTURAL_RANK))
+                 : FormattedText(format, status),
+        0, nullptr);
   return false;
 }

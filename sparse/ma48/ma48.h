@@ -2,6 +2,7 @@
 
 #include "frame/export.h"
 #include "frame/host_memory.h"
+#include "sparse/ma48/ma48_codes.h"
 
 /// What a host implements to hand its matrix over.
 class CORVIDNUM_API ma48callback {
@@ -113,20 +114,20 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   int n;
   int ne;
   int la;
-  int job;  // of every routine: 1
+  int job;  // of every routine: MA48_ANALYSE_FREELY, MA48_FACTOR_FREELY, MA48_SOLVE_ONLY
   unsigned char needPivotOrder;
-  double cntl[5];
-  int icntl[9];
-  int info[12];  // of the last routine
-  int* irn;      // [la]
-  int* jcn;      // [la]
-  int* keep;     // [10 n + 7]
-  int* iw;       // [9 n]
-  int status;    // INFO(1) of the last routine
-  double* a;     // [la]
-  double* w;     // [4 n]
+  double cntl[MA48_CNTL_LENGTH];
+  int icntl[MA48_ICNTL_LENGTH];
+  int info[MA48_INFO_LENGTH];  // of the last routine
+  int* irn;                    // [la]
+  int* jcn;                    // [la]
+  int* keep;                   // [ma48_keep_length(n, n)]
+  int* iw;                     // [ma48_iw_length(n, n)]
+  int status;                  // INFO(1) of the last routine
+  double* a;                   // [la]
+  double* w;                   // [ma48_w_length(n, n)]
   double rinfo;
-  double error[3];
+  double error[MA48_ERROR_LENGTH];
   ma48callback* callback;
   unsigned char analysed;    // keep and jcn are those of the matrix held
   unsigned char factorised;  // so are the factors

@@ -8,6 +8,7 @@
 #include "frame/one_based.h"
 #include "sparse/ma48/diagnostics.h"
 #include "sparse/ma48/finite.h"
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/list_store.h"
@@ -17,8 +18,6 @@ namespace corvidnum {
 namespace {
 
 using Index = std::ptrdiff_t;
-
-enum PivotChoice { kDiagonalPivots = 1, kGivenSequence = 2 };  // values of ICNTL(7)
 
 /// What MA50AD gets, by its names.
 struct PivotArguments {
@@ -143,14 +142,18 @@ class PivotSelection {
   double operations_ = 0;
 };
 
+/// Returns the threshold within 0 .. 1; a NaN stays one, and then no element passes.
+double clamped_threshold(double u) { return u > 1.0 ? 1.0 : (u < 0.0 ? 0.0 : u); }
+
 PivotSelection::PivotSelection(const PivotArguments& x)
     : m_(x.m),
       n_(x.n),
       ne_(x.ne),
-      density_(x.cntl[0] > 1 ? 1.0 : x.cntl[0]),
-      threshold_(x.cntl[1] > 1.0 ? 1.0 : (x.cntl[1] < 0.0 ? 0.0 : x.cntl[1])),
-      drop_tolerance_(x.cntl[2]),
-      tolerance_(x.cntl[3] < 0 ? 0.0 : x.cntl[3]),  // a zero is never a pivot
+      density_(x.cntl[kDensity - 1] > 1 ? 1.0 : x.cntl[kDensity - 1]),
+      threshold_(clamped_threshold(x.cntl[kThreshold - 1])),
+      drop_tolerance_(x.cntl[kDropTolerance - 1]),
+      tolerance_(x.cntl[kPivotTolerance - 1] < 0 ? 0.0
+                                                 : x.cntl[kPivotTolerance - 1]),  // a zero is never a pivot
       search_limit_(x.icntl[kSearchLimit - 1]),
       choice_(x.icntl[kPivotChoice - 1]),
       diagnostics_(x.icntl),
@@ -184,12 +187,12 @@ int PivotSelection::run() {
       if (status != 0) return status;
     } else if (!choose_cheapest()) {
       diagnostics_.warning(texts::kPivotsNoDiagonal);
-      return 2;
+      return kNoPivotLeft;
     }
     if (!eliminate()) {
       diagnostics_.error(texts::kPivotsLength,
                          {static_cast<int>(columns_.index.size()), clamped_length(need_)});
-      return -3;
+      return kStoreTooShort;
     }
   }
   return 0;
@@ -198,16 +201,16 @@ int PivotSelection::run() {
 int PivotSelection::check_sizes() {
   if (m_ < 1 || n_ < 1) {
     diagnostics_.error(texts::kPivotsSizes, {static_cast<int>(m_), static_cast<int>(n_)});
-    return -1;
+    return kBadSizes;
   }
   if (ne_ < 1) {
     diagnostics_.error(texts::kPivotsEntries, {static_cast<int>(ne_)});
-    return -2;
+    return kNoEntries;
   }
   if (columns_.index.size() < ne_) {
     diagnostics_.error(texts::kPivotsLength,
                        {static_cast<int>(columns_.index.size()), static_cast<int>(ne_)});
-    return -3;
+    return kStoreTooShort;
   }
   return 0;
 }
@@ -241,7 +244,7 @@ int PivotSelection::take_priorities() {
   std::copy_n(rows_.start.data(), m_, priorities_.data());
   if (search_limit_ == 1) return 0;
   diagnostics_.error(texts::kPivotsControl, {static_cast<int>(search_limit_)});
-  return -6;
+  return kBadSearchLimit;
 }
 
 int PivotSelection::form_rows() {
@@ -259,7 +262,7 @@ int PivotSelection::form_rows() {
       const int i = columns_.index(k);
       if (iw_(i) == j) {
         diagnostics_.error(texts::kPivotsDuplicate, {i, static_cast<int>(j)});
-        return -4;
+        return kRepeatedEntry;
       }
       iw_(i) = static_cast<int>(j);
       rows_.index(--rows_.start(i)) = static_cast<int>(j);
@@ -327,7 +330,7 @@ int PivotSelection::choose_given(Index sequence) {
   const Index j = given_columns_(sequence);
   if (j < 1 || j > n_ || columns_.start(j) < 0) {
     diagnostics_.error(texts::kPivotsSequence, {static_cast<int>(sequence)});
-    return -5;
+    return kBadSequence;
   }
   reject(j);
   if (columns_.count(j) == 0) return 0;
@@ -674,7 +677,7 @@ int PivotSelection::finish(int status) {
   info_(kFullPartRows) = static_cast<int>(rows);
   finish_rows();
   finish_columns();
-  return rank < std::min(m_, n_) ? status + 1 : status;
+  return rank < std::min(m_, n_) ? status | kRankDeficient : status;
 }
 
 void PivotSelection::finish_rows() {
@@ -709,7 +712,7 @@ int MA50AD(const int* m, const int* n, const int* ne, const int* la, double* a, 
            const double* cntl, const int* icntl, int* ip, int* np, int* jfirst, int* lenr, int* lastr,
            int* nextr, int* iw, int* ifirst, int* lenc, int* lastc, int* nextc, int* info, double* rinfo) {
   // A place behind the arrays is still an int.
-  const int length = std::min(*la, 0x7ffffffe);
+  const int length = std::min(*la, kMostPlaces);
   std::fill_n(info, kMa50InfoLength, 0);
   PivotSelection selection({*m,     *n,   *ne,   length, a,  irn,    jcn,  iq,    cntl,  icntl, ip,
                             jfirst, lenr, lastr, nextr,  iw, ifirst, lenc, lastc, nextc, info});

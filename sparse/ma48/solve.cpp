@@ -8,6 +8,7 @@
 #include "frame/one_based.h"
 #include "sparse/ma48/diagnostics.h"
 #include "sparse/ma48/keep_check.h"
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/ma48_routines.h"
@@ -17,15 +18,6 @@ namespace {
 
 using Index = std::ptrdiff_t;
 
-enum Job { kSolveOnly = 1, kBackwardErrors = 2, kRefine = 3, kForwardError = 4 };
-enum Status {
-  kFine = 0,
-  kFaultySize = -1,
-  kFaultyJob = -6,
-  kFaultyKeep = -7,
-  kDiverged = -8,
-  kNoEstimate = -9
-};
 enum Category : int { kByMatrixAndSolution = 1, kBySolutionSize = 2 };
 
 constexpr int kMostEstimatorSteps = 40;
@@ -57,17 +49,17 @@ class SolveRun {
         trans_(trans),
         job_(job),
         factorLength_(la - (keep.off_diagonal_start(n + 1) - 1)),
-        mostRefinements_(icntl[kMostRefinements - 1]),
-        leastFall_(cntl[kRefinementFactor - 1]),
+        mostRefinements_(ma48_icntl(icntl, MA48_ICNTL_MOST_REFINEMENTS)),
+        leastFall_(ma48_cntl(cntl, MA48_CNTL_REFINEMENT_FACTOR)),
         a_(a),
         irn_(irn),
         keep_(keep),
         rhs_(rhs, mm_),
         x_(x, nn_),
-        error_(error),
+        error_(error, MA48_ERROR_LENGTH),
         w_(w, 4 * static_cast<Index>(std::max(m, n))),
         iw_(iw, m) {
-    icntl5_[kDenseBlockSize - 1] = icntl[kDenseBlockSize - 1];
+    icntl5_[kDenseBlockSize - 1] = ma48_icntl(icntl, MA48_ICNTL_DENSE_BLOCK_SIZE);
   }
 
   int run();  // INFO(1)
@@ -96,7 +88,7 @@ class SolveRun {
   double* answer() const { return w(mm_ + 1); }
   double* work() const { return w(2 * longest() + 1); }
   double* kept() const { return w(3 * longest() + 1); }
-  bool estimates() const { return job_ == kForwardError && m_ == n_; }
+  bool estimates() const { return job_ == MA48_SOLVE_FORWARD_ERROR && m_ == n_; }
 
   const int m_, n_, mm_, nn_, trans_, job_;
   const int factorLength_;
@@ -106,7 +98,7 @@ class SolveRun {
   const int* const irn_;
   const KeepView<const int> keep_;
   const OneBased<double> rhs_, x_;
-  double* const error_;
+  const OneBased<double> error_;
   const OneBased<double> w_;
   const OneBased<int> iw_;
   int icntl5_[kMa50IcntlLength] = {};
@@ -116,18 +108,18 @@ class SolveRun {
 };
 
 int SolveRun::run() {
-  error_[2] = 0.0;
+  error_(MA48_ERROR_FORWARD) = 0.0;
   permute_right_hand_side();
-  int status = kFine;
-  if (job_ == kSolveOnly) {
+  int status = MA48_STATUS_OK;
+  if (job_ == MA48_SOLVE_ONLY) {
     solve(trans_, w(1), x_.data(), work());
   } else {
     status = solve_with_errors();
   }
   restore_order();
-  if (job_ != kSolveOnly) {
-    error_[0] = om1_;
-    error_[1] = om2_;
+  if (job_ != MA48_SOLVE_ONLY) {
+    error_(MA48_ERROR_OMEGA1) = om1_;
+    error_(MA48_ERROR_OMEGA2) = om2_;
   }
   return status;
 }
@@ -161,9 +153,9 @@ void SolveRun::solve(int trans, double* b, double* x, double* work) {
 int SolveRun::solve_with_errors() {
   std::fill(x_.data(), x_.data() + nn_, 0.0);
   std::copy(w(1), w(1) + mm_, rhs_.data());
-  if (mostRefinements_ < 1) return kDiverged;
+  if (mostRefinements_ < 1) return MA48_STATUS_NOT_CONVERGED;
   const int status = refine();
-  return status == kFine && estimates() ? estimate_forward_error() : status;
+  return status == MA48_STATUS_OK && estimates() ? estimate_forward_error() : status;
 }
 
 int SolveRun::refine() {
@@ -174,18 +166,18 @@ int SolveRun::refine() {
     std::copy(answer(), answer() + nn_, x_.data());
     find_residual();
     find_backward_errors();
-    if (job_ == kBackwardErrors) return kFine;
+    if (job_ == MA48_SOLVE_BACKWARD_ERRORS) return MA48_STATUS_OK;
     const double error = om1_ + om2_;
-    if (error + 1.0 <= 1.0) return kFine;
+    if (error + 1.0 <= 1.0) return MA48_STATUS_OK;
     if (iteration > 1 && !(error <= before * leastFall_)) {
       restore_better(error, before);
-      return kFine;
+      return MA48_STATUS_OK;
     }
     std::copy(x_.data(), x_.data() + nn_, kept());
     keptOm1_ = om1_;
     keptOm2_ = om2_;
     before = error;
-    if (iteration >= mostRefinements_ || std::isnan(error)) return kDiverged;
+    if (iteration >= mostRefinements_ || std::isnan(error)) return MA48_STATUS_NOT_CONVERGED;
   }
 }
 
@@ -278,11 +270,12 @@ int SolveRun::estimate_forward_error() {
   for (int k = 0; k < 2; ++k) {
     if (!occurs[k]) continue;
     double condition = 0.0;
-    if (!estimate_condition(w(1) + k * static_cast<Index>(mm_), condition)) return kNoEstimate;
+    if (!estimate_condition(w(1) + k * static_cast<Index>(mm_), condition))
+      return MA48_STATUS_NO_FORWARD_ERROR;
     if (xmax_ > 0.0) condition /= xmax_;
-    error_[2] += condition * oms[k];
+    error_(MA48_ERROR_FORWARD) += condition * oms[k];
   }
-  return kFine;
+  return MA48_STATUS_OK;
 }
 
 bool SolveRun::has_category(Category category) const {
@@ -332,8 +325,9 @@ void SolveRun::restore_order() {
 
 /// Tells what a status means, by the diagnostics.
 void report(const Diagnostics& diagnostics, int status, int mostRefinements) {
-  if (status == kDiverged) diagnostics.error(texts::kSolveNonconvergence, {status, mostRefinements});
-  if (status == kNoEstimate) diagnostics.error(texts::kSolveEstimator);
+  if (status == MA48_STATUS_NOT_CONVERGED)
+    diagnostics.error(texts::kSolveNonconvergence, {status, mostRefinements});
+  if (status == MA48_STATUS_NO_FORWARD_ERROR) diagnostics.error(texts::kSolveEstimator);
 }
 
 }  // namespace
@@ -346,31 +340,31 @@ int ma48cd_(const int* m, const int* n, const int* trans, const int* job, const 
             double* error, double* w, int* iw, int* info) {
   enter_library();
   const Diagnostics diagnostics(icntl);
-  int& status = info[kStatus - 1];
+  int& status = info[MA48_INFO_STATUS - 1];
   const int rows = *m, columns = *n;
   if (rows < 1 || columns < 1) {
-    status = kFaultySize;
+    status = MA48_STATUS_BAD_ORDER;
     diagnostics.error(texts::kSolveSizes, {rows, columns});
     return 0;
   }
-  if (*job < kSolveOnly || *job > kForwardError) {
-    status = kFaultyJob;
+  if (*job < MA48_SOLVE_ONLY || *job > MA48_SOLVE_FORWARD_ERROR) {
+    status = MA48_STATUS_BAD_JOB;
     diagnostics.error(texts::kSolveJob, {*job});
     return 0;
   }
   const KeepView<const int> view(keep, rows, columns);
   if (!keep_is_analysed(view, rows, columns, *la) || !rows_lie_within_blocks(view, irn, rows) ||
       !keep_is_factorised(view, irn, rows, columns, *la)) {
-    status = kFaultyKeep;
+    status = MA48_STATUS_INCOMPATIBLE;
     return 0;
   }
   const bool transposed = *trans != 0;
   diagnostics.dump(texts::kRightHandSide, rhs, transposed ? columns : rows);
-  dump_analysis(diagnostics, view, rows, columns, icntl[kColumnsLast - 1] != 0);
+  dump_analysis(diagnostics, view, rows, columns, ma48_icntl(icntl, MA48_ICNTL_COLUMNS_LAST) != 0);
   dump_factor_ends(diagnostics, view, columns);
   status = SolveRun(rows, columns, *trans, *job, *la, a, irn, view, cntl, icntl, rhs, x, error, w, iw).run();
-  report(diagnostics, status, icntl[kMostRefinements - 1]);
-  if (*job > kSolveOnly) diagnostics.dump(texts::kErrors, error, 3);
+  report(diagnostics, status, ma48_icntl(icntl, MA48_ICNTL_MOST_REFINEMENTS));
+  if (*job > MA48_SOLVE_ONLY) diagnostics.dump(texts::kErrors, error, MA48_ERROR_LENGTH);
   diagnostics.dump(texts::kSolution, x, transposed ? rows : columns);
   return 0;
 }

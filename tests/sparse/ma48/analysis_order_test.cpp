@@ -62,7 +62,7 @@ std::string outcome(Solver& solver) {
   const int blocks = keep.block_count();
   for (int block = 1; block <= blocks; ++block) {
     text << ' ' << keep.block_order(block) << ':' << keep.block_kind(block);
-    if (solver.icntl[corvidnum::kColumnsLast - 1]) text << ':' << keep.left_to_last(blocks, block);
+    if (solver.ICNTL(MA48_ICNTL_COLUMNS_LAST)) text << ':' << keep.left_to_last(blocks, block);
   }
   text << " |";
   for (const int value : solver.info) text << ' ' << value;
@@ -101,11 +101,11 @@ TEST(Ma48AnalysisOrder, IsThatOfTheRules) {
     SCOPED_TRACE(given.name);
     Solver solver(scrambled(given), given.length);
     solver.job = given.job;
-    solver.icntl[corvidnum::kSmallestBlock - 1] = given.smallest_block;
-    solver.icntl[corvidnum::kColumnsLast - 1] = given.columns_last;
-    solver.cntl[corvidnum::kDropTolerance - 1] = given.drop;
-    solver.cntl[corvidnum::kPivotTolerance - 1] = given.pivot;
-    solver.cntl[corvidnum::kDensity - 1] = 1.0;
+    solver.ICNTL(MA48_ICNTL_SMALLEST_BLOCK) = given.smallest_block;
+    solver.ICNTL(MA48_ICNTL_COLUMNS_LAST) = given.columns_last;
+    solver.CNTL(MA48_CNTL_DROP_TOLERANCE) = given.drop;
+    solver.CNTL(MA48_CNTL_PIVOT_TOLERANCE) = given.pivot;
+    solver.CNTL(MA48_CNTL_DENSITY) = 1.0;
     Sequence sequence{given.seed + 100};
     for (int j = 0; j < given.order; ++j) solver.marks.push_back(sequence.below(2));
     for (int k = 0; k < 2 * given.order; ++k) solver.order.push_back(1 + (k * 3 + 1) % given.order);

@@ -49,10 +49,10 @@ struct Solver {
   /// Marks and permutations are random.
   void use(const Settings& settings, Random& random) {
     job = settings.job;
-    ma48_set_icntl(icntl.data(), MA48_ICNTL_SMALLEST_BLOCK, settings.smallest_block);
-    ma48_set_icntl(icntl.data(), MA48_ICNTL_SINGULAR_IS_ERROR, settings.singular_is_error);
-    ma48_set_icntl(icntl.data(), MA48_ICNTL_COLUMNS_LAST, settings.columns_last);
-    ma48_set_icntl(icntl.data(), MA48_ICNTL_SEARCH_LIMIT, settings.search_limit);
+    ICNTL(MA48_ICNTL_SMALLEST_BLOCK) = settings.smallest_block;
+    ICNTL(MA48_ICNTL_SINGULAR_IS_ERROR) = settings.singular_is_error;
+    ICNTL(MA48_ICNTL_COLUMNS_LAST) = settings.columns_last;
+    ICNTL(MA48_ICNTL_SEARCH_LIMIT) = settings.search_limit;
     marks.resize(matrix.n);
     for (int& mark : marks) mark = number(random, 0, 3);
     order.resize(matrix.m + matrix.n);
@@ -66,7 +66,10 @@ struct Solver {
     a.resize(la), irn.resize(la), jcn.resize(la);
     a.shrink_to_fit(), irn.shrink_to_fit(), jcn.shrink_to_fit();
   }
+  double& CNTL(MA48_Cntl position) { return cntl[position - 1]; }
+  int& ICNTL(MA48_Icntl position) { return icntl[position - 1]; }
   int INFO(MA48_Info position) const { return ma48_info(info.data(), position); }
+  double ERROR(MA48_Error position) const { return ma48_error(error.data(), position); }
   int analyse() {
     const int ne = matrix.entries();
     std::copy(matrix.values.begin(), matrix.values.end(), a.begin());
@@ -85,10 +88,9 @@ struct Solver {
             cntl.data(), icntl.data(), w.data(), iw.data(), info.data(), &rinfo);
     return INFO(MA48_INFO_STATUS);
   }
-  /// Runs `step` with the length that it asks for in INFO(`figure`), as often as it asks.
+  /// Runs `step` with the length that it asks for in INFO(`length`), as often as it asks.
   template <class Step>
-  int with_room(int figure, Step step) {
-    const auto length = static_cast<MA48_Info>(figure);
+  int with_room(MA48_Info length, Step step) {
     for (int tries = 0; step() == MA48_STATUS_TOO_SHORT; ++tries) {
       EXPECT_GT(INFO(length), la);
       if (INFO(length) <= la || tries == 40) return MA48_STATUS_TOO_SHORT;

@@ -7,6 +7,7 @@
 #include <set>
 #include <thread>
 
+#include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "tests/sparse/ma48/routines.h"
 
@@ -59,7 +60,9 @@ TEST(Ma48Analysis, FindsTheBlocks) {
   }
   EXPECT_EQ((std::multiset<int>{2, 3, 5}), general);
   EXPECT_EQ(3, triangular);
-  EXPECT_EQ((Ints{13, 5, 10, 13}), (Ints{solver.info[4], solver.info[6], solver.info[7], solver.info[9]}));
+  EXPECT_EQ((Ints{13, 5, 10, 13}),
+            (Ints{solver.INFO(MA48_INFO_RANK), solver.INFO(MA48_INFO_LARGEST_BLOCK),
+                  solver.INFO(MA48_INFO_GENERAL_ORDER), solver.INFO(MA48_INFO_STRUCTURAL_RANK)}));
 
   Solver diagonal(banded_matrix(12, 0, 0, random), 24);
   EXPECT_EQ(0, diagonal.analyse());
@@ -69,7 +72,7 @@ TEST(Ma48Analysis, FindsTheBlocks) {
 TEST(Ma48Analysis, LeavesMarkedColumnsLast) {
   Random random(2);
   Solver solver(banded_matrix(8, 7, 7, random), 400);
-  solver.icntl[corvidnum::kColumnsLast - 1] = 1;
+  solver.ICNTL(MA48_ICNTL_COLUMNS_LAST) = 1;
   solver.marks = {1, 1, 0, 1, 1, 0, 1, 1};
   ASSERT_EQ(0, solver.analyse());
   const auto keep = solver.view();
@@ -79,7 +82,7 @@ TEST(Ma48Analysis, LeavesMarkedColumnsLast) {
 
 TEST(Ma48Analysis, ReportsFaultsInItsOrder) {
   using Change = std::function<void(Solver&)>;
-  const auto allow_singular = [](Solver& s) { s.icntl[corvidnum::kSingularIsError - 1] = 0; };
+  const auto allow_singular = [](Solver& s) { s.ICNTL(MA48_ICNTL_SINGULAR_IS_ERROR) = 0; };
   const auto column_3_to = [](Solver& s, int column) {
     std::replace(s.matrix.columns.begin(), s.matrix.columns.end(), 3, column);
   };
@@ -90,25 +93,26 @@ TEST(Ma48Analysis, ReportsFaultsInItsOrder) {
       if ((column <= 2 && s.matrix.rows[k] != 1) || column == empty) s.matrix.rows[k] = 0;
     }
     allow_singular(s);
-    s.cntl[corvidnum::kDensity - 1] = 0.0;
+    s.CNTL(MA48_CNTL_DENSITY) = 0.0;
   };
   const std::pair<Change, int> table[] = {
-      {[](Solver& s) { s.matrix.m = 0; }, -1},
-      {[](Solver& s) { s.matrix.n = INT_MIN, s.job = 9; }, -1},
-      {[](Solver& s) { s.matrix.values.clear(); }, -2},
-      {[](Solver& s) { s.la = 2 * s.matrix.entries() - 1, s.job = 0; }, -3},
-      {[](Solver& s) { s.job = 0; }, -6},
-      {[](Solver& s) { s.job = 4; }, -6},
-      {[](Solver& s) { s.job = 2; }, -5},  // without permutations
-      {[](Solver& s) { s.job = 2, s.order = {1, 2, 3, 4, 5, 6, 1, 2, 3, 4, 5, 1}; }, -5},
-      {[&](Solver& s) { column_3_to(s, 4); }, -4},
+      {[](Solver& s) { s.matrix.m = 0; }, MA48_STATUS_BAD_ORDER},
+      {[](Solver& s) { s.matrix.n = INT_MIN, s.job = 9; }, MA48_STATUS_BAD_ORDER},
+      {[](Solver& s) { s.matrix.values.clear(); }, MA48_STATUS_BAD_ENTRY_COUNT},
+      {[](Solver& s) { s.la = 2 * s.matrix.entries() - 1, s.job = 0; }, MA48_STATUS_TOO_SHORT},
+      {[](Solver& s) { s.job = 0; }, MA48_STATUS_BAD_JOB},
+      {[](Solver& s) { s.job = 4; }, MA48_STATUS_BAD_JOB},
+      {[](Solver& s) { s.job = 2; }, MA48_STATUS_BAD_PERMUTATION},  // without permutations
+      {[](Solver& s) { s.job = 2, s.order = {1, 2, 3, 4, 5, 6, 1, 2, 3, 4, 5, 1}; },
+       MA48_STATUS_BAD_PERMUTATION},
+      {[&](Solver& s) { column_3_to(s, 4); }, MA48_STATUS_STRUCTURALLY_SINGULAR},
       {[&](Solver& s) { column_3_to(s, 0), allow_singular(s); }, 3},
       {[&](Solver& s) { columns_share_a_row(s, 9); }, 3},
       {[&](Solver& s) { columns_share_a_row(s, 4); }, 3},  // already the kernel finds it deficient
       {[&](Solver& s) {
          columns_share_a_row(s, 4);
-         s.cntl[corvidnum::kDensity - 1] = 1.0;
-         s.cntl[corvidnum::kThreshold - 1] = kNaN;  // which no pivot passes
+         s.CNTL(MA48_CNTL_DENSITY) = 1.0;
+         s.CNTL(MA48_CNTL_THRESHOLD) = kNaN;  // which no pivot passes
        },
        7},
       {[&](Solver& s) { s.matrix.columns.assign(s.matrix.entries(), INT_MAX), allow_singular(s); }, 3},
@@ -120,7 +124,8 @@ TEST(Ma48Analysis, ReportsFaultsInItsOrder) {
     Solver solver(banded_matrix(6, 1, 1, random));
     row.first(solver);
     EXPECT_EQ(row.second, solver.analyse());
-    EXPECT_TRUE(row.second != -3 || solver.info[2] == 2 * solver.matrix.entries());
+    EXPECT_TRUE(row.second != MA48_STATUS_TOO_SHORT ||
+                solver.INFO(MA48_INFO_ANALYSIS_LENGTH) == 2 * solver.matrix.entries());
   }
 }
 
@@ -142,24 +147,26 @@ TEST(Ma48Analysis, SumsTheWarningsOfItsBlocks) {
       a.add(j % 3 ? j + 1 : j - 2, j, value);
     }
     Solver solver(a);
-    solver.cntl[corvidnum::kDensity - 1] = 1.0;
-    solver.cntl[corvidnum::kThreshold - 1] = c.threshold;
+    solver.CNTL(MA48_CNTL_DENSITY) = 1.0;
+    solver.CNTL(MA48_CNTL_THRESHOLD) = c.threshold;
     EXPECT_EQ(solver.analyse(), c.status);
   }
 }
 
 TEST(Ma48Analysis, AsksForAsMuchAsAnArrayMayHave) {
   const int order = 5, most = INT_MAX, job = 1;
-  Ints info(12), icntl(9);
-  Vector cntl(5);
+  Ints info(MA48_INFO_LENGTH), icntl(MA48_ICNTL_LENGTH);
+  Vector cntl(MA48_CNTL_LENGTH);
   ma48ad_(&order, &order, &most, &job, &most, nullptr, nullptr, nullptr, nullptr, cntl.data(), icntl.data(),
           nullptr, info.data(), nullptr);
-  EXPECT_EQ((Ints{-3, 0x7ffffffe}), (Ints{info[0], info[2]}));
+  EXPECT_EQ(
+      (Ints{MA48_STATUS_TOO_SHORT, corvidnum::kMostPlaces}),
+      (Ints{ma48_info(info.data(), MA48_INFO_STATUS), ma48_info(info.data(), MA48_INFO_ANALYSIS_LENGTH)}));
 }
 
 TEST(Ma48Defaults, AreWritten) {
-  Vector cntl(5), kernel_cntl(4);
-  Ints icntl(9), kernel_icntl(7);
+  Vector cntl(MA48_CNTL_LENGTH), kernel_cntl(corvidnum::kMa50CntlLength);
+  Ints icntl(MA48_ICNTL_LENGTH), kernel_icntl(corvidnum::kMa50IcntlLength);
   ma48id_(cntl.data(), icntl.data());
   corvidnum::ma50id_(kernel_cntl.data(), kernel_icntl.data());
   EXPECT_EQ((Vector{0.5, 0.1, 0.0, 0.0, 0.5}), cntl);
@@ -176,11 +183,13 @@ void expect_solved(Solver& solver, Random& random, double limit = 1e-11, int job
     const Vector x = solver.solve(b, transposed, job);
     EXPECT_LT(scaled_residual(solver.matrix, x, b, transposed != 0), limit)
         << "transposed " << transposed << ", job " << job;
-    EXPECT_EQ(solver.info[0], 0);
-    EXPECT_LE(std::count_if(x.begin(), x.end(), [](double v) { return v != 0.0; }), solver.info[4]);
+    EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), MA48_STATUS_OK);
+    EXPECT_LE(std::count_if(x.begin(), x.end(), [](double v) { return v != 0.0; }),
+              solver.INFO(MA48_INFO_RANK));
     if (job == 1 || limit > 1e-10) continue;
-    EXPECT_LT(solver.error[0] + solver.error[1], limit);
-    EXPECT_EQ(solver.error[2] > 0.0, job == 4 && solver.error[0] + solver.error[1] > 0.0);
+    EXPECT_LT(solver.ERROR(MA48_ERROR_OMEGA1) + solver.ERROR(MA48_ERROR_OMEGA2), limit);
+    EXPECT_EQ(solver.ERROR(MA48_ERROR_FORWARD) > 0.0,
+              job == 4 && solver.ERROR(MA48_ERROR_OMEGA1) + solver.ERROR(MA48_ERROR_OMEGA2) > 0.0);
   }
 }
 
@@ -196,9 +205,10 @@ void expect_entries_counted(Solver& solver) {
     }
   }
   const int kept = static_cast<int>(places.size());
-  EXPECT_EQ(strays, solver.info[11]);
-  EXPECT_EQ(solver.matrix.entries() - strays - kept, solver.info[10]);
-  EXPECT_EQ(solver.info[0] % 2 == 1, solver.info[10] + solver.info[11] > 0);
+  EXPECT_EQ(strays, solver.INFO(MA48_INFO_OUT_OF_RANGE));
+  EXPECT_EQ(solver.matrix.entries() - strays - kept, solver.INFO(MA48_INFO_DUPLICATES));
+  EXPECT_EQ(solver.INFO(MA48_INFO_STATUS) % 2 == 1,
+            solver.INFO(MA48_INFO_DUPLICATES) + solver.INFO(MA48_INFO_OUT_OF_RANGE) > 0);
   EXPECT_EQ(kept, solver.view().off_diagonal_start(solver.matrix.n + 1) - 1);
   EXPECT_TRUE(std::equal(solver.matrix.values.begin(), solver.matrix.values.end(), solver.a.begin()));
 }
@@ -209,7 +219,7 @@ std::vector<char> kept_columns(Solver& solver) {
   const auto keep = solver.view();
   const int blocks = keep.block_count();
   std::vector<char> kept(solver.matrix.n + 1);
-  for (int block = 1, j = 1; solver.icntl[7] != 0 && block <= blocks; ++block) {
+  for (int block = 1, j = 1; solver.ICNTL(MA48_ICNTL_COLUMNS_LAST) != 0 && block <= blocks; ++block) {
     const int end = j + keep.block_order(block), last = keep.left_to_last(blocks, block);
     for (; j < end; ++j) kept[keep.column_at(j)] = keep.block_kind(block) >= 0 && last > 0 && j < end - last;
   }
@@ -224,8 +234,8 @@ TEST(Ma48Routines, EveryJobAgreesWithTheFirstHoweverTheMatrixIsAnalysed) {
       SCOPED_TRACE(testing::Message() << settings.name << ", trial " << ++trial << ", order " << matrix.n);
       Solver solver(matrix);
       solver.use(settings, random);
-      solver.icntl[4] = trial % 3 == 2 ? 32 : trial % 3;
-      solver.cntl[1] = 0.5;  // columns left to last let elements grow
+      solver.ICNTL(MA48_ICNTL_DENSE_BLOCK_SIZE) = trial % 3 == 2 ? 32 : trial % 3;
+      solver.CNTL(MA48_CNTL_THRESHOLD) = 0.5;  // columns left to last let elements grow
       ASSERT_GE(solver.analyse(), 0);
       expect_entries_counted(solver);
       several += settings.columns_last && solver.view().block_count() > 1;
@@ -236,8 +246,8 @@ TEST(Ma48Routines, EveryJobAgreesWithTheFirstHoweverTheMatrixIsAnalysed) {
       for (const int job : {1, 2, 3, 2, 3}) {
         Solver fresh = solver;
         ASSERT_EQ(fresh.factor(1), 0);
-        ASSERT_EQ(solver.factor(job), 0) << "job " << job;
-        EXPECT_EQ(solver.info[4], matrix.n);
+        ASSERT_EQ(solver.factor(job), MA48_STATUS_OK) << "job " << job;
+        EXPECT_EQ(solver.INFO(MA48_INFO_RANK), matrix.n);
         expect_solved(solver, random, 1e-11, 1 + ++trial % 4);
         const Vector b = random_vector(matrix.n, random), x = fresh.solve(b);
         EXPECT_LT(largest_difference(solver.solve(b), x), 1e-8 * largest(x)) << "job " << job;
@@ -267,17 +277,17 @@ TEST(Ma48Routines, EveryLengthFromTheLeastLeadsToASolution) {
       Solver solver(matrix, length);
       ASSERT_GE(solver.analyse_with_room(), 0);
       Solver again = solver;
-      ASSERT_EQ(0, solver.with_room(corvidnum::kFactorLength, [&] {
-        const int status = solver.factor(), needed = solver.info[3];
-        if (status == -3) {
-          EXPECT_EQ(solver.factor(2), -7);  // no factors to build on
-          solver.info[3] = needed;
+      ASSERT_EQ(0, solver.with_room(MA48_INFO_FACTOR_LENGTH, [&] {
+        const int status = solver.factor(), needed = solver.INFO(MA48_INFO_FACTOR_LENGTH);
+        if (status == MA48_STATUS_TOO_SHORT) {
+          EXPECT_EQ(solver.factor(2), MA48_STATUS_INCOMPATIBLE);  // no factors to build on
+          solver.info[MA48_INFO_FACTOR_LENGTH - 1] = needed;
         }
         return status;
       }));
       if (solver.la > enough) enough = solver.la;
       for (const int job : {1, 2, 3}) {
-        ASSERT_EQ(solver.factor(job), 0);
+        ASSERT_EQ(solver.factor(job), MA48_STATUS_OK);
         expect_solved(solver, random);
       }
       again.resize(solver.la);  // as a class does that loses its arrays
@@ -293,16 +303,16 @@ TEST(Ma48Routines, TriangularBlockWithNullDiagonalBecomesGeneral) {
   Solver solver(block_triangular_matrix({1, 1, 1, 1, 1}, random));
   ASSERT_EQ(solver.analyse(), 0);
   ASSERT_EQ(solver.view().block_kind(1), -5);
-  ASSERT_EQ(solver.factor(), 0);
+  ASSERT_EQ(solver.factor(), MA48_STATUS_OK);
   const Vector values = solver.matrix.values;
   for (double& value : solver.matrix.values) value = value > 1.0 ? 0.0 : value;  // diagonals are above 1
-  EXPECT_EQ(solver.factor(2), -7);
+  EXPECT_EQ(solver.factor(2), MA48_STATUS_INCOMPATIBLE);
   EXPECT_EQ(solver.factor(1), 2);
   EXPECT_EQ(solver.view().block_kind(1), 5);
-  EXPECT_LT(solver.info[4], 5);
+  EXPECT_LT(solver.INFO(MA48_INFO_RANK), 5);
   solver.matrix.values = values;
   for (const int job : {1, 2, 3}) {
-    EXPECT_EQ(solver.factor(job), 0);
+    EXPECT_EQ(solver.factor(job), MA48_STATUS_OK);
     expect_solved(solver, random);
   }
 }
@@ -316,27 +326,27 @@ TEST(Ma48Routines, FaultsHaveTheirStatusAndLeaveARetryPossible) {
     std::function<void(Solver&)> change;
     int job, status;
   } factorisations[] = {
-      {[](Solver& s) { s.matrix.m = 0; }, 1, -1},
-      {[](Solver& s) { s.matrix.values.clear(); }, 1, -2},
-      {[](Solver& s) { s.la = 2 * s.matrix.entries() - 1; }, 1, -3},
-      {[](Solver&) {}, 0, -6},
-      {[](Solver&) {}, 4, -6},
+      {[](Solver& s) { s.matrix.m = 0; }, 1, MA48_STATUS_BAD_ORDER},
+      {[](Solver& s) { s.matrix.values.clear(); }, 1, MA48_STATUS_BAD_ENTRY_COUNT},
+      {[](Solver& s) { s.la = 2 * s.matrix.entries() - 1; }, 1, MA48_STATUS_TOO_SHORT},
+      {[](Solver&) {}, 0, MA48_STATUS_BAD_JOB},
+      {[](Solver&) {}, 4, MA48_STATUS_BAD_JOB},
       {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), 0.0); }, 1, 2},
-      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), 0.0); }, 2, -7},
+      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), 0.0); }, 2, MA48_STATUS_INCOMPATIBLE},
       {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), kNaN); }, 1, 2},
-      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), kNaN); }, 2, -7},
-      {[](Solver& s) { s.cntl[2] = 0.3, s.factor(); }, 2, -6},
-      {[](Solver& s) { s.cntl[2] = 0.3, s.factor(); }, 3, -6},
+      {[](Solver& s) { s.matrix.values.assign(s.matrix.entries(), kNaN); }, 2, MA48_STATUS_INCOMPATIBLE},
+      {[](Solver& s) { s.CNTL(MA48_CNTL_DROP_TOLERANCE) = 0.3, s.factor(); }, 2, MA48_STATUS_BAD_JOB},
+      {[](Solver& s) { s.CNTL(MA48_CNTL_DROP_TOLERANCE) = 0.3, s.factor(); }, 3, MA48_STATUS_BAD_JOB},
   };
   for (const auto& row : factorisations) {
     SCOPED_TRACE(&row - factorisations);
     Solver solver = sound;
     row.change(solver);
     EXPECT_EQ(solver.factor(row.job), row.status);
-    if (row.status != -7) continue;
+    if (row.status != MA48_STATUS_INCOMPATIBLE) continue;
     solver.matrix = sound.matrix;
     for (const int job : {2, 1}) {
-      EXPECT_EQ(solver.factor(job), 0);
+      EXPECT_EQ(solver.factor(job), MA48_STATUS_OK);
       expect_solved(solver, random);
     }
   }
@@ -345,21 +355,21 @@ TEST(Ma48Routines, FaultsHaveTheirStatusAndLeaveARetryPossible) {
   const struct {
     std::function<void(Solver&)> change;
     int job, status;
-  } solutions[] = {{[](Solver& s) { s.matrix.n = 0; }, 1, -1},
-                   {[](Solver&) {}, 0, -6},
-                   {[](Solver&) {}, 5, -6},
-                   {[&](Solver& s) { s.keep[0] = last; }, 1, -7},
-                   {[&](Solver& s) { s.keep[n] = last; }, 1, -7},
-                   {[&](Solver& s) { s.keep[2 * n] = last; }, 1, -7},
-                   {[&](Solver& s) { s.keep[4 * n + 1] = last; }, 1, -7},
-                   {[&](Solver& s) { s.keep[6 * n + 2] = last; }, 1, -7},
-                   {[&](Solver& s) { s.keep[6 * n + 4] = last; }, 1, -7}};
+  } solutions[] = {{[](Solver& s) { s.matrix.n = 0; }, 1, MA48_STATUS_BAD_ORDER},
+                   {[](Solver&) {}, 0, MA48_STATUS_BAD_JOB},
+                   {[](Solver&) {}, 5, MA48_STATUS_BAD_JOB},
+                   {[&](Solver& s) { s.keep[0] = last; }, 1, MA48_STATUS_INCOMPATIBLE},
+                   {[&](Solver& s) { s.keep[n] = last; }, 1, MA48_STATUS_INCOMPATIBLE},
+                   {[&](Solver& s) { s.keep[2 * n] = last; }, 1, MA48_STATUS_INCOMPATIBLE},
+                   {[&](Solver& s) { s.keep[4 * n + 1] = last; }, 1, MA48_STATUS_INCOMPATIBLE},
+                   {[&](Solver& s) { s.keep[6 * n + 2] = last; }, 1, MA48_STATUS_INCOMPATIBLE},
+                   {[&](Solver& s) { s.keep[6 * n + 4] = last; }, 1, MA48_STATUS_INCOMPATIBLE}};
   for (const auto& row : solutions) {
     SCOPED_TRACE(&row - solutions);
     Solver solver = sound;
     row.change(solver);
     EXPECT_EQ(solver.solve(b, 1, row.job), untouched);
-    EXPECT_EQ(solver.info[0], row.status);
+    EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), row.status);
   }
   // KEEP as no analysis leaves it, each element in turn far off: all ends inside of the arrays. More of that
   // is in stray_indices_test.cpp.
@@ -406,23 +416,24 @@ TEST(Ma48Routines, RectangularAndDeficientSystemsHaveTheirRankAndASolution) {
     SCOPED_TRACE(testing::Message() << "trial " << trial << ", " << m << " x " << n);
     Solver solver(a, 2 * a.entries());
     solver.use(kSettings[trial % 9], random);
-    solver.icntl[4] = std::array{32, 1, 0, 2, 3, 8, INT_MAX, -3}[trial % 8];
-    solver.icntl[6] = 0;
-    solver.cntl[0] = std::array{0.5, 0.0, 2.0}[trial / 3 % 3];  // all, some or nothing of it is a full part
-    solver.cntl[3] = 1e-9;  // what dependence leaves of a column is rounding
+    solver.ICNTL(MA48_ICNTL_DENSE_BLOCK_SIZE) = std::array{32, 1, 0, 2, 3, 8, INT_MAX, -3}[trial % 8];
+    solver.ICNTL(MA48_ICNTL_SINGULAR_IS_ERROR) = 0;
+    solver.CNTL(MA48_CNTL_DENSITY) =
+        std::array{0.5, 0.0, 2.0}[trial / 3 % 3];   // all, some or nothing of it is a full part
+    solver.CNTL(MA48_CNTL_PIVOT_TOLERANCE) = 1e-9;  // what dependence leaves of a column is rounding
     ASSERT_GE(solver.analyse_with_room(), 0);
-    EXPECT_LE(solver.info[4], std::min(m, n));
+    EXPECT_LE(solver.INFO(MA48_INFO_RANK), std::min(m, n));
     expect_entries_counted(solver);
     for (int k = 0; trial % 4 == 2 && k < a.entries(); ++k) {  // a null column where a pivot was chosen
       if (a.columns[k] % 6 == 0) solver.matrix.values[k] = 0.0;
     }
     const int rank = dense_rank(dense(solver.matrix));
-    ASSERT_GE(solver.with_room(corvidnum::kFactorLength, [&] { return solver.factor(); }), 0);
+    ASSERT_GE(solver.with_room(MA48_INFO_FACTOR_LENGTH, [&] { return solver.factor(); }), 0);
     for (const int job : {1, 3}) {
       EXPECT_EQ(solver.factor(job), rank < std::min(m, n) ? 2 : 0);
-      EXPECT_EQ(solver.info[4], rank);
+      EXPECT_EQ(solver.INFO(MA48_INFO_RANK), rank);
       for (const int solveJob : {1, 3, 4}) expect_solved(solver, random, 1e-9, solveJob);
-      EXPECT_TRUE(m == n || solver.error[2] == 0.0);
+      EXPECT_TRUE(m == n || solver.ERROR(MA48_ERROR_FORWARD) == 0.0);
     }
   }
 }
@@ -441,27 +452,34 @@ TEST(Ma48Routines, WhatHasNoFiniteFactorsIsNoPivot) {
     Vector values;
     int rank, ofJob2;
   } cases[] = {
-      {cycle, 1.0, 1, {1e-310, -1e-310}, 2, -7}, {cycle, 0.0, 1, {1e-310, -1e-310}, 2, 2},
-      {cycle, 1.0, 1, {1.0, inf}, 2, -7},        {cycle, 1.0, 2, {1.0, inf}, 2, 2},
-      {cycle, 1.0, 1, {1.0, kNaN}, 2, -7},       {cycle, 0.0, 3, {1.0, kNaN}, 2, 2},
-      {cycle, 1.0, 2, {inf, 1.0}, 2, -7},        {cycle, 0.0, 2, {-inf, 1.0}, 2, 2},
-      {triangle, 0.5, 2, {1.0, 1e-310}, 2, -7},  {triangle, 0.5, 2, {1.0, inf}, 2, -7},
-      {triangle, 0.5, 2, {inf, 1.0}, 2, -7},     {triangle, 0.5, 2, {kNaN, 1.0}, 2, -7},
-      {triangle, 0.5, 2, {1.0, 6e-309}, 3, 0},   {cycle, 1.0, 1, {6e-309, 6e-309}, 3, 0},
+      {cycle, 1.0, 1, {1e-310, -1e-310}, 2, MA48_STATUS_INCOMPATIBLE},
+      {cycle, 0.0, 1, {1e-310, -1e-310}, 2, 2},
+      {cycle, 1.0, 1, {1.0, inf}, 2, MA48_STATUS_INCOMPATIBLE},
+      {cycle, 1.0, 2, {1.0, inf}, 2, 2},
+      {cycle, 1.0, 1, {1.0, kNaN}, 2, MA48_STATUS_INCOMPATIBLE},
+      {cycle, 0.0, 3, {1.0, kNaN}, 2, 2},
+      {cycle, 1.0, 2, {inf, 1.0}, 2, MA48_STATUS_INCOMPATIBLE},
+      {cycle, 0.0, 2, {-inf, 1.0}, 2, 2},
+      {triangle, 0.5, 2, {1.0, 1e-310}, 2, MA48_STATUS_INCOMPATIBLE},
+      {triangle, 0.5, 2, {1.0, inf}, 2, MA48_STATUS_INCOMPATIBLE},
+      {triangle, 0.5, 2, {inf, 1.0}, 2, MA48_STATUS_INCOMPATIBLE},
+      {triangle, 0.5, 2, {kNaN, 1.0}, 2, MA48_STATUS_INCOMPATIBLE},
+      {triangle, 0.5, 2, {1.0, 6e-309}, 3, 0},
+      {cycle, 1.0, 1, {6e-309, 6e-309}, 3, 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     Solver solver(c.matrix);
-    solver.cntl[corvidnum::kDensity - 1] = c.density;
+    solver.CNTL(MA48_CNTL_DENSITY) = c.density;
     ASSERT_EQ(solver.analyse(), 0);
-    ASSERT_EQ(solver.factor(), 0);
+    ASSERT_EQ(solver.factor(), MA48_STATUS_OK);
     for (int k = 0, next = 0; k < c.matrix.entries(); ++k) {
       if (c.matrix.columns[k] == c.column) solver.matrix.values[k] = c.values[next++];
     }
     for (const int job : {2, 1, 3}) {
       EXPECT_EQ(solver.factor(job), job == 2 ? c.ofJob2 : c.rank < 3 ? 2 : 0) << "job " << job;
-      if (solver.info[0] < 0) continue;
-      EXPECT_EQ(solver.info[4], c.rank);
+      if (solver.INFO(MA48_INFO_STATUS) < 0) continue;
+      EXPECT_EQ(solver.INFO(MA48_INFO_RANK), c.rank);
       for (const int transposed : {0, 1}) {
         if (c.rank == 3) continue;  // solutions as large as 1e308
         for (const double x : solver.solve({1.0, 2.0, 4.0}, transposed)) EXPECT_TRUE(std::isfinite(x)) << x;
@@ -476,7 +494,7 @@ TEST(Ma48Routines, BadlyScaledSystems) {
     const Coordinates a = badly_scaled(column_matrix(12, 4, random), 6.0, random);
     Solver solver(a);
     ASSERT_EQ(solver.analyse(), 0);
-    ASSERT_EQ(solver.factor(), 0);
+    ASSERT_EQ(solver.factor(), MA48_STATUS_OK);
     for (const int transposed : {0, 1}) {
       const Vector b = multiply(a, random_vector(a.n, random), transposed != 0);
       const Vector x = solver.solve(b, transposed), product = multiply(a, x, transposed != 0);
@@ -490,7 +508,7 @@ TEST(Ma48Routines, BadlyScaledSystems) {
 Solver with_other_factors(const Coordinates& a, double change, Random& random) {
   Solver solver(a);
   EXPECT_EQ(solver.analyse(), 0);
-  EXPECT_EQ(solver.factor(), 0);
+  EXPECT_EQ(solver.factor(), MA48_STATUS_OK);
   for (int k = 0; k < a.entries(); ++k)
     solver.matrix.values[k] = solver.a[solver.jcn[k] - 1] *= 1.0 + change * uniform(random);
   return solver;
@@ -500,21 +518,23 @@ TEST(Ma48Routines, BackwardErrorIsThatOfTheSolution) {
   Random random(23);
   Solver solver = with_other_factors(shuffled(flowsheet_matrix(20, 5, random), random), 1e-6, random);
   for (const int transposed : {0, 1}) {
-    solver.icntl[8] = 10;
+    solver.ICNTL(MA48_ICNTL_MOST_REFINEMENTS) = 10;
     const Vector b = random_vector(solver.matrix.n, random), x = solver.solve(b, transposed, 2);
     const double backward = scaled_residual(solver.matrix, x, b, transposed != 0);
-    const struct { int job, most, status; } calls[] = {{2, 10, 0}, {3, 10, 0}, {3, 1, -8}};
+    const struct {
+      int job, most, status;
+    } calls[] = {{2, 10, MA48_STATUS_OK}, {3, 10, MA48_STATUS_OK}, {3, 1, MA48_STATUS_NOT_CONVERGED}};
     for (const auto& call : calls) {
-      solver.icntl[8] = call.most;
+      solver.ICNTL(MA48_ICNTL_MOST_REFINEMENTS) = call.most;
       EXPECT_EQ(solver.solve(b, transposed, call.job), x);  // a correction alone has the greater error
-      EXPECT_EQ(solver.info[0], call.status);
-      EXPECT_NEAR(solver.error[0] / backward, 1.0, 1e-6);
-      EXPECT_GT(solver.error[0], 1e-9);
-      EXPECT_EQ(solver.error[1], 0.0);
+      EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), call.status);
+      EXPECT_NEAR(solver.ERROR(MA48_ERROR_OMEGA1) / backward, 1.0, 1e-6);
+      EXPECT_GT(solver.ERROR(MA48_ERROR_OMEGA1), 1e-9);
+      EXPECT_EQ(solver.ERROR(MA48_ERROR_OMEGA2), 0.0);
     }
-    solver.icntl[8] = 0;
+    solver.ICNTL(MA48_ICNTL_MOST_REFINEMENTS) = 0;
     EXPECT_EQ(solver.solve(b, transposed, 2), Vector(b.size()));
-    EXPECT_EQ(solver.info[0], -8);
+    EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), MA48_STATUS_NOT_CONVERGED);
   }
 }
 
@@ -525,10 +545,10 @@ TEST(Ma48Routines, ForwardErrorIsBounded) {
     const int transposed = trial % 2;
     const Vector truth = random_vector(solver.matrix.n, random);
     const Vector x = solver.solve(multiply(solver.matrix, truth, transposed != 0), transposed, 4);
-    EXPECT_EQ(solver.info[0], 0);
+    EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), MA48_STATUS_OK);
     const double error = largest_difference(x, truth) / largest(x);
-    EXPECT_GT(solver.error[2] * 10.0, error);
-    EXPECT_LT(solver.error[2], 100.0 * error);  // not a bound that is always true
+    EXPECT_GT(solver.ERROR(MA48_ERROR_FORWARD) * 10.0, error);
+    EXPECT_LT(solver.ERROR(MA48_ERROR_FORWARD), 100.0 * error);  // not a bound that is always true
   }
 }
 
@@ -536,14 +556,14 @@ TEST(Ma48Routines, NotANumberEndsAndShows) {
   Random random(27);
   Solver solver(column_matrix(5, 2, random));
   ASSERT_EQ(solver.analyse(), 0);
-  ASSERT_EQ(solver.factor(), 0);
+  ASSERT_EQ(solver.factor(), MA48_STATUS_OK);
   Vector b = random_vector(solver.matrix.n, random);
   b[3] = kNaN;
-  solver.icntl[8] = std::numeric_limits<int>::max();
+  solver.ICNTL(MA48_ICNTL_MOST_REFINEMENTS) = std::numeric_limits<int>::max();
   for (int job = 2; job <= 4; ++job) {
     solver.solve(b, 0, job);
-    EXPECT_TRUE(std::isnan(solver.error[0] + solver.error[1]));
-    EXPECT_EQ(solver.info[0], job == 2 ? 0 : -8);
+    EXPECT_TRUE(std::isnan(solver.ERROR(MA48_ERROR_OMEGA1) + solver.ERROR(MA48_ERROR_OMEGA2)));
+    EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), job == 2 ? MA48_STATUS_OK : MA48_STATUS_NOT_CONVERGED);
   }
 }
 
@@ -552,10 +572,10 @@ TEST(Ma48Routines, ThreadsSolveSeparately) {
     Random random(seed);
     for (int pass = 0; pass < 10; ++pass) {
       Solver solver(shuffled(flowsheet_matrix(12, 5, random), random));
-      EXPECT_TRUE(solver.analyse() == 0 && solver.factor() == 0);
+      EXPECT_TRUE(solver.analyse() == 0 && solver.factor() == MA48_STATUS_OK);
       const Vector x = solver.solve(random_vector(solver.matrix.n, random), 0, 4);
       result.insert(result.end(), x.begin(), x.end());
-      result.push_back(solver.error[2]);
+      result.push_back(solver.ERROR(MA48_ERROR_FORWARD));
     }
   };
   Vector alone[4], together[4];

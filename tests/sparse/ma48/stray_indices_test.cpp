@@ -14,19 +14,19 @@ using namespace reference;
 /// Two general blocks with a triangular one between them and entries above all of them; all columns sparse.
 Solver several_blocks(Random& random) {
   Solver solver(block_triangular_matrix({6, 1, 1, 7, 5}, random));
-  solver.cntl[corvidnum::kDensity - 1] = 2.0;
+  solver.CNTL(MA48_CNTL_DENSITY) = 2.0;
   EXPECT_EQ(solver.analyse(), 0);
-  EXPECT_EQ(solver.factor(), 0);
+  EXPECT_EQ(solver.factor(), MA48_STATUS_OK);
   return solver;
 }
 /// One block, whose leading columns jobs 2 and 3 keep.
 Solver kept_columns(Random& random) {
   Solver solver(banded_matrix(8, 2, 2, random));
-  solver.cntl[corvidnum::kDensity - 1] = 2.0;
-  solver.icntl[corvidnum::kColumnsLast - 1] = 1;
+  solver.CNTL(MA48_CNTL_DENSITY) = 2.0;
+  solver.ICNTL(MA48_ICNTL_COLUMNS_LAST) = 1;
   solver.marks = {1, 1, 1, 1, 1, 1, 0, 0};
   EXPECT_EQ(solver.analyse(), 0);
-  EXPECT_EQ(solver.factor(), 0);
+  EXPECT_EQ(solver.factor(), MA48_STATUS_OK);
   EXPECT_GT(solver.view().left_to_last(1, 1), 0);
   return solver;
 }
@@ -102,11 +102,11 @@ TEST(Ma48StrayIndices, HaveTheirStatus) {
       c.spoil(solver);
       const Vector b(solver.matrix.n, 1.0), untouched(solver.matrix.n, 77.0);
       const Vector x = solver.solve(b, job % 2);
-      EXPECT_EQ(solver.info[0], c.solutionRefused ? -7 : 0);
+      EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), c.solutionRefused ? MA48_STATUS_INCOMPATIBLE : MA48_STATUS_OK);
       EXPECT_EQ(x == untouched, c.solutionRefused);
       const bool refused = c.refused == kEveryJob || (c.refused == kOldFactors && job != 1) ||
                            (c.refused == kJob2 && job == 2) || (c.refused == kJob3 && job == 3);
-      EXPECT_EQ(solver.factor(job) == -7, refused) << solver.info[0];
+      EXPECT_EQ(solver.factor(job) == MA48_STATUS_INCOMPATIBLE, refused) << solver.INFO(MA48_INFO_STATUS);
     }
   }
 }
@@ -151,10 +151,10 @@ TEST(Ma48StrayIndices, LeadNowhere) {
   for (int trial = 0; trial < 1500; ++trial) {
     Solver solver(any_matrix(random, trial % 4));
     solver.use(kSettings[trial % 9], random);
-    solver.icntl[corvidnum::kSingularIsError - 1] = 0;
-    solver.cntl[corvidnum::kDensity - 1] = std::array{0.5, 0.0, 2.0}[trial / 3 % 3];
+    solver.ICNTL(MA48_ICNTL_SINGULAR_IS_ERROR) = 0;
+    solver.CNTL(MA48_CNTL_DENSITY) = std::array{0.5, 0.0, 2.0}[trial / 3 % 3];
     if (solver.analyse() < 0 || solver.factor() < 0) continue;
-    solver.resize(std::max(2 * solver.matrix.entries(), solver.info[3]));
+    solver.resize(std::max(2 * solver.matrix.entries(), solver.INFO(MA48_INFO_FACTOR_LENGTH)));
     for (int round = 0; round < 2; ++round) {
       if (number(random, 0, 1)) spoil(solver, random);
       (solver.factor(number(random, 1, 3)) < 0 ? refused : accepted) += 1;
