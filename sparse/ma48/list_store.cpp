@@ -2,6 +2,38 @@
 
 namespace corvidnum {
 
+bool ListStore::consistent() const {
+  if (end_ < 1 || end_ > la_ + 1) return false;
+  std::ptrdiff_t entries = 0, taken = 0;
+  for (std::ptrdiff_t list = 1; list <= start.size(); ++list) {
+    if (start(list) <= 0 || count(list) == 0) continue;
+    if (count(list) < 0 || last(list) >= end_) return false;
+    for (std::ptrdiff_t place = start(list); place <= last(list); ++place) {
+      if (index(place) <= 0) return false;
+    }
+    entries += count(list);
+  }
+  for (std::ptrdiff_t place = 1; place < end_; ++place) taken += index(place) != 0;
+  return taken == entries;
+}
+
+bool CountLists::consistent(const ListStore& items) const {
+  std::ptrdiff_t to_be_met = 0;
+  for (std::ptrdiff_t item = 1; item <= items.start.size(); ++item) {
+    to_be_met += items.start(item) > 0 && items.count(item) > 0;
+  }
+  for (std::ptrdiff_t count = 1; count <= first.size(); ++count) {
+    int before = 0;
+    for (int item = first(count); item != 0; item = next(item)) {
+      if (item < 0 || item > items.start.size() || previous(item) != before) return false;
+      if (items.start(item) <= 0 || items.count(item) != count) return false;
+      if (--to_be_met < 0) return false;  // a cycle, or a list that two counts share
+      before = item;
+    }
+  }
+  return to_be_met == 0;
+}
+
 bool ListStore::grow(std::ptrdiff_t list, std::ptrdiff_t extra) {
   const std::ptrdiff_t first = start(list), last_place = last(list);
   std::ptrdiff_t behind = 0;
@@ -48,7 +80,7 @@ bool ListStore::move_to_end(std::ptrdiff_t list, std::ptrdiff_t extra) {
 void ListStore::move(std::ptrdiff_t list, std::ptrdiff_t to) const {
   const std::ptrdiff_t first = start(list), entries = count(list);
   start(list) = static_cast<int>(to);
-  for (std::ptrdiff_t k = 0; k < entries; ++k) {  // upwards: a list that moves down may overlap itself
+  for (std::ptrdiff_t k = 0; k < entries; ++k) {  // ascending: a list that moves down may overlap itself
     if (value.data()) value(to + k) = value(first + k);
     index(to + k) = index(first + k);
     index(first + k) = 0;
@@ -66,7 +98,8 @@ void ListStore::compress() {
 int ma50_compress(const int* /*la*/, double* a, int* ind, const int* lists, int* ptr, const int* count,
                   int* end, const int* reals) {
   const int list_count = *lists, old_end = *end;
-  // The first place of a list names the list, and its pointer keeps the index.
+  // Minus the number of the list goes to its first place, and the index from there to the pointer, so that
+  // one pass over the store meets the lists in the order of their places.
   for (int list = 1; list <= list_count; ++list) {
     if (ptr[list - 1] <= 0 || count[list - 1] <= 0) continue;
     int& first = ind[ptr[list - 1] - 1];

@@ -1,6 +1,8 @@
 #pragma once
 
-// What the choice of pivots keeps its active matrix in.
+// The store in which the pivot selection keeps its active submatrix: lists of indices with free places
+// between them (the columns with their values, the rows as a pattern), and lists of columns or rows by their
+// count.
 
 #include <algorithm>
 #include <cstddef>
@@ -10,22 +12,30 @@
 
 namespace corvidnum {
 
-/// Packs a store of lists, whose order in the store stays.
-/// @param la    length of `a` and `ind`; at least `end` - 1
-/// @param a     [la] values that go with the indices; not looked at unless `reals`
-/// @param la    not looked at
-/// @param ind   [la] indices above 0; a 0 marks a free place
+/// Packs a store of lists towards its first place. The lists keep their order in the store.
+/// @param la    unused; part of the kernel's argument list
+/// @param a     [at least end - 1] values that belong to the indices; not read if `reals` is 0
+/// @param ind   [at least end - 1] indices above 0; a 0 marks a free place
 /// @param lists number of lists
-/// @param ptr   [lists] first place of a list; a list with 0 or less is gone, its places are free
-/// @param count [lists] indices in a list; an empty one gets the new `end` as its first place
-/// @param end   the first place behind the store
-/// @param reals not 0: values move with their indices
+/// @param ptr   [lists] in, out: first place of each list. A list with 0 or less has left, its places must be
+///              free; an empty list gets the new `end`
+/// @param count [lists] indices in each list
+/// @param end   in, out: first place behind the store; the places that become free are set to 0
+/// @param reals not 0: the values move with their indices
 int ma50_compress(const int* la, double* a, int* ind, const int* lists, int* ptr, const int* count, int* end,
                   const int* reals);
 
 /// A sparse matrix by columns or by rows: lists of indices in one array, with free places between them.
+/// A list is active while start(list) > 0. Always true between two operations:
+///  1. 1 <= end() <= la + 1;
+///  2. each active list that is not empty has its places start .. start + count - 1 before end(), and none of
+///     them is free;
+///  3. before end(), exactly as many places are taken as the active lists have entries: no two lists overlap,
+///     and a list that has left holds no place.
+/// Nothing is known of the places from end() on.
 class ListStore {
  public:
+  /// @param values [la] or null: a store of indices alone
   ListStore(double* values, int* indices, std::ptrdiff_t la, int* starts, int* counts, std::ptrdiff_t lists)
       : index(indices, la),
         start(starts, lists),
@@ -33,34 +43,42 @@ class ListStore {
         value(values, values ? la : 0),
         la_(la) {}
 
-  const OneBased<int> index;  // 0: a free place. Nothing is known of the places from end() on
-  const OneBased<int> start;  // below 0: the list has left the active matrix
+  const OneBased<int> index;  // 0: a free place
+  const OneBased<int> start;  // below 0: the list has left the active submatrix
   const OneBased<int> count;
-  const OneBased<double> value;  // of each index; null: a store of indices alone
+  const OneBased<double> value;  // of each index
 
+  /// Returns the place of the list's last entry.
   std::ptrdiff_t last(std::ptrdiff_t list) const { return std::ptrdiff_t{start(list)} + count(list) - 1; }
   std::ptrdiff_t end() const { return end_; }
   void set_end(std::ptrdiff_t end) { end_ = end; }
   int compressions() const { return compressions_; }
 
-  /// The list will be read soon: the memory may get its first entries ready.
+  /// Prefetches the first entries of a list that will be read soon.
   void fetch(std::ptrdiff_t list) const {
     __builtin_prefetch(&index(start(list)));
     if (value.data()) __builtin_prefetch(&value(start(list)));
   }
-  /// The place of an index that the list has: the last place if no other has it.
+  /// Returns the place of the entry `wanted` in the list, or the last place if no other holds it: a caller
+  /// who is not sure that the list has it compares index(place).
   std::ptrdiff_t find(std::ptrdiff_t list, std::ptrdiff_t wanted) const;
-  /// Takes an entry out; the last one moves to its place.
+  /// Removes the entry at `place`; the last entry moves there.
   void erase(std::ptrdiff_t list, std::ptrdiff_t place) const;
-  /// Makes room for `extra` more behind the list; false: there is none.
+  /// Makes room for `extra` entries behind the list, from free places behind it, then in front of it, else by
+  /// moving it to the end of the store. The caller fills the room or sets it to 0, and raises the count.
+  /// @return false if there is no room; the list is then as before
   bool grow(std::ptrdiff_t list, std::ptrdiff_t extra);
-  /// Adds an index: behind the list, else in front of it, else the list moves to the end; false: there is no
-  /// room. Such a store has no values.
+  /// Adds an entry to a list of a store without values: behind it, else in front of it, else behind it after
+  /// a move to the end. The order of the entries decides ties between pivots, so this sequence must stay.
+  /// @return false if there is no room
   bool add(std::ptrdiff_t list, std::ptrdiff_t entry);
+
+  /// Tells whether the invariants hold, by a pass over the store. For assertions.
+  bool consistent() const;
 
  private:
   bool move_to_end(std::ptrdiff_t list, std::ptrdiff_t extra);
-  void move(std::ptrdiff_t list, std::ptrdiff_t to) const;  // the places it leaves are free
+  void move(std::ptrdiff_t list, std::ptrdiff_t to) const;  // the places it leaves become free
   bool is_free(std::ptrdiff_t place) const { return place >= end_ || index(place) == 0; }
   void compress();
 
@@ -69,8 +87,9 @@ class ListStore {
   int compressions_ = 0;
 };
 
-constexpr int kBatch = 16;  // indices compared at once
+constexpr int kBatch = 16;  // indices that find() compares at once
 
+/// Tells whether one of batch[0] .. batch[kBatch - 1] equals `wanted`.
 inline bool batch_has(const int* batch, int wanted) {
   using Lanes = int __attribute__((vector_size(16)));
   Lanes lanes[4];
@@ -102,13 +121,20 @@ inline void ListStore::erase(std::ptrdiff_t list, std::ptrdiff_t place) const {
   --count(list);
 }
 
-/// Columns, or rows, by their number of entries. A list runs from the latest pushed to the first.
+/// Doubly linked lists of the active columns, or rows, by their count of entries. The item pushed last is the
+/// first of its list; the search for pivots follows this order, so it decides ties.
+/// Always true between two pivots:
+///  1. first(c) is 0 or an item whose previous is 0; next and previous are the inverse of each other;
+///  2. an item in the list of count c is active and has c entries;
+///  3. each active item that is not empty is in exactly one list.
 struct CountLists {
-  const OneBased<int> first;     // of a count
-  const OneBased<int> previous;  // 0 at the head
-  const OneBased<int> next;
+  const OneBased<int> first;     // of each count
+  const OneBased<int> previous;  // 0: the item is the first of its list
+  const OneBased<int> next;      // 0: the item is the last
 
+  /// Empties all lists.
   void clear() const { std::fill_n(first.data(), first.size(), 0); }
+  /// Puts an item in front of the list of its count.
   void push(std::ptrdiff_t item, std::ptrdiff_t count) const {
     const int head = first(count);
     previous(item) = 0;
@@ -116,11 +142,14 @@ struct CountLists {
     if (head != 0) previous(head) = static_cast<int>(item);
     first(count) = static_cast<int>(item);
   }
+  /// Takes an item out of the list of its count.
   void remove(std::ptrdiff_t item, std::ptrdiff_t count) const {
     const int before = previous(item), after = next(item);
     (before != 0 ? next(before) : first(count)) = after;
     if (after != 0) previous(after) = before;
   }
+  /// Tells whether the invariants hold for the lists of `items`. For assertions.
+  bool consistent(const ListStore& items) const;
 };
 
 }  // namespace corvidnum

@@ -1,4 +1,33 @@
+// Chooses the pivot sequence of one block (MA50AD): a right-looking elimination on a copy of the matrix that
+// is thrown away; only the order of rows and columns, and the sizes the factorisation needs, are kept.
+//
+//   1. Drop entries below the drop tolerance; form the pattern by rows; hang each column (and, if rows are
+//      searched, each row) into the list of its count.
+//   2. While the active submatrix is sparser than the density limit:
+//      a. search the columns (and rows) in order of their counts for an entry of least Markowitz cost
+//         (r - 1)(c - 1) whose magnitude is at least the threshold times the largest of its column; among
+//         equal costs the larger ratio to that element wins. The search stops after ICNTL(4) columns that
+//         were examined, or once no later count can cost less. ICNTL(7) restricts it to the diagonal, or
+//         gives the sequence of columns;
+//      b. a column whose largest element is no acceptable pivot leaves without a row;
+//      c. eliminate: add multiples of the pivot column to the columns of the pivot row, with fill-in, drop
+//         small results, and return rows and columns to the lists of their new counts.
+//   3. What is left becomes the full part; complete both permutations.
+//
+// Always true between two pivots:
+//   1. columns_, rows_ and their count lists are consistent() (see list_store.h);
+//   2. rows_ is the pattern of columns_, and nz_ the number of its entries;
+//   3. iw_ is null;
+//   4. start(line) < 0 for a line that has left: minus its place, of a row without pivot counted from m.
+// Which of several equally good pivots is taken depends on the order of the lists and of their entries; hosts
+// rely on the same sequence, so no loop here may run in another order.
+//
+// Sources: H. M. Markowitz, Management Science 3 (1957), the cost; I. S. Duff, A. M. Erisman and J. K. Reid,
+// Direct Methods for Sparse Matrices (1986), threshold pivoting and lists by count; Z. Zlatev, SIAM J. Numer.
+// Anal. 17 (1980), the limit on the columns searched.
+
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +48,7 @@ namespace {
 
 using Index = std::ptrdiff_t;
 
-/// What MA50AD gets, by its names.
+/// Arguments of MA50AD by the names of its contract.
 struct PivotArguments {
   Index m, n, ne, la;
   double* a;
@@ -29,56 +58,60 @@ struct PivotArguments {
   int *ip, *jfirst, *lenr, *lastr, *nextr, *iw, *ifirst, *lenc, *lastc, *nextc, *info;
 };
 
-/// Adds a multiple of the pivot column, whose first element must make no difference: rows it lacks have
-/// offset 0. Apart, to have all registers to itself, and without a branch: nobody foretells which rows are
-/// met. Returns their number.
+/// Computes values[k] += multiplier * pivot_column[offset of rows[k]]. Rows that the pivot column does not
+/// have get offset 0; the caller puts a signed zero there, so adding it changes nothing and the loop needs no
+/// (unpredictable) branch. Not inlined, to keep everything in registers.
+/// @return how many of the rows the pivot column has
 [[gnu::noinline]] Index add_to_column(Index entries, double* values, const int* rows, double multiplier,
-                                      const double* pivot_column, int side, const int* offsets) {
+                                      const double* pivot_column, int side, OneBased<const int> offsets) {
   Index met = 0;
   for (Index k = 0; k < entries; ++k) {
-    const int offset = offsets[rows[k]] * side;
+    const int offset = offsets(rows[k]) * side;
     values[k] += multiplier * pivot_column[offset];
     met += offset != 0;
   }
   return met;
 }
 
+/// One run of the algorithm above. Names in capitals in the comments are those of the contract.
 class PivotSelection {
  public:
   explicit PivotSelection(const PivotArguments& arguments);
-  /// Returns INFO(1) as far as it is known here: an error, or 0 or 2.
+  /// Chooses pivots. Returns INFO(1) as far as it is known then: an error, 0 or kNoPivotLeft.
   int run();
-  /// Sizes and orders, once run() has ended without an error; returns INFO(1).
+  /// Writes the orders and computes sizes, once run() has ended without an error. Returns INFO(1).
   int finish(int status);
-  void report() const;  // the counts that hold after an error too
+  /// Writes the parts of INFO that are valid after an error too.
+  void report() const;
   int sparse_pivots() const { return static_cast<int>(sparse_pivots_); }
   double operations() const { return operations_; }
 
  private:
   struct Pivot {
-    Index column, row;  // no row: the column leaves as a null column
-    Index place;        // in the columns' store
+    Index column, row;  // row 0: the column leaves without a pivot
+    Index place;        // of the entry in columns_
     double cost;
   };
 
   // Set-up, in order.
   int check_sizes();
-  void count_columns();           // LENC holds, NZ is NE
-  void drop_small();              // the columns' store is packed
-  int take_priorities();          // the rows' priorities are safe in NEXTR
-  int form_rows();                // the rows' store holds the pattern
-  void form_count_lists();        // null rows and columns have left
-  void leave_empty(Index j);      // column j is counted as pivotal, without a row
-  void leave_empty_row(Index i);  // row i has its place, counted from the end
-  Index take_position();          // the next place of a pivot column
+  void count_columns();           // columns_ holds all NE entries
+  void drop_small();              // removes entries below the drop tolerance and packs columns_
+  int take_priorities();          // copies the given row priorities from IP, which rows_ needs, to NEXTR
+  int form_rows();                // builds the pattern by rows; an error if an entry comes twice
+  void form_count_lists();        // hangs each line into the list of its count; null lines leave
+  void leave_empty(Index j);      // gives column j, which has become empty, a place without a pivot
+  void leave_empty_row(Index i);  // gives row i, which has become empty, the last place that is free
+  Index take_position();          // returns the next place in the column order
 
-  bool is_full() const;
+  bool is_full() const;  // the density of the active submatrix has reached the limit
+  void check();          // asserts the invariants, in Debug builds
 
   // Choice of a pivot.
   int choose_given(Index sequence);
-  bool choose_cheapest();  // false: no pivot is suitable
+  bool choose_cheapest();  // false: no entry is acceptable
   void move_to_smallest_count();
-  bool search_columns(Index length);  // true: the search is over
+  bool search_columns(Index length);  // each search returns true to stop: pivot_ is the choice
   bool search_column(Index j, double l, double largest);
   bool search_rows(Index length);
   bool search_row(Index i, double l);
@@ -88,21 +121,23 @@ class PivotSelection {
   bool by_rows() const { return search_limit_ <= 0; }
 
   // The elimination of a pivot, in order.
-  bool eliminate();              // false: no room
-  void take_out_of_lists();      // rows and columns of the pivot are in no count list
-  void pivot_to_head();          // the pivot is the first of its column
-  void take_column_from_rows();  // IW has the offsets in the pivot column
+  bool eliminate();          // false: no room
+  void take_out_of_lists();  // removes the rows and columns of the pivot from their count lists
+  void pivot_to_head();      // makes the pivot the first entry of its column
+  void
+  take_column_from_rows();  // removes the pivot column from the pattern and scatters its offsets into iw_
   bool update_column(Index j);
-  Index add_multiple(Index j, double multiplier) const;  // returns the rows that matched
+  Index add_multiple(Index j,
+                     double multiplier) const;  // updates what column j has; returns how many matched
   Index add_not_finite(Index entries, double* values, const int* rows, double multiplier,
                        const double* pivot_column) const;
-  void mark_met(Index j) const;  // for fill_in: the rows of column j change their signs in IW
-  void squeeze(Index j);
+  void mark_met(Index j) const;  // turns the sign of iw_ for the rows that column j has: no fill-in there
+  void squeeze(Index j);         // removes what the update has made small
   bool fill_in(Index j, double multiplier, Index room);
-  void measure_rows();  // of the pivot column
-  void note_rows_met(Index last_met, Index added, Index end);
-  void return_columns();
-  void close_pivot(Index position);
+  void measure_rows();  // finds the longest row of the pivot column
+  void need_before_fill(Index last_met, Index added, Index end);
+  void return_columns();             // puts the columns of the pivot row into the lists of their new counts
+  void close_pivot(Index position);  // takes pivot row and column out of the active submatrix
 
   void finish_rows();
   void finish_columns();
@@ -114,32 +149,35 @@ class PivotSelection {
   const Diagnostics diagnostics_;
   ListStore columns_, rows_;
   const CountLists columns_by_count_, rows_by_count_;
-  /// Offset of a row in the pivot column, 0 elsewhere. An update with fill-in turns all signs, those of the
-  /// rows met first: a row that still has side_ is to be filled in.
+  /// (i): offset of row i in the pivot column, 0 if it has none. The sign says whether the current update has
+  /// already found row i in the target column: sign side_ = not yet (fill-in), -side_ = found. After an
+  /// update with fill-in every sign has flipped, so side_ flips instead of resetting the array.
   const OneBased<int> iw_;
   const OneBased<int> info_;
   OneBased<int> given_columns_, priorities_;
 
-  Index nz_ = 0;              // entries of the active matrix
-  Index last_first_ = 0;      // JLAST: columns beyond it wait
-  Index pivots_ = 0;          // NPR: pivots with a row
-  Index sparse_pivots_ = 0;   // NPC: columns that have their place
-  Index null_rows_ = 0;       // NULLI
-  Index null_columns_ = 0;    // NULLJ: those beyond JLAST
-  Index smallest_count_ = 1;  // MINC
-  Index searched_ = 0;        // NSEARCH
-  double ratio_ = 0;          // PIVRAT
+  Index nz_ = 0;             // entries of the active submatrix
+  Index last_first_ = 0;     // JLAST: columns beyond it are pivotal only after all others
+  Index pivots_ = 0;         // NPR: pivots with a row
+  Index sparse_pivots_ = 0;  // NPC: columns that have a place in the order
+  Index null_rows_ = 0;      // NULLI: rows that left empty
+  Index null_columns_ =
+      0;  // NULLJ: columns beyond JLAST that left empty; they get their place when the others have
+  Index smallest_count_ = 1;  // MINC: no column (row, if searched) has fewer entries
+  Index searched_ = 0;        // NSEARCH: columns examined for the present pivot
+  double ratio_ = 0;          // PIVRAT: of the best entry so far, to the largest of its column; 0: none yet
   Pivot pivot_ = {0, 0, 0, 0};
-  Index others_in_column_ = 0;       // NZPC
-  Index others_in_row_ = 0;          // NZC
-  int side_ = 1;                     // sign of IW before an update
-  Index longest_row_ = 0;            // of those in the pivot column
+  Index others_in_column_ = 0;       // NZPC: entries of the pivot column beside the pivot
+  Index others_in_row_ = 0;          // NZC: those of the pivot row
+  int side_ = 1;                     // sign of a row in iw_ that the update has not found yet
+  Index longest_row_ = 0;            // largest count of the rows in the pivot column
   std::int64_t dropped_ = 0;         // INFO(6)
   std::int64_t rejected_ = 0;        // NDROP: entries of columns that left without a row
   std::int64_t need_;                // INFO(3)
   std::int64_t factor_need_;         // INFO(4)
-  std::int64_t factor_entries_ = 0;  // NPZ
+  std::int64_t factor_entries_ = 0;  // NPZ: entries of the sparse pivots' rows and columns
   double operations_ = 0;
+  double unchecked_ = 0;  // updates since the invariants were last checked, in Debug builds
 };
 
 /// Returns the threshold within 0 .. 1; a NaN stays one, and then no element passes.
@@ -180,6 +218,7 @@ int PivotSelection::run() {
   if (status == 0) status = form_rows();
   if (status != 0) return status;
   form_count_lists();
+  check();
 
   for (Index sequence = 1; sequence <= n_ && !is_full(); ++sequence) {
     if (choice_ == kGivenSequence) {
@@ -194,8 +233,35 @@ int PivotSelection::run() {
                          {static_cast<int>(columns_.index.size()), clamped_length(need_)});
       return kStoreTooShort;
     }
+    check();
   }
   return 0;
+}
+
+/// Asserts the invariants. That takes a pass over the whole store, so on a large one it waits until the
+/// updates since the last time outnumber the places: all checks together then take no longer than the
+/// elimination.
+void PivotSelection::check() {
+#ifndef NDEBUG
+  constexpr Index kAlways = 1000;
+  unchecked_ += (1.0 + static_cast<double>(others_in_row_)) * (1.0 + static_cast<double>(others_in_column_));
+  const Index places = columns_.end() + rows_.end() + m_ + n_;
+  if (places > kAlways && unchecked_ < static_cast<double>(places)) return;
+  unchecked_ = 0;
+  const auto active_entries = [](const ListStore& store) {
+    Index entries = 0;
+    for (Index line = 1; line <= store.start.size(); ++line) {
+      if (store.start(line) > 0) entries += store.count(line);
+    }
+    return entries;
+  };
+  assert(columns_.consistent());
+  assert(rows_.consistent());
+  assert(active_entries(columns_) == nz_ && active_entries(rows_) == nz_);
+  assert(columns_by_count_.consistent(columns_));
+  assert(!by_rows() || rows_by_count_.consistent(rows_));
+  assert(std::count(iw_.data(), iw_.data() + m_, 0) == m_);
+#endif
 }
 
 int PivotSelection::check_sizes() {
@@ -256,7 +322,7 @@ int PivotSelection::form_rows() {
     begin += rows_.count(i);
     rows_.start(i) = static_cast<int>(begin);
   }
-  // A row is filled from its end: it runs from its last column to its first.
+  // Each row is filled from its end, so its columns descend.
   for (Index j = 1; j <= n_; ++j) {
     for (Index k = columns_.start(j); k <= columns_.last(j); ++k) {
       const int i = columns_.index(k);
@@ -276,7 +342,7 @@ int PivotSelection::form_rows() {
 void PivotSelection::form_count_lists() {
   columns_by_count_.clear();
   if (by_rows()) rows_by_count_.clear();
-  for (Index i = m_; i >= 1; --i) {  // downwards: a list then ascends
+  for (Index i = m_; i >= 1; --i) {  // descending, because push() puts an item in front
     if (rows_.count(i) == 0) {
       leave_empty_row(i);
     } else if (by_rows()) {
@@ -308,7 +374,7 @@ void PivotSelection::leave_empty(Index j) {
 
 Index PivotSelection::take_position() {
   const Index position = ++sparse_pivots_;
-  if (sparse_pivots_ == last_first_) {  // the columns that waited have their turn
+  if (sparse_pivots_ == last_first_) {  // from here on the columns kept for last are candidates
     sparse_pivots_ += null_columns_;
     null_columns_ = 0;
     last_first_ = n_;
@@ -341,7 +407,7 @@ int PivotSelection::choose_given(Index sequence) {
     const double magnitude = std::fabs(columns_.value(k));
     if (!(magnitude >= bound && has_reciprocal(magnitude))) continue;
     const Index i = columns_.index(k);
-    if (pivot_.row != 0 && priorities_(i) >= priorities_(pivot_.row)) continue;  // the first of equals
+    if (pivot_.row != 0 && priorities_(i) >= priorities_(pivot_.row)) continue;  // of equals, the first wins
     const double cost = (rows_.count(i) - 1.0) * (columns_.count(j) - 1.0);
     pivot_ = {j, i, k, cost};
   }
@@ -377,7 +443,7 @@ bool PivotSelection::search_columns(Index length) {
   for (Index j = columns_by_count_.first(length); j != 0; j = columns_by_count_.next(j)) {
     if (j > last_first_) continue;
     const double largest = largest_of(j);
-    if (is_rejected(largest)) {  // at once, whatever pivot was found before
+    if (is_rejected(largest)) {  // leaves at once, even if a pivot was found before
       reject(j);
       return true;
     }
@@ -433,7 +499,8 @@ bool PivotSelection::search_row(Index i, double l) {
       return true;
     }
     const double magnitude = std::fabs(columns_.value(k));
-    // By intent the pivot tolerance is not in this bound.
+    // Only the threshold counts here, while search_column() also asks for the pivot tolerance: the column's
+    // largest element has just passed it. The sequences that hosts rely on depend on this difference.
     if (!(magnitude >= largest * threshold_ && has_reciprocal(magnitude))) continue;
     const double ratio = magnitude / largest;
     pivot_ = {j, i, k, cost};
@@ -535,12 +602,11 @@ Index PivotSelection::add_multiple(Index j, double multiplier) const {
   const Index first = columns_.start(j), entries = columns_.count(j);
   double* const values = &columns_.value(first);
   const int* const rows = &columns_.index(first);
-  const int* const offsets = iw_.data() - 1;
   double* const pivot_column = &columns_.value(columns_.start(pivot_.column));
   if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, multiplier, pivot_column);
   const double pivot = pivot_column[0];
   pivot_column[0] = std::signbit(multiplier) ? 0.0 : -0.0;  // -0.0 is added, which changes nothing
-  const Index met = add_to_column(entries, values, rows, multiplier, pivot_column, side_, offsets);
+  const Index met = add_to_column(entries, values, rows, multiplier, pivot_column, side_, iw_);
   pivot_column[0] = pivot;
   return met;
 }
@@ -600,7 +666,7 @@ bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
     columns_.index(place) = static_cast<int>(i);
     ++place;
     if (!rows_.add(i, j)) {
-      note_rows_met(k, begin, place - 1);
+      need_before_fill(k, begin, place - 1);
       return false;
     }
     longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
@@ -614,9 +680,9 @@ bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
   return true;
 }
 
-/// The longest row counts as the rows were met, before any was added to; here no further than to the one that
-/// found no room.
-void PivotSelection::note_rows_met(Index last_met, Index added, Index end) {
+/// Raises INFO(3) after a failed fill-in, which must use the row lengths from before it. So undoes the counts
+/// of the entries already added, then takes the maximum over the rows up to the one that did not fit.
+void PivotSelection::need_before_fill(Index last_met, Index added, Index end) {
   for (; added < end; ++added) --rows_.count(columns_.index(added));
   for (Index k = columns_.start(pivot_.column) + 1; k <= last_met; ++k) {
     need_ = std::max<std::int64_t>(need_, rows_.count(columns_.index(k)) + nz_ + 1);
@@ -711,7 +777,7 @@ void PivotSelection::report() const {
 int MA50AD(const int* m, const int* n, const int* ne, const int* la, double* a, int* irn, int* jcn, int* iq,
            const double* cntl, const int* icntl, int* ip, int* np, int* jfirst, int* lenr, int* lastr,
            int* nextr, int* iw, int* ifirst, int* lenc, int* lastc, int* nextc, int* info, double* rinfo) {
-  // A place behind the arrays is still an int.
+  // The place behind the arrays must be an int, too.
   const int length = std::min(*la, kMostPlaces);
   std::fill_n(info, kMa50InfoLength, 0);
   PivotSelection selection({*m,     *n,   *ne,   length, a,  irn,    jcn,  iq,    cntl,  icntl, ip,

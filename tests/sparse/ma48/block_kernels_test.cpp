@@ -193,6 +193,19 @@ TEST(BlockKernels, DropsFromBothFactors) {
     EXPECT_EQ(block.info[5], 1);
     EXPECT_EQ(block.solve(0, {3.0, 5.0}), (Vector{3.0, 5.0}));
   }
+  // Cancellation makes entry (4,2) null, and it is dropped. Row 4 of column 3 is then reached through column
+  // 1 alone, so column 2 must not prune it.
+  const Coordinates a{4,
+                      4,
+                      {1, 2, 3, 4, 1, 2, 3, 4, 1, 3, 4},
+                      {1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 4},
+                      {1.0, 0.5, 0.5, 0.5, 1.0, 2.0, 1.0, 0.5, 1.0, 3.0, 2.0}};
+  Block block(a, 4);
+  block.cntl[2] = 1e-3;
+  EXPECT_EQ(block.factor(1), 0);
+  EXPECT_EQ(block.info[5], 1);
+  const Vector b{1.0, 2.0, 3.0, 4.0};
+  EXPECT_LT(scaled_residual(a, block.solve(0, b), b), 1e-14);
 }
 
 TEST(BlockKernels, ColumnsWithoutFiniteFactorsAreNull) {

@@ -285,6 +285,21 @@ TEST_F(Ma48, OutlivesRefusedMemory) {
   EXPECT_EQ(corvid_host::LiveBlocks(), blocks);
 }
 
+/// No operation of the class uses CNTL(5), so the object itself is looked at.
+TEST_F(Ma48, HoldsItsControlsInTheirOrder) {
+  Loader loader(banded_matrix(5, 1, 1, random_));
+  const auto object = solver(loader);
+  const double controls[] = {0.75, 0.3, 1e-20, 1e-30, 0.625};
+  object->SetControl1(controls[0]);
+  object->SetControl2(controls[1]);
+  object->SetControl3(controls[2]);
+  object->SetControl4(controls[3]);
+  object->SetControl5(controls[4]);
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(object.get());
+  const auto* const wanted = reinterpret_cast<const unsigned char*>(controls);
+  EXPECT_NE(std::search(bytes, bytes + sizeof(ma48), wanted, wanted + sizeof controls), bytes + sizeof(ma48));
+}
+
 TEST_F(Ma48, AssignmentSharesTheArrays) {
   Loader loader(flowsheet_matrix(8, 4, random_));
   const auto object = solver(loader);

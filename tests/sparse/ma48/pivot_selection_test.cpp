@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sparse/ma48/kernels.h"
+#include "sparse/ma48/list_store.h"
 
 namespace {
 
@@ -431,6 +432,34 @@ TEST(PivotSelection, EndsWhateverTheNumbersAre) {
       std::sort(order->begin(), order->end());
       for (size_t k = 0; k < order->size(); ++k) EXPECT_EQ(k + 1, (*order)[k]);
     }
+  }
+}
+
+/// Lists 1 to 3 in 1 2 - - 3 4 5, where - is a free place and end() is 8.
+TEST(ListStore, GrowsBehindElseInFrontElseAtTheEnd) {
+  const struct {
+    int list, extra, la;
+    bool fits;
+    int start, end;
+  } cases[] = {{1, 2, 20, true, 1, 8},  {2, 1, 20, true, 4, 8},  {2, 2, 20, true, 3, 8},
+               {2, 3, 20, true, 8, 13}, {3, 2, 20, true, 7, 10}, {1, 3, 11, true, 6, 11},
+               {2, 3, 9, false, 3, 6}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.list << " by " << c.extra << " in " << c.la);
+    Ints index = {1, 2, 0, 0, 3, 4, 5}, starts = {1, 5, 7}, counts = {2, 2, 1};
+    index.resize(static_cast<size_t>(c.la), 77);  // nothing is known of what lies behind the end
+    std::vector<double> values(index.begin(), index.end());
+    corvidnum::ListStore store(values.data(), index.data(), c.la, starts.data(), counts.data(), 3);
+    store.set_end(8);
+    const int before = index[starts[c.list - 1] - 1];
+    EXPECT_EQ(store.grow(c.list, c.extra), c.fits);
+    EXPECT_EQ(store.start(c.list), c.start);
+    EXPECT_EQ(store.end(), c.end);
+    for (int k = 0; k < store.count(c.list); ++k) EXPECT_EQ(store.value(c.start + k), before + k);
+    for (int k = 0; c.fits && k < c.extra; ++k) store.index(store.last(c.list) + 1 + k) = 0;
+    EXPECT_TRUE(store.consistent());
+    store.index(store.start(1)) = 0;
+    EXPECT_FALSE(store.consistent());
   }
 }
 
