@@ -1,5 +1,15 @@
-// ma48ad_: coordinates become a matrix in block upper triangular form, held by columns, with a pivot sequence
-// for each block.
+// Analyses a matrix given by coordinates (ma48ad_): permutes it to block upper triangular form, stores it by
+// columns and chooses a pivot sequence for each block that is not triangular.
+//
+//   1. link the entries of each column; entries out of range are left out, repeated ones are summed later;
+//   2. if the matrix is square and JOB = 1: maximum transversal, then strongly connected components, which
+//   are
+//      the diagonal blocks. Neighbouring blocks of order 1 merge into a triangular block, small ones with the
+//      next;
+//   3. if wanted, move the columns whose values will change to the end of their blocks;
+//   4. copy the permuted matrix behind the entries given, which stay as they are;
+//   5. choose pivots block by block, last block first (pivot_selection.cpp);
+//   6. bring KEEP, IRN and the map in JCN from entries to places into the final order.
 
 #include <algorithm>
 #include <cmath>
@@ -21,7 +31,7 @@ using Index = std::ptrdiff_t;
 
 constexpr int kReportedEntries = 10;  // of each kind of fault
 
-/// One analysis. IW is carved anew for each phase:
+/// The parts of IW, which is carved anew for each phase:
 ///   checking    |            | marks max(M,N) |
 ///   linking     | IW(1:N) of | list heads N   |
 ///   block form  | the caller | list heads N   | matches N | work 4N | starts N | lengths N |
@@ -29,16 +39,45 @@ constexpr int kReportedEntries = 10;  // of each kind of fault
 ///   copying     |            | list heads N   | last column in row M | place in row M |
 ///   pivots      | row orders M | 5 of M | 3 of N |   column orders and one more N in KEEP (IPTRL, IPTRU)
 ///   reordering  | row orders M | old starts N+1 | old starts off the blocks N+1 | old columns N |
+struct AnalysisWork {
+  const OneBased<int> iw;
+  const Index m, n;
+
+  OneBased<int> permutation_marks() const { return iw.from(n + 1); }
+  OneBased<int> list_heads() const { return iw.part(n + 1, n); }  // of the entries of each column
+
+  OneBased<int> column_in_row() const { return iw.part(2 * n + 1, m); }  // the last column that had this row
+  OneBased<int> place_in_row() const { return iw.part(2 * n + m + 1, m); }
+
+  OneBased<int> matches() const { return iw.part(2 * n + 1, n); }  // the column matched to each row
+  OneBased<int> matching_work() const { return iw.part(3 * n + 1, 4 * n); }
+  OneBased<int> pattern_starts() const { return iw.part(7 * n + 1, n); }
+  OneBased<int> pattern_lengths() const { return iw.part(8 * n + 1, n); }
+  OneBased<int> node_starts() const { return iw.part(3 * n + 1, n); }
+  OneBased<int> node_lengths() const { return iw.part(4 * n + 1, n); }
+  OneBased<int> component_sizes() const { return iw.part(5 * n + 1, n); }
+  OneBased<int> component_work() const { return iw.part(6 * n + 1, 3 * n); }
+
+  OneBased<int> row_orders() const { return iw.part(1, m); }
+  int* kernel_rows(Index array) const { return &iw(array * m + 1); }             // array 1 .. 5, [m]
+  int* kernel_columns(Index array) const { return &iw(6 * m + array * n + 1); }  // array 0 .. 2, [n]
+
+  OneBased<int> old_starts() const { return iw.part(m + 1, n + 1); }
+  OneBased<int> old_off_starts() const { return iw.part(m + n + 2, n + 1); }
+  OneBased<int> old_columns() const { return iw.part(m + 2 * n + 3, n); }
+};
+
+/// One analysis, in the steps above.
 /// The space behind the entries, A(NE+1:LA) and IRN(NE+1:LA), holds a copy of the pattern, then the permuted
-/// matrix, and is at last each block's workspace.
+/// matrix, and at last the workspace of each block.
 class Analysis {
  public:
   Analysis(int m, int n, int ne, int job, int la, double* a, int* irn, int* jcn, int* keep,
            const double* cntl, const int* icntl, int* iw, int* info, double* rinfo);
 
-  /// Whether the arguments can be worked with; INFO(1) tells why not.
+  /// Checks the arguments; if it returns false, INFO(1) tells why.
   bool accept_arguments();
-  /// The analysis, or its error code, is in place.
+  /// Runs the steps above; INFO(1) tells how they ended.
   void run();
 
  private:
@@ -48,37 +87,37 @@ class Analysis {
     bool contains(int i) const { return first <= i && i <= last; }
   };
 
-  bool permutations_are_valid();  // KEEP(1:M+N) holds two permutations
-  void reset_results();           // INFO and RINFO are those of a matrix without entries
-  void link_columns();            // each column's entries are a list, the last entry first
-  bool form_blocks();             // KEEP has permutations and blocks; false: structurally singular
-  void form_single_block();       // the whole matrix is block 1
-  void copy_pattern(OneBased<int> starts, OneBased<int> lengths);  // distinct rows by column, behind NE
+  bool permutations_are_valid();  // checks those in KEEP(1:M+N)
+  void reset_results();           // sets INFO and RINFO as for a matrix without entries
+  void link_columns();            // links the entries of each column through JCN, the last entry first
+  bool form_blocks();             // fills KEEP with permutations and blocks; false: structurally singular
+  void form_single_block();       // makes the whole matrix block 1
+  void copy_pattern(OneBased<int> starts,
+                    OneBased<int> lengths);  // writes the distinct rows by column behind NE
   void find_components(OneBased<int> matches, OneBased<int> starts, OneBased<int> lengths);
-  int merge_blocks(OneBased<int> sizes, int count);  // signed sizes; the new count
-  void move_columns_last();                          // columns marked 0 stand last in their blocks
+  int merge_blocks(OneBased<int> sizes,
+                   int count);  // sizes are negative for triangular blocks; returns the new count
+  void move_columns_last();     // moves the columns marked 0 to the end of their blocks
   void count_columns_last_in_sequence();
   void count_columns_last(int block, Range range);
-  void copy_permuted();  // blocks from the front, the rest from the back, behind NE; JCN has the places
+  void copy_permuted();  // blocks from the front, the rest from the back, behind NE; JCN gets the places
   void copy_column(int position, Range range, OneBased<int> column_in_row, OneBased<int> place_in_row);
-  void settle_rows();                          // row numbers of the permuted matrix stand in IRN(1:NE)
-  void analyse_blocks();                       // each block has its orders and its part in INFO
-  void count_triangular(Range range);          // its diagonal counts for the rank
-  void choose_pivots(int block, Range range);  // its orders and KEEP's NP are the kernel's
+  void copy_rows_back();                       // copies the row numbers of the permuted matrix to IRN(1:NE)
+  void analyse_blocks();                       // gives each block its orders and adds its part to INFO
+  void count_triangular(Range range);          // adds its acceptable diagonal entries to the rank
+  void choose_pivots(int block, Range range);  // sets its orders and NP by the kernel
   int run_kernel(int block, Range range, int entries, int before, int* info5, double& rinfo5);
   void merge_status(int kernel_status);
-  void size_factorisation();  // INFO(4) is the LA that ma48bd_ will need
-  void reorder();             // store, KEEP and JCN are in the final order
+  void size_factorisation();  // sets INFO(4), the LA that ma48bd_ will need
+  void reorder();             // brings IRN and KEEP into the pivot order
   void reorder_columns(OneBased<const int> old_starts, OneBased<const int> old_off_starts);
-  void settle_map();  // JCN leads from an entry to its final place
-  void settle_warnings();
+  void finish_map();  // makes JCN lead from each entry to its final place
+  void add_warnings();
   void report_faults() const;
 
   Range block_range(int block, int first) const { return {first, first + keep_.block_order(block) - 1}; }
   int rows_of(Range range) const { return blocks_ == 1 ? m_ : range.size(); }
   OneBased<int> column_orders() const { return {keep_.at(keep_.iptrl() + 1), n_}; }  // IPTRL's part
-  OneBased<int> row_orders() const { return iw_.part(1, m_); }
-  OneBased<int> list_heads() const { return iw_.part(n_ + 1, n_); }
 
   const int m_, n_, ne_, job_, la_;
   const OneBased<double> a_;
@@ -88,10 +127,11 @@ class Analysis {
   const OneBased<const double> cntl_;
   const OneBased<const int> icntl_;
   const OneBased<int> iw_, info_;
+  const AnalysisWork work_;
   double* const rinfo_;
   const Diagnostics diagnostics_;
   int blocks_ = 1;                   // NB
-  bool duplicates_counted_ = false;  // by the block form; the copy then counts none
+  bool duplicates_counted_ = false;  // the block form has counted them, so the copy must not
 };
 
 Analysis::Analysis(int m, int n, int ne, int job, int la, double* a, int* irn, int* jcn, int* keep,
@@ -110,6 +150,7 @@ Analysis::Analysis(int m, int n, int ne, int job, int la, double* a, int* irn, i
       icntl_(icntl, MA48_ICNTL_LENGTH),
       iw_(iw, ma48_iw_length(m, n)),
       info_(info, MA48_INFO_LENGTH),
+      work_{iw_, m, n},
       rinfo_(rinfo),
       diagnostics_(icntl) {}
 
@@ -149,7 +190,7 @@ bool is_permutation(OneBased<const int> values, OneBased<int> marks) {
 }
 
 bool Analysis::permutations_are_valid() {
-  const OneBased<int> marks = iw_.from(n_ + 1);
+  const OneBased<int> marks = work_.permutation_marks();
   return is_permutation({keep_.at(1), m_}, marks) && is_permutation({keep_.at(m_ + 1), n_}, marks);
 }
 
@@ -176,7 +217,7 @@ void Analysis::run() {
   }
   if (icntl_(MA48_ICNTL_COLUMNS_LAST) != 0) move_columns_last();
   copy_permuted();
-  settle_rows();
+  copy_rows_back();
   analyse_blocks();
   size_factorisation();
   if (info_(MA48_INFO_STATUS) == MA48_STATUS_TOO_SHORT) {
@@ -185,15 +226,15 @@ void Analysis::run() {
     return;
   }
   reorder();
-  settle_map();
-  settle_warnings();
+  finish_map();
+  add_warnings();
   report_faults();
   diagnostics_.dump(texts::kMap, jcn_.data(), ne_);
   dump_analysis(diagnostics_, {keep_array_, m_, n_}, m_, n_, icntl_(MA48_ICNTL_COLUMNS_LAST) != 0);
 }
 
 void Analysis::link_columns() {
-  const OneBased<int> heads = list_heads();
+  const OneBased<int> heads = work_.list_heads();
   for (int j = 1; j <= n_; ++j) heads(j) = 0;
   for (int k = 1; k <= ne_; ++k) {
     const int i = irn_(k), j = jcn_(k);
@@ -221,7 +262,7 @@ void Analysis::form_single_block() {
 }
 
 void Analysis::copy_pattern(OneBased<int> starts, OneBased<int> lengths) {
-  const OneBased<int> heads = list_heads(), column_in_row = iw_.part(2 * Index{n_} + 1, m_);
+  const OneBased<int> heads = work_.list_heads(), column_in_row = work_.column_in_row();
   const OneBased<int> rows = irn_.from(Index{ne_} + 1);
   for (int i = 1; i <= m_; ++i) column_in_row(i) = 0;
   int end = 1;
@@ -242,9 +283,8 @@ void Analysis::copy_pattern(OneBased<int> starts, OneBased<int> lengths) {
 }
 
 bool Analysis::form_blocks() {
-  const Index n = n_;
-  const OneBased<int> matches = iw_.part(2 * n + 1, n), work = iw_.part(3 * n + 1, 4 * n);
-  const OneBased<int> starts = iw_.part(7 * n + 1, n), lengths = iw_.part(8 * n + 1, n);
+  const OneBased<int> matches = work_.matches(), work = work_.matching_work();
+  const OneBased<int> starts = work_.pattern_starts(), lengths = work_.pattern_lengths();
   copy_pattern(starts, lengths);
   int room = la_ - ne_;
   // Columns play the part of the kernel's rows.
@@ -261,11 +301,11 @@ bool Analysis::form_blocks() {
   return true;
 }
 
-/// Node i is the column matched to row i. KEEP's columns are nodes in their order on return.
+/// Finds the strongly connected components. Node i is the column matched to row i; on return the columns in
+/// KEEP are the nodes in the order of their components.
 void Analysis::find_components(OneBased<int> matches, OneBased<int> starts, OneBased<int> lengths) {
-  const Index n = n_;
-  const OneBased<int> node_starts = iw_.part(3 * n + 1, n), node_lengths = iw_.part(4 * n + 1, n);
-  const OneBased<int> sizes = iw_.part(5 * n + 1, n), work = iw_.part(6 * n + 1, 3 * n);
+  const OneBased<int> node_starts = work_.node_starts(), node_lengths = work_.node_lengths();
+  const OneBased<int> sizes = work_.component_sizes(), work = work_.component_work();
   for (int i = 1; i <= n_; ++i) {
     node_starts(i) = starts(matches(i));
     node_lengths(i) = lengths(matches(i));
@@ -316,14 +356,15 @@ void Analysis::move_columns_last() {
   }
 }
 
-/// The sequence is given, so all from the first marked column on is left to last. Marks go by column.
+/// Counts the columns left to last if the sequence is given: all from the first named one on.
 void Analysis::count_columns_last_in_sequence() {
   int j = 1;
   while (j <= n_ && iw_(keep_.column_at(j)) != 0) ++j;
   keep_.left_to_last(1, 1) = n_ - j + 1;
 }
 
-/// The column where both ends meet is not looked at, by intent.
+/// Swaps the named columns of a block to its end, by two pointers that meet. The column where they meet is
+/// not tested and counts as not named: the contract of IW says so, and hosts rely on the same order.
 void Analysis::count_columns_last(int block, Range range) {
   int j = range.first, k = range.last;
   while (j != k) {
@@ -340,8 +381,7 @@ void Analysis::count_columns_last(int block, Range range) {
 // ---- The permuted store
 
 void Analysis::copy_permuted() {
-  const OneBased<int> column_in_row = iw_.part(2 * Index{n_} + 1, m_);
-  const OneBased<int> place_in_row = iw_.part(2 * Index{n_} + m_ + 1, m_);
+  const OneBased<int> column_in_row = work_.column_in_row(), place_in_row = work_.place_in_row();
   for (int i = 1; i <= m_; ++i) column_in_row(i) = 0;
   keep_.diagonal_start(1) = 1;
   keep_.off_diagonal_start(1) = ne_;
@@ -372,7 +412,7 @@ void Analysis::copy_column(int position, Range range, OneBased<int> column_in_ro
   const int column = keep_.column_at(position);
   int front = keep_.diagonal_start(position + 1), back = keep_.off_diagonal_start(position + 1);
   int next = 0;
-  for (int k = list_heads()(column); k != 0; k = next) {
+  for (int k = work_.list_heads()(column); k != 0; k = next) {
     next = jcn_(k);
     const int row = keep_.row_place(irn_(k));
     if (column_in_row(row) == position) {
@@ -393,7 +433,7 @@ void Analysis::copy_column(int position, Range range, OneBased<int> column_in_ro
   keep_.off_diagonal_start(position + 1) = back;
 }
 
-void Analysis::settle_rows() {
+void Analysis::copy_rows_back() {
   const int front = keep_.diagonal_start(Index{n_} + 1), back = keep_.off_diagonal_start(Index{n_} + 1);
   const int* const source = irn_.data() + ne_;
   int* const target = irn_.data();
@@ -404,12 +444,12 @@ void Analysis::settle_rows() {
 
 // ---- Pivots
 
-/// From the last block to the first: a block's workspace covers the copies of those behind it.
+/// Analyses the last block first: the workspace of a block covers the copies of the blocks behind it.
 void Analysis::analyse_blocks() {
   int last = n_;
   for (int block = blocks_; block >= 1; --block) {
     const Range range{last - keep_.block_order(block) + 1, last};
-    const OneBased<int> rows = row_orders(), columns = column_orders();
+    const OneBased<int> rows = work_.row_orders(), columns = column_orders();
     for (int i = 0; i < rows_of(range); ++i) rows(range.first + i) = i + 1;
     for (int j = 0; j < range.size(); ++j) columns(range.first + j) = j + 1;
     if (keep_.block_kind(block) < 0) {
@@ -452,7 +492,7 @@ void Analysis::choose_pivots(int block, Range range) {
   info_(MA48_INFO_RANK) += result(kRank);
   info_(MA48_INFO_DROPPED) += result(kDropped);
   *rinfo_ += rinfo5;
-  keep_.upper_end(range.first) = result(kFactorLength);  // noted for size_factorisation
+  keep_.upper_end(range.first) = result(kFactorLength);  // kept here for size_factorisation()
 }
 
 /// Calls MA50AD for the block, whose orders become those of the kernel. @return NP
@@ -464,7 +504,7 @@ int Analysis::run_kernel(int block, Range range, int entries, int before, int* i
         std::max(std::int64_t{rows} * columns, std::int64_t{rows} + columns) + 2 * std::int64_t{rows} + 2);
     return 0;
   }
-  const Index m = m_, n = n_, offset = Index{ne_} + before;
+  const Index offset = Index{ne_} + before;
   const int shift = range.first - 1;
   for (int k = 1; k <= entries; ++k) irn_(offset + k) -= shift;
   int* const starts = &keep_.lower_end(range.first);  // IQ, later the order of the columns
@@ -482,15 +522,14 @@ int Analysis::run_kernel(int block, Range range, int entries, int before, int* i
       icntl_(MA48_ICNTL_COLUMNS_LAST) != 0 ? keep_.left_to_last(blocks_, block) : 0,
       given ? kGivenSequence : (job_ == MA48_ANALYSE_DIAGONAL_PIVOTS ? kDiagonalPivots : kFreePivots)};
 
-  const auto of_rows = [&](Index array) { return &iw_(array * m + 1); };
-  const auto of_columns = [&](Index array) { return &iw_(6 * m + array * n + 1); };
-  int* const sequence = of_columns(0);  // IFIRST
+  int* const sequence = work_.kernel_columns(0);  // IFIRST
   for (int j = 1; j <= columns; ++j) sequence[j - 1] = j;
   const int room = static_cast<int>(la_ - offset);
   int np = 0;
   MA50AD(&rows, &columns, &entries, &room, &a_(offset + 1), &irn_(offset + 1), &jcn_(Index{ne_} + 1), starts,
-         cntl5, icntl5, &iw_(range.first), &np, of_rows(1), of_rows(2), of_rows(3), of_rows(4), of_rows(5),
-         sequence, &keep_.upper_end(range.first), of_columns(1), of_columns(2), info5, &rinfo5);
+         cntl5, icntl5, &iw_(range.first), &np, work_.kernel_rows(1), work_.kernel_rows(2),
+         work_.kernel_rows(3), work_.kernel_rows(4), work_.kernel_rows(5), sequence,
+         &keep_.upper_end(range.first), work_.kernel_columns(1), work_.kernel_columns(2), info5, &rinfo5);
   return np;
 }
 
@@ -521,9 +560,9 @@ void Analysis::size_factorisation() {
 
 void Analysis::reorder() {
   const Index m = m_, n = n_;
-  const OneBased<int> rows = row_orders(), columns = column_orders();
-  const OneBased<int> old_starts = iw_.part(m + 1, n + 1), old_off_starts = iw_.part(m + n + 2, n + 1);
-  const OneBased<int> old_columns = iw_.part(m + 2 * n + 3, n);
+  const OneBased<int> rows = work_.row_orders(), columns = column_orders();
+  const OneBased<int> old_starts = work_.old_starts(), old_off_starts = work_.old_off_starts();
+  const OneBased<int> old_columns = work_.old_columns();
   for (Index j = 1; j <= n + 1; ++j) {
     old_starts(j) = keep_.diagonal_start(j);
     old_off_starts(j) = keep_.off_diagonal_start(j);
@@ -535,9 +574,10 @@ void Analysis::reorder() {
   for (Index j = 1; j <= n; ++j) keep_.lower_end(j) = keep_.upper_end(j) = 0;  // no factors yet
 }
 
-/// The blocks' columns, then directly behind them those off the blocks. IRN(NE + old place) is the new place.
+/// Writes the columns of the blocks and directly behind them the parts off the blocks. IRN(NE + old place)
+/// becomes the new place.
 void Analysis::reorder_columns(OneBased<const int> old_starts, OneBased<const int> old_off_starts) {
-  const OneBased<int> rows = row_orders(), columns = column_orders();
+  const OneBased<int> rows = work_.row_orders(), columns = column_orders();
   const OneBased<int> new_place = irn_.from(Index{ne_} + 1);
   std::copy(irn_.data(), irn_.data() + ne_, new_place.data());
   int end = 1;
@@ -560,15 +600,16 @@ void Analysis::reorder_columns(OneBased<const int> old_starts, OneBased<const in
   for (; end <= ne_; ++end) irn_(end) = 0;
 }
 
-/// Entries out of range, whose place is 0 so far, go to the last place.
-void Analysis::settle_map() {
+/// Replaces the old place of each entry by its new one. Entries out of range, whose place is 0 so far, get
+/// place NE: IRN(NE + 0) is set to that meanwhile.
+void Analysis::finish_map() {
   const int row_at_end = irn_(ne_);
   irn_(ne_) = ne_;
   for (int k = 1; k <= ne_; ++k) jcn_(k) = irn_(Index{ne_} + jcn_(k));
   irn_(ne_) = row_at_end;
 }
 
-void Analysis::settle_warnings() {
+void Analysis::add_warnings() {
   int& status = info_(MA48_INFO_STATUS);
   if (info_(MA48_INFO_DUPLICATES) > 0 || info_(MA48_INFO_OUT_OF_RANGE) > 0) {
     status |= MA48_WARNING_ENTRIES;

@@ -1,15 +1,41 @@
-// Left-looking LU of a block: the first NP columns are kept sparse, the rest of the rows and columns is the
-// full part. While columns are processed, FACT and IRNF are used from both ends:
+// Factorises one block (MA50BD): a left-looking LU by columns with threshold pivoting. The first NP columns
+// are kept sparse; the remaining rows and columns are the full part, which dense kernels factorise at the
+// end.
+//
+// For each column j, with JOB 1 and 3:
+//   1. scatter the column into W; a depth-first search from its entries through the L parts of earlier
+//   columns
+//      finds the rows that are not null after all updates (symbolic step), in topological order;
+//   2. subtract the multiples of the L parts of these columns in that order (numeric step);
+//   3. store the U part; of the rows that are not pivotal yet choose a pivot: of those within the threshold
+//   of
+//      the largest, the one that comes first in the given row order; store the L part;
+//   4. prune symmetrically: shorten later searches through the columns of U(j).
+// JOB 2 repeats the updates and the pivots on record without searching. With ICNTL(6) > 0 the leading columns
+// stay as they are.
+//
+// While columns are processed, FACT and IRNF are used from both ends:
 //
 //   | 2 | U, pivot, L of columns 1 .. j-1 | U list ->   free   <- L list | entries of j | full part |
 //   1   2                             fill_                              top_          full_at_   lfact
 //
-//   U list  rows that are pivotal already, so that a row stands behind all those that it must follow
-//   L list  the other rows of column j; W holds the values of both
+//   U list  rows that are already pivotal, in reverse topological order. Applied from its end, every update
+//           finds its multiplier final
+//   L list  the other rows of column j; W holds the values of both lists
 //   full    by columns, grown at full_end_; its row indices are the last MF places of IRNF
+// Place 1 of IRNF counts the entries dropped, place 2 the rows of the full part.
 //
-// Once the space does not suffice, the run goes on to tell how much would do: U parts are thrown away, and
-// one column's place stands for the whole full part. What is thus saved is counted in freed_.
+// Always true between two columns:
+//   1. fill_ <= top_ + 1, and the places between them are free;
+//   2. W is null, and no mark is negative;
+//   3. IP(i) is -j if row i is the pivot row of column j, else its place in the given order, above 0;
+//   4. every row that is reachable through L(c) is reachable through the part of it before search_end(c).
+//
+// If the space runs out, the run goes on in order to tell how much would do: U parts are thrown away, and the
+// place of one column stands for the whole full part. freed_ counts what is saved that way.
+//
+// Sources: J. R. Gilbert and T. Peierls, SIAM J. Sci. Stat. Comput. 9 (1988), the search; S. C. Eisenstat and
+// J. W. H. Liu, SIAM J. Matrix Anal. Appl. 13 (1992), symmetric pruning.
 
 #include "sparse/ma48/column_factor.h"
 
@@ -31,7 +57,7 @@ namespace {
 
 using Wide = std::int64_t;
 
-/// Sizes of the dense part's operations, added to `operations` in the order of its pivots.
+/// Adds the operations of a dense LU to `operations`, pivot by pivot: the order decides the rounding.
 void add_dense_operations(int rows, int columns, double* operations) {
   for (int j = 1; j <= std::min(rows, columns); ++j) {
     const double updates = double(rows - j) * double(columns - j);
@@ -39,6 +65,7 @@ void add_dense_operations(int rows, int columns, double* operations) {
   }
 }
 
+/// One run of the algorithm above. Names in capitals in the comments are those of the contract.
 class ColumnFactor {
  public:
   explicit ColumnFactor(const BlockToFactor& block);
@@ -51,8 +78,8 @@ class ColumnFactor {
 
   // ---- Set-up
   bool arguments_are_good();
-  void previous_factors_fit();  // or the status tells why not
-  void keep_leading_columns();  // the columns before first_ are as a previous run left them
+  void previous_factors_fit();  // sets the status if they do not
+  void keep_leading_columns();  // sets first_ behind the columns that stay as the previous run left them
   int pivots_in(int columns) const;
 
   // ---- The same pivots as before
@@ -61,26 +88,26 @@ class ColumnFactor {
   bool apply_known_pivots(int j);
 
   // ---- Pivots by size
-  bool take_previous_order();  // row priorities follow the previous factors; false: these are inconsistent
+  bool take_previous_order();  // sets IP by the previous factors; false: these are inconsistent
   bool kept_parts_lead_on() const;
   void factor();
   bool factor_column(int j);  // false: the run ends here
-  void begin_full_part();     // the rows without pivot are those of the full part
+  void begin_full_part();     // lists the rows without a pivot as those of the full part
   bool make_room(int entries);
   void keep_lower_parts_only();
-  bool load(int j);  // W and the top of IRNF hold the column; false: an entry came twice
+  bool load(int j);  // scatters the column into W and lists its rows at the top; false: one comes twice
   void find_updates(int j);
   void apply_updates();
-  void refuse_if_not_finite(int j);  // such a column gets null, so it has no pivot and does no harm
+  void refuse_if_not_finite(int j);  // sets such a column to 0: it gets no pivot and spoils no other
   void store_upper_part(int j);
   void store_full_column();
-  bool drop_small_of_lower_part();  // whether any was
+  bool drop_small_of_lower_part();  // returns whether it dropped any
   void store_lower_part(int j);
-  void prune(int j);  // searches pass by what column j reaches as well
+  void prune(int j);
 
   // ---- End
   void finish_row_order();
-  void place_full_part();  // directly behind the columns
+  void place_full_part();  // moves it directly behind the columns
   void factor_full_part();
   void report();
 
@@ -115,8 +142,8 @@ class ColumnFactor {
   int mf_ = 0;                      // rows of the full part, once it is begun
   int pivots_ = 0;                  // NPR
   int fill_ = 2;                    // last place in use at the low end
-  int top_;                         // last free place
-  int full_at_ = 0, full_end_ = 0;  // first place of the full part, last of its stored columns
+  int top_;                         // last free place of the high end
+  int full_at_ = 0, full_end_ = 0;  // first place of the full part; last place of its columns so far
   Wide freed_ = 0;
   int upper_end_ = 0;                    // U list: fill_+1 .. upper_end_
   int lower_begin_ = 0, lower_end_ = 0;  // L list
@@ -221,8 +248,9 @@ ColumnFactor::Entries ColumnFactor::entries_of(int j) const {
   return {iptra_(column), column < n_ ? iptra_(column + 1) - 1 : b_.ne};
 }
 
-/// Adds a multiple of the L part of a column to W. The loop is bottom-tested by intent and runs down, so that
-/// an empty L part adds the pivot into its own row, whose element of W the caller sets afterwards.
+/// Adds a multiple of the L part of a column to W. The loop tests at its bottom and descends, as the
+/// contract's does, which saves a test for the many short columns: an empty L part then adds the pivot to its
+/// own row, which does no harm, because the caller sets that element of W afterwards.
 inline void ColumnFactor::add_multiple(int column, double multiplier) {
   const double* const fact = fact_.data();
   const int* const irnf = irnf_.data();
@@ -276,7 +304,7 @@ bool ColumnFactor::refactor_column(int j) {
     fact[k] = value;
     value = 0.0;
   }
-  if (!has_pivot(j)) {  // its rows are not on record
+  if (!has_pivot(j)) {  // its rows were not recorded, so all of W is cleared
     clear_work();
     return true;
   }
@@ -303,7 +331,8 @@ bool ColumnFactor::apply_known_pivots(int j) {
 
 // ---- Pivots by size
 
-/// The rows of the columns that are kept must be their own: the full part has as many rows as are left.
+/// Sets IP to the pivotal places of the previous factors, negative for the kept columns. Returns false if a
+/// row is pivotal twice; then the full part would have another number of rows than are left.
 bool ColumnFactor::take_previous_order() {
   bool good = true;
   for (int j = 1; j <= np_; ++j) {
@@ -323,8 +352,8 @@ bool ColumnFactor::take_previous_order() {
   return good && kept_parts_lead_on();
 }
 
-/// Whether L parts of kept columns have only rows that are pivotal later. The search for updates would run in
-/// circles otherwise.
+/// Tells whether the L parts of kept columns have only rows that are pivotal later. Otherwise the graph of
+/// the search has a cycle.
 bool ColumnFactor::kept_parts_lead_on() const {
   for (int j = 1; j < first_; ++j) {
     for (int k = iptru_(j) + 2; k <= iptrl_(j); ++k) {
@@ -406,7 +435,8 @@ void ColumnFactor::begin_full_part() {
   }
 }
 
-/// Whether M places lie between the ends when the column stands at the top: those that both lists may take.
+/// Puts room for the column at the top; true if at least m places then remain between the two ends, which is
+/// the most that the U and L lists of find_updates() can need together.
 bool ColumnFactor::make_room(int entries) {
   const auto fits = [&] {
     const Wide begin = Wide{top_} - entries + 1;
@@ -420,7 +450,8 @@ bool ColumnFactor::make_room(int entries) {
   return fits();
 }
 
-/// Leaves pivots and L parts, which the columns to come need, and one column of the full part.
+/// Throws away the U parts and all but one column of the full part. Pivots and L parts stay: later columns
+/// need them.
 void ColumnFactor::keep_lower_parts_only() {
   const int before = fill_;
   int to = 2, from = 3;
@@ -469,9 +500,10 @@ bool ColumnFactor::load(int j) {
   return true;
 }
 
-/// Both lists of column j by a depth-first search from its entries: a row that is pivotal leads on to the L
-/// part of its column, and joins the U list when that is done with. Marks: j for a row that has been met,
-/// minus the column that led to it for one on the path.
+/// Builds both lists of column j by a depth-first search from its entries (Gilbert and Peierls). A pivotal
+/// row leads on to the L part of its column, and joins the U list when that is exhausted (postorder); any
+/// other row joins the L list at once. mark(row) is j once the row is in a list, and minus the column that
+/// led to it while it is on the path, so the path needs no stack.
 void ColumnFactor::find_updates(int j) {
   const int* const ip = ip_.data();
   int* const irnf = irnf_.data();
@@ -512,7 +544,7 @@ void ColumnFactor::find_updates(int j) {
 }
 
 void ColumnFactor::apply_updates() {
-  for (int k = upper_end_; k > fill_; --k) {  // the last one found comes first
+  for (int k = upper_end_; k > fill_; --k) {  // from the end: topological order
     const int row = irnf_(k);
     const double value = w_(row);
     if (is_small(value)) continue;
@@ -523,7 +555,8 @@ void ColumnFactor::apply_updates() {
   }
 }
 
-/// A column of the full part has elements in rows that are not in the L list: the search leaves them out.
+/// Checks the elements of column j. Those of a full column are in the rows of the full part, which the search
+/// does not list.
 void ColumnFactor::refuse_if_not_finite(int j) {
   const int uppers = upper_end_ - fill_, lowers = j > np_ ? mf_ : lower_end_ - lower_begin_ + 1;
   const int* const upper = irnf_.data() + fill_;
@@ -572,7 +605,8 @@ bool ColumnFactor::drop_small_of_lower_part() {
   if (!(drop_ > 0.0)) return false;
   const int before = dropped_;
   int place = lower_end_;
-  for (int k = lower_end_; k >= lower_begin_; --k) {  // what stays keeps its order
+  for (int k = lower_end_; k >= lower_begin_;
+       --k) {  // the entries that stay keep their order: it decides ties
     const int row = irnf_(k);
     if (is_small(w_(row))) {
       w_(row) = 0.0;
@@ -585,8 +619,9 @@ bool ColumnFactor::drop_small_of_lower_part() {
   return dropped_ != before;
 }
 
-/// The L list moves behind the U part, with its pivot in front: of those that are large enough the row that
-/// comes first in the given order.
+/// Moves the L list behind the U part, with the pivot in front: of the rows within the threshold of the
+/// largest element, the one that comes first in the given order. Without an acceptable one the L part is left
+/// out.
 void ColumnFactor::store_lower_part(int j) {
   double largest = 0.0;
   for (int k = lower_begin_; k <= lower_end_; ++k) largest = std::max(largest, std::fabs(w_(irnf_(k))));
@@ -621,8 +656,10 @@ void ColumnFactor::store_lower_part(int j) {
   iptrl_(j) = search_end(j) = fill_;
 }
 
-/// A column of the U part whose L part holds the pivot row of column j keeps its pivotal rows in front, and
-/// searches end behind them: what stands in the rest is met through column j.
+/// Prunes symmetrically (Eisenstat and Liu). If L(c) of a column c in U(j) contains the pivot row of j,
+/// everything below it in L(c) is reachable through j. Moves the pivotal rows of L(c) to the front and lets
+/// later searches stop behind them (search_end(c) < 0 marks c as pruned). Only valid if L(j) has dropped no
+/// entry.
 void ColumnFactor::prune(int j) {
   const int begin = j > 1 ? iptrl_(j - 1) + 1 : 3;
   const int pivot = pivot_row(j);

@@ -6,7 +6,7 @@
 
 namespace corvidnum {
 
-/// Arguments as of MA50BD. `ne` may be 0 here.
+/// Arguments of factor_block(), as of MA50BD in kernels.h. `ne` may be 0 here.
 struct BlockToFactor {
   int m, n, ne, job;
   const double* aa;
@@ -27,7 +27,7 @@ struct BlockToFactor {
   double* rinfo;
 };
 
-/// Places of FACT and IRNF that a run wrote to: 1 .. lowEnd and highBegin .. lfact.
+/// Tells which places of FACT and IRNF a run wrote to: 1 .. lowEnd and highBegin .. lfact.
 struct PlacesUsed {
   std::int64_t lowEnd, highBegin;
 };

@@ -11,7 +11,7 @@
 
 namespace corvidnum {
 
-/// One line: a format of texts.h and the values it holds places for.
+/// Prints one line: a format of texts.h and the values for its places.
 inline void emit_line(int unit, const char* format, std::initializer_list<int> values) {
   const PrintControl control{0, unit, 0, format, 0};
   const int one = 1;
@@ -20,7 +20,7 @@ inline void emit_line(int unit, const char* format, std::initializer_list<int> v
   write_end();
 }
 
-/// A label and the first `count` of the elements that stand `stride` apart.
+/// Prints a label and `count` elements that stand `stride` apart.
 template <class T>
 void emit_array(int unit, const char* format, const T* values, int count, std::ptrdiff_t stride) {
   const PrintControl control{0, unit, 0, format, 0};
@@ -31,7 +31,7 @@ void emit_array(int unit, const char* format, const T* values, int count, std::p
   write_end();
 }
 
-/// What the streams and the print level let through.
+/// Prints what the streams and the print level let through.
 struct Diagnostics {
   int errorStream, warningStream, level;
 
@@ -43,7 +43,7 @@ struct Diagnostics {
   bool errors() const { return errorStream > 0 && level >= 1; }
   bool warnings() const { return warningStream > 0 && level >= 2; }
   bool dumps() const { return warningStream > 0 && level >= 3; }
-  /// Elements that a dump shows of `count`.
+  /// Returns how many of `count` elements a dump shows.
   int shown(int count) const { return level >= 4 ? count : std::min(count, 10); }
 
   void error(const char* format, std::initializer_list<int> values = {}) const {

@@ -7,15 +7,16 @@ namespace corvidnum {
 
 // ---- Graph kernels; the multifrontal solver uses them too.
 
-/// Matches rows to columns of an n x n pattern, whose row j has the columns icn(ip(j)) .. of lenr(j) places.
-/// iperm(i): the row matched to column i, negative for a false match; numnz: the structural rank.
+/// Finds a maximum transversal: matches rows to columns of an n x n pattern, whose row j has the columns
+/// icn(ip(j)) .. of lenr(j) places. iperm(i): the row matched to column i, negative for a false match; numnz:
+/// the structural rank.
 int ma48_matching(const int* n, const int* icn, const int* licn, const int* ip, const int* lenr, int* iperm,
                   int* numnz, int* pr, int* arp, int* cv, int* out);
 int ma48_matching_entry(const int* n, const int* icn, const int* licn, const int* ip, const int* lenr,
                         int* iperm, int* numnz, int* iw);
 
-/// Strong components of a directed graph in the same layout: ior(p) is the node at place p, ib(c) the first
-/// place of component c, num their number.
+/// Finds the strongly connected components of a directed graph in the same layout: ior(p) is the node at
+/// place p, ib(c) the first place of component c, num their number.
 int ma48_strong_components(const int* n, const int* icn, const int* licn, const int* ip, const int* lenr,
                            int* ior, int* ib, int* num, int* lowl, int* numb, int* prev);
 int ma48_strong_components_entry(const int* n, const int* icn, const int* licn, const int* ip,
@@ -23,7 +24,7 @@ int ma48_strong_components_entry(const int* n, const int* icn, const int* licn, 
 
 // ---- One block.
 
-/// Defaults of the kernels.
+/// Writes the defaults of the kernels' controls.
 int ma50id_(double* cntl, int* icntl);
 
 /// Chooses the pivot sequence of an m x n block by the Markowitz cost under a threshold.
@@ -55,7 +56,8 @@ int MA50CD(const int* m, const int* n, const int* icntl, const int* iq, const in
            const int* lfact, const double* fact, const int* irnf, const int* iptrl, const int* iptru,
            const double* b, double* x, double* w, int* info);
 
-/// LU of the full part by level 1, 2 and 3 kernels; columns without an acceptable pivot go to the end.
+/// Factorises the full part by partial pivoting, with level 1, 2 and 3 BLAS. Columns without an acceptable
+/// pivot go to the end.
 int ma50_full_factor1(const int* m, const int* n, double* a, const int* lda, const double* pivtol, int* ipiv,
                       int* rank);
 int ma50_full_factor2(const int* m, const int* n, double* a, const int* lda, const double* pivtol, int* ipiv,
@@ -69,6 +71,7 @@ int ma50_full_solve(const int* trans, const int* m, const int* n, const double* 
 
 // ---- All blocks.
 
+/// Solves block by block, by substitution over the block triangular form. x: out; rhs is changed.
 int ma48_block_solve(const int* n, const int* newne, const int* la, const double* fact, const double* a,
                      const int* irnf, const int* irn, const int* iptrd, const int* iptro, const int* nb,
                      const int* blocks, const int* iptrl, const int* iptru, double* rhs, double* x,

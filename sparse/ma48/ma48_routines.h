@@ -44,8 +44,9 @@ CORVIDNUM_API int ma48id_(double* cntl, int* icntl);
 /// @param cntl, icntl [5], [9] controls, see ma48id_
 /// @param iw    [6 m + 3 n] work; in, if icntl(8) is not 0: iw(j) = 0 names column j as one whose values will
 ///              change; it is pivoted last in its block. With job 2 all columns from the first named one on
-///              are taken as named. With jobs 1 and 3 one column of each block is never examined, that where
-///              the reordering from both ends meets: it is not taken as named, even if it is
+///              are taken as named. With jobs 1 and 3 the named columns are moved to the end of each block by
+///              two pointers that meet; the column where they meet is not tested and counts as not named,
+///              even if you named it
 /// @param info  [12] out
 ///   (1) 0; -1 m or n below 1; -2 ne below 1; -3 la too short, info(3) suffices for the next step;
 ///       -4 structurally singular; -5 faulty permutation with job 2; -6 job unknown;
@@ -63,9 +64,9 @@ CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* 
 /// @param m, n, ne, la, keep as ma48ad_ left them
 /// @param job   1: choose pivots by size within the sequence; 2: the same pivots as before; 3: begin with the
 ///              order of the previous factors. If icntl(8) is not 0, jobs 2 and 3 may redo only the columns
-///              that ma48ad_ took as named. Every other column must keep its values, that one of each block
-///              included which was left unexamined (see iw of ma48ad_), though it was named: if they change,
-///              the factors are wrong without a sign. The same la and icntl(8) are then needed in every call
+///              that ma48ad_ took as named. Every other column must keep its values, also the one of each
+///              block that counts as not named (see iw of ma48ad_): if they change, the factors are wrong and
+///              no status tells. The same la and icntl(8) are then needed in every call
 ///              since the last success. Job 1 takes any values.
 ///              Job 2 does not check its accuracy: on values that have drifted by decades from those that
 ///              chose the pivots it may give useless factors, and ma48cd_ a useless x, with status 0 from
@@ -79,11 +80,11 @@ CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* 
 /// @param w     [4 max(m, n)] work
 /// @param iw    [6 m + 3 n] work
 /// @param info  [12] out
-///   (1) 0; 2 less than full rank; -1, -2 as in ma48ad_; -3 la too short, see info(4); -6 job unknown, or
-///   above 1
-///       although entries were dropped; -7 a pivot fails with job 2, or keep, irn or jcn are not what the
-///       analysis left, nor with jobs 2 and 3 what the last factorisation left. Indices are tested for their
-///       ranges: others within these give a wrong solution, but no access outside of the arrays
+///   (1) 0; 2 less than full rank; -1, -2 as in ma48ad_; -3 la too short, see info(4);
+///       -6 job unknown, or job above 1 although entries were dropped;
+///       -7 a pivot fails with job 2, or keep, irn and jcn are not as the analysis left them, or, with jobs 2
+///       and 3, not as the last factorisation did. Only the ranges of indices are tested: wrong ones within
+///       their ranges give a wrong solution, but no access outside of the arrays
 ///   (4) la needed    (5) rank    (6) entries dropped
 /// @param rinfo out: operations
 CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* job, const int* la, double* a,
@@ -93,16 +94,18 @@ CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* 
 /// Solves A x = b with the factors, or the transposed system.
 /// @param trans 0: A x = b; else: the transposed system
 /// @param job   1: solve; 2: and estimate the backward errors; 3: and refine; 4: and estimate the forward
-///              error, if m = n. To refine, the solution for the residual takes the place of x, and goes
-///              unless its error is smaller: who wants corrections added solves for them with job 1
+///              error, if m = n. Job 3 does not add corrections: it replaces x by the solution for the
+///              residual and restores the old x unless the new backward error is smaller. For ordinary
+///              iterative refinement, solve for the residual with job 1 and add the result yourself
 /// @param rhs   [m, or n if transposed] b; changed if job is above 1
 /// @param x     [n, or m if transposed] out
-/// @param error [3] out: backward errors of the two kinds of rows; estimate of the forward error
+/// @param error [3] out: componentwise backward errors omega1 and omega2, see MA48_Error; estimate of the
+///              forward error
 /// @param w     [4 max(m, n)] work
 /// @param iw    [m] work
 /// @param info  [12] out; only info(1) is set: 0; -1 m or n below 1; -6 job unknown; -7 keep or irn are not
 ///              what the factorisation left, tested as in ma48bd_; x is then unchanged; -8 icntl(9)
-///              iterations did not settle, x is the last iterate; -9 no estimate of the forward error
+///              iterations did not converge, x is the last iterate; -9 no estimate of the forward error
 CORVIDNUM_API int ma48cd_(const int* m, const int* n, const int* trans, const int* job, const int* la,
                           const double* a, const int* irn, const int* keep, const double* cntl,
                           const int* icntl, double* rhs, double* x, double* error, double* w, int* iw,

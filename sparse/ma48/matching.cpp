@@ -1,4 +1,12 @@
-// Rows matched to columns by augmenting paths, depth first, each row tried by a cheap assignment first.
+// Finds a maximum transversal: matches rows to columns so that as many diagonal entries as possible are not
+// null.
+//
+//   For each row: try a cheap assignment (the next column of the row that is free); otherwise search depth
+//   first for an augmenting path, looking ahead for a free column at each row of it; match along the path.
+//   Rows that stay unmatched fill the columns that are left, marked by a negative sign.
+//
+// Each entry is tried at most once by the cheap assignments (cheap_left only falls) and once per search.
+// Source: I. S. Duff, On algorithms for obtaining a maximum transversal, ACM Trans. Math. Softw. 7 (1981).
 
 #include "frame/one_based.h"
 #include "sparse/ma48/kernels.h"
@@ -14,19 +22,19 @@ struct Matching {
   const OneBased<const int> starts, lengths;  // IP, LENR
   const int* const columns;                   // ICN, from element 1
   const OneBased<int> row_of;                 // IPERM: the row matched to a column; 0: none
-  // Per row; a place is told by the entries of the row that stand behind it.
+  // Per row; a place in a row is stored as the number of entries behind it, -1 at the end.
   const OneBased<int> parent;      // PR: the row before it on the path
   const OneBased<int> cheap_left;  // ARP: entries not yet tried by the cheap assignment, less one
   const OneBased<int> seen_in;     // CV, per column: the last search that met it
   const OneBased<int> path_left;   // OUT: entries not yet tried by this search, less one
   int matched = 0;                 // NUMNZ
 
-  void clear();                       // no column is matched, no row tried
-  void match(int root);               // `root` is matched if there is a path for it
-  int free_column(int row);           // the next column of the row that is not matched, or 0
-  int next_row(int row, int root);    // the row to go on with, its parent set, or kNoParent
-  void augment(int row, int column);  // the path ends with this pair; all of it is matched
-  void complete();                    // rows left over stand negative at the columns left over
+  void clear();                       // unmatches all columns
+  void match(int root);               // matches `root` if there is an augmenting path from it
+  int free_column(int row);           // returns the next column of the row that is not matched, or 0
+  int next_row(int row, int root);    // returns the row to go on with, its parent set, or kNoParent
+  void augment(int row, int column);  // matches this pair and all pairs of the path that led to it
+  void complete();                    // gives the columns left over the rows left over, with a negative sign
 };
 
 void Matching::clear() {

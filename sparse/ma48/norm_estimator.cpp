@@ -1,3 +1,15 @@
+// Estimates the 1-norm of a matrix of which only products are known (reverse communication): the caller
+// applies the matrix or its transpose to X on request.
+//
+//   1. Start from x = (1/n, ..., 1/n); the transposed product of the signs of A x is a subgradient of the
+//   norm.
+//   2. Move to the unit vector of its largest component; its product gives a lower bound. Repeat until the
+//   signs
+//      do not change, the largest component does not move, or in iteration 5.
+//   3. Try an alternating vector too, against cancellation, and return the larger bound.
+//
+// Sources: W. W. Hager, SIAM J. Sci. Stat. Comput. 5 (1984); N. J. Higham, ACM Trans. Math. Softw. 14 (1988).
+
 #include <algorithm>
 #include <cmath>
 
@@ -8,12 +20,12 @@
 namespace corvidnum {
 namespace {
 
-/// What the estimator waits for.
+/// Tells which product the estimator waits for.
 enum Awaited { kFirst = 1, kFirstTransposed = 2, kColumn = 3, kTransposed = 4, kAlternating = 5 };
 
 constexpr int kMostColumns = 5;
 
-/// Between the calls of one estimate. Plain data of the thread, so that threads estimate separately.
+/// Holds what one estimate needs between its calls. Thread-local, so that threads estimate separately.
 struct EstimatorState {
   int awaited;    // JUMP
   int column;     // J
@@ -23,8 +35,7 @@ __thread EstimatorState state;
 
 double sign_of(double value) { return value >= 0.0 ? 1.0 : -1.0; }
 
-/// One call of the estimator, by the one-norm method of Hager (SIAM J. Sci. Stat. Comput. 5, 1984) as Higham
-/// modified it (ACM Trans. Math. Softw. 14, 1988).
+/// Handles one call of the estimator.
 class NormEstimator {
  public:
   NormEstimator(int n, int* kase, double* x, double* est, double* w, int* isgn)

@@ -1,3 +1,15 @@
+// Solves with the factors (ma48cd_), and estimates or reduces the error of the solution.
+//
+//   1. permute the right-hand side and solve block by block (block_solve.cpp, column_solve.cpp);
+//   2. JOB > 1: compute the residual and the componentwise backward errors omega1, of the rows whose
+//      |b| + |A||x| is significant, and omega2, of the others, where |A| |x|max takes the place of |A||x|;
+//   3. JOB 3 and 4: solve for the residual and judge again, while the error falls by the factor CNTL(5);
+//   4. JOB 4: bound the forward error by omega1 cond1 + omega2 cond2; each condition number is the norm of
+//      |inverse of A| times weights, which the norm estimator (norm_estimator.cpp) approximates;
+//   5. permute the solution back.
+//
+// Source: M. Arioli, J. W. Demmel and I. S. Duff, SIAM J. Matrix Anal. Appl. 10 (1989).
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -22,21 +34,39 @@ enum Category : int { kByMatrixAndSolution = 1, kBySolutionSize = 2 };
 
 constexpr int kMostEstimatorSteps = 40;
 
-/// Raises a backward error by the quotient of a row. A null residual adds nothing, a NaN stays.
+/// Raises a componentwise backward error to |residual| / scale of a row. A null residual adds nothing, so
+/// that 0 / 0 counts as 0; a NaN stays.
 void raise_error(double& error, double residual, double scale) {
   if (residual == 0.0 || std::isnan(error)) return;
   const double quotient = residual / scale;
   if (!(quotient <= error)) error = quotient;
 }
 
-/// One call. W, with L = max(M, N), MM components of the right-hand side and NN of the solution:
-///   W(1..)       the right-hand side, later the residual
-///   W(MM+1..)    the solver's answer, later the sums |A||X| of the rows
-///   W(2*MM+1..)  the row sums of |A|
-///   W(2*L+1..)   the solver's work; free between its calls
-///   W(3*L+1..)   the X that is kept
-/// The estimator, for M = N = L only, has the weights of both categories in the first two parts and its
-/// vectors in the last two; the solver's work is then in RHS.
+/// The parts of W, with L = max(M, N), MM components of the right-hand side and NN of the solution. Parts
+/// that overlap are used in turn. The estimator, for M = N = L only, has the weights of both categories of
+/// rows in the first two parts and its vectors in the last two; the solver's work is then in RHS.
+struct SolveWork {
+  const OneBased<double> right_hand_side;  // [MM], later the residual
+  const OneBased<double> answer;           // [NN] behind it: what the solver returns
+  const OneBased<double> products;         // [MM] in the same place, later: |A||X|
+  const OneBased<double> row_sums;         // [MM] of |A|
+  const OneBased<double> solver;           // [L] work; free between the solver's calls
+  const OneBased<double> kept;             // [L] the X of the iteration before
+
+  SolveWork(double* w, Index mm, Index nn, Index longest)
+      : right_hand_side(w, mm),
+        answer(w + mm, nn),
+        products(w + mm, mm),
+        row_sums(w + 2 * mm, mm),
+        solver(w + 2 * longest, longest),
+        kept(w + 3 * longest, longest) {}
+  /// Returns the residual, which takes the place of the right-hand side.
+  const OneBased<double>& residual() const { return right_hand_side; }
+  /// Returns the weights of category 1 or 2; they take the first two parts.
+  double* weights(int category) const { return category == 1 ? right_hand_side.data() : products.data(); }
+};
+
+/// One call of ma48cd_.
 class SolveRun {
  public:
   SolveRun(int m, int n, int trans, int job, int la, const double* a, const int* irn,
@@ -57,37 +87,33 @@ class SolveRun {
         rhs_(rhs, mm_),
         x_(x, nn_),
         error_(error, MA48_ERROR_LENGTH),
-        w_(w, 4 * static_cast<Index>(std::max(m, n))),
+        w_(w, mm_, nn_, std::max(m, n)),
         iw_(iw, m) {
     icntl5_[kDenseBlockSize - 1] = ma48_icntl(icntl, MA48_ICNTL_DENSE_BLOCK_SIZE);
   }
 
-  int run();  // INFO(1)
+  /// Solves as JOB asks. Returns INFO(1).
+  int run();
 
  private:
-  void permute_right_hand_side();  // W(1..MM) has it
-  int solve_with_errors();         // X is the solution, in permuted order, OM1 and OM2 are its errors
+  void permute_right_hand_side();  // to the order of the factors
+  int solve_with_errors();         // JOB > 1: X, in permuted order, and its errors
   int refine();
   void restore_better(double error, double errorBefore);
-  void find_residual();  // W has the residual and the sums of the rows that belong to X
+  void find_residual();  // the residual, |A||X| and the row sums, for the present X
   void find_backward_errors();
   void note(Index i, Category category);
   int estimate_forward_error();
   bool has_category(Category category) const;
-  void make_weights();  // W(1..MM) and W(MM+1..2*MM) are the weights of the categories
+  void make_weights();  // turns b, |A||X| and the row sums into the weights of the two categories
   bool estimate_condition(const double* weights, double& condition);
-  void restore_order();  // X is in the host's order
+  void restore_order();  // brings X into the host's order
 
   void solve(int trans, double* b, double* x, double* work);
   void subtract_columns(Index begin, Index end, Index j);  // entries of column j of the matrix
   void subtract_products(Index begin, Index end, Index j);
   void multiply_parts();
 
-  double* w(Index begin) const { return w_.data() + begin - 1; }
-  Index longest() const { return std::max(m_, n_); }
-  double* answer() const { return w(mm_ + 1); }
-  double* work() const { return w(2 * longest() + 1); }
-  double* kept() const { return w(3 * longest() + 1); }
   bool estimates() const { return job_ == MA48_SOLVE_FORWARD_ERROR && m_ == n_; }
 
   const int m_, n_, mm_, nn_, trans_, job_;
@@ -99,7 +125,7 @@ class SolveRun {
   const KeepView<const int> keep_;
   const OneBased<double> rhs_, x_;
   const OneBased<double> error_;
-  const OneBased<double> w_;
+  const SolveWork w_;
   const OneBased<int> iw_;
   int icntl5_[kMa50IcntlLength] = {};
   double om1_ = 0.0, om2_ = 0.0;          // backward errors of the two categories of rows
@@ -112,7 +138,7 @@ int SolveRun::run() {
   permute_right_hand_side();
   int status = MA48_STATUS_OK;
   if (job_ == MA48_SOLVE_ONLY) {
-    solve(trans_, w(1), x_.data(), work());
+    solve(trans_, w_.right_hand_side.data(), x_.data(), w_.solver.data());
   } else {
     status = solve_with_errors();
   }
@@ -127,9 +153,9 @@ int SolveRun::run() {
 void SolveRun::permute_right_hand_side() {
   for (Index i = 1; i <= mm_; ++i) {
     if (trans_ == 0) {
-      w_(keep_.row_place(i)) = rhs_(i);
+      w_.right_hand_side(keep_.row_place(i)) = rhs_(i);
     } else {
-      w_(i) = rhs_(keep_.column_at(i));
+      w_.right_hand_side(i) = rhs_(keep_.column_at(i));
     }
   }
 }
@@ -152,7 +178,7 @@ void SolveRun::solve(int trans, double* b, double* x, double* work) {
 
 int SolveRun::solve_with_errors() {
   std::fill(x_.data(), x_.data() + nn_, 0.0);
-  std::copy(w(1), w(1) + mm_, rhs_.data());
+  std::copy_n(w_.right_hand_side.data(), mm_, rhs_.data());
   if (mostRefinements_ < 1) return MA48_STATUS_NOT_CONVERGED;
   const int status = refine();
   return status == MA48_STATUS_OK && estimates() ? estimate_forward_error() : status;
@@ -161,9 +187,10 @@ int SolveRun::solve_with_errors() {
 int SolveRun::refine() {
   double before = 0.0;
   for (std::int64_t iteration = 1;; ++iteration) {
-    solve(trans_, w(1), answer(), work());
-    // Replaced, not incremented, in every pass: the first solution stands unless a later one has less error.
-    std::copy(answer(), answer() + nn_, x_.data());
+    solve(trans_, w_.right_hand_side.data(), w_.answer.data(), w_.solver.data());
+    // X is replaced, not corrected: the contract solves for the residual and keeps the answer only if its
+    // error is smaller, so in effect the first solution stands. Results that hosts rely on depend on it.
+    std::copy_n(w_.answer.data(), nn_, x_.data());
     find_residual();
     find_backward_errors();
     if (job_ == MA48_SOLVE_BACKWARD_ERRORS) return MA48_STATUS_OK;
@@ -173,7 +200,7 @@ int SolveRun::refine() {
       restore_better(error, before);
       return MA48_STATUS_OK;
     }
-    std::copy(x_.data(), x_.data() + nn_, kept());
+    std::copy_n(x_.data(), nn_, w_.kept.data());
     keptOm1_ = om1_;
     keptOm2_ = om2_;
     before = error;
@@ -183,7 +210,7 @@ int SolveRun::refine() {
 
 void SolveRun::restore_better(double error, double errorBefore) {
   if (error <= errorBefore) return;
-  std::copy(kept(), kept() + nn_, x_.data());
+  std::copy_n(w_.kept.data(), nn_, x_.data());
   if (estimates()) {  // by the sums and categories that belong to this X
     find_residual();
     find_backward_errors();
@@ -193,8 +220,9 @@ void SolveRun::restore_better(double error, double errorBefore) {
 }
 
 void SolveRun::find_residual() {
-  std::copy(rhs_.data(), rhs_.data() + mm_, w(1));
-  std::fill(w(mm_ + 1), w(mm_ + 1) + 2 * static_cast<Index>(mm_), 0.0);
+  std::copy_n(rhs_.data(), mm_, w_.residual().data());
+  std::fill_n(w_.products.data(), mm_, 0.0);
+  std::fill_n(w_.row_sums.data(), mm_, 0.0);
   multiply_parts();
   xmax_ = 0.0;
   for (Index j = 1; j <= nn_; ++j) xmax_ = std::max(xmax_, std::fabs(x_(j)));
@@ -213,16 +241,16 @@ void SolveRun::multiply_parts() {
 }
 
 void SolveRun::subtract_columns(Index begin, Index end, Index j) {
-  double* const residual = w(1);
-  double* const products = w(mm_ + 1);
-  double* const entries = w(2 * static_cast<Index>(mm_) + 1);
+  double* const residual = w_.residual().data();
+  double* const products = w_.products.data();
+  double* const row_sums = w_.row_sums.data();
   const double xj = x_(j);
   for (Index k = begin - 1; k < end - 1; ++k) {
     const Index i = irn_[k] - 1;
     const double product = a_[k] * xj;
     residual[i] -= product;
     products[i] += std::fabs(product);
-    entries[i] += std::fabs(a_[k]);
+    row_sums[i] += std::fabs(a_[k]);
   }
 }
 
@@ -234,9 +262,9 @@ void SolveRun::subtract_products(Index begin, Index end, Index j) {
     magnitudes += std::fabs(product);
     entries += std::fabs(a_[k]);
   }
-  w_(j) -= sum;
-  w_(mm_ + j) += magnitudes;
-  w_(2 * static_cast<Index>(mm_) + j) += entries;
+  w_.residual()(j) -= sum;
+  w_.products(j) += magnitudes;
+  w_.row_sums(j) += entries;
 }
 
 void SolveRun::find_backward_errors() {
@@ -244,21 +272,22 @@ void SolveRun::find_backward_errors() {
   const double ctau = 1000.0 * FD05AD(&precision);
   om1_ = om2_ = 0.0;
   for (Index i = 1; i <= mm_; ++i) {
-    const double r = std::fabs(rhs_(i)), residual = std::fabs(w_(i)), products = w_(mm_ + i);
-    const double u = xmax_ * w_(2 * static_cast<Index>(mm_) + i);
+    const double r = std::fabs(rhs_(i)), residual = std::fabs(w_.residual()(i)), products = w_.products(i);
+    const double u = xmax_ * w_.row_sums(i);
     const double tau = (u + r) * nn_ * ctau;
     if (r + products > tau) {
       note(i, kByMatrixAndSolution);
       raise_error(om1_, residual, r + products);
     } else {
       note(i, kBySolutionSize);
-      // A NaN counts here on purpose: the refinement then ends without an answer to trust.
+      // A NaN must count here: otherwise a useless X would have the error 0 and status 0.
       if (tau > 0.0 || std::isnan(residual)) raise_error(om2_, residual, u + products);
     }
   }
 }
 
-/// IW has M places and is read for square matrices only: what is beyond them is not kept.
+/// Notes the category of a row for the forward error, which is estimated for square matrices only: IW has M
+/// places, and rows beyond them are not noted.
 void SolveRun::note(Index i, Category category) {
   if (i <= m_) iw_(i) = category;
 }
@@ -270,8 +299,7 @@ int SolveRun::estimate_forward_error() {
   for (int k = 0; k < 2; ++k) {
     if (!occurs[k]) continue;
     double condition = 0.0;
-    if (!estimate_condition(w(1) + k * static_cast<Index>(mm_), condition))
-      return MA48_STATUS_NO_FORWARD_ERROR;
+    if (!estimate_condition(w_.weights(k + 1), condition)) return MA48_STATUS_NO_FORWARD_ERROR;
     if (xmax_ > 0.0) condition /= xmax_;
     error_(MA48_ERROR_FORWARD) += condition * oms[k];
   }
@@ -283,20 +311,22 @@ bool SolveRun::has_category(Category category) const {
 }
 
 void SolveRun::make_weights() {
-  for (Index i = 1; i <= mm_; ++i) {
-    if (iw_(i) == kByMatrixAndSolution) {
-      w_(i) = std::fabs(rhs_(i)) + w_(mm_ + i);
-      w_(mm_ + i) = 0.0;
+  double* const first = w_.weights(kByMatrixAndSolution);
+  double* const second = w_.weights(kBySolutionSize);  // holds |A||X| so far
+  for (Index i = 0; i < mm_; ++i) {
+    if (iw_(i + 1) == kByMatrixAndSolution) {
+      first[i] = std::fabs(rhs_(i + 1)) + second[i];
+      second[i] = 0.0;
     } else {
-      w_(mm_ + i) += xmax_ * w_(2 * static_cast<Index>(mm_) + i);
-      w_(i) = 0.0;
+      second[i] += xmax_ * w_.row_sums(i + 1);
+      first[i] = 0.0;
     }
   }
 }
 
 bool SolveRun::estimate_condition(const double* weights, double& condition) {
-  double* const vector = kept();
-  double* const other = work();
+  double* const vector = w_.kept.data();
+  double* const other = w_.solver.data();
   int kase = 0;
   for (int step = 1; step <= kMostEstimatorSteps; ++step) {
     MC41AD(&n_, &kase, vector, &condition, rhs_.data(), iw_.data());
@@ -313,17 +343,18 @@ bool SolveRun::estimate_condition(const double* weights, double& condition) {
 }
 
 void SolveRun::restore_order() {
-  std::copy(x_.data(), x_.data() + nn_, w(1));
+  double* const permuted = w_.weights(1);  // [NN] from the beginning of W
+  std::copy_n(x_.data(), nn_, permuted);
   for (Index i = 1; i <= nn_; ++i) {
     if (trans_ == 0) {
-      x_(keep_.column_at(i)) = w_(i);
+      x_(keep_.column_at(i)) = permuted[i - 1];
     } else {
-      x_(i) = w_(keep_.row_place(i));
+      x_(i) = permuted[keep_.row_place(i) - 1];
     }
   }
 }
 
-/// Tells what a status means, by the diagnostics.
+/// Prints what a status means.
 void report(const Diagnostics& diagnostics, int status, int mostRefinements) {
   if (status == MA48_STATUS_NOT_CONVERGED)
     diagnostics.error(texts::kSolveNonconvergence, {status, mostRefinements});

@@ -1,4 +1,11 @@
-// Strong components of a directed graph, by a depth-first search with low links that keeps its own stack.
+// Finds the strongly connected components of a directed graph by one depth-first search with low links,
+// without recursion. Components are numbered as they are completed, so each one is placed behind all that it
+// reaches: read backwards, that is the topological order that makes a matrix block triangular.
+//
+// Always true between two steps: the stack holds the visited nodes whose component is not complete; low(v) is
+// the least stack height that v is known to reach; v is the root of a component exactly if low(v) = number(v)
+// when all its edges are followed. Source: R. E. Tarjan, SIAM J. Comput. 1 (1972); I. S. Duff and J. K. Reid,
+// ACM Trans. Math. Softw. 4 (1978).
 
 #include <algorithm>
 
@@ -23,12 +30,12 @@ struct StrongComponents {
   int placed = 0;              // ICNT: nodes whose component is known
   int height = 0;              // IST: nodes on the stack
 
-  void clear();                  // nothing is visited
-  void search(int root);         // all that `root` reaches is placed
-  void visit(int node);          // `node` is on the stack
-  int unvisited(int node);       // the next target not yet visited, or 0; the low link knows the others
-  void pop_component(int node);  // the nodes of the stack down to `node` are placed
-  void order();                  // IOR has the nodes in the order of their places
+  void clear();             // marks all nodes as not visited
+  void search(int root);    // places all nodes that `root` reaches
+  void visit(int node);     // pushes `node` onto the stack
+  int unvisited(int node);  // returns the next target not visited yet, or 0; lowers low(node) by the others
+  void pop_component(int node);  // places the nodes of the stack down to `node` as one component
+  void order();                  // fills IOR with the nodes in the order of their places
 };
 
 void StrongComponents::clear() {
