@@ -10,7 +10,9 @@ namespace {
 
 using Index = std::ptrdiff_t;
 
-/// Solves block by block; a block's off-diagonal entries stand in the rows of the blocks before it.
+/// Substitutes over the blocks of the block upper triangular form: the entries of a block that are off the
+/// diagonal blocks stand in the rows of the blocks before it. So A x = b goes from the last block to the
+/// first, and the transposed system from the first to the last.
 class BlockSolve {
  public:
   BlockSolve(int la, const double* fact, const int* irnf, const double* a, const int* irn, const int* iptrd,
@@ -32,8 +34,8 @@ class BlockSolve {
         icntl5_(icntl5),
         w_(w) {}
 
-  void backward(int n);  // A x = b
-  void forward();        // the transposed system
+  void backward(int n);  // solves A x = b
+  void forward();        // solves the transposed system
 
  private:
   // Block jb in BLOCKS: order, kind and start; the start of block 1 is that of all, its place holds the
@@ -47,11 +49,11 @@ class BlockSolve {
   void solve_general(Index jb, Index j1);
   void solve_upper(Index j1, Index j2);
   void solve_upper_transposed(Index j1, Index j2);
-  /// RHS -= the entries from `begin` to before `end` times xj.
+  /// Subtracts xj times the entries begin .. end - 1 from RHS.
   void subtract_entries(Index begin, Index end, double xj) {
     for (Index k = begin; k < end; ++k) rhs_[irn_[k - 1] - 1] -= a_[k - 1] * xj;
   }
-  /// `value` less the products of these entries with X.
+  /// Returns `value` less the products of these entries with X.
   double less_products(double value, Index begin, Index end) const {
     for (Index k = begin; k < end; ++k) value -= a_[k - 1] * x_[irn_[k - 1] - 1];
     return value;

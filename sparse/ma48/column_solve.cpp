@@ -1,3 +1,6 @@
+// Solves with the factors of one block (MA50CD): substitution through the sparse columns and, between them,
+// the dense factors of the full part (full_solve.cpp). A column without a pivot gets 0 in the solution.
+
 #include <algorithm>
 #include <cstddef>
 
@@ -39,16 +42,17 @@ class ColumnSolve {
   void solve_transposed(const double* b, const int* iq);
 
  private:
-  // A x = b, in the order of their calls.
-  void eliminate_sparse_pivots();  // X(1..NP) is that of L; W has the right-hand side of the full part's rows
-  void solve_full_part();          // X(NP+1..N) is final
-  void substitute_back();          // X is final but for the column order
+  // Steps of A x = b, in order.
+  void
+  eliminate_sparse_pivots();  // forward substitution: X(1..NP), and in W the right-hand side of the full part
+  void solve_full_part();     // sets X(NP+1..N)
+  void substitute_back();     // back substitution with U
   void restore_column_order(const int* iq);
-  // The transposed system.
-  void substitute_upper();            // W is the solution with U transposed
-  void solve_full_part_transposed();  // X is final in the rows of the full part
+  // Steps of the transposed system, in order.
+  void substitute_upper();            // forward substitution with the transposed U, in W
+  void solve_full_part_transposed();  // sets X in the rows of the full part
   void place_full_rows(const double* solution);
-  void substitute_lower();  // X is final
+  void substitute_lower();  // back substitution with the transposed L
 
   // Offsets, from 0, into FACT and IRNF. Index 0 of a column's part is its first element.
   Index upper_begin(Index j) const { return j > 1 ? iptrl_(j - 1) : kFirstColumn; }

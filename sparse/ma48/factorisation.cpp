@@ -1,9 +1,16 @@
-// Factorises the blocks one behind the other. A and IRN, with NEWNE entries kept of the matrix:
+// Factorises the analysed matrix (ma48bd_), block by block.
+//
+//   1. check KEEP, IRN and JCN; with JOB 2 and 3 find where the previous factors end;
+//   2. scatter the values given to their places of the permuted matrix, summing repeated entries;
+//   3. a triangular block with good diagonals needs no factors; every other one is factorised by
+//      column_factor.cpp. If the space runs out, the later blocks are tried only to count what they need.
+//
+// A and IRN, with NEWNE entries kept of the matrix:
 //
 //   | matrix by columns | factors of the general blocks, first to last |  free  |
 //   1             NEWNE                                                used_     la
 //
-// Between the scatter and the first block the values as given stand behind NE, in the factors' place.
+// From the scatter to the first block, the values as given stand behind NE, in the place of the factors.
 
 #include <algorithm>
 #include <cmath>
@@ -32,7 +39,7 @@ class Factorisation {
   void run();
 
  private:
-  /// Where a block stands in the matrix, and the local numbers of the kernels for it.
+  /// Tells where a block stands in the matrix: its columns, rows and entries.
   struct Block {
     int number, first, order, rows, begin, entries;
     int last() const { return first + order - 1; }
@@ -40,14 +47,14 @@ class Factorisation {
 
   bool arguments_are_good();
   bool keep_is_good();
-  void find_old_factors();  // where they end, on which JOB 2 and 3 build
-  void scatter();           // A(1 .. NEWNE) is the matrix
+  void find_old_factors();  // finds where the previous factors end and whether they lack dropped entries
+  void scatter();           // fills A(1 .. NEWNE) with the permuted matrix
   bool leading_columns_survive(Wide copyAt) const;
   bool do_block(const Block& block);       // false: the run ends here
-  bool is_triangular(const Block& block);  // still, for these values
+  bool is_triangular(const Block& block);  // with these values: every diagonal is an acceptable pivot
   int job_for(const Block& block) const;
   void make_local(const Block& block, int direction);
-  double factor(const Block& block, int job);  // gives the operations
+  double factor(const Block& block, int job);  // returns the operations
   bool account(const Block& block, double operations);
   void finish();
 
@@ -78,7 +85,7 @@ class Factorisation {
   int rank_ = 0, dropped_ = 0;
   double operations_ = 0.0;
   Wide used_ = 0;  // KK: places of the factors so far
-  // What is left of the previous factors lies in between.
+  // Places of the previous factors that nothing has overwritten yet.
   Wide old_begin_ = 1, old_end_ = 0;
   bool old_dropped_ = false;  // previous factors lack entries that were dropped
   bool leading_columns_stay_ = false;
@@ -179,8 +186,8 @@ void Factorisation::find_old_factors() {
   }
 }
 
-/// The columns that are not redone need their old values: none may be in the way of the values given, whose
-/// copy then goes behind the factors.
+/// Tells whether the factors of the columns that are not redone can stay: the copy of the values given then
+/// has to fit behind all factors, and no entry may have been left out or summed.
 bool Factorisation::leading_columns_survive(Wide copyAt) const {
   return job_ != MA48_FACTOR_FREELY && ma48_icntl(icntl_, MA48_ICNTL_COLUMNS_LAST) != 0 && kept_ == ne_ &&
          copyAt + ne_ <= la_;
@@ -232,7 +239,8 @@ bool Factorisation::is_triangular(const Block& block) {
   return good;
 }
 
-/// The order of a block's previous factors is taken up only if they are there unharmed.
+/// Returns the JOB for a block: JOB 3 needs the order of its previous factors, so it becomes JOB 1 if they
+/// have to move or the new factors of the blocks before have overwritten them.
 int Factorisation::job_for(const Block& block) const {
   if (job_ != MA48_FACTOR_SAME_ORDER || keep_.block_kind(block.number) < 0) return job_;
   const Wide start = old_start(block.number);
@@ -244,13 +252,13 @@ int Factorisation::job_for(const Block& block) const {
   return unharmed ? MA48_FACTOR_SAME_ORDER : MA48_FACTOR_FREELY;
 }
 
-/// Row indices and column starts of the block, from numbers of the matrix (+1) or to those of the block (-1).
+/// Shifts the row indices and column starts of the block: from numbers of the matrix to those of the block
+/// (-1), or back (+1).
 void Factorisation::make_local(const Block& block, int direction) {
   const int rowShift = direction * (block.first - 1), placeShift = direction * (block.begin - 1);
   if (rowShift != 0) {
     int* const rows = irn_ + (block.begin - 1);
-    const int entries =
-        block.entries;  // a local: what is stored can't be it, so the loop becomes vector code
+    const int entries = block.entries;  // a local, which no store can alias, so the loop is vectorised
     for (int k = 0; k < entries; ++k) rows[k] += rowShift;
   }
   if (placeShift != 0) {
@@ -306,7 +314,7 @@ bool Factorisation::account(const Block& block, double operations) {
   if (status == kStoreTooShort || status_ == MA48_STATUS_TOO_SHORT) {
     status_ = MA48_STATUS_TOO_SHORT;
     need_ += length;
-    used_ = 0;  // the next blocks are tried with the whole space, only to count
+    used_ = 0;  // the later blocks get the whole space, only to count what they need
     return job_ != MA48_FACTOR_SAME_PIVOTS;
   }
   demand(used_ + length + kept_);

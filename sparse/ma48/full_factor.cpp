@@ -1,6 +1,7 @@
-// LU of the full part of a block, with row interchanges. A column whose largest element is not above the
-// pivot tolerance, or that has elements or a reciprocal that are not finite, changes places with the last
-// column that is still in play; ipiv notes both kinds of interchange:
+// Factorises the full part of a block: a dense left-looking LU with partial pivoting, by columns (level 1),
+// by vectors (level 2) or by panels (level 3). A column whose largest element is not above the pivot
+// tolerance, or that has elements or a reciprocal that are not finite, changes places with the last column
+// that is still in play; ipiv notes both kinds of interchange:
 //   |  pivots 1 .. rank: the row that came to place j  |  refused columns, from the end: -(place it left)  |
 
 #include <algorithm>
@@ -20,7 +21,7 @@ namespace {
 constexpr int kOne = 1;
 constexpr double kPlus = 1.0, kMinus = -1.0;
 
-/// The matrix and where the elimination stands; the three variants share what is common to all.
+/// Holds the matrix and the state of the elimination; the three variants share their steps.
 class FullFactor {
  public:
   FullFactor(int m, int n, double* a, int lda, double tolerance, int* ipiv)
@@ -32,16 +33,16 @@ class FullFactor {
 
  private:
   double* at(int i, int j) const { return a_ + (std::ptrdiff_t{j} - 1) * lda_ + (i - 1); }
-  /// The last column in play, while `step` columns have been looked at.
+  /// Returns the last column that has not been refused, when `step` columns have been tried.
   int last_in_play(int step) const { return n_ - step + next_; }
 
-  bool choose_pivot();                                   // ipiv names its row; false: none is acceptable
+  bool choose_pivot();                                   // writes its row to ipiv; false: none is acceptable
   void exchange_rows(int j, int row, int from, int to);  // in columns from .. to
-  void scale_below();                                    // the column of L is final
-  void subtract_earlier(int first);              // column next_ has the updates of columns first .. next_-1
-  void complete_pivot_row(int first, int last);  // and so have its row's elements up to column `last`
-  void refuse(int step);                         // column next_ is null below the pivots, and out of play
-  void bring_into_panel(int first);              // the column that came in its place stands as the panel does
+  void scale_below();                                    // divides the column of L by the pivot
+  void subtract_earlier(int first);                      // updates column next_ by columns first .. next_-1
+  void complete_pivot_row(int first, int last);          // and the rest of the pivot row up to column `last`
+  void refuse(int step);             // clears column next_ below the pivots and swaps it to the end
+  void bring_into_panel(int first);  // applies the panel so far to the column swapped in
   void apply_panel(int first, int last, int end);  // to all columns up to `end` outside of it
 
   const int m_, n_, lda_;
@@ -150,7 +151,7 @@ int FullFactor::run_by_panels(int width) {
         --last;
       }
     }
-    // Asked after a refusal too: it may have been the last column of the panel.
+    // Tested after a refusal too: it may have been the last column of the panel.
     if (next_ > last) {
       const int end = last_in_play(step) - 1;
       apply_panel(first, last, end);

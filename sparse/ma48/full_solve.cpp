@@ -1,3 +1,6 @@
+// Solves with the dense factors of the full part, in place: interchange, two triangular solves, interchange.
+// The components beyond the rank are 0.
+
 #include <algorithm>
 #include <cstddef>
 #include <utility>
@@ -10,7 +13,7 @@
 namespace corvidnum {
 namespace {
 
-/// The leading rank x rank triangles of the dense factors: U with its diagonal above the unit lower L.
+/// Holds the leading rank x rank triangles of the dense factors: U with its diagonal above the unit lower L.
 class DenseTriangles {
  public:
   DenseTriangles(const double* a, int lda, int rank) : a_(a), lda_(lda), rank_(rank) {}
@@ -25,7 +28,7 @@ class DenseTriangles {
     triangular("L", "T", "U", b);
   }
 
-  // By kernels of level 1; null components of b cost nothing in the first.
+  // By kernels of level 1; the first skips null components of b.
   void solve_by_columns(double* b) const;
   void solve_transposed_by_columns(double* b) const;
 
@@ -40,7 +43,7 @@ class DenseTriangles {
   const int lda_, rank_;
 };
 
-/// b(first ..) += alpha x, `count` elements.
+/// Adds alpha x to b, `count` elements each.
 void add_multiple(int count, double alpha, const double* x, double* b) {
   const int one = 1;
   daxpy_(&count, &alpha, x, &one, b, &one);
@@ -64,7 +67,7 @@ void DenseTriangles::solve_transposed_by_columns(double* b) const {
   for (int j = rank_ - 1; j >= 1; --j) b[j - 1] -= dot(rank_ - j, column(j) + j, 1, b + j, 1);
 }
 
-/// Pivots: their data are positive, and stand before those of the rejected columns.
+/// Returns the number of pivots: their data are positive and stand before those of the refused columns.
 int rank_of(int limit, const OneBased<const int>& ipiv) {
   int rank = limit;
   while (rank > 0 && ipiv(rank) <= 0) --rank;

@@ -12,8 +12,8 @@ constexpr int kFirstColumn = 2;  // of a block's factors, behind two counts
 
 bool within(int index, int count) { return 1 <= index && index <= count; }
 
-/// Whether first <= index <= last for `count` indices; first is 1 or more. Without a branch in the loop,
-/// which then becomes vector code.
+/// Tells whether first <= index <= last for `count` indices; first is 1 or more. Without a branch in the
+/// loop, which then becomes vector code.
 bool all_within(const int* indices, std::int64_t count, int first, int last) {
   if (last < first) return count <= 0;
   const auto base = static_cast<unsigned>(first), range = static_cast<unsigned>(last - first);
@@ -22,7 +22,7 @@ bool all_within(const int* indices, std::int64_t count, int first, int last) {
   return outside == 0;
 }
 
-/// Whether none of values[0] .. values[count - 1] is below the one before it.
+/// Tells whether none of values[0] .. values[count - 1] is below the one before it.
 bool ascend(const int* values, std::int64_t count) {
   unsigned falls = 0;
   for (std::int64_t k = 1; k < count; ++k) falls |= static_cast<unsigned>(values[k] < values[k - 1]);
@@ -55,7 +55,7 @@ bool starts_ascend(const Keep& keep, int n, int longest) {
   return good && keep.off_diagonal_start(n + 1) - 1 <= longest;
 }
 
-/// Each column of a triangular block begins with its diagonal.
+/// Tells whether each column of a triangular block begins with its diagonal.
 bool diagonals_are_there(const Keep& keep) {
   const int blocks = keep.block_count();
   for (int block = 1, first = 1; block <= blocks; first += keep.block_order(block), ++block) {
@@ -67,7 +67,7 @@ bool diagonals_are_there(const Keep& keep) {
   return true;
 }
 
-/// Whether the indices of a block's sparse columns lie within it: pivot columns in the U parts, rows of
+/// Tells whether the indices of a block's sparse columns lie within it: pivot columns in the U parts, rows of
 /// pivots and L parts. `block` has its numbers.
 bool column_indices_are_good(const Keep& keep, int first, int order, int rows, const int* block) {
   const int end = keep.lower_end(first + order - 1);
@@ -82,7 +82,7 @@ bool column_indices_are_good(const Keep& keep, int first, int order, int rows, c
   return true;
 }
 
-/// The numbers behind the columns: rows of the full part, then the interchanges of its factors.
+/// Checks the numbers behind the columns: rows of the full part, then the interchanges of its factors.
 bool full_part_is_good(const int* irnf, int fullRows, int fullColumns, int rows) {
   bool good = true;
   for (int k = 0; k < fullRows; ++k) good &= within(irnf[k], rows);
@@ -95,7 +95,8 @@ bool full_part_is_good(const int* irnf, int fullRows, int fullColumns, int rows)
   return good;
 }
 
-/// Whether each column of a block ends where the next begins or before it, the U part before the L part.
+/// Tells whether each column of a block ends where the next begins or before it, the U part before the L
+/// part.
 bool columns_follow_each_other(const Keep& keep, int first, int order) {
   const int *const upper = &keep.upper_end(first), *const lower = &keep.lower_end(first);
   unsigned falls = static_cast<unsigned>(upper[0] < kFirstColumn || lower[0] < upper[0]);
@@ -103,15 +104,15 @@ bool columns_follow_each_other(const Keep& keep, int first, int order) {
   return falls == 0;
 }
 
-/// Whether the columns of a block's full part have no pivot outside of it.
+/// Tells whether the columns of a block's full part have no pivot outside of it.
 bool full_columns_have_no_pivot(const Keep& keep, int first, int end) {
   bool good = true;
   for (int j = first; j < end; ++j) good &= keep.upper_end(j) == keep.lower_end(j);
   return good;
 }
 
-/// The factors of a general block whose columns are first .. first + order - 1 and that begins at `start` of
-/// the `space` places that `irnf` has.
+/// Checks the factors of a general block whose columns are first .. first + order - 1 and that begins at
+/// `start` of the `space` places that `irnf` has.
 bool factors_lie_within(const Keep& keep, int first, int order, int rows, int sparse, std::int64_t start,
                         const int* irnf, std::int64_t space) {
   if (!columns_follow_each_other(keep, first, order)) return false;

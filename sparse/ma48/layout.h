@@ -43,7 +43,7 @@ class KeepView {
   std::ptrdiff_t iptru() const { return m_ + 2 * n_; }
   std::ptrdiff_t iptrd() const { return m_ + 3 * n_; }
   std::ptrdiff_t iptro() const { return m_ + 4 * n_ + 1; }
-  /// The elements from number `begin` on, as the kernels take them.
+  /// Returns the address of element `begin`, as the kernels take arrays.
   Int* at(std::ptrdiff_t begin) const { return keep_.from(begin).data(); }
 
  private:
@@ -55,10 +55,10 @@ class KeepView {
   std::ptrdiff_t m_, n_;
 };
 
-/// Largest length that INFO asks for: class ma48 makes arrays as long as it says, and theirs ends here.
+/// Largest length of the arrays of entries that INFO asks for: the place behind the array is still an int.
 constexpr int kMostPlaces = 0x7ffffffe;
 
-/// Returns what INFO tells of a length.
+/// Returns a length as INFO reports it.
 inline int clamped_length(std::int64_t length) { return clamped(length, kMostPlaces); }
 
 }  // namespace corvidnum

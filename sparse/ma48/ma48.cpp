@@ -26,7 +26,7 @@ constexpr char kReanalysisKey[] = "ma48_PSI";
 constexpr char kFactorisationKey[] = "ma48_MFF";
 constexpr char kSolutionKey[] = "ma48_FSE";
 
-/// An array of zeros, at least one; null if refused.
+/// Returns an array of `count` zeros, one at least; null if the memory is refused.
 template <class T>
 T* allocate_zeros(std::int64_t count) {
   T* const array = allocate_array<T>(count);
@@ -39,7 +39,7 @@ void copy_given(const T* source, int count, T* target) {
   if (source && target && count > 0) std::copy(source, source + count, target);
 }
 
-/// Whether `index` numbers an element of an array of `count`.
+/// Tells whether `index` numbers an element of an array of `count`.
 bool is_index(std::int64_t index, std::int64_t count) { return 1 <= index && index <= count; }
 
 }  // namespace
@@ -68,7 +68,7 @@ ma48::ma48(int order, int entries, const int* rows, const int* cols, const doubl
   enter_library();
   AllocateMissing();
   ma48id_(cntl, icntl);
-  const int given = std::min(ne, la);  // 4 ne may not be had
+  const int given = std::min(ne, la);  // la may be below 4 ne, where that is too long
   copy_given(rows, given, irn);
   copy_given(cols, given, jcn);
   copy_given(values, given, a);
@@ -84,7 +84,7 @@ ma48::~ma48() {
   Corvid_delete(w);
 }
 
-// Shared handles are intended.
+// The contract shares the handles: a host that assigns relies on it.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is freed
 ma48& ma48::operator=(const ma48& other) {
   enter_library();
@@ -202,7 +202,8 @@ unsigned char ma48::IsReusable(const int* rows, const int* cols, int newNe, int 
   if (check != 1) return 1;
   if (!keep || ne > la) return 0;
   for (int k = 0; k < ne; ++k) {
-    // Places of the permuted storage once the matrix is analysed. The columns are not compared: intended.
+    // After an analysis JCN holds places of the permuted matrix. Only rows are compared, as the contract
+    // says: the columns given are gone.
     if (!is_index(jcn[k], la) || !is_index(rows[k], m)) return 0;
     if (irn[jcn[k] - 1] != keep[rows[k] - 1]) return 0;
   }
@@ -231,7 +232,7 @@ unsigned char ma48::Solve(unsigned int count, double** vectors, unsigned char* f
   return solved;
 }
 
-/// Those flagged, each through `solution`; `copyBack` says whether it then goes to its vector.
+/// Solves for the flagged vectors, each into `solution`, and copies it to its vector if `copyBack` is true.
 bool ma48::SolveFlagged(unsigned int count, double** vectors, const unsigned char* flags, double* solution,
                         bool copyBack) {
   for (unsigned int i = 0; i < count; ++i) {
@@ -252,7 +253,7 @@ bool ma48::SolveOne(double* rhs, double* x) {
   return status == MA48_STATUS_OK || Fail(kSolutionKey);
 }
 
-/// The matrix is factorised, after an analysis if one is needed. On false the trace has a line.
+/// Analyses if needed, and factorises. If it returns false, the trace has a line.
 bool ma48::Prepare() {
   job = MA48_ANALYSE_FREELY;
   status = 0;
@@ -261,7 +262,7 @@ bool ma48::Prepare() {
 }
 
 bool ma48::AnalysisPhase() {
-  needPivotOrder = 0;  // first, and not set back on failure
+  needPivotOrder = 0;  // before the attempt, and not undone by a failure: the next Solve tries the old order
   AllocateMissing();
   SetLa(la);
   Analyse();
@@ -281,7 +282,8 @@ bool ma48::FactorisePhase() {
   return status == MA48_STATUS_OK || Fail(kFactorisationKey);
 }
 
-/// A warning leaves an analysis that a later Solve takes.
+/// Analyses the matrix held. A warning is a failure of this Solve, but leaves an analysis that a later one
+/// uses.
 void ma48::Analyse() {
   analysed = factorised = 0;
   status = MA48_STATUS_TOO_SHORT;
@@ -333,7 +335,7 @@ void ma48::ReplaceEntries(int newLa) {
 
 bool ma48::HasArrays() const { return irn && jcn && keep && iw && a && w; }
 
-/// Traces the line of `key`; false.
+/// Traces the line of `key`. Returns false.
 bool ma48::Fail(const char* key) const {
   const char* const format = FindString(key).Characters();
   const bool singular = key == kSingularKey;

@@ -4,7 +4,7 @@
 #include "frame/host_memory.h"
 #include "sparse/ma48/ma48_codes.h"
 
-/// What a host implements to hand its matrix over.
+/// Loads a matrix; implemented by the host.
 class CORVIDNUM_API ma48callback {
  public:
   /// Writes the entries of the matrix as coordinates.
@@ -42,24 +42,26 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   /// same arrays, and the caller must see to it that they are freed once.
   ma48& operator=(const ma48& other);
 
-  /// [GetLa()] Row and column indices and values; the object's until SetLa or a Solve replaces them. A Solve
-  /// without a new pivot order takes the matrix from Values(), in the order of LoadMatrix.
+  /// Return the row indices, column indices and values, [GetLa()] each; they belong to the object and stay
+  /// until SetLa or a Solve replaces them. A Solve without a new pivot order takes the matrix from Values(),
+  /// in the order of LoadMatrix.
   int* RowPtr() const;
   int* ColPtr() const;
   double* Values() const;
   int NElements() const;
   int Size();
   int GetLa();
-  /// Element `i` of the analysis, counted from 0; EmptyValue where there is none.
+  /// Returns element `i` of the analysis, counted from 0; EmptyValue where there is none.
   int Keep(int i);
 
-  /// CNTL(1) to CNTL(5) of ma48id_: density, threshold, drop tolerance, pivot tolerance, refinement factor.
+  /// Set CNTL(1) to CNTL(5), see ma48id_: density, threshold, drop tolerance, pivot tolerance, refinement
+  /// factor.
   void SetControl1(double value);
   void SetControl2(double value);
   void SetControl3(double value);
   void SetControl4(double value);
   void SetControl5(double value);
-  /// Not 0: the next Solve loads and analyses the matrix first, as the first one does.
+  /// Makes the next Solve load and analyse the matrix first, as the first one does, if `need` is not 0.
   void SetNeedPivotOrder(unsigned char need);
   void SetCallBack(ma48callback* callback);
 
@@ -67,10 +69,10 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   /// needed.
   /// @return 0: less than NElements(), no entries, refused memory, or LoadMatrix failed
   unsigned char SetLa(int newLa);
-  /// The same with a length that grows: newLa, or one NElements() more if that is not above GetLa().
+  /// Does the same with a length that grows: newLa, or one NElements() more if that is not above GetLa().
   unsigned char SetLa2(int newLa);
 
-  /// Whether the analysis held fits another matrix.
+  /// Tells whether the analysis held fits another matrix.
   /// @param rows, cols [ne] its indices; of the columns nothing is read
   /// @param check      1: compare the rows of all entries too; else the sizes answer alone
   unsigned char IsReusable(const int* rows, const int* cols, int ne, int n, unsigned char check);
@@ -80,7 +82,7 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   /// @param x   [Size()] out
   /// @return 0: failed; one line of the trace says why, unless the callback or an argument is null
   unsigned char Solve(double* rhs, double* x);
-  /// The same with several right-hand sides.
+  /// Solves with several right-hand sides.
   /// @param vectors [count] right-hand sides of Size() numbers each; out: the solutions
   /// @param flags   [count] 1: solve with this one
   /// @param mode    0: analyse if needed, factorise, solve; 1: without solving; 2: solve with the factors of

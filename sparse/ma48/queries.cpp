@@ -1,4 +1,5 @@
-// What a host may ask about an analysis or about factors. Both queries check KEEP before they follow it.
+// Answers what a host may ask about an analysis or about factors. Both queries check KEEP before they follow
+// it.
 
 #include <limits>
 
@@ -12,7 +13,8 @@ namespace {
 
 using Keep = KeepView<const int>;
 
-/// Entries of the general block that begins at place `start` of `irnf`, the numbers of the factors.
+/// Counts the entries of the general block that begins at place `start` of `irnf`, the numbers of the
+/// factors.
 std::int64_t general_entries(const Keep& keep, int block, int last_column, const int* irnf) {
   constexpr int kHead = 2;  // places in front of the columns
   const int start = block == 1 ? 1 : keep.block_start(block);
