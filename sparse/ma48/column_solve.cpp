@@ -43,10 +43,9 @@ class ColumnSolve {
 
  private:
   // Steps of A x = b, in order.
-  void
-  eliminate_sparse_pivots();  // forward substitution: X(1..NP), and in W the right-hand side of the full part
-  void solve_full_part();     // sets X(NP+1..N)
-  void substitute_back();     // back substitution with U
+  void eliminate_sparse_pivots();  // sets X(1..NP), and W to the right-hand side of the full part
+  void solve_full_part();          // sets X(NP+1..N)
+  void substitute_back();          // back substitution with U
   void restore_column_order(const int* iq);
   // Steps of the transposed system, in order.
   void substitute_upper();            // forward substitution with the transposed U, in W

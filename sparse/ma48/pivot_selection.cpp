@@ -121,14 +121,12 @@ class PivotSelection {
   bool by_rows() const { return search_limit_ <= 0; }
 
   // The elimination of a pivot, in order.
-  bool eliminate();          // false: no room
-  void take_out_of_lists();  // removes the rows and columns of the pivot from their count lists
-  void pivot_to_head();      // makes the pivot the first entry of its column
-  void
-  take_column_from_rows();  // removes the pivot column from the pattern and scatters its offsets into iw_
+  bool eliminate();              // false: no room
+  void take_out_of_lists();      // removes the rows and columns of the pivot from their count lists
+  void pivot_to_head();          // makes the pivot the first entry of its column
+  void take_column_from_rows();  // removes it from the pattern and scatters its offsets into iw_
   bool update_column(Index j);
-  Index add_multiple(Index j,
-                     double multiplier) const;  // updates what column j has; returns how many matched
+  Index add_multiple(Index j, double multiplier) const;  // returns how many rows of column j matched
   Index add_not_finite(Index entries, double* values, const int* rows, double multiplier,
                        const double* pivot_column) const;
   void mark_met(Index j) const;  // turns the sign of iw_ for the rows that column j has: no fill-in there
@@ -177,7 +175,9 @@ class PivotSelection {
   std::int64_t factor_need_;         // INFO(4)
   std::int64_t factor_entries_ = 0;  // NPZ: entries of the sparse pivots' rows and columns
   double operations_ = 0;
-  double unchecked_ = 0;  // updates since the invariants were last checked, in Debug builds
+#ifndef NDEBUG
+  double unchecked_ = 0;  // updates since the invariants were last checked
+#endif
 };
 
 /// Returns the threshold within 0 .. 1; a NaN stays one, and then no element passes.
