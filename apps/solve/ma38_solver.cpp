@@ -7,8 +7,8 @@
 namespace solve {
 namespace {
 
-/// Larger than the default of the routines: with the diagonal preferred it costs hardly any fill, and
-/// elements grow less.
+/// The threshold of the pivot test where the user gives none. It is larger than that of the routines: with
+/// the diagonal preferred it costs hardly any fill-in, and elements grow less.
 constexpr double kThreshold = 0.5;
 
 }  // namespace
@@ -21,25 +21,25 @@ Ma38Solver::Ma38Solver(const Matrix& matrix, const SolverSettings& settings)
                 {settings.block_form, settings.keep_matrix, settings.threshold.value_or(kThreshold),
                  settings.prefer_diagonal}) {}
 
-/// Warnings are not refused.
+/// Throws if the status is an error; warnings are left to the caller.
 void Ma38Solver::refuse(const char* phase, int status) const {
-  const bool no_room = Multifrontal::kNoRoomForBoth <= status && status <= Multifrontal::kNoRoomForIndices;
+  const bool no_room = MA38_STATUS_BOTH_TOO_SHORT <= status && status <= MA38_STATUS_INDEX_TOO_SHORT;
   if (status < 0) throw refusal(matrix_, phase, no_room, status);
 }
 
 void Ma38Solver::factorise(const std::vector<double>& values, const std::string& name) {
   const int status = routines_.factorise(values);
   refuse("factorisation", status);
-  if ((status & Multifrontal::kSingular) != 0)
+  if (routines_.warned(MA38_WARNING_SINGULAR))
     throw Singular(fmt::format("{}: the matrix is singular: rank {}, order {}", name,
-                               routines_.info(Multifrontal::kPivots), matrix_.rows));
+                               routines_.info(MA38_INFO_PIVOTS), matrix_.rows));
 }
 
 bool Ma38Solver::refactorise(const std::vector<double>& values) {
   const int status = routines_.refactorise(values);
-  if (status == Multifrontal::kPivotsFailed) return false;
+  if (status == MA38_STATUS_PIVOT_ORDER_FAILED) return false;
   refuse("refactorisation", status);
-  return (status & (Multifrontal::kOutside | Multifrontal::kSingular)) == 0;
+  return !routines_.warned(MA38_WARNING_ENTRIES) && !routines_.warned(MA38_WARNING_SINGULAR);
 }
 
 Solution Ma38Solver::solve(const std::vector<double>& b, bool transposed, Effort effort) {
@@ -50,23 +50,22 @@ Solution Ma38Solver::solve(const std::vector<double>& b, bool transposed, Effort
   Solution solution;
   solution.x = std::move(answer.x);
   if (refinements == 0) return solution;
-  const double* const error = answer.backward_error;
-  solution.backward_errors = {error[0], error[1]};
+  solution.backward_errors = {answer.omega1, answer.omega2};
   solution.refinements = answer.refinements;
-  // The steps ended because no more were allowed, not because more would have been of no use.
-  solution.refined = answer.refinements < kMostRefinements || !(1 + (error[0] + error[1]) > 1);
+  // After the most steps allowed with an error above rounding, the routine stopped for want of steps.
+  solution.refined = answer.refinements < kMostRefinements || !(1 + (answer.omega1 + answer.omega2) > 1);
   return solution;
 }
 
 Facts Ma38Solver::facts() const {
   Facts facts;
-  facts.blocks = routines_.info(Multifrontal::kBlocks);
-  facts.singletons = routines_.info(Multifrontal::kSingletons);
-  facts.duplicates = routines_.info(Multifrontal::kDuplicates);
-  facts.rank = routines_.info(Multifrontal::kPivots);
-  facts.factor_entries = routines_.info(Multifrontal::kFactorEntries);
-  facts.operations = routines_.rinfo(Multifrontal::kOperations);
-  facts.level3_operations = routines_.rinfo(Multifrontal::kLevel3Operations);
+  facts.blocks = routines_.info(MA38_INFO_BLOCKS);
+  facts.singletons = routines_.info(MA38_INFO_SINGLETONS);
+  facts.duplicates = routines_.info(MA38_INFO_DUPLICATES);
+  facts.rank = routines_.info(MA38_INFO_PIVOTS);
+  facts.factor_entries = routines_.info(MA38_INFO_FACTOR_ENTRIES);
+  facts.operations = routines_.rinfo(MA38_RINFO_BLAS_FLOPS);
+  facts.level3_operations = routines_.rinfo(MA38_RINFO_LEVEL3_FLOPS);
   facts.kept_reals = routines_.kept_reals();
   facts.kept_indices = routines_.kept_indices();
   return facts;

@@ -8,11 +8,12 @@
 
 #include "apps/solve/direct_solver.h"
 #include "apps/solve/matrix_market.h"
+#include "sparse/ma48/ma48_codes.h"
 
 namespace solve {
 
-/// Analyses once. Tells backward errors; does not refine, since its routines keep the first solution unless
-/// the correction alone has the smaller error.
+/// Analyses once. Computes backward errors but leaves refinement to the caller: the routines do not add
+/// corrections, they only replace the solution where the correction alone has the smaller error.
 class Ma48Solver final : public DirectSolver {
  public:
   Ma48Solver(const Matrix& matrix, const SolverSettings& settings);
@@ -24,19 +25,16 @@ class Ma48Solver final : public DirectSolver {
   Facts facts() const override;
 
  private:
-  int keep(std::int64_t position) const { return keep_[static_cast<std::size_t>(position - 1)]; }
+  int info(MA48_Info position) const { return ma48_info(info_, position); }
   int run_analysis();
   int run_factorisation(const std::vector<double>& values, int job);
   void make_room(std::int64_t length);
   void load_values(const std::vector<double>& values);
-  int blocks() const;
-  std::int64_t factor_entries() const;
-  std::int64_t block_factor_entries(int block, int last_column) const;
 
   const Matrix& matrix_;
   int n_, ne_;
-  double cntl_[5];
-  int icntl_[9], info_[12] = {};
+  double cntl_[MA48_CNTL_LENGTH];
+  int icntl_[MA48_ICNTL_LENGTH], info_[MA48_INFO_LENGTH] = {};
   std::vector<double> a_, w_;
   std::vector<int> irn_, jcn_, keep_, iw_;
   int largest_block_ = 0, duplicates_ = 0, structural_rank_ = 0, rank_ = 0;

@@ -5,14 +5,15 @@
 #include <memory>
 
 #include "bench/sparse/problem.h"
+#include "sparse/ma38/ma38_codes.h"
 #include "sparse/ma38/ma38_routines.h"
 
 namespace bench {
 
-/// The routines of the multifrontal solver. Where the diagonal has good pivots, as on grids, they are told
-/// so, and to grow fronts less, which there saves most of the operations; Ma38With sets these two by itself.
-/// The two arrays are long from the start, since a part of a new array that is never touched costs no time;
-/// where even that is short, the figures of the routine tell more.
+/// Calls the routines of ma38. Where the diagonal is heavy, as on grids, it lets them prefer pivots there and
+/// grow fronts less, which saves most of the operations; Ma38With sets these two controls itself. VALUE and
+/// INDEX are long from the start, since a part of a new array that is never touched costs no time; if they
+/// are still too short, they grow to what the routine asks for.
 class Ma38Solver {
  public:
   static constexpr const char* kName = "ma38";
@@ -20,9 +21,7 @@ class Ma38Solver {
   explicit Ma38Solver(const Problem& problem)
       : problem_(problem), work_(2 * static_cast<std::size_t>(problem.n)) {
     ma38id_(keep_, cntl_, icntl_);
-    if (!problem.heavy_diagonal) return;
-    icntl_[kPreferDiagonal] = 1;
-    cntl_[kGrowth] = 1.2;
+    if (problem.heavy_diagonal) choose(true, 1.2);
   }
 
   bool analyse_factorise() {
@@ -32,49 +31,53 @@ class Ma38Solver {
       value_.reset(new double[static_cast<std::size_t>(lvalue_)]);
       index_.reset(new int[static_cast<std::size_t>(lindex_)]);
       load(0);
-      ma38ad_(&problem_.n, &problem_.entries, &kNotPreserved, &kPlain, &lvalue_, &lindex_, value_.get(),
-              index_.get(), keep_, cntl_, icntl_, info_, rinfo_);
-      if (info_[0] == 0) return reserve_for_refactorisation();
-      if (!is_shortage(info_[0])) return false;
-      lvalue_ = longer(lvalue_, info_[kValueNeeded]);
-      lindex_ = longer(lindex_, info_[kIndexNeeded]);
+      ma38ad_(&problem_.n, &problem_.entries, &kJob, &kPlain, &lvalue_, &lindex_, value_.get(), index_.get(),
+              keep_, cntl_, icntl_, info_, rinfo_);
+      if (status() == MA38_STATUS_OK) return reserve_for_refactorisation();
+      if (!too_short()) return false;
+      lvalue_ = longer(lvalue_, info(MA38_INFO_VALUE_NEEDED));
+      lindex_ = longer(lindex_, info(MA38_INFO_INDEX_NEEDED));
     }
   }
 
   bool refactorise(int step) {
     load(step);
-    ma38bd_(&problem_.n, &problem_.entries, &kNotPreserved, &kPlain, &lvalue_, &lindex_, value_.get(),
-            index_.get(), keep_, cntl_, icntl_, info_, rinfo_);
-    return info_[0] == 0;
+    ma38bd_(&problem_.n, &problem_.entries, &kJob, &kPlain, &lvalue_, &lindex_, value_.get(), index_.get(),
+            keep_, cntl_, icntl_, info_, rinfo_);
+    return status() == MA38_STATUS_OK;
   }
 
   bool solve(const Vector& b, Vector& x) {
     ma38cd_(&problem_.n, &kWhole, &kPlain, &lvalue_, &lindex_, value_.get(), index_.get(), keep_, b.data(),
             x.data(), work_.data(), cntl_, icntl_, info_, rinfo_);
-    return info_[0] == 0;
+    return status() == MA38_STATUS_OK;
   }
 
-  double operations() const { return rinfo_[kAllBlas]; }
-  /// Of the operations of the last factorisation, those in matrix-matrix kernels.
-  double level3_share() const { return rinfo_[kLevel3] / rinfo_[kAllBlas]; }
+  double operations() const { return ma38_rinfo(rinfo_, MA38_RINFO_BLAS_FLOPS); }
+  /// Returns the share of the operations of the last factorisation that ran in matrix-matrix kernels.
+  double level3_share() const { return ma38_rinfo(rinfo_, MA38_RINFO_LEVEL3_FLOPS) / operations(); }
 
  protected:
   Ma38Solver(const Problem& problem, bool prefer_diagonal, double growth) : Ma38Solver(problem) {
-    icntl_[kPreferDiagonal] = prefer_diagonal;
-    cntl_[kGrowth] = growth;
+    choose(prefer_diagonal, growth);
   }
 
  private:
-  static constexpr int kNotPreserved = 0, kPlain = 0, kWhole = 0;
+  static constexpr int kJob = MA38_FACTOR_ONLY, kPlain = 0, kWhole = MA38_SOLVE_WHOLE;
   static constexpr long long kValueRoom = 512, kIndexRoom = 64, kMostRoom = 1 << 28;  // an entry; in all
-  static constexpr int kIndexNeeded = 18, kValueNeeded = 20, kIndexForRefactor = 21, kValueForRefactor = 22;
-  static constexpr int kPreferDiagonal = 5, kGrowth = 1;
-  static constexpr int kAllBlas = 0, kLevel3 = 5;
 
+  int info(MA38_Info position) const { return ma38_info(info_, position); }
+  int status() const { return info(MA38_INFO_STATUS); }
+  bool too_short() const {
+    return MA38_STATUS_BOTH_TOO_SHORT <= status() && status() <= MA38_STATUS_INDEX_TOO_SHORT;
+  }
+  void choose(bool prefer_diagonal, double growth) {
+    ma38_set_icntl(icntl_, MA38_ICNTL_PREFER_DIAGONAL, prefer_diagonal);
+    ma38_set_cntl(cntl_, MA38_CNTL_GROWTH, growth);
+  }
   int room(long long words_an_entry) const {
     return static_cast<int>(std::min(words_an_entry * problem_.entries, kMostRoom));
   }
-  static bool is_shortage(int status) { return -5 <= status && status <= -3; }
   static int longer(int length, int needed) {
     return needed > length ? static_cast<int>(std::min<long long>(needed + needed / 4LL, 2147483647))
                            : length;
@@ -87,10 +90,10 @@ class Ma38Solver {
     std::copy(matrix.columns.begin(), matrix.columns.end(), index_.get() + problem_.entries);
   }
 
-  /// The factors stay where they are: longer arrays are good at the same positions.
+  /// Lengthens the arrays for ma38bd_. The factors keep their positions.
   bool reserve_for_refactorisation() {
-    lengthen(value_, lvalue_, info_[kValueForRefactor]);
-    lengthen(index_, lindex_, info_[kIndexForRefactor]);
+    lengthen(value_, lvalue_, info(MA38_INFO_VALUE_FOR_REFACTOR));
+    lengthen(index_, lindex_, info(MA38_INFO_INDEX_FOR_REFACTOR));
     return true;
   }
   template <class T>
@@ -103,15 +106,15 @@ class Ma38Solver {
   }
 
   const Problem& problem_;
-  int keep_[20], icntl_[20], info_[40] = {};
-  double cntl_[10], rinfo_[20] = {};
+  int keep_[MA38_KEEP_LENGTH], icntl_[MA38_ICNTL_LENGTH], info_[MA38_INFO_LENGTH] = {};
+  double cntl_[MA38_CNTL_LENGTH], rinfo_[MA38_RINFO_LENGTH] = {};
   int lvalue_ = 0, lindex_ = 0;
   std::unique_ptr<double[]> value_;
   std::unique_ptr<int[]> index_;
   Vector work_;
 };
 
-/// Settings for grids: pivots from the diagonal or anywhere, growth of fronts in percent.
+/// Fixes both controls: pivots from the diagonal or anywhere, growth of fronts in percent.
 template <bool kDiagonal, int kGrowthPercent>
 class Ma38With : public Ma38Solver {
  public:

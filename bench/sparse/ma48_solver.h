@@ -6,12 +6,13 @@
 #include <utility>
 
 #include "bench/sparse/problem.h"
+#include "sparse/ma48/ma48_codes.h"
 #include "sparse/ma48/ma48_routines.h"
 
 namespace bench {
 
-/// The routines of the sparse direct solver. The store is at first as long as that of the class ma48, and
-/// then as the analysis asks for.
+/// Calls the routines of ma48. Their arrays are at first as long as those of the class ma48, and then as long
+/// as the analysis asks for.
 class Ma48Solver {
  public:
   static constexpr const char* kName = "ma48";
@@ -19,40 +20,41 @@ class Ma48Solver {
   explicit Ma48Solver(const Problem& problem) : problem_(problem) { ma48id_(cntl_, icntl_); }
 
   bool analyse_factorise() {
-    const auto n = static_cast<std::size_t>(problem_.n);
-    keep_.reset(new int[10 * n + 7]);
-    iw_.reset(new int[9 * n]);
-    w_.reset(new double[4 * n]);
+    const int n = problem_.n;
+    keep_.reset(new int[static_cast<std::size_t>(ma48_keep_length(n, n))]);
+    iw_.reset(new int[static_cast<std::size_t>(ma48_iw_length(n, n))]);
+    w_.reset(new double[static_cast<std::size_t>(ma48_w_length(n, n))]);
     lengthen(4 * problem_.entries);
     load();
     while (!analyse()) {
-      if (info_[0] != kTooShort) return false;
+      if (status() != MA48_STATUS_TOO_SHORT) return false;
       lengthen(la_ + problem_.entries);
       load();
     }
-    lengthen(std::max(la_, info_[kFactorLength]));
-    while (!factorise(1, 0)) {
-      if (info_[0] != kTooShort) return false;
-      lengthen(info_[kFactorLength]);
+    lengthen(std::max(la_, factor_length()));
+    while (!factorise(MA48_FACTOR_FREELY, 0)) {
+      if (status() != MA48_STATUS_TOO_SHORT) return false;
+      lengthen(factor_length());
     }
     return true;
   }
 
-  bool refactorise(int step) { return factorise(2, step); }
+  bool refactorise(int step) { return factorise(MA48_FACTOR_SAME_PIVOTS, step); }
 
   bool solve(const Vector& b, Vector& x) {
-    const int trans = 0, job = 1;
-    double error[3];
+    const int trans = 0, job = MA48_SOLVE_ONLY;
+    double error[MA48_ERROR_LENGTH];
     rhs_ = b;
     ma48cd_(&problem_.n, &problem_.n, &trans, &job, &la_, a_.get(), irn_.get(), keep_.get(), cntl_, icntl_,
             rhs_.data(), x.data(), error, w_.get(), iw_.get(), info_);
-    return info_[0] == 0;
+    return status() == MA48_STATUS_OK;
   }
 
  private:
-  static constexpr int kFactorLength = 3, kTooShort = -3;
+  int status() const { return ma48_info(info_, MA48_INFO_STATUS); }
+  int factor_length() const { return ma48_info(info_, MA48_INFO_FACTOR_LENGTH); }
 
-  /// Keeps what is analysed.
+  /// Lengthens A, IRN and JCN to la, or shortens them. Their first elements, the entries, stay.
   void lengthen(int la) {
     if (la == la_) return;
     lengthen(a_, la);
@@ -75,11 +77,11 @@ class Ma48Solver {
   }
 
   bool analyse() {
-    const int job = 1;
+    const int job = MA48_ANALYSE_FREELY;
     double operations;
     ma48ad_(&problem_.n, &problem_.n, &problem_.entries, &job, &la_, a_.get(), irn_.get(), jcn_.get(),
             keep_.get(), cntl_, icntl_, iw_.get(), info_, &operations);
-    return info_[0] == 0;
+    return status() == MA48_STATUS_OK;
   }
 
   bool factorise(int job, int step) {
@@ -88,12 +90,12 @@ class Ma48Solver {
     std::copy(values.begin(), values.end(), a_.get());
     ma48bd_(&problem_.n, &problem_.n, &problem_.entries, &job, &la_, a_.get(), irn_.get(), jcn_.get(),
             keep_.get(), cntl_, icntl_, w_.get(), iw_.get(), info_, &operations);
-    return info_[0] == 0;
+    return status() == MA48_STATUS_OK;
   }
 
   const Problem& problem_;
-  double cntl_[5];
-  int icntl_[9], info_[12] = {};
+  double cntl_[MA48_CNTL_LENGTH];
+  int icntl_[MA48_ICNTL_LENGTH], info_[MA48_INFO_LENGTH] = {};
   int la_ = 0;
   std::unique_ptr<double[]> a_, w_;
   std::unique_ptr<int[]> irn_, jcn_, keep_, iw_;
