@@ -256,8 +256,7 @@ void check_flows(const TomlTable& column, const ColumnCase& c) {
 // ---- Solver, short cut.
 
 void read_solver(const TomlTable& t, Model model, ColumnCase& c) {
-  c.tolerance = t.number("tolerance");
-  if (const std::string fault = tolerance_fault(c.tolerance); !fault.empty()) t.complain("tolerance", fault);
+  c.tolerance = t.number_between("tolerance", kSmallestTolerance, kLargestTolerance);
   c.max_passes = t.has("max_passes") ? t.integer("max_passes", 1, 1000000) : 500;
   if (!t.has("start_temperature")) return;
   if (model == Model::kRelativeVolatility)
@@ -318,13 +317,6 @@ ColumnCase case_of(const toml::table& file, const Places& places) {
 }
 
 }  // namespace
-
-std::string tolerance_fault(double tolerance) {
-  // Below, rounding decides when the passes end; above, nothing has converged yet.
-  constexpr double kLeast = 1e-12, kLargest = 1;
-  if (tolerance >= kLeast && tolerance <= kLargest) return "";
-  return fmt::format("must lie between {:g} and {:g}, not {}", kLeast, kLargest, tolerance);
-}
 
 ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties) {
   std::vector<std::string> named;

@@ -6,8 +6,9 @@
 
 namespace column {
 
-/// Why `tolerance` can be that of no case, "must lie between ... and ..., not ..."; empty: it can.
-std::string tolerance_fault(double tolerance);
+/// Bounds of the tolerance of a case. Below, rounding decides when the passes end; above, nothing has
+/// converged yet.
+constexpr double kSmallestTolerance = 1e-12, kLargestTolerance = 1;
 
 /// Reads and checks a case. What it returns has positive flows everywhere. Throws apps::BadCase.
 /// @param name        of the file, for messages; files that the case names are sought from its folder

@@ -5,9 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
 #include <map>
-#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,15 +24,21 @@
 #include "apps/column/newton.h"
 #include "apps/column/other_case.h"
 #include "apps/column/report.h"
-#include "apps/common/file_options.h"
 #include "apps/common/log_file.h"
 #include "apps/common/output.h"
+#include "apps/common/program.h"
+#include "apps/common/program_options.h"
 
 namespace {
 
 using apps::complain;
 
-enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kNotConverged = 3, kInexact = 4 };
+using apps::kBadInput;
+using apps::kSolved;
+
+enum { kNotConverged = 3, kInexact = 4 };  // exit codes beside those of all programs
+
+constexpr char kFit[] = "fit";  // the subcommand
 
 struct Options {
   std::string case_path, csv_path, log_name, properties;
@@ -59,8 +63,7 @@ int show_bubble_point(const Options& options, const column::ColumnCase& c, const
   std::string text = column::report(c, flows, solution, closed);
   if (other)
     text += column::report(c, solution, column::compare_with_other(c, options.case_path, solution, *other));
-  fmt::print("{}", text);
-  if (std::fflush(stdout) != 0) return complain(kBadInput, "standard output cannot be written");
+  if (!apps::print_whole(text)) return complain(kBadInput, apps::kNotPrinted);
   if (closed.worst() <= column::Closure::kLimit) return kSolved;
   return complain_of(
       options, kInexact,
@@ -163,9 +166,7 @@ int solve_and_show(const Options& options, const column::ColumnCase& c,
   if (options.newton) code = solve_by_newton(options, c, flows, solution, answer);
   if (code != kSolved) return code;
   if (!options.csv_path.empty()) {
-    const std::string csv = column::profile_csv(c, flows, answer);
-    if (const auto failure = apps::write_whole_file(options.csv_path, csv))
-      return complain(kBadInput, options.csv_path + ": " + *failure);
+    apps::write_file(options.csv_path, column::profile_csv(c, flows, answer));
   }
   if (options.dense) code = check_dense(options, c, flows, solution);
   if (code == kSolved && options.compare) code = compare(options, c, flows, log);
@@ -178,16 +179,13 @@ int solve_case(const Options& options) {
   check_outputs(options, c);
   if (options.tolerance) c.tolerance = *options.tolerance;
   const std::optional<column::ColumnCase> other = column::read_other_case(c, options.case_path);
-  if (!options.csv_path.empty()) {
-    if (const auto obstacle = apps::obstacle_to_writing(options.csv_path))
-      return complain(kBadInput, options.csv_path + ": " + *obstacle);
-  }
+  if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
   const int code = solve_and_show(options, c, other, log ? log->log() : nullptr);
   std::optional<std::string> failure;
   if (log) failure = log->keep();
-  if (!failure && std::fflush(stdout) != 0) failure = "standard output cannot be written";
+  if (!failure && std::fflush(stdout) != 0) failure = apps::kNotPrinted;
   if (failure) complain(kBadInput, *failure);
   return failure && code == kSolved ? kBadInput : code;
 }
@@ -198,15 +196,13 @@ void add_acceleration_options(CLI::App& app, Options& options) {
                                                   {"dominant", Acceleration::kDominant},
                                                   {"multiple", Acceleration::kMultiple}};
   column::AccelerationSettings& settings = options.acceleration;
-  app.add_option_function<std::string>(
-         "--accelerate", [&settings, kinds](const std::string& name) { settings.kind = kinds.at(name); },
-         "the eigenvalues to extrapolate by (default none)")
-      ->check(CLI::IsMember(kinds));
+  apps::add_choice(app, "--accelerate", settings.kind, kinds,
+                   "the eigenvalues to extrapolate by (default none)");
   app.add_option("--eigen", settings.eigenvalues, "eigenvalues that multiple fits")
-      ->check(CLI::Range(1, 100))
+      ->check(apps::between(1, 100))
       ->capture_default_str();
   app.add_option("--frequency", settings.frequency, "passes from one step to the next, at least")
-      ->check(CLI::Range(1, 1000))
+      ->check(apps::between(1, 1000))
       ->capture_default_str();
   app.add_option("--debug-log", options.log_name,
                  "keep the accelerator's account in the file of this name with .LOG behind it")
@@ -218,24 +214,22 @@ void add_acceleration_options(CLI::App& app, Options& options) {
 void add_newton_options(CLI::App& app, Options& options) {
   using column::StepMethod;
   const std::map<std::string, StepMethod> methods{{"ma48", StepMethod::kMa48}, {"ma38", StepMethod::kMa38}};
-  app.add_option_function<std::string>(
-         "--method", [&options](const std::string& name) { options.newton = name == "newton"; },
-         "newton: solve as one system too, and compare (default bubble-point); where only newton converges "
-         "its answer stands alone, and the exit code is that of its balances")
-      ->check(CLI::IsMember({"bubble-point", "newton"}));
-  app.add_option_function<std::string>(
-         "--solver", [&options, methods](const std::string& name) { options.solver = methods.at(name); },
-         "what solves newton's systems: ma48 (default), or ma38, multifrontal")
-      ->check(CLI::IsMember(methods));
+  const std::map<std::string, bool> ways{{"bubble-point", false}, {"newton", true}};
+  apps::add_choice(
+      app, "--method", options.newton, ways,
+      "newton: solve as one system too, and compare (default bubble-point); where only newton converges "
+      "its answer stands alone, and the exit code is that of its balances");
+  apps::add_choice(app, "--solver", options.solver, methods,
+                   "what solves newton's systems: ma48 (default), or ma38, multifrontal");
 }
 
-/// An option without an effect is a mistake.
+// An option without an effect is a mistake, so these two refuse it.
+
 void check_newton_options(const CLI::App& app, const Options& options) {
   if (!options.newton && app.count("--solver") > 0)
     throw CLI::ValidationError("--solver", "needs --method newton");
 }
 
-/// These act on an acceleration.
 void check_acceleration_options(const CLI::App& app, const Options& options) {
   using column::Acceleration;
   if (options.compare) return;
@@ -247,12 +241,21 @@ void check_acceleration_options(const CLI::App& app, const Options& options) {
     throw CLI::ValidationError("--eigen", "needs --accelerate multiple, or --compare");
 }
 
+void declare_fit(CLI::App& app, Options& options) {
+  CLI::App* const fit = app.add_subcommand(kFit, "Fits measured vapour pressures by the Antoine form.");
+  const CLI::Validator named = apps::not_empty();
+  fit->add_option("tables", options.tables, "tables of components (CSV)")->required()->check(named);
+  fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
+      ->check(named);
+}
+
 void declare(CLI::App& app, Options& options) {
   const CLI::Validator named = apps::not_empty();
   app.add_option("case", options.case_path, "case file (TOML)")->check(named);
   app.add_option("--csv", options.csv_path, "write the profile to this file")->check(named);
   app.add_option("--tolerance", options.tolerance,
-                 "largest change of a stage temperature, 1e-12 to 1 degree, for that of the case");
+                 "largest change of a stage temperature in degrees, for that of the case")
+      ->check(apps::between(column::kSmallestTolerance, column::kLargestTolerance));
   app.add_option("--properties", options.properties,
                  "take the measured tables of all components from this property file")
       ->check(named);
@@ -260,26 +263,12 @@ void declare(CLI::App& app, Options& options) {
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");
   add_acceleration_options(app, options);
+  declare_fit(app, options);
 }
 
-CLI::App* declare_fit(CLI::App& app, Options& options) {
-  CLI::App* fit = app.add_subcommand("fit", "Fits measured vapour pressures by the Antoine form.");
-  const CLI::Validator named = apps::not_empty();
-  fit->add_option("tables", options.tables, "tables of components (CSV)")->required()->check(named);
-  fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
-      ->check(named);
-  return fit;
-}
-
-void check_tolerance(const Options& options) {
-  if (!options.tolerance) return;
-  if (const std::string fault = column::tolerance_fault(*options.tolerance); !fault.empty())
-    throw CLI::ValidationError("--tolerance", fault);
-}
-
-/// A case, or fit; what belongs to a case has no meaning for fit.
-void check_command(const CLI::App& app, const CLI::App& fit) {
-  if (!fit.parsed()) {
+/// Checks that there is a case or the subcommand fit, and with fit none of the options of a case.
+void check_command(const CLI::App& app) {
+  if (!app.got_subcommand(kFit)) {
     if (app.count("case") == 0) throw CLI::RequiredError("case");
     return;
   }
@@ -293,48 +282,31 @@ int fit_tables(const Options& options) {
   const column::Tables tables = column::read_tables(options.tables);
   std::string stored;
   if (!options.properties.empty()) stored = column::store_and_recall(options.properties, tables);
-  const char* between = "";
-  for (const auto& table : tables) {
-    fmt::print("{}{}", between, column::fit_report(*table));
-    between = "\n";
-  }
-  fmt::print("{}", stored);
-  return std::fflush(stdout) == 0 ? kSolved : complain(kBadInput, "standard output cannot be written");
+  std::string text;
+  for (const auto& table : tables) text += (text.empty() ? "" : "\n") + column::fit_report(*table);
+  return apps::print_whole(text + stored) ? kSolved : complain(kBadInput, apps::kNotPrinted);
 }
 
-int parse_and_run(int argc, char** argv) {
-  Options options;
-  CLI::App app{
-      "Solves a staged distillation column by the bubble-point method with constant molar overflow, and by\n"
-      "Newton's method on the whole column at once if asked to."};
-  app.footer(
-      "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"
-      "methods do not agree as closely as they should.");
-  declare(app, options);
-  const CLI::App* fit = declare_fit(app, options);
-  try {
-    app.parse(argc, argv);
-    check_command(app, *fit);
-    check_newton_options(app, options);
-    check_acceleration_options(app, options);
-    check_tolerance(options);
-    return fit->parsed() ? fit_tables(options) : solve_case(options);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kSolved : kBadUsage;
-  }
+void check(const CLI::App& app, const Options& options) {
+  check_command(app);
+  check_newton_options(app, options);
+  check_acceleration_options(app, options);
+}
+
+int run(const CLI::App& app, const Options& options) {
+  const column::MemoryWatch memory;
+  const int code = app.got_subcommand(kFit) ? fit_tables(options) : solve_case(options);
+  return code == kSolved && memory.refused() ? complain(kBadInput, apps::kMemoryRefused) : code;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    const column::MemoryWatch memory;
-    const int code = parse_and_run(argc, argv);
-    if (code == kSolved && memory.refused()) return complain(kBadInput, column::kMemoryRefused);
-    return code;
-  } catch (const std::bad_alloc&) {
-    return complain(kBadInput, column::kMemoryRefused);
-  } catch (const std::exception& error) {
-    return complain(kBadInput, error.what());
-  }
+  const apps::Program<Options> program{
+      "Solves a staged distillation column by the bubble-point method with constant molar overflow, and by\n"
+      "Newton's method on the whole column at once if asked to.",
+      "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"
+      "methods do not agree as closely as they should.",
+      declare, check, run};
+  return apps::run_program(program, argc, argv);
 }

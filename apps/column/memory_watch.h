@@ -2,13 +2,14 @@
 
 #include <cstdint>
 
+#include "apps/common/output.h"
 #include "host/corvid_host.h"
 
 namespace column {
 
-/// Whether the library was refused memory since the watch began. Many of its operations report a refusal as
-/// they report bad input, or go on without what they could not hold: what they say then is not to be
-/// believed.
+/// Tells whether the library was refused memory since the watch began. Many of its operations report a
+/// refusal as they report bad input, or go on without what they could not hold, so their results are not to
+/// be used then.
 class MemoryWatch {
  public:
   bool refused() const { return corvid_host::RefusedAllocations() != before_; }
@@ -17,6 +18,6 @@ class MemoryWatch {
   const std::int64_t before_ = corvid_host::RefusedAllocations();
 };
 
-inline constexpr const char* kMemoryRefused = "the memory does not suffice";
+using apps::kMemoryRefused;
 
 }  // namespace column

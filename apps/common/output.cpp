@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 namespace apps {
 namespace {
@@ -48,6 +49,10 @@ int complain(int code, std::string_view message) noexcept {
   for (const char ch : message) std::fputc(is_control(ch) ? ' ' : ch, stderr);
   std::fputc('\n', stderr);
   return code;
+}
+
+bool print_whole(const std::string& text) {
+  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
 }
 
 std::string csv_field(const std::string& field) {
@@ -114,6 +119,14 @@ std::optional<std::string> write_whole_file(const std::string& path, const std::
   if (file.obstacle()) return file.obstacle();
   if (auto failure = write_to(file.name(), text)) return failure;
   return file.put_in_place();
+}
+
+void check_writable(const std::string& path) {
+  if (const auto obstacle = obstacle_to_writing(path)) throw std::runtime_error(path + ": " + *obstacle);
+}
+
+void write_file(const std::string& path, const std::string& text) {
+  if (const auto failure = write_whole_file(path, text)) throw std::runtime_error(path + ": " + *failure);
 }
 
 }  // namespace apps

@@ -1,6 +1,6 @@
 #pragma once
 
-// How the example hosts put text together and on disk.
+// How the programs put text together, print it and write it to files.
 
 #include <fmt/format.h>
 
@@ -12,7 +12,7 @@
 
 namespace apps {
 
-/// Text that grows line by line.
+/// Collects text line by line.
 class Page {
  public:
   template <class... Args>
@@ -30,15 +30,22 @@ class Page {
 /// @return `code`, for main() to return
 int complain(int code, std::string_view message) noexcept;
 
-/// A field of comma-separated text, in quotes where it needs them.
+inline constexpr const char* kMemoryRefused = "the memory does not suffice";
+inline constexpr const char* kNotPrinted = "standard output cannot be written";
+
+/// Prints all of `text` on standard output and flushes it.
+/// @return false if standard output cannot be written
+bool print_whole(const std::string& text);
+
+/// Returns a field of comma-separated text, in quotes where it needs them.
 std::string csv_field(const std::string& field);
 
-/// Whether a text has line ends or other control characters, which no name should.
+/// Returns whether a text has line ends or other control characters, which no name should.
 bool has_control_characters(std::string_view text);
 
-// Functions that write a file return what went wrong, and nothing on success.
+// These two return what went wrong, and nothing on success.
 
-/// Tries, before the work, what write_whole_file() will need of `path`. Nothing is changed.
+/// Tries, before the work, what write_whole_file() will need of `path`. Leaves what is there as it is.
 std::optional<std::string> obstacle_to_writing(const std::string& path);
 
 /// Writes `text` beside `path`, has the system bring it to the disk, and renames it over, so that `path`
@@ -46,7 +53,13 @@ std::optional<std::string> obstacle_to_writing(const std::string& path);
 /// directly.
 std::optional<std::string> write_whole_file(const std::string& path, const std::string& text);
 
-/// What `path` leads to, through symbolic links, and a new file beside it to be written first.
+// The same with exceptions: std::runtime_error, "path: what went wrong".
+
+void check_writable(const std::string& path);
+void write_file(const std::string& path, const std::string& text);
+
+/// A new file that is written beside the target of `path`, which is found through symbolic links, and then
+/// renamed over it.
 class Replacement {
  public:
   /// Creates the file, which nobody else uses. Where that fails, or the target is no regular file, there is

@@ -3,17 +3,16 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <exception>
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "apps/common/file_options.h"
 #include "apps/common/log_file.h"
 #include "apps/common/output.h"
+#include "apps/common/program.h"
+#include "apps/common/program_options.h"
 #include "apps/recycle/case_file.h"
 #include "apps/recycle/convergence.h"
 #include "apps/recycle/report.h"
@@ -22,7 +21,11 @@ namespace {
 
 using apps::complain;
 
-enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kNotConverged = 3, kInexact = 4 };
+using apps::between;
+using apps::kBadInput;
+using apps::kSolved;
+
+enum { kNotConverged = 3, kInexact = 4 };  // exit codes beside those of all programs
 
 struct Options {
   std::string case_path, csv_path, log_name;
@@ -32,11 +35,6 @@ struct Options {
   std::vector<std::string> tears;
   bool compare = false, verbose = false;
 };
-
-/// Prints all of `text`, or tells that it could not.
-bool print_whole(const std::string& text) {
-  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-}
 
 bool accelerates(const Options& options) {
   return options.compare || options.acceleration.method != recycle::Method::kDirect;
@@ -92,39 +90,30 @@ int judge(const Job& job, const Options& options) {
   return kSolved;
 }
 
-int run(const Options& options) {
+int converge(const Options& options) {
   Job job;
   job.c = recycle::read_case(options.case_path);
   if (options.tolerance) job.c.tolerance = *options.tolerance;
   if (options.max_passes) job.c.max_passes = *options.max_passes;
   job.plan = recycle::make_plan(job.c.flowsheet, options.tears.empty() ? job.c.tears : options.tears);
-  if (!options.csv_path.empty()) {
-    if (const auto obstacle = apps::obstacle_to_writing(options.csv_path))
-      return complain(kBadInput, options.csv_path + ": " + *obstacle);
-  }
+  if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
   run_all(job, options, log ? log->log() : nullptr);
   if (log) {
     if (const auto failure = log->keep()) return complain(kBadInput, *failure);
   }
-  if (!options.csv_path.empty()) {
-    if (const auto failure = apps::write_whole_file(options.csv_path, recycle::history_csv(job.runs)))
-      return complain(kBadInput, options.csv_path + ": " + *failure);
-  }
-  if (!print_whole(output(job, options))) return complain(kBadInput, "standard output cannot be written");
+  if (!options.csv_path.empty()) apps::write_file(options.csv_path, recycle::history_csv(job.runs));
+  if (!apps::print_whole(output(job, options))) return complain(kBadInput, apps::kNotPrinted);
   return judge(job, options);
 }
 
-/// A number within bounds, which the message tells as people write them.
-CLI::Validator between(double lowest, double highest, const char* unit) {
-  const auto check = [=](const std::string& text) {
-    double value = 0;
-    const bool is_within = CLI::detail::lexical_cast(text, value) && value >= lowest && value <= highest;
-    return is_within ? std::string()
-                     : fmt::format("must lie between {:g} and {:g}{}, not {}", lowest, highest, unit, text);
-  };
-  return CLI::Validator(check, fmt::format("{:g} to {:g}", lowest, highest));
+int run(const CLI::App&, const Options& options) {
+  try {
+    return converge(options);
+  } catch (const recycle::BadTears& error) {  // of --tear: those of the case have been checked
+    return complain(apps::kBadUsage, std::string("--tear: ") + error.what());
+  }
 }
 
 void declare(CLI::App& app, Options& options) {
@@ -132,18 +121,17 @@ void declare(CLI::App& app, Options& options) {
   const std::map<std::string, Method> methods{
       {"direct", Method::kDirect}, {"dominant", Method::kDominant}, {"multiple", Method::kMultiple}};
   app.add_option("case", options.case_path, "case file (TOML)")->required();
-  app.add_option("--method", options.acceleration.method,
-                 "direct, or accelerated by the dominant or multiple eigenvalues")
-      ->transform(CLI::CheckedTransformer(methods));
+  apps::add_choice(app, "--method", options.acceleration.method, methods,
+                   "direct, or accelerated by the dominant or multiple eigenvalues");
   app.add_option("--eigen", options.acceleration.eigenvalues, "eigenvalues of --method multiple (4)")
-      ->check(CLI::Range(1, 20));
+      ->check(between(1, 20));
   app.add_option("--frequency", options.acceleration.frequency,
                  "least passes between steps (dominant 1, multiple eigenvalues + 3)")
-      ->check(CLI::Range(1, 1000));
+      ->check(between(1, 1000));
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a torn rate in a pass, as part of the feed, for that of the case")
       ->check(between(recycle::kSmallestTolerance, recycle::kLargestTolerance, " of the feed"));
-  app.add_option("--max-passes", options.max_passes, "for that of the case")->check(CLI::Range(1, 1000000));
+  app.add_option("--max-passes", options.max_passes, "for that of the case")->check(between(1, 1000000));
   app.add_option("--tear", options.tears, "streams to tear, for those of the case")->expected(1, -1);
   app.add_flag("--compare", options.compare, "run all three methods and print them side by side");
   app.add_flag("--verbose", options.verbose, "print a line a pass");
@@ -160,7 +148,7 @@ bool name_one_file(const std::string& a, const std::string& b) {
   return !first.empty() && first == fs::weakly_canonical(fs::absolute(b, none), none);
 }
 
-void check(const Options& options) {
+void check(const CLI::App&, const Options& options) {
   const std::string log_path = options.log_name + ".LOG";
   const bool logs = !options.log_name.empty();
   if (logs && !accelerates(options))
@@ -171,28 +159,10 @@ void check(const Options& options) {
   apps::check_output("--debug-log", log_path, options.case_path);
 }
 
-int parse_and_run(int argc, char** argv) {
-  Options options;
-  CLI::App app{"Converges a flowsheet with recycles by direct or accelerated substitution."};
-  declare(app, options);
-  try {
-    app.parse(argc, argv);
-    check(options);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kSolved : kBadUsage;
-  }
-  return run(options);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  try {
-    return parse_and_run(argc, argv);
-  } catch (const recycle::BadTears& error) {  // of --tear: those of the case have been checked
-    std::fputs("--tear: ", stderr);
-    return complain(kBadUsage, error.what());
-  } catch (const std::exception& error) {
-    return complain(kBadInput, error.what());
-  }
+  const apps::Program<Options> program{
+      "Converges a flowsheet with recycles by direct or accelerated substitution.", "", declare, check, run};
+  return apps::run_program(program, argc, argv);
 }

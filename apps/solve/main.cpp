@@ -1,14 +1,13 @@
 // corvidnum-solve A.mtx: solves a sparse system of equations from Matrix Market files.
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <exception>
 #include <map>
-#include <new>
 #include <string>
 
-#include "apps/common/file_options.h"
 #include "apps/common/output.h"
+#include "apps/common/program.h"
+#include "apps/common/program_options.h"
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/report.h"
 #include "apps/solve/solving.h"
@@ -18,44 +17,47 @@ namespace {
 using apps::complain;
 using solve::Method;
 
-enum ExitCode { kSolved = 0, kBadInput = 1, kBadUsage = 2, kSingular = 3, kInexact = 4 };
+enum { kSingular = 3, kInexact = 4 };  // exit codes beside those of all programs
 
 struct Options {
   solve::Task task;
   bool json = false;
 };
 
-/// Prints all of `text`, or tells that it could not.
-bool print_whole(const std::string& text) {
-  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-}
-
 bool print(const Options& options, const solve::Report& report) {
-  return print_whole(options.json ? report_json(report) : report_text(report));
+  return apps::print_whole(options.json ? report_json(report) : report_text(report));
 }
 
-int run(const Options& options) {
+int solve_and_print(const Options& options) {
   solve::Report report;
   try {
     solve::run(options.task, report);
   } catch (const std::exception&) {
-    if (report.pattern.reordering) print(options, report);  // which stands whatever became of the solution
+    if (report.pattern.reordering) print(options, report);  // the reordering is of use without a solution
     throw;
   }
-  if (!print(options, report)) return complain(kBadInput, "standard output cannot be written");
-  return kSolved;
+  return print(options, report) ? apps::kSolved : complain(apps::kBadInput, apps::kNotPrinted);
+}
+
+int run(const CLI::App&, const Options& options) {
+  try {
+    return solve_and_print(options);
+  } catch (const solve::Singular& error) {
+    return complain(kSingular, error.what());
+  } catch (const solve::Inexact& error) {
+    return complain(kInexact, error.what());
+  }
 }
 
 void declare_pattern(CLI::App& app, solve::PatternOptions& pattern) {
   using apps::Goal;
   const std::map<std::string, Goal> goals{{"profile", Goal::kProfile}, {"bandwidth", Goal::kBandwidth}};
-  app.add_option_function<std::string>(
-         "--reorder", [&pattern, goals](const std::string& name) { pattern.goal = goals.at(name); },
-         "renumber the unknowns for a small profile or bandwidth of the pattern of A + A', and tell both "
-         "before and after, also if A is singular; the system is solved as given all the same, since the "
-         "solver has an order of its own, but a file without values only if --rhs, --out, --refactor-with, "
-         "--refine or --error-estimate asks for it")
-      ->check(CLI::IsMember(goals));
+  apps::add_choice(
+      app, "--reorder", pattern.goal, goals,
+      "renumber the unknowns for a small profile or bandwidth of the pattern of A + A', and tell both "
+      "before and after, also if A is singular; the system is solved as given all the same, since the "
+      "solver has an order of its own, but a file without values only if --rhs, --out, --refactor-with, "
+      "--refine or --error-estimate asks for it");
   app.add_option("--spy", pattern.folder,
                  "write pictures of the pattern into this folder, also if A is singular: before.svg, as "
                  "given, and with --reorder after.svg")
@@ -64,15 +66,14 @@ void declare_pattern(CLI::App& app, solve::PatternOptions& pattern) {
 
 void declare_solver(CLI::App& app, solve::SolverSettings& solver) {
   const std::map<std::string, Method> methods{{"ma48", Method::kMa48}, {"ma38", Method::kMa38}};
-  app.add_option_function<std::string>(
-         "--solver", [&solver, methods](const std::string& name) { solver.method = methods.at(name); },
-         "ma48, column by column, for matrices that stay sparse (default); ma38, multifrontal, for those "
-         "that fill in, as meshes do")
-      ->check(CLI::IsMember(methods));
+  apps::add_choice(
+      app, "--solver", solver.method, methods,
+      "ma48, column by column, for matrices that stay sparse (default); ma38, multifrontal, for those "
+      "that fill in, as meshes do");
   app.add_flag("--btf,!--no-btf", solver.block_form, "look for a block triangular form (default), or do not");
-  app.add_option(
-      "--pivot-tolerance", solver.threshold,
-      "least pivot, as part of the largest element of its column: from 0 to 1 (ma48: 0.1, ma38: 0.5)");
+  app.add_option("--pivot-tolerance", solver.threshold,
+                 "least pivot, as part of the largest element of its column (ma48: 0.1, ma38: 0.5)")
+      ->check(apps::between(0, 1));
   app.add_flag(
       "--prefer-diagonal,!--no-prefer-diagonal", solver.prefer_diagonal,
       "have ma38 take pivots from the diagonal wherever they are large enough (default), which saves "
@@ -105,16 +106,13 @@ void declare(CLI::App& app, Options& options) {
   app.add_flag("--json", options.json, "print the report as JSON");
 }
 
-/// What the parser cannot tell.
+/// Checks what the parser cannot tell.
 void check_options(const CLI::App& app, const Options& options) {
   const solve::Task& task = options.task;
   for (const std::string& input : {task.matrix_path, task.rhs_path, task.second_path}) {
     apps::check_output("--out", task.out_path, input);
     for (const std::string& picture : task.pattern.pictures()) apps::check_output("--spy", picture, input);
   }
-  const double threshold = task.solver.threshold.value_or(0);
-  if (!(0 <= threshold && threshold <= 1))  // nor is it NaN
-    throw CLI::ValidationError("--pivot-tolerance", "must lie between 0 and 1");
   if (task.solver.method == Method::kMa38) return;
   if (task.solver.keep_matrix)
     throw CLI::ValidationError("--keep-matrix", "needs --solver ma38; ma48 always keeps A");
@@ -122,39 +120,18 @@ void check_options(const CLI::App& app, const Options& options) {
     throw CLI::ValidationError("--prefer-diagonal", "needs --solver ma38");
 }
 
-int parse_and_run(int argc, char** argv) {
-  Options options;
-  CLI::App app{"Solves a sparse system of linear equations A x = b."};
-  app.footer(
+}  // namespace
+
+int main(int argc, char** argv) {
+  const apps::Program<Options> program{
+      "Solves a sparse system of linear equations A x = b.",
       "Exit codes: 0 solved (or reordered, if A is a pattern and nothing asks for a solution), 1 a file "
       "cannot\n"
       "be used or there is no room, 2 bad options, 3 A is singular, exactly or to working precision, 4 the\n"
       "factors are too inexact or the estimate of the forward error leaves no digit of the solution. Only 0\n"
       "comes with a solution; with --reorder, bandwidth and profile are told whatever becomes of it. "
       "Solutions\n"
-      "with backward errors above 1e-12 are refined unasked; forward errors above 0.01 are told unasked.");
-  declare(app, options);
-  try {
-    app.parse(argc, argv);
-    check_options(app, options);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kSolved : kBadUsage;
-  }
-  return run(options);
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  try {
-    return parse_and_run(argc, argv);
-  } catch (const solve::Singular& error) {
-    return complain(kSingular, error.what());
-  } catch (const solve::Inexact& error) {
-    return complain(kInexact, error.what());
-  } catch (const std::bad_alloc&) {
-    return complain(kBadInput, "the memory does not suffice");
-  } catch (const std::exception& error) {
-    return complain(kBadInput, error.what());
-  }
+      "with backward errors above 1e-12 are refined unasked; forward errors above 0.01 are told unasked.",
+      declare, check_options, run};
+  return apps::run_program(program, argc, argv);
 }

@@ -1,11 +1,11 @@
 #include "apps/solve/pattern.h"
+#include "apps/common/output.h"
 
 #include <fmt/format.h>
 
 #include <filesystem>
 #include <stdexcept>
 
-#include "apps/solve/output_files.h"
 #include "apps/solve/progress.h"
 #include "apps/solve/spy.h"
 
@@ -38,11 +38,12 @@ apps::Reordering reorder(const Matrix& matrix, apps::Goal goal) {
 /// @param paths  of the matrix as given, and of the reordered one if there is one
 void write_pictures(const Matrix& matrix, const std::optional<apps::Reordering>& reordering,
                     const std::vector<std::string>& paths) {
-  write_file(paths[0],
-             spy_svg(matrix, {}, caption(matrix, "as given", reordering ? &reordering->before : nullptr)));
+  apps::write_file(
+      paths[0], spy_svg(matrix, {}, caption(matrix, "as given", reordering ? &reordering->before : nullptr)));
   if (!reordering) return;
   const std::string numbered = std::string("reordered for ") + apps::name_of(reordering->goal);
-  write_file(paths[1], spy_svg(matrix, reordering->numbering, caption(matrix, numbered, &reordering->after)));
+  apps::write_file(paths[1],
+                   spy_svg(matrix, reordering->numbering, caption(matrix, numbered, &reordering->after)));
 }
 
 }  // namespace
@@ -58,7 +59,7 @@ PatternFacts study_pattern(const Matrix& matrix, const PatternOptions& options) 
   PatternFacts facts;
   facts.pictures = options.pictures();
   if (!facts.pictures.empty()) make_folder(options.folder);
-  for (const std::string& path : facts.pictures) check_writable(path);
+  for (const std::string& path : facts.pictures) apps::check_writable(path);
   if (options.goal) {
     const Phase phase("reordering", facts.seconds);
     facts.reordering = reorder(matrix, *options.goal);

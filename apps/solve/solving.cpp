@@ -1,4 +1,5 @@
 #include "apps/solve/solving.h"
+#include "apps/common/output.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -15,7 +16,6 @@
 
 #include "apps/common/toml_reader.h"
 #include "apps/solve/matrix_market.h"
-#include "apps/solve/output_files.h"
 #include "apps/solve/progress.h"
 #include "apps/solve/refinement.h"
 #include "apps/solve/residual.h"
@@ -209,11 +209,11 @@ void describe(const Task& task, const Matrix& matrix, Report& report) {
 void run(const Task& task, Report& report) {
   System system = read_system(task, report);
   describe(task, system.matrix, report);
-  if (!task.out_path.empty()) check_writable(task.out_path);
+  if (!task.out_path.empty()) apps::check_writable(task.out_path);
   report.pattern = study_pattern(system.matrix, task.pattern);  // shows what singular matrices lack, too
   if (!to_be_solved(task, system.matrix)) return;
   solve(system, task, report);
-  if (!task.out_path.empty()) write_file(task.out_path, vector_text(report.solution.x));
+  if (!task.out_path.empty()) apps::write_file(task.out_path, vector_text(report.solution.x));
 }
 
 }  // namespace solve

@@ -682,7 +682,7 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {"before.svg", " --spy '" + folder_.string() + "'", 2, "before.svg would be replaced, and is read"},
       {"good.mtx", " --solver ma47", 2, "--solver"},
       {"good.mtx", " --keep-matrix", 2, "--keep-matrix: needs --solver ma38"},
-      {"good.mtx", " --pivot-tolerance 2", 2, "--pivot-tolerance"},
+      {"good.mtx", " --pivot-tolerance 2", 2, "--pivot-tolerance: must lie between 0 and 1, not 2"},
       {"good.mtx", " --pivot-tolerance nan", 2, "--pivot-tolerance"},
       {"good.mtx", " --prefer-diagonal", 2, "--prefer-diagonal: needs --solver ma38"},
       {"good.mtx", " --no-prefer-diagonal", 2, "--prefer-diagonal: needs --solver ma38"},

@@ -1,0 +1,56 @@
+#pragma once
+
+// The frame of the programs: parse the options, check them, run, and turn whatever was thrown into one line
+// on the error stream and an exit code.
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <new>
+
+#include "apps/common/output.h"
+
+namespace apps {
+
+/// Exit codes that mean the same in all programs. Each program has codes of its own from 3 on.
+enum ExitCode {
+  kSolved = 0,
+  kBadInput = 1,  // a file cannot be read or written, or there is no memory
+  kBadUsage = 2,  // bad options
+};
+
+template <class Options>
+struct Program {
+  const char* description;
+  const char* footer;                                // of the help
+  void (*declare)(CLI::App& app, Options& options);  // adds the options to the parser
+  void (*check)(const CLI::App& app,
+                const Options& options);                    // throws CLI::ParseError: the parser cannot tell
+  int (*run)(const CLI::App& app, const Options& options);  // returns an exit code; may throw both kinds
+};
+
+/// Runs a program.
+/// @return its exit code: that of `run`; kSolved after --help; kBadUsage after CLI::ParseError; kBadInput
+/// after
+///         any other exception
+template <class Options>
+int run_program(const Program<Options>& program, int argc, char** argv) {
+  try {
+    CLI::App app{program.description};
+    app.footer(program.footer);
+    Options options;
+    program.declare(app, options);
+    try {
+      app.parse(argc, argv);
+      program.check(app, options);
+      return program.run(app, options);
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error) == 0 ? kSolved : kBadUsage;
+    }
+  } catch (const std::bad_alloc&) {
+    return complain(kBadInput, kMemoryRefused);
+  } catch (const std::exception& error) {
+    return complain(kBadInput, error.what());
+  }
+}
+
+}  // namespace apps

@@ -1,0 +1,52 @@
+#pragma once
+
+// Options that several programs have in common: what they accept, and what they say otherwise.
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <map>
+#include <string>
+
+namespace apps {
+
+/// Refuses an empty name: it is a slip, of a script perhaps, and would count as an option that was not given.
+inline CLI::Validator not_empty() {
+  return CLI::Validator(
+      [](const std::string& name) { return name.empty() ? "the name is empty" : std::string(); }, "");
+}
+
+/// Accepts numbers from `lowest` to `highest`, both included, and no NaN.
+/// @param unit  follows the bounds in the message
+inline CLI::Validator between(double lowest, double highest, const char* unit = "") {
+  // Seven digits, so that no bound comes out as 1e+06.
+  const auto check = [=](const std::string& text) {
+    double value = 0;
+    const bool is_within = CLI::detail::lexical_cast(text, value) && value >= lowest && value <= highest;
+    return is_within
+               ? std::string()
+               : fmt::format("must lie between {:.7g} and {:.7g}{}, not {}", lowest, highest, unit, text);
+  };
+  return CLI::Validator(check, fmt::format("{:.7g} to {:.7g}", lowest, highest));
+}
+
+/// Adds an option that takes one of some words.
+/// @param target   set to the value of the word; outlives the parser
+template <class Target, class Value>
+CLI::Option* add_choice(CLI::App& app, const std::string& option, Target& target,
+                        const std::map<std::string, Value>& choices, const std::string& help) {
+  const auto choose = [&target, choices](const std::string& word) { target = choices.at(word); };
+  return app.add_option_function<std::string>(option, choose, help)->check(CLI::IsMember(choices));
+}
+
+/// Checks that an output does not replace a file that is read.
+/// @param option  that names the output
+/// @throws CLI::ValidationError
+inline void check_output(const std::string& option, const std::string& output, const std::string& input) {
+  std::error_code none;  // a file that is not there is not the same
+  if (std::filesystem::is_regular_file(output, none) && std::filesystem::equivalent(output, input, none))
+    throw CLI::ValidationError(option, output + " would be replaced, and is read");
+}
+
+}  // namespace apps
