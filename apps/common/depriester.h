@@ -7,7 +7,7 @@ namespace apps {
 struct DePriester {
   double a1, a2, a6, b1, b2, b3;
   double ln_k(double temperature, double pressure) const;
-  /// Of ln K by the temperature.
+  /// Returns the derivative of ln K by the temperature.
   double slope(double temperature) const;
 };
 

@@ -72,9 +72,9 @@ class Replacement {
   ~Replacement();
 
   const std::optional<std::string>& obstacle() const { return obstacle_; }
-  /// Whether the target is a pipe or a device, to be written itself.
+  /// Returns whether the target is a pipe or a device, to be written itself.
   bool direct() const { return direct_; }
-  /// The new file, or the target that is to be written itself.
+  /// Returns the name of the new file, or the target that is to be written itself.
   const std::string& name() const { return name_; }
 
   /// Has the system bring the file to the disk, and renames it.

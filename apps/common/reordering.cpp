@@ -31,8 +31,8 @@ std::vector<int> count_ties(int order, const std::vector<int>& rows, const std::
   return count;
 }
 
-/// The ties of each unknown behind those of the one before, as they come: in no order, some twice.
-/// @return where those of each end in `connect`, from 0
+/// Lists the neighbours of each unknown, one unknown after the other, unsorted and some of them twice.
+/// @return for each unknown the index in `connect`, from 0, behind its last neighbour
 std::vector<std::size_t> collect_ties(const std::vector<int>& rows, const std::vector<int>& columns,
                                       Graph& graph) {
   std::vector<std::size_t> next(graph.degree.size());
@@ -66,7 +66,7 @@ Graph graph_of(int order, const std::vector<int>& rows, const std::vector<int>& 
   return graph;
 }
 
-/// Room that suffices for any graph.
+/// Returns the length of work that suffices for any graph.
 int work_length(int order) {
   const std::int64_t length = 6 * std::int64_t{order} + 3;
   if (length > std::numeric_limits<int>::max())

@@ -15,7 +15,7 @@
 
 namespace apps {
 
-/// What is wrong with a case file, and in which line.
+/// Says what is wrong with a case file, and in which line.
 struct CaseError : std::runtime_error {
   CaseError(int at_line, const std::string& what) : std::runtime_error(what), line(at_line) {}
   int line;  // 0: the file as a whole
@@ -27,17 +27,17 @@ struct BadCase : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// All of a file. Throws BadCase.
+/// Returns all of a file. Throws BadCase.
 std::string read_case_text(const std::string& path);
 
-/// What `read` makes of the text of a case file.
+/// Parses the text of a case file and returns what `read` makes of it.
 /// @param read  Case(const toml::table&); throws CaseError, or BadCase about another file that the case names
 /// @param name  of the file, for messages
 /// @throws BadCase
 template <class Case, class Read>
 Case parse_case_text(const std::string& text, const std::string& name, Read read);
 
-/// A complaint as one line, whatever stood in the file.
+/// Returns a complaint as one line, whatever stood in the file.
 BadCase complaint(const std::string& name, long line, std::string what);
 
 /// One table, with the keys that it may hold. Every function throws a CaseError where the file is at fault.
@@ -59,15 +59,15 @@ class TomlTable {
   int integer(std::string_view key, int lowest, int highest) const;
   std::string text(std::string_view key) const;
   std::string text_or(std::string_view key, const std::string& fallback) const;
-  /// An array of exactly `count` numbers, of any positive count if that is 0.
+  /// Returns an array of exactly `count` numbers, of any positive count if that is 0.
   std::vector<double> numbers(std::string_view key, std::size_t count, std::string_view of_what) const;
-  /// An array of at least `least` texts, none of them empty and no two alike.
+  /// Returns an array of at least `least` texts, none of them empty and no two alike.
   std::vector<std::string> texts(std::string_view key, std::size_t least) const;
-  /// The place of the key's text among `choices`.
+  /// Returns the index of the key's text among `choices`.
   int choice(std::string_view key, const std::vector<std::string>& choices) const;
 
   const toml::table& table(std::string_view key) const;
-  /// The tables under [[key]]; none if the key is missing.
+  /// Returns the tables under [[key]]; none if the key is missing.
   std::vector<const toml::table*> tables(std::string_view key) const;
 
   [[noreturn]] void complain(std::string_view key, const std::string& what) const;

@@ -13,84 +13,88 @@
 
 namespace solve {
 
-/// Factors that lead to no solution.
+/// Thrown where the factors lead to no solution.
 struct NoSolution : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
-/// Since the matrix has none that is unique.
+/// Thrown if the matrix is singular, exactly or to working precision.
 struct Singular : NoSolution {
   using NoSolution::NoSolution;
 };
-/// Since the pivots were badly chosen.
+/// Thrown if the factors are too inexact because of the pivots that were chosen.
 struct Inexact : NoSolution {
   using NoSolution::NoSolution;
 };
 
 enum class Method { kMa48, kMa38 };
 
-/// "ma48" or "ma38".
+/// Returns "ma48" or "ma38".
 const char* name_of(Method method);
 
 struct SolverSettings {
   Method method = Method::kMa48;
   bool block_form = true;
-  bool keep_matrix = false;         // with the factors of kMa38; it cannot refine without
-  std::optional<double> threshold;  // least pivot, as part of the largest element of its column
-  bool prefer_diagonal = true;      // for the pivots of kMa38
+  bool keep_matrix = false;         // keep a copy of A with the factors; kMa38 refines only with it
+  std::optional<double> threshold;  // of the pivot test, relative to the largest element of the column
+  bool prefer_diagonal = true;      // take pivots of kMa38 from the diagonal where they pass the test
 };
 
-/// With each comes all that comes with those before, as far as the solver has it.
+/// What a solution comes with. Each includes those before it, as far as the solver can compute them.
 enum class Effort { kPlain = 1, kBackwardErrors = 2, kRefine = 3 };
 
+/// Componentwise backward errors: omega1 is the largest over the rows whose |A||x| + |b| is significant,
+/// omega2 the largest over the others.
 struct BackwardErrors {
-  double judged_by_terms = 0, nearly_without_terms = 0;  // the largest of rows of each kind
+  double omega1 = 0, omega2 = 0;
 };
 
 struct Solution {
-  std::vector<double> x;  // need not be finite
+  std::vector<double> x;  // may hold infinities and NaN
   std::optional<BackwardErrors> backward_errors;
   std::optional<int> refinements;  // steps taken; nothing if the solver does not refine
   double forward_error = 0;        // estimate, relative to the largest of x; not finite: there is none
-  bool refined = true;             // false: refinement did not settle
+  bool refined = true;             // false: refinement ended at its step limit
 };
 
-/// What the work found out about the matrix and its factors.
+/// What the solver found out about the matrix and its factors.
 struct Facts {
   int blocks = 0;
-  std::optional<int> largest_block;  // of those that need elimination; 0 if none does
+  std::optional<int> largest_block;  // among the blocks that are not triangular; 0 if all are
   std::optional<int> singletons;     // blocks of order 1
   int duplicates = 0;                // entries that were summed to others
   std::optional<int> structural_rank;
   int rank = 0;
-  std::int64_t factor_entries = 0;          // what a solution goes through, with entries outside the blocks
-  double operations = 0;                    // of the last factorisation or refactorisation
-  std::optional<double> level3_operations;  // of these
-  std::optional<std::int64_t> kept_reals, kept_indices;  // from the factorisation to the solutions
+  std::int64_t factor_entries = 0;                       // of L and U and off the diagonal blocks
+  double operations = 0;                                 // of the last factorisation or refactorisation
+  std::optional<double> level3_operations;               // of these
+  std::optional<std::int64_t> kept_reals, kept_indices;  // must be kept to solve
 };
 
-/// One square matrix, factorised as often as its values change.
-/// Throws Singular; std::runtime_error where the routines refuse for another reason.
+/// Factorises a square matrix as often as its values change, and solves with the factors. Throws Singular;
+/// std::runtime_error where the routines refuse for another reason.
 class DirectSolver {
  public:
   virtual ~DirectSolver() = default;
 
-  /// @return false if the solver analyses whenever it factorises, and only then
+  /// Analyses the matrix once for all factorisations.
+  /// @return false, and nothing is done, if the solver analyses as a part of factorise()
   virtual bool analyse() = 0;
-  /// Chooses pivots by the size of `values`, which stand in the order of the entries of the matrix.
+  /// Factorises with pivots chosen for `values`, which are in the order of the entries of the matrix.
   /// @param name  of the file that they come from, for messages
   virtual void factorise(const std::vector<double>& values, const std::string& name) = 0;
-  /// On the pivots of the last factorisation.
-  /// @return false if they do not suit `values`; factorise() then chooses others
+  /// Factorises with the pivots of the last factorise().
+  /// @return false if these pivots fail for `values`; call factorise() then
   virtual bool refactorise(const std::vector<double>& values) = 0;
   virtual Solution solve(const std::vector<double>& b, bool transposed, Effort effort) = 0;
   virtual Facts facts() const = 0;
 };
 
+/// Makes the solver that `settings` names.
 /// @param matrix  square, not empty; outlives the solver. Throws Singular if it has fewer entries than rows:
 ///                a short file may announce an order that is too large for any array
 std::unique_ptr<DirectSolver> make_solver(const Matrix& matrix, const SolverSettings& settings);
 
-/// A routine ended with a code that is none of those expected.
+/// Returns the error to throw where a routine ended with a status that has no better message.
 std::runtime_error refusal(const Matrix& matrix, const char* phase, bool no_room, int status);
 
 }  // namespace solve

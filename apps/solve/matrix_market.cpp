@@ -72,7 +72,7 @@ class Lines {
   Words words_;
 };
 
-/// As a complaint quotes it: a binary file may have words of any length and any bytes.
+/// Returns the word as a complaint quotes it: a binary file may have words of any length and any bytes.
 std::string quoted(std::string_view word) {
   constexpr std::size_t kLongest = 40;
   std::string out(word.substr(0, kLongest));
@@ -86,7 +86,7 @@ struct Heading {
   Symmetry symmetry;
 };
 
-/// The place of `word` among `known`.
+/// Returns the index of `word` in `known`.
 int choice(const Lines& lines, std::string_view what, std::string_view word,
            const std::vector<std::string>& known) {
   const auto found = std::find(known.begin(), known.end(), lower_case(word));

@@ -26,12 +26,12 @@ struct Vector {
   std::vector<double> value;
 };
 
-/// Of a coordinate file: real, integer or pattern; general, symmetric or skew-symmetric.
+/// Reads a coordinate file: real, integer or pattern; general, symmetric or skew-symmetric.
 /// @throws apps::BadCase
 Matrix parse_matrix(const std::string& text, const std::string& name);
 Matrix read_matrix(const std::string& path);
 
-/// Of an array file with one column: real or integer, general.
+/// Reads an array file with one column: real or integer, general.
 /// @throws apps::BadCase
 Vector parse_vector(const std::string& text, const std::string& name);
 Vector read_vector(const std::string& path);
@@ -39,7 +39,7 @@ Vector read_vector(const std::string& path);
 /// An array file with one column, each number with as many digits as give it back.
 std::string vector_text(const std::vector<double>& value);
 
-/// The values of `other` in the order of the entries of `matrix`. Both are square.
+/// Returns the values of `other` in the order of the entries of `matrix`. Both are square.
 /// @throws apps::BadCase if their entries do not stand in the same places
 std::vector<double> values_in_order_of(const Matrix& matrix, const Matrix& other);
 

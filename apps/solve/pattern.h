@@ -11,12 +11,13 @@
 
 namespace solve {
 
-/// What is to be found out of a pattern.
+/// What to do with the pattern of a matrix.
 struct PatternOptions {
   std::optional<apps::Goal> goal;  // of a reordering, if there is to be one
   std::string folder;              // of the pictures; empty for none
 
-  /// The pictures to be written: of the matrix as given and, if there is a reordering, of the reordered one.
+  /// Returns the names of the pictures to be written: of the matrix as given and, if there is a reordering,
+  /// of the reordered one.
   std::vector<std::string> pictures() const;
 };
 

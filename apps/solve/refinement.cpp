@@ -8,7 +8,7 @@ namespace {
 
 using Numbers = std::vector<double>;
 
-double sum(const BackwardErrors& errors) { return errors.judged_by_terms + errors.nearly_without_terms; }
+double sum(const BackwardErrors& errors) { return errors.omega1 + errors.omega2; }
 
 Numbers corrected(DirectSolver& solver, const Equations& equations, const Numbers& b, Numbers x) {
   Numbers residual = product(equations, x);

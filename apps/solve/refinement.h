@@ -1,6 +1,6 @@
 #pragma once
 
-// Iterative refinement that adds corrections, with any solver.
+// Iterative refinement with any solver: solve for the residual and add the correction.
 
 #include <vector>
 
@@ -9,18 +9,18 @@
 
 namespace solve {
 
-/// Adds corrections, each the solution for the residual, while they halve the backward errors, up to ten.
-/// Tells in `solution` how many there were.
+/// Refines a solution in at most ten steps, as long as each at least halves omega1 + omega2. A step that does
+/// not reduce the sum is not taken. Sets the backward errors and the number of steps in `solution`.
 void refine(DirectSolver& solver, const Equations& equations, const std::vector<double>& b,
             Solution& solution);
 
-/// The backward error from which on a solution is refined unasked: rounding with good pivots leaves less.
+/// A solution with a larger backward error is refined unasked; rounding with good pivots leaves less.
 constexpr double kInexact = 1e-12;
 
-/// Whether both backward errors together stay below kInexact. NaN does not.
+/// Returns whether omega1 + omega2 is at most kInexact; NaN is not.
 bool exact_enough(const BackwardErrors& errors);
 
-/// Finds the backward errors of a solution if they are not known yet, and refines it unless it is exact
+/// Computes the backward errors of a solution if they are not known yet, and refines it unless it is exact
 /// enough.
 void refine_where_inexact(DirectSolver& solver, const Equations& equations, const std::vector<double>& b,
                           Solution& solution);

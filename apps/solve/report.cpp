@@ -94,7 +94,7 @@ bool tells_forward_error(const Report& r) {
   return r.estimate || leaves_few_digits(r.solution.forward_error);
 }
 
-/// What a large forward error means; nothing for a small one.
+/// Says what a large forward error means; empty for a small one.
 std::string sure_digits(double forward_error) {
   if (!leaves_few_digits(forward_error)) return "";
   return forward_error < 0.1 ? ", so that only the first digit can be relied on"
@@ -105,8 +105,7 @@ void add_errors(Page& page, const Report& r) {
   const Solution& found = r.solution;
   add_line(page, "scaled residual", error_size(r.residual));
   if (const auto& errors = found.backward_errors)
-    add_line(page, "backward errors",
-             error_size(errors->judged_by_terms) + ' ' + error_size(errors->nearly_without_terms));
+    add_line(page, "backward errors", error_size(errors->omega1) + ' ' + error_size(errors->omega2));
   if (found.refinements)
     add_line(page, "refinement steps",
              fmt::format("{}", *found.refinements) +
@@ -180,8 +179,7 @@ void add_errors_json(Page& page, const Report& r) {
              quoted(r.refactored_file), r.new_pivots);
   page.add(",\n  \"scaled_residual\": {}", number(r.residual));
   if (const auto& errors = found.backward_errors)
-    page.add(",\n  \"backward_errors\": [{}, {}]", number(errors->judged_by_terms),
-             number(errors->nearly_without_terms));
+    page.add(",\n  \"backward_errors\": [{}, {}]", number(errors->omega1), number(errors->omega2));
   if (found.refinements)
     page.add(",\n  \"refined\": {},\n  \"refinements\": {}", found.refined, *found.refinements);
   if (tells_forward_error(r)) page.add(",\n  \"forward_error\": {}", number(found.forward_error));

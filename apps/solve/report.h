@@ -7,7 +7,7 @@
 
 namespace solve {
 
-/// What a run found out.
+/// What a run found out, for printing.
 struct Report {
   Method method = Method::kMa48;
   std::string file, refactored_file;  // the second empty if there was none

@@ -8,9 +8,9 @@
 namespace solve {
 namespace {
 
-constexpr int kLeastExponent = -5000;  // below those of all products
+constexpr int kLeastExponent = -5000;  // below the exponents of all products
 
-/// fraction * 2^exponent, which may be out of the range of a double.
+/// The number fraction * 2^exponent, which may be out of the range of a double.
 struct Wide {
   double fraction;
   int exponent;
@@ -39,7 +39,8 @@ Residuals residuals(const Equations& equations, const std::vector<double>& x, co
   const auto term = [&](std::size_t k) {
     return wide(equations.values[k]) * wide(x[place(equations.columns()[k])]);
   };
-  // Each row is computed in units of its largest term, so that nothing that counts leaves the range.
+  // Each row is computed in units of its largest term (a power of 2), so that nothing overflows and what
+  // underflows does not matter.
   std::vector<int> unit(b.size());
   for (std::size_t i = 0; i < b.size(); ++i) unit[i] = b[i] != 0 ? wide(b[i]).exponent : kLeastExponent;
   for (std::size_t k = 0; k < entries; ++k)
@@ -80,10 +81,9 @@ BackwardErrors backward_errors(const Equations& equations, const std::vector<dou
     const double left = std::abs(residual[i]), all = std::abs(b[i]) + terms[i];
     const double limit = (largest * sizes[i] + std::abs(b[i])) * vanishing;
     if (all > limit)
-      errors.judged_by_terms = std::max(errors.judged_by_terms, left / all);
+      errors.omega1 = std::max(errors.omega1, left / all);
     else if (limit > 0)
-      errors.nearly_without_terms =
-          std::max(errors.nearly_without_terms, left / (largest * sizes[i] + terms[i]));
+      errors.omega2 = std::max(errors.omega2, left / (largest * sizes[i] + terms[i]));
   }
   return errors;
 }

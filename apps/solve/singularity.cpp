@@ -32,7 +32,7 @@ Numbers signs(Numbers v) {
   return v;
 }
 
-/// |b - A x|, and a rounding of what was summed up.
+/// Returns |b - A x| plus one rounding of |A||x| + |b|, row by row.
 Numbers residual_bounds(const Equations& e, const Numbers& x, const Numbers& b) {
   Numbers residuals = b, sizes(b.size());
   for (std::size_t i = 0; i < b.size(); ++i) sizes[i] = std::abs(b[i]);
@@ -46,7 +46,7 @@ Numbers residual_bounds(const Equations& e, const Numbers& x, const Numbers& b) 
   return sizes;
 }
 
-/// The transpose of inv(A) diag(w), as an operator.
+/// Applies the transpose of inv(A) diag(w).
 class ScaledInverse {
  public:
   ScaledInverse(DirectSolver& solver, bool transposed, const Numbers& w)
@@ -68,7 +68,7 @@ class ScaledInverse {
   const Numbers& w_;
 };
 
-/// The largest column sum of sizes, estimated from below by a few products.
+/// Estimates the 1-norm, the largest column sum of magnitudes, from below by a few products.
 /// Source: N. J. Higham, ACM Trans. Math. Softw. 14, 381 (1988).
 double norm(const ScaledInverse& matrix, std::size_t order) {
   constexpr int kMostColumns = 4;
@@ -91,8 +91,8 @@ double norm(const ScaledInverse& matrix, std::size_t order) {
   return std::max(found, 2 * sum_of_sizes(matrix.apply(alternating)) / (3 * n));
 }
 
-/// In each row as large as the row, without a pattern. The elements of the solution are then as large as
-/// columns are small, so that neither scale makes it unsure.
+/// Returns a right-hand side that is in each row as large as the row, without a pattern. The elements of the
+/// solution are then as large as columns are small, so that neither scale makes it unsure.
 Numbers balanced_right_hand_side(const Equations& e) {
   Numbers b(static_cast<std::size_t>(e.matrix.rows));
   for (std::size_t k = 0; k < e.values.size(); ++k) {

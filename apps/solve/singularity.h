@@ -1,8 +1,8 @@
 #pragma once
 
-// Whether a factorised matrix is singular to working precision. Rounding leaves small pivots where there
-// should be none, whichever solver chose them. The solution then has a small residual, and no digit that
-// holds.
+// Decides whether a factorised matrix is singular to working precision. Rounding leaves small pivots where
+// there should be none, whichever solver chose them. The solution then has a small residual, and no digit
+// that holds.
 
 #include <optional>
 #include <vector>
@@ -12,8 +12,9 @@
 
 namespace solve {
 
-/// The error of a solution as part of its largest element, from its residual and a rounding of all data: 1 if
-/// no digit is sure. An estimate by a few solutions with the factors; NaN or infinite if there is none.
+/// Estimates the forward error of a solution relative to its largest element, from its residual and one
+/// rounding of all data: 1 if no digit is sure. Solves a few times with the factors. NaN or infinite if there
+/// is no estimate.
 /// Source of the bound: N. J. Higham, Accuracy and Stability of Numerical Algorithms, section 7.7.
 /// @param solver  has factorised the matrix
 double forward_error(DirectSolver& solver, const Equations& equations, const std::vector<double>& x,
@@ -21,7 +22,8 @@ double forward_error(DirectSolver& solver, const Equations& equations, const std
 
 /// Returns the forward error for a right-hand side whose elements are as large as the rows and have no
 /// pattern. It depends on the matrix alone: how much rows or columns differ in size does not raise it.
-/// Nothing if there is no estimate, or if the factors are too inexact to tell anything of the matrix.
+/// Returns nothing if there is no estimate, or if the factors are too inexact to say anything about the
+/// matrix.
 std::optional<double> balanced_error(DirectSolver& solver, const Equations& equations);
 
 }  // namespace solve

@@ -30,7 +30,7 @@ struct System {
   std::optional<Matrix> second;  // with values for the refactorisation
   std::vector<double> values, b;
 
-  /// The file of the values.
+  /// Returns the name of the file that the values came from.
   const std::string& name() const { return second ? second->name : matrix.name; }
 };
 
@@ -51,7 +51,7 @@ std::vector<double> read_right_hand_side(const std::string& path, int order) {
   return std::move(b.value);
 }
 
-/// All files are read, and found good, before the work begins.
+/// Reads and checks all files before the work begins.
 System read_system(const Task& task, Report& report) {
   const Phase phase("reading", report.read_time);
   System system;
@@ -69,7 +69,8 @@ bool all_finite(const std::vector<double>& values) {
   return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
 }
 
-/// Only a matrix with an entry a row can have a solution; others may be of any order, however few they hold.
+/// Sets b to A times ones if none was given. Called once the matrix is known to have at least as many entries
+/// as rows: a short file may announce an order that is too large for any array.
 void default_right_hand_side(System& system, bool transposed) {
   if (!system.b.empty()) return;
   const std::vector<double> ones(static_cast<std::size_t>(system.matrix.rows), 1.0);
@@ -78,7 +79,7 @@ void default_right_hand_side(System& system, bool transposed) {
     throw std::runtime_error(system.name() + ": A times ones is too large for numbers; give --rhs");
 }
 
-/// For the second matrix.
+/// Factorises the second matrix with pivots of its own.
 void choose_new_pivots(DirectSolver& solver, const System& system, Report& report) {
   const Phase phase("refactorising", report.refactorise_time);
   solver.factorise(system.values, system.name());
@@ -107,7 +108,7 @@ Effort effort(const Task& task) {
   return task.refine || task.estimate ? Effort::kRefine : Effort::kBackwardErrors;
 }
 
-/// What may help where digits were lost.
+/// Names the options that may help where digits were lost.
 std::string remedies(const Task& task) {
   std::vector<std::string> ways;
   if (task.solver.method == Method::kMa38 && !task.solver.prefer_diagonal)
@@ -169,12 +170,13 @@ void solve_system(DirectSolver& solver, const System& system, const Task& task, 
     attempt(solver, system, task, report);
   } catch (const NoSolution&) {
     if (!system.second || report.new_pivots) throw;
-    choose_new_pivots(solver, system, report);  // no fault of the matrix, perhaps
+    choose_new_pivots(solver, system, report);  // the old pivots may be at fault, not the matrix
     attempt(solver, system, task, report);
   }
 }
 
-/// Whether there is more to do than to reorder a pattern, whose values would all be 1.
+/// Returns whether the system is to be solved: not if a file without values, which would all be 1, is only to
+/// be reordered.
 bool to_be_solved(const Task& task, const Matrix& matrix) {
   const bool only_pattern = !matrix.has_values && task.pattern.goal;
   const bool asked_for = !task.rhs_path.empty() || !task.out_path.empty() || !task.second_path.empty() ||

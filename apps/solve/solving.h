@@ -1,6 +1,6 @@
 #pragma once
 
-// A run of the program, from the files that it reads to the report.
+// Runs the program, from the files that it reads to the report.
 
 #include <string>
 

@@ -269,7 +269,7 @@ TEST(Refinement, AddsCorrectionsWhileTheyHalveTheError) {
     EXPECT_EQ(solution.refined, c.steps < 10);
     const double error = std::fabs(solution.x[0] - 1);
     EXPECT_LE(error, c.left);
-    EXPECT_NEAR(solution.backward_errors->judged_by_terms, error / (1 + std::fabs(solution.x[0])), 1e-15);
+    EXPECT_NEAR(solution.backward_errors->omega1, error / (1 + std::fabs(solution.x[0])), 1e-15);
   }
 }
 
