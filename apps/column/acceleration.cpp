@@ -13,7 +13,7 @@
 namespace column {
 namespace {
 
-/// The last binary digit of a number of about `size`.
+/// Returns the last binary digit of a number of about `size`.
 double rounding_unit(double size) {
   return std::ldexp(1.0, std::ilogb(size) + 1 - std::numeric_limits<double>::digits);
 }

@@ -41,7 +41,7 @@ class BubblePointMethod {
   /// `next` is complete only on kOk.
   Outcome pass(const std::vector<double>& temperatures, std::vector<double>& next);
 
-  /// The stage or component at which the last call failed, in words.
+  /// Returns the stage or component at which the last call failed, in words.
   const std::string& complaint() const { return complaint_; }
 
  private:
@@ -80,8 +80,8 @@ Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
 /// The same with an accelerator of the caller's, which has not received anything yet. Null: without.
 Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator);
 
-/// The largest relative difference between the solutions of all component systems by the arrow and by the
-/// dense matrix at the same temperatures. Not finite if one of them failed.
+/// Returns the largest relative difference between the solutions of all component systems by the arrow and by
+/// the dense matrix at the same temperatures. Not finite if one of them failed.
 /// @throws std::bad_alloc
 double solver_difference(const ColumnCase& c, const InternalFlows& flows,
                          const std::vector<double>& temperatures);

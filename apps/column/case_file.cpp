@@ -34,7 +34,7 @@ Phase phase_of(const TomlTable& t) {
   return t.choice("phase", {"liquid", "vapour"}) == 0 ? Phase::kLiquid : Phase::kVapour;
 }
 
-/// A stage other than the condenser, counted from 0.
+/// Reads a stage other than the condenser; returns it counted from 0.
 int stage_of(const TomlTable& t, std::string_view key, const ColumnCase& c) {
   return t.integer(key, 2, c.stages) - 1;
 }
@@ -43,7 +43,7 @@ double sum(const std::vector<double>& values) { return std::accumulate(values.be
 
 // ---- Components and their property model.
 
-/// Where the files lie that a case names.
+/// Where the files are that a case names: its folder, and the names met so far.
 struct Places {
   std::filesystem::path folder;
   std::string properties;           // given from outside; empty: none
@@ -52,7 +52,8 @@ struct Places {
   std::string path(const std::string& name) const { return named.emplace_back((folder / name).string()); }
 };
 
-/// What `read` makes of another file, which a key of the case names; so does the complaint if it cannot.
+/// Returns what `read` makes of another file, which a key of the case names. A complaint about that file
+/// names the key, too.
 template <class Read>
 auto used_for(const TomlTable& t, std::string_view key, Read read) {
   try {

@@ -20,7 +20,7 @@ struct Closure {
   double liquid_sum = 0;                // largest |sum of x - 1| of a stage
   double vapour_sum = 0;                // largest |sum of K x - 1| of a stage
 
-  /// The largest of the balances; the sums, which the tolerance governs, left out.
+  /// Returns the largest of the balances; the sums, which the tolerance governs, left out.
   double worst() const;
   /// Above it an answer is not to be used.
   static constexpr double kLimit = 1e-10;

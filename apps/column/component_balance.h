@@ -36,7 +36,7 @@ class ComponentBalance {
   int ties() const { return static_cast<int>(case_.ties.size()); }
   int order() const { return stages() + ties(); }
 
-  /// A matrix that the system fits in.
+  /// Makes a matrix that the system fits in.
   std::unique_ptr<Matrix> make_matrix(Solver solver) const;
   /// Fills `a` for a component with K-values `k`, one a stage. What `a` held before is lost.
   void fill(Matrix& a, const std::vector<double>& k) const;

@@ -8,7 +8,7 @@
 
 namespace column {
 
-/// The profile as comma-separated text: a heading, then one line a stage with all digits.
+/// Returns the profile as comma-separated text: a heading, then one line a stage with all digits.
 std::string profile_csv(const ColumnCase& c, const InternalFlows& flows, const Profile& profile);
 
 }  // namespace column

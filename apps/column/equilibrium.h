@@ -46,7 +46,8 @@ class EquilibriumModel {
   virtual LnK ln_k(int component, double temperature, double pressure) const = 0;
   virtual TemperatureScale scale() const = 0;
   virtual RootSearch root_search() const { return RootSearch::kNewton; }
-  /// Where the K-values of a component rest on measurements, if the model knows; beyond it extrapolates.
+  /// Returns where the K-values of a component rest on measurements, if the model knows; beyond it
+  /// extrapolates.
   virtual std::optional<TemperatureRange> measured_range(int) const { return std::nullopt; }
 };
 
@@ -99,7 +100,7 @@ class Antoine final : public EquilibriumModel {
   std::vector<Constants> constants_;
 };
 
-/// The temperature at which a liquid's vapour fractions K x sum up to one. It is the zero of
+/// Finds the temperature at which a liquid's vapour fractions K x sum up to one. It is the zero of
 /// ln(sum K x), found within a bracket by the search that the model wants.
 /// @param liquid  amounts of the components, in any unit; none negative, their sum positive
 /// @param guess   where to start; any number

@@ -32,7 +32,7 @@ std::vector<Exchange> exchanges(const ColumnCase& c) {
   return at;
 }
 
-/// The stream on `stage` that takes the most from it, as a line of the case file.
+/// Returns the stream on `stage` that takes the most from it, as a line of the case file.
 int line_of_taker(const ColumnCase& c, int stage, Phase phase) {
   int line = 0;
   double most = 0;

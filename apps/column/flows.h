@@ -26,7 +26,7 @@ struct FlowFault {
   int line = 0;
 };
 
-/// The first flow that is not positive, if there is one.
+/// Returns the first flow that is not positive, if there is one.
 std::optional<FlowFault> flow_fault(const ColumnCase& c, const InternalFlows& flows);
 
 }  // namespace column

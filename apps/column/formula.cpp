@@ -83,7 +83,7 @@ class FormulaReader {
   std::size_t at_ = 0, depth_ = 0;
 };
 
-/// Why the count of valencies rules out a molecule; empty if it does not.
+/// Says why the count of valencies rules out a molecule; empty if it does not.
 std::string ruled_out(int atoms, int sum, int largest) {
   const std::string these = fmt::format("its {} atoms have {} valencies in all, ", atoms, sum);
   if (sum % 2 != 0) return these + "an odd number";

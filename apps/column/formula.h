@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether a chemical formula can be that of one molecule.
+// Checks whether a chemical formula can be that of one molecule.
 
 #include <stdexcept>
 #include <string>

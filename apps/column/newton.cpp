@@ -19,7 +19,7 @@ namespace {
 constexpr int kStartPasses = 3;
 constexpr int kMostSteps = 20;  // from one start
 
-/// The largest magnitude; infinite if one of them is not finite.
+/// Returns the largest magnitude; infinite if one of them is not finite.
 double norm(const std::vector<double>& values) {
   double largest = 0;
   for (const double v : values) largest = std::max(largest, std::isfinite(v) ? std::fabs(v) : HUGE_VAL);
@@ -113,7 +113,7 @@ bool NewtonMethod::measure_step() {
   return temperature < case_.tolerance && liquid < kSettled;
 }
 
-/// The part of the step, at most 1, that keeps all temperatures within the limits of the model.
+/// Returns the part of the step, at most 1, that keeps all temperatures within the limits of the model.
 double NewtonMethod::longest_part() const {
   constexpr double kOfTheWay = 0.9;
   const TemperatureScale scale = case_.model->scale();

@@ -37,7 +37,7 @@ ColumnSystem::KValue ColumnSystem::k_value(const std::vector<double>& unknowns, 
   return {k, k * ln_k.slope};
 }
 
-/// By [stage][component].
+/// Returns the K-values as [stage][component].
 std::vector<std::vector<ColumnSystem::KValue>> ColumnSystem::k_values(
     const std::vector<double>& unknowns) const {
   std::vector<std::vector<KValue>> k(stages());

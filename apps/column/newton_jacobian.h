@@ -41,11 +41,11 @@ class ColumnSystem {
   int stages() const { return case_.stages; }
   int components() const { return components_; }
 
-  /// Where an unknown, and the equation that belongs to it, stands. From 0.
+  /// Returns the index, from 0, of an unknown and of the equation that belongs to it.
   int liquid(int component, int stage) const { return stage * (components_ + 1) + component; }
   int temperature(int stage) const { return stage * (components_ + 1) + components_; }
 
-  /// The unknowns [order()] of a profile.
+  /// Returns the unknowns [order()] of a profile.
   std::vector<double> unknowns(const Profile& profile) const;
 
   /// Left side minus right side of all equations [order()].

@@ -29,7 +29,7 @@ constexpr int kCharactersPerInt = 4;
 
 // ---- Writing. A failure is remembered by the file.
 
-/// The length, then four characters a number, the first one lowest.
+/// Writes the length, then four characters a number, the first one lowest.
 void write_text(ChunkFile& file, const std::string& text) {
   file.WriteInt(static_cast<int>(text.size()));
   for (std::size_t at = 0; at < text.size(); at += kCharactersPerInt) {

@@ -14,10 +14,10 @@ namespace column {
 /// @return what went wrong; nothing on success
 std::optional<std::string> store_tables(const std::string& path, const Tables& tables);
 
-/// All tables of a file, which are as they were when stored. Throws apps::BadCase: "file: what".
+/// Recalls all tables of a file as they were when stored. Throws apps::BadCase: "file: what".
 Tables recall_tables(const std::string& path);
 
-/// The table of that name; null if there is none.
+/// Returns the table of that name; null if there is none.
 std::shared_ptr<VapourPressureTable> find_table(const Tables& tables, const std::string& name);
 
 }  // namespace column

@@ -15,11 +15,11 @@
 
 namespace column {
 
-/// What a run prints of a solved column: stages, products, closure, published answers.
+/// Returns what a run prints of a solved column: stages, products, closure, published answers.
 std::string report(const ColumnCase& c, const InternalFlows& flows, const Solution& solution,
                    const Closure& closed);
 
-/// The dense solution against the arrow one.
+/// How far the dense solution is from the arrow one.
 struct DenseCheck {
   double systems;           // of the component systems at the final temperatures
   ProfileDifference final;  // of the profiles that two separate runs ended with
@@ -36,7 +36,7 @@ std::string report(const DenseCheck& check);
 std::string report(const ColumnCase& c, const InternalFlows& flows, const NewtonSolution& newton,
                    const Closure& closed, const NewtonCheck& check);
 
-/// How narrow the matrix of Newton's method is, as numbered and reordered.
+/// Tells how narrow the matrix of Newton's method is, as numbered and reordered.
 std::string report(const JacobianOrdering& ordering);
 
 /// One row for each way to converge the case.

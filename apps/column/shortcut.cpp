@@ -32,7 +32,8 @@ double underwood_sum(const std::vector<double>& alpha, const std::vector<double>
   return sum;
 }
 
-/// The root between the keys. The sum rises there from minus to plus infinity, so that halving always ends.
+/// Finds the Underwood root between the keys. The sum rises there from minus to plus infinity, so that
+/// halving always ends.
 double underwood_root(const ShortcutTask& task, const std::vector<double>& feed, double liquid_fraction) {
   const double wanted = (1 - liquid_fraction) * std::accumulate(feed.begin(), feed.end(), 0.0);
   double low = task.volatilities[task.heavy_key], high = task.volatilities[task.light_key];

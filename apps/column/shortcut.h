@@ -24,7 +24,7 @@ struct ShortcutResult {
 std::optional<ShortcutResult> shortcut(const ShortcutTask& task, const std::vector<double>& feed,
                                        double liquid_fraction);
 
-/// The minimum reflux ratio that follows from a value of the Underwood root.
+/// Returns the minimum reflux ratio that follows from a value of the Underwood root.
 double underwood_reflux(const ShortcutTask& task, const std::vector<double>& feed, double root);
 
 }  // namespace column

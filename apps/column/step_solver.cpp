@@ -75,8 +75,8 @@ bool all_finite(const std::vector<double>& values) {
   return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
 }
 
-/// Whether what is left of the right side is small beside the largest term. A pivot that has become small,
-/// not zero, leaves factors that lost the digits.
+/// Returns whether the residual is small beside the largest term. A pivot that has become small, but not
+/// zero, leaves inexact factors.
 bool is_solution(const SparseEntries& a, const std::vector<double>& right_side,
                  const std::vector<double>& solution) {
   constexpr double kSmall = 1e-8;

@@ -19,7 +19,7 @@ class StepSolver {
  public:
   virtual ~StepSolver() = default;
 
-  /// In the pivot order of the step before, or in a new one where there is none or it does not suit.
+  /// Solves in the pivot order of the step before, or in a new one if there is none or it does not suit.
   /// @param entries  in the places of the first ones
   /// @return whether `solution` holds the solution, finite
   bool solve(SparseEntries entries, const std::vector<double>& right_side, std::vector<double>& solution);

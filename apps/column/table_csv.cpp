@@ -24,7 +24,7 @@ using apps::CaseError;
 
 constexpr std::size_t kMostPoints = 100000;
 
-/// To kelvin by offset, then factor.
+/// How to convert to kelvin: add the offset, then multiply by the factor.
 struct TemperatureUnit {
   double offset, factor;
   double kelvin(double t) const { return (t + offset) * factor; }

@@ -57,7 +57,7 @@ class VapourPressureTable final : public RegressTable {
 
   /// Regress, Stats and UpdateYFit.
   bool fit_all();
-  /// What Regress made of the active points; nothing before it succeeded.
+  /// Returns what Regress made of the active points; nothing before it succeeded.
   const std::optional<AntoineFit>& fit() const { return fit_; }
   /// Puts back what Store does not keep.
   void restore(std::vector<unsigned char> filled, std::optional<AntoineFit> fit);
@@ -70,7 +70,7 @@ class VapourPressureTable final : public RegressTable {
   /// fit before, until C settles.
   /// @return 0: fewer than 3 active points, or they lie on no such curve with B > 0 and t + C > 0
   unsigned char Regress() override;
-  /// The fitted pressure; EmptyValue before a fit.
+  /// Returns the fitted pressure; EmptyValue before a fit.
   double Func(double kelvin) override;
   int NComps() override { return 1; }
   Text CompName(int index) override;

@@ -25,7 +25,7 @@ const std::vector<std::string> kUnitKinds{"mixer", "flash", "component-splitter"
 const std::vector<std::string> kCorrelations{"constant", "depriester", "wilson"};
 enum class Correlation { kConstant, kDePriester, kWilson };
 
-/// The constants of all components, by the correlation of the case.
+/// The constants of all components, for the correlation of the case.
 struct KModel {
   Correlation correlation = Correlation::kConstant;
   std::vector<apps::DePriester> depriester;

@@ -21,7 +21,7 @@ constexpr double kRoundingChange = 1e-9;
 /// Eigenvalues from here up are 1 within the error of their estimate: nothing dies out.
 constexpr double kNotBelowOne = 1 - 1e-6;
 
-/// The largest difference of two numbers; not finite if any is.
+/// Returns the largest difference of two numbers; not finite if any is.
 double largest_change(const std::vector<double>& a, const std::vector<double>& b) {
   double top = 0;
   for (std::size_t i = 0; i < a.size(); ++i) {

@@ -52,8 +52,9 @@ struct RunResult {
   int undone() const;
 };
 
-/// How far feeds and products of a converged run may be apart in a component, relative to the total feed.
-/// Units keep all that enters them, so the change of the torn streams in the last pass is what is missing.
+/// Returns how far feeds and products of a converged run may be apart in a component, relative to the total
+/// feed. Units keep all that enters them, so the change of the torn streams in the last pass is what is
+/// missing.
 double promised_imbalance(const Flowsheet& flowsheet, const Plan& plan, double tolerance);
 
 /// Converges the torn streams from their start.

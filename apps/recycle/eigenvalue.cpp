@@ -90,7 +90,8 @@ Matrix squared(const Matrix& a) {
   return s;
 }
 
-/// The limit of |A^n|^(1/n) (Gelfand), by squaring; complex pairs need no care.
+/// Returns the spectral radius as the limit of |A^n|^(1/n) (Gelfand), by squaring; complex pairs need no
+/// care.
 double spectral_radius(Matrix a) {
   double log_radius = 0, weight = 1;
   for (int step = 0; step < kSquarings; ++step, weight /= 2) {

@@ -15,14 +15,14 @@ class EigenvalueEstimate {
  public:
   /// Takes in one pass.
   void note(const std::vector<double>& guess, const std::vector<double>& outcome);
-  /// The magnitude of the dominant eigenvalue; nothing before the second pass, or if no guess moved.
+  /// Returns the magnitude of the dominant eigenvalue; nothing before the second pass, or if no guess moved.
   std::optional<double> magnitude() const { return magnitude_of(passes_.size()); }
   /// The same, if it was so one and two passes ago, too: nothing as long as it still moves by so much that
   /// the passes foretold from these estimates would differ by more than a few in a hundred.
   std::optional<double> settled_magnitude() const;
 
  private:
-  /// From the oldest `count` passes.
+  /// Estimates from the oldest `count` passes.
   std::optional<double> magnitude_of(std::size_t count) const;
 
   struct Pass {

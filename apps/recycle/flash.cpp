@@ -25,7 +25,7 @@ Excess excess(const Rates& feed, const std::vector<double>& ratio, double t) {
   return e;
 }
 
-/// Newton steps between bounds that close in on the root; a step that leaves them halves the interval.
+/// Finds the root by Newton steps between bounds that close in on it; bisects where a step leaves them.
 double share_of_scarcer_phase(const Rates& feed, const std::vector<double>& ratio) {
   constexpr double kRounding = std::numeric_limits<double>::epsilon();
   double low = 0, high = 0.5, t = 0.25;

@@ -9,7 +9,7 @@
 namespace recycle {
 namespace {
 
-/// The streams between units, as the edges of a graph.
+/// Returns the streams between units as the edges of a graph.
 struct InnerStreams {
   Graph graph;
   std::vector<int> stream_of_edge;
@@ -49,7 +49,7 @@ std::vector<int> smallest_or_complain(const Graph& graph) {
   throw BadTears("the recycles are too entangled to choose tears: name them");
 }
 
-/// A unit on a cycle that the tears leave whole.
+/// Returns a unit on a cycle that the tears leave whole.
 const Unit& unit_left_on_cycle(const Flowsheet& flowsheet, Graph graph, const std::vector<int>& tears) {
   std::vector<Edge> left;
   for (std::size_t e = 0; e < graph.edges.size(); ++e)

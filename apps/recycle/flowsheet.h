@@ -30,7 +30,7 @@ struct Flowsheet {
   std::vector<Unit> units;
 
   std::optional<int> stream(const std::string& name) const;
-  /// Of all components in all feeds.
+  /// Returns the total rate of all feeds.
   double total_feed() const;
 };
 
@@ -51,7 +51,8 @@ Plan make_plan(const Flowsheet& flowsheet, const std::vector<std::string>& tears
 /// The rates of the torn streams one after the other: what converges.
 using TearVector = std::vector<double>;
 
-/// The start that the case gives for a torn stream; else the feeds that enter it through a mixer; else 0.
+/// Returns the start that the case gives for a torn stream; else the feeds that enter it through a mixer;
+/// else 0.
 TearVector start_vector(const Flowsheet& flowsheet, const Plan& plan);
 
 struct PassResult {

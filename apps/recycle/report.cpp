@@ -35,7 +35,7 @@ std::string eigenvalue_text(const RunResult& run) {
   return run.eigenvalue ? fmt::format("{:.5f}", *run.eigenvalue) : std::string("-");
 }
 
-/// A column of the stream table.
+/// Returns a column of the stream table.
 struct Column {
   std::string heading;
   const Rates* rates;
@@ -48,7 +48,7 @@ Columns columns_of(const Stream& stream, const Rates& rates) {
   return columns;
 }
 
-/// A rate with four decimals; one that rounds to zero has no sign.
+/// Returns a rate with four decimals; one that rounds to zero has no sign.
 std::string rate_text(double rate) {
   std::string text = fmt::format("{:.4f}", rate);
   return text == "-0.0000" ? text.substr(1) : text;

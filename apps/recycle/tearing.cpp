@@ -112,8 +112,8 @@ class CycleList {
   long work_ = 0;
 };
 
-/// The best set of edges that has one in every cycle. Some edge of the first cycle not yet cut has to be in
-/// it: each of them is tried, with room for one edge more until a set is found.
+/// Finds the best set of edges that has one in every cycle. Some edge of the first cycle not yet cut has to
+/// be in it: each of them is tried, with room for one edge more until a set is found.
 class TearSearch {
  public:
   TearSearch(const std::vector<Cycle>& cycles, std::size_t edges) : cycles_(cycles), weight_(edges) {
@@ -146,7 +146,7 @@ class TearSearch {
     if (best_.empty() || std::pair(cuts(set), set) < std::pair(cuts(best_), best_)) best_ = std::move(set);
   }
 
-  /// How often the set cuts a cycle, over all cycles.
+  /// Counts how often the set cuts a cycle, over all cycles.
   long cuts(const std::vector<int>& set) const {
     long total = 0;
     for (const int e : set) total += weight_[static_cast<std::size_t>(e)];

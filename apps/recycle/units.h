@@ -9,7 +9,7 @@ namespace recycle {
 
 enum class UnitKind { kMixer, kFlash, kComponentSplitter, kStreamSplitter };
 
-/// A unit of a flowsheet. Streams are known by their numbers.
+/// One unit of a flowsheet. Streams are known by their numbers.
 struct Unit {
   UnitKind kind;
   std::string name;
