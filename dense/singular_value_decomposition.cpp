@@ -295,7 +295,7 @@ void GolubReinsch::accumulate_left() {
 }
 
 bool GolubReinsch::converge(int k) {
-  for (int its = 1; its <= kSweepLimit; ++its) {
+  for (int its = 1;; ++its) {
     const int first = find_split(k);
     if (first == k) {
       make_positive(k);
@@ -304,7 +304,6 @@ bool GolubReinsch::converge(int k) {
     if (its == kSweepLimit) return false;
     sweep(first, k);
   }
-  return false;
 }
 
 int GolubReinsch::find_split(int k) {

@@ -153,7 +153,10 @@ TEST(SingularValueDecomposition, RefusesWhatItCannotFactorise) {
   Dense huge = diagonal({7e307, 7e307, 7e307});
   huge(0, 1) = huge(0, 2) = huge(1, 2) = 7e307;  // sums of its elements overflow
   EXPECT_EQ(Svd(3, 3).Decomposition(3, 3, Rows(huge).data()), 0);
-  // Squares of its elements underflow in the shift, so the sweeps run out.
+  // Squares of its elements underflow in the shift. Shortly before the sweeps achieve nothing they are many:
+  // a value that takes 49 is found, one that takes 50 is not.
+  EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1.989e-162)).data()), 1);
+  EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1.990e-162)).data()), 0);
   EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1e-170)).data()), 0);
   const struct {
     const char* what;

@@ -37,6 +37,17 @@ Coordinates dead_column(Random& random) {
   return a;
 }
 Coordinates zeros(Random&) { return {3, 3, {1}, {1}, {0.0}}; }
+/// Two full diagonal blocks that share a full border: elements of `order` pivots with lists of `border`
+/// members.
+Coordinates bordered_blocks(int order, int border, Random& random) {
+  const int n = 2 * order + border;
+  const auto part = [=](int k) { return k <= order ? 1 : k <= 2 * order ? 2 : 3; };
+  Coordinates a{n, n, {}, {}, {}};
+  for (int j = 1; j <= n; ++j)
+    for (int i = 1; i <= n; ++i)
+      if (part(i) + part(j) != 3) a.add(i, j, uniform(random) + (i == j ? 4.0 : 0.0));
+  return a;
+}
 const Shape kShapes[] = {
     {"order one", kOneBlock, [](Random& r) { return banded_matrix(1, 0, 0, r); }},
     {"singletons", kBlocks, [](Random& r) { return block_triangular_matrix(Ints(5, 1), r); }},
@@ -46,6 +57,8 @@ const Shape kShapes[] = {
     {"half full, narrow fronts", kNarrow, [](Random& r) { return random_matrix(18, 18, 0.4, r); }},
     {"half full", kOneBlock, [](Random& r) { return random_matrix(18, 18, 0.3, r); }},
     {"banded", kOneBlock, [](Random& r) { return banded_matrix(12, 2, 3, r); }},
+    {"many pivots", kNarrow, [](Random& r) { return bordered_blocks(34, 7, r); }},
+    {"long lists", kNarrow, [](Random& r) { return bordered_blocks(6, 66, r); }},
     {"blocks", kBlocks, several},
     {"blocks, transposed, not kept", kTransposed, several},
     {"column", kBlocks, [](Random& r) { return column_matrix(4, 3, r); }},
@@ -167,14 +180,18 @@ Vector of_solution(const Stored& s, int job, bool transposed, const Vector& x) {
 }
 
 TEST(Solve, EveryFormOfEveryShape) {
-  int sizes[5] = {};  // of elements with both lists that have 1, 2, 3, 4, more pivots
+  int sizes[5] = {};                    // of elements with both lists that have 1, 2, 3, 4, more pivots
+  int many_pivots = 0, long_lists = 0;  // those that go to the BLAS
   for (const Shape& shape : kShapes) {
     for (unsigned seed = 1; seed <= 20; ++seed) {
       const Stored stored(shape, seed);
       const Vector b = right_side(stored.n);
       for (const LuBlock& block : stored.factors.blocks)
-        for (const LuElement& e : block.elements)
+        for (const LuElement& e : block.elements) {
           sizes[std::min(e.pivots, 5) - 1] += !e.l.empty() && !e.u.empty();
+          many_pivots += e.pivots > 32 && !e.l.empty() && !e.u.empty();
+          long_lists += e.pivots > 4 && e.pivots <= 32 && e.l.size() > 64 && e.u.size() > 64;
+        }
       for (const int job : {0, 1, 2, 3}) {
         for (const bool transposed : {false, true}) {
           const Answer answer = solve(stored, job, transposed, b);
@@ -188,7 +205,8 @@ TEST(Solve, EveryFormOfEveryShape) {
       }
     }
   }
-  for (const int count : sizes) EXPECT_GT(count, 10);
+  for (const int count : {sizes[0], sizes[1], sizes[2], sizes[3], sizes[4], many_pivots, long_lists})
+    EXPECT_GT(count, 10);
 }
 
 /// Backward errors of x by their definition.
