@@ -48,11 +48,7 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
   const std::string broken = write("broken.toml", "title = \"x\"\nmodel = 3\n");
   const std::string hasty = altered("butane-pentane", "[solver]", "[solver]\nmax_passes = 20");
   const std::string hopeless = altered("aromatics-pumparound", "reflux_ratio = 2.5", "reflux_ratio = 1e6");
-  const struct {
-    std::string arguments;
-    int code;
-    std::string says;
-  } runs[] = {
+  expect_runs({
       {"'" + broken + "'", 1, broken + ":2: \"model\" in the case must be a text, not integer\n"},
       {"'" + folder_.string() + "/none.toml'", 1, "none.toml: No such file or directory\n"},
       {"'" + folder_.string() + "'", 1, ": Is a directory\n"},
@@ -80,17 +76,7 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
       {"'" + hopeless + "'", 4, "balances close only to "},
       {good + " --csv '" + folder_.string() + "/no/such/folder.csv'", 1, "No such file or directory\n"},
       {good + " --csv '" + folder_.string() + "'", 1, "Is a directory\n"},
-  };
-  for (const auto& expected : runs) {
-    SCOPED_TRACE(expected.arguments);
-    EXPECT_EQ(run(expected.arguments), expected.code);
-    EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
-    if (expected.code == 2) continue;  // usage errors come with a hint
-    if (expected.code == 1) {
-      EXPECT_EQ(out_, "") << "what cannot be used is found before the work";
-    }
-    EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
-  }
+  });
 }
 
 TEST_F(Program, ReplacesNothingThatItReads) {

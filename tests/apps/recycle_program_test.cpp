@@ -40,11 +40,7 @@ start = [{stream = "Z", rates = [1e20]}]
 solver = {tears = ["Z"], tolerance = 1e-8}
 )");
   fs::create_symlink("/dev/full", folder_ / "full.LOG");
-  const struct {
-    std::string arguments;
-    int code;
-    std::string says;
-  } runs[] = {
+  expect_runs({
       {in_folder("broken.toml"), 1, "broken.toml:2: \"k_values\" in the case must be a text, not integer\n"},
       {in_folder(""), 1, ": Is a directory\n"},
       {"", 2, "case is required"},
@@ -70,15 +66,7 @@ solver = {tears = ["Z"], tolerance = 1e-8}
       {in_folder("stuck.toml"), 4,
        "differ by 1.0e+00 of the feed in odd name; the tolerance promises 1.0e-08\n"},
       {cavett_ + " --method multiple --debug-log " + in_folder("no/such"), 1, "such.LOG: No such file"},
-  };
-  for (const auto& expected : runs) {
-    SCOPED_TRACE(expected.arguments);
-    EXPECT_EQ(run(expected.arguments), expected.code);
-    EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
-    EXPECT_EQ(expected.code <= 2, out_.empty()) << "what can be checked before the work, is: " << out_;
-    if (expected.code == 2) continue;  // usage errors may come with a hint
-    EXPECT_EQ(std::count(err_.begin(), err_.end(), '\n'), 1) << err_;
-  }
+  });
 }
 
 TEST_F(RecycleProgram, WritesTheHistoryWholeAndTheAccountOfTheAccelerator) {
@@ -117,8 +105,7 @@ TEST_F(OnFullDisk, KeepsTheOldLogAndSaysThatTheNewOneIsIncomplete) {
   EXPECT_NE(err_.find("log.LOG: the log was not written whole; is the disk full?\n"), std::string::npos)
       << err_;
   EXPECT_EQ(contents(folder_ / "log.LOG"), "the old one");
-  for (const auto& entry : fs::directory_iterator(folder_))
-    EXPECT_EQ(entry.path().string().find(".part"), std::string::npos) << entry.path();
+  expect_no_part_files();
 }
 
 }  // namespace

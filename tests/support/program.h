@@ -6,12 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -20,6 +22,13 @@ inline std::string contents(const fs::path& path) {
   text << std::ifstream(path, std::ios::binary).rdbuf();
   return text.str();
 }
+
+/// A run that fails or succeeds: its exit code, and words that must stand in its standard error.
+struct ProgramRun {
+  std::string arguments;
+  int code;
+  std::string says;
+};
 
 class ProgramTest : public testing::Test {
  protected:
@@ -37,6 +46,18 @@ class ProgramTest : public testing::Test {
     out_ = contents(folder_ / "out");
     err_ = contents(folder_ / "err");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  /// Runs each; what went wrong is told in one line, though usage errors (code 2) may come with a hint.
+  /// @param silent  up to this code nothing is printed: what can be checked before the work, is
+  void expect_runs(const std::vector<ProgramRun>& runs, int silent = 2) {
+    for (const ProgramRun& expected : runs) {
+      SCOPED_TRACE(expected.arguments);
+      EXPECT_EQ(run(expected.arguments), expected.code);
+      EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
+      EXPECT_TRUE(expected.code > silent || out_.empty()) << out_;
+      EXPECT_TRUE(expected.code == 2 || std::count(err_.begin(), err_.end(), '\n') == 1) << err_;
+      expect_no_part_files();
+    }
   }
   /// The path of a file in the folder, quoted for the shell.
   std::string in_folder(const std::string& name) const { return "'" + (folder_ / name).string() + "'"; }
