@@ -207,7 +207,8 @@ TEST_F(ModuleTest, TheHostDecidesAboutMathErrorsAndMayChangeTheResult) {
     EXPECT_EQ(c.function(c.argument), 42.0);
     EXPECT_EQ(errno, 0);
   }
-  EXPECT_TRUE(checked_sqrt(2.25) == 1.5 && checked_log10(1000.0) == 3.0 && std::isnan(checked_sqrt(NAN)));
+  EXPECT_TRUE(checked_sqrt(2.25) == 1.5 && checked_sqrt(0.0) == 0.0 && checked_log10(1000.0) == 3.0 &&
+              std::isnan(checked_sqrt(NAN)));
 
   ModuleEntry(nullptr, kProcessDetach, nullptr);
   checked_sqrt(-1.0);

@@ -5,25 +5,6 @@
 namespace reference {
 namespace {
 
-constexpr FactorSettings kSettings[] = {
-    // name, blocks, preserved, transposed, d1, d2, diagonal, width, block size, growth, tolerance
-    {"defaults", 1, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"preserved", 1, 1, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"one block", 0, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"one block, preserved, transposed", 0, 1, 1, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"transposed", 1, 0, 1, 64, 1, 0, 1, 1, 2.0, 0.1},
-    {"diagonal", 1, 0, 0, 64, 1, 1, 4, 16, 2.0, 0.01},
-    {"one block, diagonal, preserved", 0, 1, 0, 64, 1, 1, 8, 2, 4.0, 0.1},
-    {"every column dense", 1, 0, 0, 0, 0, 0, 4, 4, 2.0, 0.1},
-    {"every column dense, preserved", 1, 1, 0, 0, 0, 0, 2, 3, 3.0, 0.1},
-    {"columns of 4 dense", 0, 0, 0, 3, 0, 0, 4, 16, 2.0, 0.1},
-    {"no growth", 0, 0, 0, 64, 1, 0, 4, 16, 1.0, 0.1},
-    {"much growth", 1, 1, 0, 5, 1, 0, 4, 64, 4.0, 0.1},
-    {"largest pivots", 1, 0, 0, 64, 1, 0, 4, 2, 2.0, 1.0},
-    {"any pivots", 0, 0, 0, 4, 0, 0, 8, 5, 3.0, 0.0},
-    {"controls out of range", 7, 3, 5, -9, -9, -1, -4, -16, -1.0, 9.0},
-};
-
 FactorSettings random_settings(Random& random) {
   const auto one_of = [&](std::initializer_list<int> of) {
     return of.begin()[number(random, 0, int(of.size()) - 1)];
@@ -67,11 +48,7 @@ Coordinates with_values(Coordinates a, double zeros, Random& random) {
   return a;
 }
 
-struct Case {
-  const char* name;
-  Coordinates matrix;
-};
-std::vector<Case> cases(Random& random) {
+std::vector<MatrixCase> cases(Random& random) {
   return {
       {"order 1", of_rows({{5}})},
       {"an old column in a new row", of_rows({{5, 2, 4}, {3, 5, 2}, {0, 3, 7}})},
@@ -120,7 +97,7 @@ void factor_and_expect(const Coordinates& matrix, const FactorSettings& settings
 
 TEST(Ma38Factors, GiveTheMatrixBack) {
   Random random(381);
-  for (const Case& one : cases(random)) {
+  for (const MatrixCase& one : cases(random)) {
     for (const FactorSettings& settings : kSettings) {
       SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name);
       factor_and_expect(one.matrix, settings);

@@ -13,7 +13,7 @@ namespace {
 
 using namespace reference;
 
-constexpr FactorSettings kSettings[] = {
+constexpr FactorSettings kBlockSettings[] = {
     // name, blocks, preserved, transposed, d1, d2, diagonal, width, block size, growth, tolerance
     {"defaults", 0, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
     {"no growth", 0, 0, 0, 64, 1, 0, 4, 16, 1.0, 0.1},
@@ -105,7 +105,7 @@ Coordinates some_matrix(Random& random) {
 /// Whether all is stored as without the hook. @param each called for each matrix, makes its hook
 void expect_no_change(unsigned seed, int rounds, const std::function<Hook(int)>& each) {
   Random random(seed);
-  for (const FactorSettings& settings : kSettings) {
+  for (const FactorSettings& settings : kBlockSettings) {
     for (int round = 0; round < rounds; ++round) {
       SCOPED_TRACE(testing::Message() << settings.name << ", round " << round);
       const Coordinates m = some_matrix(random);
@@ -230,7 +230,7 @@ TEST(FrontalKernel, ChoosesListsAndCountsAsTheStepsSay) {
        "pivots 7, flops 30 45 13 0 70"},
   };
   for (const auto& row : rows) {
-    Factoring f(digits(row.seed), kSettings[row.settings]);
+    Factoring f(digits(row.seed), kBlockSettings[row.settings]);
     ASSERT_GE(f.factor(), 0) << row.seed;
     EXPECT_EQ(description(f), row.expected) << row.seed;
   }

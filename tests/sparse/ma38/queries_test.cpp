@@ -7,12 +7,6 @@ using namespace reference;
 
 namespace {
 
-constexpr FactorSettings kSettings[] = {
-    {"defaults", 1, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"matrix kept, transposed", 1, 1, 1, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"no blocks", 0, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
-};
-
 int blocks_of(const Factoring& f, Ints* orders) {
   return ma38blocks_(&f.matrix.n, &f.lindex, f.index.data(), f.keep.data(),
                      orders ? orders->data() : nullptr);
@@ -22,7 +16,7 @@ int blocks_of(const Factoring& f, Ints* orders) {
 
 TEST(Ma38Queries, TellTheBlocksThatTheFactorsHave) {
   Random random(3801);
-  for (const FactorSettings& settings : kSettings) {
+  for (const FactorSettings& settings : few_settings()) {
     for (const Ints& given : {Ints{3, 1, 4, 1, 5}, Ints(7, 1), Ints{9}, Ints{1}}) {
       SCOPED_TRACE(std::string(settings.name) + ", blocks: " + std::to_string(given.size()));
       Factoring f(block_triangular_matrix(given, random), settings);

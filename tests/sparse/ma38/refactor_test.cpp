@@ -5,40 +5,8 @@
 namespace reference {
 namespace {
 
-constexpr FactorSettings kSettings[] = {
-    // name, blocks, preserved, transposed, d1, d2, diagonal, width, block size, growth, tolerance
-    {"defaults", 1, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"preserved", 1, 1, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"one block", 0, 0, 0, 64, 1, 0, 4, 3, 3.0, 0.1},
-    {"one block, preserved, transposed", 0, 1, 1, 64, 1, 0, 4, 16, 2.0, 0.1},
-    {"transposed", 1, 0, -1, 64, 1, 0, 1, 0, 2.0, 0.1},
-    {"every column dense", 1, 1, 0, 0, 0, 0, 4, 4, 4.0, 0.1},
-    {"diagonal", 1, 0, 0, 5, 0, 1, 2, 64, 1.0, 0.01},
-};
 constexpr int kFigures[] = {2, 3, 5, 6, 7, 8, 9, 10, 11, 12, 13, 16, 17, 22, 23};
 
-struct Case {
-  const char* name;
-  Coordinates matrix;
-};
-/// With entries that dominate their rows and columns, so that pivots stay away from zero if others change.
-Coordinates dominated(Coordinates a, Random& random) {
-  for (double& value : a.values) value = uniform(random);
-  for (int k = 1; k <= a.n; ++k) a.add(k, k, 3.0 * a.n);
-  return shuffled(a, random);
-}
-/// A block with much fill, and rows above it that are full over it.
-Coordinates coupled(int order, int rows, Random& random) {
-  const Coordinates block = random_matrix(order, order, 0.09, random);
-  Coordinates a{order + rows, order + rows, {}, {}, {}};
-  for (int k = 0; k < block.entries(); ++k)
-    a.add(rows + block.rows[k], rows + block.columns[k], block.values[k]);
-  for (int k = 1; k <= order; ++k) {
-    a.add(rows + k, rows + k % order + 1, 1.0);
-    for (int i = 1; i <= rows; ++i) a.add(i, rows + k, 1.0);
-  }
-  return a;
-}
 /// Pivots in plenty, with rows that leave one over and columns that leave many.
 Coordinates wide(int pivots, int columns, Random& random) {
   Coordinates a{pivots + columns, pivots + columns, {}, {}, {}};
@@ -49,23 +17,6 @@ Coordinates wide(int pivots, int columns, Random& random) {
   }
   return dominated(a, random);
 }
-std::vector<Case> cases(Random& random) {
-  return {
-      {"order 1", Coordinates{1, 1, {1}, {1}, {3.0}}},
-      {"diagonal", block_triangular_matrix(Ints(9, 1), random)},
-      {"singletons", dominated(banded_matrix(12, 0, 4, random), random)},
-      {"dense", dominated(random_matrix(30, 30, 1.1, random), random)},
-      {"random", dominated(random_matrix(60, 60, 0.05, random), random)},
-      {"banded", dominated(banded_matrix(80, 2, 3, random), random)},
-      {"blocks", dominated(block_triangular_matrix({1, 5, 1, 1, 12, 2, 1, 7, 20, 1}, random), random)},
-      {"coupled", dominated(coupled(50, 30, random), random)},
-      {"column", column_matrix(12, 4, random)},
-      {"flowsheet", shuffled(flowsheet_matrix(9, 6, random), random)},
-      {"faulty entries",
-       with_faulty_entries(dominated(random_matrix(40, 40, 0.1, random), random), 9, 7, random)},
-  };
-}
-
 /// Where the entries of a matrix fall in factors that stand, from their lists alone.
 struct Places {
   enum Kind { kInBlock, kAbove, kBelow, kOutside, kDead };
@@ -210,11 +161,11 @@ void expect_failure(const Factoring& f, int status) {
 
 TEST(Ma38Refactor, TheSameMatrixHasTheSameFactors) {
   Random random(391);
-  std::vector<Case> all = cases(random);
+  std::vector<MatrixCase> all = regular_cases(random);
   all.push_back({"large", dominated(random_matrix(150, 150, 1.1, random), random)});
   all.push_back({"wide", wide(60, 40, random)});
-  for (const Case& one : all) {
-    for (const FactorSettings& settings : kSettings) {
+  for (const MatrixCase& one : all) {
+    for (const FactorSettings& settings : few_settings()) {
       SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name);
       Factoring first(one.matrix, settings);
       first.factor();
@@ -246,8 +197,8 @@ TEST(Ma38Refactor, OtherMatricesFitThePatternOrAreSifted) {
   Random random(392);
   int dropped = 0, below = 0, kept_new = 0;
   for (int round = 0; round < 8; ++round) {
-    for (const Case& one : cases(random)) {
-      for (const FactorSettings& settings : kSettings) {
+    for (const MatrixCase& one : regular_cases(random)) {
+      for (const FactorSettings& settings : few_settings()) {
         SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name << ", round " << round);
         Factoring f(one.matrix, settings);
         f.factor();
@@ -283,7 +234,7 @@ TEST(Ma38Refactor, OtherMatricesFitThePatternOrAreSifted) {
 
 TEST(Ma38Refactor, TheTransposeIsSiftedUnlessSymmetric) {
   Random random(393);
-  for (const FactorSettings& settings : kSettings) {
+  for (const FactorSettings& settings : few_settings()) {
     for (const bool symmetric : {false, true}) {
       SCOPED_TRACE(testing::Message() << settings.name << ", symmetric " << symmetric);
       Coordinates a = banded_matrix(40, symmetric ? 2 : 1, symmetric ? 2 : 4, random);
@@ -324,7 +275,7 @@ TEST(Ma38Refactor, DeadPartsStayDead) {
   };
   add_block(0, 40, 0.2, 0), add_block(40, 12, 0.3, 6);
   for (const Coordinates& matrix : {zeros, short_of_one, in_last_block}) {
-    for (const FactorSettings& settings : kSettings) {
+    for (const FactorSettings& settings : few_settings()) {
       SCOPED_TRACE(testing::Message() << settings.name << ", order " << matrix.n);
       Factoring f(matrix, settings);
       f.factor();
@@ -345,8 +296,8 @@ TEST(Ma38Refactor, DeadPartsStayDead) {
 /// What kept the pattern's words can go on after a failure.
 TEST(Ma38Refactor, ZeroPivotsFailInFrontsOnly) {
   Random random(395);
-  for (const Case& one : cases(random)) {
-    for (const FactorSettings& settings : kSettings) {
+  for (const MatrixCase& one : regular_cases(random)) {
+    for (const FactorSettings& settings : few_settings()) {
       SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name);
       Factoring f(one.matrix, settings);
       f.factor();
@@ -453,8 +404,8 @@ TEST(Ma38Refactor, FaultsOfTheCallerHaveTheirCodes) {
 /// The last column index may share its word with the pattern's first, which is not read.
 TEST(Ma38Refactor, ThePatternMovesToTheEnd) {
   Random random(397);
-  for (const Case& one : cases(random)) {
-    for (const FactorSettings& settings : kSettings) {
+  for (const MatrixCase& one : regular_cases(random)) {
+    for (const FactorSettings& settings : few_settings()) {
       for (const int overlap : {0, 1}) {
         SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name << ", overlap " << overlap);
         Factoring f(one.matrix, settings);
@@ -479,8 +430,8 @@ TEST(Ma38Refactor, ThePatternMovesToTheEnd) {
 TEST(Ma38Refactor, LengthsAreAskedForUntilTheyDo) {
   Random random(398);
   int shortages = 0, collections = 0;
-  for (const Case& one : cases(random)) {
-    for (const FactorSettings& settings : kSettings) {
+  for (const MatrixCase& one : regular_cases(random)) {
+    for (const FactorSettings& settings : few_settings()) {
       Factoring first(one.matrix, settings);
       first.factor();
       const Ints pattern = first.pattern();

@@ -21,6 +21,68 @@ struct FactorSettings {
   double growth, tolerance;
 };
 
+/// The ways that are tried. The first kFew differ most from each other.
+constexpr int kFew = 7;
+inline constexpr FactorSettings kSettings[] = {
+    // name, blocks, preserved, transposed, d1, d2, diagonal, width, block size, growth, tolerance
+    {"defaults", 1, 0, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"preserved", 1, 1, 0, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"one block", 0, 0, 0, 64, 1, 0, 4, 3, 3.0, 0.1},
+    {"one block, preserved, transposed", 0, 1, 1, 64, 1, 0, 4, 16, 2.0, 0.1},
+    {"transposed", 1, 0, -1, 64, 1, 0, 1, 0, 2.0, 0.1},
+    {"every column dense, preserved", 1, 1, 0, 0, 0, 0, 4, 4, 4.0, 0.1},
+    {"diagonal", 1, 0, 0, 5, 0, 1, 2, 64, 1.0, 0.01},
+    {"one block, diagonal, preserved", 0, 1, 0, 64, 1, 1, 8, 2, 4.0, 0.1},
+    {"every column dense", 1, 0, 0, 0, 0, 0, 4, 4, 2.0, 0.1},
+    {"columns of 4 dense", 0, 0, 0, 3, 0, 0, 4, 16, 1.5, 0.1},
+    {"no growth", 0, 0, 0, 64, 1, 0, 4, 16, 1.0, 0.1},
+    {"much growth", 1, 1, 0, 5, 1, 0, 4, 64, 4.0, 0.1},
+    {"largest pivots", 1, 0, 0, 64, 1, 0, 4, 2, 2.0, 1.0},
+    {"any pivots", 0, 0, 0, 4, 0, 0, 8, 5, 3.0, 0.0},
+    {"controls out of range", 7, 3, 5, -9, -9, -1, -4, -16, -1.0, 9.0},
+};
+inline std::vector<FactorSettings> few_settings() { return {kSettings, kSettings + kFew}; }
+
+struct MatrixCase {
+  const char* name;
+  Coordinates matrix;
+};
+/// With entries that dominate their rows and columns, so that pivots stay away from zero if others change.
+inline Coordinates dominated(Coordinates a, Random& random) {
+  for (double& value : a.values) value = uniform(random);
+  for (int k = 1; k <= a.n; ++k) a.add(k, k, 3.0 * a.n);
+  return shuffled(a, random);
+}
+/// A block with much fill, and rows above it that are full over it.
+inline Coordinates coupled(int order, int rows, Random& random) {
+  const Coordinates block = random_matrix(order, order, 0.09, random);
+  Coordinates a{order + rows, order + rows, {}, {}, {}};
+  for (int k = 0; k < block.entries(); ++k)
+    a.add(rows + block.rows[k], rows + block.columns[k], block.values[k]);
+  for (int k = 1; k <= order; ++k) {
+    a.add(rows + k, rows + k % order + 1, 1.0);
+    for (int i = 1; i <= rows; ++i) a.add(i, rows + k, 1.0);
+  }
+  return a;
+}
+/// Nonsingular, most of them for all values close by.
+inline std::vector<MatrixCase> regular_cases(Random& random) {
+  return {
+      {"order 1", Coordinates{1, 1, {1}, {1}, {3.0}}},
+      {"diagonal", block_triangular_matrix(Ints(9, 1), random)},
+      {"singletons", dominated(banded_matrix(12, 0, 4, random), random)},
+      {"dense", dominated(random_matrix(30, 30, 1.1, random), random)},
+      {"random", dominated(random_matrix(60, 60, 0.05, random), random)},
+      {"banded", dominated(banded_matrix(80, 2, 3, random), random)},
+      {"blocks", dominated(block_triangular_matrix({1, 5, 1, 1, 12, 2, 1, 7, 20, 1}, random), random)},
+      {"coupled", dominated(coupled(50, 30, random), random)},
+      {"column", column_matrix(12, 4, random)},
+      {"flowsheet", shuffled(flowsheet_matrix(9, 6, random), random)},
+      {"faulty entries",
+       with_faulty_entries(dominated(random_matrix(40, 40, 0.1, random), random), 9, 7, random)},
+  };
+}
+
 struct Factoring {
   Coordinates matrix;
   int job, transposed, lvalue = 0, lindex = 0;
