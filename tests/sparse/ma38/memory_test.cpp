@@ -6,34 +6,6 @@
 namespace reference {
 namespace {
 
-/// A shortage has its code, asks for more than there was, and leaves no factors.
-void expect_shortage(const Factoring& f) {
-  const int status = f.INFO(1);
-  ASSERT_TRUE(-5 <= status && status <= -3) << "status " << status;
-  if (status != -4) {
-    ASSERT_GT(f.INFO(19), f.lindex);
-  }
-  if (status != -3) {
-    ASSERT_GT(f.INFO(21), f.lvalue);
-  }
-  for (int k = 1; k <= 5; ++k) EXPECT_EQ(f.KEEP(k), 0);
-  EXPECT_LE(f.INFO(18), f.lindex);
-  EXPECT_LE(f.INFO(20), f.lvalue);
-}
-
-/// Factorises in these lengths, then in what is asked for, until it is enough. @return how often it was not
-int factor_as_asked(Factoring& f, int values, int indices) {
-  for (int tries = 0; tries < 1000; ++tries) {
-    if (f.factor(values, indices) >= 0) return tries;
-    expect_shortage(f);
-    if (testing::Test::HasFatalFailure()) return tries;
-    if (f.INFO(1) != -4) indices = f.INFO(19);
-    if (f.INFO(1) != -3) values = f.INFO(21);
-  }
-  ADD_FAILURE() << "no end of shortages";
-  return 1000;
-}
-
 TEST(Ma38Memory, LessThanTheLeastIsRefused) {
   for (const Coordinates& matrix :
        {Coordinates{9, 9, {1}, {1}, {3.0}}, Coordinates{2, 2, {1, 1, 2}, {1, 2, 2}, {1.0, 2.0, 3.0}}}) {
@@ -76,7 +48,7 @@ TEST(Ma38Memory, FactorsDoNotDependOnIt) {
         SCOPED_TRACE(testing::Message()
                      << settings.name << ", " << one.name << ", lengths " << lvalue << ", " << lindex);
         Factoring f(one.matrix, settings);
-        shortages += factor_as_asked(f, lvalue, lindex);
+        shortages += run_as_asked(f, lvalue, lindex, [&f](int v, int i) { return f.factor(v, i); });
         expect_factors(f);
         const StoredFactors found(f.keep, f.index, f.value);
         EXPECT_EQ(found.rperm, expected.rperm);

@@ -438,26 +438,15 @@ TEST(Ma38Refactor, LengthsAreAskedForUntilTheyDo) {
       const int least_values = first.shortest_value(), enough_values = first.INFO(23);
       const int least_indices = first.shortest_index() + int(pattern.size()), enough_indices = first.INFO(22);
       for (int step = 0; step <= 8; ++step) {
-        int values = least_values + (enough_values - least_values) * step / 8;
-        int indices = least_indices + (enough_indices - least_indices) * step / 8;
+        const int values = least_values + (enough_values - least_values) * step / 8;
+        const int indices = least_indices + (enough_indices - least_indices) * step / 8;
         SCOPED_TRACE(testing::Message()
                      << one.name << ", " << settings.name << ", lengths " << values << ", " << indices);
         Factoring f = first;
-        for (int tries = 0; f.refactor(pattern, values, indices) < 0; ++tries) {
-          const int status = f.INFO(1);
-          ASSERT_TRUE(-5 <= status && status <= -3) << "status " << status;
-          ASSERT_LT(tries, step < 8 ? 1000 : 0) << "short of what was said to do";
-          expect_failure(f, status);
-          if (status != -4) {
-            ASSERT_GT(f.INFO(19), indices);
-            indices = f.INFO(19);
-          }
-          if (status != -3) {
-            ASSERT_GT(f.INFO(21), values);
-            values = f.INFO(21);
-          }
-          ++shortages;
-        }
+        const int tries =
+            run_as_asked(f, values, indices, [&](int v, int i) { return f.refactor(pattern, v, i); });
+        EXPECT_TRUE(tries == 0 || step < 8) << "short of what was said to do";
+        shortages += tries;
         expect_factors(f);
         if (HasFailure()) return;
         collections += f.INFO(15);

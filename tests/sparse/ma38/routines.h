@@ -303,6 +303,32 @@ inline void expect_figures(const Factoring& f, const StoredFactors& factors, con
   for (const double flops : f.rinfo) EXPECT_GE(flops, 0.0);
 }
 
+/// A shortage has its code, asks for more than there was, and leaves no factors.
+inline void expect_shortage(const Factoring& f) {
+  const int status = f.INFO(MA38_INFO_STATUS);
+  ASSERT_TRUE(-5 <= status && status <= -3) << "status " << status;
+  ASSERT_TRUE(status == -4 || f.INFO(MA38_INFO_INDEX_NEEDED) > f.lindex);
+  ASSERT_TRUE(status == -3 || f.INFO(MA38_INFO_VALUE_NEEDED) > f.lvalue);
+  for (int k = 1; k <= 5; ++k) EXPECT_EQ(f.KEEP(k), 0);
+  EXPECT_LE(f.INFO(MA38_INFO_INDEX_USED), f.lindex);
+  EXPECT_LE(f.INFO(MA38_INFO_VALUE_USED), f.lvalue);
+}
+
+/// Calls run(values, indices) in these lengths, then in what is asked for, until it is enough. @return how
+/// often it was not
+template <class Run>
+int run_as_asked(const Factoring& f, int values, int indices, Run run) {
+  for (int tries = 0; tries < 1000; ++tries) {
+    if (run(values, indices) >= 0) return tries;
+    expect_shortage(f);
+    if (testing::Test::HasFatalFailure()) return tries;
+    if (f.INFO(MA38_INFO_STATUS) != -4) indices = f.INFO(MA38_INFO_INDEX_NEEDED);
+    if (f.INFO(MA38_INFO_STATUS) != -3) values = f.INFO(MA38_INFO_VALUE_NEEDED);
+  }
+  ADD_FAILURE() << "no end of shortages";
+  return 1000;
+}
+
 /// All that a successful factorisation must have left.
 inline void expect_factors(const Factoring& f) {
   ASSERT_GE(f.INFO(MA38_INFO_STATUS), 0);
