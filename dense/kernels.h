@@ -3,8 +3,8 @@
 // The LAPACK and BLAS kernels of the matrix classes, for one right-hand side, and helpers for their arrays.
 // Arrays are column-major. Arguments are checked here, in LAPACK's order and with LAPACK's parameter numbers,
 // because not every kernel of every distribution reports an illegal argument and returns. Here it is reported
-// by xerbla, the kernel is not called, and `info` is minus the parameter's number. Otherwise `info` is LAPACK's:
-// 0, or k > 0 if the pivot in column k is exactly 0.
+// by xerbla, the kernel is not called, and `info` is minus the parameter's number. Otherwise `info` is
+// LAPACK's: 0, or k > 0 if the pivot in column k is exactly 0.
 
 #include <algorithm>
 #include <cstddef>

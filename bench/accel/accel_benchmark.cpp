@@ -1,6 +1,7 @@
-// One Accelerate call beside one daxpy of the same length. The differences that the accelerators see do not
-// decay, so each call does the same work: all accept, or all refuse, or all are below the noise.
-// Counters: ours and peer in seconds for one call, their ratio, its limit, the share of accepted calls.
+// Compares one call of Accelerate with one daxpy of the same length. The differences that the accelerators
+// see do not decay, so each call does the same work: all steps are accepted, or all are refused, or all are
+// below the noise. Counters: ours and peer in seconds for one call, their ratio, its limit, the share of
+// accepted calls.
 
 #include <benchmark/benchmark.h>
 
@@ -28,7 +29,7 @@ enum class Steps { kAccepted, kRefused, kNoise };
 
 constexpr int kModes = 6;
 
-/// How much of each mode the step of a pass holds.
+/// Returns the amplitude of each mode in the step of a pass.
 std::vector<double> amplitudes(Steps steps, int eigenvalues, int pass, std::mt19937_64& random) {
   std::vector<double> result(kModes, 0.0);
   if (steps == Steps::kNoise) return result;
@@ -51,7 +52,7 @@ std::vector<double> amplitudes(Steps steps, int eigenvalues, int pass, std::mt19
   return result;
 }
 
-/// Several accelerations at once where one is too short to be timed.
+/// Accelerated iterations; several run in turn where a single call is too short to be timed.
 class Iterations {
  public:
   template <class Make>
@@ -75,7 +76,7 @@ class Iterations {
   double count() const { return static_cast<double>(x_.size()); }
   double accepted_share() const { return static_cast<double>(accepted_) / static_cast<double>(calls_); }
 
-  /// The pass of the host: its next vectors.
+  /// Does the pass of the host, which computes the next vectors.
   void prepare() {
     if (stepped_) return;
     const auto amplitude = amplitudes(steps_, eigenvalues_, pass_++, random_);

@@ -1,7 +1,7 @@
 #pragma once
 
-// Times a piece of work and a peer's in turn, and reports the ratio of the best times: on a machine with
-// other work the shortest time is the one that is least disturbed.
+// Times a piece of work and that of a peer in turn, and reports the ratio of the best times: on a machine
+// with other work the shortest time is the least disturbed one.
 
 #include <benchmark/benchmark.h>
 
@@ -11,6 +11,7 @@
 
 namespace bench {
 
+/// Returns the wall time of a piece of work.
 template <class Work>
 double seconds_of(Work&& work) {
   const auto start = std::chrono::steady_clock::now();
@@ -18,9 +19,10 @@ double seconds_of(Work&& work) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// Counters: `ours` and `peer` in seconds for one piece of work, and `ratio`, ours to `peer_share` peers.
-/// @param prepare runs untimed before each of the two
-/// @param pieces  of work in one call of `ours` and `peer`
+/// Times `ours` and `peer` in turn. Sets the counters `ours` and `peer`, the best times in seconds for one
+/// piece of work, and `ratio`, the time of `ours` over `peer_share` times that of `peer`.
+/// @param pieces  number of pieces of work in one call of `ours` and in one of `peer`
+/// @param prepare runs before each of the two and is not timed
 template <class Prepare, class Ours, class Peer>
 void compare(benchmark::State& state, double pieces, double peer_share, Prepare&& prepare, Ours&& ours,
              Peer&& peer) {

@@ -1,4 +1,4 @@
-// dgetrf_tol beside the unblocked LU of the LAPACK that is linked, on random matrices.
+// Compares dgetrf_tol with the unblocked LU of the linked LAPACK, dgetf2, on random matrices.
 
 #include <benchmark/benchmark.h>
 
@@ -23,7 +23,7 @@ void ours(const int* n, double* a, int* pivots, int* info) {
 }
 void lapack(const int* n, double* a, int* pivots, int* info) { dgetf2_(n, n, a, n, pivots, info); }
 
-/// As many different matrices as about fill a second-level cache.
+/// Different matrices of one order, as many as about fill a second-level cache.
 struct Batch {
   int n;
   std::size_t size, count;
@@ -50,7 +50,7 @@ struct Batch {
   }
 };
 
-/// Largest difference of the factors of both routines, whose pivots have to be the same.
+/// Returns the largest difference between the factors of both routines; their pivots must be the same.
 double disagreement(Batch& batch) {
   batch.refill();
   batch.factor(lapack);

@@ -1,4 +1,4 @@
-// SingularValueDecomposition beside LAPACK's dgesvd (thin U and V', work of the length it asks for), on
+// Compares SingularValueDecomposition with LAPACK's dgesvd (thin U and V', work of the length it asks for) on
 // random matrices.
 
 #include <benchmark/benchmark.h>
@@ -22,7 +22,7 @@ namespace {
 
 using Vector = std::vector<double>;
 
-/// One matrix, in rows for us and in columns for the peer.
+/// One matrix, by rows for the library and by columns for the peer.
 struct Problem {
   int m, n, info = 0;
   std::size_t rows, cols;
@@ -63,7 +63,7 @@ struct Problem {
   void ours() { info = svd.Decomposition(m, n, row.data()) ? 0 : 1; }
   void lapack() { call_lapack(static_cast<int>(work.size())); }
 
-  /// Largest difference of the singular values, relative to the largest.
+  /// Returns the largest difference of singular values, relative to the largest singular value.
   double disagreement() {
     refill();
     lapack();

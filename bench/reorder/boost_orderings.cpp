@@ -1,10 +1,12 @@
+// The orderings of Boost.Graph on a compressed sparse row graph.
+
 #include "bench/reorder/boost_orderings.h"
 
 #include <deque>
 #include <utility>
 #include <vector>
 
-// Their code is not free of the warnings that this tree asks for.
+// The headers of Boost cause a warning that this tree treats as an error.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <boost/graph/compressed_sparse_row_graph.hpp>
@@ -68,7 +70,7 @@ void BoostOrderings::reverse_cuthill_mckee() {
 
 void BoostOrderings::reverse_king() {
   State& s = *state_;
-  // What its form without a starting node does; that one does not compile for this graph.
+  // The overload without starting nodes does the same, but it does not compile for this graph type.
   const std::deque<State::Vertex> starts = {
       boost::find_starting_node(s.graph, State::Vertex{0}, s.map(s.colours), s.map(s.degrees))};
   boost::king_ordering(s.graph, starts, s.order.rbegin(), s.map(s.colours), s.map(s.degrees), s.index());

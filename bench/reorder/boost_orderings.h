@@ -1,5 +1,7 @@
 #pragma once
 
+// The peers of the reordering.
+
 #include <cstddef>
 #include <memory>
 
@@ -8,8 +10,9 @@
 
 namespace bench {
 
-/// Orderings of Boost.Graph on its most compact graph, each with the starting node that it chooses itself.
-/// Whatever they take from their caller is there before the first. For connected meshes.
+/// Orderings of Boost.Graph on its most compact graph type, each with the starting node that it chooses
+/// itself. The arrays that they need from the caller are allocated by the constructor, so that only the
+/// ordering is timed. The mesh must be connected.
 class BoostOrderings {
  public:
   explicit BoostOrderings(const Mesh& mesh);
@@ -19,7 +22,7 @@ class BoostOrderings {
   void reverse_king();
   void sloan();
 
-  /// What the last of them found.
+  /// Returns the result of the last ordering.
   Numbering numbering() const;
 
  private:

@@ -1,5 +1,7 @@
 #pragma once
 
+// The library's reordering of a mesh.
+
 #include <cstddef>
 #include <numeric>
 #include <vector>
@@ -10,7 +12,7 @@
 
 namespace bench {
 
-/// The library's reordering of a mesh, by one of its methods.
+/// Reorders a mesh by gpskca, for the bandwidth or for the profile.
 class GpskcaOrdering {
  public:
   GpskcaOrdering(const Mesh& mesh, bool by_profile)
@@ -20,8 +22,9 @@ class GpskcaOrdering {
         permutation_(degree_.size()),
         work_(6 * degree_.size() + 3) {}
 
-  /// Begins with the numbering that the mesh has.
+  /// Sets the numbering that comes in to that of the mesh.
   void prepare() { std::iota(permutation_.begin(), permutation_.end(), 1); }
+  /// Returns whether gpskca ended without an error.
   bool reorder() {
     const int length = static_cast<int>(work_.size());
     int error, space;
@@ -31,7 +34,7 @@ class GpskcaOrdering {
   }
 
   const Numbering& numbering() const { return permutation_; }
-  /// Whether what was reported is what one counts.
+  /// Returns whether the reported bandwidth and profile are those counted from the edges.
   bool is_right() const {
     const Measures counted = measures(mesh_, permutation_);
     return counted.bandwidth == bandwidth_ && counted.profile == profile_;

@@ -1,3 +1,5 @@
+// Bandwidth and profile of a numbering, counted plainly from the edges.
+
 #include "bench/reorder/measures.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #pragma once
 
+// Bandwidth and profile of a numbering, counted plainly from the edges.
+
 #include <cstdint>
 #include <vector>
 
@@ -7,7 +9,7 @@
 
 namespace bench {
 
-/// New number of each node, from 1.
+/// The new number of each node, from 1.
 using Numbering = std::vector<int>;
 
 struct Measures {
@@ -15,10 +17,11 @@ struct Measures {
   std::int64_t profile = 0;
 };
 
-/// Counted from the list of edges. A numbering that is none has the measures -1.
+/// Returns bandwidth and profile, counted from the list of edges; -1 for both if `number` is not a
+/// permutation.
 Measures measures(const Mesh& mesh, const Numbering& number);
 
-/// Last first.
+/// Returns the reverse numbering.
 Numbering reversed(Numbering number);
 
 }  // namespace bench

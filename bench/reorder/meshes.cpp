@@ -1,3 +1,5 @@
+// Meshes by their edges, which are then renumbered at random and turned into adjacency lists.
+
 #include "bench/reorder/meshes.h"
 
 #include <algorithm>
@@ -15,7 +17,7 @@ using Random = std::mt19937_64;
 
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
-/// New numbers from 1 for the nodes that have edges, in random order; 0 for the others.
+/// Returns new numbers for the nodes that have edges, from 1 in random order; 0 for the others.
 std::vector<int> random_numbers(const Edges& edges, int numbering) {
   int last = 0;
   for (const auto& [i, j] : edges) last = std::max({last, i, j});
@@ -32,7 +34,8 @@ std::vector<int> random_numbers(const Edges& edges, int numbering) {
   return number;
 }
 
-/// @param edges of nodes numbered from 0, with repetitions
+/// Makes a mesh with random numbers.
+/// @param edges between nodes numbered from 0; edges may occur more than once
 Mesh renumbered(Edges edges, int numbering) {
   const std::vector<int> number = random_numbers(edges, numbering);
   for (auto& [i, j] : edges) {
@@ -61,8 +64,8 @@ Mesh renumbered(Edges edges, int numbering) {
 
 enum class Cut { kRising, kRandom, kBoth };
 
-/// The cells of a grid of nodes, with their diagonals.
-/// @param node number of the node in column x and row y, negative where there is none
+/// Makes a mesh of the cells of a grid of nodes, with their diagonals.
+/// @param node returns the number of the node in column x and row y, negative where there is none
 template <class Node>
 Mesh cells(int wide, int high, Cut cut, int numbering, Node&& node) {
   Edges edges;
@@ -95,14 +98,15 @@ Mesh l_shape(int order, int numbering) {
                [=](int x, int y) { return x >= arm && y >= arm ? -1 : y * side + x; });
 }
 
-/// Four times as long around as it is thick.
+/// Makes a ring whose circumference is four times its thickness.
 Mesh ring(int order, int numbering) {
   const int thick = static_cast<int>(std::lround(std::sqrt(order / 4.0))), around = 4 * thick;
   return cells(around, thick - 1, Cut::kRandom, numbering,
                [=](int x, int y) { return y * around + x % around; });
 }
 
-/// @param reach how many coordinates of neighbours may differ, by 1 each
+/// Makes a cube of nodes.
+/// @param reach in how many coordinates two neighbours may differ, by 1 each
 Mesh cube(int order, int reach, int numbering) {
   const int side = static_cast<int>(std::lround(std::cbrt(order)));
   const auto inside = [side](int c) { return 0 <= c && c < side; };

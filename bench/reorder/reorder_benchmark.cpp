@@ -1,5 +1,6 @@
-// The reordering beside the routines of Boost.Graph with the same aim, on meshes: reverse Cuthill-McKee for
-// the bandwidth, Sloan for the profile. Each chooses its starting nodes. Counter: the best time, in seconds.
+// Compares the reordering with the orderings of Boost.Graph that have the same aim, on meshes: reverse
+// Cuthill-McKee for the bandwidth, Sloan for the profile. Each chooses its starting nodes. Counter: the best
+// time, in seconds.
 
 #include <benchmark/benchmark.h>
 
@@ -28,8 +29,8 @@ using bench::MeshFamily;
 
 using Meshes = std::vector<Mesh>;
 
-/// The same mesh, numbered in several ways if it is small: the processor would learn the branches of one by
-/// heart. Made when first asked for, and kept.
+/// Returns a mesh, in several random numberings if it is small, because branch prediction would learn a
+/// single one. The meshes are made at the first use and kept.
 const Meshes& meshes_of(const MeshFamily& family, int order) {
   static std::map<std::pair<const MeshFamily*, int>, Meshes> known;
   Meshes& meshes = known[{&family, order}];
@@ -38,7 +39,8 @@ const Meshes& meshes_of(const MeshFamily& family, int order) {
   return meshes;
 }
 
-/// @param prepare runs untimed before each piece of work, which does all meshes
+/// Times a piece of work, which goes through all numberings of the mesh.
+/// @param prepare runs before each piece of work and is not timed
 template <class Prepare, class Work>
 void measure(benchmark::State& state, const Meshes& meshes, Prepare&& prepare, Work&& work) {
   double best = std::numeric_limits<double>::infinity();
@@ -89,7 +91,8 @@ void add(const std::string& name, const MeshFamily& family, int order, Timed tim
       ->Unit(benchmark::kMillisecond);
 }
 
-/// Next to each other, so that the machine is in the same mood for both.
+/// Adds runs that are compared one right after the other, so that the load of the machine is about the same
+/// for both.
 void add_all() {
   for (const MeshFamily& family : bench::mesh_families()) {
     for (int order = 1000; order <= family.largest; order *= 10) {

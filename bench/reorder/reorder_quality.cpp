@@ -1,5 +1,5 @@
-// Bandwidth and profile that the reordering and those of Boost.Graph leave of meshes. A profile is that of
-// the better direction, since the reordering tries both.
+// Prints bandwidth and profile of meshes after the reordering and after the orderings of Boost.Graph. A
+// profile is the smaller one of the ordering and its reverse, because the reordering tries both.
 
 #include <algorithm>
 #include <cinttypes>
@@ -18,7 +18,7 @@ using bench::BoostOrderings;
 using bench::Measures;
 using bench::Mesh;
 
-/// The two methods of the library, then the peers.
+/// The results of the two methods of the library, then those of the peers.
 struct Results {
   Measures of[5];
 };

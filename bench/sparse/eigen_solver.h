@@ -1,8 +1,10 @@
 #pragma once
 
+// The direct solver of Eigen, SparseLU with COLAMD, as a peer.
+
 #include <algorithm>
 
-// Its own headers are not free of the warnings that this tree asks for.
+// Eigen's headers cause a warning that this tree treats as an error.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
 #pragma GCC diagnostic ignored "-Wshadow"

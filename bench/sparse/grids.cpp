@@ -1,3 +1,5 @@
+// Finite-difference operators of convection and diffusion.
+
 #include "bench/sparse/grids.h"
 
 #include <random>
@@ -5,7 +7,7 @@
 namespace bench {
 namespace {
 
-constexpr double kPeclet = 0.8;  // of a mesh, where the flow is fastest; below 1 nothing oscillates
+constexpr double kPeclet = 0.8;  // mesh Peclet number where the flow is fastest; below 1 no oscillations
 
 struct Node {
   int place[3];  // from 0; the third is 0 in a square
@@ -13,7 +15,7 @@ struct Node {
 
 Node node_of(int number, int side) { return {{number % side, number / side % side, number / side / side}}; }
 
-/// The component of the flow along an axis, 1 at most.
+/// Returns the component of the flow along an axis, at most 1 in magnitude.
 double flow(const Node& node, int axis, int side) {
   const auto from_middle = [&](int a) { return 2.0 * node.place[a] / (side - 1) - 1.0; };
   if (axis == 0) return from_middle(1);

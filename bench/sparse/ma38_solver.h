@@ -1,5 +1,7 @@
 #pragma once
 
+// The library's multifrontal solver, in the form that the benchmark times.
+
 #include <algorithm>
 #include <cstddef>
 #include <memory>

@@ -1,5 +1,7 @@
 #pragma once
 
+// The library's sparse direct solver, in the form that the benchmark times.
+
 #include <algorithm>
 #include <cstddef>
 #include <memory>

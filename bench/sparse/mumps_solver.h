@@ -1,12 +1,14 @@
 #pragma once
 
+// The sequential MUMPS as a peer.
+
 #include <dmumps_c.h>
 
 #include "bench/sparse/problem.h"
 
 namespace bench {
 
-/// The sequential one, with its defaults: ordering, scaling and the threshold of pivots are its choice.
+/// Drives sequential MUMPS with its defaults for ordering, scaling and pivot threshold.
 class MumpsSolver {
  public:
   static constexpr const char* kName = "MUMPS";
@@ -53,7 +55,8 @@ class MumpsSolver {
     return mumps_.infog[0] >= 0;
   }
 
-  /// Its estimate of the room may be too small; it is told in percent how much to add.
+  /// Factorises. If the estimated memory is too small, doubles ICNTL(14), the percentage that is added to it,
+  /// and tries again.
   bool factorise() {
     while (!call(kFactorise)) {
       const int status = mumps_.infog[0];

@@ -1,6 +1,6 @@
 #pragma once
 
-// A system in two steps of a Newton iteration, in each of the forms that solvers take.
+// A system at two steps of a Newton iteration, in each of the forms that the solvers take.
 
 #include <algorithm>
 #include <cstddef>
@@ -18,11 +18,11 @@ constexpr int kSteps = 2;
 
 struct Problem {
   int n = 0, entries = 0;
-  reference::Coordinates coordinates[kSteps];  // from 1, as the model writes them; places alike
-  std::vector<int> starts, rows;               // by columns, from 0; the rows of a column ascend
-  Vector values[kSteps];                       // of these
+  reference::Coordinates coordinates[kSteps];  // from 1, as the model writes them; all of one pattern
+  std::vector<int> starts, rows;               // compressed columns, from 0; rows ascend in a column
+  Vector values[kSteps];                       // values of the compressed columns
   Vector rhs;
-  bool heavy_diagonal;  // good pivots stand on it
+  bool heavy_diagonal;  // whether its elements are good pivots
 
   Problem(reference::Coordinates first, reference::Coordinates second, bool has_heavy_diagonal);
 };

@@ -1,8 +1,9 @@
-// The sparse direct solvers beside others on Jacobians of process models and on grids: analysis and
-// factorisation from scratch, factorisation of new values with the same pivots, solution. All of them reserve
-// their memory within the first, and get the matrix in their own form; memory that one has given back is kept
-// and warm for the next. Times are those of the processor: all run in one thread. Counters: the best time, in
-// seconds; and the part of a solver's operations that matrix-matrix kernels do, if it counts them.
+// Compares the sparse direct solvers with others on Jacobians of process models and on grids, in three tasks:
+// analyse and factorise from scratch, factorise new values with the same pivots, solve. Each solver allocates
+// its memory within the first task and gets the matrix in its own form. The process keeps freed memory, so
+// that no solver pays for page faults of its own. Times are processor times; everything runs in one thread.
+// Counters: the best time, in seconds, and the share of a solver's operations that matrix-matrix kernels do,
+// if it counts them.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -36,9 +37,9 @@ using bench::Vector;
 
 struct Case {
   const char* family;  // wide: a column with many components
-  int order;           // about
+  int order;           // approximate order
   reference::Coordinates (*matrix)(int, int, int);
-  int width, pieces;  // components, or dimensions of a grid; stages, units, or nodes a side
+  int width, pieces;  // components, or dimensions of a grid; stages, units, or nodes per side
 
   std::string name() const { return std::string(family) + '/' + std::to_string(order); }
 };
@@ -55,14 +56,14 @@ constexpr Case kProcessCases[] = {
     {"flowsheet", 100000, bench::flowsheet_jacobian, 10, 6000},
 };
 
-/// Squares and cubes, of nearly symmetric matrices.
+/// Grids on squares and cubes, whose matrices are nearly symmetric.
 constexpr Case kGridCases[] = {
     {"square", 10000, bench::grid_matrix, 2, 100},  {"square", 30000, bench::grid_matrix, 2, 173},
     {"square", 100000, bench::grid_matrix, 2, 316}, {"cube", 10000, bench::grid_matrix, 3, 22},
     {"cube", 30000, bench::grid_matrix, 3, 31},     {"cube", 100000, bench::grid_matrix, 3, 46},
 };
 
-/// Made when first asked for, and kept.
+/// Returns the problem of a case, which is made at the first use and kept.
 const Problem& problem_of(const Case& c) {
   static std::map<const Case*, std::unique_ptr<Problem>> problems;
   std::unique_ptr<Problem>& problem = problems[&c];
@@ -79,8 +80,8 @@ bool solves(Solver& solver, const Problem& problem, int step) {
          reference::scaled_residual(problem.coordinates[step], x, problem.rhs) < 1e-10;
 }
 
-/// A solver that has factorised the first values of a case, and whether its solutions are right: with these
-/// factors, and after each change of values. The last case's is kept.
+/// A solver that has factorised the first values of a case. It knows whether its solutions are right, with
+/// these factors and after each change of values. The solver of the last case is kept.
 template <class Solver>
 class Prepared {
  public:
@@ -96,7 +97,8 @@ class Prepared {
   const Problem& problem() const { return problem_; }
   Solver& solver() { return solver_; }
   bool factorises() const { return factorises_; }
-  /// Asked first, it leaves factors of other values, or none.
+  /// Returns whether factorisations of new values give right solutions. The first call does them, and may
+  /// leave factors of other values than the first ones, or none.
   bool refactorises() {
     if (!refactorises_)
       refactorises_ = factorises_ && solver_.refactorise(1) && solves(solver_, problem_, 1) &&
@@ -132,7 +134,8 @@ double processor_seconds() {
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
-/// @param prepare runs untimed before each piece of work
+/// Times a piece of work.
+/// @param prepare runs before each piece of work and is not timed
 template <class Prepare, class Work>
 void measure(benchmark::State& state, const Problem& problem, Prepare&& prepare, Work&& work) {
   double best = std::numeric_limits<double>::infinity();
@@ -187,7 +190,8 @@ void add(const std::string& what, const Case& c, void (*timed)(benchmark::State&
       ->Unit(benchmark::kMillisecond);
 }
 
-/// Next to each other, so that the machine is in the same mood for all. Solutions come before new values.
+/// Adds the runs of all solvers on a case one after the other, so that the load of the machine is about the
+/// same for all. Solutions come before new values, because these replace the factors.
 template <class... Solvers, std::size_t kCount>
 void add_all(const Case (&cases)[kCount]) {
   for (const Case& c : cases) {

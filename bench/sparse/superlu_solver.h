@@ -1,5 +1,7 @@
 #pragma once
 
+// SuperLU with COLAMD as a peer.
+
 #include <slu_ddefs.h>
 
 #include <algorithm>
@@ -10,7 +12,7 @@
 
 namespace bench {
 
-/// The steps of its simple driver, held apart.
+/// Runs the steps of SuperLU's simple driver one by one, so that each can be timed.
 class SuperLuSolver {
  public:
   static constexpr const char* kName = "SuperLU";

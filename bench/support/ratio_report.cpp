@@ -1,3 +1,5 @@
+// Collects the best time of each solver, and prints ratios and powers of growth.
+
 #include "bench/support/ratio_report.h"
 
 #include <algorithm>
@@ -11,7 +13,7 @@
 namespace bench {
 namespace {
 
-/// Slope of the least-squares line through points.
+/// Returns the slope of the least-squares line through points.
 double slope(const std::vector<std::pair<double, double>>& points) {
   double n = 0.0, x = 0.0, y = 0.0, xx = 0.0, xy = 0.0;
   for (const auto& [px, py] : points) n += 1.0, x += px, y += py, xx += px * px, xy += px * py;

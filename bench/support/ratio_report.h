@@ -1,6 +1,6 @@
 #pragma once
 
-// Ratios of the best times, from runs named what/family/order/solver.
+// A report of ratios of best times, for runs that are named what/family/order/solver.
 
 #include <benchmark/benchmark.h>
 
@@ -11,8 +11,8 @@
 
 namespace bench {
 
-/// The console's report, with tables behind it that set each of `ours` against the fastest other solver, and
-/// against the one named `reference` if there is one.
+/// Prints the console's report, then tables of ratios: each of `ours` over the fastest other solver, and over
+/// the one named `reference` if there is one.
 class RatioReport : public benchmark::ConsoleReporter {
  public:
   explicit RatioReport(std::vector<std::string> ours, std::string reference = {})
@@ -31,7 +31,7 @@ class RatioReport : public benchmark::ConsoleReporter {
 
   bool is_ours(const std::string& solver) const;
   void print_ratios(const std::string& solver) const;
-  /// p of time = c order^p by least squares over all orders of a family.
+  /// Prints the p of time = c order^p, fitted by least squares over all orders of a family.
   void print_growth() const;
 
   const std::vector<std::string> ours_;

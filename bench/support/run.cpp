@@ -1,3 +1,5 @@
+// Finds out the conditions of a measurement from the processor's description, the loader and the BLAS.
+
 #include "bench/support/run.h"
 
 #include <dlfcn.h>

@@ -1,4 +1,4 @@
-// The filling of a row of a million entries beside a copy of the row.
+// Compares filling the gaps in a row of a million entries with copying the row.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>

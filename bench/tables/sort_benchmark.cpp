@@ -1,5 +1,5 @@
-// XYTable::Sort beside std::stable_sort of pairs, on 100000 points. Memory is warm for both, and only the
-// sorting is timed.
+// Compares XYTable::Sort with std::stable_sort of pairs, on 100000 points. The memory of both is in use
+// before, and only the sorting is timed.
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +21,7 @@ constexpr int kPoints = 100000;
 
 using Pairs = std::vector<std::pair<double, double>>;
 
-/// A table whose points can be set at once.
+/// A table whose points can all be set by one call.
 struct Table : XYTable {
   void Set(const Pairs& points) {
     ClearData();
@@ -35,7 +35,7 @@ struct Table : XYTable {
   }
   bool Holds(const Pairs& points) const {
     for (std::size_t i = 0; i < points.size(); ++i) {
-      // The y are numbered, so that they tell a NaN from another.
+      // y is the number of the point, so that two points with NaN can be told apart.
       if (!(xValues[i] == points[i].first || std::isnan(xValues[i])) || yValues[i] != points[i].second) {
         return false;
       }
@@ -53,7 +53,7 @@ double ascending(int i) { return i; }
 double descending(int i) { return -i; }
 double some_nan(int i) { return i % 1000 == 500 ? std::numeric_limits<double>::quiet_NaN() : random_x(i); }
 
-/// Each stretch between NaNs by itself.
+/// Sorts each stretch between NaNs separately, as XYTable does.
 void stable_sort(Pairs& points) {
   const auto is_nan = [](const auto& point) { return std::isnan(point.first); };
   const auto by_x = [](const auto& a, const auto& b) { return a.first < b.first; };
