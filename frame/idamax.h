@@ -1,5 +1,7 @@
 #pragma once
 
+// The search for a pivot in a column.
+
 #include <cmath>
 #include <cstddef>
 
