@@ -1,3 +1,5 @@
+// The defaults of the controls: those of the routines, and those of the kernels, which have shorter arrays.
+
 #include "frame/module.h"
 #include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"

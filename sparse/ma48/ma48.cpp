@@ -1,3 +1,14 @@
+// The class that drives the sparse direct solver. A solve with new values goes through these steps, and begins
+// with the first one that an earlier solve has not done:
+//
+//   1. load     the host writes rows, columns and values, as often as the arrays have to grow
+//   2. analyse  ma48ad_, once for a pattern; its order of the pivots is kept
+//   3. factorise  ma48bd_, with the order of the pivots that is there
+//   4. solve    ma48cd_, for one right-hand side after the other
+//
+// Arrays that were too short are allocated anew with the length that the routine asked for, and step 1 fills
+// them again. Failures are traced by the host's texts.
+
 #include "sparse/ma48/ma48.h"
 
 #include <algorithm>

@@ -20,7 +20,7 @@ struct KeptFactors {
 /// Locates the factors for a solve. Reads nothing but KEEP and the scalars.
 KeptFactors locate_factors(int n, int lvalue, int lindex, OneBased<const int> index, const int* keep);
 /// Locates what a refactorisation reads: the words KEEP(4) to KEEP(5), of which at least one belongs to the
-/// LU elements. Does not read the rest of KEEP, and leaves the positions of other parts 0.
+/// LU elements. Does not read the rest of KEEP, and leaves the positions of all else 0.
 KeptFactors locate_pattern(int n, int lindex, OneBased<const int> index, const int* keep);
 /// Returns whether pointers, counts, list members and children of the LU elements stay inside, in time
 /// proportional to their length. `reals` is the length of the LU part of VALUE; if it is below 0, positions
