@@ -1,6 +1,6 @@
 // Block substitution with a block upper triangular matrix: back from the last block to the first for A x = b,
-// forward from the first to the last for the transposed system. The diagonal entries of a triangular block are
-// divided by here; column_solve.cpp solves with the factors of every other block.
+// forward from the first to the last for the transposed system. The diagonal entries of a triangular block
+// are divided by here; column_solve.cpp solves with the factors of every other block.
 
 #include <cstddef>
 

@@ -1,5 +1,6 @@
-// Checks of KEEP, IRN and JCN before any index in them is followed. Each pass is linear in its array; those over
-// the entries have no branch in their loop, because a refactorisation is hardly more than a few such passes.
+// Checks of KEEP, IRN and JCN before any index in them is followed. Each pass is linear in its array; those
+// over the entries have no branch in their loop, because a refactorisation is hardly more than a few such
+// passes.
 
 #include "sparse/ma48/keep_check.h"
 

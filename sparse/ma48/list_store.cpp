@@ -1,4 +1,5 @@
-// Lists of numbers in one array: growth, compression, and the checks of the invariants that list_store.h numbers.
+// Lists of numbers in one array: growth, compression, and the checks of the invariants that list_store.h
+// numbers.
 
 #include "sparse/ma48/list_store.h"
 

@@ -1,5 +1,5 @@
-// The class that drives the sparse direct solver. A solve with new values goes through these steps, and begins
-// with the first one that an earlier solve has not done:
+// The class that drives the sparse direct solver. A solve with new values goes through these steps, and
+// begins with the first one that an earlier solve has not done:
 //
 //   1. load     the host writes rows, columns and values, as often as the arrays have to grow
 //   2. analyse  ma48ad_, once for a pattern; its order of the pivots is kept
