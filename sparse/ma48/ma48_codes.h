@@ -120,8 +120,8 @@ enum MA48_Status {
   /// ma48cd_: the refinement did not converge within ICNTL(9) iterations. X is the last iterate and ERROR(1),
   /// ERROR(2) its errors; with ICNTL(9) below 1, X and ERROR are zero. The factors stand.
   MA48_STATUS_NOT_CONVERGED = -8,
-  /// ma48cd_: the estimator of the forward error did not end. X, ERROR(1) and ERROR(2) are good, ERROR(3) is
-  /// too small by what is missing. The factors stand.
+  /// ma48cd_: the estimator of the forward error did not end, or the estimate is not finite. X, ERROR(1) and
+  /// ERROR(2) are good, ERROR(3) is finite but too small by what is missing. The factors stand.
   MA48_STATUS_NO_FORWARD_ERROR = -9
 };
 

@@ -105,7 +105,8 @@ CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* 
 /// @param iw    [m] work
 /// @param info  [12] out; only info(1) is set: 0; -1 m or n below 1; -6 job unknown; -7 keep or irn are not
 ///              what the factorisation left, tested as in ma48bd_; x is then unchanged; -8 icntl(9)
-///              iterations did not converge, x is the last iterate; -9 no estimate of the forward error
+///              iterations did not converge, x is the last iterate; -9 no estimate of the forward error, as
+///              the estimator did not end or the estimate is not finite; x and the backward errors are good
 CORVIDNUM_API int ma48cd_(const int* m, const int* n, const int* trans, const int* job, const int* la,
                           const double* a, const int* irn, const int* keep, const double* cntl,
                           const int* icntl, double* rhs, double* x, double* error, double* w, int* iw,

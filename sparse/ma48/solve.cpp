@@ -301,7 +301,10 @@ int SolveRun::estimate_forward_error() {
     double condition = 0.0;
     if (!estimate_condition(w_.weights(k + 1), condition)) return MA48_STATUS_NO_FORWARD_ERROR;
     if (xmax_ > 0.0) condition /= xmax_;
-    error_(MA48_ERROR_FORWARD) += condition * oms[k];
+    // A condition number that overflows is infinite, and times a null omega it is a NaN.
+    const double sum = error_(MA48_ERROR_FORWARD) + condition * oms[k];
+    if (!std::isfinite(sum)) return MA48_STATUS_NO_FORWARD_ERROR;
+    error_(MA48_ERROR_FORWARD) = sum;
   }
   return MA48_STATUS_OK;
 }

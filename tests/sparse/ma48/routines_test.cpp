@@ -606,6 +606,19 @@ TEST(Ma48Routines, ForwardErrorIsBounded) {
   }
 }
 
+TEST(Ma48Routines, ForwardErrorThatIsNotFiniteIsNoEstimate) {
+  Solver solver({2, 2, {1, 2, 1, 2}, {1, 1, 2, 2}, {2e307, 1e308, 1.7e308, 2e307}});
+  ASSERT_EQ(solver.analyse(), 0);
+  ASSERT_EQ(solver.factor(), MA48_STATUS_OK);
+  for (const int transposed : {0, 1}) {
+    const Vector b{9.5e306, 6e306}, x = solver.solve(b, transposed, MA48_SOLVE_FORWARD_ERROR);
+    EXPECT_EQ(solver.INFO(MA48_INFO_STATUS), MA48_STATUS_NO_FORWARD_ERROR);
+    EXPECT_TRUE(std::isfinite(solver.ERROR(MA48_ERROR_FORWARD)));
+    EXPECT_LT(solver.ERROR(MA48_ERROR_OMEGA1) + solver.ERROR(MA48_ERROR_OMEGA2), 1e-15);
+    EXPECT_EQ(x, solver.solve(b, transposed, MA48_SOLVE_BACKWARD_ERRORS));
+  }
+}
+
 TEST(Ma48Routines, NotANumberEndsAndShows) {
   Random random(27);
   Solver solver(column_matrix(5, 2, random));
