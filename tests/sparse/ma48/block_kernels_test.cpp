@@ -217,6 +217,7 @@ TEST(BlockKernels, ColumnsWithoutFiniteFactorsAreNull) {
   } cases[] = {
       {{least, 0}, {0, 1}, {2, 2, 2}},      {{0x1p-1024, 0}, {0, 1}, {1, 1, 1}},  // its reciprocal overflows
       {{inf, 1}, {1, 1}, {1, 1, 1}},        {{nan, 1}, {1, 1}, {1, 1, 1}},
+      {{1, nan}, {1, 1}, {1, 1, 1}},         // the largest element is finite
       {{1, 1}, {1e308, -1e308}, {1, 1, 1}},  // an update overflows
       {{1e-200, 0}, {1e200, 1}, {2, 1, 1}},  // a multiplier does, only where the column is sparse
   };
@@ -240,10 +241,24 @@ TEST(BlockKernels, ColumnsWithoutFiniteFactorsAreNull) {
         ASSERT_EQ(same.factor(1), 0);
         same.aa = block.aa;
         const int status = same.factor(2);
-        EXPECT_EQ(status<0, np> 0 && c.rank[np] < 2 && !(np == 1 && &c - cases == 4)) << status;
+        EXPECT_EQ(status<0, np> 0 && c.rank[np] < 2 && !(np == 1 && &c - cases == 5)) << status;
         EXPECT_TRUE(status < 0 || same.info[4] == c.rank[np]);
       }
     }
+  }
+}
+
+/// Of the rows within the threshold of the largest element 1, the first is the pivot.
+TEST(BlockKernels, ThresholdLetsTheFirstRowPassWithin0And1) {
+  const struct {
+    double threshold, value;
+    int pivotRow;
+  } cases[] = {{0.1, 0.2, 1}, {0.1, 0.05, 2}, {0.5, 0.5, 1}, {-1, 1e-9, 1}, {2, 0.9, 2}, {2, 1.0, 1}};
+  for (const auto& c : cases) {
+    Block block({2, 2, {1, 2, 1, 2}, {1, 1, 2, 2}, {c.value, 1.0, 3.0, 4.0}}, 2);
+    block.cntl[1] = c.threshold;
+    EXPECT_EQ(block.factor(1), 0);
+    EXPECT_EQ(block.irnf[block.iptru[0]], c.pivotRow) << c.threshold << ", " << c.value;
   }
 }
 

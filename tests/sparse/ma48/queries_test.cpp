@@ -91,6 +91,8 @@ TEST(Ma48Queries, RefuseWhatHoldsNoAnalysisOrNoFactors) {
       {"no room for factors", [](Solver& s) { s.resize(2 * s.matrix.entries()), s.factor(); }, 1, kNone},
       {"shorter arrays", [](Solver& s) { s.la = s.matrix.entries() + 3; }, 1, kNone},
       {"block count", [](Solver& s) { s.view().block_count() = INT_MAX; }, kNone, kNone},
+      {"entries off the only block", [](Solver& s) { ++s.view().off_diagonal_start(s.matrix.n + 1); }, kNone,
+       kNone},
       {"order", [](Solver& s) { s.view().block_order(1) = 0; }, kNone, kNone},
       {"structurally singular",
        [](Solver& s) {

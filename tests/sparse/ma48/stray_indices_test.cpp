@@ -30,6 +30,13 @@ Solver kept_columns(Random& random) {
   EXPECT_GT(solver.view().left_to_last(1, 1), 0);
   return solver;
 }
+/// One full block of rank 1, whose last two columns have no pivot.
+Solver refused_columns(Random&) {
+  Solver solver({3, 3, {1, 2, 3, 1, 2, 3, 1, 2, 3}, {1, 1, 1, 2, 2, 2, 3, 3, 3}, Vector(9, 1.0)});
+  EXPECT_EQ(solver.analyse(), 0);
+  EXPECT_EQ(solver.factor(), MA48_WARNING_RANK_DEFICIENT);
+  return solver;
+}
 int kept(Solver& s) { return s.view().off_diagonal_start(s.matrix.n + 1) - 1; }
 /// The row of the pivot of column j of the first block.
 int& pivot_row(Solver& s, int j) { return s.irn[kept(s) + s.view().upper_end(j)]; }
@@ -79,6 +86,10 @@ TEST(Ma48StrayIndices, HaveTheirStatus) {
       {"column in an U part", several_blocks,
        [](Solver& s) { s.irn[kept(s) + s.view().upper_end(with_upper_part(s)) - 1] = INT_MAX; }, kOldFactors,
        true},
+      {"place of a refused column", refused_columns,
+       [](Solver& s) { s.irn[kept(s) + s.view().lower_end(3) + 3 + 1] = -4; }, kOldFactors, true},
+      {"place INT_MIN of a refused column", refused_columns,
+       [](Solver& s) { s.irn[kept(s) + s.view().lower_end(3) + 3 + 2] = INT_MIN; }, kOldFactors, true},
       {"pivot that is none", several_blocks,
        [](Solver& s) {  // the last place of the factors is then that of a row which is not there
          const int n = s.view().block_order(1), j = with_upper_part(s);
