@@ -418,6 +418,21 @@ TEST(PivotSelection, ReportsFaults) {
   }
 }
 
+/// The cheapest entry, which also comes first, is too small beside the others; any threshold lets it pass.
+TEST(PivotSelection, TakesNoPivotWithoutReciprocal) {
+  const struct {
+    int icntl4, icntl7;
+  } searches[] = {{3, 0}, {0, 0}, {1, 2}};  // by columns, by rows too, columns in the given sequence
+  for (const double small : {0.0, 0x1p-1024, std::nextafter(0x1p-1024, 1)}) {
+    for (const auto& search : searches) {
+      Problem p{3, 3, {{{1, small}, {2, 1.0}, {3, 3.0}}, {{2, 1.0}, {3, 1.0}}, {{2, 1.0}, {3, 2.0}}}};
+      p.cntl = {1.0, 0.0, 0.0, 0.0}, p.icntl[3] = search.icntl4, p.icntl[6] = search.icntl7;
+      p.priority = p.sequence = {1, 2, 3};
+      EXPECT_EQ(small > 0x1p-1024, select(p, 40).ip[0] == 1) << small << ", " << &search - searches;
+    }
+  }
+}
+
 TEST(PivotSelection, EndsWhateverTheNumbersAre) {
   const double nan = std::nan(""), huge = std::numeric_limits<double>::infinity();
   std::mt19937 random(7);

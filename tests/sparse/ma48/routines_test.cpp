@@ -153,6 +153,14 @@ TEST(Ma48Analysis, SumsTheWarningsOfItsBlocks) {
   }
 }
 
+TEST(Ma48Analysis, CountsNoDiagonalWithoutReciprocal) {
+  for (const double diagonal : {0x1p-1024, std::nextafter(0x1p-1024, 1.0)}) {
+    Solver solver({3, 3, {1, 1, 2, 2, 3}, {1, 2, 2, 3, 3}, {1.0, 1.0, diagonal, 1.0, 1.0}});
+    solver.analyse();
+    EXPECT_EQ(solver.INFO(MA48_INFO_RANK), diagonal > 0x1p-1024 ? 3 : 2);
+  }
+}
+
 TEST(Ma48Analysis, AsksForAsMuchAsAnArrayMayHave) {
   const int order = 5, most = INT_MAX, job = 1;
   Ints info(MA48_INFO_LENGTH), icntl(MA48_ICNTL_LENGTH);
