@@ -240,7 +240,9 @@ bool Factorisation::is_triangular(const Block& block) {
 }
 
 /// Returns the JOB for a block: JOB 3 needs the order of its previous factors, so it becomes JOB 1 if they
-/// have to move or the new factors of the blocks before have overwritten them.
+/// have to move or the new factors of the blocks before have overwritten them. Those can write behind their
+/// own end (old_begin_) only if this call drops entries: U lists are written whole before small ones are left
+/// out.
 int Factorisation::job_for(const Block& block) const {
   if (job_ != MA48_FACTOR_SAME_ORDER || keep_.block_kind(block.number) < 0) return job_;
   const Wide start = old_start(block.number);
