@@ -127,7 +127,9 @@ enum MA38_Status {
   /// ma38ad_, ma38bd_: both are too short.
   MA38_STATUS_BOTH_TOO_SHORT = -5,
   /// ma38bd_: with these values a pivot is zero, or a pivot, its reciprocal or a factor is not finite; call
-  /// ma38ad_, which chooses new pivots.
+  /// ma38ad_, which chooses new pivots. A block of order 1 whose element is no usable pivot becomes 1
+  /// instead,
+  /// with the warning MA38_WARNING_SINGULAR.
   MA38_STATUS_PIVOT_ORDER_FAILED = -6,
   /// ma38bd_, ma38cd_: KEEP, INDEX or VALUE are not what a factorisation of order N left. ma38cd_ leaves X
   /// unchanged.

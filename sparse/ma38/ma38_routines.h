@@ -40,8 +40,8 @@ CORVIDNUM_API int ma38id_(int* keep, double* cntl, int* icntl);
 /// @param ne     number of entries given
 /// @param job    1: a copy of the matrix is kept with the factors, as refinement needs; else not
 /// @param transa not 0: the transpose is factorised
-/// @param lvalue length of `value`, at least 2 ne; info(21) tells what was needed
-/// @param lindex length of `index`, at least max(2 ne, n + 1) + 2 n + ne + 1; info(19) tells what was needed
+/// @param lvalue length of `value`, at least 2 ne; see info(21)
+/// @param lindex length of `index`, at least max(2 ne, n + 1) + 2 n + ne + 1; see info(19) and (21)
 /// @param value  [lvalue] in: (1) to (ne) the entries; out: the factors, value(keep(1)) to value(keep(2))
 /// @param index  [lindex] in: (1) to (ne) the rows, (ne+1) to (2 ne) the columns of the entries. An entry
 ///               whose row or column is not in 1..n is dropped; entries in the same place are summed.
@@ -95,7 +95,8 @@ CORVIDNUM_API int ma38ad_(const int* n, const int* ne, const int* job, const int
 ///               words between them before the call
 /// @param info   [40] out, as for ma38ad_, but
 ///   (1) also -2: 2 ne above keep(4); -6: a pivot is zero, or a pivot, its reciprocal or a factor is infinite
-///       or NaN; -7: keep and index do not hold a factorisation of order n
+///       or NaN, except in a block of order 1: such a block becomes 1 as in ma38ad_, with the warning 4;
+///       -7: keep and index do not hold a factorisation of order n
 ///   (4) entries dropped because the pattern has no place for them; (1) then has the warning 1
 CORVIDNUM_API int ma38bd_(const int* n, const int* ne, const int* job, const int* transa, const int* lvalue,
                           const int* lindex, double* value, int* index, int* keep, const double* cntl,
