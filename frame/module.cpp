@@ -7,7 +7,9 @@
 //
 // Always true:
 //  1. theModule is set if and only if its attach count is above 0, but for a record refused by the allocator;
-//  2. the record and its hook are only used under record_mutex;
+//  2. the record is published, called, counted down and freed under record_mutex. What the host or the loader
+//     calls one after another, while the library is loaded, uses it without: ModuleInstance, ModulePath,
+//     SetModuleHook, and the test and the count of a further attach;
 //  3. no function of the loader and no function of the host but the hook and Corvid_delete is called under
 //     record_mutex: the thread that holds the loader's lock may be waiting for ours.
 
@@ -65,7 +67,7 @@ void ShowModuleSplash() { ShowSplashScreen(1, 0); }
 
 namespace {
 
-// Guards the record and its hook, because a thread may attach or end while the process ends. Nothing is
+// Guards the record against its end while a thread attaches or ends and calls the hook. Nothing is
 // called under it but the hook and, when the last detach frees the record, Corvid_delete. The loader in
 // particular is not called: it holds its own lock while it initialises a plug-in, and the plug-in may enter
 // this library, so the two locks would be taken in both orders. The mutex is recursive because a hook may
