@@ -217,7 +217,6 @@ TEST(BlockKernels, ColumnsWithoutFiniteFactorsAreNull) {
   } cases[] = {
       {{least, 0}, {0, 1}, {2, 2, 2}},      {{0x1p-1024, 0}, {0, 1}, {1, 1, 1}},  // its reciprocal overflows
       {{inf, 1}, {1, 1}, {1, 1, 1}},        {{nan, 1}, {1, 1}, {1, 1, 1}},
-
       {{1, 1}, {1e308, -1e308}, {1, 1, 1}},  // an update overflows
       {{1e-200, 0}, {1e200, 1}, {2, 1, 1}},  // a multiplier does, only where the column is sparse
   };
