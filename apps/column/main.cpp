@@ -293,10 +293,13 @@ void check(const CLI::App& app, const Options& options) {
   check_acceleration_options(app, options);
 }
 
+/// Returns the name of the case; it is empty with the subcommand fit.
+const std::string& file(const Options& options) { return options.case_path; }
+
 int run(const CLI::App& app, const Options& options) {
   const column::MemoryWatch memory;
   const int code = app.got_subcommand(kFit) ? fit_tables(options) : solve_case(options);
-  return code == kSolved && memory.refused() ? complain(kBadInput, apps::kMemoryRefused) : code;
+  return code == kSolved && memory.refused() ? complain(kBadInput, options.case_path, apps::kMemoryRefused) : code;
 }
 
 }  // namespace
@@ -307,6 +310,6 @@ int main(int argc, char** argv) {
       "Newton's method on the whole column at once if asked to.",
       "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"
       "methods do not agree as closely as they should.",
-      declare, check, run};
+      declare, check, run, file};
   return apps::run_program(program, argc, argv);
 }

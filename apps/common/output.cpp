@@ -45,8 +45,11 @@ bool synchronise(const fs::path& path) {
 
 }  // namespace
 
-int complain(int code, std::string_view message) noexcept {
-  for (const char ch : message) std::fputc(is_control(ch) ? ' ' : ch, stderr);
+int complain(int code, std::string_view message) noexcept { return complain(code, {}, message); }
+
+int complain(int code, std::string_view file, std::string_view message) noexcept {
+  for (const std::string_view text : {file, std::string_view(file.empty() ? "" : ": "), message})
+    for (const char ch : text) std::fputc(is_control(ch) ? ' ' : ch, stderr);
   std::fputc('\n', stderr);
   return code;
 }

@@ -29,6 +29,8 @@ class Page {
 /// file may hold, come out as blanks. Throws nothing, so that a handler of exceptions may call it.
 /// @return `code`, for main() to return
 int complain(int code, std::string_view message) noexcept;
+/// The same with the name of a file in front, unless it is empty. Needs no memory to put the two together.
+int complain(int code, std::string_view file, std::string_view message) noexcept;
 
 inline constexpr const char* kMemoryRefused = "the memory does not suffice";
 inline constexpr const char* kNotPrinted = "standard output cannot be written";

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "apps/common/output.h"
 
@@ -26,6 +27,7 @@ struct Program {
   void (*check)(const CLI::App& app,
                 const Options& options);                    // throws CLI::ParseError: the parser cannot tell
   int (*run)(const CLI::App& app, const Options& options);  // returns an exit code; may throw both kinds
+  const std::string& (*file)(const Options& options);       // that the program works on, or empty
 };
 
 /// Runs a program.
@@ -45,6 +47,8 @@ int run_program(const Program<Options>& program, int argc, char** argv) {
       return program.run(app, options);
     } catch (const CLI::ParseError& error) {
       return app.exit(error) == 0 ? kSolved : kBadUsage;
+    } catch (const std::bad_alloc&) {
+      return complain(kBadInput, program.file(options), kMemoryRefused);
     }
   } catch (const std::bad_alloc&) {
     return complain(kBadInput, kMemoryRefused);

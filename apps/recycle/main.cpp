@@ -116,6 +116,8 @@ int run(const CLI::App&, const Options& options) {
   }
 }
 
+const std::string& file(const Options& options) { return options.case_path; }
+
 void declare(CLI::App& app, Options& options) {
   using recycle::Method;
   const std::map<std::string, Method> methods{
@@ -163,6 +165,6 @@ void check(const CLI::App&, const Options& options) {
 
 int main(int argc, char** argv) {
   const apps::Program<Options> program{
-      "Converges a flowsheet with recycles by direct or accelerated substitution.", "", declare, check, run};
+      "Converges a flowsheet with recycles by direct or accelerated substitution.", "", declare, check, run, file};
   return apps::run_program(program, argc, argv);
 }

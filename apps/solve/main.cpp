@@ -49,6 +49,8 @@ int run(const CLI::App&, const Options& options) {
   }
 }
 
+const std::string& file(const Options& options) { return options.task.matrix_path; }
+
 void declare_pattern(CLI::App& app, solve::PatternOptions& pattern) {
   using apps::Goal;
   const std::map<std::string, Goal> goals{{"profile", Goal::kProfile}, {"bandwidth", Goal::kBandwidth}};
@@ -132,6 +134,6 @@ int main(int argc, char** argv) {
       "comes with a solution; with --reorder, bandwidth and profile are told whatever becomes of it. "
       "Solutions\n"
       "with backward errors above 1e-12 are refined unasked; forward errors above 0.01 are told unasked.",
-      declare, check_options, run};
+      declare, check_options, run, file};
   return apps::run_program(program, argc, argv);
 }

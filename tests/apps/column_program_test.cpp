@@ -97,6 +97,8 @@ TEST_F(Program, ReplacesNothingThatItReads) {
   EXPECT_EQ(contents(table), contents(COLUMN_DATA "/benzene.csv"));
 }
 
+TEST_F(Program, TellsRefusedMemory) { expect_refused_memory_told(); }
+
 TEST_F(Program, NewtonGoesOnWhereTheBubblePointMethodStops) {
   const std::string hasty = altered("butane-pentane", "[solver]", "[solver]\nmax_passes = 3");
   EXPECT_EQ(run("'" + hasty + "' --method newton"), 0) << err_;

@@ -89,6 +89,8 @@ TEST_F(RecycleProgram, WritesTheHistoryWholeAndTheAccountOfTheAccelerator) {
   expect_no_part_files();
 }
 
+TEST_F(RecycleProgram, TellsRefusedMemory) { expect_refused_memory_told(); }
+
 /// Runs the program where no file can grow beyond some blocks, as on a disk that is all but full.
 class OnFullDisk : public ProgramTest {
  protected:

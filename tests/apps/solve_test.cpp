@@ -632,6 +632,8 @@ TEST_F(SolveProgram, RefinesOrRefusesWhereDigitsWereLost) {
   }
 }
 
+TEST_F(SolveProgram, TellsRefusedMemory) { expect_refused_memory_told(); }
+
 TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
   write("good.mtx", head("real general") + "2 2 2\n1 1 1\n2 2 1\n");
   write("bad.mtx", head("real general") + "2 2 2\n1 1 1\n2 2 x\n");

@@ -59,6 +59,16 @@ class ProgramTest : public testing::Test {
       expect_no_part_files();
     }
   }
+  /// Runs the program on a file that is larger than the memory it may have.
+  void expect_refused_memory_told() {
+    write("huge", "");
+    fs::resize_file(folder_ / "huge", 1 << 30);  // a hole: takes no room on the disk
+    const std::string limited = write("limited", "ulimit -v 300000; exec '" + program_ + "' \"$@\"");
+    const std::string command = "sh '" + limited + "' " + in_folder("huge") + " 2>" + in_folder("err");
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(contents(folder_ / "err"), (folder_ / "huge").string() + ": the memory does not suffice\n");
+  }
   /// The path of a file in the folder, quoted for the shell.
   std::string in_folder(const std::string& name) const { return "'" + (folder_ / name).string() + "'"; }
   std::string write(const std::string& name, const std::string& text) {
