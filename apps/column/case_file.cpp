@@ -167,8 +167,7 @@ void read_components(const TomlTable& root, Model model, const Places& places, C
   ModelReader reader(model, root, places);
   for (const toml::table* table : root.tables("component")) {
     const TomlTable t = reader.open(*table);
-    const std::string name = t.text("name");
-    if (apps::has_control_characters(name)) t.complain("name", "must be one line of plain characters");
+    const std::string name = t.line_of_text("name");
     if (std::find(c.components.begin(), c.components.end(), name) != c.components.end())
       t.complain("name", fmt::format("repeats \"{}\"", name));
     c.components.push_back(name);
@@ -257,7 +256,7 @@ void check_flows(const TomlTable& column, const ColumnCase& c) {
 // ---- Solver, short cut.
 
 void read_solver(const TomlTable& t, Model model, ColumnCase& c) {
-  c.tolerance = t.number_between("tolerance", kSmallestTolerance, kLargestTolerance);
+  c.tolerance = t.number_between("tolerance", kSmallestTolerance, kLargestTolerance, " degree");
   c.max_passes = t.has("max_passes") ? t.integer("max_passes", 1, 1000000) : 500;
   if (!t.has("start_temperature")) return;
   if (model == Model::kRelativeVolatility)
@@ -291,7 +290,7 @@ ColumnCase case_of(const toml::table& file, const Places& places) {
                        {"title", "source", "model", "component", "column", "feed", "draw", "pumparound",
                         "solver", "shortcut", "published", "properties", "compare_with"});
   ColumnCase c;
-  c.title = root.text("title");
+  c.title = root.line_of_text("title");
   c.source = root.text_or("source", "");
   const Model model = static_cast<Model>(root.choice("model", kModels));
   if (root.has("compare_with")) {

@@ -255,7 +255,7 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--csv", options.csv_path, "write the profile to this file")->check(named);
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a stage temperature in degrees, for that of the case")
-      ->check(apps::between(column::kSmallestTolerance, column::kLargestTolerance));
+      ->check(apps::between(column::kSmallestTolerance, column::kLargestTolerance, " degree"));
   app.add_option("--properties", options.properties,
                  "take the measured tables of all components from this property file")
       ->check(named);
@@ -291,6 +291,8 @@ void check(const CLI::App& app, const Options& options) {
   check_command(app);
   check_newton_options(app, options);
   check_acceleration_options(app, options);
+  if (!options.log_name.empty())
+    apps::check_outputs_differ("--csv", options.csv_path, "--debug-log", options.log_name + ".LOG");
 }
 
 /// Returns the name of the case; it is empty with the subcommand fit.
@@ -299,7 +301,8 @@ const std::string& file(const Options& options) { return options.case_path; }
 int run(const CLI::App& app, const Options& options) {
   const column::MemoryWatch memory;
   const int code = app.got_subcommand(kFit) ? fit_tables(options) : solve_case(options);
-  return code == kSolved && memory.refused() ? complain(kBadInput, options.case_path, apps::kMemoryRefused) : code;
+  return code == kSolved && memory.refused() ? complain(kBadInput, options.case_path, apps::kMemoryRefused)
+                                             : code;
 }
 
 }  // namespace
@@ -310,6 +313,9 @@ int main(int argc, char** argv) {
       "Newton's method on the whole column at once if asked to.",
       "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"
       "methods do not agree as closely as they should.",
-      declare, check, run, file};
+      declare,
+      check,
+      run,
+      file};
   return apps::run_program(program, argc, argv);
 }

@@ -49,4 +49,22 @@ inline void check_output(const std::string& option, const std::string& output, c
     throw CLI::ValidationError(option, output + " would be replaced, and is read");
 }
 
+/// Returns whether two paths lead to one file, which need not be there yet, through whatever links.
+inline bool name_one_file(const std::string& a, const std::string& b) {
+  namespace fs = std::filesystem;
+  std::error_code none;
+  const fs::path first = fs::weakly_canonical(fs::absolute(a, none), none);
+  return !first.empty() && first == fs::weakly_canonical(fs::absolute(b, none), none);
+}
+
+/// Checks that an output is not lost to another one; either may be empty, which is none.
+/// @param option        that names the output
+/// @param other_option  that names the other one
+/// @throws CLI::ValidationError
+inline void check_outputs_differ(const std::string& option, const std::string& output,
+                                 const std::string& other_option, const std::string& other) {
+  if (!output.empty() && !other.empty() && name_one_file(output, other))
+    throw CLI::ValidationError(option, output + " is written by " + other_option + " too");
+}
+
 }  // namespace apps

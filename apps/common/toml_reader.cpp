@@ -10,8 +10,12 @@
 #include <fstream>
 #include <sstream>
 
+#include "apps/common/output.h"
+
 namespace apps {
 namespace {
+
+constexpr char kNotOneLine[] = "must be one line of plain characters";
 
 int line_of(const toml::node& node) { return static_cast<int>(node.source().begin.line); }
 
@@ -104,10 +108,11 @@ double TomlTable::number_from(std::string_view key, double lowest) const {
   return value;
 }
 
-double TomlTable::number_between(std::string_view key, double lowest, double highest) const {
+double TomlTable::number_between(std::string_view key, double lowest, double highest,
+                                 const char* unit) const {
   const double value = number(key);
   if (!(value >= lowest && value <= highest))
-    complain(key, fmt::format("must lie between {:g} and {:g}, not {:g}", lowest, highest, value));
+    complain(key, fmt::format("must lie between {:g} and {:g}{}, not {:g}", lowest, highest, unit, value));
   return value;
 }
 
@@ -128,6 +133,12 @@ std::string TomlTable::text(std::string_view key) const {
   if (!value) complain(key, fmt::format("must be a text, not {}", kind(node(key))));
   if (value->empty()) complain(key, "is empty");
   return *value;
+}
+
+std::string TomlTable::line_of_text(std::string_view key) const {
+  const std::string value = text(key);
+  if (has_control_characters(value)) complain(key, kNotOneLine);
+  return value;
 }
 
 std::string TomlTable::text_or(std::string_view key, const std::string& fallback) const {
@@ -154,6 +165,7 @@ std::vector<std::string> TomlTable::texts(std::string_view key, std::size_t leas
   for (const toml::node& element : *array) {
     const auto value = element.value_exact<std::string>();
     if (!value || value->empty()) complain(key, "must hold texts, none of them empty");
+    if (has_control_characters(*value)) complain(key, kNotOneLine);
     if (std::find(values.begin(), values.end(), *value) != values.end())
       complain(key, fmt::format("repeats \"{}\"", *value));
     values.push_back(*value);

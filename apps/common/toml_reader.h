@@ -54,14 +54,18 @@ class TomlTable {
   double number(std::string_view key) const;
   double positive(std::string_view key) const;
   double number_from(std::string_view key, double lowest) const;
-  double number_between(std::string_view key, double lowest, double highest) const;
+  /// @param unit  follows the bounds in the complaint
+  double number_between(std::string_view key, double lowest, double highest, const char* unit = "") const;
   double number_or(std::string_view key, double fallback) const;
   int integer(std::string_view key, int lowest, int highest) const;
   std::string text(std::string_view key) const;
+  /// Returns a text without line ends and other control characters.
+  std::string line_of_text(std::string_view key) const;
   std::string text_or(std::string_view key, const std::string& fallback) const;
   /// Returns an array of exactly `count` numbers, of any positive count if that is 0.
   std::vector<double> numbers(std::string_view key, std::size_t count, std::string_view of_what) const;
-  /// Returns an array of at least `least` texts, none of them empty and no two alike.
+  /// Returns an array of at least `least` texts, none of them empty or with control characters and no two
+  /// alike.
   std::vector<std::string> texts(std::string_view key, std::size_t least) const;
   /// Returns the index of the key's text among `choices`.
   int choice(std::string_view key, const std::vector<std::string>& choices) const;

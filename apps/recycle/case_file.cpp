@@ -46,7 +46,7 @@ class CaseReader {
               {"title", "source", "k_values", "component", "feed", "unit", "start", "solver", "published"}) {}
 
   RecycleCase read() {
-    case_.title = root_.text("title");
+    case_.title = root_.line_of_text("title");
     case_.source = root_.text_or("source", "");
     if (root_.has("k_values"))
       model_.correlation = static_cast<Correlation>(root_.choice("k_values", kCorrelations));
@@ -69,7 +69,7 @@ class CaseReader {
   void read_components() {
     for (const toml::table* table : root_.tables("component")) {
       const TomlTable t = component_table(*table);
-      const std::string name = t.text("name");
+      const std::string name = t.line_of_text("name");
       auto& names = sheet().components;
       if (std::find(names.begin(), names.end(), name) != names.end())
         t.complain("name", fmt::format("repeats \"{}\"", name));
@@ -123,7 +123,7 @@ class CaseReader {
   void read_feeds() {
     for (const toml::table* table : root_.tables("feed")) {
       const TomlTable t(*table, "[[feed]]", {"stream", "rates"});
-      const std::string name = t.text("stream");
+      const std::string name = t.line_of_text("stream");
       if (sheet().stream(name)) t.complain("stream", fmt::format("repeats \"{}\"", name));
       const auto s = static_cast<std::size_t>(mention(name));
       sheet().streams[s].is_feed = true;
@@ -159,7 +159,7 @@ class CaseReader {
       const auto kind = static_cast<UnitKind>(any.choice("kind", kUnitKinds));
       Unit unit = read_unit(*table, kind);
       unit.kind = kind;
-      unit.name = any.text("name");
+      unit.name = any.line_of_text("name");
       unit.line = any.line();
       for (const Unit& other : sheet().units)
         if (other.name == unit.name) any.complain("name", fmt::format("repeats \"{}\"", unit.name));
@@ -192,15 +192,15 @@ class CaseReader {
   Unit read_mixer(const TomlTable& t) {
     Unit unit{};
     for (const std::string& name : t.texts("inlets", 1)) unit.inlets.push_back(inlet(t, "inlets", name));
-    unit.outlets.push_back(outlet(t, "outlet", t.text("outlet")));
+    unit.outlets.push_back(outlet(t, "outlet", t.line_of_text("outlet")));
     return unit;
   }
 
   Unit read_flash(const TomlTable& t) {
     Unit unit{};
-    unit.inlets.push_back(inlet(t, "inlet", t.text("inlet")));
-    unit.outlets.push_back(outlet(t, "vapour", t.text("vapour")));
-    unit.outlets.push_back(outlet(t, "liquid", t.text("liquid")));
+    unit.inlets.push_back(inlet(t, "inlet", t.line_of_text("inlet")));
+    unit.outlets.push_back(outlet(t, "vapour", t.line_of_text("vapour")));
+    unit.outlets.push_back(outlet(t, "liquid", t.line_of_text("liquid")));
     unit.k = k_values(t);
     return unit;
   }
@@ -237,7 +237,7 @@ class CaseReader {
 
   Unit read_splitter(const TomlTable& t) {
     Unit unit{};
-    unit.inlets.push_back(inlet(t, "inlet", t.text("inlet")));
+    unit.inlets.push_back(inlet(t, "inlet", t.line_of_text("inlet")));
     for (const std::string& name : t.texts("outlets", 2)) unit.outlets.push_back(outlet(t, "outlets", name));
     return unit;
   }
@@ -292,8 +292,8 @@ class CaseReader {
 
   void read_solver() {
     const TomlTable t(root_.table("solver"), "[solver]", {"tolerance", "max_passes", "tears"});
-    case_.tolerance = t.number_between("tolerance", kSmallestTolerance, kLargestTolerance);
-    if (t.has("max_passes")) case_.max_passes = t.integer("max_passes", 1, 1'000'000);
+    case_.tolerance = t.number_between("tolerance", kSmallestTolerance, kLargestTolerance, " of the feed");
+    if (t.has("max_passes")) case_.max_passes = t.integer("max_passes", 1, kMostPasses);
     if (t.has("tears")) case_.tears = t.texts("tears", 1);
     try {
       make_plan(sheet(), case_.tears);

@@ -18,8 +18,8 @@ namespace {
 
 /// Changes below this part of the feed tell more of rounding than of eigenvalues.
 constexpr double kRoundingChange = 1e-9;
-/// Eigenvalues from here up are 1 within the error of their estimate: nothing dies out.
-constexpr double kNotBelowOne = 1 - 1e-6;
+/// Eigenvalues from here up are 1 in the six digits that are told: nothing dies out.
+constexpr double kNotBelowOne = 1 - 4e-7;
 
 /// Returns the largest difference of two numbers; not finite if any is.
 double largest_change(const std::vector<double>& a, const std::vector<double>& b) {
@@ -135,10 +135,11 @@ class Iteration {
                         "below 1",
                         *eigenvalue);
     const double more = std::ceil(std::log(settings_.tolerance / change) / std::log(*eigenvalue));
-    return text + fmt::format(
-                      "; at a dominant eigenvalue of about {:.4f} direct substitution takes some "
-                      "{:.0f} {} more",
-                      *eigenvalue, more, more == 1 ? "pass" : "passes");
+    const std::string passes = more > kMostPasses
+                                   ? fmt::format("more than {} passes", kMostPasses)
+                                   : fmt::format("some {:.0f} {} more", more, more == 1 ? "pass" : "passes");
+    return text + fmt::format("; at a dominant eigenvalue of about {:.6g} direct substitution takes {}",
+                              *eigenvalue, passes);
   }
 
   const Flowsheet& flowsheet_;

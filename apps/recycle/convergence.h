@@ -13,6 +13,9 @@ namespace recycle {
 /// the products.
 constexpr double kSmallestTolerance = 1e-15, kLargestTolerance = 1e-2;
 
+/// What --max-passes and a case may allow.
+constexpr int kMostPasses = 1'000'000;
+
 struct RunSettings {
   AccelerationSettings acceleration;
   double tolerance = 1e-8;  // on the largest change of a torn rate in a pass, relative to the total feed

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -133,7 +132,8 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a torn rate in a pass, as part of the feed, for that of the case")
       ->check(between(recycle::kSmallestTolerance, recycle::kLargestTolerance, " of the feed"));
-  app.add_option("--max-passes", options.max_passes, "for that of the case")->check(between(1, 1000000));
+  app.add_option("--max-passes", options.max_passes, "for that of the case")
+      ->check(between(1, recycle::kMostPasses));
   app.add_option("--tear", options.tears, "streams to tear, for those of the case")->expected(1, -1);
   app.add_flag("--compare", options.compare, "run all three methods and print them side by side");
   app.add_flag("--verbose", options.verbose, "print a line a pass");
@@ -143,20 +143,12 @@ void declare(CLI::App& app, Options& options) {
       ->check(apps::not_empty());
 }
 
-bool name_one_file(const std::string& a, const std::string& b) {
-  namespace fs = std::filesystem;
-  std::error_code none;
-  const fs::path first = fs::weakly_canonical(fs::absolute(a, none), none);
-  return !first.empty() && first == fs::weakly_canonical(fs::absolute(b, none), none);
-}
-
 void check(const CLI::App&, const Options& options) {
   const std::string log_path = options.log_name + ".LOG";
   const bool logs = !options.log_name.empty();
   if (logs && !accelerates(options))
     throw CLI::ValidationError("--debug-log", "needs --compare, or a --method that accelerates");
-  if (logs && !options.csv_path.empty() && name_one_file(options.csv_path, log_path))
-    throw CLI::ValidationError("--csv", log_path + " is the debug log");
+  if (logs) apps::check_outputs_differ("--csv", options.csv_path, "--debug-log", log_path);
   apps::check_output("--csv", options.csv_path, options.case_path);
   apps::check_output("--debug-log", log_path, options.case_path);
 }
@@ -165,6 +157,11 @@ void check(const CLI::App&, const Options& options) {
 
 int main(int argc, char** argv) {
   const apps::Program<Options> program{
-      "Converges a flowsheet with recycles by direct or accelerated substitution.", "", declare, check, run, file};
+      "Converges a flowsheet with recycles by direct or accelerated substitution.",
+      "",
+      declare,
+      check,
+      run,
+      file};
   return apps::run_program(program, argc, argv);
 }

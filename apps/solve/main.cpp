@@ -4,6 +4,7 @@
 #include <exception>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "apps/common/output.h"
 #include "apps/common/program.h"
@@ -115,11 +116,18 @@ void check_options(const CLI::App& app, const Options& options) {
     apps::check_output("--out", task.out_path, input);
     for (const std::string& picture : task.pattern.pictures()) apps::check_output("--spy", picture, input);
   }
+  const std::vector<std::string> pictures = task.pattern.pictures();
+  for (const std::string& picture : pictures) {
+    apps::check_outputs_differ("--out", task.out_path, "--spy", picture);
+    if (&picture != &pictures.front())
+      apps::check_outputs_differ("--spy", picture, "--spy", pictures.front());
+  }
   if (task.solver.method == Method::kMa38) return;
   if (task.solver.keep_matrix)
     throw CLI::ValidationError("--keep-matrix", "needs --solver ma38; ma48 always keeps A");
   if (app.count("--prefer-diagonal") > 0)
-    throw CLI::ValidationError("--prefer-diagonal", "needs --solver ma38");
+    throw CLI::ValidationError(task.solver.prefer_diagonal ? "--prefer-diagonal" : "--no-prefer-diagonal",
+                               "needs --solver ma38");
 }
 
 }  // namespace
@@ -134,6 +142,9 @@ int main(int argc, char** argv) {
       "comes with a solution; with --reorder, bandwidth and profile are told whatever becomes of it. "
       "Solutions\n"
       "with backward errors above 1e-12 are refined unasked; forward errors above 0.01 are told unasked.",
-      declare, check_options, run, file};
+      declare,
+      check_options,
+      run,
+      file};
   return apps::run_program(program, argc, argv);
 }

@@ -35,14 +35,14 @@ Numbers signs(Numbers v) {
 /// Returns |b - A x| plus one rounding of |A||x| + |b|, row by row.
 Numbers residual_bounds(const Equations& e, const Numbers& x, const Numbers& b) {
   Numbers residuals = b, sizes(b.size());
-  for (std::size_t i = 0; i < b.size(); ++i) sizes[i] = std::abs(b[i]);
+  for (std::size_t i = 0; i < b.size(); ++i) sizes[i] = kRounding * std::abs(b[i]);
   for (std::size_t k = 0; k < e.values.size(); ++k) {
     const std::size_t row = place(e.rows()[k]);
     const double term = e.values[k] * x[place(e.columns()[k])];
     residuals[row] -= term;
-    sizes[row] += std::abs(term);
+    sizes[row] += kRounding * std::abs(term);  // the sum of the terms themselves may overflow
   }
-  for (std::size_t i = 0; i < b.size(); ++i) sizes[i] = std::abs(residuals[i]) + kRounding * sizes[i];
+  for (std::size_t i = 0; i < b.size(); ++i) sizes[i] = std::abs(residuals[i]) + sizes[i];
   return sizes;
 }
 
@@ -116,7 +116,9 @@ std::optional<double> balanced_error(DirectSolver& solver, const Equations& equa
   Solution solution = solver.solve(b, equations.transposed, Effort::kPlain);
   refine_where_inexact(solver, equations, b, solution);
   const double error = forward_error(solver, equations, solution.x, b);
-  if (!std::isfinite(error) || residuals(equations, solution.x, b).digits_lost()) return std::nullopt;
+  const auto is_finite = [](double x) { return std::isfinite(x); };
+  if (!std::all_of(solution.x.begin(), solution.x.end(), is_finite)) return error;  // has no residuals
+  if (residuals(equations, solution.x, b).digits_lost()) return std::nullopt;
   return error;
 }
 

@@ -22,8 +22,8 @@ double forward_error(DirectSolver& solver, const Equations& equations, const std
 
 /// Returns the forward error for a right-hand side whose elements are as large as the rows and have no
 /// pattern. It depends on the matrix alone: how much rows or columns differ in size does not raise it.
-/// Returns nothing if there is no estimate, or if the factors are too inexact to say anything about the
-/// matrix.
+/// NaN or infinite if it is beyond all numbers. Returns nothing if the factors are too inexact to say
+/// anything about the matrix.
 std::optional<double> balanced_error(DirectSolver& solver, const Equations& equations);
 
 }  // namespace solve

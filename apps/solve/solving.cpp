@@ -134,7 +134,9 @@ void check(DirectSolver& solver, const Equations& equations, const System& syste
   const Phase phase("checking", report.check_time);
   constexpr double kNoDigitIsRight = 0.5;
   Solution& solution = report.solution;
-  if (const auto error = balanced_error(solver, equations); error > kNoDigitIsRight)
+  // An estimate that overflows or is NaN vouches for nothing.
+  const auto leaves_no_digit = [](double error) { return !(error <= kNoDigitIsRight); };
+  if (const auto error = balanced_error(solver, equations); error && leaves_no_digit(*error))
     throw Singular(
         fmt::format("{}: the matrix is singular to working precision (forward error estimate {:.2g})",
                     system.name(), *error));
@@ -146,7 +148,8 @@ void check(DirectSolver& solver, const Equations& equations, const System& syste
                     system.name(), left.overall, remedies(task)));
   solution.forward_error = forward_error(solver, equations, solution.x, system.b);
   const bool good_pivots = solution.refinements.value_or(0) == 0 && exact_enough(*solution.backward_errors);
-  if (std::isfinite(solution.forward_error) && solution.forward_error > kNoDigitIsRight)
+  const bool is_zero = std::all_of(solution.x.begin(), solution.x.end(), [](double x) { return x == 0; });
+  if (!is_zero && leaves_no_digit(solution.forward_error))  // no error is relative to 0
     throw Inexact(fmt::format("{}: no digit of the solution is sure (forward error estimate {:.2g}){}",
                               system.name(), solution.forward_error, good_pivots ? "" : remedies(task)));
 }

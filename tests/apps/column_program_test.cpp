@@ -48,15 +48,18 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
   const std::string broken = write("broken.toml", "title = \"x\"\nmodel = 3\n");
   const std::string hasty = altered("butane-pentane", "[solver]", "[solver]\nmax_passes = 20");
   const std::string hopeless = altered("aromatics-pumparound", "reflux_ratio = 2.5", "reflux_ratio = 1e6");
+  write("a.LOG", "");
+  fs::create_symlink("a.LOG", folder_ / "link");
   expect_runs({
       {"'" + broken + "'", 1, broken + ":2: \"model\" in the case must be a text, not integer\n"},
       {"'" + folder_.string() + "/none.toml'", 1, "none.toml: No such file or directory\n"},
       {"'" + folder_.string() + "'", 1, ": Is a directory\n"},
       {"'" + folder_.string() + "/no\nsuch.toml'", 1, "/no such.toml: No such file or directory\n"},
       {"", 2, "case is required"},
-      {good + " --tolerance 9.9999e-13", 2, "--tolerance: must lie between 1e-12 and 1, not 9.9999e-13\n"},
-      {good + " --tolerance 10", 2, "--tolerance: must lie between 1e-12 and 1, not 10\n"},
-      {good + " --tolerance nan", 2, "--tolerance: must lie between 1e-12 and 1, not nan\n"},
+      {good + " --tolerance 9.9999e-13", 2,
+       "--tolerance: must lie between 1e-12 and 1 degree, not 9.9999e-13\n"},
+      {good + " --tolerance 10", 2, "--tolerance: must lie between 1e-12 and 1 degree, not 10\n"},
+      {good + " --tolerance nan", 2, "--tolerance: must lie between 1e-12 and 1 degree, not nan\n"},
       {good + " --csv ''", 2, "--csv: the name is empty"},
       {good + " --properties ''", 2, "--properties: the name is empty"},
       {good + " --frobnicate", 2, "--frobnicate"},
@@ -71,6 +74,9 @@ TEST_F(Program, ExitCodeTellsWhatWentWrong) {
       {good + " --debug-log x", 2, "--debug-log: needs --accelerate dominant or multiple"},
       {good + " --compare --debug-log '" + folder_.string() + "/no/such/folder'", 1,
        "/no/such/folder.LOG: No such file or directory\n"},
+      {good + " --compare --debug-log " + in_folder("zz9") + " --csv " + in_folder("zz9.LOG"), 2,
+       "--csv: " + (folder_ / "zz9.LOG").string() + " is written by --debug-log too"},
+      {good + " --compare --debug-log " + in_folder("a") + " --csv " + in_folder("link"), 2, "is written by"},
       {"'" + hasty + "'", 3, "not converged: after 20 passes"},
       {"'" + hasty + "' --method newton --dense", 3, "nothing to check by the dense matrix"},
       {"'" + hopeless + "'", 4, "balances close only to "},

@@ -32,7 +32,7 @@ TEST_F(RecycleProgram, ExitCodeTellsWhatWentWrong) {
   write("broken.toml", "title = \"x\"\nk_values = 3\n");
   // What circulates is so much that the feed is lost in its rounding: a pass changes nothing.
   write("stuck.toml", R"(title = "stuck"
-component = [{name = "odd\nname"}]
+component = [{name = "odd name"}]
 feed = [{stream = "F", rates = [5]}]
 unit = [{name = "m", kind = "mixer", inlets = ["F", "R"], outlet = "Z"},
         {name = "s", kind = "component-splitter", inlet = "Z", outlets = ["R", "P"], recoveries = [1]}]
@@ -62,7 +62,7 @@ solver = {tears = ["Z"], tolerance = 1e-8}
       {cavett_ + " --compare --debug-log " + in_folder("full"), 1,
        "full.LOG: the log was not written whole; is the disk full?\n"},
       {cavett_ + " --compare --debug-log " + in_folder("x") + " --csv " + in_folder("./x.LOG"), 2,
-       "x.LOG is the debug log"},
+       "x.LOG is written by --debug-log too"},
       {in_folder("stuck.toml"), 4,
        "differ by 1.0e+00 of the feed in odd name; the tolerance promises 1.0e-08\n"},
       {cavett_ + " --method multiple --debug-log " + in_folder("no/such"), 1, "such.LOG: No such file"},

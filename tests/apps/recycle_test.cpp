@@ -191,6 +191,24 @@ TEST(Loop, SaysThatAComponentWithoutAWayOutDoesNotSettle) {
   }
 }
 
+TEST(Forecast, NearOneSaysWhatTheEigenvalueSays) {
+  const struct {
+    double returned;
+    const char* says;
+  } rows[] = {{0.9999999, "eigenvalue is about 1, not below 1"},
+              {0.999999, "eigenvalue of about 0.999999 direct substitution takes more than 1000000 passes"},
+              {0.9999, "eigenvalue of about 0.9999 direct substitution takes some "}};
+  for (const auto& row : rows) {
+    RecycleCase c = loop({1, 1}, {0.5, 0.5});
+    for (Unit& unit : c.flowsheet.units)
+      if (unit.kind == UnitKind::kComponentSplitter) unit.shares = {row.returned, 0.5};
+    for (c.max_passes = 20; c.max_passes < 40; c.max_passes += 5) {
+      const std::string said = run(c, Method::kDirect, 1e-10).complaint;
+      EXPECT_NE(said.find(row.says), std::string::npos) << said;
+    }
+  }
+}
+
 TEST(Forecast, WaitsUntilTheEigenvalueIsSettled) {
   const std::string words = "direct substitution takes some ";
   for (const std::vector<std::string>& tears : std::vector<std::vector<std::string>>{

@@ -505,7 +505,7 @@ TEST_F(SolveProgram, TellsAReorderingWhateverBecomesOfTheSolution) {
 }
 
 /// Random factors of the given rank multiplied, of order 20; columns get smaller over so many decades.
-std::string full_matrix(int rank, double decades, reference::Random& random) {
+std::string full_matrix(int rank, double decades, reference::Random& random, double scale = 1) {
   constexpr int kOrder = 20;
   const reference::Dense left = reference::random_dense(kOrder, rank, random);
   const reference::Dense right = reference::random_dense(rank, kOrder, random);
@@ -514,7 +514,7 @@ std::string full_matrix(int rank, double decades, reference::Random& random) {
     for (int j = 0; j < kOrder; ++j) {
       double sum = 0;
       for (int k = 0; k < rank; ++k) sum += left(i, k) * right(k, j);
-      text += fmt::format("{} {} {}\n", i + 1, j + 1, sum * std::pow(10, -decades * j / kOrder));
+      text += fmt::format("{} {} {}\n", i + 1, j + 1, sum * scale * std::pow(10, -decades * j / kOrder));
     }
   }
   return text;
@@ -546,8 +546,16 @@ TEST_F(SolveProgram, TellsSingularFromBadlyScaled) {
   write("zero.mtx", solve::vector_text({0, 0}));
   write("a.mtx", head("real general") + "2 2 4\n1 1 1e308\n1 2 1e307\n2 1 1e307\n2 2 5e307\n");
   EXPECT_EQ(run(in_folder("a.mtx") + " --error-estimate"), 0) << err_;
+  EXPECT_TRUE(printed("e-16\n")) << "an estimate although the terms add up to too much: " << out_;
+  EXPECT_EQ(run(in_folder("a.mtx") + " --error-estimate --rhs " + in_folder("zero.mtx")), 0) << err_;
   EXPECT_TRUE(printed("forward error estimate   not available\n")) << out_;
-  EXPECT_EQ(run(in_folder("a.mtx") + " --rhs " + in_folder("zero.mtx")), 0) << err_;
+  for (const std::string solver : kSolvers) {  // near the largest numbers, where estimates may overflow
+    for (int trial = 0; trial < 10; ++trial) {
+      write("a.mtx", full_matrix(19, 0, random, 5e306));
+      EXPECT_NE(run(in_folder("a.mtx") + solver), 0) << out_;
+      EXPECT_NE(run(in_folder("a.mtx") + " --rhs " + in_folder("b.mtx") + solver), 0) << out_;
+    }
+  }
 }
 
 TEST_F(SolveProgram, JudgesByTheForwardError) {
@@ -689,13 +697,15 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {in_folder("good.mtx") + " --spy ''", 2, "--spy: the name is empty"},
       {in_folder("before.svg") + " --spy '" + folder_.string() + "'", 2,
        "before.svg would be replaced, and is read"},
+      {in_folder("good.mtx") + " --spy " + in_folder("new") + " --out " + in_folder("new/before.svg"), 2,
+       "before.svg is written by --spy too"},
       {in_folder("good.mtx") + " --solver ma47", 2, "--solver"},
       {in_folder("good.mtx") + " --keep-matrix", 2, "--keep-matrix: needs --solver ma38"},
       {in_folder("good.mtx") + " --pivot-tolerance 2", 2,
        "--pivot-tolerance: must lie between 0 and 1, not 2"},
       {in_folder("good.mtx") + " --pivot-tolerance nan", 2, "--pivot-tolerance"},
       {in_folder("good.mtx") + " --prefer-diagonal", 2, "--prefer-diagonal: needs --solver ma38"},
-      {in_folder("good.mtx") + " --no-prefer-diagonal", 2, "--prefer-diagonal: needs --solver ma38"},
+      {in_folder("good.mtx") + " --no-prefer-diagonal", 2, "--no-prefer-diagonal: needs --solver ma38"},
       {in_folder("good.mtx") + " --rhs ''", 2, "--rhs: the name is empty"},
       {in_folder("good.mtx") + " --out " + in_folder("../" + folder_.filename().string() + "/good.mtx"), 2,
        "is read"},
