@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
 #include <map>
 #include <optional>
 #include <string>
@@ -51,19 +50,21 @@ struct Options {
   bool compare = false;
 };
 
+// What is to be printed is added to a text, which is printed once all files are written.
+
 /// Complains of what came of a case.
 int complain_of(const Options& options, int code, const std::string& what) {
   return complain(code, options.case_path + ": " + what);
 }
 
-/// Prints the answer of the bubble-point method, beside that of the other case if there is one.
+/// Adds the answer of the bubble-point method, beside that of the other case if there is one.
 int show_bubble_point(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
-                      const column::Solution& solution, const std::optional<column::ColumnCase>& other) {
+                      const column::Solution& solution, const std::optional<column::ColumnCase>& other,
+                      std::string& text) {
   const column::Closure closed = column::closure(c, flows, solution.profile);
-  std::string text = column::report(c, flows, solution, closed);
+  text += column::report(c, flows, solution, closed);
   if (other)
     text += column::report(c, solution, column::compare_with_other(c, options.case_path, solution, *other));
-  if (!apps::print_whole(text)) return complain(kBadInput, apps::kNotPrinted);
   if (closed.worst() <= column::Closure::kLimit) return kSolved;
   return complain_of(
       options, kInexact,
@@ -71,9 +72,9 @@ int show_bubble_point(const Options& options, const column::ColumnCase& c, const
                   closed.worst(), column::Closure::kLimit));
 }
 
-/// Solves the case once more through the dense matrix and prints how far the answers are apart.
+/// Solves the case once more through the dense matrix and adds how far the answers are apart.
 int check_dense(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
-                const column::Solution& arrow) {
+                const column::Solution& arrow, std::string& text) {
   if (arrow.outcome != column::Outcome::kOk)
     return complain_of(options, kNotConverged, "nothing to check by the dense matrix: " + arrow.complaint);
   const column::Solution dense = column::solve(c, flows, column::Solver::kDense, options.acceleration);
@@ -82,7 +83,7 @@ int check_dense(const Options& options, const column::ColumnCase& c, const colum
   const column::DenseCheck check{column::solver_difference(c, flows, arrow.profile.temperature),
                                  column::profile_difference(arrow.profile, dense.profile), dense.passes(),
                                  dense.seconds};
-  fmt::print("{}", column::report(check));
+  text += column::report(check);
   if (check.largest() <= column::DenseCheck::kLimit) return kSolved;
   return complain_of(options, kInexact,
                      fmt::format("arrow and dense solutions differ by {:.1e}, more than {:g}",
@@ -91,14 +92,15 @@ int check_dense(const Options& options, const column::ColumnCase& c, const colum
 
 /// Tells how far Newton's answer is from the bubble-point one, as the report did in numbers.
 int judge_newton(const Options& options, const column::ColumnCase& c, const column::Solution& bubble_point,
-                 const column::Closure& closed, const column::NewtonCheck& check) {
+                 const column::Closure& closed, const column::NewtonCheck& check, std::string& text) {
   if (!(closed.worst() <= column::Closure::kLimit))
     return complain_of(options, kInexact,
                        fmt::format("newton: balances close only to {:.1e}, not to {:g}", closed.worst(),
                                    column::Closure::kLimit));
   if (bubble_point.outcome != column::Outcome::kOk) {
-    fmt::print("no comparison was possible: the bubble-point method has not converged: {}\n",
-               bubble_point.complaint);
+    text +=
+        "no comparison was possible: the bubble-point method has not converged: " + bubble_point.complaint +
+        "\n";
     return kSolved;
   }
   if (check.largest() <= column::NewtonCheck::kLimit) return kSolved;
@@ -108,10 +110,10 @@ int judge_newton(const Options& options, const column::ColumnCase& c, const colu
                                  check.largest(), column::NewtonCheck::kLimit, c.tolerance));
 }
 
-/// Solves the case as one system too. Prints that answer and how far it is from the bubble-point one.
+/// Solves the case as one system too. Adds that answer and how far it is from the bubble-point one.
 /// @param answer  out: on kSolved
 int solve_by_newton(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
-                    const column::Solution& bubble_point, column::Profile& answer) {
+                    const column::Solution& bubble_point, column::Profile& answer, std::string& text) {
   const bool compared = bubble_point.outcome == column::Outcome::kOk;
   const column::NewtonSolution newton = column::solve_newton(c, flows, options.solver);
   if (newton.outcome != column::Outcome::kOk)
@@ -121,17 +123,17 @@ int solve_by_newton(const Options& options, const column::ColumnCase& c, const c
   const column::Closure closed = column::closure(c, flows, newton.profile);
   column::NewtonCheck check;
   if (compared) check.difference = column::profile_difference(bubble_point.profile, newton.profile);
-  fmt::print("{}", column::report(c, flows, newton, closed, check));
-  fmt::print("{}", column::report(column::reorder_jacobian(c, flows, newton.profile)));
+  text += column::report(c, flows, newton, closed, check);
+  text += column::report(column::reorder_jacobian(c, flows, newton.profile));
   answer = newton.profile;
-  return judge_newton(options, c, bubble_point, closed, check);
+  return judge_newton(options, c, bubble_point, closed, check, text);
 }
 
-/// Converges the case in each of the ways there are and prints them side by side.
+/// Converges the case in each of the ways there are and adds them side by side.
 int compare(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
-            DebugOut* log) {
+            DebugOut* log, std::string& text) {
   const column::MethodComparison comparison = column::compare_methods(c, flows, options.acceleration, log);
-  fmt::print("{}", column::report(c, comparison));
+  text += column::report(c, comparison);
   if (const auto* run = comparison.failed())
     return complain_of(options, kNotConverged,
                        fmt::format("acceleration {}: not converged: {}", run->name, run->solution.complaint));
@@ -151,25 +153,25 @@ void check_outputs(const Options& options, const column::ColumnCase& c) {
   }
 }
 
-/// Solves the case in all ways asked for, and prints and writes what came of it.
+/// Solves the case in all ways asked for, writes the profile, and adds what came of it.
 int solve_and_show(const Options& options, const column::ColumnCase& c,
-                   const std::optional<column::ColumnCase>& other, DebugOut* log) {
+                   const std::optional<column::ColumnCase>& other, DebugOut* log, std::string& text) {
   const column::InternalFlows flows = column::internal_flows(c);
   const column::Solution solution =
       column::solve(c, flows, column::Solver::kArrow, options.acceleration, log);
   const bool converged = solution.outcome == column::Outcome::kOk;
   if (!converged && !options.newton)
     return complain_of(options, kNotConverged, "not converged: " + solution.complaint);
-  int code = converged ? show_bubble_point(options, c, flows, solution, other) : kSolved;
+  int code = converged ? show_bubble_point(options, c, flows, solution, other, text) : kSolved;
   if (code != kSolved) return code;
   column::Profile answer = solution.profile;
-  if (options.newton) code = solve_by_newton(options, c, flows, solution, answer);
+  if (options.newton) code = solve_by_newton(options, c, flows, solution, answer, text);
   if (code != kSolved) return code;
   if (!options.csv_path.empty()) {
     apps::write_file(options.csv_path, column::profile_csv(c, flows, answer));
   }
-  if (options.dense) code = check_dense(options, c, flows, solution);
-  if (code == kSolved && options.compare) code = compare(options, c, flows, log);
+  if (options.dense) code = check_dense(options, c, flows, solution, text);
+  if (code == kSolved && options.compare) code = compare(options, c, flows, log, text);
   return code;
 }
 
@@ -182,12 +184,13 @@ int solve_case(const Options& options) {
   if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
-  const int code = solve_and_show(options, c, other, log ? log->log() : nullptr);
-  std::optional<std::string> failure;
-  if (log) failure = log->keep();
-  if (!failure && std::fflush(stdout) != 0) failure = apps::kNotPrinted;
-  if (failure) complain(kBadInput, *failure);
-  return failure && code == kSolved ? kBadInput : code;
+  std::string text;
+  const int code = solve_and_show(options, c, other, log ? log->log() : nullptr, text);
+  if (log) {
+    if (const auto failure = log->keep()) return complain(code == kSolved ? kBadInput : code, *failure);
+  }
+  if (apps::print_whole(text)) return code;
+  return complain(code == kSolved ? kBadInput : code, apps::kNotPrinted);
 }
 
 void add_acceleration_options(CLI::App& app, Options& options) {

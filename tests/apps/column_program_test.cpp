@@ -192,10 +192,10 @@ TEST_F(Program, AFullDiskLeavesTheOldAccount) {
   const fs::path log = write("account.LOG", "the old one");
   fs::create_symlink("/dev/full", folder_ / "full.LOG");
   const std::string good = "'" COLUMN_CASES "/butane-pentane.toml' --compare --debug-log ";
-  const FileSizeLimit limit(16384);  // enough for the report
+  const FileSizeLimit limit(16384);  // too small for the account
   for (const char* name : {"account", "full"}) {
     EXPECT_EQ(run(good + in_folder(name)), 1) << name;
-    EXPECT_TRUE(printed("multiple, 4 eigenvalues"));
+    EXPECT_EQ(out_, "");
     EXPECT_NE(err_.find(".LOG: the log was not written whole; is the disk full?\n"), std::string::npos)
         << err_;
   }
