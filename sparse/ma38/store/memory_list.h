@@ -71,7 +71,8 @@ class MemoryList {
 
   void unlink(Index node) {
     const Index previous = nodes_.previous(node), next = nodes_.next(node);
-    show(previous, next, next, previous);
+    // Each neighbour sees the other one instead of the node, so the last two change places.
+    show(previous, next, next, previous);  // NOLINT(readability-suspicious-call-argument)
     clear(node);
     if (hole_ != node) return;
     hole_ = 0;
