@@ -19,8 +19,8 @@ namespace ma38 {
 ///  3. no two holes stand side by side, and none is empty;
 ///  4. hole() is a hole of hole_size() reals, or 0 with size -1.
 /// A new hole that is larger than hole() takes its place. When hole() is used up or joins another, the older
-/// holes are not searched for the next largest, by intent: that would take a scan, and where blocks are
-/// placed, and so the lengths needed, depends on this rule.
+/// holes are not searched for the next largest, because that would take a scan, and where blocks are placed,
+/// and so the lengths needed, depends on this rule.
 template <class Nodes>
 class MemoryList {
  public:
