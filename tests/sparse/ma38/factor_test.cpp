@@ -22,35 +22,19 @@ FactorSettings random_settings(Random& random) {
           one_of({0, 1, 10, 50, 100}) / 100.0};
 }
 
-Coordinates of_rows(const std::vector<Ints>& rows) {
+/// The matrix that has these rows; zeros are not entries.
+Coordinates of_rows(const std::vector<Vector>& rows) {
   Coordinates a{int(rows.size()), int(rows.size()), {}, {}, {}};
   for (int i = 0; i < a.n; ++i) {
     for (std::size_t j = 0; j < rows[i].size(); ++j)
-      if (rows[i][j] != 0) a.add(i + 1, int(j) + 1, rows[i][j]);
+      if (rows[i][j] != 0.0) a.add(i + 1, int(j) + 1, rows[i][j]);
   }
-  return a;
-}
-
-/// A diagonal with a full first row and a full last column.
-Coordinates arrow(int n, Random& random) {
-  Coordinates a{n, n, {}, {}, {}};
-  for (int k = 1; k <= n; ++k) {
-    a.add(k, k, 2.0 + uniform(random));
-    if (k > 1) a.add(1, k, uniform(random));
-    if (1 < k && k < n) a.add(k, n, uniform(random));
-    if (k > 1) a.add(k, 1 + k / 2, uniform(random));
-  }
-  return a;
-}
-
-Coordinates with_values(Coordinates a, double zeros, Random& random) {
-  for (double& value : a.values) value = 0.5 * (uniform(random) + 1.0) < zeros ? 0.0 : uniform(random);
   return a;
 }
 
 std::vector<MatrixCase> cases(Random& random) {
-  return {
-      {"order 1", of_rows({{5}})},
+  std::vector<MatrixCase> all = regular_cases(random);
+  const MatrixCase more[] = {
       {"an old column in a new row", of_rows({{5, 2, 4}, {3, 5, 2}, {0, 3, 7}})},
       {"a pivot row of an extension", of_rows({{1, 0, 3, 0, 0, 0},
                                                {0, 8, 0, 2, 1, 0},
@@ -58,28 +42,21 @@ std::vector<MatrixCase> cases(Random& random) {
                                                {6, 8, 0, 1, 1, 0},
                                                {0, 8, 7, 0, 3, 1},
                                                {8, 9, 0, 0, 9, 5}})},
-      {"diagonal", block_triangular_matrix(Ints(9, 1), random)},
-      {"dense", random_matrix(30, 30, 1.1, random)},
       {"random", random_matrix(70, 70, 0.06, random)},
-      {"random, very sparse", random_matrix(60, 60, 0.03, random)},
       {"random, half full", random_matrix(40, 40, 0.4, random)},
-      {"banded", banded_matrix(90, 2, 3, random)},
-      {"arrow", shuffled(arrow(50, random), random)},
-      {"blocks", block_triangular_matrix({1, 5, 1, 1, 12, 2, 1, 7, 20, 1}, random)},
-      {"column", column_matrix(12, 4, random)},
-      {"flowsheet", shuffled(flowsheet_matrix(9, 6, random), random)},
       {"badly scaled", badly_scaled(random_matrix(45, 45, 0.1, random), 12.0, random)},
       {"explicit zeros", with_values(random_matrix(45, 45, 0.12, random), 0.5, random)},
       {"nothing but zeros", with_values(random_matrix(8, 8, 0.4, random), 1.0, random)},
-      {"faulty entries", with_faulty_entries(random_matrix(40, 40, 0.1, random), 30, 12, random)},
       {"low rank", low_rank_matrix(20, 20, 7, random)},
   };
+  all.insert(all.end(), std::begin(more), std::end(more));
+  return all;
 }
 
 /// Whether the reals of the factors are, those of the matrix among them.
 bool all_finite(const Factoring& f) {
-  return std::all_of(f.value.begin() + (f.KEEP(1) - 1), f.value.begin() + f.KEEP(2),
-                     [](double value) { return std::isfinite(value); });
+  const Vector reals = factor_reals(f);
+  return std::all_of(reals.begin(), reals.end(), [](double real) { return std::isfinite(real); });
 }
 
 /// Factors as they must be, and no multiplier above what the tolerance allows.
@@ -87,10 +64,9 @@ void factor_and_expect(const Coordinates& matrix, const FactorSettings& settings
   Factoring f(matrix, settings);
   f.factor();
   expect_factors(f);
-  const StoredFactors factors(f.keep, f.index, f.value);
   if (settings.tolerance <= 0.0 || testing::Test::HasFatalFailure()) return;
   Dense lower(0, 0), upper(0, 0);
-  factors.triangles(lower, upper);
+  StoredFactors(f.keep, f.index, f.value).triangles(lower, upper);
   for (const double multiplier : lower.values)
     ASSERT_LE(std::fabs(multiplier) * std::min(settings.tolerance, 1.0), 1.0 + 1e-12);
 }
@@ -196,6 +172,19 @@ TEST(Ma38Factors, CountNoPivotThatIsNotFinite) {
   }
 }
 
+/// A pivot is chosen by a sum that is formed again in another order. Where that cancels to zero, as it does
+/// in this matrix and in few others, the pivot keeps the value that it was chosen for.
+TEST(Ma38Factors, KeepAPivotThatCancelsInAnotherOrder) {
+  Random random(13295);
+  const int n = number(random, 3, 12);
+  Coordinates a = random_matrix(n, n, 0.1 * number(random, 2, 7), random);
+  for (double& value : a.values) value = Vector{1.0, -1.0, 1e-20, -1e-20}[number(random, 0, 3)];
+  Factoring f(a, {"any pivots", 0, 0, 0, 0, 1, 1, 7, 16, 2.0, 0.0});
+  f.factor();
+  expect_factors(f);
+  EXPECT_TRUE(all_finite(f));
+}
+
 TEST(Ma38Factors, AreFiniteUnlessTheRankTellsOtherwise) {
   int full = 0, deficient = 0, failed = 0;
   for (unsigned seed = 0; seed < 4000; ++seed) {
@@ -295,7 +284,6 @@ TEST(Ma38Factors, TellWhatTheyNeed) {
   for (int j = 1; j <= 5; ++j) {
     for (int i = 1; i <= j; ++i) triangle.add(i, j, 1.0 + i);
   }
-  const Coordinates diagonal{4, 4, {1, 2, 3, 4}, {1, 2, 3, 4}, {2.0, 2.0, 2.0, 2.0}};
   const Coordinates empty_diagonal{3, 3, {1, 2}, {2, 3}, {1.0, 1.0}};
   const struct {
     const char* name;
@@ -304,23 +292,17 @@ TEST(Ma38Factors, TellWhatTheyNeed) {
   } cases[] = {
       {"triangle", triangle, 0, 85, 30, 91, 30},
       {"triangle, preserved", triangle, 1, 77, 30, 95, 35},
-      {"diagonal", diagonal, 0, 54, 8, 55, 8},
-      {"diagonal, preserved", diagonal, 1, 55, 8, 64, 12},
       {"empty diagonal", empty_diagonal, 0, 41, 4, 45, 5},
       {"empty diagonal, preserved", empty_diagonal, 1, 43, 5, 51, 7},
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(one.name);
-    FactorSettings settings = kSettings[one.preserved];
-    Factoring f(one.matrix, settings);
+    Factoring f(one.matrix, kSettings[one.preserved]);
     f.factor();
     expect_factors(f);
-    EXPECT_EQ(f.INFO(19), one.index_needed);
-    EXPECT_EQ(f.INFO(18), one.index_needed) << "of these nothing is garbage";
-    EXPECT_EQ(f.INFO(21), one.value_needed);
-    EXPECT_EQ(f.INFO(20), one.value_needed);
-    EXPECT_EQ(f.INFO(22), one.index_for_refactor);
-    EXPECT_EQ(f.INFO(23), one.value_for_refactor);
+    const Ints lengths{one.index_needed, one.index_needed,       one.value_needed,  // nothing is garbage
+                       one.value_needed, one.index_for_refactor, one.value_for_refactor};
+    EXPECT_EQ(Ints(f.info.begin() + 17, f.info.begin() + 23), lengths);
     EXPECT_GE(f.factor(one.value_needed, one.index_needed), 0);
     EXPECT_EQ(f.factor(one.value_needed, one.index_needed - 1), -3);
   }

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 #include "sparse/ma38/front/frontal.h"
 #include "sparse/ma38/ma38_routines.h"
 #include "tests/support/ma38_factors.h"
@@ -81,6 +83,24 @@ inline std::vector<MatrixCase> regular_cases(Random& random) {
       {"faulty entries",
        with_faulty_entries(dominated(random_matrix(40, 40, 0.1, random), random), 9, 7, random)},
   };
+}
+
+/// The same pattern with other values, of which about this share is zero.
+inline Coordinates with_values(Coordinates a, double zeros, Random& random) {
+  for (double& value : a.values) value = 0.5 * (uniform(random) + 1.0) < zeros ? 0.0 : uniform(random);
+  return a;
+}
+/// Two full diagonal blocks that share a full border: elements of `order` pivots with lists of `border`
+/// members.
+inline Coordinates bordered_blocks(int order, int border, Random& random) {
+  const int n = 2 * order + border;
+  const auto part = [=](int k) { return k <= order ? 1 : k <= 2 * order ? 2 : 3; };
+  Coordinates a{n, n, {}, {}, {}};
+  for (int j = 1; j <= n; ++j) {
+    for (int i = 1; i <= n; ++i)
+      if (part(i) + part(j) != 3) a.add(i, j, uniform(random) + (i == j ? 4.0 : 0.0));
+  }
+  return a;
 }
 
 struct Factoring {
@@ -160,6 +180,12 @@ struct Factoring {
     }
   }
 };
+
+/// The number of the blocks, whose orders it writes unless there is no place for them; or an error.
+inline int blocks_of(const Factoring& f, Ints* orders) {
+  return ma38blocks_(&f.matrix.n, &f.lindex, f.index.data(), f.keep.data(),
+                     orders ? orders->data() : nullptr);
+}
 
 /// What the matrix is, counted without the library; transposed if that is what is factorised.
 struct Truth {
@@ -329,6 +355,16 @@ int run_as_asked(const Factoring& f, int values, int indices, Run run) {
   return 1000;
 }
 
+inline Vector factor_reals(const Factoring& f) {
+  return Vector(f.value.begin() + f.KEEP(1) - 1, f.value.begin() + f.KEEP(2));
+}
+/// To the rounding that places in memory can make in a routine.
+inline void expect_close(const Vector& got, const Vector& expected) {
+  ASSERT_EQ(got.size(), expected.size());
+  for (std::size_t k = 0; k < got.size(); ++k)
+    ASSERT_NEAR(got[k], expected[k], 1e-10 * (1.0 + std::fabs(expected[k]))) << "real " << k + 1;
+}
+
 /// All that a successful factorisation must have left.
 inline void expect_factors(const Factoring& f) {
   ASSERT_GE(f.INFO(MA38_INFO_STATUS), 0);
@@ -342,9 +378,41 @@ inline void expect_factors(const Factoring& f) {
   EXPECT_EQ(factors.nz, static_cast<int>(truth.places.size()));
   EXPECT_EQ(factors.preserved, f.job == 1 ? 1 : 0);
   EXPECT_EQ(factors.transposed, f.transposed != 0 ? 1 : 0);
+  Ints orders(factors.n), told(factors.n);
+  for (std::size_t b = 0; b < factors.blocks.size(); ++b) orders[b] = factors.blocks[b].order;
+  EXPECT_EQ(blocks_of(f, &told), factors.nblks);
+  EXPECT_EQ(told, orders);
   if (factors.preserved) expect_copy(factors, truth);
   expect_product(factors, truth);
   expect_figures(f, factors, truth);
+}
+
+/// What takes the place of a word that is damaged: the ends of the integers and of the ranges of words in
+/// factors of order n, its neighbours, and itself with the other sign.
+inline Ints damages(int word, int n) {
+  const auto wrapped = [word](unsigned by) { return static_cast<int>(static_cast<unsigned>(word) + by); };
+  return {INT_MIN, -1, 0, 1, n, n + 1, 2 * n + 1, wrapped(~0U), wrapped(1), word == INT_MIN ? 0 : -word,
+          INT_MAX};
+}
+/// Calls visit(k) with each word k in turn damaged in each way.
+template <class Visit>
+void for_each_damage(Ints& words, int n, const Visit& visit) {
+  for (std::size_t k = 0; k < words.size(); ++k) {
+    const int kept = words[k];
+    for (const int wrong : damages(kept, n)) {
+      SCOPED_TRACE(testing::Message() << "word " << k << " is " << wrong << ", not " << kept);
+      words[k] = wrong;
+      visit(k);
+      if (testing::Test::HasFailure()) return;
+    }
+    words[k] = kept;
+  }
+}
+/// Small matrices in one block and in several, with elements that have children.
+inline std::vector<Coordinates> damaged_matrices(Random& random) {
+  return {dominated(random_matrix(9, 9, 0.25, random), random),
+          dominated(block_triangular_matrix({1, 4, 1, 6}, random), random),
+          dominated(banded_matrix(14, 1, 2, random), random)};
 }
 
 }  // namespace reference
