@@ -103,54 +103,46 @@ TEST(Ma38Memory, LengthsAreAskedForUntilTheyDo) {
 /// leaves gaps, as for the slack in objects, takes more.
 TEST(Ma38Memory, EveryLengthIsRefusedOrDoes) {
   Random random(386), of_repeats(400);
-  int beyond_least[] = {0, 0}, collections = 0;  // indices, values
+  int beyond_least[2][2] = {}, collections[] = {0, 0};  // of the first and of repeated ones: indices, values
+  const auto sweep = [&](const Coordinates& matrix, const FactorSettings& settings, bool repeats,
+                         bool short_values) {
+    const Routine routine(matrix, settings, repeats);
+    const int least = short_values ? routine.least_values : routine.least_indices;
+    const int enough = short_values ? routine.enough_values : routine.enough_indices;
+    int first = 0;
+    for (int length = least; length <= enough; ++length) {
+      SCOPED_TRACE(testing::Message() << settings.name << ", order " << matrix.n << ", repeats " << repeats
+                                      << (short_values ? ", values " : ", indices ") << length);
+      Factoring f = routine.ample;
+      if (routine.run(f, short_values ? length : 0, short_values ? 0 : length) < 0) {
+        EXPECT_EQ(f.INFO(1), short_values ? -4 : -3);
+        EXPECT_EQ(first, 0) << "less was enough";
+        expect_shortage(f);
+      } else {
+        if (first == 0) first = length;
+        expect_the_same(f, routine.ample);
+        collections[repeats] += f.INFO(14) + f.INFO(15);
+      }
+      if (testing::Test::HasFailure()) return;
+    }
+    EXPECT_GT(first, 0) << "never enough";
+    beyond_least[repeats][short_values] += first - least;
+  };
   for (const FactorSettings& settings : few_settings()) {
     for (const Coordinates& matrix :
          {random_matrix(7, 7, 0.5, random), block_triangular_matrix({1, 4, 1, 3}, random)}) {
-      for (const bool short_values : {false, true}) {
-        const Routine routine(matrix, settings, false);
-        const int least = short_values ? routine.least_values : routine.least_indices;
-        const int enough = short_values ? routine.enough_values : routine.enough_indices;
-        int first = 0;
-        for (int length = least; length <= enough; ++length) {
-          SCOPED_TRACE(testing::Message()
-                       << settings.name << (short_values ? ", values " : ", indices ") << length);
-          Factoring f(matrix, settings);
-          if (f.factor(short_values ? length : 0, short_values ? 0 : length) < 0) {
-            EXPECT_EQ(f.INFO(1), short_values ? -4 : -3);
-            EXPECT_EQ(first, 0) << "less was enough";
-            expect_shortage(f);
-          } else {
-            if (first == 0) first = length;
-            expect_the_same(f, routine.ample);
-          }
-          if (HasFailure()) return;
-        }
-        ASSERT_GT(first, 0);
-        beyond_least[short_values] += first - least;
-      }
+      for (const bool short_values : {false, true}) sweep(matrix, settings, false, short_values);
     }
     for (const Coordinates& matrix : {dominated(random_matrix(24, 24, 0.12, of_repeats), of_repeats),
-                                      dominated(random_matrix(45, 45, 0.06, of_repeats), of_repeats)}) {
-      const Routine routine(matrix, settings, true);
-      bool enough = false;
-      for (int length = routine.least_values; length <= routine.enough_values; ++length) {
-        SCOPED_TRACE(testing::Message() << settings.name << ", repeated, values " << length);
-        Factoring f = routine.ample;
-        const int status = routine.run(f, length, routine.enough_indices);
-        ASSERT_TRUE(status >= 0 || (status == -4 && !enough)) << "status " << status;
-        enough = status >= 0;
-        if (!enough) continue;
-        collections += f.INFO(15);
-        expect_close(factor_reals(f), factor_reals(routine.ample));
-        if (HasFailure()) return;
-      }
-      EXPECT_TRUE(enough);
-    }
+                                      dominated(random_matrix(45, 45, 0.06, of_repeats), of_repeats)})
+      sweep(matrix, settings, true, true);
+    if (HasFailure()) return;
   }
-  EXPECT_LE(beyond_least[0], 2163);
-  EXPECT_LE(beyond_least[1], 279);
-  EXPECT_GT(collections, 0);
+  EXPECT_LE(beyond_least[false][false], 2163);
+  EXPECT_LE(beyond_least[false][true], 279);
+  EXPECT_LE(beyond_least[true][true], 1867);
+  EXPECT_GT(collections[false], 0);
+  EXPECT_GT(collections[true], 0);
 }
 
 }  // namespace
