@@ -1,5 +1,7 @@
 // The analysis picks one of many good orders by fixed rules: hosts rely on getting the same one again.
 
+#include <array>
+#include <set>
 #include <sstream>
 
 #include "tests/sparse/ma48/routines.h"
@@ -7,6 +9,7 @@
 namespace {
 
 using namespace reference;
+const double kNaN = std::nan("");
 
 /// Numbers 0 .. bound - 1 by a rule of its own, the same with every standard library.
 struct Sequence {
@@ -16,41 +19,6 @@ struct Sequence {
     return static_cast<int>((state >> 8) % static_cast<std::uint32_t>(bound));
   }
 };
-
-struct Case {
-  const char* name;
-  std::uint32_t seed;
-  int order, entries;  // beside a full diagonal of the shuffled matrix
-  bool upper;          // block triangular before the shuffle, some blocks being of order 4
-  int job, smallest_block, columns_last;
-  double drop, pivot;
-  int length;            // LA; 0: ample
-  const char* expected;  // places of rows, columns in order, orders and kinds of blocks, INFO, operations
-};
-
-Coordinates scrambled(const Case& given) {
-  Sequence sequence{given.seed};
-  const int n = given.order;
-  Ints rows(n), columns(n);
-  std::iota(rows.begin(), rows.end(), 1);
-  std::iota(columns.begin(), columns.end(), 1);
-  for (int k = n - 1; k > 0; --k) {
-    std::swap(rows[k], rows[sequence.below(k + 1)]);
-    std::swap(columns[k], columns[sequence.below(k + 1)]);
-  }
-  Coordinates a{n, n, {}, {}, {}};
-  for (int k = 0; k < n; ++k) a.add(rows[k], columns[k], (1 + sequence.below(9)) / 4.0);
-  for (int k = 0; given.upper && k < n - n % 4; ++k) {
-    const int in_cycle = k - k % 4 + (k + 1) % 4;
-    if (k % 8 < 4) a.add(rows[k], columns[in_cycle], (1 + sequence.below(9)) / 4.0);
-  }
-  for (int k = 0; k < given.entries; ++k) {
-    int i = sequence.below(n), j = sequence.below(n);
-    if (given.upper && i > j) std::swap(i, j);
-    a.add(rows[i], columns[j], (1 + sequence.below(9)) / 4.0);
-  }
-  return a;
-}
 
 std::string outcome(Solver& solver) {
   std::ostringstream text;
@@ -70,48 +38,116 @@ std::string outcome(Solver& solver) {
   return text.str();
 }
 
-TEST(Ma48AnalysisOrder, IsThatOfTheRules) {
-  const Case cases[] = {
-      {"blocks", 11, 12, 14, true, 1, 1, 0, 0.0, 0.0, 0,
-       "8 10 6 11 12 4 5 3 9 7 1 2 | 12 4 6 10 11 2 5 8 7 1 3 9 | 4:2 2:-2 4:2 2:-2 | 1 0 68 66 12 0 4 8 18 "
-       "12 1 0 | 26"},
-      {"blocks of three at least", 12, 12, 8, true, 1, 3, 0, 0.0, 0.0, 0,
-       "1 11 4 7 2 5 10 12 3 8 6 9 | 4 3 1 8 10 7 9 6 5 2 12 11 | 5:3 6:4 1:-1 | 1 0 56 69 12 0 6 11 21 12 1 "
-       "0 | 31"},
-      {"blocks of five at least", 20, 12, 4, true, 1, 5, 0, 0.0, 0.0, 0,
-       "3 12 11 6 1 7 9 8 4 10 2 5 | 4 5 12 9 3 11 1 6 2 10 7 8 | 5:3 7:5 | 1 0 48 68 12 0 7 12 22 12 1 0 | "
-       "31"},
-      {"little room", 203, 16, 54, false, 1, 1, 0, 0.0, 0.0, 140,
-       "16 1 11 8 12 2 9 14 6 3 7 10 5 4 15 13 | 8 6 9 7 2 14 10 5 4 16 13 3 11 15 12 1 | 2:0 14:11 | "
-       "1 3 140 185 16 0 14 16 60 16 5 0 | 217"},
-      {"changing columns", 13, 12, 16, true, 1, 1, 1, 0.0, 0.0, 0,
-       "4 1 5 11 9 12 2 10 6 3 8 7 | 1 10 9 4 7 12 8 2 3 6 11 5 | 4:2:2 3:-3:0 4:2:2 1:-1:0 | 1 0 72 68 12 0 "
-       "4 8 17 12 6 0 | 26"},
-      {"given places, changing columns", 14, 8, 14, false, 2, 1, 1, 0.0, 0.0, 0,
-       "3 8 6 2 4 7 1 5 | 2 5 8 3 6 1 4 7 | 8:7:8 | 1 0 44 68 8 0 8 8 18 8 4 0 | 44"},
-      {"diagonal pivots", 15, 8, 10, false, 3, 1, 0, 0.0, 0.0, 0,
-       "1 4 5 6 3 2 7 8 | 1 6 5 2 3 4 7 8 | 8:3 | 5 0 36 71 8 0 8 8 13 8 5 0 | 87"},
-      {"small diagonals", 16, 9, 4, true, 1, 1, 0, 0.0, 1.0, 0,
-       "5 6 1 7 4 3 2 8 9 | 2 1 9 3 5 8 7 4 6 | 4:2 5:-5 | 0 0 34 37 8 0 4 4 8 9 0 0 | 13"},
-      {"dropping", 17, 16, 30, true, 1, 1, 0, 0.6, 0.0, 0,
-       "4 5 13 14 3 10 9 15 6 1 16 8 12 7 11 2 | 2 15 14 10 8 5 11 4 12 6 16 9 7 3 13 1 | 4:3 4:-4 4:3 4:-4 "
-       "| 1 0 108 82 16 2 4 8 16 16 7 0 | 14"},
-  };
-  for (const Case& given : cases) {
-    SCOPED_TRACE(given.name);
-    Solver solver(scrambled(given), given.length);
-    solver.job = given.job;
-    solver.ICNTL(MA48_ICNTL_SMALLEST_BLOCK) = given.smallest_block;
-    solver.ICNTL(MA48_ICNTL_COLUMNS_LAST) = given.columns_last;
-    solver.CNTL(MA48_CNTL_DROP_TOLERANCE) = given.drop;
-    solver.CNTL(MA48_CNTL_PIVOT_TOLERANCE) = given.pivot;
-    solver.CNTL(MA48_CNTL_DENSITY) = 1.0;
-    Sequence sequence{given.seed + 100};
-    for (int j = 0; j < given.order; ++j) solver.marks.push_back(sequence.below(2));
-    for (int k = 0; k < 2 * given.order; ++k) solver.order.push_back(1 + (k * 3 + 1) % given.order);
-    solver.analyse();
-    EXPECT_EQ(outcome(solver), given.expected);
+/// Up to 18 x 18, with entries in any density.
+Coordinates small_matrix(Sequence& sequence, bool odd) {
+  Coordinates a{1 + sequence.below(18), 1 + sequence.below(18), {}, {}, {}};
+  if (sequence.below(2) == 0) a.n = a.m;
+  const int density = 5 + sequence.below(30), values = sequence.below(4), rotation = sequence.below(a.m);
+  const bool upper = sequence.below(2) == 0;  // but for blocks of order 4 on the diagonal
+  const double strange[] = {kNaN, HUGE_VAL, -HUGE_VAL};
+  for (int j = 1; j <= a.n; ++j) {
+    for (int i = 1; i <= a.m; ++i) {
+      if (upper && i > j && (i - 1) / 4 != (j - 1) / 4) continue;
+      if (sequence.below(100) >= density && (i != j || sequence.below(4) == 0)) continue;
+      // Few values make many ties, and zeros that are stored.
+      const double tied = sequence.below(2 * values + 1) - values;
+      const double any = std::ldexp(1 + sequence.below(1000), sequence.below(12) - 6);
+      const int which = sequence.below(9);
+      a.add((i + rotation) % a.m + 1, j, odd && which < 3 ? strange[which] : values == 0 ? any : tied);
+    }
   }
+  if (a.entries() == 0) a.add(1, 1, 1.0);
+  return a;
+}
+
+/// A matrix with controls at random.
+Solver small_solver(Sequence& sequence, int job, int search_limit, bool odd) {
+  Solver solver(small_matrix(sequence, odd));
+  const auto any = [&](auto... choice) { return std::array{choice...}[sequence.below(sizeof...(choice))]; };
+  solver.job = job;
+  solver.ICNTL(MA48_ICNTL_SEARCH_LIMIT) = search_limit;
+  solver.ICNTL(MA48_ICNTL_SMALLEST_BLOCK) = any(1, 3, 1000000, 1000000);
+  solver.ICNTL(MA48_ICNTL_SINGULAR_IS_ERROR) = 0;
+  solver.ICNTL(MA48_ICNTL_COLUMNS_LAST) = sequence.below(2);
+  solver.CNTL(MA48_CNTL_DENSITY) = any(0.5, 1.0, 2.0, 1.0);
+  solver.CNTL(MA48_CNTL_THRESHOLD) = any(0.1, 0.5, 1.0, 0.0, odd ? kNaN : -1.0);
+  solver.CNTL(MA48_CNTL_DROP_TOLERANCE) = any(0.0, 0.0, 0.7, odd ? kNaN : 1.0);
+  solver.CNTL(MA48_CNTL_PIVOT_TOLERANCE) = any(0.0, 0.0, 0.9, odd ? kNaN : -1.0);
+  const int m = solver.matrix.m, n = solver.matrix.n;
+  for (int j = 0; j < n; ++j) solver.marks.push_back(sequence.below(2));
+  const int row_shift = sequence.below(m), column_shift = sequence.below(n);
+  for (int i = 0; i < m; ++i) solver.order.push_back(1 + (i + row_shift) % m);
+  for (int j = 0; j < n; ++j) solver.order.push_back(1 + (n - j + column_shift) % n);
+  return solver;
+}
+
+/// All that an analysis decided, or only INFO where it failed; what it decided are permutations.
+std::string checked_outcome(Solver& solver) {
+  if (solver.analyse() < 0) {
+    return std::to_string(solver.INFO(MA48_INFO_STATUS)) + ' ' +
+           std::to_string(solver.INFO(MA48_INFO_ANALYSIS_LENGTH));
+  }
+  const auto keep = solver.view();
+  std::set<int> rows, columns;
+  for (int i = 1; i <= solver.matrix.m; ++i) rows.insert(std::abs(keep.row_place(i)));
+  for (int j = 1; j <= solver.matrix.n; ++j) columns.insert(std::abs(keep.column_at(j)));
+  EXPECT_EQ(solver.matrix.m, *rows.rbegin());
+  EXPECT_EQ(rows.size(), solver.matrix.m);
+  EXPECT_EQ(solver.matrix.n, *columns.rbegin());
+  EXPECT_EQ(columns.size(), solver.matrix.n);
+  return outcome(solver);
+}
+
+/// Continues a digest by the bytes of a text (FNV-1a).
+void digest(std::uint64_t& sum, const std::string& text) {
+  for (const char c : text) sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+}
+
+/// The digests, recorded once, stand for the outcomes of many small problems, a tenth of them in every length
+/// of the arrays from the least to one that is enough, where lists are moved and compressed.
+TEST(Ma48AnalysisOrder, StaysTheSameWhateverTheControlsAndTheRoom) {
+  constexpr int kProblems = 1000;
+  const struct {
+    const char* name;
+    int job, search_limit;
+    bool odd;  // values and controls that are not finite
+    std::uint64_t expected;
+  } rows[] = {
+      {"one column", 1, 1, false, 0x0b3e43c469e93c8e},
+      {"three columns", 1, 3, false, 0x136414af21b512c7},
+      {"rows too", 1, 0, false, 0x1458a0a57a4f9ef8},
+      {"rows too, no limit", 1, -1, false, 0xfb57d7d34e77bab2},
+      {"given order", 2, 3, false, 0x8a8d553dd7b7c73c},
+      {"diagonal by columns", 3, 3, false, 0x7f0a1c718bbfadf0},
+      {"diagonal by rows too", 3, 0, false, 0x9c449f24c4dc9746},
+      {"odd numbers", 1, 3, true, 0xfe6444ca7a394ed0},
+      {"odd numbers by rows too", 1, 0, true, 0x62f62bb8b685c233},
+      {"odd numbers in given order", 2, 3, true, 0xa935208d97d56c60},
+  };
+  int compressed = 0, short_ones = 0;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Sequence sequence{48};
+    std::uint64_t sum = 0xcbf29ce484222325;
+    for (int problem = 0; problem < kProblems; ++problem) {
+      Solver solver = small_solver(sequence, row.job, row.search_limit, row.odd);
+      digest(sum, checked_outcome(solver));
+      const int enough = solver.INFO(MA48_INFO_ANALYSIS_LENGTH);
+      for (int la = 2 * solver.matrix.entries(); problem % 10 == 0 && la < enough; ++la) {
+        solver.resize(la);
+        digest(sum, checked_outcome(solver));
+        if (solver.INFO(MA48_INFO_STATUS) == MA48_STATUS_TOO_SHORT) {
+          EXPECT_GT(solver.INFO(MA48_INFO_ANALYSIS_LENGTH), la);
+          ++short_ones;
+        } else {
+          compressed += solver.INFO(MA48_INFO_COMPRESSIONS);
+        }
+      }
+    }
+    EXPECT_EQ(sum, row.expected) << std::hex << sum;
+  }
+  EXPECT_GT(compressed, 100);
+  EXPECT_GT(short_ones, 100);
 }
 
 }  // namespace

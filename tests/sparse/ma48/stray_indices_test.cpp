@@ -122,6 +122,33 @@ TEST(Ma48StrayIndices, HaveTheirStatus) {
   }
 }
 
+/// Each element of KEEP in turn far off.
+TEST(Ma48StrayIndices, OfKeepLeadNowhere) {
+  Random random(24);
+  const Solver sound = several_blocks(random);
+  const Vector b(sound.matrix.n, 1.0), untouched(sound.matrix.n, 77.0);
+  for (std::size_t k = 0; k < sound.keep.size(); ++k) {
+    for (const int value : {INT_MIN, 0, INT_MAX}) {
+      for (const int job : {1, 2, 3}) {
+        Solver solver = sound;
+        solver.keep[k] = value;
+        for (const int transposed : {0, 1}) {
+          const bool refused = solver.solve(b, transposed, 3) == untouched;
+          EXPECT_EQ(refused, solver.INFO(MA48_INFO_STATUS) == MA48_STATUS_INCOMPATIBLE) << k;
+        }
+        solver.factor(job);
+      }
+    }
+  }
+  // A place of a row, a column, an end of L and U, a start of a column off the blocks, and two of the blocks.
+  const int n = sound.matrix.n;
+  for (const int k : {0, n, 2 * n, 4 * n + 1, 6 * n + 2, 6 * n + 4}) {
+    Solver solver = sound;
+    solver.keep[k] = INT_MAX;
+    EXPECT_EQ(solver.solve(b, 1), untouched) << k;
+  }
+}
+
 Coordinates any_matrix(Random& random, int kind) {
   Coordinates a = kind == 0   ? block_triangular_matrix({6, 1, 1, 7, 5}, random)
                   : kind == 1 ? shuffled(flowsheet_matrix(6, 4, random), random)
