@@ -56,16 +56,6 @@ Dense diagonal(const Vector& values) {
   return filled(n, n, [&](int i, int j) { return i == j ? values[static_cast<std::size_t>(i)] : 0.0; });
 }
 
-Dense of_rank(int rank, int m, int n, Random& random) {
-  const Dense left = random_dense(m, rank, random), right = random_dense(rank, n, random);
-  return filled(m, n,
-                [&](int i, int j) { return sum(rank, [&](int k) { return left(i, k) * right(k, j); }); });
-}
-
-Dense clear_columns(const Dense& a, int first, int last) {
-  return filled(a.rows, a.cols, [&](int i, int j) { return j >= first && j <= last ? 0.0 : a(i, j); });
-}
-
 /// From the size of 1 in the first column to that of `last` in the last.
 Dense graded(int m, int n, Random& random, double last) {
   const Dense a = random_dense(m, n, random);
@@ -92,7 +82,7 @@ const struct {
     {"equal values", [](int m, int n, Random&) { return filled(m, n, three_times_identity); }},
     {"half the rank", [](int m, int n, Random& r) { return of_rank((n + 1) / 2, m, n, r); }},
     {"rank 1", [](int m, int n, Random&) { return filled(m, n, pattern); }},
-    {"zero columns", [](int m, int n, Random& r) { return clear_columns(random_dense(m, n, r), n / 3, n / 2); }},
+    {"zero columns", [](int m, int n, Random& r) { return with_zero_columns(random_dense(m, n, r), n / 3, n / 2); }},
     {"zero", [](int m, int n, Random&) { return Dense(m, n); }},
 };
 // clang-format on
@@ -233,7 +223,7 @@ TEST(SingularValueDecomposition, CovarianceIsTheInverseOfTheNormalMatrix) {
   const int m = 12, n = 5;
   for (const bool deficient : {false, true}) {
     Dense a = random_dense(m, n, random);
-    if (deficient) a = clear_columns(a, 2, 2);
+    if (deficient) a = with_zero_columns(a, 2, 2);
     Rows covariance(Dense(n, n));
     Svd svd(m, n);
     ASSERT_EQ(svd.Decomposition(m, n, Rows(a).data()), 1);
@@ -341,7 +331,7 @@ TEST(LinearLeastSquare, WeightsOfOneAndZeroColumns) {
     EXPECT_NEAR(fit.x[1], 0.25, 1e-15);
     EXPECT_NEAR(fit.chi2, 6.5, 1e-14);
   }
-  fit.a = clear_columns(fit.a, 1, 1);
+  fit.a = with_zero_columns(fit.a, 1, 1);
   fit.run();
   EXPECT_EQ(fit.chi2, EmptyValue);
   EXPECT_EQ(fit.x, Vector(2, EmptyValue));

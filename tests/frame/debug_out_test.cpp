@@ -8,6 +8,7 @@
 #include <ctime>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "frame/empty_value.h"
 #include "tests/support/log_file.h"
@@ -18,10 +19,7 @@ using DebugOutTest = test_support::LogFile;
 
 TEST_F(DebugOutTest, NumbersHaveTheirColumns) {
   const double infinity = std::numeric_limits<double>::infinity();
-  const struct {
-    double value;
-    const char* text;
-  } doubles[] = {
+  const std::pair<double, const char*> doubles[] = {
       {EmptyValue, "        EMPTY"},
       {-32767.5, " -32767.50000"},
       {-0.0, "         0.0"},
@@ -34,20 +32,12 @@ TEST_F(DebugOutTest, NumbersHaveTheirColumns) {
       {-infinity, "         -inf"},
       {std::nan(""), "          nan"},
   };
-  for (const auto& c : doubles) {
-    EXPECT_EQ(written([&](DebugOut& log) { log.Write(c.value); }), c.text) << c.value;
-  }
-  const struct {
-    int value;
-    const char* text;
-  } integers[] = {
-      {EmptyValueInt, "        EMPTY"},
-      {-7, "           -7"},
-      {-2147483647 - 1, "  -2147483648"},
-  };
-  for (const auto& c : integers) {
-    EXPECT_EQ(written([&](DebugOut& log) { log.Write(c.value); }), c.text);
-  }
+  for (const auto& [value, text] : doubles)
+    EXPECT_EQ(written([value = value](DebugOut& log) { log.Write(value); }), text) << value;
+  const std::pair<int, const char*> integers[] = {
+      {EmptyValueInt, "        EMPTY"}, {-7, "           -7"}, {-2147483647 - 1, "  -2147483648"}};
+  for (const auto& [value, text] : integers)
+    EXPECT_EQ(written([value = value](DebugOut& log) { log.Write(value); }), text);
 }
 
 TEST_F(DebugOutTest, VectorsBreakAfterFiveNumbers) {
@@ -104,24 +94,21 @@ TEST_F(DebugOutTest, KeepsOrReplacesWhatIsThere) {
     log.Write(1);  // not open: goes nowhere
     log.Open();
     log.Write(value);
+    log.Reopen();  // puts it on disk
+    return content();
   };
-  run(1, 1);  // there is none yet
-  EXPECT_EQ(content(), "            1");
-  run(1, 2);
-  EXPECT_EQ(content(), "            1            2");
-  run(0, 3);
-  EXPECT_EQ(content(), "            3");
+  EXPECT_EQ(run(1, 1), "            1");  // there is none yet
+  EXPECT_EQ(run(1, 2), "            1            2");
+  EXPECT_EQ(run(0, 3), "            3");
 }
 
-TEST_F(DebugOutTest, ReopeningPutsItOnDisk) {
-  DebugOut* const log = new DebugOut(name(), 0, 0);
-  log->Open();
-  log->Write(1);
-  log->Reopen();
-  EXPECT_EQ(content(), "            1");
-  log->Write(2);
-  delete log;  // closes
-  EXPECT_EQ(content(), "            1            2");
+TEST_F(DebugOutTest, ReopeningKeepsWhatIsThereAndTheEndCloses) {
+  EXPECT_EQ(written([&](DebugOut& log) {
+              log.Write(1);
+              log.Reopen();
+              log.Write(2);
+            }),
+            "            1            2");
 }
 
 TEST_F(DebugOutTest, TimeIsThatOfTheClock) {

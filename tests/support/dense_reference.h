@@ -44,6 +44,18 @@ inline Dense random_dense(int rows, int cols, Random& random) {
   return a;
 }
 
+/// Rank `rank` at most, exactly that for almost all draws: a product of two thin factors.
+inline Dense of_rank(int rank, int m, int n, Random& random) {
+  const Dense left = random_dense(m, rank, random), right = random_dense(rank, n, random);
+  Dense a(m, n);
+  for (int j = 0; j < n; ++j) {
+    for (int i = 0; i < m; ++i) {
+      for (int k = 0; k < rank; ++k) a(i, j) += left(i, k) * right(k, j);
+    }
+  }
+  return a;
+}
+
 inline double norm1(const Vector& x) {
   double sum = 0.0;
   for (const double value : x) sum += std::fabs(value);

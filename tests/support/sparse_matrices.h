@@ -66,17 +66,14 @@ inline double scaled_residual(const Coordinates& a, const Vector& x, const Vecto
   return worst;
 }
 
-/// Solves a square dense system by complete pivoting. @return its numerical rank, relative to 1e-11
-inline int dense_solve(Dense a, Vector b, Vector& x) {
-  const int n = a.rows;
-  std::vector<int> order(static_cast<std::size_t>(a.cols));
-  std::iota(order.begin(), order.end(), 0);
+/// The numerical rank, relative to 1e-11, by complete pivoting.
+inline int dense_rank(Dense a) {
   double first = 0.0;
   int rank = 0;
-  for (; rank < std::min(n, a.cols); ++rank) {
+  for (; rank < std::min(a.rows, a.cols); ++rank) {
     int row = rank, column = rank;
     for (int j = rank; j < a.cols; ++j) {
-      for (int i = rank; i < n; ++i) {
+      for (int i = rank; i < a.rows; ++i) {
         if (std::fabs(a(i, j)) > std::fabs(a(row, column))) row = i, column = j;
       }
     }
@@ -84,29 +81,13 @@ inline int dense_solve(Dense a, Vector b, Vector& x) {
     if (rank == 0) first = std::fabs(pivot);
     if (!(std::fabs(pivot) > 1e-11 * first)) break;
     for (int j = 0; j < a.cols; ++j) std::swap(a(rank, j), a(row, j));
-    std::swap(b[static_cast<std::size_t>(rank)], b[static_cast<std::size_t>(row)]);
-    for (int i = 0; i < n; ++i) std::swap(a(i, rank), a(i, column));
-    std::swap(order[static_cast<std::size_t>(rank)], order[static_cast<std::size_t>(column)]);
-    for (int i = rank + 1; i < n; ++i) {
+    for (int i = 0; i < a.rows; ++i) std::swap(a(i, rank), a(i, column));
+    for (int i = rank + 1; i < a.rows; ++i) {
       const double factor = a(i, rank) / a(rank, rank);
       for (int j = rank; j < a.cols; ++j) a(i, j) -= factor * a(rank, j);
-      b[static_cast<std::size_t>(i)] -= factor * b[static_cast<std::size_t>(rank)];
     }
   }
-  x.assign(static_cast<std::size_t>(a.cols), 0.0);
-  for (int i = rank - 1; i >= 0; --i) {
-    double sum = b[static_cast<std::size_t>(i)];
-    for (int j = i + 1; j < rank; ++j)
-      sum -= a(i, j) * x[static_cast<std::size_t>(order[static_cast<std::size_t>(j)])];
-    x[static_cast<std::size_t>(order[static_cast<std::size_t>(i)])] = sum / a(i, i);
-  }
   return rank;
-}
-
-/// The numerical rank, by complete pivoting.
-inline int dense_rank(const Dense& a) {
-  Vector x;
-  return dense_solve(a, Vector(static_cast<std::size_t>(a.rows)), x);
 }
 
 // ---- Kinds of matrices
@@ -203,18 +184,15 @@ inline Coordinates flowsheet_matrix(int units, int size, Random& random) {
   return a;
 }
 
-/// Rank `rank` at most, exactly that for almost all draws: a product of two thin dense factors.
-inline Coordinates low_rank_matrix(int m, int n, int rank, Random& random) {
-  const Dense left = random_dense(m, rank, random), right = random_dense(rank, n, random);
-  Coordinates a{m, n, {}, {}, {}};
-  for (int j = 0; j < n; ++j) {
-    for (int i = 0; i < m; ++i) {
-      double sum = 0.0;
-      for (int k = 0; k < rank; ++k) sum += left(i, k) * right(k, j);
-      a.add(i + 1, j + 1, sum);
-    }
+inline Coordinates coordinates(const Dense& a) {
+  Coordinates result{a.rows, a.cols, {}, {}, {}};
+  for (int j = 0; j < a.cols; ++j) {
+    for (int i = 0; i < a.rows; ++i) result.add(i + 1, j + 1, a(i, j));
   }
-  return a;
+  return result;
+}
+inline Coordinates low_rank_matrix(int m, int n, int rank, Random& random) {
+  return coordinates(of_rank(rank, m, n, random));
 }
 
 /// Rows and columns scaled by powers of ten, `decades` apart at most on each side.

@@ -135,8 +135,11 @@ TEST_F(RegressTableTest, DefaultsCopiesAndAssignment) {
   EXPECT_EQ(copy.Scalars(), source.Scalars());
   EXPECT_TRUE(copy.nPoints == 2 && copy.fitSize == EmptyValueInt && !copy.yFitValues && !copy.pctErrors);
   double* abandoned[] = {target.xValues, target.yValues};
+  target.AddPoint(3, 4);
+  source.cursor = 5;
   target = source;
-  EXPECT_TRUE(target.Content() == source.Content() && target.xValues == source.xValues &&
+  EXPECT_TRUE(target.Content() == source.Content() && target.cursor == 5);
+  EXPECT_TRUE(target.xValues == source.xValues && target.yValues == source.yValues &&
               target.yFitValues == source.yFitValues && target.pctErrors == source.pctErrors);
   for (double* array : abandoned) Corvid_delete(array);
   target.xValues = target.yValues = nullptr;

@@ -125,17 +125,6 @@ TEST_F(XYTableTest, FreedSlotsBecomeEmpty) {
   EXPECT_TRUE(table.Holds(Rows(10, {EmptyValue, EmptyValue})));
 }
 
-TEST_F(XYTableTest, AssignmentSharesTheArrays) {
-  Table source(Rows{{1, 2}}), target(Rows{{3, 4}, {5, 6}});
-  double* abandoned[] = {target.xValues, target.yValues};
-  source.cursor = 5;
-  target = source;
-  EXPECT_TRUE(target.xValues == source.xValues && target.yValues == source.yValues);
-  EXPECT_TRUE(target.nPoints == 1 && target.capacity == 10 && target.cursor == 5);
-  for (double* array : abandoned) Corvid_delete(array);
-  target.xValues = target.yValues = nullptr;
-}
-
 // ---- Sorting
 
 void expect_sorted_as_by_exchange(const Rows& rows) {
