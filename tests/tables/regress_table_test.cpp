@@ -134,8 +134,8 @@ TEST_F(RegressTableTest, DefaultsCopiesAndAssignment) {
   Line copy(source), target(source);
   EXPECT_EQ(copy.Scalars(), source.Scalars());
   EXPECT_TRUE(copy.nPoints == 2 && copy.fitSize == EmptyValueInt && !copy.yFitValues && !copy.pctErrors);
-  double* abandoned[] = {target.xValues, target.yValues};
   target.AddPoint(3, 4);
+  double* abandoned[] = {target.xValues, target.yValues};
   source.cursor = 5;
   target = source;
   EXPECT_TRUE(target.Content() == source.Content() && target.cursor == 5);
