@@ -12,9 +12,9 @@
 #include "apps/common/toml_reader.h"
 
 struct BadInput {
-  const char *good, *bad;  // the first occurrence of `good` becomes `bad`
-  int line;                // that the complaint must name
-  const char* says;        // words that must stand in it
+  std::string good, bad;  // the first occurrence of `good` becomes `bad`
+  int line;               // that the complaint must name
+  std::string says;       // words that must stand in it
 };
 
 /// The complaint about an input; empty if there is none.
@@ -28,16 +28,20 @@ std::string complaint(Read read) {
   return "";
 }
 
+/// The text with the first occurrence of `what` replaced.
+inline std::string altered(std::string text, const std::string& what, const std::string& by) {
+  const std::size_t at = text.find(what);
+  EXPECT_NE(at, std::string::npos) << what;
+  return at == std::string::npos ? text : text.replace(at, what.size(), by);
+}
+
 /// @param parse  takes a text and the name of its file
 template <class Parse>
 void expect_file_line_and_fault(const std::string& good, const std::vector<BadInput>& rows, Parse parse) {
+  EXPECT_EQ(complaint([&] { parse(good, "my.file"); }), "");
   for (const BadInput& row : rows) {
-    SCOPED_TRACE(std::string(row.good) + " -> " + row.bad);
-    std::string text = good;
-    const std::size_t at = text.find(row.good);
-    ASSERT_NE(at, std::string::npos);
-    text.replace(at, std::string(row.good).size(), row.bad);
-    const std::string said = complaint([&] { parse(text, "my.file"); });
+    SCOPED_TRACE(row.good + " -> " + row.bad);
+    const std::string said = complaint([&] { parse(altered(good, row.good, row.bad), "my.file"); });
     EXPECT_EQ(said.rfind("my.file:" + std::to_string(row.line) + ": ", 0), 0u) << said;
     EXPECT_NE(said.find(row.says), std::string::npos) << said;
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 0) << said;

@@ -5,25 +5,20 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "accel/accel.h"
 #include "accel/dom_eigen_accel.h"
 #include "apps/column/acceleration.h"
 #include "apps/column/bubble_point.h"
-#include "apps/column/case_file.h"
 #include "apps/column/closure.h"
 #include "apps/column/method_comparison.h"
+#include "tests/apps/column_cases.h"
 
 namespace column {
 namespace {
 
 constexpr auto kDominant = Acceleration::kDominant, kMultiple = Acceleration::kMultiple;
-
-ColumnCase shipped(const std::string& name) {
-  return read_case(std::string(COLUMN_CASES "/") + name + ".toml");
-}
 
 Solution plain(const ColumnCase& c) { return solve(c, internal_flows(c), Solver::kArrow); }
 
@@ -46,6 +41,7 @@ TEST(ColumnAcceleration, TakesAtMostHalfOfThePassesOfTheSplitter) {
     EXPECT_LE(s.evaluations, run.evaluations);
     EXPECT_LE(2 * run.half, plain(c).passes());
     EXPECT_GE(s.steps.accepted, 1);
+    EXPECT_EQ(s.evaluations, s.passes() + s.steps.taken_back);
     EXPECT_LE(closure(c, flows, s.profile).worst(), 1e-12);
   }
 }
@@ -53,6 +49,9 @@ TEST(ColumnAcceleration, TakesAtMostHalfOfThePassesOfTheSplitter) {
 TEST(ColumnAcceleration, ComparisonNoticesAnswersApartAndRunsThatFail) {
   ColumnCase c = shipped("butane-pentane");
   MethodComparison comparison = compare_methods(c, internal_flows(c), {}, nullptr);
+  ASSERT_EQ(comparison.runs.size(), 3u);
+  for (const auto* run : {&comparison.runs[1], &comparison.runs[2]})
+    EXPECT_TRUE(run->apart > 0 && run->apart < 1e-6) << run->name;
   for (const double apart : {2e-6, std::nan("")}) {
     comparison.runs[1].apart = apart;
     EXPECT_EQ(comparison.disagreeing(), &comparison.runs[1]);

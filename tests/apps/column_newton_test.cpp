@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cinttypes>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <memory>
 #include <set>
@@ -13,36 +11,14 @@
 #include <vector>
 
 #include "apps/column/bubble_point.h"
-#include "apps/column/case_file.h"
 #include "apps/column/closure.h"
+#include "apps/column/jacobian_ordering.h"
 #include "apps/column/newton.h"
 #include "apps/column/newton_jacobian.h"
-#include "apps/common/reordering.h"
-#include "tests/support/program.h"
+#include "tests/apps/column_cases.h"
 
 namespace column {
 namespace {
-
-ColumnCase shipped(const std::string& name) {
-  return read_case(std::string(COLUMN_CASES "/") + name + ".toml");
-}
-
-/// The shipped columns, and one with what they lack: a partial condenser, vapour drawn and pumped around,
-/// ties that cross, two of them between the same stages.
-std::vector<ColumnCase> columns() {
-  std::vector<ColumnCase> all;
-  for (const char* name : {"binary32", "butane-pentane", "measured", "aromatics-pumparound"})
-    all.push_back(shipped(name));
-  ColumnCase crowded = all.back();
-  crowded.title = "crowded";
-  crowded.condenser = Condenser::kPartial;
-  crowded.draws.push_back({22, Phase::kVapour, 3, 0});
-  crowded.ties.push_back({25, 3, Phase::kLiquid, 7, 0, 0});
-  crowded.ties.push_back({10, 23, Phase::kVapour, 5, 0, 0});
-  crowded.ties.push_back({10, 23, Phase::kVapour, 2, 0, 0});
-  all.push_back(crowded);
-  return all;
-}
 
 /// Some state between the stages' pure components, solved by nothing.
 std::vector<double> some_unknowns(const ColumnSystem& system, double first_temperature, double by_stage) {
@@ -55,7 +31,7 @@ std::vector<double> some_unknowns(const ColumnSystem& system, double first_tempe
 
 TEST(Newton, JacobianHoldsTheDerivativesOfTheResiduals) {
   const double kStep = 1e-4;
-  for (const ColumnCase& c : columns()) {
+  for (const ColumnCase& c : all_cases()) {
     SCOPED_TRACE(c.title);
     const InternalFlows flows = internal_flows(c);
     const ColumnSystem system(c, flows);
@@ -90,7 +66,7 @@ TEST(Newton, JacobianHoldsTheDerivativesOfTheResiduals) {
 }
 
 TEST(Newton, ComesOutWhereTheBubblePointMethodDoes) {
-  for (const ColumnCase& c : columns()) {
+  for (const ColumnCase& c : all_cases()) {
     SCOPED_TRACE(c.title);
     const InternalFlows flows = internal_flows(c);
     const Solution slow = solve(c, flows, Solver::kArrow);
@@ -190,6 +166,18 @@ TEST(Newton, FarStartsAreDampedOrBroughtCloser) {
   EXPECT_LE(NewtonCheck{profile_difference(slow.profile, newton.profile)}.largest(), NewtonCheck::kLimit);
 }
 
+TEST(Newton, ReorderingsAreNoWiderThanTheNumberingByStages) {
+  const ColumnCase c = shipped("butane-pentane");
+  const InternalFlows flows = internal_flows(c);
+  const JacobianOrdering found = reorder_jacobian(c, flows, solve_newton(c, flows).profile);
+  // 17 stages of 5 x and 1 T. From the second on each x is tied to its own one stage above, T to all of them.
+  const int bandwidth = 11, profile = 5 + 16 * (5 * 6 + 11);
+  EXPECT_EQ(found.for_bandwidth.before.bandwidth, bandwidth);
+  EXPECT_LE(found.for_bandwidth.after.bandwidth, bandwidth);
+  EXPECT_EQ(found.for_profile.before.profile, profile);
+  EXPECT_LE(found.for_profile.after.profile, profile);
+}
+
 TEST(Newton, SaysWhyItDidNotConverge) {
   ColumnCase c = shipped("butane-pentane");
   c.start_temperature = std::numeric_limits<double>::quiet_NaN();
@@ -204,53 +192,6 @@ TEST(Newton, SaysWhyItDidNotConverge) {
   EXPECT_NE(s.complaint.find("the largest change is still"), std::string::npos) << s.complaint;
   c.pressure = 1e9;
   EXPECT_EQ(solve_newton(c, internal_flows(c)).outcome, Outcome::kNoBubblePoint);
-}
-
-class NewtonProgram : public ProgramTest {
- protected:
-  NewtonProgram() : ProgramTest(COLUMN_PROGRAM) {}
-
-  /// Each reordering is at least as good as the numbering by stages, by its own measure.
-  void expect_narrower_patterns() const {
-    const auto row = [this](const std::string& name) {
-      apps::Measures measures{-1, -1};
-      const std::size_t at = out_.find("\n  " + name);
-      if (at != out_.npos)
-        std::sscanf(out_.c_str() + at + 3 + name.size(), "%d %" SCNd64, &measures.bandwidth,
-                    &measures.profile);
-      return measures;
-    };
-    const apps::Measures by_stages = row("numbered by stages");
-    // 17 stages of 5 x and 1 T. From the second on each x is tied to its own one stage above, T to all of
-    // them.
-    EXPECT_EQ(by_stages.bandwidth, 11) << out_;
-    EXPECT_EQ(by_stages.profile, 5 + 16 * (5 * 6 + 11)) << out_;
-    EXPECT_GT(row("reordered for bandwidth").bandwidth, 0);
-    EXPECT_LE(row("reordered for bandwidth").bandwidth, by_stages.bandwidth);
-    EXPECT_GT(row("reordered for profile").profile, 0);
-    EXPECT_LE(row("reordered for profile").profile, by_stages.profile);
-  }
-};
-
-TEST_F(NewtonProgram, PrintsBothAnswersAndTheirAgreement) {
-  const std::string good = "'" COLUMN_CASES "/butane-pentane.toml' ";
-  EXPECT_EQ(run(good + "--method newton --csv " + in_folder("newton.csv")), 0) << err_;
-  EXPECT_TRUE(printed("converged in 89 passes") && printed("\nnewton: one system of 102 unknowns")) << out_;
-  EXPECT_TRUE(printed("\nnewton against bubble-point, largest relative difference: ")) << out_;
-  expect_narrower_patterns();
-  EXPECT_EQ(run(good + "--method bubble-point --csv " + in_folder("bubble.csv")), 0) << err_;
-  EXPECT_FALSE(printed("newton")) << out_;
-  EXPECT_NE(contents(folder_ / "newton.csv"), contents(folder_ / "bubble.csv"))
-      << "the file holds the answer of the method asked for";
-
-  EXPECT_EQ(run(good + "--method newton --tolerance 1e-3"), 4);
-  EXPECT_NE(err_.find("newton and bubble-point answers differ by "), std::string::npos) << err_;
-  EXPECT_EQ(run(good + "--method newton --solver ma38"), 0) << err_;
-  EXPECT_TRUE(printed(" entries in its matrix, solved by ma38\n")) << out_;
-  for (const std::string usage : {"--method secant", "--method newton --solver ma47", "--solver ma38"}) {
-    EXPECT_EQ(run(good + usage), 2);
-    EXPECT_NE(err_.find(usage == "--method secant" ? "--method" : "--solver"), std::string::npos) << err_;
-  }
 }
 
 }  // namespace

@@ -2,43 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/column/bubble_point.h"
-#include "apps/column/case_file.h"
 #include "apps/column/closure.h"
 #include "apps/column/published.h"
 #include "apps/column/shortcut.h"
+#include "tests/apps/column_cases.h"
 
 namespace column {
 namespace {
-
-ColumnCase shipped(const std::string& name) {
-  return read_case(std::string(COLUMN_CASES "/") + name + ".toml");
-}
-
-const char* const kShipped[] = {"binary32", "butane-pentane", "aromatics-pumparound"};
-
-/// The pumparound case with everything that the shipped ones lack: ties that nest, a returned vapour, a
-/// partial condenser, a vapour draw, a partly vaporised second feed.
-ColumnCase crowded() {
-  ColumnCase c = shipped("aromatics-pumparound");
-  c.condenser = Condenser::kPartial;
-  c.feeds.push_back({20, {2, 3, 4, 1}, 0.4, 0});
-  c.draws.push_back({22, Phase::kVapour, 3, 0});
-  c.ties.push_back({25, 3, Phase::kLiquid, 7, 0, 0});
-  c.ties.push_back({10, 23, Phase::kVapour, 5, 0, 0});
-  return c;
-}
-
-std::vector<ColumnCase> all_cases() {
-  std::vector<ColumnCase> cases{crowded()};
-  for (const char* name : kShipped) cases.push_back(shipped(name));
-  return cases;
-}
 
 TEST(Column, ComesOutAtThePublishedAnswers) {
   for (const auto& [name, figures] :
@@ -108,44 +84,6 @@ TEST(Column, TracesOnFarStagesDoNotCountInHundredsOfStages) {
   EXPECT_LE(closure(c, flows, s.profile).worst(), 1e-12);
   s.profile.liquid[0][5] *= 1 + 1e-6;  // near the top, where it is no trace
   EXPECT_GT(closure(c, flows, s.profile).worst(), Closure::kLimit);
-}
-
-/// By how much one component's flows into the stages differ from those out, at the worst stage, relatively.
-/// Stream by stream: each takes from one stage and brings to another, wherever they stand. No border.
-double imbalance(const ColumnCase& c, const InternalFlows& f, const Profile& p, int i) {
-  const int n = c.stages;
-  std::vector<double> in(n), out(n);
-  const auto stream = [&](int from, int to, Phase phase, double rate) {
-    const double moved = rate * p.liquid[i][from] * (phase == Phase::kVapour ? p.k[i][from] : 1.0);
-    out[from] += moved;
-    if (to >= 0 && to < n) in[to] += moved;
-  };
-  for (int j = 0; j < n; ++j) {
-    stream(j, j + 1, Phase::kLiquid, f.liquid[j]);
-    stream(j, j - 1, Phase::kVapour, f.vapour[j]);
-  }
-  if (c.condenser == Condenser::kTotal) stream(0, -1, Phase::kLiquid, c.distillate);
-  for (const Draw& d : c.draws) stream(d.stage, -1, d.phase, d.rate);
-  for (const Tie& t : c.ties) stream(t.from, t.to, t.phase, t.rate);
-  for (const Feed& feed : c.feeds) in[feed.stage] += feed.rates[i];
-  double worst = 0;
-  for (int j = 0; j < n; ++j) worst = std::max(worst, std::fabs(in[j] / out[j] - 1));
-  return worst;
-}
-
-TEST(Column, TiesAreWhatTheyAreStreamByStream) {
-  for (const ColumnCase& c : {shipped("aromatics-pumparound"), crowded()}) {
-    const InternalFlows flows = internal_flows(c);
-    std::vector<double> temperatures(c.stages);
-    for (int j = 0; j < c.stages; ++j) temperatures[j] = 80 + 2 * j;
-    for (const Solver solver : {Solver::kArrow, Solver::kDense}) {
-      Profile profile;
-      BubblePointMethod method(c, flows, solver);
-      ASSERT_EQ(method.compositions(temperatures, profile), Outcome::kOk) << method.complaint();
-      for (int i = 0; i < c.model->components(); ++i)
-        EXPECT_LE(imbalance(c, flows, profile, i), 1e-12) << "component " << i;
-    }
-  }
 }
 
 TEST(Column, AnswerDoesNotHangOnTheUnitOfTheRates) {

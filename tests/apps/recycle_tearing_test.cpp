@@ -23,41 +23,34 @@ Graph random_graph(std::mt19937& random) {
   return graph;
 }
 
-/// reach[a][b]: b can be reached from a along at least one edge.
-std::vector<std::vector<bool>> reachability(const Graph& graph, const Edges& without = {}) {
-  const auto n = static_cast<std::size_t>(graph.units);
-  std::vector<std::vector<bool>> reach(n, std::vector<bool>(n));
-  for (std::size_t e = 0; e < graph.edges.size(); ++e)
-    if (std::count(without.begin(), without.end(), static_cast<int>(e)) == 0)
-      reach[static_cast<std::size_t>(graph.edges[e].from)][static_cast<std::size_t>(graph.edges[e].to)] =
-          true;
-  for (std::size_t k = 0; k < n; ++k)
-    for (std::size_t i = 0; i < n; ++i)
-      for (std::size_t j = 0; j < n; ++j)
-        if (reach[i][k] && reach[k][j]) reach[i][j] = true;
-  return reach;
-}
-
+/// Whether no walk along edges goes on for ever: the longest one to each unit is then found.
 bool acyclic(const Graph& graph, const Edges& without) {
-  const auto reach = reachability(graph, without);
-  for (std::size_t i = 0; i < reach.size(); ++i)
-    if (reach[i][i]) return false;
-  return true;
+  std::vector<int> longest(static_cast<std::size_t>(graph.units));
+  for (int round = 0; round <= graph.units; ++round) {
+    bool longer = false;
+    for (std::size_t e = 0; e < graph.edges.size(); ++e) {
+      const auto from = static_cast<std::size_t>(graph.edges[e].from),
+                 to = static_cast<std::size_t>(graph.edges[e].to);
+      if (std::count(without.begin(), without.end(), static_cast<int>(e)) != 0 || longest[to] > longest[from])
+        continue;
+      longest[to] = longest[from] + 1;
+      longer = true;
+    }
+    if (!longer) return true;
+  }
+  return false;
 }
 
+/// Cycles enter and leave each of their units once; without one edge nothing of a single cycle is left.
 bool is_simple_cycle(const Graph& graph, const Edges& edges) {
   std::set<int> from, to;
   Graph alone{graph.units, {}};
   for (const int e : edges) {
-    const Edge edge = graph.edges[static_cast<std::size_t>(e)];
-    from.insert(edge.from), to.insert(edge.to);
-    alone.edges.push_back(edge);
+    alone.edges.push_back(graph.edges[static_cast<std::size_t>(e)]);
+    from.insert(alone.edges.back().from);
+    to.insert(alone.edges.back().to);
   }
-  if (edges.empty() || from.size() != edges.size() || from != to) return false;
-  const auto reach = reachability(alone);
-  return std::all_of(from.begin(), from.end(), [&](int a) {
-    return reach[static_cast<std::size_t>(*from.begin())][static_cast<std::size_t>(a)];
-  });
+  return !edges.empty() && from.size() == edges.size() && from == to && acyclic(alone, {0});
 }
 
 std::vector<Edges> every_set(const Graph& graph) {

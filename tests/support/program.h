@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -23,7 +24,7 @@ inline std::string contents(const fs::path& path) {
   return text.str();
 }
 
-/// A run that fails or succeeds: its exit code, and words that must stand in its standard error.
+/// A run: its exit code, and words that must stand in what it prints or, if it fails, in its complaint.
 struct ProgramRun {
   std::string arguments;
   int code;
@@ -37,27 +38,34 @@ class ProgramTest : public testing::Test {
   }
   ~ProgramTest() override { fs::remove_all(folder_); }
 
-  /// Runs the program; its streams are then in out_ and err_.
+  /// Runs the program in the folder, so that plain names are those of files there.
+  /// Its streams are then in out_ and err_.
+  /// @param limits  shell commands that come first
   /// @return its exit code; -1 if it did not get as far as that
-  int run(const std::string& arguments) {
+  int run(const std::string& arguments, const std::string& limits = "") {
     const std::string command =
-        "'" + program_ + "' " + arguments + " >" + in_folder("out") + " 2>" + in_folder("err");
+        "cd '" + folder_.string() + "' && " + limits + " '" + program_ + "' " + arguments + " >out 2>err";
     const int status = std::system(command.c_str());
     out_ = contents(folder_ / "out");
     err_ = contents(folder_ / "err");
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
-  /// Runs each; what went wrong is told in one line, though usage errors (code 2) may come with a hint.
-  /// @param silent  up to this code nothing is printed: what can be checked before the work, is
+  /// Runs each. What went wrong is told in one line, though usage errors (code 2) may come with a hint.
+  /// @param silent  failures up to this code print nothing: what can be checked before the work, is
   void expect_runs(const std::vector<ProgramRun>& runs, int silent = 2) {
-    for (const ProgramRun& expected : runs) {
-      SCOPED_TRACE(expected.arguments);
-      EXPECT_EQ(run(expected.arguments), expected.code);
-      EXPECT_NE(err_.find(expected.says), std::string::npos) << err_;
-      EXPECT_TRUE(expected.code > silent || out_.empty()) << out_;
-      EXPECT_TRUE(expected.code == 2 || std::count(err_.begin(), err_.end(), '\n') == 1) << err_;
+    for (const auto& [arguments, code, says] : runs) {
+      SCOPED_TRACE(arguments);
+      EXPECT_EQ(run(arguments), code) << err_;
+      EXPECT_NE((code == 0 ? out_ : err_).find(says), std::string::npos) << out_ << err_;
+      EXPECT_TRUE(code == 0 || code > silent || out_.empty()) << out_;
+      EXPECT_TRUE(code == 2 || std::count(err_.begin(), err_.end(), '\n') == (code != 0)) << err_;
       expect_no_part_files();
     }
+  }
+  /// Runs the program, which must succeed and print all these words.
+  void expect_solves(const std::string& arguments, std::initializer_list<const char*> words = {}) {
+    expect_runs({{arguments, 0, ""}});
+    for (const char* each : words) EXPECT_TRUE(printed(each)) << each << " in " << out_;
   }
   /// Runs the program on a file that is larger than the memory it may have.
   void expect_refused_memory_told() {
@@ -66,14 +74,9 @@ class ProgramTest : public testing::Test {
 #endif
     write("huge", "");
     fs::resize_file(folder_ / "huge", 1 << 30);  // a hole: takes no room on the disk
-    const std::string limited = write("limited", "ulimit -v 300000; exec '" + program_ + "' \"$@\"");
-    const std::string command = "sh '" + limited + "' " + in_folder("huge") + " 2>" + in_folder("err");
-    const int status = std::system(command.c_str());
-    EXPECT_EQ(WEXITSTATUS(status), 1);
-    EXPECT_EQ(contents(folder_ / "err"), (folder_ / "huge").string() + ": the memory does not suffice\n");
+    EXPECT_EQ(run("huge", "ulimit -v 300000;"), 1);
+    EXPECT_EQ(err_, "huge: the memory does not suffice\n");
   }
-  /// The path of a file in the folder, quoted for the shell.
-  std::string in_folder(const std::string& name) const { return "'" + (folder_ / name).string() + "'"; }
   std::string write(const std::string& name, const std::string& text) {
     std::ofstream(folder_ / name, std::ios::binary) << text;
     return (folder_ / name).string();
