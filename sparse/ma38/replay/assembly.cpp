@@ -27,21 +27,19 @@ void restore_signs(const Element& element) {
 /// front is outside the pattern: it is counted, reported and dropped.
 void add_arrows(Replay& f, const Element& element) {
   const Arrows& arrows = f.block.arrows;
-  const int* const rows = f.row_map.data() - 1;
-  const int* const columns = f.col_map.data() - 1;
-  const int* const words = f.space.ints.data() - 1;
-  const double* const reals = f.space.reals.data() - 1;
-  double* const front = f.at(0, 0);
+  const OneBased<const int> rows = f.front.row_place, columns = f.front.column_offset, words = f.space.ints;
+  const OneBased<const double> reals = f.space.reals;
+  double* const front = f.front.at(0, 0);
   for (Index k = f.pivots + 1; k <= f.pivots + element.pivots; ++k) {
-    const Index pivot_row = rows[k], pivot_column = columns[k], end = arrows.end_of(k);
+    const Index pivot_row = rows(k), pivot_column = columns(k), end = arrows.end_of(k);
     for (Index p = arrows.begin(k); p < end; ++p) {
-      const int word = words[p];
-      const Index row = word > 0 ? rows[word] : pivot_row, column = word > 0 ? pivot_column : columns[-word];
+      const int word = words(p);
+      const Index row = word > 0 ? rows(word) : pivot_row, column = word > 0 ? pivot_column : columns(-word);
       if (row >= 0 && column >= 0) {
-        front[row + column] += reals[p];
+        front[row + column] += reals(p);
       } else {
         ++f.invalid;
-        report_entry(f, kEntryOutsidePattern, k, word, reals[p]);
+        report_entry(f, kEntryOutsidePattern, k, word, reals(p));
       }
     }
   }
@@ -64,12 +62,12 @@ struct ChildRows {
 /// chosen are marked by a negative sign; else all must be inside, or it is false.
 bool choose_rows(const Replay& f, const Element& child, bool take_some, ChildRows& rows) {
   int* const list = child.l_list();
-  const int* const map = f.row_map.data() - 1;
+  const OneBased<const int> map = f.front.row_place;
   bool neighbours = true;
   for (Index i = 0; i < child.l; ++i) {
     const int row = list[i];
     if (row < 0) continue;
-    const int place = map[row];
+    const int place = map(row);
     if (place < 0) {
       if (!take_some) return false;
       continue;
@@ -98,17 +96,17 @@ void add_column(const ChildRows& rows, const double* from, double* to) {
 /// Adds the chosen rows of the child's columns, which are chosen in the same way.
 bool add_columns(const Replay& f, Index e, const Element& child, bool take_some, const ChildRows& rows) {
   int* const list = child.u_list();
-  const int* const map = f.col_map.data() - 1;
+  const OneBased<const int> map = f.front.column_offset;
   const Index leading = f.waiting.nodes().leading(e);
   const double* from = f.space.reals.data() + (f.waiting.nodes().begin(e) - 1);
   for (Index j = 0; j < child.u; ++j, from += leading) {
     const int column = list[j];
     if (column < 0) continue;
-    if (map[column] < 0) {
+    if (map(column) < 0) {
       if (!take_some) return false;
       continue;
     }
-    if (rows.count > 0) add_column(rows, from, f.at(0, 0) + map[column]);
+    if (rows.count > 0) add_column(rows, from, f.front.at(0, 0) + map(column));
     if (take_some) list[j] = -column;
   }
   return true;

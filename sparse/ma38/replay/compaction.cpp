@@ -9,8 +9,7 @@ namespace {
 
 void move_reals(const Replay& f, Index from, Index to, Index count) {
   if (from == to || count <= 0) return;
-  double* const reals = f.space.reals.data() - 1;
-  std::memmove(reals + to, reals + from, sizeof(double) * static_cast<std::size_t>(count));
+  std::memmove(&f.space.reals(to), &f.space.reals(from), sizeof(double) * static_cast<std::size_t>(count));
 }
 
 /// Squeezes the slack of the leading dimension. What has been assembled stays: the lists tell places.
@@ -32,10 +31,10 @@ Index pack_block(const Replay& f, Index e, Index to) {
 
 void ma38_refactor_compact(Replay& f) {
   Index to = f.waiting.pack(f.arrows_end, [&f](Index e, Index place) { return pack_block(f, e, place); });
-  if (f.front != 0) {
-    move_reals(f, f.front, to, f.dr * f.dc);
-    f.front = to;
-    to += f.dr * f.dc;
+  if (f.front.is_open()) {
+    move_reals(f, f.front.begin, to, f.front.size());
+    f.front.begin = to;
+    to += f.front.size();
   }
   f.space.set_real_head(to);
 }

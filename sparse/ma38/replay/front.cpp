@@ -16,9 +16,9 @@ int take_front(Replay& f, const Element& element) {
   lower_head(f);
   f.space.need(0, size);
   if (!room_for_reals(f, static_cast<Index>(size))) return MA38_STATUS_VALUE_TOO_SHORT;
-  f.dr = static_cast<Index>(rows);
-  f.dc = static_cast<Index>(columns);
-  f.front = f.space.push_reals(static_cast<Index>(size));
+  f.front.max_rows = static_cast<Index>(rows);
+  f.front.max_columns = static_cast<Index>(columns);
+  f.front.begin = f.space.push_reals(static_cast<Index>(size));
   f.space.note_use(f.results);
   f.results.add(MA38_INFO_FRONTS, 1);
   note_peak(f);
@@ -42,16 +42,17 @@ bool append(const int* list, Index length, Index last_pivot, int* map, Index ste
 /// Maps the pivots, which stand backwards behind the live part.
 void map_pivots(const Replay& f, const Element& element) {
   for (Index q = 1; q <= element.pivots; ++q) {
-    f.row_map(f.pivots + q) = static_cast<int>(f.fnrows + element.pivots - q);
-    f.col_map(f.pivots + q) = static_cast<int>((f.fncols + element.pivots - q) * f.dr);
+    f.front.row_place(f.pivots + q) = static_cast<int>(f.front.row_count + element.pivots - q);
+    f.front.column_offset(f.pivots + q) =
+        static_cast<int>((f.front.column_count + element.pivots - q) * f.front.max_rows);
   }
 }
 
 void clear_columns(const Replay& f, Index columns, Index rows) {
-  if (rows == f.dr) {
-    std::fill_n(f.at(0, 0), columns * rows, 0.0);
+  if (rows == f.front.max_rows) {
+    std::fill_n(f.front.at(0, 0), columns * rows, 0.0);
   } else {
-    for (Index j = 0; j < columns; ++j) std::fill_n(f.at(0, j), rows, 0.0);
+    for (Index j = 0; j < columns; ++j) std::fill_n(f.front.at(0, j), rows, 0.0);
   }
 }
 
@@ -61,11 +62,12 @@ int begin_front(Replay& f, const Element& element) {
   const int failure = take_front(f, element);
   if (failure != kGood) return failure;
   const Index last_pivot = f.pivots + element.pivots;
-  f.fnrows = element.l;
-  f.fncols = element.u;
+  f.front.row_count = element.l;
+  f.front.column_count = element.u;
   const bool good =
-      append(element.l_list(), element.l, last_pivot, f.row_map.data(), 1, f.frows.data(), 0) &&
-      append(element.u_list(), element.u, last_pivot, f.col_map.data(), f.dr, f.fcols.data(), 0);
+      append(element.l_list(), element.l, last_pivot, f.front.row_place.data(), 1, f.front.rows.data(), 0) &&
+      append(element.u_list(), element.u, last_pivot, f.front.column_offset.data(), f.front.max_rows,
+             f.front.columns.data(), 0);
   if (!good) return MA38_STATUS_CORRUPTED;
   map_pivots(f, element);
   clear_columns(f, element.u + element.pivots, element.l + element.pivots);
@@ -96,10 +98,10 @@ Index leave_list(OneBased<int> map, Index pivot, Index step, int* members, Index
 }
 
 void move_column(const Replay& f, Index place, Index last, Index slot) {
-  double* const from = f.at(0, place);
-  const double* const filler = f.at(0, last);
-  double* const to = f.at(0, slot);
-  for (Index i = 0; i < f.fnrows; ++i) {
+  double* const from = f.front.at(0, place);
+  const double* const filler = f.front.at(0, last);
+  double* const to = f.front.at(0, slot);
+  for (Index i = 0; i < f.front.row_count; ++i) {
     const double value = from[i];
     from[i] = filler[i];
     to[i] = value;
@@ -110,14 +112,15 @@ void move_column(const Replay& f, Index place, Index last, Index slot) {
 bool take_pivot_columns(Replay& f, const Element& element) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.u + element.pivots - q;
-    const Index place = leave_list(f.col_map, pivot, f.dr, f.fcols.data(), f.fncols);
-    if (f.fncols > slot) return false;
+    const Index place = leave_list(f.front.column_offset, pivot, f.front.max_rows, f.front.columns.data(),
+                                   f.front.column_count);
+    if (f.front.column_count > slot) return false;
     if (place != kOutside) {
-      move_column(f, place, f.fncols, slot);
+      move_column(f, place, f.front.column_count, slot);
     } else {
-      std::fill_n(f.at(0, slot), f.fnrows, 0.0);
+      std::fill_n(f.front.at(0, slot), f.front.row_count, 0.0);
     }
-    f.col_map(pivot) = static_cast<int>(slot * f.dr);
+    f.front.column_offset(pivot) = static_cast<int>(slot * f.front.max_rows);
   }
   return true;
 }
@@ -126,13 +129,13 @@ bool take_pivot_columns(Replay& f, const Element& element) {
 bool take_pivot_rows(Replay& f, const Element& element, Moves& moves) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.l + element.pivots - q;
-    const Index place = leave_list(f.row_map, pivot, 1, f.frows.data(), f.fnrows);
-    if (f.fnrows > slot) return false;
+    const Index place = leave_list(f.front.row_place, pivot, 1, f.front.rows.data(), f.front.row_count);
+    if (f.front.row_count > slot) return false;
     if (place != kOutside) {
       moves.places[moves.count] = static_cast<int>(place);
       moves.pivots[moves.count++] = static_cast<int>(q);
     }
-    f.row_map(pivot) = static_cast<int>(slot);
+    f.front.row_place(pivot) = static_cast<int>(slot);
   }
   return true;
 }
@@ -175,20 +178,22 @@ void move_rows_of_column(double* column, const Moves& moves, Index live, Index r
 
 int continue_front(Replay& f, const Element& element) {
   Moves moves{f.work1, f.work2};
-  const Index last_pivot = f.pivots + element.pivots, old_rows = f.fnrows;
+  const Index last_pivot = f.pivots + element.pivots, old_rows = f.front.row_count;
   if (!take_pivot_columns(f, element)) return MA38_STATUS_CORRUPTED;
-  const Index old_columns = f.fncols;
+  const Index old_columns = f.front.column_count;
   if (!take_pivot_rows(f, element, moves)) return MA38_STATUS_CORRUPTED;
-  if (!complete_list(element.l_list(), element.l, last_pivot, f.row_map, 1, f.frows.data(), f.fnrows) ||
-      !complete_list(element.u_list(), element.u, last_pivot, f.col_map, f.dr, f.fcols.data(), f.fncols)) {
+  if (!complete_list(element.l_list(), element.l, last_pivot, f.front.row_place, 1, f.front.rows.data(),
+                     f.front.row_count) ||
+      !complete_list(element.u_list(), element.u, last_pivot, f.front.column_offset, f.front.max_rows,
+                     f.front.columns.data(), f.front.column_count)) {
     return MA38_STATUS_CORRUPTED;
   }
-  const Index columns = f.fncols + element.pivots;
+  const Index columns = f.front.column_count + element.pivots;
   for (Index j = 0; j < columns; ++j) {
-    if (j < old_columns || j >= f.fncols) {
-      move_rows_of_column(f.at(0, j), moves, old_rows, f.fnrows, element.pivots);
+    if (j < old_columns || j >= f.front.column_count) {
+      move_rows_of_column(f.front.at(0, j), moves, old_rows, f.front.row_count, element.pivots);
     } else {
-      std::fill_n(f.at(0, j), f.fnrows + element.pivots, 0.0);
+      std::fill_n(f.front.at(0, j), f.front.row_count + element.pivots, 0.0);
     }
   }
   return kGood;
@@ -201,45 +206,39 @@ namespace {
 /// Leaves the live part where it is, and ends the head behind it.
 void leave_in_place(Replay& f) {
   const WaitingBlocks& block = f.waiting.nodes();
-  block.begin(f.open) = static_cast<int>(f.front);
-  block.leading(f.open) = static_cast<int>(f.dr);
+  block.begin(f.open) = static_cast<int>(f.front.begin);
+  block.leading(f.open) = static_cast<int>(f.front.max_rows);
   f.waiting.append(f.open);
-  f.space.set_real_head(f.front + (f.fncols - 1) * f.dr + f.fnrows);
+  f.space.set_real_head(f.front.begin + (f.front.column_count - 1) * f.front.max_rows + f.front.row_count);
 }
 
 /// Copies the live part into the hole in use.
 void copy_to_hole(Replay& f, Index size) {
-  f.waiting.nodes().leading(f.open) = static_cast<int>(f.fnrows);
+  f.waiting.nodes().leading(f.open) = static_cast<int>(f.front.row_count);
   double* to = f.space.reals.data() + (f.waiting.place_in_hole(f.open, size) - 1);
-  for (Index j = 0; j < f.fncols; ++j, to += f.fnrows) {
-    std::memcpy(to, f.at(0, j), static_cast<std::size_t>(f.fnrows) * sizeof(double));
+  for (Index j = 0; j < f.front.column_count; ++j, to += f.front.row_count) {
+    std::memcpy(to, f.front.at(0, j), static_cast<std::size_t>(f.front.row_count) * sizeof(double));
   }
-  f.space.set_real_head(f.front);
-}
-
-void clear_maps(const Replay& f) {
-  for (Index i = 1; i <= f.fnrows; ++i) f.row_map(f.frows(i)) = kOutside;
-  for (Index j = 1; j <= f.fncols; ++j) f.col_map(f.fcols(j)) = kOutside;
+  f.space.set_real_head(f.front.begin);
 }
 
 }  // namespace
 
 void end_front(Replay& f) {
-  if (f.front == 0) return;
-  clear_maps(f);
-  const Index size = f.fnrows * f.fncols;
+  if (!f.front.is_open()) return;
+  const Index size = f.front.row_count * f.front.column_count;
   if (size == 0) {
-    f.space.set_real_head(f.front);
+    f.space.set_real_head(f.front.begin);
   } else if (f.waiting.has_hole_for(size)) {
     copy_to_hole(f, size);
   } else {
     leave_in_place(f);
   }
   f.space.need(0, size);
-  f.space.release(0, f.dr * f.dc);
+  f.space.release(0, f.front.size());
   f.waiting_reals += size;
   f.results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(size);
-  f.front = f.fnrows = f.fncols = 0;
+  f.front.close();
 }
 
 }  // namespace ma38

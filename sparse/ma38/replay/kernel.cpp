@@ -34,7 +34,8 @@ Wide work_words(const Replay& f) {
 
 Replay make_replay(const ReplayBlock& block, Space& space, FactorTotals& totals, const Results& results) {
   const OneBased<int> none(nullptr, 0);
-  Replay f = {block, space, totals, results, block.order, 0, 0, 0, none, none, none, none, nullptr, nullptr};
+  Replay f = {block,   space,  totals, results, block.order, 0, 0, 0, {space.reals, none, none, none, none},
+              nullptr, nullptr};
   const int* const header = block.pattern.data();
   f.elements = header[kBlockElements];
   f.longest_l = header[kBlockMaxL];
@@ -55,23 +56,23 @@ bool take_vectors(Replay& f) {
     at += count;
     return vector;
   };
-  f.row_map = take(f.n);
-  f.col_map = take(f.n);
-  f.frows = take(f.longest_l);
-  f.fcols = take(f.longest_u);
+  f.front.row_place = take(f.n);
+  f.front.column_offset = take(f.n);
+  f.front.rows = take(f.longest_l);
+  f.front.columns = take(f.longest_u);
   f.work1 = take(f.longest_l).data();
   f.work2 = take(f.longest_l).data();
   f.waiting = MemoryList<WaitingBlocks>(clear_waiting_blocks(f.space.ints.data() + (at - 1), f.elements));
-  std::fill_n(f.row_map.data(), f.n, kOutside);
-  std::fill_n(f.col_map.data(), f.n, kOutside);
+  std::fill_n(f.front.row_place.data(), f.n, kOutside);
+  std::fill_n(f.front.column_offset.data(), f.n, kOutside);
   return true;
 }
 
 // ---- Elements
 
 /// Returns whether, between two elements, the blocks that wait lie apart above the arrows and below the
-/// front, and the accounts of their reals are right. Debug builds look after each element of a small block,
-/// of a large one after some.
+/// front, the front is consistent, and the accounts of the reals are right. Debug builds look after each
+/// element of a small block, of a large one after some.
 [[maybe_unused]] bool is_consistent(const Replay& f) {
   constexpr Index kElementsPerCheck = 64;
   if (f.open % (f.elements / kElementsPerCheck + 1) != 0) return true;
@@ -87,7 +88,7 @@ bool take_vectors(Replay& f) {
     reals += element.l * element.u;
   }
   const bool begins_in_place = waiting.first() == 0 || waiting.nodes().begin(waiting.first()) >= f.arrows_end;
-  return begins_in_place && reals == f.waiting_reals && f.space.consistent() &&
+  return begins_in_place && reals == f.waiting_reals && f.space.consistent() && f.front.consistent() &&
          waiting.find_fault(waiting.first() == 0 ? 0 : waiting.nodes().begin(waiting.first()),
                             waiting_end(f)) == nullptr;
 }

@@ -6,6 +6,7 @@
 
 namespace corvidnum {
 namespace ma38 {
+
 WaitingBlocks clear_waiting_blocks(int* words, Index elements) {
   const Index nodes = elements + 2;
   std::memset(words, 0, sizeof(int) * static_cast<std::size_t>(waiting_block_words(elements)));
@@ -18,8 +19,8 @@ void lower_head(Replay& f) {
 }
 
 void note_peak(Replay& f) {
-  f.totals.peak_reals =
-      std::max(f.totals.peak_reals, f.totals.factor_reals + f.waiting_reals + Wide{f.dr} * f.dc);
+  f.totals.peak_reals = std::max(f.totals.peak_reals, f.totals.factor_reals + f.waiting_reals +
+                                                          Wide{f.front.max_rows} * f.front.max_columns);
 }
 
 bool room_for_reals(Replay& f, Index count) {

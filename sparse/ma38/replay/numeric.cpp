@@ -75,11 +75,11 @@ void apply_plainly(const Replay& f, const Batch& b, Index first, Index last, dou
   for (Index q = first; q <= last; q += kMostAtOnce) {
     const Index count = std::min(kMostAtOnce, last - q + 1);
     Multipliers m = {{}, b.rows - q - count + 1};
-    for (Index k = 0; k < count; ++k) m.l[k] = f.at(0, b.columns - q - k);
-    if (count == 1) apply_to_columns<1>(m, column, f.dr, columns);
-    if (count == 2) apply_to_columns<2>(m, column, f.dr, columns);
-    if (count == 3) apply_to_columns<3>(m, column, f.dr, columns);
-    if (count == 4) apply_to_columns<4>(m, column, f.dr, columns);
+    for (Index k = 0; k < count; ++k) m.l[k] = f.front.at(0, b.columns - q - k);
+    if (count == 1) apply_to_columns<1>(m, column, f.front.max_rows, columns);
+    if (count == 2) apply_to_columns<2>(m, column, f.front.max_rows, columns);
+    if (count == 3) apply_to_columns<3>(m, column, f.front.max_rows, columns);
+    if (count == 4) apply_to_columns<4>(m, column, f.front.max_rows, columns);
   }
 }
 
@@ -90,15 +90,16 @@ void update_pivot_column(const Replay& f, const Batch& b, Index j) {
   f.results(MA38_RINFO_LEVEL2_FLOPS) +=
       as_double((pending - 1) * pending) + 2.0 * as_double(pending) * as_double(row + 1);
   if (pending * b.rows <= kFewForColumn) {
-    apply_plainly(f, b, b.done + 1, j - 1, f.at(0, column), 1);
+    apply_plainly(f, b, b.done + 1, j - 1, f.front.at(0, column), 1);
     return;
   }
-  const int m = as_int(pending), rows = as_int(row + 1), ld = as_int(f.dr);
+  const int m = as_int(pending), rows = as_int(row + 1), ld = as_int(f.front.max_rows);
   if (m > 1) {
-    dtrsv_("U", "N", "U", &m, f.at(row + 1, column + 1), &ld, f.at(row + 1, column), &kUnitStep, 1, 1, 1);
+    dtrsv_("U", "N", "U", &m, f.front.at(row + 1, column + 1), &ld, f.front.at(row + 1, column), &kUnitStep,
+           1, 1, 1);
   }
-  dgemv_("N", &rows, &m, &kMinusOne, f.at(0, column + 1), &ld, f.at(row + 1, column), &kUnitStep, &kOne,
-         f.at(0, column), &kUnitStep, 1);
+  dgemv_("N", &rows, &m, &kMinusOne, f.front.at(0, column + 1), &ld, f.front.at(row + 1, column), &kUnitStep,
+         &kOne, f.front.at(0, column), &kUnitStep, 1);
 }
 
 /// Applies the pending pivots, up to the j-th, to the columns that are left.
@@ -107,13 +108,15 @@ void apply_batch(const Replay& f, Batch& b, Index j) {
   const double per_column = as_double((pending - 1) * pending) + 2.0 * as_double(row) * as_double(pending);
   f.results(MA38_RINFO_LEVEL3_FLOPS) += per_column * as_double(column);
   if (pending == 1 || pending * b.rows * column <= kFewForBatch) {
-    apply_plainly(f, b, b.done + 1, j, f.at(0, 0), column);
+    apply_plainly(f, b, b.done + 1, j, f.front.at(0, 0), column);
   } else if (column > 0) {
-    const int m = as_int(pending), rows = as_int(row), columns = as_int(column), ld = as_int(f.dr);
-    dtrsm_("L", "U", "N", "U", &m, &columns, &kOne, f.at(row, column), &ld, f.at(row, 0), &ld, 1, 1, 1, 1);
+    const int m = as_int(pending), rows = as_int(row), columns = as_int(column),
+              ld = as_int(f.front.max_rows);
+    dtrsm_("L", "U", "N", "U", &m, &columns, &kOne, f.front.at(row, column), &ld, f.front.at(row, 0), &ld, 1,
+           1, 1, 1);
     if (rows > 0) {
-      dgemm_("N", "N", &rows, &columns, &m, &kMinusOne, f.at(0, column), &ld, f.at(row, 0), &ld, &kOne,
-             f.at(0, 0), &ld, 1, 1);
+      dgemm_("N", "N", &rows, &columns, &m, &kMinusOne, f.front.at(0, column), &ld, f.front.at(row, 0), &ld,
+             &kOne, f.front.at(0, 0), &ld, 1, 1);
     }
   }
   b.done = j;
@@ -122,10 +125,10 @@ void apply_batch(const Replay& f, Batch& b, Index j) {
 }  // namespace
 
 int eliminate(Replay& f, const Element& element) {
-  Batch b{f.fnrows + element.pivots, f.fncols + element.pivots, 0};
+  Batch b{f.front.row_count + element.pivots, f.front.column_count + element.pivots, 0};
   for (Index j = 1; j <= element.pivots; ++j) {
     update_pivot_column(f, b, j);
-    double* const column = f.at(0, b.columns - j);
+    double* const column = f.front.at(0, b.columns - j);
     const Index rows = b.rows - j;
     if (!is_usable_pivot(column[rows])) return MA38_STATUS_PIVOT_ORDER_FAILED;
     divide_by_pivot(column, rows, column[rows]);
@@ -140,28 +143,29 @@ namespace {
 
 /// Writes pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.
 void store_reals(const Replay& f, const Element& element) {
-  const Index k = element.pivots, rows = f.fnrows, columns = f.fncols, dr = f.dr;
+  const Index k = element.pivots, rows = f.front.row_count, columns = f.front.column_count,
+              leading = f.front.max_rows;
   double* to = f.space.reals.data() + (f.space.xtail - 1);
   const auto copy_pivot_rows = [k, &to](const double* pivot_rows) {
     for (Index q = k - 1; q >= 0; --q) *to++ = pivot_rows[q];
   };
-  const double* column = f.at(0, columns + k - 1);
-  for (Index p = 0; p < k; ++p, column -= dr) {
+  const double* column = f.front.at(0, columns + k - 1);
+  for (Index p = 0; p < k; ++p, column -= leading) {
     copy_pivot_rows(column + rows);
     for (Index i = 0; i < rows; ++i) to[i] = column[i];
     to += rows;
   }
-  column = f.at(rows, 0);
+  column = f.front.at(rows, 0);
   if (k == 1) {  // half of all elements
-    for (Index j = 0; j < columns; ++j) to[j] = column[j * dr];
+    for (Index j = 0; j < columns; ++j) to[j] = column[j * leading];
     return;
   }
-  for (Index j = 0; j < columns; ++j, column += dr) copy_pivot_rows(column);
+  for (Index j = 0; j < columns; ++j, column += leading) copy_pivot_rows(column);
 }
 
 void retire(Replay& f, Index pivots) {
-  std::fill_n(&f.row_map(f.pivots + 1), pivots, kOutside);
-  std::fill_n(&f.col_map(f.pivots + 1), pivots, kOutside);
+  std::fill_n(&f.front.row_place(f.pivots + 1), pivots, kOutside);
+  std::fill_n(&f.front.column_offset(f.pivots + 1), pivots, kOutside);
   f.pivots += pivots;
 }
 

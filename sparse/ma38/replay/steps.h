@@ -1,20 +1,13 @@
 #pragma once
 
 // State and steps of the replay of one block. Rows and columns are told by their pivot positions in the
-// block; an LU element by its number, and the pivots before it have left.
-//
-// The front is dr x dc by columns; its live rows and columns fill it from the top left, and the pivots of the
-// present element, backwards, follow them:
-//
-//            0      fncols
-//       0    | live |  L    |
-//     fnrows |______|_______|
-//            |  U   | pivot |
-//            |      | block |   the first pivot last
+// block, and an LU element by its number, from 1 in the order of storing. When an element is begun, the
+// pivots of those before it are no longer in the front.
 
 #include <cstring>
 
 #include "sparse/ma38/factors/layout.h"
+#include "sparse/ma38/replay/front.h"
 #include "sparse/ma38/replay/kernel.h"
 #include "sparse/ma38/store/memory_list.h"
 
@@ -47,20 +40,15 @@ struct Replay {
   const Index n;
   Index elements, longest_l, longest_u;  // of the header
 
-  OneBased<int> row_map, col_map;  // [n] row, or column times leading dimension in the front; -1: outside
-  OneBased<int> frows, fcols;      // live rows and columns of the front [longest_l], [longest_u]
-  int *work1, *work2;              // [longest_l]
+  ReplayFront front;
+  int *work1, *work2;  // [longest_l] work of one step
   MemoryList<WaitingBlocks> waiting{WaitingBlocks{}};
 
-  Index arrows_end = 0;  // those not taken end before it
-  Index pivots = 0;      // eliminated so far
-  Index open = 0;        // the element that the front is of: the last one stored; 0: there is none
-  Index front = 0;       // place in the reals; 0: there is no front
-  Index dr = 0, dc = 0, fnrows = 0, fncols = 0;
-  Wide waiting_reals = 0;  // of blocks that wait
-  Wide invalid = 0;
-
-  double* at(Index row, Index column) const { return space.reals.data() + (front - 1) + row + column * dr; }
+  Index arrows_end = 0;    // the arrows that have not been added yet end before this position
+  Index pivots = 0;        // eliminated so far
+  Index open = 0;          // the element that was stored last, whose front is open; 0: there is none
+  Wide waiting_reals = 0;  // reals of the contribution blocks that wait
+  Wide invalid = 0;        // entries dropped, see ReplayOutcome
 };
 
 /// An LU element of the pattern. The words that tell lengths can be negative while it waits.
@@ -79,7 +67,6 @@ inline Element element_of(const Replay& f, Index e) {
           words[kElementChildren]};
 }
 
-constexpr int kOutside = -1;
 constexpr int kGood = 0;
 
 // ---- Memory of the reals (memory.cpp, compaction.cpp)
@@ -92,7 +79,7 @@ bool room_for_reals(Replay& f, Index count);
 /// Slides blocks and the front down on the arrows that are left.
 void ma38_refactor_compact(Replay& f);
 /// Returns where the reals of waiting blocks end.
-inline Index waiting_end(const Replay& f) { return f.front != 0 ? f.front : Index{f.space.xhead}; }
+inline Index waiting_end(const Replay& f) { return f.front.is_open() ? f.front.begin : Index{f.space.xhead}; }
 /// Gives a hole at the end of the list, and arrows taken, back to the head.
 void lower_head(Replay& f);
 
