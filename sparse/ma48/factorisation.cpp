@@ -32,6 +32,17 @@ namespace {
 
 using Wide = std::int64_t;
 
+/// The parts of IW:
+///   | row orders M: those of each block from its first row on | work of the kernel M + 2N |
+struct FactorisationWork {
+  const OneBased<int> iw;
+  const Wide m, n;
+
+  OneBased<int> row_order(Wide first, Wide rows) const { return iw.part(first, rows); }
+  OneBased<int> kernel_work() const { return iw.part(m + 1, m + 2 * n); }
+};
+
+/// One factorisation, in the steps above.
 class Factorisation {
  public:
   Factorisation(int m, int n, int ne, int job, int la, double* a, int* irn, const int* jcn, int* keep,
@@ -69,7 +80,7 @@ class Factorisation {
   const KeepView<int> keep_;
   const int* const icntl_;
   double* const w_;
-  int* const iw_;
+  const FactorisationWork work_;
   const OneBased<int> info_;
   double* const rinfo_;
   const Diagnostics diagnostics_;
@@ -107,7 +118,7 @@ Factorisation::Factorisation(int m, int n, int ne, int job, int la, double* a, i
       keep_(keep, m, n),
       icntl_(icntl),
       w_(w),
-      iw_(iw),
+      work_{{iw, ma48_iw_length(m, n)}, m, n},
       info_(info, MA48_INFO_LENGTH),
       rinfo_(rinfo),
       diagnostics_(icntl),
@@ -269,8 +280,8 @@ void Factorisation::make_local(const Block& block, int direction) {
 }
 
 double Factorisation::factor(const Block& block, int job) {
-  int* const order = iw_ + (block.first - 1);
-  for (int i = 0; i < block.rows; ++i) order[i] = i + 1;
+  const OneBased<int> order = work_.row_order(block.first, block.rows);
+  for (int i = 1; i <= block.rows; ++i) order(i) = i;
   if (leading_columns_stay_) {
     kernel_icntl_[kLastColumns - 1] = keep_.left_to_last(blocks_, block.number);
   }
@@ -286,7 +297,7 @@ double Factorisation::factor(const Block& block, int job) {
                           &keep_.diagonal_start(block.first),
                           kernel_cntl_,
                           kernel_icntl_,
-                          order,
+                          order.data(),
                           &givenOrder,
                           keep_.block_kind(block.number),
                           static_cast<int>(la_ - at),
@@ -295,7 +306,7 @@ double Factorisation::factor(const Block& block, int job) {
                           &keep_.lower_end(block.first),
                           &keep_.upper_end(block.first),
                           w_,
-                          iw_ + m_,
+                          work_.kernel_work().data(),
                           kernel_info_,
                           &operations});
   if (job != MA48_FACTOR_SAME_PIVOTS) rewritten_ = true;

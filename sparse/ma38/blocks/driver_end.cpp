@@ -9,16 +9,12 @@
 namespace corvidnum {
 namespace ma38 {
 
-bool take_reals(Space& space, Wide count, const Results& results) {
-  return space.take_tail_reals(results, count);
-}
-
 Index store_singleton(double pivot, Space& space, FactorTotals& totals, DriverFigures& figures,
                       const Results& results) {
   ++figures.singletons;
   const bool usable = is_usable_pivot(pivot);
   if (usable) ++figures.usable_singletons;
-  if (!take_reals(space, 1, results)) return 0;
+  if (!space.reserve_tail_reals(results, 1)) return 0;
   space.reals(space.xtail) = usable ? pivot : 1.0;
   space.note_use(results);
   totals.peak_reals = std::max(totals.peak_reals, ++totals.factor_reals);
@@ -29,8 +25,8 @@ Wide store_off_diagonal_part(const OffDiagonalInput& input, OneBased<int> offp, 
                              FactorTotals& totals, const DriverFigures& figures, const Results& results) {
   const Wide n = figures.n, nzoff = figures.nzoff, ints = n + nzoff;
   space.need(ints, 0);
-  const bool enough = space.free_ints() >= ints || space.lack_ints(results, ints - space.free_ints());
-  if (!take_reals(space, nzoff, results) || !enough) return -1;
+  const bool enough = space.has_ints(results, ints);
+  if (!space.reserve_tail_reals(results, nzoff) || !enough) return -1;
   space.push_tail_ints(static_cast<Index>(nzoff));
   space.note_use(results);
   results.raise(MA38_INFO_INDEX_USED,

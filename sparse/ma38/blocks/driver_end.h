@@ -20,9 +20,6 @@ struct DriverFigures {
   Index singletons = 0, usable_singletons = 0;  // blocks of order 1
 };
 
-/// Reserves `count` reals at the tail, which become part of the need. False: a shortage.
-bool take_reals(Space& space, Wide count, const Results& results);
-
 /// Stores the pivot of a block of order 1 at the tail. A pivot that is zero, infinite or NaN, or has an
 /// infinite reciprocal, becomes 1.0, so that a solve can go on, and is not counted in the rank. Returns its
 /// place, or 0 after a shortage.

@@ -49,12 +49,10 @@ class FactorDriver {
   bool keep_off_diagonal_part();
 
   void keep_block_pointers();
-  double take_preserved_pivot(Index position);
-  double take_consumed_pivot(Index begin);
+  double find_preserved_pivot(Index position);
+  double pop_consumed_pivot(Index begin);
   void make_pointers_relative();
 
-  bool take_ints(Wide count);
-  bool has_reals(Wide count);
   int& consumed_start(Index position) const { return top_.offp()(position); }
 
   const DriverInput& in_;
@@ -87,15 +85,8 @@ DriverOutcome FactorDriver::run() {
   return {results_(MA38_INFO_STATUS) >= 0, static_cast<int>(nblks_), static_cast<int>(figures_.nzoff)};
 }
 
-/// Reserves `count` words at the tail, which become part of the need. False: a shortage.
-bool FactorDriver::take_ints(Wide count) { return s_.take_tail_ints(results_, count); }
-
-bool FactorDriver::has_reals(Wide count) {
-  return s_.free_reals() >= count || s_.lack_reals(results_, count - s_.free_reals());
-}
-
 bool FactorDriver::reserve_top() {
-  if (!take_ints(FactorTop<int>::length(n_, 1))) return false;
+  if (!s_.reserve_tail_ints(results_, FactorTop<int>::length(n_, 1))) return false;
   s_.note_use(results_);
   return true;
 }
@@ -104,9 +95,8 @@ bool FactorDriver::permute_to_blocks() {
   if (OneBased<const int>(in_.icntl, MA38_ICNTL_LENGTH)(MA38_ICNTL_USE_BLOCKS) == 1) {
     const Index copied = in_.preserved ? 0 : nz_;  // permuting in place takes the matrix once more
     const Wide work = btf_work(n_), reserved = n_ + 1 + work;
-    const bool ints =
-        take_ints(reserved) && (s_.free_ints() >= copied || s_.lack_ints(results_, copied - s_.free_ints()));
-    if (!has_reals(copied) || !ints) return false;
+    const bool ints = s_.reserve_tail_ints(results_, reserved) && s_.has_ints(results_, copied);
+    if (!s_.has_reals(results_, copied) || !ints) return false;
     s_.grow_heads(copied);
     s_.note_use(results_);
     const OneBased<int> offp = top_.offp();
@@ -123,7 +113,7 @@ bool FactorDriver::permute_to_blocks() {
 
 /// Keeps, of the words that the permutation worked in, the row starts, block starts and block pointers.
 void FactorDriver::keep_block_pointers() {
-  s_.take_tail_ints(results_, s_.itail - top_.first(nblks_));  // there is room
+  s_.reserve_tail_ints(results_, s_.itail - top_.first(nblks_));  // there is room
 }
 
 bool FactorDriver::factor_whole() {
@@ -168,13 +158,14 @@ bool FactorDriver::factor_block(Index b) {
 
 bool FactorDriver::factor_singleton(Index b) {
   const Index k = top_.blkp(nblks_)(b);
-  const double pivot = in_.preserved ? take_preserved_pivot(k) : take_consumed_pivot(consumed_start(k));
+  const double pivot = in_.preserved ? find_preserved_pivot(k) : pop_consumed_pivot(consumed_start(k));
   const Index place = store_singleton(pivot, s_, totals_, figures_, results_);
   top_.lublkp(nblks_)(b) = -static_cast<int>(place);
   return place > 0;
 }
 
-double FactorDriver::take_preserved_pivot(Index position) {
+/// Returns the pivot of a block of order 1, 0 if it has no entry, and counts the entries above it.
+double FactorDriver::find_preserved_pivot(Index position) {
   const OneBased<const int> row_position = top_.offp();
   const Columns& m = in_.matrix;
   const Index j = top_.cperm()(position);
@@ -189,7 +180,8 @@ double FactorDriver::take_preserved_pivot(Index position) {
   return pivot;
 }
 
-double FactorDriver::take_consumed_pivot(Index begin) {
+/// Returns the pivot of a block of order 1, 0 if it has no entry, and lowers the heads to its start.
+double FactorDriver::pop_consumed_pivot(Index begin) {
   if (s_.xhead == begin) return 0.0;
   const double pivot = in_.matrix.ax(begin);
   s_.set_heads(begin);
@@ -214,7 +206,7 @@ bool FactorDriver::keep_off_diagonal_part() {
   // If all blocks have order 1, one word stands for the LU elements, so that their part is never empty and
   // KEEP(4) always names a word of it.
   if (nblks_ == n_) {
-    if (!take_ints(1)) return false;
+    if (!s_.reserve_tail_ints(results_, 1)) return false;
     s_.ints(s_.itail) = 0;
   }
   const OffDiagonalInput input{

@@ -51,11 +51,11 @@ class RefactorDriver {
   bool replay(Index header, Index first, Index order, OneBased<const int> begin, Index end);
   bool keep_off_diagonal_part();
 
-  bool take_work(Index count, OneBased<int>& work);
+  bool reserve_work(Index count, OneBased<int>& work);
   void release_work(Index count);
   bool invert_rows(OneBased<int> row_position);
-  double take_preserved_pivot(Index position);
-  double take_consumed_pivot(Index begin);
+  double find_preserved_pivot(Index position);
+  double pop_consumed_pivot(Index begin);
   void make_pointers_relative();
   bool fail(int code) {
     ma38_set_info(kRefactor, in_.icntl, results_(MA38_INFO_STATUS), code, 0);
@@ -96,9 +96,10 @@ RefactorOutcome RefactorDriver::run() {
   return {results_(MA38_INFO_STATUS) >= 0, static_cast<Index>(figures_.nzoff)};
 }
 
-/// Reserves `count` words at the tail, which are part of the need until release_work(). False: a shortage.
-bool RefactorDriver::take_work(Index count, OneBased<int>& work) {
-  if (!s_.take_tail_ints(results_, count)) return false;
+/// Reserves `count` words of work at the tail, which are part of the need until release_work(). Returns false
+/// after a shortage, which is flagged.
+bool RefactorDriver::reserve_work(Index count, OneBased<int>& work) {
+  if (!s_.reserve_tail_ints(results_, count)) return false;
   s_.note_use(results_);
   work = s_.ints.part(s_.itail, count);
   return true;
@@ -159,7 +160,7 @@ bool RefactorDriver::group_entries() {
 
 bool RefactorDriver::group_whole() {
   OneBased<int> work(nullptr, 0);
-  if (!take_work(2 * n_, work)) return false;
+  if (!reserve_work(2 * n_, work)) return false;
   const OneBased<int> begin = work.part(1, n_), row_position = work.part(n_ + 1, n_);
   const int ends[] = {1, in_.n + 1};
   const bool good = group_all({ends, 2}, begin, row_position);
@@ -170,7 +171,7 @@ bool RefactorDriver::group_whole() {
 
 bool RefactorDriver::group_consumed_blocks() {
   OneBased<int> row_position(nullptr, 0);
-  if (!take_work(n_, row_position)) return false;
+  if (!reserve_work(n_, row_position)) return false;
   const bool good = group_all(blkp(), arrow_begin(), row_position);
   release_work(n_);
   return good;
@@ -224,7 +225,7 @@ bool RefactorDriver::replay(Index header, Index first, Index order, OneBased<con
 
 bool RefactorDriver::replay_singleton(Index b) {
   const Index k = blkp()(b);
-  const double pivot = in_.preserved ? take_preserved_pivot(k) : take_consumed_pivot(arrow_begin()(k));
+  const double pivot = in_.preserved ? find_preserved_pivot(k) : pop_consumed_pivot(arrow_begin()(k));
   const Index place = store_singleton(pivot, s_, totals_, figures_, results_);
   if (place > 0) lublkp()(b) = static_cast<int>(place);
   return place > 0;
@@ -232,7 +233,7 @@ bool RefactorDriver::replay_singleton(Index b) {
 
 /// Returns the pivot of a block of order 1, and counts the entries above it. Entries below it are left to
 /// store_off_diagonal_part(), which reports and drops them.
-double RefactorDriver::take_preserved_pivot(Index position) {
+double RefactorDriver::find_preserved_pivot(Index position) {
   const OneBased<const int> row_position = top_.offp();
   const Columns& m = in_.matrix;
   const Index j = top_.cperm()(position);
@@ -245,7 +246,8 @@ double RefactorDriver::take_preserved_pivot(Index position) {
   return pivot;
 }
 
-double RefactorDriver::take_consumed_pivot(Index begin) {
+/// Returns the pivot of a block of order 1, 0 if it has no entry, and lowers the heads to its start.
+double RefactorDriver::pop_consumed_pivot(Index begin) {
   if (s_.xhead == begin) return 0.0;
   const double pivot = s_.reals(begin);
   s_.set_heads(begin);

@@ -63,15 +63,15 @@ void start_counting(Frontal& f, Index e) {
 template <class Complete>
 void count_tuples(Frontal& f, const Object& object, const OneBased<int>& counter, Complete complete) {
   const int stamp = to_int(f.stamp);
-  int* const outside = counter.data() - 1;
+  const OneBased<int> outside = counter;  // a copy, which no store can alias
   const int* const end = object.tuples + 2 * object.tuple_count;
   for (const int* tuple = object.tuples; tuple != end; tuple += 2) {
     const int e = *tuple;
-    if (outside[e] < stamp) {
-      if (outside[e] < 0) continue;  // dead
+    if (outside(e) < stamp) {
+      if (outside(e) < 0) continue;  // dead
       start_counting(f, e);
     }
-    const int left = --outside[e];
+    const int left = --outside(e);
     if (left == stamp) complete(e);
   }
 }
@@ -104,10 +104,10 @@ void count_arrivals(Frontal& f, const Arrivals& arrivals) {
 void add_column(const Frontal& f, const Waiting& element, Index offset, Index front_column) {
   const double* from = element.column(offset);
   double* to = f.front.column_at(front_column);
-  const int* map = f.front.row_place.data() - 1;
+  const OneBased<const int> map = f.front.row_place;
   for (Index i = 0; i < element.row_count; ++i) {
     const int row = element.rows[i];
-    if (row > 0 && map[row] >= 0) to[map[row]] += from[i];
+    if (row > 0 && map(row) >= 0) to[map(row)] += from[i];
   }
 }
 
@@ -119,8 +119,8 @@ void add_complete_column(const Frontal& f, const Waiting& element, Index offset,
   }
   const double* from = element.column(offset);
   double* to = f.front.column_at(front_column);
-  const int* map = f.front.row_place.data() - 1;
-  for (Index i = 0; i < element.row_count; ++i) to[map[element.rows[i]]] += from[i];
+  const OneBased<const int> map = f.front.row_place;
+  for (Index i = 0; i < element.row_count; ++i) to[map(element.rows[i])] += from[i];
 }
 
 /// Adds row `offset` of the element over its live columns, which are all inside.
@@ -224,8 +224,7 @@ void assemble_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& cha
 /// Sums what the elements of tuples have outside.
 class OutsideSum {
  public:
-  OutsideSum(const Frontal& f, const OneBased<int>& counter)
-      : counter_(counter.data() - 1), one_(f.stamp + 1) {}
+  OutsideSum(const Frontal& f, const OneBased<int>& counter) : counter_(counter), one_(f.stamp + 1) {}
 
   /// Adds the counts of the tuples' elements in order. Stops at the first element that has nothing outside,
   /// or once the sum has reached `limit`. Returns the tuple where it stopped, or `end`.
@@ -243,9 +242,9 @@ class OutsideSum {
   Wide sum() const { return sum_; }
 
  private:
-  Wide above_one(int e) const { return counter_[e] - one_; }
+  Wide above_one(int e) const { return counter_(e) - one_; }
 
-  const int* const counter_;
+  const OneBased<const int> counter_;
   const Wide one_;  // what a counter shows if one is outside
   Wide sum_ = 0;
 };
@@ -276,10 +275,9 @@ void pack_at_end(const Object& object, Index kept) {
 }
 
 /// Returns the number of entries before the first that is inside by `map`.
-Index outside_entries(const Object& object, const OneBased<int>& map, int outside) {
-  const int* const place = map.data() - 1;
+Index outside_entries(const Object& object, OneBased<const int> map, int outside) {
   Index i = 0;
-  while (i < object.entry_count && place[object.entries[i]] == outside) ++i;
+  while (i < object.entry_count && map(object.entries[i]) == outside) ++i;
   return i;
 }
 

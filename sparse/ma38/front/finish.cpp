@@ -53,8 +53,8 @@ void store_reals(const Frontal& f, Index rows, Index columns) {
   for (Index j = 0; j < columns; ++j) copy_pivot_rows(f.front.column(j));
 }
 
-/// Takes room for the element at the tails.
-bool take_tails(Frontal& f, Index ints, Index reals) {
+/// Reserves words and reals for the element at the tails. Returns false after a shortage, which is flagged.
+bool reserve_tails(Frontal& f, Index ints, Index reals) {
   if (!f.store.room_for_both(ints, reals)) return false;
   Space& space = f.space;
   space.push_tail_ints(ints);
@@ -76,7 +76,7 @@ void note_in_chain(Frontal& f, Index lu, Index rows, Index columns) {
 bool store_batch(Frontal& f, Index rows, Index columns, Index last_pivot_row) {
   const Index ints = kElementLists + rows + columns + f.chain.children();
   const Index reals = static_cast<Index>(element_reals(f.front.batch, rows, columns));
-  if (!take_tails(f, ints, reals)) return false;
+  if (!reserve_tails(f, ints, reals)) return false;
   const Index lu = f.space.itail;
   store_integers(f, lu, rows, columns);
   store_reals(f, rows, columns);
@@ -298,8 +298,8 @@ void close_elements(Frontal& f) {
   f.contribution_reals = 0;
 }
 
-/// Turns the lists round, which hold the pivots from the top down: so they are the pivot order; and makes its
-/// inverse.
+/// Reverses the lists, which hold the pivots from the top down, so that they become the pivot order, and
+/// makes its inverse.
 void make_pivot_order(Frontal& f) {
   std::reverse(f.front.rows.data(), f.front.rows.data() + f.n);
   std::reverse(f.front.columns.data(), f.front.columns.data() + f.n);
@@ -309,9 +309,10 @@ void make_pivot_order(Frontal& f) {
   }
 }
 
-/// Takes the header's room; a block without elements keeps one real, so that the factors have some.
-bool take_header(Frontal& f) {
-  if (!take_tails(f, kBlockPointers + f.elements, f.elements == 0 ? 1 : 0)) return false;
+/// Writes the block's header at the tail. A block without elements keeps one real, so that the factors have
+/// some. Returns false after a shortage, which is flagged.
+bool write_header(Frontal& f) {
+  if (!reserve_tails(f, kBlockPointers + f.elements, f.elements == 0 ? 1 : 0)) return false;
   const Index h = f.space.itail;
   f.word(h, kBlockReals) = to_int(f.space.xtail);
   f.word(h, kBlockElements) = to_int(f.elements);
@@ -364,7 +365,7 @@ bool end_block(Frontal& f) {
   close_elements(f);
   f.store.close();  // nothing of the objects is read any more
   make_pivot_order(f);
-  if (!take_header(f)) return false;
+  if (!write_header(f)) return false;
   number_elements(f);
   const Index pointers = f.space.itail + kBlockPointers - 1, first = pointers + f.elements + 1;
   for (Index i = 1; i <= f.elements; ++i) renumber(f, first + f.word(pointers, i) - 1);

@@ -37,7 +37,7 @@ namespace {
 Index gather_column(Frontal& f, Index column, Index& mapped) {
   const Object object = column_object(f, column);
   int* rows = f.candidate_rows.data();
-  int* map = f.candidate_places.data() - 1;
+  const OneBased<int> map = f.candidate_places;
   double* values = f.space.reals.data() + (f.space.xhead - 1);
   Index length = 0;
   for (Index t = 0; t < object.tuple_count; ++t) {
@@ -48,12 +48,12 @@ Index gather_column(Frontal& f, Index column, Index& mapped) {
     for (Index i = 0; i < element.row_count; ++i) {
       const int row = element.rows[i];
       if (row < 0) continue;
-      if (map[row] < 0) {
-        map[row] = static_cast<int>(length);
+      if (map(row) < 0) {
+        map(row) = static_cast<int>(length);
         rows[length] = row;
         values[length++] = 0.0;
       }
-      values[map[row]] += from[i];
+      values[map(row)] += from[i];
     }
   }
   mapped = length;

@@ -47,9 +47,9 @@ class Conversion {
   int& given_row(Index k) const { return index_(k); }
   int& given_column(Index k) const { return index_(ne_ + k); }
   bool valid(int i) const { return static_cast<unsigned>(i) - 1u < static_cast<unsigned>(n_); }
-  /// Returns the array whose elements 1, 2, .. are the sorted rows. INDEX(1..n+1) must also stay clear of it.
-  int* sorted_rows() const { return index_.data() + std::max(2 * ne_, n_ + 1) - 1; }
-  double* sorted_values() const { return value_.data() + ne_ - 1; }
+  /// Returns the sorted rows, which begin behind the entries given and behind INDEX(1..n+1).
+  OneBased<int> sorted_rows() const { return index_.from(std::max(2 * ne_, n_ + 1) + 1); }
+  OneBased<double> sorted_values() const { return value_.from(ne_ + 1); }
   void report(int code, int row, int column, double value) const {
     if (details_) ma38_report(who_, code, row, column, value, unit_);
   }
@@ -65,12 +65,12 @@ class Conversion {
 
 Index Conversion::drop_invalid() {
   std::fill_n(w_.data(), n_, 0);
-  int* const count = w_.data() - 1;
-  const int* const columns = transa_ ? &given_row(1) - 1 : &given_column(1) - 1;
+  const OneBased<int> count = w_;
+  const OneBased<const int> columns = transa_ ? index_ : index_.from(ne_ + 1);
   Index nz = ne_;
   for (Index k = ne_; k >= 1; --k) {  // backwards: the entry that fills a gap has been examined already
     if (valid(given_row(k)) && valid(given_column(k))) {
-      ++count[columns[k]];
+      ++count(columns(k));
       continue;
     }
     report(kEntryOutOfRange, given_row(k), given_column(k), value_(k));
@@ -93,13 +93,13 @@ void Conversion::find_starts() {
 void Conversion::sort_into_columns(Index nz) {
   const int* const given_rows = transa_ ? &given_column(1) : &given_row(1);
   const int* const given_columns = transa_ ? &given_row(1) : &given_column(1);
-  int* const next = w_.data() - 1;
-  int* const rows = sorted_rows();
-  double* const values = sorted_values();
+  const OneBased<int> next = w_;
+  const OneBased<int> rows = sorted_rows();
+  const OneBased<double> values = sorted_values();
   for (Index k = 0; k < nz; ++k) {
-    const int place = next[given_columns[k]]++;
-    rows[place] = given_rows[k];
-    values[place] = value_.data()[k];
+    const int place = next(given_columns[k])++;
+    rows(place) = given_rows[k];
+    values(place) = value_.data()[k];
   }
 }
 
@@ -109,27 +109,27 @@ Index Conversion::sum_duplicates() {
   // w(i) is the place of row i in the present column if it is not below the column's start, else of an
   // earlier one.
   std::fill_n(w_.data(), n_, 0);
-  int* const places = w_.data() - 1;
-  int* const rows = index_.data() + n_;
-  double* const values = value_.data() - 1;
-  const int* const sorted = sorted_rows();
-  const double* const sorted_value = sorted_values();
+  const OneBased<int> places = w_;
+  const OneBased<int> rows = index_.from(n_ + 2);
+  const OneBased<double> values = value_;
+  const OneBased<const int> sorted = sorted_rows();
+  const OneBased<const double> sorted_value = sorted_values();
   int place = 1;
   for (Index j = 1; j <= n_; ++j) {
     const int start = place;
     const Index end = ap_(j + 1);
     for (Index q = ap_(j); q < end; ++q) {
-      const int i = sorted[q];
-      const double value = sorted_value[q];
-      if (places[i] >= start) {
+      const int i = sorted(q);
+      const double value = sorted_value(q);
+      if (places(i) >= start) {
         const int column = static_cast<int>(j);
         report(kEntryRepeated, transa_ ? column : i, transa_ ? i : column, value);
-        values[places[i]] += value;
+        values(places(i)) += value;
         continue;
       }
-      places[i] = place;
-      rows[place] = i;
-      values[place++] = value;
+      places(i) = place;
+      rows(place) = i;
+      values(place++) = value;
     }
     ap_(j) = start;
   }

@@ -78,16 +78,16 @@ ArrowMaker::Range ArrowMaker::block_of(Index position, const Range& near) const 
 Wide ArrowMaker::count() {
   std::fill_n(begin_.data(), in_.blkp(in_.blkp.size()) - first_, 0);
   Wide above = 0, below = 0, entries = 0;
-  int* const count = begin_.data() - first_;
-  const int* const position = in_.row_position.data() - 1;
-  const int* const rows = matrix_.ai.data() - 1;
+  const OneBased<int> count = begin_;
+  const OneBased<const int> position = in_.row_position;
+  const OneBased<const int> rows = matrix_.ai;
   each_column([&](Index j, Index column, const Range& range) {
     const Index begin = matrix_.ap(j), end = matrix_.ap(j + 1);
     Wide outside = 0;
     for (Index p = begin; p < end; ++p) {
-      const Index row = position[rows[p]];
+      const Index row = position(rows(p));
       if (range.has(row)) {
-        ++count[std::min(row, column)];
+        ++count(std::min(row, column) - first_ + 1);
         continue;
       }
       ++outside;
@@ -122,71 +122,72 @@ void ArrowMaker::sum(Index start) {
   }
 }
 
-/// Writes entries to the ends of what is free in their arrows; all three pointers are shifted to take
-/// positions.
+/// Writes entries to the ends of what is free in their arrows.
 struct ArrowMaker::Target {
-  int *end, *words;
-  double* reals;
+  OneBased<int> end;  // of the free part of each arrow, numbered from position `first`
+  Index first;
+  OneBased<int> words;
+  OneBased<double> reals;
 
   void put(Index row, Index column, Index before, double value) const {
-    const Index place = --end[std::min(row, column)];
-    words[place] = static_cast<int>(row < column ? before - column : row - before);
-    reals[place] = value;
+    const Index place = --end(std::min(row, column) - first + 1);
+    words(place) = static_cast<int>(row < column ? before - column : row - before);
+    reals(place) = value;
   }
 };
 
 ArrowMaker::Target ArrowMaker::target(const Space& space, Index shift) const {
-  return {begin_.data() - first_, space.ints.data() + shift - 1, space.reals.data() + shift - 1};
+  return {begin_, first_, space.ints.from(shift + 1), space.reals.from(shift + 1)};
 }
 
 void ArrowMaker::fill(const Space& space) const {
   const Target arrows = target(space, 0);
-  const int* const position = in_.row_position.data() - 1;
-  const int* const rows = matrix_.ai.data() - 1;
-  const double* const values = matrix_.ax.data() - 1;
+  const OneBased<const int> position = in_.row_position;
+  const OneBased<const int> rows = matrix_.ai;
+  const OneBased<const double> values = matrix_.ax;
   each_column([&](Index j, Index column, const Range& range) {
     const Index end = matrix_.ap(j + 1);
     for (Index p = matrix_.ap(j); p < end; ++p) {
-      const Index row = position[rows[p]];
-      if (range.has(row)) arrows.put(row, column, range.first - 1, values[p]);
+      const Index row = position(rows(p));
+      if (range.has(row)) arrows.put(row, column, range.first - 1, values(p));
     }
   });
 }
 
 void ArrowMaker::fill_and_pack(const Space& space, Index shift) const {
   const Target arrows = target(space, shift);
-  const int* const position = in_.row_position.data() - 1;
-  int* const rows = matrix_.ai.data() - 1;
-  double* const values = matrix_.ax.data() - 1;
+  const OneBased<const int> position = in_.row_position;
+  const OneBased<int> rows = matrix_.ai;
+  const OneBased<double> values = matrix_.ax;
   Index to = 1, p = matrix_.ap(1);
   each_column([&](Index j, Index column, const Range& range) {
     const Index end = matrix_.ap(j + 1);
     matrix_.ap(j) = static_cast<int>(to);
     for (; p < end; ++p) {
-      const Index row = position[rows[p]];
+      const Index row = position(rows(p));
       if (range.has(row)) {
-        arrows.put(row, column, range.first - 1, values[p]);
+        arrows.put(row, column, range.first - 1, values(p));
       } else if (row < range.first) {
-        rows[to] = rows[p];
-        values[to++] = values[p];
+        rows(to) = rows(p);
+        values(to++) = values(p);
       }
     }
   });
   matrix_.ap(matrix_.ap.size()) = static_cast<int>(to);
 }
 
-/// Reserves room for the arrows at the heads. False: a shortage.
-bool take_heads(Space& space, Wide entries, const Results& results) {
-  const bool ints = space.free_ints() >= entries || space.lack_ints(results, entries - space.free_ints());
-  const bool reals = space.free_reals() >= entries || space.lack_reals(results, entries - space.free_reals());
+/// Adds room for the arrows to the heads and the needs. Returns false after a shortage, which is flagged.
+bool reserve_heads(Space& space, Wide entries, const Results& results) {
+  const bool ints = space.has_ints(results, entries), reals = space.has_reals(results, entries);
   if (!ints || !reals) return false;
   space.grow_heads(static_cast<Index>(entries));
   space.note_use(results);
   return true;
 }
 
-/// Moves the arrows down to stand directly behind the entries above the blocks, and the heads with them.
-void settle_heads(Space& space, Index shift, Wide entries, const PatternCounts& counts) {
+/// Moves the arrows down by `shift` places, so that they begin directly behind the entries above the blocks,
+/// lowers the heads to their new end, and takes what is no longer needed out of the needs.
+void move_arrows_down(Space& space, Index shift, Wide entries, const PatternCounts& counts) {
   const Index begin = static_cast<Index>(counts.above) + 1, end = begin + static_cast<Index>(entries);
   int* const words = space.ints.data() + (begin - 1);
   double* const reals = space.reals.data() + (begin - 1);
@@ -215,7 +216,7 @@ bool ma38_prior_pattern(const PatternInput& input, OneBased<int> begin, Space& s
   const Wide entries = maker.count();
   if (input.preserved) {
     maker.sum(space.ihead);
-    if (!take_heads(space, entries, results)) return false;
+    if (!reserve_heads(space, entries, results)) return false;
     maker.fill(space);
     return true;
   }
@@ -223,9 +224,9 @@ bool ma38_prior_pattern(const PatternInput& input, OneBased<int> begin, Space& s
   const Index nz = ap(ap.size()) - 1, start = static_cast<Index>(counts.above) + 1, shift = nz + 1 - start;
   space.set_heads(nz + 1);
   maker.sum(start);
-  if (!take_heads(space, entries, results)) return false;
+  if (!reserve_heads(space, entries, results)) return false;
   maker.fill_and_pack(space, shift);
-  settle_heads(space, shift, entries, counts);
+  move_arrows_down(space, shift, entries, counts);
   return true;
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 // ---- Begin
 
-int take_front(Replay& f, const Element& element) {
+int allocate_front(Replay& f, const Element& element) {
   const Wide rows = element.words[kFrontRows], columns = element.words[kFrontColumns], size = rows * columns;
   lower_head(f);
   f.space.need(0, size);
@@ -59,7 +59,7 @@ void clear_columns(const Replay& f, Index columns, Index rows) {
 }  // namespace
 
 int begin_front(Replay& f, const Element& element) {
-  const int failure = take_front(f, element);
+  const int failure = allocate_front(f, element);
   if (failure != kGood) return failure;
   const Index last_pivot = f.pivots + element.pivots;
   f.front.row_count = element.l;
@@ -109,7 +109,7 @@ void move_column(const Replay& f, Index place, Index last, Index slot) {
 }
 
 /// Moves the pivot columns to their slots, over the rows that are still live. False: the pattern is damaged.
-bool take_pivot_columns(Replay& f, const Element& element) {
+bool move_pivot_columns(Replay& f, const Element& element) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.u + element.pivots - q;
     const Index place = leave_list(f.front.column_offset, pivot, f.front.max_rows, f.front.columns.data(),
@@ -126,7 +126,7 @@ bool take_pivot_columns(Replay& f, const Element& element) {
 }
 
 /// Notes the moves of the pivot rows, which are to be made in each column. False: the pattern is damaged.
-bool take_pivot_rows(Replay& f, const Element& element, Moves& moves) {
+bool plan_row_moves(Replay& f, const Element& element, Moves& moves) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.l + element.pivots - q;
     const Index place = leave_list(f.front.row_place, pivot, 1, f.front.rows.data(), f.front.row_count);
@@ -179,9 +179,9 @@ void move_rows_of_column(double* column, const Moves& moves, Index live, Index r
 int continue_front(Replay& f, const Element& element) {
   Moves moves{f.work1, f.work2};
   const Index last_pivot = f.pivots + element.pivots, old_rows = f.front.row_count;
-  if (!take_pivot_columns(f, element)) return MA38_STATUS_CORRUPTED;
+  if (!move_pivot_columns(f, element)) return MA38_STATUS_CORRUPTED;
   const Index old_columns = f.front.column_count;
-  if (!take_pivot_rows(f, element, moves)) return MA38_STATUS_CORRUPTED;
+  if (!plan_row_moves(f, element, moves)) return MA38_STATUS_CORRUPTED;
   if (!complete_list(element.l_list(), element.l, last_pivot, f.front.row_place, 1, f.front.rows.data(),
                      f.front.row_count) ||
       !complete_list(element.u_list(), element.u, last_pivot, f.front.column_offset, f.front.max_rows,

@@ -44,24 +44,25 @@ Replay make_replay(const ReplayBlock& block, Space& space, FactorTotals& totals,
   return f;
 }
 
-/// Takes the work vectors, behind the arrows. False: a shortage.
-bool take_vectors(Replay& f) {
+/// Lays the front's vectors, the work vectors and the words of the memory list out in INDEX, behind the
+/// arrows. Returns false after a shortage, which is flagged.
+bool lay_out_work(Replay& f) {
   const Wide words = work_words(f);
   f.space.need(words, 0);
   if (!f.space.has_ints(f.results, words)) return false;
   Index at = f.space.push_ints(static_cast<Index>(words));
   f.space.note_use(f.results);
-  const auto take = [&](Index count) {
+  const auto next = [&](Index count) {
     const OneBased<int> vector = f.space.ints.part(at, count);
     at += count;
     return vector;
   };
-  f.front.row_place = take(f.n);
-  f.front.column_offset = take(f.n);
-  f.front.rows = take(f.longest_l);
-  f.front.columns = take(f.longest_u);
-  f.work1 = take(f.longest_l).data();
-  f.work2 = take(f.longest_l).data();
+  f.front.row_place = next(f.n);
+  f.front.column_offset = next(f.n);
+  f.front.rows = next(f.longest_l);
+  f.front.columns = next(f.longest_u);
+  f.work1 = next(f.longest_l).data();
+  f.work2 = next(f.longest_l).data();
   f.waiting = MemoryList<WaitingBlocks>(clear_waiting_blocks(f.space.ints.data() + (at - 1), f.elements));
   std::fill_n(f.front.row_place.data(), f.n, kOutside);
   std::fill_n(f.front.column_offset.data(), f.n, kOutside);
@@ -186,7 +187,7 @@ ReplayOutcome ma38_refactor_kernel(const ReplayBlock& block, Space& space, Facto
   Replay f = make_replay(block, space, totals, results);
   const Index arrows_begin = block.arrows.begin(block.order);
   results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(block.arrows.end - arrows_begin);
-  if (!take_vectors(f)) return {MA38_STATUS_INDEX_TOO_SHORT, 0};
+  if (!lay_out_work(f)) return {MA38_STATUS_INDEX_TOO_SHORT, 0};
   int failure = replay_elements(f);
   restore_all_signs(f);
   if (failure == kGood) {

@@ -162,14 +162,15 @@ class Space {
     xtail.value_ -= count;
     assert(consistent());
   }
-  /// Adds words to the tail and to the need, which grows after a shortage too. False: a shortage, flagged.
-  bool take_tail_ints(const Results& results, Wide count) {
+  /// Reserves words at the tail: adds `count` to the need and then, if there is room, to the tail. Returns
+  /// false after a shortage, which is flagged.
+  bool reserve_tail_ints(const Results& results, Wide count) {
     need(count, 0);
     if (!has_ints(results, count)) return false;
     push_tail_ints(static_cast<Index>(count));
     return true;
   }
-  bool take_tail_reals(const Results& results, Wide count) {
+  bool reserve_tail_reals(const Results& results, Wide count) {
     need(0, count);
     if (!has_reals(results, count)) return false;
     push_tail_reals(static_cast<Index>(count));
