@@ -111,8 +111,7 @@ enum MA38_Rinfo {
 /// entries must be given anew. To call ma38bd_ again a host needs KEEP(4), KEEP(5) and the words between them
 /// from before the call. The controls are never changed. ma38cd_ changes neither the factors nor B.
 enum MA38_Status {
-  /// ma38ad_, ma38bd_: VALUE(KEEP(1)) .. VALUE(KEEP(2)) and INDEX(KEEP(3)) .. INDEX(KEEP(5)) hold the
-  /// factors.
+  /// ma38ad_, ma38bd_: the factors are VALUE(KEEP(1)) .. VALUE(KEEP(2)) and INDEX(KEEP(3)) .. INDEX(KEEP(5)).
   /// ma38cd_: X is the solution.
   MA38_STATUS_OK = 0,
   /// ma38ad_, ma38bd_: N is below 1.
@@ -128,8 +127,7 @@ enum MA38_Status {
   MA38_STATUS_BOTH_TOO_SHORT = -5,
   /// ma38bd_: with these values a pivot is zero, or a pivot, its reciprocal or a factor is not finite; call
   /// ma38ad_, which chooses new pivots. A block of order 1 whose element is no usable pivot becomes 1
-  /// instead,
-  /// with the warning MA38_WARNING_SINGULAR.
+  /// instead, with the warning MA38_WARNING_SINGULAR.
   MA38_STATUS_PIVOT_ORDER_FAILED = -6,
   /// ma38bd_, ma38cd_: KEEP, INDEX or VALUE are not what a factorisation of order N left. ma38cd_ leaves X
   /// unchanged.

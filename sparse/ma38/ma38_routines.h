@@ -20,8 +20,9 @@ extern "C" {
 /// @param keep  [20] out: (6) to (20); (1) to (5), which tell where factors are, stay as they are
 ///   (7) 64    d1, and
 ///   (8) 1     d2: a column of more than max(0, d1, d2 sqrt(n)) entries is held as a dense one
-///   @param cntl  [10] out (1) 0.1   threshold of the pivot test, relative to the largest entry of the
-///             column, 0..1: larger is safer, smaller is sparser
+/// @param cntl  [10] out
+///   (1) 0.1   threshold of the pivot test, relative to the largest entry of the column, 0..1: larger is
+///             safer, smaller is sparser
 ///   (2) 2.0   limit of a front's dimensions, relative to those at its first pivot; 1 or less: no growth. On
 ///             large cubes 1.2 needs a half to a quarter of the operations, on process models several times
 ///             as many. Set it only together with icntl(6) = 1 or cntl(1) = 0.5: alone it can cost all digits

@@ -7,7 +7,7 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// Where the parts of the factors are, as KEEP and the scalars in INDEX tell.
+/// Tells where the parts of the factors are, as KEEP and the scalars in INDEX tell.
 struct KeptFactors {
   bool good;  // false: KEEP or the scalars are not those of factors, and nothing else has a meaning
   int n, nz, nblks, nzoff;
@@ -35,7 +35,7 @@ bool elements_are_apart(OneBased<const int> index, Index lu_ints, Index top_end,
 /// columns stay inside, in time proportional to their length.
 bool vectors_are_sound(OneBased<const int> index, const KeptFactors& kept);
 
-/// The LU elements of one block.
+/// Views the LU elements of one block.
 struct BlockFactors {
   OneBased<const int> ints;      // the words of the LU elements, from the block's header on
   OneBased<const double> reals;  // the LU part of VALUE

@@ -7,8 +7,8 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The arguments of a solve. The factors must have passed locate_factors() and vectors_are_sound(), and for
-/// JOB = 1 and 2, which work in X, elements_are_sound() as well. w has 2 N elements, or 4 N if
+/// Holds the arguments of a solve. The factors must have passed locate_factors() and vectors_are_sound(), and
+/// for JOB = 1 and 2, which work in X, elements_are_sound() as well. w has 2 N elements, or 4 N if
 /// most_refinements is above 0.
 struct SolveCall {
   int job;

@@ -136,7 +136,7 @@ void DegreeLists::leave(Index column) {
   }
 }
 
-Index DegreeLists::take_first() {
+Index DegreeLists::remove_first() {
   while (least_ <= heads_.size() && heads_(least_) == 0) ++least_;
   if (least_ > heads_.size()) return 0;
   const int top = below_newcomers(least_);

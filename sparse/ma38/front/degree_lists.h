@@ -5,8 +5,9 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The columns that may become pivotal and are in no front, by their degree bounds. A list holds first the
-/// candidates that searches put back, the last one on top, then all other columns by ascending number.
+/// Holds the columns that may become pivotal and are in no front, a list for each degree bound 1 .. n.
+/// Columns are numbered from 1, and 0 is none. A list holds first the candidates that searches put back, the
+/// last one on top, then all other columns by ascending number.
 ///
 /// Most columns that enter a list leave it before any search looks at that degree. So they wait in a chain,
 /// which takes constant time, and are ordered only when a search asks for the lowest number of their degree:
@@ -32,8 +33,10 @@ namespace ma38 {
 ///  5. a member of the set is lower than all below it, and they agree with it in the bits parted so far.
 class DegreeLists {
  public:
-  /// @param heads   [n] room for the heads
-  /// @param objects [n] positions of the column objects in `ints`
+  /// Lays the lists over memory of the caller's. clear() must be the first call.
+  /// @param heads   [n] out: (d) is the first column of the list of degree d, see above
+  /// @param objects [n] (j) is the position of column j's object in `ints`
+  /// @param ints    the integers of the space, which the column objects are in
   DegreeLists(OneBased<int> heads, OneBased<int> objects, OneBased<int> ints);
 
   /// Empties all lists.
@@ -42,15 +45,16 @@ class DegreeLists {
   void enter(Index column);
   /// Puts a candidate on top of the list of its degree bound.
   void put_back(Index column);
-  /// Takes a column out; does nothing if its bound is not above 0, as then it is in no list.
+  /// Removes a column from its list. Does nothing if its degree bound is not above 0: then it is in no list.
   void leave(Index column);
-  /// Takes the first column out of the lowest list and returns it; 0: all are empty.
-  Index take_first();
+  /// Removes the first column of the lowest list that is not empty, and returns it, or 0 if all are empty.
+  Index remove_first();
 
+  /// Returns a lower bound of the degrees whose lists are not empty.
   Index least() const { return least_; }
-  /// Whether the invariants hold.
+  /// Returns whether the invariants hold.
   bool consistent() const;
-  /// Calls visit(column) for all columns in lists, which must be consistent.
+  /// Calls visit(column) for each column of all lists, by ascending degree. The lists must be consistent.
   template <class Visit>
   void each(const Visit& visit) const {
     for (Index degree = 1; degree <= heads_.size(); ++degree) {
@@ -69,8 +73,8 @@ class DegreeLists {
   bool is_in_chain(int column) const { return column != 0 && word7(column) < 0; }
   int next(int column) const { return ~word7(column); }
 
-  int& below_newcomers(Index degree) const;  // first of those put back, or root
-  int& ordered(Index degree) const;          // root
+  int& below_newcomers(Index degree) const;  // link to the first of those put back, else to the root
+  int& ordered(Index degree) const;          // link to the root of the set
   void push(int column, int first, int below) const;
   void unlink(Index degree, int column) const;
   void order_newcomers(Index degree) const;
@@ -79,7 +83,8 @@ class DegreeLists {
   int* find(int* link, int column) const;
   void note(Index degree) { least_ = degree < least_ ? degree : least_; }
 
-  /// Bits parted on the way to a place of the set, and what the numbers there have in them.
+  /// Describes the numbers that can stand below a place of the set: the bit parted next, a mask of the bits
+  /// parted on the way, and the values that these bits have.
   struct Part {
     int bit, parted, prefix;
     Part lower() const { return {bit / 2, parted | bit, prefix}; }

@@ -7,8 +7,8 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The chain of LU elements that one front leaves, and the children of the next of them: the elements that
-/// were assembled into the front since the last one was stored.
+/// Records the chain of LU elements that one front leaves, and the children of the next of them: the elements
+/// that were assembled into the front since the last one was stored.
 ///
 /// The children are a list in the order in which they were noted. Element e links to the next one by
 /// link(e) = -2 - next, the last one by -2; kNotNoted: e is not in the list. The links share their memory
@@ -25,7 +25,8 @@ class ElementChain {
 
   explicit ElementChain(OneBased<int> links) : links_(links) {}
 
-  /// Begins the chain of a new front. @param reals what factors and contribution blocks take
+  /// Begins the chain of a new front.
+  /// @param reals the reals that factors and contribution blocks take now
   void open(Wide reals) {
     first_element_ = rows_ = columns_ = 0;
     peak_ = reals;
@@ -44,7 +45,7 @@ class ElementChain {
   }
   /// Calls visit(e) for each child in order and empties the list.
   template <class Visit>
-  void take_children(const Visit& visit) {
+  void empty_children(const Visit& visit) {
     for (Index e = first_; e != 0;) {
       visit(e);
       const Index next = kLast - links_(e);
@@ -53,7 +54,10 @@ class ElementChain {
     }
     first_ = last_ = children_ = 0;
   }
-  /// Notes an LU element of the chain, with the rows and columns of its front, its pivots included.
+  /// Notes an LU element of the chain.
+  /// @param lu            its position in INDEX
+  /// @param rows, columns of the front, the pivots of the element included
+  /// @param reals         the reals that factors and contribution blocks take now
   void note_element(Index lu, Index rows, Index columns, Wide reals) {
     if (first_element_ == 0) first_element_ = lu;
     rows_ = std::max(rows_, rows);

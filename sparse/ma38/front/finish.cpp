@@ -35,7 +35,7 @@ void store_integers(Frontal& f, Index lu, Index rows, Index columns) {
   std::memcpy(words + kElementLists + rows, f.front.columns.data(),
               static_cast<std::size_t>(columns) * sizeof(int));
   int* to = words + kElementLists + rows + columns;
-  f.chain.take_children([&f, &to](Index e) { *to++ = to_int(child_code(f, e)); });
+  f.chain.empty_children([&f, &to](Index e) { *to++ = to_int(child_code(f, e)); });
 }
 
 /// Writes pivot block over L, then U; pivots in the order of elimination, which is backwards in the front.

@@ -30,10 +30,10 @@ constexpr int kPivotalColumn = -1;
 ///  4. the store's front has max_rows (max_columns + 1) reals.
 class Front {
  public:
-  /// @param row_list, column_list [n] live rows and columns from the bottom up; the pivots found in all
-  /// fronts
-  ///                              are noted from the top down
-  /// @param places, offsets       [n]
+  /// Lays the front over the reals of the store. It is closed at first.
+  /// @param row_list, column_list [n] live rows and columns, from element 1 up. The pivots of all fronts are
+  ///                              noted from element n down
+  /// @param places, offsets       [n] by row and by column, see invariant 1
   Front(const ObjectStore& store, OneBased<double> reals, OneBased<int> row_list, OneBased<int> column_list,
         OneBased<int> places, OneBased<int> offsets)
       : rows(row_list),

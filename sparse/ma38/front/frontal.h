@@ -11,21 +11,23 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// Columns that are counted before the block's objects are made.
+/// Holds what is counted in a block before its objects are made.
 struct BlockCounts {
-  Index dense = 0;   // columns over the limit
-  Wide entries = 0;  // of the block
-  Wide above = 0;    // in its columns, but in rows of earlier blocks
+  Index dense = 0;   // columns of more entries than dense_limit()
+  Wide entries = 0;  // entries of the block
+  Wide above = 0;    // entries in its columns, but in rows of earlier blocks
 };
 
-/// The kernel's vectors, at the bottom of the integer space.
+/// Views the kernel's vectors, at the bottom of the block's integers.
 struct KernelVectors {
-  OneBased<int> rows, columns;              // [n]
-  OneBased<int> row_map, col_map, scratch;  // [n]
-  OneBased<int> heads;                      // [n] of the degree lists
+  OneBased<int> rows, columns;     // [n] lists of the front
+  OneBased<int> row_map, col_map;  // [n] places in the front; other uses see Frontal
+  OneBased<int> scratch;           // [n] uses see Frontal
+  OneBased<int> heads;             // [n] of the degree lists
   ObjectStore::Pointers pointers;
 };
 
+/// Holds the state of one block under factorisation. Rows and columns are numbered 1 .. n within the block.
 struct Frontal {
   /// Lays out the vectors and makes objects of the block's columns, for which there must be room (see
   /// room_for_block).
@@ -58,14 +60,16 @@ struct Frontal {
 
   int dead_mark() const { return static_cast<int>(-2 - nd); }
 
-  Index stamp = 0;
-  Index remaining = 0;  // order of what is not factorised
-  Index pivots = 0;
-  Index elements = 0;       // LU elements stored
-  Index largest_front = 0;  // or dense column: the next stamp is above all counters
+  Index stamp = 0;      // counters rt and ro of live elements below it are of an earlier front
+  Index remaining = 0;  // rows and columns that are not pivotal yet
+  Index pivots = 0;     // found so far
+  Index elements = 0;   // LU elements stored
+  /// Largest dimension of a front or length of a dense column so far. The stamp grows by more than it, and so
+  /// passes all counters.
+  Index largest_front = 0;
 
-  Wide contribution_reals = 0;  // of LU elements that wait
-  Index longest_l = 0, longest_u = 0;
+  Wide contribution_reals = 0;         // of contribution blocks that wait for their assembly
+  Index longest_l = 0, longest_u = 0;  // lengths of the longest lists stored
 
   int& word(Index object, Index which) const { return store.word(object, which); }
 
@@ -86,19 +90,23 @@ void set_frontal_checks(bool every_step);
 
 // ---- Columns of the block (column_objects.cpp)
 
-/// Returns the most entries of a column that is not held as a dense one.
+/// Returns the largest number of entries of a column that is not held as a dense one.
 Index dense_limit(const Block& block, const FrontControls& controls);
+/// Counts the entries and the dense columns of a block.
 BlockCounts count_block(const Block& block, Index limit);
 /// Returns the length of the kernel's vectors.
 Wide vector_words(const Block& block, Index dense);
-/// Counts what the block takes as used; false: a shortage, flagged.
+/// Adds the room that the block's objects and vectors take to the needs. Returns false after a shortage,
+/// which is flagged in `space`.
 bool room_for_block(const Block& block, const BlockCounts& counts, Space& space, const Results& results);
 
 // ---- The kernel (kernel.cpp and the files of its steps)
 
-/// Builds elements of dense columns, row objects, tuples and degree lists out of the column objects.
+/// Builds elements of dense columns, row objects, tuples and degree lists out of the column objects. Returns
+/// false after a shortage, which is flagged in the space.
 bool prepare_objects(Frontal& f);
-/// Factorises the block. False: a shortage, flagged.
+/// Factorises the block, and leaves its header and LU elements at the tails. Returns false after a shortage,
+/// which is flagged in the space.
 bool ma38_frontal_kernel(Frontal& f);
 
 }  // namespace ma38

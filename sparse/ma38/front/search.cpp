@@ -124,7 +124,7 @@ bool search_pivot(Frontal& f, Pivot& pivot) {
   Index chain = 0;  // candidates, the last first, through a link of the degree lists, in which none is now
   Index candidates = 0;
   while (candidates < f.controls.search_width) {
-    const Index column = f.degree_lists.take_first();
+    const Index column = f.degree_lists.remove_first();
     if (column == 0) break;
     Candidate candidate;
     if (!examine_column(f, column, candidate)) return false;

@@ -14,8 +14,8 @@ namespace ma38 {
 // ---- Views of objects. Pointers into the store are good until the next call of ObjectStore's room
 // functions.
 
-/// An element that waits for its assembly: a contribution block, or a dense column. Members of its lists that
-/// have been assembled are negative.
+/// Views an element that waits for its assembly: a contribution block, or a dense column. Members of its
+/// lists that have been assembled are negative. Offsets in it count from 1.
 struct Waiting {
   Index object;
   int* rows;
@@ -38,7 +38,7 @@ inline Waiting waiting(const Frontal& f, Index e) {
 }
 inline bool is_live(const Frontal& f, Index e) { return f.rt(e) >= 0; }  // e comes from a tuple
 
-/// A row or column object: tuples and original entries.
+/// Views a row or column object: its tuples (element, offset), 2 tuple_count words, and its original entries.
 struct Object {
   Index at;
   Index header;
@@ -67,7 +67,8 @@ inline int dead_column(const Frontal& f) { return static_cast<int>(-2 - f.n); }
 
 // ---- Choice of a row (search.cpp)
 
-/// A row acceptable as pivot row: least degree bound, then lowest number.
+/// Keeps, of the rows offered, the one of the least degree bound, and of these the lowest number. 0: none
+/// yet.
 struct RowChoice {
   Index row = 0, degree = 0;
   void offer(Index candidate, Index bound) {
@@ -83,16 +84,16 @@ struct RowChoice {
 RowChoice choose_row(const Frontal& f, const int* rows, const double* values, Index count, Index diagonal,
                      double amax);
 
-// ---- Steps
+// ---- Steps. Those that return a bool return false after a shortage, which is flagged in the space.
 
 struct Pivot {
-  Index row = 0, column = 0;
-  double seen = 0.0;  // its value when it was chosen to extend a front
+  Index row = 0, column = 0;  // from 1; 0: none
+  double seen = 0.0;          // its value when it was chosen to extend a front
   bool found() const { return row != 0; }
 };
 
-/// Members that have come into the front: those from number `first` on, and one that was moved, at `moved`
-/// (0: none), into the place of the pivot.
+/// Tells which members of a list of the front have come in: those from number `first` on, and one that was
+/// moved, at `moved` (0: none), into the place of the pivot.
 struct Newcomers {
   Index first, moved;
   bool any(Index count) const { return moved != 0 || first <= count; }
@@ -102,25 +103,29 @@ struct Newcomers {
     for (Index i = first; i <= count; ++i) visit(list(i));
   }
 };
+/// Tells what has come into the front since its last assembly.
 struct Arrivals {
   Pivot pivot;
   bool opening;  // the first of the front: the pivot has come in, too
   Newcomers rows, columns;
 };
 
-/// Finds the best pivot of the columns of lowest degree; its other rows are in front.rows. False: a shortage.
+/// Finds the best pivot of the columns of lowest degree, and writes the other rows of its column to
+/// front.rows. Finds none if all columns left are zero or not finite.
 bool search_pivot(Frontal& f, Pivot& pivot);
-/// Opens a front of zeros with the pivot's rows and columns. False: a shortage.
+/// Opens a front of zeros with the pivot's rows and columns.
 bool form_front(Frontal& f, const Pivot& pivot);
-/// Adds contribution blocks and original entries that have come to lie inside; renews degree bounds.
+/// Adds the contribution blocks and original entries that have come to lie inside the front, and recomputes
+/// the degree bounds of its rows and columns.
 void assemble(Frontal& f, const Arrivals& arrivals);
-/// Eliminates, extends, updates and stores, until no further pivot fits. False: a shortage.
+/// Eliminates the pivot, extends the front, updates and stores, until no further pivot fits.
 bool eliminate_front(Frontal& f, Pivot pivot);
-/// Stores the batch as an LU element with the first `rows`, `columns` of the lists. False: a shortage.
+/// Stores the batch as an LU element whose lists are the first `rows` rows and `columns` columns of the
+/// front.
 bool store_batch(Frontal& f, Index rows, Index columns, Index last_pivot_row);
-/// Leaves what is not eliminated as a contribution block. False: a shortage.
+/// Leaves what is not eliminated as a contribution block.
 bool end_front(Frontal& f, Index last_pivot_row);
-/// Writes pivot order, header, and lists by pivot positions. False: a shortage.
+/// Writes the pivot order and the header, and renumbers the lists of all LU elements by pivot positions.
 bool end_block(Frontal& f);
 
 }  // namespace ma38

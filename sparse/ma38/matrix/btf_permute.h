@@ -7,8 +7,9 @@
 namespace corvidnum {
 namespace ma38 {
 
+/// Tells what form was found.
 struct BlockForm {
-  Index nblks;
+  Index nblks;  // diagonal blocks
   Index nzoff;  // entries off the diagonal blocks; 0 if the matrix is preserved: the driver counts them later
 };
 

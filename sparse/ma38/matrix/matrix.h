@@ -7,7 +7,7 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// A matrix by compressed columns: the rows and values of column j are ai(p) and ax(p), p = ap(j) ..
+/// Views a matrix by compressed columns: the rows and values of column j are ai(p) and ax(p), p = ap(j) ..
 /// ap(j+1)-1.
 struct Columns {
   OneBased<int> ap, ai;
@@ -17,14 +17,15 @@ struct Columns {
 /// Converts triplets to columns: starts in INDEX(1..n+1), rows from INDEX(n+2) on, values from VALUE(1) on.
 /// Drops entries out of range and sums those in the same place; INFO counts both.
 /// @param nz    in: the entries given; out: those of the matrix
+/// @param value, index  VALUE and INDEX; in: the triplets, at VALUE(1..nz), INDEX(1..nz), INDEX(nz+1..2nz)
 /// @param transa whether the columns are those of the transpose
 /// @param w, ap [n], [n+1] work, in `index` above the triplets and their sorted copy
 /// @return false if no entry is left; the status is then -2
 bool ma38_convert(Who who, int n, int& nz, bool transa, OneBased<double> value, OneBased<int> index,
                   OneBased<int> w, OneBased<int> ap, const int* icntl, const Results& results);
 
-/// What ma38_offdiag_rows() reads: a whole matrix that is preserved, or the entries off the diagonal blocks
-/// alone.
+/// Holds what ma38_offdiag_rows() reads: a whole matrix that is preserved, or the entries off the diagonal
+/// blocks alone.
 struct OffDiagonalInput {
   Who who;
   int n, nblks;

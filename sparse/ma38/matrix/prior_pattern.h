@@ -11,21 +11,21 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The arrows of one diagonal block. Arrow k stands at begin(k) .. begin(k-1)-1 of both arrays of the space,
-/// and arrow 1 ends at end-1: the replay takes the arrows from k = 1 on and so frees the head from its end
-/// down. A word is the row position, in the block, of an entry on or below the diagonal, or minus the column
-/// position of an entry above it.
+/// Views the arrows of one diagonal block. Arrow k stands at begin(k) .. begin(k-1)-1 of both arrays of the
+/// space, and arrow 1 ends at end-1: the replay takes the arrows from k = 1 on and so frees the head from its
+/// end down. A word is the row position, in the block, of an entry on or below the diagonal, or minus the
+/// column position of an entry above it.
 struct Arrows {
   OneBased<const int> begin;  // [order]
   Index end;
-  Index first_of(Index k) const { return begin(k); }
   Index end_of(Index k) const { return k == 1 ? end : begin(k - 1); }
 };
 
 /// Writes the inverse of `permutation` to `inverse` [n]. Returns false if it does not have each of 1..n once.
 bool invert_permutation(OneBased<const int> permutation, OneBased<int> inverse);
 
-/// Neighbouring blocks whose entries are to be grouped. Block b holds the positions blkp(b) .. blkp(b+1)-1.
+/// Describes neighbouring blocks whose entries are to be grouped. Block b holds the positions blkp(b) ..
+/// blkp(b+1)-1.
 struct PatternInput {
   bool preserved;                    // if not, all blocks must be given, ai and ax must begin at place 1 of
                                      // the space, and the matrix is consumed
@@ -39,6 +39,7 @@ struct PatternInput {
   OneBased<const int> block_number;  // of each position, beside column_position if there are several blocks
   const int* icntl;
 };
+/// Counts the entries outside the blocks.
 struct PatternCounts {
   Wide above = 0;  // entries in rows of earlier blocks
   Wide below = 0;  // not preserved: entries below the blocks, each dropped and reported by kEntryBelowBlocks

@@ -7,7 +7,7 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The arguments of the routine that dumps; null where it does not have one.
+/// Holds the arguments of the routine that dumps: 0 or null where it has no such argument.
 struct PrintArguments {
   Who who;
   bool output;  // on return, when INFO and RINFO are set

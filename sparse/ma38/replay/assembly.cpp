@@ -43,24 +43,24 @@ void add_arrows(Replay& f, const Element& element) {
       }
     }
   }
-  const Index begin = arrows.begin(f.pivots + element.pivots), taken = f.arrows_end - begin;
-  f.space.release(taken, taken);
+  const Index begin = arrows.begin(f.pivots + element.pivots), added = f.arrows_end - begin;
+  f.space.release(added, added);
   f.arrows_end = begin;
 }
 
 namespace {
 
-/// The rows of a child that are to be added: `places` in the front, `offsets` in the child. `gapless`: all,
-/// to neighbouring places; `all`: all, in order.
+/// Lists the rows of a child that are to be added.
 struct ChildRows {
-  int *places, *offsets;
+  int *places, *offsets;  // [count] in the front, in the child; from 0
   Index count = 0;
-  bool all = false, gapless = false;
+  bool all = false;      // all rows of the child are added, in order
+  bool gapless = false;  // and their places in the front are neighbours
 };
 
-/// Chooses the child's rows that have not been assembled before. With take_some those outside stay, and those
-/// chosen are marked by a negative sign; else all must be inside, or it is false.
-bool choose_rows(const Replay& f, const Element& child, bool take_some, ChildRows& rows) {
+/// Chooses the child's rows that have not been assembled before. With in_part, rows outside the front stay,
+/// and those chosen get a negative sign; without, all must be inside, else it returns false.
+bool choose_rows(const Replay& f, const Element& child, bool in_part, ChildRows& rows) {
   int* const list = child.l_list();
   const OneBased<const int> map = f.front.row_place;
   bool neighbours = true;
@@ -69,13 +69,13 @@ bool choose_rows(const Replay& f, const Element& child, bool take_some, ChildRow
     if (row < 0) continue;
     const int place = map(row);
     if (place < 0) {
-      if (!take_some) return false;
+      if (!in_part) return false;
       continue;
     }
     neighbours = neighbours && (rows.count == 0 || place == rows.places[rows.count - 1] + 1);
     rows.places[rows.count] = place;
     rows.offsets[rows.count++] = static_cast<int>(i);
-    if (take_some) list[i] = -row;
+    if (in_part) list[i] = -row;
   }
   rows.all = rows.count == child.l;
   rows.gapless = rows.all && neighbours;
@@ -94,7 +94,7 @@ void add_column(const ChildRows& rows, const double* from, double* to) {
 }
 
 /// Adds the chosen rows of the child's columns, which are chosen in the same way.
-bool add_columns(const Replay& f, Index e, const Element& child, bool take_some, const ChildRows& rows) {
+bool add_columns(const Replay& f, Index e, const Element& child, bool in_part, const ChildRows& rows) {
   int* const list = child.u_list();
   const OneBased<const int> map = f.front.column_offset;
   const Index leading = f.waiting.nodes().leading(e);
@@ -103,11 +103,11 @@ bool add_columns(const Replay& f, Index e, const Element& child, bool take_some,
     const int column = list[j];
     if (column < 0) continue;
     if (map(column) < 0) {
-      if (!take_some) return false;
+      if (!in_part) return false;
       continue;
     }
     if (rows.count > 0) add_column(rows, from, f.front.at(0, 0) + map(column));
-    if (take_some) list[j] = -column;
+    if (in_part) list[j] = -column;
   }
   return true;
 }
@@ -119,7 +119,7 @@ void release(Replay& f, Index e, const Element& child) {
   f.waiting.release(e, waiting_end(f));
 }
 
-/// Makes the length of a list negative whose members can become negative.
+/// Makes the length of the list negative whose members an assembly of this kind makes negative.
 void mark(const Element& child, ChildKind kind) {
   if (kind == kRowsComplete) child.words[kElementU] = -static_cast<int>(child.u);
   if (kind == kColumnsComplete) child.words[kElementL] = -static_cast<int>(child.l);

@@ -1,5 +1,6 @@
-// Compaction of the reals of a replay: arrows taken and holes go, contribution blocks lose the slack of their
-// leading dimension, and the front follows them.
+// Compaction of the reals of a replay. Arrows that have been added and holes are dropped; the contribution
+// blocks move down, packed so that their leading dimension is their number of rows; and the front follows
+// them.
 
 #include "sparse/ma38/replay/steps.h"
 
@@ -12,7 +13,8 @@ void move_reals(const Replay& f, Index from, Index to, Index count) {
   std::memmove(&f.space.reals(to), &f.space.reals(from), sizeof(double) * static_cast<std::size_t>(count));
 }
 
-/// Squeezes the slack of the leading dimension. What has been assembled stays: the lists tell places.
+/// Moves a block to `to` and packs its columns. Rows and columns that have been assembled stay in it, because
+/// its lists tell places by offset. Returns the end of the block.
 Index pack_block(const Replay& f, Index e, Index to) {
   const WaitingBlocks& block = f.waiting.nodes();
   const Element element = element_of(f, e);

@@ -25,8 +25,8 @@ int allocate_front(Replay& f, const Element& element) {
   return kGood;
 }
 
-/// Brings the members of a list into the front behind its first `count`. False: one has been eliminated or is
-/// there already.
+/// Appends the members of a list to the first `count` members of the front and maps them, place k to k *
+/// step. Returns false if one of them has been eliminated or is in the front already.
 bool append(const int* list, Index length, Index last_pivot, int* map, Index step, int* members,
             Index count) {
   Index place = count * step;
@@ -39,7 +39,7 @@ bool append(const int* list, Index length, Index last_pivot, int* map, Index ste
   return true;
 }
 
-/// Maps the pivots, which stand backwards behind the live part.
+/// Maps the pivots, which stand in reverse order behind the live part.
 void map_pivots(const Replay& f, const Element& element) {
   for (Index q = 1; q <= element.pivots; ++q) {
     f.front.row_place(f.pivots + q) = static_cast<int>(f.front.row_count + element.pivots - q);
@@ -78,16 +78,19 @@ namespace {
 
 // ---- Continuation
 //
-// Each pivot row goes to its slot behind the live part as it will be, the last live one into its place;
-// likewise each pivot column. The slot can be the place of the last live one itself. What is new is zero.
+// Each pivot row that is in the front moves to its slot, behind the live part as it will be, and the last
+// live row moves to the place that it leaves; likewise each pivot column. The slot can be the place of the
+// last live one itself. Rows and columns that are new are set to zero.
 
-/// The n-th move takes pivot `pivots[n]` of the element out of place `places[n]`.
+/// Lists moves of rows: move m, from 0, takes pivot `pivots[m]` of the element, from 1, out of place
+/// `places[m]`.
 struct Moves {
   int *places, *pivots;
   Index count = 0;
 };
 
-/// Takes the pivot out of the list. Returns its place, or kOutside if it has not been in the front.
+/// Removes the pivot from the list; the last member takes its place. Returns that place, or kOutside if the
+/// pivot was not in the front.
 Index leave_list(OneBased<int> map, Index pivot, Index step, int* members, Index& count) {
   if (map(pivot) == kOutside) return kOutside;
   const Index place = map(pivot) / step;
@@ -108,7 +111,8 @@ void move_column(const Replay& f, Index place, Index last, Index slot) {
   }
 }
 
-/// Moves the pivot columns to their slots, over the rows that are still live. False: the pattern is damaged.
+/// Moves the pivot columns to their slots, over the rows that are still live. Returns false if the pattern is
+/// damaged.
 bool move_pivot_columns(Replay& f, const Element& element) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.u + element.pivots - q;
@@ -125,7 +129,8 @@ bool move_pivot_columns(Replay& f, const Element& element) {
   return true;
 }
 
-/// Notes the moves of the pivot rows, which are to be made in each column. False: the pattern is damaged.
+/// Notes the moves of the pivot rows, which are to be made in each column. Returns false if the pattern is
+/// damaged.
 bool plan_row_moves(Replay& f, const Element& element, Moves& moves) {
   for (Index q = 1; q <= element.pivots; ++q) {
     const Index pivot = f.pivots + q, slot = element.l + element.pivots - q;
@@ -140,8 +145,8 @@ bool plan_row_moves(Replay& f, const Element& element, Moves& moves) {
   return true;
 }
 
-/// Brings the members of the element's list that are not in the front there, and puts the list in the order
-/// of the front. False: it is not the front's.
+/// Appends the members of the element's list that are not in the front yet, and puts the list in the order of
+/// the front. Returns false if the members of the two are not the same then.
 bool complete_list(int* list, Index length, Index last_pivot, OneBased<int> map, Index step, int* members,
                    Index& count) {
   for (Index k = 0; k < length; ++k) {

@@ -14,11 +14,11 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The words of the memory list of a replay: nodes 1 .. NLU are the contribution blocks that wait, by their
-/// LU elements.
+/// Holds the words of the memory list of a replay (the Nodes of MemoryList). Nodes 1 .. NLU are the
+/// contribution blocks that wait for their assembly, by the numbers of their LU elements.
 struct WaitingBlocks {
   int *next_words, *previous_words, *begin_words;  // all counted from 0
-  int* leading_words;                              // 0: no block waits, or it was assembled and is a hole
+  int* leading_words;  // leading dimension; 0: no block waits, or it was assembled and is a hole
 
   int& begin(Index e) const { return begin_words[e]; }
   int& next(Index e) const { return next_words[e]; }
@@ -27,18 +27,20 @@ struct WaitingBlocks {
   bool is_hole(Index e) const { return leading_words[e] == 0; }
   void make_hole(Index e) const { leading_words[e] = 0; }
 };
-/// Returns the length of its words. Nodes 0 and NLU + 1 are not used; their words are in the needs that a
-/// caller is told.
+/// Returns the length of the words of WaitingBlocks. Nodes 0 and NLU + 1 are not used, but their words count
+/// in the lengths that hosts are told, which must not change.
 inline Wide waiting_block_words(Wide elements) { return 4 * (elements + 2); }
+/// Lays out and clears the words. @param words [waiting_block_words(elements)]
 WaitingBlocks clear_waiting_blocks(int* words, Index elements);
 
+/// Holds the state of one replay.
 struct Replay {
   const ReplayBlock& block;
   Space& space;
   FactorTotals& totals;
   const Results& results;
   const Index n;
-  Index elements, longest_l, longest_u;  // of the header
+  Index elements, longest_l, longest_u;  // as the header tells
 
   ReplayFront front;
   int *work1, *work2;  // [longest_l] work of one step
@@ -51,10 +53,11 @@ struct Replay {
   Wide invalid = 0;        // entries dropped, see ReplayOutcome
 };
 
-/// An LU element of the pattern. The words that tell lengths can be negative while it waits.
+/// Views an LU element of the pattern (see ElementWord). While its contribution block waits, its words of the
+/// lengths can be negative: then members of the list that have been assembled are negative.
 struct Element {
   int* words;
-  Index pivots, u, l, children;
+  Index pivots, u, l, children;  // lengths of its parts
   int* l_list() const { return words + kElementLists; }
   int* u_list() const { return l_list() + l; }
   int* child_list() const { return u_list() + u; }
@@ -71,34 +74,42 @@ constexpr int kGood = 0;
 
 // ---- Memory of the reals (memory.cpp, compaction.cpp)
 
-/// Raises the peak of the reals: factors, waiting blocks and the front.
+/// Raises totals.peak_reals to what factors, waiting blocks and the front take now.
 void note_peak(Replay& f);
-/// Makes sure of at least `count` free reals, after a compaction if need be, which is counted; false: a
-/// shortage, flagged.
+/// Makes sure of at least `count` free reals, after a compaction if need be, which is counted. Returns false
+/// after a shortage, which is flagged.
 bool room_for_reals(Replay& f, Index count);
-/// Slides blocks and the front down on the arrows that are left.
+/// Moves the waiting blocks and the front down, directly behind the arrows that are left.
 void ma38_refactor_compact(Replay& f);
 /// Returns where the reals of waiting blocks end.
 inline Index waiting_end(const Replay& f) { return f.front.is_open() ? f.front.begin : Index{f.space.xhead}; }
-/// Gives a hole at the end of the list, and arrows taken, back to the head.
+/// Lowers the head of the reals over a hole at the end of the list and, if no block waits, over the arrows
+/// that have been added.
 void lower_head(Replay& f);
 
 // ---- Steps (front.cpp, assembly.cpp, numeric.cpp). Each returns kGood or a
 // failure.
 
+/// Opens a front with the element's rows, columns and pivots, all zero.
 int begin_front(Replay& f, const Element& element);
+/// Moves the element's pivots to the end of the front and adds the rows and columns that are new.
 int continue_front(Replay& f, const Element& element);
-/// Leaves what is not eliminated as the contribution block of the front's last element.
+/// Leaves what is not eliminated as the contribution block of the front's last element. Does nothing if no
+/// front is open.
 void end_front(Replay& f);
+/// Adds the matrix entries in the element's pivot rows and columns.
 void add_arrows(Replay& f, const Element& element);
+/// Adds the contribution blocks of the element's children, whole or in part.
 int add_children(Replay& f, const Element& element);
+/// Eliminates the element's pivots and updates the front.
 int eliminate(Replay& f, const Element& element);
+/// Writes the element's reals at the tail.
 int store_element(Replay& f, const Element& element);
 
 /// Removes the negative signs, which mark what has been assembled, from the element's lists and their
 /// lengths.
 void restore_signs(const Element& element);
-/// Reports an entry that is dropped: its arrow, and the word there.
+/// Reports an entry that is dropped. @param word what stands for it in its arrow, see Arrows
 void report_entry(const Replay& f, Detail code, Index arrow, int word, double value);
 
 }  // namespace ma38

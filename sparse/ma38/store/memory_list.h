@@ -5,9 +5,9 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// The owners of reals in the head of VALUE, in the order of their addresses. An owner reaches to the next
-/// one, the last to the end of the list, where the front begins or the head ends; so what an owner gives up
-/// inside its extent comes back with the extent. An owner that has released its reals is a hole.
+/// Links the owners of reals in the head of VALUE, in the order of their addresses. An owner reaches to the
+/// next one, the last to the end of the list, where the front begins or the head ends; so what an owner gives
+/// up inside its extent comes back with the extent. An owner that has released its reals is a hole.
 ///
 /// `Nodes` holds the words of the owners, which are numbered from 1, by
 ///   int& begin(node), int& next(node), int& previous(node)   next and previous: 0, none
@@ -33,13 +33,13 @@ class MemoryList {
   Index hole_size() const { return hole_size_; }
   bool has_hole_for(Index size) const { return hole_size_ >= size; }
   bool is_hole(Index node) const { return node != 0 && nodes_.is_hole(node); }
-  /// @param end where the list ends
+  /// Returns how many reals belong to an owner or hole. @param end where the list ends
   Index extent(Index node, Index end) const {
     const Index next = nodes_.next(node);
     return (next != 0 ? nodes_.begin(next) : end) - nodes_.begin(node);
   }
 
-  /// Links the owner of the last reals.
+  /// Appends the owner of the last reals.
   void append(Index node) { put_between(node, last_, 0); }
 
   /// Makes a hole of the owner's reals, which free neighbours join; those leave the list.
@@ -69,6 +69,7 @@ class MemoryList {
     return begin;
   }
 
+  /// Removes an owner or hole from the list.
   void unlink(Index node) {
     const Index previous = nodes_.previous(node), next = nodes_.next(node);
     // Each neighbour sees the other one instead of the node, so the last two change places.
@@ -79,7 +80,7 @@ class MemoryList {
     hole_size_ = -1;
   }
 
-  /// Takes a hole off the end of the list. Returns where the list ends now.
+  /// Removes a hole at the end of the list, if there is one. Returns where the list ends now.
   Index trim(Index end) {
     if (!is_hole(last_)) return end;
     const Index begin = nodes_.begin(last_);

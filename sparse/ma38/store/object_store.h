@@ -7,10 +7,11 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// Returns a number that has been tested to fit.
+/// Returns a number that is known to fit into an int.
 inline int to_int(Wide value) { return static_cast<int>(value); }
 
-/// The words of the memory list in the objects that own reals. A node is an object's position.
+/// Views the words of the memory list in the objects that own reals (the Nodes of MemoryList). A node is the
+/// position of an object.
 struct OwnerWords {
   OneBased<int> ints;
   int& begin(Index object) const { return ints(object + kValues); }
@@ -22,7 +23,8 @@ struct OwnerWords {
 
 enum ObjectKind { kNoObject, kRow, kContribution, kDenseElement };
 
-/// The objects of one diagonal block under factorisation, in the heads of INDEX and VALUE, and its front:
+/// Holds the objects of one diagonal block under factorisation, in the heads of INDEX and VALUE, and its
+/// front:
 ///
 ///   INDEX   | vectors | objects and gaps ->              | free | <- LU elements |
 ///   VALUE   | below | reals of owners and holes -> front | free | <- LU elements |
@@ -72,14 +74,14 @@ class ObjectStore {
 
   // ---- Room. Pointers into the store are good until the next call.
 
-  /// Make sure of at least `count` free words, after a compaction if need be, which is counted; false: a
-  /// shortage, flagged. leave_slack: see compact().
+  /// Make sure of at least `count` free words, after a compaction if need be, which is counted. Return false
+  /// after a shortage, which is flagged in the space. leave_slack: see compact().
   bool room_for_ints(Index count, bool leave_slack = false);
   bool room_for_reals(Index count) { return room_for_both(0, count); }
   /// Compacts once for both, counted for each that is short.
   bool room_for_both(Index ints, Index reals);
-  /// Slides all objects, reals and the front down. With leave_slack two spare words stay in each column and
-  /// row object, so that not every new tuple moves its object again.
+  /// Moves all objects, their reals and the front down over gaps and holes. With leave_slack, two spare words
+  /// stay in each column and row object, so that not every new tuple moves its object again.
   void compact(bool leave_slack);
 
   // ---- Owners of reals
@@ -87,7 +89,7 @@ class ObjectStore {
   void append_owner(Index object) { owners_.append(object); }
   void release_reals(Index object) { owners_.release(object, owners_end()); }
   Index place_in_hole(Index object, Index size) { return owners_.place_in_hole(object, size); }
-  /// Makes `copy` take the place of `old` in the memory list.
+  /// Puts `copy` in the place of `old` in the memory list.
   void replace_owner(Index old, Index copy) { owners_.replace(old, copy); }
   /// Lowers the head if the last owner is a hole.
   void release_last_hole() { space_.set_real_head(owners_.trim(space_.xhead)); }
@@ -96,7 +98,7 @@ class ObjectStore {
 
   Index front() const { return front_; }  // 0: there is none
   Index front_reals() const { return front_reals_; }
-  /// Takes the reals of a front; false: a shortage, flagged.
+  /// Reserves the reals of a front. Returns false after a shortage, which is flagged in the space.
   bool open_front(Index reals);
   /// Ends the front and the head behind the first `kept` reals.
   void close_front(Index kept);

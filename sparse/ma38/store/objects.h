@@ -7,8 +7,9 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// A column object in the integer space, at cp(column). A dense column's element has the same form; its word
-/// 1 is the number of entries, word 5 is 1, word 8 the original column, and its row indices begin at word 9.
+/// Numbers the words of a column object, which stands in INDEX at cp(column). The element of a dense column
+/// has the same form: its word 1 is the number of its entries, word 5 is 1, word 8 is the column in the
+/// block, and its row indices begin at word 9.
 ///   | length | degree | values | next | prev | tuples | entries | two links of the degree lists |
 ///   | tuples: pairs of element and offset of the column in its U list | room | rows of the entries |
 /// Offsets in tuples count from 1.
@@ -20,7 +21,7 @@ enum ColumnWord {
   kNext = 3,
   kPrevious = 4,
   kTuples = 5,
-  kOwned = 6,      // original entries; 0: its reals are a hole
+  kOwned = 6,      // original entries in use; 0: its reals are a hole
   kFirstLink = 7,  // both links are free for other use while the column is in no degree list
   kSecondLink = 8,
   kDenseColumn = 8,
@@ -32,11 +33,13 @@ constexpr ColumnWord kColumnMark = kFirstLink;     // of a column of the front: 
 constexpr Index kColumnHeader = 9;
 constexpr int kGone = -1;  // word 1 of an object that is garbage
 
-/// A row object, at rp(row): | length | degree | tuples: element and offset in its L list | room | columns |
-/// rt(row) tuples and ro(row) original columns are in use.
+/// Gives the length of the header of a row object, which stands at rp(row): | length | degree | tuples:
+/// element and offset in its L list | room | columns | rt(row) tuples and ro(row) original columns are in
+/// use.
 constexpr Index kRowHeader = 2;
 
-/// A contribution block that waits, at rp(element): its lists are those of its LU element.
+/// Numbers the words of the object of a contribution block that waits for its assembly. It stands at
+/// rp(element), and its lists are those of its LU element.
 ///   | LU element | leading dimension | values | next | prev | live columns | live rows |
 /// When it has been assembled, word 0 is its length, 7, word 1 is kGone and word 6 is 0.
 enum ContributionWord { kLuElement = 0, kLeading = 1, kLiveColumns = 5, kLiveRows = 6 };

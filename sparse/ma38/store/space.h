@@ -9,8 +9,8 @@
 namespace corvidnum {
 namespace ma38 {
 
-/// INDEX (`ints`) and VALUE (`reals`) of one factorisation. In each, a head grows up from the bottom, a tail
-/// grows down from the top, and the words between are free:
+/// Holds INDEX (`ints`) and VALUE (`reals`) of one factorisation, the ends of what is in use, and the needs.
+/// In each, a head grows up from the bottom, a tail grows down from the top, and the words between are free:
 ///
 ///   |  head ->  | free: ihead .. itail-1 |  <- tail |
 ///
@@ -40,7 +40,7 @@ class Space {
     Wide ints, reals;
   };
 
-  /// Both heads and both tails are empty.
+  /// Begins with empty heads and tails.
   /// @param below  words of the caller's arrays in front of the views
   /// @param needed words that are in use already, those below included
   Space(OneBased<int> index, OneBased<double> value, Words below, Words needed)
@@ -74,6 +74,7 @@ class Space {
 
   // ---- Needs
 
+  /// Adds to both needs, or takes from them.
   void need(Wide more_ints, Wide more_reals) {
     ineed.value_ += more_ints;
     xneed.value_ += more_reals;
@@ -116,7 +117,7 @@ class Space {
 
   // ---- Heads. There must be room.
 
-  /// Return the position of the first word added to the head.
+  /// Add `count` words to a head, whose need is counted already. Return the position of the first of them.
   Index push_ints(Index count) {
     const Index begin = ihead;
     set_int_head(begin + count);
@@ -127,6 +128,7 @@ class Space {
     set_real_head(begin + count);
     return begin;
   }
+  /// Move the end of a head to `position`, the first free word. The needs stay.
   void set_int_head(Index position) {
     ihead.value_ = position;
     assert(consistent());
@@ -145,6 +147,7 @@ class Space {
     push_reals(count);
     need(count, count);
   }
+  /// Takes `count` words off both heads and both needs.
   void shrink_heads(Index count) {
     set_int_head(ihead - count);
     set_real_head(xhead - count);
@@ -176,6 +179,7 @@ class Space {
     push_tail_reals(static_cast<Index>(count));
     return true;
   }
+  /// Takes `count` words off the tail and the need.
   void release_tail_ints(Index count) {
     itail.value_ += count;
     release(count, 0);
