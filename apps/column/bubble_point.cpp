@@ -18,8 +18,8 @@ bool all_finite(const std::vector<double>& values) {
   return std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); });
 }
 
-/// Relative to the larger of both, which counts as at least `floor`.
-/// Infinite where one of the values is not finite: never lost in a maximum.
+/// Returns |a - b| relative to the larger magnitude, which counts as at least `floor`. Returns infinity where
+/// one of the values is not finite, because std::max() can lose a NaN.
 double relative_difference(double a, double b, double floor) {
   if (a == b) return 0;
   const double difference = std::fabs(a - b) / std::max({std::fabs(a), std::fabs(b), floor});
@@ -48,7 +48,7 @@ std::string slow_convergence(const ColumnCase& c, const std::vector<double>& cha
                      falls ? "still falls: allow more passes" : "no longer falls");
 }
 
-/// Passes from `temperatures` on, until they rest or the outcome of `s` is a failure.
+/// Repeats passes from `temperatures` on, until the change is below the tolerance or a pass fails.
 void iterate(const ColumnCase& c, BubblePointMethod& method, Accelerator* accelerator,
              std::vector<double>& temperatures, Solution& s) {
   std::vector<double> next;
@@ -159,7 +159,7 @@ Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, A
   iterate(c, method, accelerator, temperatures, s);
   if (s.outcome == Outcome::kOk) s.outcome = method.compositions(temperatures, s.profile);
   if (accelerator) s.steps = accelerator->counts();
-  if (memory.refused()) {  // an accelerator only goes slower without it
+  if (memory.refused()) {  // tested first: an accelerator goes on without the memory that it was refused
     s.outcome = Outcome::kNoMemory;
     s.complaint = kMemoryRefused;
   } else if (s.outcome == Outcome::kTooManyPasses)
@@ -189,7 +189,9 @@ double largest_change(const std::vector<double>& from, const std::vector<double>
 }
 
 ProfileDifference profile_difference(const Profile& a, const Profile& b) {
-  constexpr double kOneDegree = 1;  // the zero of a scale is no size to measure by
+  // Differences are relative to at least this: the zero of a scale is arbitrary, so a temperature near it
+  // would give a large relative difference.
+  constexpr double kOneDegree = 1;
   return {largest_difference(a.temperature, b.temperature, kOneDegree),
           largest_difference(a.liquid, b.liquid)};
 }

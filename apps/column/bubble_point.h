@@ -1,7 +1,8 @@
 #pragma once
 
-// The bubble-point method: compositions from the component balances at given stage temperatures, then new
-// temperatures from the bubble points of these liquids, and so on until they rest.
+// The bubble-point method. A pass solves the component balances at given stage temperatures, and takes the
+// bubble points of the liquids found as the new temperatures. Passes repeat until the temperatures no longer
+// change.
 // Source: J. C. Wang, G. E. Henke, Hydrocarbon Process. 45 (8), 155 (1966), with the overflow kept constant.
 
 #include <memory>
@@ -15,30 +16,31 @@
 
 namespace column {
 
-/// The state of all stages. Compositions solve the component balances at these temperatures exactly; that
-/// they add up to one on each stage is what the iteration brings about.
+/// Holds the state of all stages. The compositions solve the component balances at these temperatures to
+/// rounding. The fractions of a stage add up to one only when the iteration has converged.
 struct Profile {
-  std::vector<double> temperature;          // by stage, in degrees of the model
+  std::vector<double> temperature;          // [stage], in degrees of the model
   std::vector<std::vector<double>> liquid;  // x, [component][stage]
   std::vector<std::vector<double>> k;       // K, [component][stage]: the vapour is K x
 };
 
 enum class Outcome { kOk, kNoMemory, kSingular, kNotFinite, kNoBubblePoint, kTooManyPasses };
 
-/// One column, ready to be passed over again and again. Keeps references to the case and the flows.
+/// Makes passes over one column. Keeps references to the case and the flows.
 class BubblePointMethod {
  public:
   BubblePointMethod(const ColumnCase& c, const InternalFlows& flows, Solver solver);
 
-  /// All stages at the start temperature of the case, or without one at the bubble point of the feed.
+  /// Sets all stages to the start temperature of the case or, if it has none, to the bubble point of the
+  /// feed.
   /// @param temperatures  out: [stages]; untouched on kNoBubblePoint
   Outcome start(std::vector<double>& temperatures) const;
 
-  /// K-values and compositions at `temperatures`. `profile` is complete only on kOk.
+  /// Computes the K-values and compositions at `temperatures` [stages]. `profile` is complete only on kOk.
   Outcome compositions(const std::vector<double>& temperatures, Profile& profile);
 
-  /// One pass: the temperatures [stages] that follow from `temperatures`, which may be the same array.
-  /// `next` is complete only on kOk.
+  /// Makes one pass: computes the temperatures that follow from `temperatures`, both [stages]. `next` may be
+  /// the same array, and is complete only on kOk.
   Outcome pass(const std::vector<double>& temperatures, std::vector<double>& next);
 
   /// Returns the stage or component at which the last call failed, in words.
@@ -54,42 +56,44 @@ class BubblePointMethod {
   std::string complaint_;
 };
 
+/// Tells how a run of the bubble-point method ended.
 struct Solution {
   Outcome outcome = Outcome::kOk;
-  std::string complaint;        // why not, if the outcome is not kOk
-  std::vector<double> changes;  // the largest change of a stage temperature, pass by pass; without passes
-                                // whose start was taken back
-  int evaluations = 0;          // passes computed, those included
+  std::string complaint;  // what went wrong, if the outcome is not kOk
+  /// Largest change of a stage temperature in each pass, in degrees of the model. Passes that began at an
+  /// extrapolation which the accelerator has taken back are left out.
+  std::vector<double> changes;
+  int evaluations = 0;  // passes computed, with those left out of `changes`
   bool accelerated = false;
-  StepCounts steps;  // of the accelerator
-  Profile profile;   // on kOk only
-  double seconds = 0;
+  StepCounts steps;    // of the accelerator
+  Profile profile;     // on kOk only
+  double seconds = 0;  // wall-clock time of the run
 
   int passes() const { return static_cast<int>(changes.size()); }
-  /// Passes after which the largest change was below `tolerance`; 0 if it never was.
+  /// Returns the number of passes until the largest change was first below `tolerance`; 0 if it never was.
   int passes_to(double tolerance) const;
 };
 
 /// Repeats passes until the largest change is below the tolerance, then computes the compositions at the
-/// temperatures found. An accelerator watches the vector of stage temperatures, or what takes their place in
-/// the equilibrium model: with constant relative volatilities ln K of a component of volatility 1.
-/// @param log  open, for the accelerator's account; may be null
+/// temperatures found. An accelerator extrapolates the vector of stage temperatures or, with constant
+/// relative volatilities, of what the model has in their place: ln K of a component of volatility 1.
+/// @param log  an open log that the accelerator writes to; may be null
 Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
                const AccelerationSettings& settings = {}, DebugOut* log = nullptr);
 
-/// The same with an accelerator of the caller's, which has not received anything yet. Null: without.
+/// Does the same with an accelerator of the caller's, which must be fresh. Null: no acceleration.
 Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator);
 
-/// Returns the largest relative difference between the solutions of all component systems by the arrow and by
-/// the dense matrix at the same temperatures. Not finite if one of them failed.
+/// Solves all component systems by the arrow matrix and by the dense matrix, at the same temperatures
+/// [stages]. Returns the largest relative difference between the two, infinity if one of them fails.
 /// @throws std::bad_alloc
 double solver_difference(const ColumnCase& c, const InternalFlows& flows,
                          const std::vector<double>& temperatures);
 
-/// The largest absolute difference of a temperature.
+/// Returns the largest absolute difference between elements of the same index.
 double largest_change(const std::vector<double>& from, const std::vector<double>& to);
 
-/// The largest relative difference of temperatures and of liquid fractions between two profiles.
+/// Holds the largest relative differences of temperatures and of liquid fractions between two profiles.
 struct ProfileDifference {
   double temperature, liquid;
 };

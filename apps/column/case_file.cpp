@@ -23,7 +23,8 @@ using apps::CaseError;
 using apps::TomlTable;
 
 constexpr int kMostStages = 1000;
-constexpr double kSumError = 1e-9;  // to which fractions and given products must add up
+constexpr double kSumError =
+    1e-9;  // largest error of a sum of fractions, and of the bottoms relative to the feed
 
 const std::vector<std::string> kModels{"relative-volatility", "depriester", "antoine",
                                        "measured"};  // in the order of Model
@@ -34,7 +35,7 @@ Phase phase_of(const TomlTable& t) {
   return t.choice("phase", {"liquid", "vapour"}) == 0 ? Phase::kLiquid : Phase::kVapour;
 }
 
-/// Reads a stage other than the condenser; returns it counted from 0.
+/// Reads the number of a stage other than the condenser, counted from 1. Returns it counted from 0.
 int stage_of(const TomlTable& t, std::string_view key, const ColumnCase& c) {
   return t.integer(key, 2, c.stages) - 1;
 }
@@ -43,17 +44,17 @@ double sum(const std::vector<double>& values) { return std::accumulate(values.be
 
 // ---- Components and their property model.
 
-/// Where the files are that a case names: its folder, and the names met so far.
+/// Tells where the files are that a case names.
 struct Places {
-  std::filesystem::path folder;
-  std::string properties;           // given from outside; empty: none
-  std::vector<std::string>& named;  // by the case, so far
+  std::filesystem::path folder;     // of the case file; other paths are relative to it
+  std::string properties;           // property file given on the command line; empty: none
+  std::vector<std::string>& named;  // paths of the files that the case has named so far
 
   std::string path(const std::string& name) const { return named.emplace_back((folder / name).string()); }
 };
 
-/// Returns what `read` makes of another file, which a key of the case names. A complaint about that file
-/// names the key, too.
+/// Returns what `read` makes of another file, which a key of the case names. If it refuses the file, the
+/// error names the key, too.
 template <class Read>
 auto used_for(const TomlTable& t, std::string_view key, Read read) {
   try {
@@ -63,7 +64,7 @@ auto used_for(const TomlTable& t, std::string_view key, Read read) {
   }
 }
 
-/// Measured tables, from a property file or each from a file of its own.
+/// Finds measured tables, in a property file or each in a file of its own.
 class TableFinder {
  public:
   TableFinder(const TomlTable& root, const Places& places)
@@ -99,7 +100,7 @@ class TableFinder {
   Tables stored_;
 };
 
-/// The constants of all components, read in the order of the file.
+/// Reads the constants of all components, in the order of the file, and makes their equilibrium model.
 class ModelReader {
  public:
   ModelReader(Model model, const TomlTable& root, const Places& places) : model_(model) {
@@ -194,7 +195,7 @@ void read_column(const TomlTable& t, Model model, ColumnCase& c) {
     t.complain("pressure", "has no meaning for constant relative volatilities");
 }
 
-/// Rates as they stand, or a rate and a composition.
+/// Reads the component rates of a feed [components]: given as such, or as a total rate and a composition.
 std::vector<double> feed_rates(const TomlTable& t, std::size_t components) {
   const bool by_rates = t.has("rates");
   const std::string key = by_rates ? "rates" : "composition";

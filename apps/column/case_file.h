@@ -6,13 +6,15 @@
 
 namespace column {
 
-/// Bounds of the tolerance of a case. Below, rounding decides when the passes end; above, nothing has
-/// converged yet.
+/// Bounds of the tolerance of a case, in degrees of the model. With a smaller one, rounding would decide when
+/// the passes end; with a larger one, nothing would have converged.
 constexpr double kSmallestTolerance = 1e-12, kLargestTolerance = 1;
 
-/// Reads and checks a case. What it returns has positive flows everywhere. Throws apps::BadCase.
-/// @param name        of the file, for messages; files that the case names are sought from its folder
-/// @param properties  property file that takes the place of those that a case of model "measured" names
+/// Reads and checks a case. All flows between its stages are positive. Throws apps::BadCase.
+/// @param text        of the case file (TOML)
+/// @param name        of the file, for messages; paths in the case are relative to its folder
+/// @param properties  path of a property file to use instead of the files that a case of model "measured"
+///                    names; empty: none
 ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties = "");
 ColumnCase read_case(const std::string& path, const std::string& properties = "");
 

@@ -17,7 +17,8 @@ struct InOut {
   }
   double larger() const { return std::max(std::fabs(in), std::fabs(out)); }
   double error() const { return error(larger()); }
-  /// As part of a larger flow. Infinite where a flow is not finite: never lost in a maximum.
+  /// Returns |in - out| relative to `flow`. Returns infinity where a flow is not finite, because std::max()
+  /// can lose a NaN.
   double error(double flow) const {
     if (in == out) return 0;
     const double relative = std::fabs(in - out) / flow;
@@ -25,7 +26,7 @@ struct InOut {
   }
 };
 
-/// What one component brings to and takes from each stage.
+/// Returns the rates at which one component enters and leaves each stage.
 std::vector<InOut> stage_streams(const ColumnCase& c, const InternalFlows& flows, const Profile& profile,
                                  int component) {
   const std::vector<double>& x = profile.liquid[component];

@@ -8,24 +8,25 @@
 
 namespace column {
 
-/// How well a profile closes its balances: |in - out|, as part of the larger of both. All are recomputed from
-/// the streams, not taken from the matrix that was solved. The balance of one component on one stage is a
-/// part of the largest flow of that component in the column: over hundreds of stages a component dwindles to
-/// a trace of 1e-100, which nobody misses and of which rounding leaves no digit.
+/// Tells how well a profile closes its balances: |in - out|, relative to the larger of the two. All are
+/// recomputed from the streams, not taken from the matrix that was solved. The balance of one component on
+/// one stage is relative to the largest flow of that component on any stage instead: over hundreds of stages
+/// a component falls to traces of 1e-100, whose own balance has no correct digit and is of no interest.
 struct Closure {
-  std::vector<double> component;        // over the whole column, by component
-  std::vector<double> stage;            // all components together, by stage
-  std::vector<double> stage_component;  // the worst component, by stage
-  double overall = 0;                   // everything in against everything out
+  std::vector<double> component;        // [component] over the whole column
+  std::vector<double> stage;            // [stage] all components together
+  std::vector<double> stage_component;  // [stage] of the component with the largest error
+  double overall = 0;                   // all feeds against all products
   double liquid_sum = 0;                // largest |sum of x - 1| of a stage
   double vapour_sum = 0;                // largest |sum of K x - 1| of a stage
 
-  /// Returns the largest of the balances; the sums, which the tolerance governs, left out.
+  /// Returns the largest error of a balance. The sums do not count: their error depends on the tolerance.
   double worst() const;
-  /// Above it an answer is not to be used.
+  /// Largest error of a balance with which an answer can be used.
   static constexpr double kLimit = 1e-10;
 };
 
+/// Computes the errors of a profile that the bubble-point method or Newton's method has found.
 Closure closure(const ColumnCase& c, const InternalFlows& flows, const Profile& profile);
 
 }  // namespace column

@@ -1,7 +1,8 @@
 #pragma once
 
-// A column as its case file describes it. Stages count from 0 here, from the condenser down to the reboiler;
-// case files and reports count them from 1. Rates are in the unit of the case, whatever it is.
+// A column as its case file describes it. Stages and components count from 0 here, stages from the condenser
+// down to the reboiler; case files and reports count stages from 1. Rates are molar, in any unit, the same
+// throughout a case.
 
 #include <memory>
 #include <optional>
@@ -13,16 +14,17 @@
 namespace column {
 
 enum class Phase { kLiquid, kVapour };
-enum class Condenser { kTotal, kPartial };  // distillate leaves as boiling liquid, as vapour
+/// Total: the distillate leaves as boiling liquid. Partial: as vapour.
+enum class Condenser { kTotal, kPartial };
 
 struct Feed {
   int stage;
-  std::vector<double> rates;  // by component
-  double liquid_fraction;     // 1: boiling liquid, 0: saturated vapour
-  int line;                   // in the case file, for complaints; so in all that follows
+  std::vector<double> rates;  // [component]
+  double liquid_fraction;  // 1: boiling liquid, 0: saturated vapour; above 1: subcooled, below 0: superheated
+  int line;                // line of the case file that it begins in, for messages; likewise below
 };
 
-/// A side product.
+/// Describes a side product.
 struct Draw {
   int stage;
   Phase phase;
@@ -30,32 +32,32 @@ struct Draw {
   int line;
 };
 
-/// A stream drawn on one stage and returned to another: a pumparound, or a returned side stream.
+/// Describes a stream that is drawn on one stage and returned to another: a pumparound.
 struct Tie {
   int from, to;
   Phase phase;
   double rate;
-  double condensed;  // vapour that condenses on the stage of return, where the stream comes back cooled
+  double condensed;  // rate of vapour that the cooled stream condenses on the stage to which it returns
   int line;
 };
 
-/// Splits wanted of the two key components, for the short-cut figures.
+/// Describes the split between the two key components for which the short-cut figures are computed.
 struct ShortcutTask {
-  std::vector<double> volatilities;  // by component
-  int light_key, heavy_key;          // components
-  double light_in_distillate, heavy_in_distillate;
+  std::vector<double> volatilities;                 // [component], relative
+  int light_key, heavy_key;                         // components
+  double light_in_distillate, heavy_in_distillate;  // parts of their feeds
 };
 
-/// A figure from the source of a case, to be printed beside the program's own.
+/// Holds a figure from the source of a case, to be printed beside the program's own.
 struct Published {
   enum class What { kLiquidFraction, kDistillateRate, kTemperature, kPasses, kMinimumStages, kMinimumReflux };
   What what;
   double value;
-  int decimals;           // to which the source prints it
-  int stage = 0;          // liquid fractions and temperatures
-  int component = 0;      // liquid fractions and distillate rates
-  int root_decimals = 0;  // minimum reflux: to which the source rounds the Underwood root before it goes on
-  double tolerance = 0;   // passes: to reach a largest change below this
+  int decimals;           // that the source prints
+  int stage = 0;          // of a liquid fraction or a temperature
+  int component = 0;      // of a liquid fraction or a distillate rate
+  int root_decimals = 0;  // of a minimum reflux: decimals of the Underwood root that the source went on with
+  double tolerance = 0;   // of a number of passes: they bring the largest change below this
 };
 
 struct ColumnCase {
@@ -65,24 +67,25 @@ struct ColumnCase {
 
   int stages = 0;
   Condenser condenser = Condenser::kTotal;
-  double pressure = 0;  // in the unit of the model
-  double reflux_ratio = 0, distillate = 0;
+  double pressure = 0;      // in the unit of the model
+  double reflux_ratio = 0;  // reflux over distillate
+  double distillate = 0;    // rate
   std::vector<Feed> feeds;
   std::vector<Draw> draws;
   std::vector<Tie> ties;
 
-  double tolerance = 0;  // on the change of a stage temperature in a pass, in degrees of the model
+  double tolerance = 0;  // on the largest change of a stage temperature in a pass, in degrees of the model
   int max_passes = 0;
   std::optional<double> start_temperature;  // of all stages; without it the bubble point of the feed
 
   std::optional<ShortcutTask> shortcut;
-  std::string compare_with;  // another case file, whose answer is put beside; empty: none
+  std::string compare_with;  // path of another case, to print its answer beside this one's; empty: none
   int compare_with_line = 0;
-  std::vector<std::string> other_files;  // that the case names
+  std::vector<std::string> other_files;  // paths of all files that the case names
   std::vector<Published> published;
 };
 
-/// Rates of the components in all feeds together.
+/// Returns the rates of the components [component] in all feeds together.
 std::vector<double> total_feed(const ColumnCase& c);
 
 }  // namespace column

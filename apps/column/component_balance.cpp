@@ -12,7 +12,8 @@ std::unique_ptr<Matrix> ComponentBalance::make_matrix(Solver solver) const {
 
 void ComponentBalance::fill(Matrix& a, const std::vector<double>& k) const {
   const int n = stages();
-  const double unit = 1 / flows_.total_feed;  // keeps pivots away from absolute limits, whatever the unit
+  // Scales the pivots to about 1, because the solvers test them against absolute limits.
+  const double unit = 1 / flows_.total_feed;
   a.ZeroElements();
   for (int j = 0; j < n; ++j) {
     a(j, j) = unit * (flows_.liquid_out[j] + k[j] * flows_.vapour_out[j]);

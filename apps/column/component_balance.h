@@ -27,6 +27,7 @@ namespace column {
 
 enum class Solver { kArrow, kDense };
 
+/// Builds the linear systems of one column.
 class ComponentBalance {
  public:
   /// Keeps references to both.
@@ -36,11 +37,12 @@ class ComponentBalance {
   int ties() const { return static_cast<int>(case_.ties.size()); }
   int order() const { return stages() + ties(); }
 
-  /// Makes a matrix that the system fits in.
+  /// Makes a matrix of order() that a component's system fits in: an arrow matrix or a dense one.
   std::unique_ptr<Matrix> make_matrix(Solver solver) const;
-  /// Fills `a` for a component with K-values `k`, one a stage. What `a` held before is lost.
+  /// Fills `a`, a matrix of make_matrix(), for a component with K-values `k` [stages]. Overwrites all
+  /// elements.
   void fill(Matrix& a, const std::vector<double>& k) const;
-  /// The right side [order()]: the component's feed to each stage.
+  /// Returns the right-hand side [order()]: the component's feed to each stage, over the total feed.
   std::vector<double> right_side(int component) const;
 
  private:

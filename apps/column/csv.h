@@ -8,7 +8,8 @@
 
 namespace column {
 
-/// Returns the profile as comma-separated text: a heading, then one line a stage with all digits.
+/// Returns the profile as comma-separated text: a heading, then one line for each
+/// stage, with all digits.
 std::string profile_csv(const ColumnCase& c, const InternalFlows& flows, const Profile& profile);
 
 }  // namespace column

@@ -17,7 +17,8 @@ double as_is(double t) { return t; }
 double celsius_of_rankine(double t) { return t / kRankinePerKelvin - kCelsiusZero; }
 double reference_k(double t) { return std::exp(t); }
 
-/// ln(sum K x) of a normalised liquid and its derivative, by the largest term first so that no K overflows.
+/// Returns ln(sum K x) of a normalised liquid and its derivative by the temperature. The largest term is
+/// taken out of the sum, so that no K overflows.
 LnK ln_vapour_sum(const EquilibriumModel& model, const std::vector<double>& x, double t, double pressure) {
   double largest = -HUGE_VAL;
   std::vector<LnK> terms;
@@ -38,7 +39,8 @@ LnK ln_vapour_sum(const EquilibriumModel& model, const std::vector<double>& x, d
 
 constexpr int kMaxSteps = 200;
 
-/// The last step of a search: the digits that it brings are those that were missing.
+/// Returns whether a step is so small that the search can end with it. Both methods converge superlinearly,
+/// so the error that is left is far below the step.
 bool is_last(double step, double t) { return std::fabs(step) <= 1e-10 * std::max(1.0, std::fabs(t)); }
 
 struct Point {
@@ -59,7 +61,7 @@ std::optional<double> newton_root(const Function& function, double low, double h
   return std::nullopt;
 }
 
-/// The ends of the bracket make the bounds; the first secant goes through `t` and a point close by.
+/// Finds the zero between `low` and `high`. The first secant goes through `t` and a point close to it.
 template <class Function>
 std::optional<double> secant_root(const Function& function, Point low, Point high, double t) {
   constexpr double kFirstStep = 1e-4;
@@ -107,7 +109,7 @@ LnK AntoineConstants::ln_pressure(double t) const {
 }
 
 TemperatureScale antoine_scale(const std::vector<AntoineConstants>& constants) {
-  // Below -C of any component its vapour pressure jumps to infinity.
+  // The Antoine form has a pole at t = -C, below which it means nothing.
   double lowest = -kCelsiusZero;
   for (const AntoineConstants& c : constants) lowest = std::max(lowest, 1.0 - c.c);
   return {"deg C", "T/C", lowest, 1500.0, as_is, 1.0, "K"};

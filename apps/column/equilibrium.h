@@ -1,6 +1,6 @@
 #pragma once
 
-// Vapour-liquid equilibrium: what a column needs to know of its components.
+// Vapour-liquid equilibrium: K-values of the components of a column, and bubble points.
 
 #include <array>
 #include <memory>
@@ -12,33 +12,33 @@
 
 namespace column {
 
-/// ln K of a component and its derivative by the temperature.
+/// Holds ln K of a component and its derivative by the temperature, per degree of the model.
 struct LnK {
   double value;
   double slope;
 };
 
-/// How a model counts temperatures, and how a report shows them.
+/// Tells how a model counts temperatures, and how a report shows them.
 struct TemperatureScale {
   const char* unit;         // of the model's temperatures and of tolerances on them
-  const char* shown_as;     // heading of what shown() gives
+  const char* shown_as;     // heading of the column of a report that has the values of shown()
   double lowest, highest;   // bubble points are looked for between these
-  double (*shown)(double);  // the model's temperature as reports show it
-  double common_degrees;    // in one degree of the model: what tells temperatures of all models apart alike
-  const char* common_unit;  // of these
+  double (*shown)(double);  // converts a temperature of the model to what reports show
+  double common_degrees;    // common units in one degree of the model, for limits that serve all models
+  const char* common_unit;  // K, or ln K where the model has no temperature
 };
 
 struct TemperatureRange {
   double lowest, highest;
 };
 
-/// How a bubble point is sought.
+/// Names the methods that search for a bubble point.
 enum class RootSearch {
-  kNewton,        // by the derivative of ln K
-  kBoundedSecant  // by values alone
+  kNewton,        // uses the derivative of ln K
+  kBoundedSecant  // uses values only
 };
 
-/// K-values of a set of components, numbered from 0, as functions of temperature and pressure.
+/// Computes the K-values of a set of components, numbered from 0, as functions of temperature and pressure.
 class EquilibriumModel {
  public:
   virtual ~EquilibriumModel() = default;
@@ -46,13 +46,13 @@ class EquilibriumModel {
   virtual LnK ln_k(int component, double temperature, double pressure) const = 0;
   virtual TemperatureScale scale() const = 0;
   virtual RootSearch root_search() const { return RootSearch::kNewton; }
-  /// Returns where the K-values of a component rest on measurements, if the model knows; beyond it
-  /// extrapolates.
+  /// Returns the range of the measurements that the K-values of a component are fitted to, if the model knows
+  /// it. Outside of this range the model extrapolates.
   virtual std::optional<TemperatureRange> measured_range(int) const { return std::nullopt; }
 };
 
-/// Constant relative volatilities: ln K = ln alpha + t. The only thing that changes from stage to stage
-/// is t, ln K of a component of volatility 1; it takes the place of the temperature. Knows no pressure.
+/// Computes K-values by constant relative volatilities: ln K = ln alpha + t. Here t, which is ln K of a
+/// component of volatility 1, takes the place of the temperature, and the pressure has no effect.
 class RelativeVolatility final : public EquilibriumModel {
  public:
   explicit RelativeVolatility(const std::vector<double>& volatilities);
@@ -64,7 +64,7 @@ class RelativeVolatility final : public EquilibriumModel {
   std::vector<double> ln_volatility_;
 };
 
-/// The fit of the DePriester chart, in degrees Rankine and psia.
+/// Computes K-values by the fit of the DePriester chart, in degrees Rankine and psia.
 class DePriester final : public EquilibriumModel {
  public:
   using Constants = apps::DePriester;
@@ -77,17 +77,18 @@ class DePriester final : public EquilibriumModel {
   std::vector<Constants> constants_;
 };
 
-/// log10 p = A - B/(t + C), t in degrees C, p in mmHg. Source: C. Antoine, C. R. Acad. Sci. 107, 681 (1888).
+/// Holds the constants of log10 p = A - B/(t + C), t in degrees C, p in mmHg. Source: C. Antoine, C. R. Acad.
+/// Sci. 107, 681 (1888).
 struct AntoineConstants {
   double a, b, c;
-  /// ln p and its derivative by the temperature.
+  /// Returns ln p, p in mmHg, and its derivative by the temperature.
   LnK ln_pressure(double celsius) const;
 };
 
-/// Where Raoult's law with these constants looks for bubble points.
+/// Returns the temperature scale of Raoult's law with these constants, in degrees C.
 TemperatureScale antoine_scale(const std::vector<AntoineConstants>& constants);
 
-/// Raoult's law with given Antoine constants.
+/// Computes K-values by Raoult's law with given Antoine constants, in degrees C and mmHg.
 class Antoine final : public EquilibriumModel {
  public:
   using Constants = AntoineConstants;
@@ -100,10 +101,10 @@ class Antoine final : public EquilibriumModel {
   std::vector<Constants> constants_;
 };
 
-/// Finds the temperature at which a liquid's vapour fractions K x sum up to one. It is the zero of
-/// ln(sum K x), found within a bracket by the search that the model wants.
-/// @param liquid  amounts of the components, in any unit; none negative, their sum positive
-/// @param guess   where to start; any number
+/// Finds the temperature at which a liquid's vapour fractions K x sum up to one, the zero of ln(sum K x). It
+/// is bracketed by the limits of the model's scale and found by the model's root_search().
+/// @param liquid  [component] amounts, in any unit; none negative, their sum positive
+/// @param guess   temperature to start from; ignored if it is outside the bracket
 /// @return nothing if there is no such temperature within the model's limits
 std::optional<double> bubble_temperature(const EquilibriumModel& model, const std::vector<double>& liquid,
                                          double pressure, double guess);

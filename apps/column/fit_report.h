@@ -6,8 +6,8 @@
 
 namespace column {
 
-/// Returns what `fit` prints of a component: its formula, the Antoine fit with its statistics beside
-/// published constants, the line of ln p against 1/T with the heat of vaporisation, the points.
+/// Returns what the subcommand fit prints about a component: its formula, the Antoine fit and its statistics,
+/// beside published constants, the line of ln p against 1/T with the heat of vaporisation, and the points.
 std::string fit_report(VapourPressureTable& table);
 
 }  // namespace column

@@ -7,7 +7,7 @@
 namespace column {
 namespace {
 
-/// What streams do to one stage.
+/// Holds the rates that feeds, draws and ties bring to a stage and take from it.
 struct Exchange {
   double liquid_in = 0, vapour_in = 0, liquid_taken = 0, vapour_taken = 0;
 };
@@ -32,7 +32,8 @@ std::vector<Exchange> exchanges(const ColumnCase& c) {
   return at;
 }
 
-/// Returns the stream on `stage` that takes the most from it, as a line of the case file.
+/// Returns the line in the case file of the stream that lowers the flow of a phase from `stage` the most, or
+/// 0.
 int line_of_taker(const ColumnCase& c, int stage, Phase phase) {
   int line = 0;
   double most = 0;
@@ -48,8 +49,8 @@ int line_of_taker(const ColumnCase& c, int stage, Phase phase) {
     if (t.from == stage && t.phase == phase) consider(t.rate, t.line);
     if (t.to + 1 == stage && phase == Phase::kVapour) consider(t.condensed, t.line);
   }
-  for (const Feed& f :
-       c.feeds) {  // a superheated one takes liquid; any vapour leaves less to come from below
+  // A superheated feed evaporates liquid, and the vapour of a feed need not come from the stage below.
+  for (const Feed& f : c.feeds) {
     if (f.stage == stage && phase == Phase::kLiquid) consider(-f.liquid_fraction, f.line);
     if (f.stage + 1 == stage && phase == Phase::kVapour) consider(1 - f.liquid_fraction, f.line);
   }
@@ -81,7 +82,7 @@ InternalFlows internal_flows(const ColumnCase& c) {
     if (j + 1 < n)
       f.vapour[j + 1] = from_below;
     else
-      f.liquid[j] -= from_below;  // the reboiler makes its vapour from its liquid
+      f.liquid[j] -= from_below;  // the vapour of the reboiler is made from its liquid
   }
 
   f.liquid_out = f.liquid;

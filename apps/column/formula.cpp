@@ -37,7 +37,7 @@ class FormulaReader {
   char next() const { return at_ < text_.size() ? text_[at_] : '\0'; }
   bool next_is(int (*kind)(int)) const { return kind(static_cast<unsigned char>(next())) != 0; }
 
-  /// Up to the end of the text, or within parentheses up to the closing one.
+  /// Reads up to the end of the text or, if `inside` parentheses, up to the closing one.
   std::vector<unsigned> group(bool inside) {
     std::vector<unsigned> all;
     while (at_ < text_.size() && next() != ')') {
@@ -83,7 +83,7 @@ class FormulaReader {
   std::size_t at_ = 0, depth_ = 0;
 };
 
-/// Says why the count of valencies rules out a molecule; empty if it does not.
+/// Returns why the count of valencies rules out a molecule, or an empty text if it does not.
 std::string ruled_out(int atoms, int sum, int largest) {
   const std::string these = fmt::format("its {} atoms have {} valencies in all, ", atoms, sum);
   if (sum % 2 != 0) return these + "an odd number";

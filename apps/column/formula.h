@@ -8,32 +8,34 @@
 
 namespace column {
 
-/// Text that is no formula of the atoms known here. what() says why.
+/// Is thrown for a text that is no formula of the atoms known here; what() says why.
 struct BadFormula : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Tells whether a formula can be that of one molecule.
 struct FormulaCheck {
   enum class Verdict {
-    kWired,      // a wiring was found that leaves no valency free
-    kCountOnly,  // none was found, and the count of valencies does not rule one out
-    kRefused     // none can exist
+    kWired,      // bonds were found that join all atoms and leave no valency free
+    kCountOnly,  // no such bonds were found, but the count of valencies does not rule them out
+    kRefused     // no such bonds can exist
   };
   Verdict verdict;
-  int atoms, valencies;  // how many, and their sum
+  int atoms, valencies;  // number of atoms, sum of their valencies
   std::string why;       // if refused
 
+  /// Returns the verdict in words, for a report.
   std::string words() const;
 };
 
-/// The valencies of the atoms, in the order of the formula. Atoms are H, F, Cl, Br, I (1), O, S (2), B, N, P
-/// (3), C and Si (4), with counts behind them, and groups in parentheses: "C6H5CH3", "(CH3)2CO".
+/// Returns the valencies of the atoms, in the order of the formula. Atoms are H, F, Cl, Br, I (1), O, S (2),
+/// B, N, P (3), C and Si (4), with counts behind them, and groups in parentheses: "C6H5CH3", "(CH3)2CO".
 /// Throws BadFormula; more than 200 atoms are too many.
 std::vector<unsigned> valencies_of(const std::string& formula);
 
-/// Looks for a wiring of all atoms into one molecule by DataGraph_FreeLinks. Its search does not go through
-/// all wirings, so only success is an answer. Otherwise the valencies are counted: n atoms hang together by
-/// n - 1 bonds at least, every bond takes two valencies, and no atom can bind more than all others offer.
+/// Looks for bonds that join all atoms into one molecule, by DataGraph_FreeLinks. Its search is not
+/// exhaustive, so its failure proves nothing. Then the valencies are counted: joining n atoms takes at least
+/// n - 1 bonds, every bond takes two valencies, and an atom cannot have more bonds than all others offer.
 /// Throws BadFormula.
 FormulaCheck check_formula(const std::string& formula);
 

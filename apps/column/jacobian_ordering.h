@@ -1,6 +1,7 @@
 #pragma once
 
-// How narrow the matrix of the whole column is, as its unknowns stand, stage by stage, and reordered.
+// Bandwidth and profile of the Jacobian of the whole column: as its unknowns are numbered, stage by stage,
+// and after a reordering.
 
 #include "apps/column/bubble_point.h"
 #include "apps/column/column_case.h"
@@ -9,10 +10,12 @@
 
 namespace column {
 
+/// Holds two reorderings of the numbering by stages, each for another goal.
 struct JacobianOrdering {
-  apps::Reordering for_bandwidth, for_profile;  // from the same numbering, by stages
+  apps::Reordering for_bandwidth, for_profile;
 };
 
+/// Reorders the Jacobian of Newton's method at a profile.
 JacobianOrdering reorder_jacobian(const ColumnCase& c, const InternalFlows& flows, const Profile& profile);
 
 }  // namespace column

@@ -1,5 +1,5 @@
 // corvidnum-column CASE.toml: solves a staged distillation column by the bubble-point method or by Newton's.
-// corvidnum-column fit COMPONENT.csv...: fits measured vapour pressures, which a case may then stand on.
+// corvidnum-column fit COMPONENT.csv...: fits measured vapour pressures, which a case can then use.
 
 #include <fmt/format.h>
 
@@ -35,13 +35,13 @@ using apps::complain;
 using apps::kBadInput;
 using apps::kSolved;
 
-enum { kNotConverged = 3, kInexact = 4 };  // exit codes beside those of all programs
+enum { kNotConverged = 3, kInexact = 4 };  // exit codes in addition to those of all programs
 
 constexpr char kFit[] = "fit";  // the subcommand
 
 struct Options {
   std::string case_path, csv_path, log_name, properties;
-  std::vector<std::string> tables;  // of fit
+  std::vector<std::string> tables;  // arguments of the subcommand fit
   std::optional<double> tolerance;
   column::AccelerationSettings acceleration;
   bool newton = false;
@@ -50,14 +50,15 @@ struct Options {
   bool compare = false;
 };
 
-// What is to be printed is added to a text, which is printed once all files are written.
+// The functions below append what is to be printed to `text`, which is printed once all files are written.
+// They return the exit code.
 
-/// Complains of what came of a case.
+/// Prints an error about the case. Returns `code`.
 int complain_of(const Options& options, int code, const std::string& what) {
   return complain(code, options.case_path + ": " + what);
 }
 
-/// Adds the answer of the bubble-point method, beside that of the other case if there is one.
+/// Appends the answer of the bubble-point method, beside that of the other case if there is one.
 int show_bubble_point(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
                       const column::Solution& solution, const std::optional<column::ColumnCase>& other,
                       std::string& text) {
@@ -72,7 +73,7 @@ int show_bubble_point(const Options& options, const column::ColumnCase& c, const
                   closed.worst(), column::Closure::kLimit));
 }
 
-/// Solves the case once more through the dense matrix and adds how far the answers are apart.
+/// Solves the case again by the dense matrix and appends how far the answers are apart.
 int check_dense(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
                 const column::Solution& arrow, std::string& text) {
   if (arrow.outcome != column::Outcome::kOk)
@@ -90,7 +91,8 @@ int check_dense(const Options& options, const column::ColumnCase& c, const colum
                                  check.largest(), column::DenseCheck::kLimit));
 }
 
-/// Tells how far Newton's answer is from the bubble-point one, as the report did in numbers.
+/// Prints an error if Newton's answer does not close its balances or differs from that of the bubble-point
+/// method.
 int judge_newton(const Options& options, const column::ColumnCase& c, const column::Solution& bubble_point,
                  const column::Closure& closed, const column::NewtonCheck& check, std::string& text) {
   if (!(closed.worst() <= column::Closure::kLimit))
@@ -110,8 +112,9 @@ int judge_newton(const Options& options, const column::ColumnCase& c, const colu
                                  check.largest(), column::NewtonCheck::kLimit, c.tolerance));
 }
 
-/// Solves the case as one system too. Adds that answer and how far it is from the bubble-point one.
-/// @param answer  out: on kSolved
+/// Solves the case as one system by Newton's method. Appends that answer and how far it is from that of the
+/// bubble-point method.
+/// @param answer  out: set if the code is kSolved
 int solve_by_newton(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
                     const column::Solution& bubble_point, column::Profile& answer, std::string& text) {
   const bool compared = bubble_point.outcome == column::Outcome::kOk;
@@ -129,7 +132,7 @@ int solve_by_newton(const Options& options, const column::ColumnCase& c, const c
   return judge_newton(options, c, bubble_point, closed, check, text);
 }
 
-/// Converges the case in each of the ways there are and adds them side by side.
+/// Converges the case without and with each acceleration, and appends the runs side by side.
 int compare(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
             DebugOut* log, std::string& text) {
   const column::MethodComparison comparison = column::compare_methods(c, flows, options.acceleration, log);
@@ -153,7 +156,7 @@ void check_outputs(const Options& options, const column::ColumnCase& c) {
   }
 }
 
-/// Solves the case in all ways asked for, writes the profile, and adds what came of it.
+/// Solves the case by all methods asked for, writes the profile, and appends the answers.
 int solve_and_show(const Options& options, const column::ColumnCase& c,
                    const std::optional<column::ColumnCase>& other, DebugOut* log, std::string& text) {
   const column::InternalFlows flows = column::internal_flows(c);
@@ -175,7 +178,8 @@ int solve_and_show(const Options& options, const column::ColumnCase& c,
   return code;
 }
 
-/// Everything that is read or written is tried before the work.
+/// Solves a case and prints the answers. All files to read are read, and all files to write are tried, before
+/// the work begins.
 int solve_case(const Options& options) {
   column::ColumnCase c = column::read_case(options.case_path, options.properties);
   check_outputs(options, c);
@@ -226,7 +230,7 @@ void add_newton_options(CLI::App& app, Options& options) {
                    "what solves newton's systems: ma48 (default), or ma38, multifrontal");
 }
 
-// An option without an effect is a mistake, so these two refuse it.
+// These two refuse options that would have no effect, because they are likely to be a mistake.
 
 void check_newton_options(const CLI::App& app, const Options& options) {
   if (!options.newton && app.count("--solver") > 0)
@@ -269,7 +273,7 @@ void declare(CLI::App& app, Options& options) {
   declare_fit(app, options);
 }
 
-/// Checks that there is a case or the subcommand fit, and with fit none of the options of a case.
+/// Checks that a case or the subcommand fit is given, and that fit comes without options of a case.
 void check_command(const CLI::App& app) {
   if (!app.got_subcommand(kFit)) {
     if (app.count("case") == 0) throw CLI::RequiredError("case");
@@ -298,7 +302,7 @@ void check(const CLI::App& app, const Options& options) {
     apps::check_outputs_differ("--csv", options.csv_path, "--debug-log", options.log_name + ".LOG");
 }
 
-/// Returns the name of the case; it is empty with the subcommand fit.
+/// Returns the path of the case, which is empty with the subcommand fit.
 const std::string& file(const Options& options) { return options.case_path; }
 
 int run(const CLI::App& app, const Options& options) {

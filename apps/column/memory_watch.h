@@ -7,9 +7,9 @@
 
 namespace column {
 
-/// Tells whether the library was refused memory since the watch began. Many of its operations report a
-/// refusal as they report bad input, or go on without what they could not hold, so their results are not to
-/// be used then.
+/// Tells whether the host refused memory to the library since the watch began. Then the results of the
+/// library must not be used: many of its operations report a refusal as they report bad input, or go on
+/// without the data that they could not store.
 class MemoryWatch {
  public:
   bool refused() const { return corvid_host::RefusedAllocations() != before_; }

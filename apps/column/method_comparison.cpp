@@ -8,7 +8,8 @@
 namespace column {
 namespace {
 
-/// Answers that meet a tolerance lie this far apart at most; they meet it where an iteration slows down.
+/// Returns how far apart answers of the same case may lie, in common units. The tolerance bounds the change
+/// of one pass. A slowly converging iteration makes many such changes, so its error can be many tolerances.
 double limit_on_difference(const ColumnCase& c) {
   constexpr double kCommonDegrees = 1e-6;
   constexpr double kTolerances = 100;

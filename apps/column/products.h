@@ -9,17 +9,19 @@
 
 namespace column {
 
-/// A stream that leaves the column for good.
+/// Describes a stream that leaves the column.
 struct Product {
   std::string name;
   int stage;
-  double rate;  // what the flows ask for
-  std::vector<double> by_component;
+  double rate;  // total, by the flows of the case
+  std::vector<double>
+      by_component;  // [component] rates, which sum up to `rate` if the iteration has converged
 
+  /// Returns the mole fraction of a component.
   double fraction(int component) const;
 };
 
-/// Distillate, draws in the order of the case, bottoms.
+/// Returns distillate, draws in the order of the case, bottoms.
 std::vector<Product> products(const ColumnCase& c, const InternalFlows& flows, const Profile& profile);
 
 }  // namespace column

@@ -27,9 +27,9 @@ constexpr corvid_host::ChunkTag kComponent = corvid_host::MakeChunkTag("COMP");
 constexpr short kVersion = 1;
 constexpr int kCharactersPerInt = 4;
 
-// ---- Writing. A failure is remembered by the file.
+// ---- Writing. Failures are not tested here: the file remembers the first one.
 
-/// Writes the length, then four characters a number, the first one lowest.
+/// Writes the length, then the characters, four in each int, the first one in the lowest byte.
 void write_text(ChunkFile& file, const std::string& text) {
   file.WriteInt(static_cast<int>(text.size()));
   for (std::size_t at = 0; at < text.size(); at += kCharactersPerInt) {
@@ -63,7 +63,7 @@ bool write_table(ChunkFile& file, VapourPressureTable& table) {
 
 // ---- Reading.
 
-/// What a file does not hold although it is whole.
+/// Is thrown if an undamaged file has contents that make no sense; what() says why.
 struct BadContents : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -108,7 +108,8 @@ ComponentInfo read_info(ChunkFile& file) {
   return info;
 }
 
-/// Refuses what no CSV file could have led to.
+/// Throws BadContents if the table is one that no CSV file could have led to. @param flags number of flags
+/// read
 void check(VapourPressureTable& table, std::size_t flags) {
   const AntoineConstants& c = table.fit()->constants;
   if (!(std::isfinite(c.a) && c.b > 0 && std::isfinite(c.b) && std::isfinite(c.c)))
@@ -148,8 +149,9 @@ std::shared_ptr<VapourPressureTable> read_table(ChunkFile& file) {
   return table;
 }
 
-/// While it lives, counts in a file made on purpose cannot ask for more memory than what a file of `bytes`
-/// bytes can hold. A table takes less memory than room in a file, but for the room to grow by a few points.
+/// Limits the memory of the library during its lifetime to what a file of `bytes` bytes can need, because the
+/// counts in a damaged or malicious file can be of any size. A table takes less memory than bytes in the
+/// file, except for spare room for a few more points.
 class MemoryLimit {
  public:
   explicit MemoryLimit(std::uintmax_t bytes) {
@@ -189,9 +191,10 @@ std::optional<std::string> store_tables(const std::string& path, const Tables& t
 }
 
 Tables recall_tables(const std::string& path) {
-  std::error_code none;  // a file that is not there does not open
+  std::error_code none;  // no error here: if there is no file, Open() fails
   const std::uintmax_t bytes = std::filesystem::file_size(path, none);
-  const MemoryLimit limit(none ? 0 : std::min<std::uintmax_t>(bytes, UINT32_MAX));  // longer ones do not open
+  const MemoryLimit limit(none ? 0
+                               : std::min<std::uintmax_t>(bytes, UINT32_MAX));  // Open() refuses longer files
   ChunkFile file;
   try {
     if (!file.Open(path.c_str())) throw BadContents(file.ErrorText());

@@ -1,7 +1,8 @@
 #pragma once
 
-// Tables of components in one file of chunks: a chunk "COMP" for each, which holds its texts, published
-// constants, fit, and the table's own chunk. Other chunks are passed over.
+// Stores the tables of components in one file of chunks. Each component has a chunk "COMP" with its texts,
+// published constants and fit, and within it the chunk that the table itself writes. Chunks with other tags
+// are skipped.
 
 #include <optional>
 #include <string>
@@ -10,11 +11,12 @@
 
 namespace column {
 
-/// Stores the tables. The file at `path` is complete afterwards, or as it was before.
+/// Stores the tables. After a failure the file at `path` is as it was before.
 /// @return what went wrong; nothing on success
 std::optional<std::string> store_tables(const std::string& path, const Tables& tables);
 
-/// Recalls all tables of a file as they were when stored. Throws apps::BadCase: "file: what".
+/// Recalls all tables of a file as they were when stored. Throws apps::BadCase, whose message begins with the
+/// path.
 Tables recall_tables(const std::string& path);
 
 /// Returns the table of that name; null if there is none.

@@ -28,7 +28,8 @@ std::string label(const ColumnCase& c, const Published& p) {
   return {};
 }
 
-/// As a calculation by hand has it, which goes on with the root as printed.
+/// Returns the minimum reflux ratio with the Underwood root rounded to `decimals`, as in a calculation by
+/// hand.
 double reflux_at_rounded_root(const ColumnCase& c, const ShortcutResult& limits, int decimals) {
   const double unit = std::pow(10.0, -decimals);
   const double root = unit * std::round(limits.underwood_root / unit);

@@ -10,14 +10,15 @@
 
 namespace column {
 
-/// A published figure beside the program's own, both as text with the decimals of the source.
+/// Holds a published figure and the program's own, both as text with the decimals of the source.
 struct Comparison {
   std::string what, published, own;
-  double units_apart;  // between the two as printed, in units of the last digit
+  double units_apart;  // difference of the two as printed, in units of the last digit
 };
 
-/// One row for each published figure of the case that this solution has an answer to. Published passes are
-/// those of the plain iteration.
+/// Returns one row for each published figure of the case that the solution can be compared with. Published
+/// numbers of passes are those of the plain iteration, so an accelerated solution is not compared with them.
+/// @param limits  the case's short-cut figures, if they exist
 std::vector<Comparison> compare_with_published(const ColumnCase& c, const Solution& solution,
                                                const std::optional<ShortcutResult>& limits);
 

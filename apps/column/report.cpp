@@ -52,7 +52,7 @@ void add_products(Page& page, const ColumnCase& c, const InternalFlows& flows, c
   }
 }
 
-/// Stages at which K-values go beyond what was measured, if the model rests on measurements.
+/// Lists the stages whose temperature is outside the measured range of a component, if the model knows one.
 void add_extrapolation(Page& page, const ColumnCase& c, const Profile& profile) {
   const char* title = "\nK-values extrapolated beyond the measured points\n";
   for (int i = 0; i < c.model->components(); ++i) {

@@ -15,31 +15,32 @@
 
 namespace column {
 
-/// Returns what a run prints of a solved column: stages, products, closure, published answers.
+/// Returns what a run prints about a solved column: stages, products, closure, published answers.
 std::string report(const ColumnCase& c, const InternalFlows& flows, const Solution& solution,
                    const Closure& closed);
 
-/// How far the dense solution is from the arrow one.
+/// Tells how far the solution by the dense matrix is from that by the arrow matrix, all relative.
 struct DenseCheck {
-  double systems;           // of the component systems at the final temperatures
-  ProfileDifference final;  // of the profiles that two separate runs ended with
+  double systems;           // largest difference of the component systems at the final temperatures
+  ProfileDifference final;  // differences of the profiles that two separate runs ended with
   int passes;               // of the dense run
-  double seconds;
+  double seconds;           // of the dense run
 
-  /// Above it the two do not agree.
+  /// Largest difference with which the two agree.
   static constexpr double kLimit = 1e-11;
   double largest() const;
 };
+/// Returns the check in words.
 std::string report(const DenseCheck& check);
 
-/// Newton's answer, stage by stage, and how far the bubble-point method's is from it.
+/// Returns Newton's answer, stage by stage, and how far that of the bubble-point method is from it.
 std::string report(const ColumnCase& c, const InternalFlows& flows, const NewtonSolution& newton,
                    const Closure& closed, const NewtonCheck& check);
 
-/// Tells how narrow the matrix of Newton's method is, as numbered and reordered.
+/// Returns bandwidth and profile of the Jacobian of Newton's method, as numbered and reordered.
 std::string report(const JacobianOrdering& ordering);
 
-/// One row for each way to converge the case.
+/// Returns a table of one row for each run.
 std::string report(const ColumnCase& c, const MethodComparison& comparison);
 
 }  // namespace column

@@ -25,15 +25,15 @@ double fenske_stages(const ShortcutTask& task, const std::vector<double>& feed) 
   return std::log(light / heavy) / std::log(alpha);
 }
 
-/// sum of alpha n / (alpha - theta)
+/// Returns the sum of alpha n / (alpha - theta) over all components.
 double underwood_sum(const std::vector<double>& alpha, const std::vector<double>& n, double theta) {
   double sum = 0;
   for (std::size_t i = 0; i < n.size(); ++i) sum += alpha[i] * n[i] / (alpha[i] - theta);
   return sum;
 }
 
-/// Finds the Underwood root between the keys. The sum rises there from minus to plus infinity, so that
-/// halving always ends.
+/// Finds the Underwood root between the volatilities of the keys, by bisection: the sum rises there from
+/// minus to plus infinity.
 double underwood_root(const ShortcutTask& task, const std::vector<double>& feed, double liquid_fraction) {
   const double wanted = (1 - liquid_fraction) * std::accumulate(feed.begin(), feed.end(), 0.0);
   double low = task.volatilities[task.heavy_key], high = task.volatilities[task.light_key];

@@ -24,7 +24,7 @@ using apps::CaseError;
 
 constexpr std::size_t kMostPoints = 100000;
 
-/// How to convert to kelvin: add the offset, then multiply by the factor.
+/// Converts temperatures to kelvin: adds the offset, then multiplies by the factor.
 struct TemperatureUnit {
   double offset, factor;
   double kelvin(double t) const { return (t + offset) * factor; }
@@ -54,7 +54,8 @@ std::string trimmed(const std::string& field) {
   return field.substr(first, field.find_last_not_of(" \t\r") - first + 1);
 }
 
-/// Fields between commas. In quotes a comma is a character, and so is a doubled quote.
+/// Returns the fields between commas. Within quotes a comma is an ordinary character, and a doubled quote is
+/// one quote.
 std::vector<std::string> fields_of(const std::string& line, int number) {
   std::vector<std::string> fields(1);
   bool quoted = false;
@@ -94,7 +95,7 @@ double number_of(const std::string& field, int line) {
   return value;
 }
 
-// ---- Filling gaps. Both coordinates are such that the vapour pressure is nearly a straight line.
+// ---- Filling gaps, in coordinates (ln p and 1/T) in which the vapour pressure is nearly a straight line.
 
 struct Row {
   int line;
@@ -104,7 +105,9 @@ struct Row {
 
 double reciprocal(double kelvin) { return 1000 / kelvin; }
 
-/// Fills what `wanted` lacks in rows that have `along`, between rows that have both.
+/// Interpolates the missing values of `wanted` in rows that have `along`, between rows that have both.
+/// @param abscissa, ordinate  transform a value of `along` or `wanted` to the coordinate of the interpolation
+/// @param back                inverts `ordinate`
 void fill_gaps(std::vector<Row>& rows, std::optional<double> Row::*along, double (*abscissa)(double),
                std::optional<double> Row::*wanted, double (*ordinate)(double), double (*back)(double)) {
   std::vector<std::size_t> order;
@@ -284,7 +287,7 @@ class TableReader {
   std::map<std::string, Line> header_;  // by key
   ComponentInfo info_;
   TemperatureUnit temperature_{};
-  double mmhg_ = 0;  // in a unit of the file
+  double mmhg_ = 0;  // mmHg in one unit of pressure of the file
   std::vector<Row> rows_;
 };
 
@@ -297,7 +300,7 @@ std::shared_ptr<VapourPressureTable> parse_table_csv(const std::string& text, co
   };
   try {
     auto table = TableReader(text).read();
-    unless_refused();  // a table loses the points that it cannot hold
+    unless_refused();  // because a table drops points without an error if it gets no memory
     return table;
   } catch (const CaseError& error) {
     unless_refused();

@@ -1,6 +1,6 @@
 #pragma once
 
-// Vapour pressures of a component as comma-separated text:
+// Reads vapour pressures of a component from comma-separated text:
 //
 //   component,benzene
 //   formula,C6H6
@@ -13,7 +13,7 @@
 //   temperature,pressure
 //   -36.7,1                             either may be blank
 //
-// Empty lines, and lines that begin with #, say nothing.
+// Empty lines, and lines that begin with #, are ignored.
 
 #include <memory>
 #include <string>
@@ -22,10 +22,11 @@
 
 namespace column {
 
-/// Reads a table, orders its points by temperature and fills its gaps: a blank pressure lies on the straight
-/// line of ln p against 1/T between the measured points next to it, and so does a blank temperature. Points
-/// beyond the measured ones stay out. Then fits it. Throws apps::BadCase, also for a formula that
-/// cannot be one molecule and for points that have no fit.
+/// Reads a table, orders its points by temperature, fills its gaps and fits it. A blank pressure or
+/// temperature is interpolated on the straight line of ln p against 1/T between the measured points next to
+/// it; blanks outside the measured points are left out. Throws apps::BadCase, also for a formula that cannot
+/// be that of one molecule and for points that have no fit.
+/// @param text  of the file
 /// @param name  of the file, for messages
 std::shared_ptr<VapourPressureTable> parse_table_csv(const std::string& text, const std::string& name);
 std::shared_ptr<VapourPressureTable> read_table_csv(const std::string& path);

@@ -25,7 +25,7 @@ std::uint64_t bits(double value) {
   return pattern;
 }
 
-/// NaN is the same as itself.
+/// Compares bit patterns, so that a NaN equals itself.
 bool same_bits(double a, double b) { return bits(a) == bits(b); }
 
 bool same(const std::optional<AntoineConstants>& a, const std::optional<AntoineConstants>& b) {
@@ -92,7 +92,8 @@ std::optional<AntoineFit> VapourPressureTable::solve(const Points& points, std::
   std::vector<double*> rows;
   std::vector<double> right_side;
   for (std::size_t i = 0; i < system.size(); ++i) {
-    const double kelvin = points.celsius[i] + kCelsiusZero;  // t itself may add up to nothing
+    const double kelvin =
+        points.celsius[i] + kCelsiusZero;  // the fit is made in kelvin, where sums of t cannot cancel to 0
     system[i] = {kelvin, 1, -points.log10_pressure[i]};
     rows.push_back(system[i].data());
     right_side.push_back(kelvin * points.log10_pressure[i]);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Measured vapour pressures of one component, and what is made of them.
+// Measured vapour pressures of one component, their fits, and the equilibrium model made of these.
 
 #include <memory>
 #include <optional>
@@ -13,33 +13,34 @@
 
 namespace column {
 
-/// log10 p = a - b/T, T in kelvin, p in mmHg.
+/// Holds the constants of log10 p = a - b/T, T in kelvin, p in mmHg.
 struct PressureLine {
   double a, b;
 };
 
-/// What is told of a component besides its points.
+/// Holds what a file tells about a component besides its points.
 struct ComponentInfo {
   std::string name, formula, source;
   std::optional<AntoineConstants> antoine;  // published ones, to compare with
   std::optional<PressureLine> line;         // a published line through all points
 };
 
-/// ln p = a + b/T, and what it means.
+/// Holds the straight line of ln p against 1/T, and the heat of vaporisation that follows from its slope.
 struct ClapeyronLine {
   PressureLine log10_line;
-  double heat,
-      heat_deviation;  // of vaporisation, kJ/mol; NaN for the deviation of two points, which have none
-  int points;
+  double heat;            // of vaporisation, kJ/mol
+  double heat_deviation;  // its standard deviation, kJ/mol; NaN if the line goes through only two points
+  int points;             // that the line was fitted to
 };
 
+/// Holds an Antoine fit and its quality.
 struct AntoineFit {
   AntoineConstants constants;
-  double standard_error;  // of log10 p; NaN if three points were all
-  double condition;       // reciprocal, of the last system solved, its columns scaled
+  double standard_error;  // of log10 p; NaN with three points, which the curve goes through
+  double condition;       // reciprocal condition number of the last least-squares system, its columns scaled
 };
 
-/// Temperatures in kelvin (x) and vapour pressures in mmHg (y). The fit is the Antoine form.
+/// Holds temperatures in kelvin (x) and vapour pressures in mmHg (y), and fits the Antoine form to them.
 class VapourPressureTable final : public RegressTable {
  public:
   explicit VapourPressureTable(ComponentInfo info) : info_(std::move(info)) {}
@@ -47,27 +48,29 @@ class VapourPressureTable final : public RegressTable {
   VapourPressureTable& operator=(const VapourPressureTable&) = delete;
 
   const ComponentInfo& info() const { return info_; }
-  /// Appends a point. Points are to come in the order of their temperatures.
-  /// @param filled  it was not measured, but interpolated
+  /// Appends a point. Points must come in ascending order of their temperatures.
+  /// @param filled  whether the point was interpolated, not measured
   void add(double kelvin, double mmhg, bool filled);
   bool filled(int index) const { return filled_[static_cast<std::size_t>(index)] != 0; }
 
+  /// Returns the number of points between the regression limits.
   int active_points();
-  TemperatureRange active_range();  // in degrees C; there must be active points
+  /// Returns the range of their temperatures, in degrees C. There must be such points.
+  TemperatureRange active_range();
 
-  /// Regress, Stats and UpdateYFit.
+  /// Calls Regress(), Stats() and UpdateYFit(). Returns whether all of them succeed.
   bool fit_all();
-  /// Returns what Regress made of the active points; nothing before it succeeded.
+  /// Returns the fit of the last call of Regress(), or nothing if that failed.
   const std::optional<AntoineFit>& fit() const { return fit_; }
-  /// Puts back what Store does not keep.
+  /// Restores what Store() does not write, after Recall().
   void restore(std::vector<unsigned char> filled, std::optional<AntoineFit> fit);
 
-  /// A straight line through the active points, or all.
+  /// Fits the straight line of ln p against 1/T to the active points, or to all.
   ClapeyronLine clapeyron(bool all_points);
 
-  /// Fits the Antoine form by least squares. t log10 p = A t + (A C - B) - C log10 p is linear in A, A C - B
-  /// and C; an error of log10 p stands there multiplied by t + C, so the rows are weighed by 1/(t + C) of the
-  /// fit before, until C settles.
+  /// Fits the Antoine form to the active points by least squares. t log10 p = A t + (A C - B) - C log10 p is
+  /// linear in A, A C - B and C. An error of log10 p enters this equation multiplied by t + C, so each fit
+  /// weights the rows by 1/(t + C) with the C of the fit before, until C no longer changes.
   /// @return 0: fewer than 3 active points, or they lie on no such curve with B > 0 and t + C > 0
   unsigned char Regress() override;
   /// Returns the fitted pressure; EmptyValue before a fit.
@@ -75,11 +78,11 @@ class VapourPressureTable final : public RegressTable {
   int NComps() override { return 1; }
   Text CompName(int index) override;
 
-  /// Bit for bit, fitted values and statistics included.
+  /// Returns whether the two tables are equal bit for bit, fitted values and statistics included.
   bool same_as(VapourPressureTable& other);
 
  private:
-  struct Points;  // of the same row in all arrays
+  struct Points;  // point i has index i in each of its arrays
   Points points(bool all);
   static std::optional<AntoineFit> solve(const Points& points, std::vector<double>* sigma);
 
@@ -90,8 +93,8 @@ class VapourPressureTable final : public RegressTable {
 
 using Tables = std::vector<std::shared_ptr<VapourPressureTable>>;
 
-/// Raoult's law with the vapour pressures of tables that have a fit, in degrees C and mmHg. Bubble points are
-/// found from values alone.
+/// Computes K-values by Raoult's law with the fits of tables, which must have one, in degrees C and mmHg.
+/// Bubble points are found without derivatives.
 class Measured final : public EquilibriumModel {
  public:
   explicit Measured(Tables tables);

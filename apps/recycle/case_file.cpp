@@ -17,7 +17,7 @@ using apps::CaseError;
 using apps::TomlTable;
 
 constexpr std::size_t kMostUnits = 1000;
-constexpr double kSumError = 1e-9;  // to which fractions must add up
+constexpr double kSumError = 1e-9;  // largest error of a sum of fractions
 constexpr double kSmallestK = 1e-30, kLargestK = 1e30;
 
 const std::vector<std::string> kUnitKinds{"mixer", "flash", "component-splitter",
@@ -25,10 +25,10 @@ const std::vector<std::string> kUnitKinds{"mixer", "flash", "component-splitter"
 const std::vector<std::string> kCorrelations{"constant", "depriester", "wilson"};
 enum class Correlation { kConstant, kDePriester, kWilson };
 
-/// The constants of all components, for the correlation of the case.
+/// Computes K-values by the correlation of the case.
 struct KModel {
   Correlation correlation = Correlation::kConstant;
-  std::vector<apps::DePriester> depriester;
+  std::vector<apps::DePriester> depriester;  // [component], if this is the correlation; likewise below
   std::vector<Wilson> wilson;
 
   std::vector<double> k(double temperature, double pressure) const {
@@ -103,7 +103,7 @@ class CaseReader {
     }
   }
 
-  // ---- Streams. Mentioning a stream makes it.
+  // ---- Streams. A stream is made when the case first mentions it.
 
   int mention(const std::string& name) {
     if (const auto known = sheet().stream(name)) return *known;
@@ -135,7 +135,7 @@ class CaseReader {
       throw CaseError(root_.line("feed"), "the feeds together must bring a finite amount above 0");
   }
 
-  /// Rates that the file knows of streams: guesses, published answers.
+  /// Reads the rates that the tables named `key` give for streams: guesses, or published answers.
   void read_known_rates(const char* key, Rates Stream::*where) {
     const std::string called = fmt::format("[[{}]]", key);
     for (const toml::table* table : root_.tables(key)) {
@@ -250,7 +250,7 @@ class CaseReader {
     return values;
   }
 
-  // ---- How units and streams hang together. The unit being read comes next in the list.
+  // ---- Connections. The unit being read is not in the list of units yet, and will be the next one there.
 
   int inlet(const TomlTable& t, const char* key, const std::string& name) {
     const int s = mention(name);
@@ -305,7 +305,7 @@ class CaseReader {
   const TomlTable root_;
   RecycleCase case_;
   KModel model_;
-  std::vector<int> mentioned_at_;  // line, by stream
+  std::vector<int> mentioned_at_;  // [stream] line of the case file that mentions it first
 };
 
 RecycleCase case_of(const toml::table& file) { return CaseReader(file).read(); }

@@ -6,14 +6,15 @@
 namespace recycle {
 namespace {
 
-constexpr int kMostSteps = 2000;  // halving alone reaches the smallest positive number in fewer
+constexpr int kMostSteps = 2000;  // bisection alone reaches the smallest positive number in fewer
 
 struct Excess {
   double value, slope;
 };
 
-/// The equation at the share t that the scarcer phase has of all: zero at the solution, falling in t.
-/// @param ratio  fraction in the scarcer phase over fraction in the other
+/// Evaluates the equation and its derivative by t, the fraction of the feed that is in the smaller phase. It
+/// is zero at the solution and falls with t.
+/// @param ratio  [component] mole fraction in the smaller phase over that in the other
 Excess excess(const Rates& feed, const std::vector<double>& ratio, double t) {
   Excess e{0, 0};
   for (std::size_t i = 0; i < feed.size(); ++i) {
@@ -25,8 +26,8 @@ Excess excess(const Rates& feed, const std::vector<double>& ratio, double t) {
   return e;
 }
 
-/// Finds the root by Newton steps between bounds that close in on it; bisects where a step leaves them.
-double share_of_scarcer_phase(const Rates& feed, const std::vector<double>& ratio) {
+/// Finds the root in 0 .. 0.5 by Newton's method, with bisection where a step would leave the bracket.
+double fraction_of_smaller_phase(const Rates& feed, const std::vector<double>& ratio) {
   constexpr double kRounding = std::numeric_limits<double>::epsilon();
   double low = 0, high = 0.5, t = 0.25;
   for (int step = 0; step < kMostSteps; ++step) {
@@ -42,21 +43,21 @@ double share_of_scarcer_phase(const Rates& feed, const std::vector<double>& rati
 }
 
 struct Shares {
-  Rates scarcer, other;
+  Rates smaller, other;  // of the smaller phase, of the other
 };
 
-Shares share_out(const Rates& feed, const std::vector<double>& ratio) {
-  const double t = share_of_scarcer_phase(feed, ratio);
+Shares split_feed(const Rates& feed, const std::vector<double>& ratio) {
+  const double t = fraction_of_smaller_phase(feed, ratio);
   Shares s{feed, feed};
   for (std::size_t i = 0; i < feed.size(); ++i) {
     const double per_part = feed[i] / (1 + t * (ratio[i] - 1));
-    const double in_scarcer = std::min(feed[i], per_part * t * ratio[i]);
+    const double in_smaller = std::min(feed[i], per_part * t * ratio[i]);
     const double in_other = std::min(feed[i], per_part * (1 - t));
-    if (in_scarcer <= in_other) {
-      s.scarcer[i] = in_scarcer;
-      s.other[i] = feed[i] - in_scarcer;
+    if (in_smaller <= in_other) {
+      s.smaller[i] = in_smaller;
+      s.other[i] = feed[i] - in_smaller;
     } else {
-      s.scarcer[i] = feed[i] - in_other;
+      s.smaller[i] = feed[i] - in_other;
       s.other[i] = in_other;
     }
   }
@@ -76,11 +77,11 @@ Phases flash(const Rates& feed, const std::vector<double>& k) {
   const std::vector<double> per_k = inverse(k);
   if (excess(feed, per_k, 0).value <= 0) return {feed, nothing};
   if (excess(feed, k, 0.5).value <= 0) {
-    Shares s = share_out(feed, k);
-    return {std::move(s.scarcer), std::move(s.other)};
+    Shares s = split_feed(feed, k);
+    return {std::move(s.smaller), std::move(s.other)};
   }
-  Shares s = share_out(feed, per_k);
-  return {std::move(s.other), std::move(s.scarcer)};
+  Shares s = split_feed(feed, per_k);
+  return {std::move(s.other), std::move(s.smaller)};
 }
 
 }  // namespace recycle

@@ -9,10 +9,10 @@
 namespace recycle {
 namespace {
 
-/// Returns the streams between units as the edges of a graph.
+/// Holds the streams between units as the edges of a graph.
 struct InnerStreams {
   Graph graph;
-  std::vector<int> stream_of_edge;
+  std::vector<int> stream_of_edge;  // [edge]
 };
 
 InnerStreams inner_streams(const Flowsheet& flowsheet) {
@@ -49,7 +49,7 @@ std::vector<int> smallest_or_complain(const Graph& graph) {
   throw BadTears("the recycles are too entangled to choose tears: name them");
 }
 
-/// Returns a unit on a cycle that the tears leave whole.
+/// Returns a unit on a cycle that no tear cuts.
 const Unit& unit_left_on_cycle(const Flowsheet& flowsheet, Graph graph, const std::vector<int>& tears) {
   std::vector<Edge> left;
   for (std::size_t e = 0; e < graph.edges.size(); ++e)
@@ -114,7 +114,8 @@ TearVector start_vector(const Flowsheet& flowsheet, const Plan& plan) {
 
 PassResult run_pass(const Flowsheet& flowsheet, const Plan& plan, const TearVector& guess) {
   const auto components = static_cast<std::ptrdiff_t>(flowsheet.components.size());
-  std::vector<Rates> taken_in(flowsheet.streams.size());  // what the unit behind each stream sees
+  std::vector<Rates> taken_in(
+      flowsheet.streams.size());  // [stream] rates that the unit which it enters computes with
   for (std::size_t s = 0; s < flowsheet.streams.size(); ++s) taken_in[s] = flowsheet.streams[s].rates;
   for (std::size_t t = 0; t < plan.tears.size(); ++t) {
     const auto first = guess.begin() + static_cast<std::ptrdiff_t>(t) * components;
@@ -155,7 +156,7 @@ Imbalance overall_imbalance(const Flowsheet& flowsheet, const std::vector<Rates>
   Imbalance imbalance;
   for (std::size_t i = 0; i < excess.size(); ++i) {
     const double part = std::fabs(excess[i]) / feed;
-    if (part <= imbalance.worst) continue;  // what is not a number counts as the worst
+    if (part <= imbalance.worst) continue;  // false for a NaN, which counts as the worst
     imbalance.worst = part;
     imbalance.component = i;
     if (!std::isfinite(part)) break;

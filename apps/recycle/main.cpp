@@ -1,4 +1,5 @@
-// corvidnum-recycle CASE.toml: converges a flowsheet with recycles, unit by unit, pass by pass.
+// corvidnum-recycle CASE.toml: converges a flowsheet with recycles by passes, each of which computes its
+// units one after the other.
 
 #include <fmt/format.h>
 
@@ -24,7 +25,7 @@ using apps::between;
 using apps::kBadInput;
 using apps::kSolved;
 
-enum { kNotConverged = 3, kInexact = 4 };  // exit codes beside those of all programs
+enum { kNotConverged = 3, kInexact = 4 };  // exit codes in addition to those of all programs
 
 struct Options {
   std::string case_path, csv_path, log_name;
@@ -39,12 +40,12 @@ bool accelerates(const Options& options) {
   return options.compare || options.acceleration.method != recycle::Method::kDirect;
 }
 
-/// A case, how to run it, and what came of that.
+/// Holds a case, its plan and its runs.
 struct Job {
   recycle::RecycleCase c;
   recycle::Plan plan;
   std::vector<recycle::RunResult> runs;
-  std::optional<recycle::Reference> reference;  // only to compare
+  std::optional<recycle::Reference> reference;  // only with --compare
 };
 
 void run_all(Job& job, const Options& options, DebugOut* log) {
@@ -69,7 +70,8 @@ std::string output(const Job& job, const Options& options) {
   return text;
 }
 
-/// Complains of the first run that did not converge, or else of the first that did without closing.
+/// Prints an error about the first run that did not converge or, if all did, about the first whose balances
+/// do not close. Returns the exit code.
 int judge(const Job& job, const Options& options) {
   const auto complain_of = [&](int code, const recycle::RunResult& run, const std::string& what) {
     return complain(code, fmt::format("{}: {}: {}", options.case_path, recycle::name_of(run.method), what));
@@ -110,7 +112,7 @@ int converge(const Options& options) {
 int run(const CLI::App&, const Options& options) {
   try {
     return converge(options);
-  } catch (const recycle::BadTears& error) {  // of --tear: those of the case have been checked
+  } catch (const recycle::BadTears& error) {  // from --tear, because the tears of the case have been checked
     return complain(apps::kBadUsage, std::string("--tear: ") + error.what());
   }
 }

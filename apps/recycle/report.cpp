@@ -35,7 +35,7 @@ std::string eigenvalue_text(const RunResult& run) {
   return run.eigenvalue ? fmt::format("{:.5f}", *run.eigenvalue) : std::string("-");
 }
 
-/// Returns a column of the stream table.
+/// Describes a column of the stream table.
 struct Column {
   std::string heading;
   const Rates* rates;
@@ -69,7 +69,8 @@ void add_table(Page& page, const Flowsheet& flowsheet, const Columns& columns) {
   page.add("\n");
 }
 
-/// Few enough columns side by side for a terminal; a stream and its published rates stay together.
+/// Adds the stream table, in parts of as many columns as a terminal has room for. A stream and its published
+/// rates stay in one part.
 void add_streams(Page& page, const Flowsheet& flowsheet, const RunResult& run) {
   constexpr std::size_t kColumns = 6;
   Columns block;

@@ -7,7 +7,8 @@
 namespace recycle {
 namespace {
 
-constexpr long kMostWork = 2'000'000;  // edges followed, or sets tried, in one group: about a second
+constexpr long kMostWork =
+    2'000'000;  // limit of the edges followed, or sets tried, in one group; takes about a second
 
 std::vector<std::vector<int>> edges_by_source(const Graph& graph) {
   std::vector<std::vector<int>> leaving(static_cast<std::size_t>(graph.units));
@@ -16,7 +17,8 @@ std::vector<std::vector<int>> edges_by_source(const Graph& graph) {
   return leaving;
 }
 
-/// Tarjan's search. A unit's `low` is the earliest visited unit that it is known to reach on the stack.
+/// Finds strongly connected components by Tarjan's depth-first search. `low` of a unit is the visiting number
+/// of the earliest unit on the stack that it is known to reach.
 class StrongComponents {
  public:
   explicit StrongComponents(const Graph& graph)
@@ -71,7 +73,7 @@ class StrongComponents {
 
 using Cycle = std::vector<int>;  // edges
 
-/// Lists the simple cycles of a group, each once: from the earliest of its units.
+/// Lists the simple cycles of a group by depth-first search, each once: from its unit of the lowest number.
 class CycleList {
  public:
   CycleList(const Graph& graph, const std::vector<int>& group)
@@ -106,14 +108,15 @@ class CycleList {
 
   const Graph& graph_;
   const std::vector<std::vector<int>> leaving_;
-  std::vector<bool> open_;  // may still come next on the path
+  std::vector<bool> open_;  // [unit] whether the path may still enter it
   Cycle path_;
   std::vector<Cycle> cycles_;
   long work_ = 0;
 };
 
-/// Finds the best set of edges that has one in every cycle. Some edge of the first cycle not yet cut has to
-/// be in it: each of them is tried, with room for one edge more until a set is found.
+/// Finds the best set of edges that has one in every cycle, by iterative deepening. Some edge of the first
+/// cycle that is not cut yet must be in the set, so each of them is tried. The limit on the size of the set
+/// rises by one until a set is found.
 class TearSearch {
  public:
   TearSearch(const std::vector<Cycle>& cycles, std::size_t edges) : cycles_(cycles), weight_(edges) {
@@ -154,7 +157,7 @@ class TearSearch {
   }
 
   const std::vector<Cycle>& cycles_;
-  std::vector<long> weight_;  // by edge: cycles through it
+  std::vector<long> weight_;  // [edge] number of cycles through it
   std::set<int> chosen_;
   std::vector<int> best_;
   long work_ = 0;
@@ -192,7 +195,7 @@ std::vector<int> order_of_units(const Graph& graph, const std::vector<int>& tear
   const auto torn = [&](std::size_t e) {
     return std::find(tears.begin(), tears.end(), static_cast<int>(e)) != tears.end();
   };
-  std::vector<int> awaited(static_cast<std::size_t>(graph.units));  // inlets not yet worked out, by unit
+  std::vector<int> awaited(static_cast<std::size_t>(graph.units));  // [unit] inlets that are not computed yet
   for (std::size_t e = 0; e < graph.edges.size(); ++e)
     if (!torn(e)) ++awaited[static_cast<std::size_t>(graph.edges[e].to)];
   std::set<int> ready;

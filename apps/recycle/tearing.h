@@ -1,6 +1,7 @@
 #pragma once
 
-// Decides where to cut a graph with cycles, so that its units can be worked out one after the other.
+// Chooses the streams of a flowsheet with recycles to tear, so that its units can be computed one after the
+// other.
 
 #include <optional>
 #include <vector>
@@ -11,7 +12,7 @@ struct Edge {
   int from, to;  // units, counted from 0
 };
 
-/// Units, and the streams between them.
+/// Holds the streams between units as a directed graph.
 struct Graph {
   int units = 0;
   std::vector<Edge> edges;
@@ -22,14 +23,15 @@ struct Graph {
 std::vector<std::vector<int>> recycle_groups(const Graph& graph);
 
 /// Returns a tear set of the graph, as edges in ascending order: within each recycle group the fewest edges
-/// that cut every cycle. Of equally small sets it is one that cuts the cycles the fewest times in all, since
-/// a cycle cut twice passes its news on later (Upadhye and Grens, AIChE J. 21, 136, 1975), and of those the
-/// one with the earliest edges. All simple cycles are listed for it.
-/// @return nothing if there are too many cycles for that
+/// that cut every cycle. Of equally small sets it is one that cuts the cycles the fewest times in all,
+/// because a cycle that is torn twice converges more slowly (Upadhye and Grens, AIChE J. 21, 136, 1975), and
+/// of those the one with the lowest edge numbers. Lists all simple cycles first.
+/// @return nothing if the graph has too many cycles for that
 std::optional<std::vector<int>> smallest_tear_set(const Graph& graph);
 
-/// Orders the units so that each stands behind those that feed it by an edge outside `tears`; the earliest
-/// first where there is a choice. If a cycle is left, the units on it and behind it are missing.
+/// Returns a topological order of the units with the edges in `tears` left out: each unit stands behind those
+/// that feed it. Where there is a choice the lowest number comes first. If a cycle is left, the units on it
+/// and downstream of it are missing.
 std::vector<int> order_of_units(const Graph& graph, const std::vector<int>& tears);
 
 }  // namespace recycle

@@ -21,7 +21,8 @@ std::vector<Rates> split_components(const Rates& inflow, const std::vector<doubl
   return {first, second};
 }
 
-/// The last outlet takes what the others leave.
+/// Splits a stream by shares. The last outlet gets what the others leave, so that nothing is lost by
+/// rounding.
 std::vector<Rates> split_stream(const Rates& inflow, const std::vector<double>& shares) {
   std::vector<Rates> outlets(shares.size(), inflow);
   for (std::size_t i = 0; i < inflow.size(); ++i) {

@@ -9,20 +9,22 @@ namespace recycle {
 
 enum class UnitKind { kMixer, kFlash, kComponentSplitter, kStreamSplitter };
 
-/// One unit of a flowsheet. Streams are known by their numbers.
+/// Describes a unit of a flowsheet. Streams are given by their numbers.
 struct Unit {
   UnitKind kind;
   std::string name;
   std::vector<int> inlets;
-  std::vector<int> outlets;    // a flash: vapour, liquid
-  std::vector<double> k;       // a flash: by component
-  std::vector<double> shares;  // a component splitter: of each component in the first outlet;
-                               // a stream splitter: of the stream in each outlet
-  int line = 0;                // in the case file
+  std::vector<int> outlets;    // of a flash: vapour, liquid
+  std::vector<double> k;       // of a flash: [component] K-values
+  std::vector<double> shares;  // of a component splitter: [component] fraction that goes to the first outlet;
+                               // of a stream splitter: [outlet] fraction of the stream
+  int line = 0;                // line of the case file that it begins in
 };
 
-/// What leaves the unit by each outlet. No rate is negative if none comes in so; of each component, the
-/// outlets together carry what comes in, to rounding.
+/// Computes the rates of each outlet of a unit. If no inflow is negative, no outflow is. The outlets together
+/// carry the inflow of each component, to rounding.
+/// @param inflow  [inlet]
+/// @return [outlet]
 std::vector<Rates> outflow(const Unit& unit, const std::vector<Rates>& inflow);
 
 }  // namespace recycle

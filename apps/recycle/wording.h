@@ -7,7 +7,7 @@
 
 namespace recycle {
 
-/// "1 pass", "2 passes", "3 steps".
+/// Returns a count and its noun, in the plural where needed: "1 pass", "2 passes", "3 steps".
 inline std::string counted(std::size_t count, const std::string& noun) {
   const char last = noun.back();
   const char* const plural = last == 's' || last == 'h' ? "es" : "s";
