@@ -107,7 +107,7 @@ bool RefactorDriver::reserve_work(Index count, OneBased<int>& work) {
 
 void RefactorDriver::release_work(Index count) { s_.release_tail_ints(count); }
 
-/// Writes the position of each row. False: RPERM or CPERM is no permutation, and the error is set.
+/// Writes the position of each row. Returns false, with the error set, if RPERM or CPERM is no permutation.
 bool RefactorDriver::invert_rows(OneBased<int> row_position) {
   return (invert_permutation(top_.cperm(), row_position) && invert_permutation(top_.rperm(), row_position)) ||
          fail(MA38_STATUS_CORRUPTED);

@@ -62,7 +62,7 @@ class SolveRun {
         r_(call.w, n_),
         y_(call.w + n_, n_) {}
 
-  /// Runs the solve that JOB and TRANSC ask for. False: an LU element does not stay inside.
+  /// Runs the solve that JOB and TRANSC ask for. Returns false if an LU element does not stay inside.
   bool run() {
     if (call_.job == kSolveL) return call_.transposed ? solve_lt_only() : solve_l_only();
     if (call_.job == kSolveU) return call_.transposed ? solve_ut_only() : solve_u_only();

@@ -45,7 +45,7 @@ struct Vectors {
   double* work;
   unsigned order;
 
-  /// Finds the place, from 0, of a member of a list. False: it is outside of the block.
+  /// Finds the place, from 0, of a member of a list. Returns false if it is outside of the block.
   bool find(int member, unsigned& place) const {
     place = static_cast<unsigned>(member) - 1u;
     return place < order;
@@ -176,8 +176,8 @@ class Elements {
   Index count() const { return ints_(kBlockElements + 1); }
   Index pivots() const { return ints_(kBlockPivots + 1); }
 
-  /// Reads element e, from 0. False: it does not lie inside the factors. Does not check the members of its
-  /// lists.
+  /// Reads element e, from 0. Returns false if it does not lie inside the factors. Does not check the members
+  /// of its lists.
   bool get(Index e, Element& element) const {
     const Index first = kBlockPointers + count(), begin = first + ints_.data()[kBlockPointers + e] - 1;
     if (begin < first || begin + kElementLists > ints_.size()) return false;

@@ -148,7 +148,7 @@ void copy_to_hole(Frontal& f, Index object) {
   f.store.close_front(0);
 }
 
-/// Makes what is left of the front the contribution block of element e. False: a shortage.
+/// Makes what is left of the front the contribution block of element e. Returns false after a shortage.
 bool make_contribution(Frontal& f, Index e) {
   if (!f.store.room_for_ints(kContributionWords)) return false;
   const Index object = f.space.push_ints(kContributionWords);

@@ -24,7 +24,7 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-/// Makes one front, if a pivot is found. False: a shortage.
+/// Makes one front, if a pivot is found. Returns false after a shortage.
 bool make_front(Frontal& f, Pivot& pivot) {
   f.store.release_last_hole();
   if (!search_pivot(f, pivot)) return false;

@@ -150,7 +150,8 @@ Index choose_column(const Frontal& f) {
   return best;
 }
 
-/// Adds a value to the work column, and its row to the front if need be. False: there is no room.
+/// Adds a value to the work column, and its row to the front if it is outside. Returns false if the front has
+/// no room for it.
 bool add_to_work(Frontal& f, double* work, int row, double value) {
   if (f.front.row_place(row) < 0) {
     if (f.front.row_count == f.front.max_rows) return false;
@@ -182,8 +183,8 @@ bool gather_waiting(Frontal& f, Index column, double* work) {
   return true;
 }
 
-/// Makes the column as it would be after all pivots so far, in the work column; its new rows come into the
-/// front. False: they do not fit.
+/// Computes the column as it would be after all pivots so far, in the work column, and adds its new rows to
+/// the front. Returns false if they do not fit.
 bool fill_work_column(Frontal& f, Index column) {
   if (f.front.row_count + f.word(f.cp(column), kOwned) > f.front.max_rows) return false;
   const Index place = f.front.column_offset(column) / f.front.max_rows;
@@ -218,7 +219,7 @@ bool bring_column(Front& front, int column) {
   return true;
 }
 
-/// Brings all columns of the pivot row into the front. False: they do not fit.
+/// Adds all columns of the pivot row to the front. Returns false if they do not fit.
 bool bring_columns(Frontal& f, Index row) {
   const Object object = row_object(f, row);
   for (Index t = 0; t < object.tuple_count; ++t) {

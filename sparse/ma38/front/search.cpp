@@ -93,7 +93,8 @@ struct Candidate {
   Index degree;
 };
 
-/// Assembles the column and looks for a pivot row; its degree becomes the true one. False: a shortage.
+/// Assembles the column, sets its degree bound to its true degree, and looks for a pivot row. Returns false
+/// after a shortage, which is flagged.
 bool examine_column(Frontal& f, Index column, Candidate& candidate) {
   Space& space = f.space;
   const Index bound = column_degree(f, column);
