@@ -98,7 +98,7 @@ module corvidnum
   ! ---- ma38, the multifrontal solver
 
   ! Positions in CNTL
-  integer(c_int), parameter :: MA38_CNTL_PIVOT_TOLERANCE = 1
+  integer(c_int), parameter :: MA38_CNTL_THRESHOLD = 1
   integer(c_int), parameter :: MA38_CNTL_GROWTH = 2
   integer(c_int), parameter :: MA38_CNTL_EPSILON = 3
 

@@ -102,7 +102,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/front/controls.cpp
   sparse/ma38/front/column_objects.cpp
   sparse/ma38/store/object_store.cpp
-  sparse/ma38/store/compaction.cpp
+  sparse/ma38/store/garbage_collection.cpp
   sparse/ma38/front/setup.cpp
   sparse/ma38/front/block_setup.cpp
   sparse/ma38/front/kernel.cpp
@@ -123,7 +123,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/replay/assembly.cpp
   sparse/ma38/replay/numeric.cpp
   sparse/ma38/replay/memory.cpp
-  sparse/ma38/replay/compaction.cpp
+  sparse/ma38/replay/garbage_collection.cpp
   sparse/ma38/calls/solve.cpp
   sparse/ma38/calls/queries.cpp)
 

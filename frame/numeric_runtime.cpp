@@ -1,4 +1,12 @@
-// Machine constants, rounding, the silent print protocol, blank-padded texts and the dot product.
+// What the numeric routines stand on, in this order:
+//
+//   FD05AD, FD05A             machine constants by a selector 1 .. 5; another one ends the process;
+//   round_to_nearest()        rounds halves away from zero; INT_MIN for what is no int;
+//   stop_run(), xerbla()      the end of a run, and the complaint of a dense kernel about an argument;
+//   compare_blank_padded(), copy_blank_padded()  texts that blanks fill up to their length;
+//   dot()                     the dot product; contiguous vectors in four partial sums, an order that the
+//                             accelerators' kernels share;
+//   d1mach_, ddot_, xerbla_   the same for callers from outside the library.
 
 #include "frame/numeric_runtime.h"
 

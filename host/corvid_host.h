@@ -32,9 +32,8 @@ CORVID_API void SetLineSink(LineSink sink, void* context = nullptr);
 /// before stay valid and unchanged.
 /// @param text a printf format for the arguments that come with the key
 /// @return true; false, and nothing is stored, if an argument is null, memory is exhausted, or the text is
-/// for
-///         one of the library's keys and needs arguments other than the integers (%d) that the library passes
-///         with that key
+///         for one of the library's keys and needs arguments other than the integers (%d) that the library
+///         passes with that key
 CORVID_API bool SetString(const char* key, const char* text);
 
 // ---- The application.

@@ -10,8 +10,8 @@
 // For the profile, the order of the nodes inside a level follows King's rule:
 //  1. queue the nodes of the level, those that the level before has reached first;
 //  2. number the queued node with the fewest unreached neighbours in the next level, which are what it adds
-//  to
-//     the wavefront; push these neighbours on a stack, and lower the counts of their neighbours in the queue;
+//     to the wavefront; push these neighbours on a stack, and lower the counts of their neighbours in the
+//     queue;
 //  3. repeat until the queue is empty. The stack is the beginning of the next queue.
 //
 // Ties are decided by the order in which nodes were reached, so every order below is part of the result.
@@ -156,16 +156,15 @@ bool BandwidthNumbering::consistent(int level) const {
 }
 
 /// Numbers a component for the profile. In `work`, where an arrow shows the direction in which a part grows:
-///   | numbered -> | places of | links of the queue: | nodes of  | free | <- stack: reached | lists of
-///   levels, | |             | the queue | head, elements 0, .. | the queue |      | of next level     |
-///   overwritten      |
+///   | numbered -> | places of | links of the queue:  | nodes of  | free | <- stack: nodes  | lists of    |
+///   |             | the queue | head, elements 0, .. | the queue |      | reached of the   | levels, to  |
+///   |             |           |                      |           |      | next level       | be overwritten
 ///     next_number   links - 1                          nodes       queue_end  stack_top     stack_base
 /// The queue is a singly linked list of element numbers. The queue of level 1 has no copy of its nodes: it
 /// uses the list of that level. state(i), in place of the level number of node i:
 ///   > 0  the level of i, which has not been reached;
-///   < 0  i is queued, and -state(i) of its neighbours in the next level are unreached. This is its priority:
-///   a
-///        larger value, nearer 0, is numbered first;
+///   < 0  i is queued, and -state(i) of its neighbours in the next level are unreached. This is its
+///        priority: a larger value, nearer 0, is numbered first;
 ///   0    i is on the stack, is numbered, or is queued and has no unreached neighbour in the next level.
 /// Always true between two numbers:
 ///  1. next_number + left = links - 1: the free places below the links are as many as the queued nodes;
@@ -173,8 +172,7 @@ bool BandwidthNumbering::consistent(int level) const {
 ///  3. from the head, `left` links lead to elements in increasing order, and one more leads to the number of
 ///     nodes of the level;
 ///  4. below the last level, the nodes on the stack have state 0, and they and the unseen nodes are together
-///  as
-///     many as the nodes of the next level.
+///     as many as the nodes of the next level.
 /// In a graph that is not symmetric a priority may differ from the count that it stands for; this changes the
 /// numbering, but harms nothing.
 class ProfileNumbering {

@@ -30,7 +30,7 @@ Multifrontal::Multifrontal(int order, const std::vector<int>& rows, const std::v
       rows_(rows),
       columns_(columns) {
   ma38id_(keep_, cntl_, icntl_);
-  if (settings.threshold) ma38_set_cntl(cntl_, MA38_CNTL_PIVOT_TOLERANCE, *settings.threshold);
+  if (settings.threshold) ma38_set_cntl(cntl_, MA38_CNTL_THRESHOLD, *settings.threshold);
   ma38_set_icntl(icntl_, MA38_ICNTL_USE_BLOCKS, settings.block_form ? 1 : 0);
   ma38_set_icntl(icntl_, MA38_ICNTL_PREFER_DIAGONAL, settings.prefer_diagonal ? 1 : 0);
 }

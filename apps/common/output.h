@@ -64,9 +64,9 @@ void write_file(const std::string& path, const std::string& text);
 /// renamed over it.
 class Replacement {
  public:
-  /// Creates the file, which nobody else uses. Where that fails, or the target is no regular file, there is
-  /// none.
-  /// @param ending  of its name
+  /// Creates the file under a name that no other file has. If that fails, obstacle() says why; if the target
+  /// is a pipe or a device, no file is created and direct() is true.
+  /// @param ending  the ending of the new file's name
   Replacement(const std::string& path, const std::string& ending);
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;

@@ -24,16 +24,15 @@ struct Program {
   const char* description;
   const char* footer;                                // of the help
   void (*declare)(CLI::App& app, Options& options);  // adds the options to the parser
-  void (*check)(const CLI::App& app,
-                const Options& options);                    // throws CLI::ParseError: the parser cannot tell
+  /// Checks what the parser cannot tell; throws CLI::ParseError.
+  void (*check)(const CLI::App& app, const Options& options);
   int (*run)(const CLI::App& app, const Options& options);  // returns an exit code; may throw both kinds
   const std::string& (*file)(const Options& options);       // that the program works on, or empty
 };
 
 /// Runs a program.
 /// @return its exit code: that of `run`; kSolved after --help; kBadUsage after CLI::ParseError; kBadInput
-/// after
-///         any other exception
+///         after any other exception
 template <class Options>
 int run_program(const Program<Options>& program, int argc, char** argv) {
   try {

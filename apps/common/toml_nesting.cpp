@@ -87,7 +87,7 @@ class NestingScanner {
     if (is_table) begin_key(depth_);
   }
 
-  /// What follows stands in the array or table around the one that ends.
+  /// Ends an array or table: the scan goes on in the one around it, after a value.
   void close() {
     if (open_.empty()) return;
     open_.pop_back();
@@ -101,7 +101,8 @@ class NestingScanner {
                       fmt::format("keys, arrays and tables are nested more than {} deep", kDeepestNesting));
   }
 
-  /// Three quotes begin a string that may hold line ends, and up to two quotes before the three that end it.
+  /// Skips a string in quotes. Three quotes begin a long string, which three quotes end; it may hold line
+  /// ends, and end in up to two quotes of its own in front of the closing three.
   void skip_string(char quote) {
     const bool is_long = text_.substr(at_, 3) == std::string(3, quote);
     const std::string end(is_long ? 3 : 1, quote);

@@ -182,7 +182,8 @@ class EntryReader {
   }
 
  private:
-  /// Were both halves taken, a file that gives both would be counted twice.
+  /// Refuses entries of the upper half of a symmetric matrix: only the lower half is given, and each of its
+  /// entries also stands for its mirror image, so those of the upper half would be added twice.
   void check_half(int i, int j) const {
     if (heading_.symmetry != Symmetry::kGeneral && i < j)
       lines_.complain(fmt::format("entry ({}, {}) lies above the diagonal of a symmetric matrix", i, j));

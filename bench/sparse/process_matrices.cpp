@@ -110,7 +110,8 @@ class Column {
 constexpr double kDistillate = 0.5, kSideFlow = 0.3;
 constexpr int kSection = 10, kSideFeed = 4, kSideDraw = 9;
 
-/// What feeds and products above make of the difference of liquid and rising vapour, below stage `j`.
+/// Returns by how much the liquid exceeds the rising vapour below stage `j`, as the feeds and products above
+/// make it.
 double excess_liquid(int j, int stages) {
   const int place = j % kSection;
   return (2 * j < stages ? 0.0 : 1.0) - kDistillate +
@@ -144,7 +145,7 @@ Column::Column(int components, int stages, int step)
   stages_.back().liquid = 1.0 - kDistillate;
 }
 
-/// Where sum(K x) is 1, by bisection.
+/// Returns the temperature where sum(K x) is 1, found by bisection.
 double Column::bubble_point(const Vector& x) const {
   double low = 250.0, high = 500.0;
   while (high - low > 1e-6) {
@@ -182,8 +183,8 @@ Coordinates Column::jacobian() {
   return a_;
 }
 
-/// Liquid and vapour that leave the stage less liquid from above and vapour from below. The liquid flow is
-/// the vapour flow from below and what feed and products make of it.
+/// Writes a component balance: liquid and vapour that leave the stage, less liquid from above and vapour from
+/// below. The liquid flow is the vapour flow from below and what feed and products make of it.
 void Column::balance(int j, int i) {
   const int row = fraction(i, j);
   a_.add(row, row, stage(j).liquid + stage(j).draw + stage(j).vapour * k(i, j));
@@ -305,7 +306,7 @@ Stream Flowsheet::new_stream(bool vapour) {
   return stream;
 }
 
-/// Mostly of the unit just before, else of one of the last.
+/// Takes an open outlet as an inlet, mostly that of the unit just before, else of one of the last.
 bool Flowsheet::take_inlet(Stream& inlet) {
   if (open_.empty() || structure_.chance(kFeedShare)) return false;
   const int count = static_cast<int>(open_.size());
@@ -316,13 +317,13 @@ bool Flowsheet::take_inlet(Stream& inlet) {
   return true;
 }
 
-/// Of too many open outlets the oldest is a product.
+/// Leaves an outlet open for a later unit. If too many are open, the oldest becomes a product.
 void Flowsheet::open(const Stream& outlet) {
   open_.push_back(outlet);
   if (open_.size() > kMostOpen) open_.erase(open_.begin());
 }
 
-/// For outlets of splitters: what stays purges the loop.
+/// Closes a recycle with an outlet of a splitter, or leaves it open: what is not recycled purges the loop.
 void Flowsheet::open_or_recycle(const Stream& outlet, int unit) {
   for (auto r = recycles_.begin(); r != recycles_.end(); ++r) {
     if (r->source > unit) continue;
@@ -402,8 +403,8 @@ void Flowsheet::reactor() {
   open(out);
 }
 
-/// At a given temperature. Places: equilibria and that temperature at the vapour, balances and equal
-/// temperatures at the liquid, the energy balance at the duty.
+/// Adds a flash at a given temperature. Places: equilibria and that temperature at the vapour, balances and
+/// equal temperatures at the liquid, the energy balance at the duty.
 void Flowsheet::flash() {
   Stream in;
   const bool has_inlet = take_inlet(in);

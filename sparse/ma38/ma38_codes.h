@@ -20,9 +20,9 @@ extern "C" {
 
 /// Positions in CNTL. The others are reserved.
 enum MA38_Cntl {
-  MA38_CNTL_PIVOT_TOLERANCE = 1,  ///< threshold of the pivot test, relative to the column's largest, 0..1
-  MA38_CNTL_GROWTH = 2,           ///< limit of a front's dimensions, relative to those at its first pivot
-  MA38_CNTL_EPSILON = 3           ///< machine epsilon of the error estimates of ma38cd_
+  MA38_CNTL_THRESHOLD = 1,  ///< threshold of the pivot test, relative to the column's largest magnitude, 0..1
+  MA38_CNTL_GROWTH = 2,     ///< limit of a front's dimensions, relative to those at its first pivot
+  MA38_CNTL_EPSILON = 3     ///< machine epsilon of the error estimates of ma38cd_
 };
 
 /// Positions in ICNTL. The others are reserved.
@@ -39,14 +39,13 @@ enum MA38_Icntl {
 
 /// Positions in KEEP: where the factors are, and two controls of ma38ad_. The others are reserved.
 enum MA38_Keep {
-  MA38_KEEP_VALUE_BEGIN = 1,  ///< first element of the factors in VALUE
-  MA38_KEEP_VALUE_END = 2,    ///< last element of the factors in VALUE
-  MA38_KEEP_INDEX_BEGIN = 3,  ///< first word of the factors in INDEX
-  MA38_KEEP_PATTERN_BEGIN =
-      4,                    ///< first word of the pattern, which ma38bd_ needs and which ends at INDEX_END
-  MA38_KEEP_INDEX_END = 5,  ///< last word of the factors in INDEX
-  MA38_KEEP_DENSE1 = 7,     ///< control d1 of the limit of dense columns, see DENSE2
-  MA38_KEEP_DENSE2 = 8      ///< d2: columns of over max(0, d1, d2 sqrt(n)) entries are held as dense ones
+  MA38_KEEP_VALUE_BEGIN = 1,    ///< first element of the factors in VALUE
+  MA38_KEEP_VALUE_END = 2,      ///< last element of the factors in VALUE
+  MA38_KEEP_INDEX_BEGIN = 3,    ///< first word of the factors in INDEX
+  MA38_KEEP_PATTERN_BEGIN = 4,  ///< first word of the pattern for ma38bd_, which ends at INDEX_END
+  MA38_KEEP_INDEX_END = 5,      ///< last word of the factors in INDEX
+  MA38_KEEP_DENSE1 = 7,         ///< control d1 of the limit of dense columns, see DENSE2
+  MA38_KEEP_DENSE2 = 8          ///< d2: columns of over max(0, d1, d2 sqrt(n)) entries are held as dense ones
 };
 
 /// Values of JOB of ma38ad_ and ma38bd_.

@@ -3,9 +3,8 @@
 //
 //   1. link the entries of each column; entries out of range are left out, repeated ones are summed later;
 //   2. if the matrix is square and JOB = 1: maximum transversal, then strongly connected components, which
-//   are
-//      the diagonal blocks. Neighbouring blocks of order 1 merge into a triangular block, small ones with the
-//      next;
+//      are the diagonal blocks. Neighbouring blocks of order 1 merge into a triangular block, small ones with
+//      the next;
 //   3. if wanted, move the columns whose values will change to the end of their blocks;
 //   4. copy the permuted matrix behind the entries given, which stay as they are;
 //   5. choose pivots block by block, last block first (pivot_selection.cpp);

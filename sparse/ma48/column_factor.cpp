@@ -4,12 +4,10 @@
 //
 // For each column j, with JOB 1 and 3:
 //   1. scatter the column into W; a depth-first search from its entries through the L parts of earlier
-//   columns
-//      finds the rows that are not null after all updates (symbolic step), in topological order;
+//      columns finds the rows that are not null after all updates (symbolic step), in topological order;
 //   2. subtract the multiples of the L parts of these columns in that order (numeric step);
 //   3. store the U part; of the rows that are not pivotal yet choose a pivot: of those within the threshold
-//   of
-//      the largest, the one that comes first in the given row order; store the L part;
+//      of the largest, the one that comes first in the given row order; store the L part;
 //   4. prune symmetrically: shorten later searches through the columns of U(j).
 // JOB 2 repeats the updates and the pivots on record without searching. With ICNTL(6) > 0 the leading columns
 // stay as they are.
@@ -150,7 +148,9 @@ class ColumnFactor {
   PlacesUsed used_;
 };
 
-double clamped_threshold(double u) { return u > 0.0 ? (u < 1.0 ? u : 1.0) : 0.0; }  // 0 for a NaN
+/// Returns the threshold within 0 .. 1. A NaN counts as 0: by the contract the factorisation then takes
+/// pivots by the given row order alone, where the analysis (pivot_selection.cpp) finds none.
+double clamped_threshold(double u) { return u > 0.0 ? (u < 1.0 ? u : 1.0) : 0.0; }
 
 ColumnFactor::ColumnFactor(const BlockToFactor& block)
     : b_(block),
@@ -605,8 +605,8 @@ bool ColumnFactor::drop_small_of_lower_part() {
   if (!(drop_ > 0.0)) return false;
   const int before = dropped_;
   int place = lower_end_;
-  for (int k = lower_end_; k >= lower_begin_;
-       --k) {  // the entries that stay keep their order: it decides ties
+  // The entries that stay keep their order, which decides ties.
+  for (int k = lower_end_; k >= lower_begin_; --k) {
     const int row = irnf_(k);
     if (is_small(w_(row))) {
       w_(row) = 0.0;

@@ -1,6 +1,13 @@
-// Checks of KEEP, IRN and JCN before any index in them is followed. Each pass is linear in its array; those
-// over the entries have no branch in their loop, because a refactorisation is hardly more than a few such
-// passes.
+// Refuses a damaged KEEP, IRN or JCN before any index in them is followed: ma48bd_ (factorisation.cpp) and
+// ma48cd_ (solve.cpp) then return MA48_STATUS_INCOMPATIBLE, -7. Four checks:
+//
+//   keep_is_analysed()        KEEP describes blocks and columns that fill the matrix and lie in its arrays;
+//   rows_lie_within_blocks()  IRN has, in each block and above it, only rows that can stand there;
+//   map_is_in_range()         JCN leads from each entry given to a place of the matrix;
+//   keep_is_factorised()      KEEP and the heads of the blocks describe factors that lie within A and IRN.
+//
+// Each pass is linear in its array; those over the entries have no branch in their loop, because a
+// refactorisation is hardly more than a few such passes.
 
 #include "sparse/ma48/keep_check.h"
 

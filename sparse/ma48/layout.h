@@ -12,7 +12,8 @@
 
 namespace corvidnum {
 
-/// KEEP of an m x n matrix. One line knows where a part begins: the one that returns its element.
+/// Views KEEP of an m x n matrix. Where a part begins is written in one place only: in the function that
+/// returns its element.
 ///   | m places | n columns | n ends  | n ends  | n+1 starts | n+1 starts | 3 per block | 1 per block |
 ///   | of rows  | in order  | of U+L  | of U    | in blocks  | off blocks | order, kind,| left to     |
 ///   |          |           | (IPTRL) | (IPTRU) | (IPTRD)    | (IPTRO)    | start       | last        |
@@ -33,7 +34,8 @@ class KeepView {
   Int& block_order(std::ptrdiff_t block) const { return keep_(of_block(0, block)); }  // NBLOCK
   Int& block_kind(std::ptrdiff_t block) const { return keep_(of_block(1, block)); }   // MBLOCK
   Int& block_start(std::ptrdiff_t block) const { return keep_(of_block(2, block)); }  // KBLOCK
-  /// NB stands in the slot of block 1 when no routine is running: that block begins at 1.
+  /// Returns the number of blocks, NB. Between the calls it is kept in the place of the start of block 1,
+  /// which is always 1.
   Int& block_count() const { return block_start(1); }
   Int& left_to_last(std::ptrdiff_t blocks, std::ptrdiff_t block) const {  // LBLOCK
     return keep_(of_block(2, blocks) + block);

@@ -69,7 +69,7 @@ enum MA48_SolveJob {
 /// length. The others stay as an earlier call left them.
 enum MA48_Info {
   MA48_INFO_STATUS = 1,            ///< MA48_STATUS_OK, another MA48_Status, or a sum of MA48_Warning
-  MA48_INFO_COMPRESSIONS = 2,      ///< compressions of the lists of the pivot choice
+  MA48_INFO_COMPRESSIONS = 2,      ///< times that the lists of the pivot choice were compressed to make room
   MA48_INFO_ANALYSIS_LENGTH = 3,   ///< LA that the analysis needs
   MA48_INFO_FACTOR_LENGTH = 4,     ///< LA that the factorisation needs
   MA48_INFO_RANK = 5,              ///< rank: an estimate by ma48ad_, the pivots found by ma48bd_

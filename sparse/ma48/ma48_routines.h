@@ -66,15 +66,16 @@ CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* 
 ///              order of the previous factors. If icntl(8) is not 0, jobs 2 and 3 may redo only the columns
 ///              that ma48ad_ took as named. Every other column must keep its values, also the one of each
 ///              block that counts as not named (see iw of ma48ad_): if they change, the factors are wrong and
-///              no status tells. The same la and icntl(8) are then needed in every call
-///              since the last success. Job 1 takes any values.
+///              no status tells. The same la and icntl(8) are then needed in every call since the last
+///              success. Job 1 takes any values.
 ///              Job 2 does not check its accuracy: on values that have drifted by decades from those that
 ///              chose the pivots it may give useless factors, and ma48cd_ a useless x, with status 0 from
-///              both. error(1:2) of ma48cd_ with job 2 or above shows it every time: then factorise
-///              with job 1
-/// A column in which no pivot has a finite reciprocal (all are below 5.6e-309), or whose elements or factors
-/// are not finite, gets no pivot: jobs 1 and 3 count it as null, which rank and status tell. Job 2 ends with
-/// -7, but in the full part, where it chooses pivots as the others do.
+///              both. error(1:2) of ma48cd_ with job 2 or above shows it every time: then factorise with
+///              job 1.
+///              A column in which no pivot has a finite reciprocal (all are below 5.6e-309), or whose
+///              elements or factors are not finite, gets no pivot: jobs 1 and 3 count it as null, which rank
+///              and status tell. Job 2 ends with -7, but in the full part, where it chooses pivots as the
+///              others do
 /// @param a     [la] in: values in the order of the entries given to ma48ad_; out: matrix and factors
 /// @param irn, jcn [la] as ma48ad_ left them
 /// @param w     [4 max(m, n)] work

@@ -2,10 +2,9 @@
 // applies the matrix or its transpose to X on request.
 //
 //   1. Start from x = (1/n, ..., 1/n); the transposed product of the signs of A x is a subgradient of the
-//   norm.
+//      norm.
 //   2. Move to the unit vector of its largest component; its product gives a lower bound. Repeat until the
-//   signs
-//      do not change, the largest component does not move, or in iteration 5.
+//      signs do not change, the largest component does not move, or iteration 5 is done.
 //   3. Try an alternating vector too, against cancellation, and return the larger bound.
 //
 // Sources: W. W. Hager, SIAM J. Sci. Stat. Comput. 5 (1984); N. J. Higham, ACM Trans. Math. Softw. 14 (1988).

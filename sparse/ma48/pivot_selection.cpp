@@ -180,7 +180,8 @@ class PivotSelection {
 #endif
 };
 
-/// Returns the threshold within 0 .. 1; a NaN stays one, and then no element passes.
+/// Returns the threshold within 0 .. 1. A NaN stays one, which no element passes: by the contract the
+/// analysis then finds no pivot and warns of a deficient rank.
 double clamped_threshold(double u) { return u > 1.0 ? 1.0 : (u < 0.0 ? 0.0 : u); }
 
 PivotSelection::PivotSelection(const PivotArguments& x)

@@ -78,9 +78,9 @@ class SolveRun {
         nn_(trans == 0 ? n : m),
         trans_(trans),
         job_(job),
-        factorLength_(la - (keep.off_diagonal_start(n + 1) - 1)),
-        mostRefinements_(ma48_icntl(icntl, MA48_ICNTL_MOST_REFINEMENTS)),
-        leastFall_(ma48_cntl(cntl, MA48_CNTL_REFINEMENT_FACTOR)),
+        factor_length_(la - (keep.off_diagonal_start(n + 1) - 1)),
+        most_refinements_(ma48_icntl(icntl, MA48_ICNTL_MOST_REFINEMENTS)),
+        least_fall_(ma48_cntl(cntl, MA48_CNTL_REFINEMENT_FACTOR)),
         a_(a),
         irn_(irn),
         keep_(keep),
@@ -99,7 +99,7 @@ class SolveRun {
   void permute_right_hand_side();  // to the order of the factors
   int solve_with_errors();         // JOB > 1: X, in permuted order, and its errors
   int refine();
-  void restore_better(double error, double errorBefore);
+  void restore_better(double error, double error_before);
   void find_residual();  // the residual, |A||X| and the row sums, for the present X
   void find_backward_errors();
   void note(Index i, Category category);
@@ -117,9 +117,9 @@ class SolveRun {
   bool estimates() const { return job_ == MA48_SOLVE_FORWARD_ERROR && m_ == n_; }
 
   const int m_, n_, mm_, nn_, trans_, job_;
-  const int factorLength_;
-  const int mostRefinements_;
-  const double leastFall_;
+  const int factor_length_;
+  const int most_refinements_;
+  const double least_fall_;
   const double* const a_;
   const int* const irn_;
   const KeepView<const int> keep_;
@@ -128,8 +128,8 @@ class SolveRun {
   const SolveWork w_;
   const OneBased<int> iw_;
   int icntl5_[kMa50IcntlLength] = {};
-  double om1_ = 0.0, om2_ = 0.0;          // backward errors of the two categories of rows
-  double keptOm1_ = 0.0, keptOm2_ = 0.0;  // those of the X that is kept
+  double om1_ = 0.0, om2_ = 0.0;            // backward errors of the two categories of rows
+  double kept_om1_ = 0.0, kept_om2_ = 0.0;  // those of the X that is kept
   double xmax_ = 0.0;
 };
 
@@ -165,12 +165,12 @@ void SolveRun::solve(int trans, double* b, double* x, double* work) {
   const double* const fact = a_ + newne;
   const int* const irnf = irn_ + newne;
   if (blocks == 1 && keep_.block_kind(1) >= 0) {
-    const int naturalOrder = 0, np = keep_.block_kind(1);
-    int unusedStatus[kMa50InfoLength];
-    MA50CD(&m_, &n_, icntl5_, &naturalOrder, &np, &trans, &factorLength_, fact, irnf, &keep_.lower_end(1),
-           &keep_.upper_end(1), b, x, work, unusedStatus);
+    const int natural_order = 0, np = keep_.block_kind(1);
+    int unused_status[kMa50InfoLength];
+    MA50CD(&m_, &n_, icntl5_, &natural_order, &np, &trans, &factor_length_, fact, irnf, &keep_.lower_end(1),
+           &keep_.upper_end(1), b, x, work, unused_status);
   } else {
-    ma48_block_solve(&n_, &newne, &factorLength_, fact, a_, irnf, irn_, &keep_.diagonal_start(1),
+    ma48_block_solve(&n_, &newne, &factor_length_, fact, a_, irnf, irn_, &keep_.diagonal_start(1),
                      &keep_.off_diagonal_start(1), &blocks, &keep_.block_order(1), &keep_.lower_end(1),
                      &keep_.upper_end(1), b, x, &trans, icntl5_, work);
   }
@@ -179,7 +179,7 @@ void SolveRun::solve(int trans, double* b, double* x, double* work) {
 int SolveRun::solve_with_errors() {
   std::fill(x_.data(), x_.data() + nn_, 0.0);
   std::copy_n(w_.right_hand_side.data(), mm_, rhs_.data());
-  if (mostRefinements_ < 1) return MA48_STATUS_NOT_CONVERGED;
+  if (most_refinements_ < 1) return MA48_STATUS_NOT_CONVERGED;
   const int status = refine();
   return status == MA48_STATUS_OK && estimates() ? estimate_forward_error() : status;
 }
@@ -196,27 +196,27 @@ int SolveRun::refine() {
     if (job_ == MA48_SOLVE_BACKWARD_ERRORS) return MA48_STATUS_OK;
     const double error = om1_ + om2_;
     if (error + 1.0 <= 1.0) return MA48_STATUS_OK;
-    if (iteration > 1 && !(error <= before * leastFall_)) {
+    if (iteration > 1 && !(error <= before * least_fall_)) {
       restore_better(error, before);
       return MA48_STATUS_OK;
     }
     std::copy_n(x_.data(), nn_, w_.kept.data());
-    keptOm1_ = om1_;
-    keptOm2_ = om2_;
+    kept_om1_ = om1_;
+    kept_om2_ = om2_;
     before = error;
-    if (iteration >= mostRefinements_ || std::isnan(error)) return MA48_STATUS_NOT_CONVERGED;
+    if (iteration >= most_refinements_ || std::isnan(error)) return MA48_STATUS_NOT_CONVERGED;
   }
 }
 
-void SolveRun::restore_better(double error, double errorBefore) {
-  if (error <= errorBefore) return;
+void SolveRun::restore_better(double error, double error_before) {
+  if (error <= error_before) return;
   std::copy_n(w_.kept.data(), nn_, x_.data());
   if (estimates()) {  // by the sums and categories that belong to this X
     find_residual();
     find_backward_errors();
   }
-  om1_ = keptOm1_;
-  om2_ = keptOm2_;
+  om1_ = kept_om1_;
+  om2_ = kept_om2_;
 }
 
 void SolveRun::find_residual() {
@@ -358,9 +358,9 @@ void SolveRun::restore_order() {
 }
 
 /// Prints what a status means.
-void report(const Diagnostics& diagnostics, int status, int mostRefinements) {
+void report(const Diagnostics& diagnostics, int status, int most_refinements) {
   if (status == MA48_STATUS_NOT_CONVERGED)
-    diagnostics.error(texts::kSolveNonconvergence, {status, mostRefinements});
+    diagnostics.error(texts::kSolveNonconvergence, {status, most_refinements});
   if (status == MA48_STATUS_NO_FORWARD_ERROR) diagnostics.error(texts::kSolveEstimator);
 }
 

@@ -1,4 +1,11 @@
-// The end of both drivers: pivots of blocks of order 1, the off-diagonal part, and what INFO and RINFO tell.
+// What both drivers do beside the kernels, in the order of a call:
+//
+//   1. store_singleton(): store the pivot of a block of order 1, which needs no elimination;
+//   2. store_off_diagonal_part(): write the entries off the diagonal blocks by rows, when all blocks are
+//   done;
+//   3. report_figures(): set the errors -3, -4 and -5 of shortages; count the entries of the matrix and its
+//      factors; warn of entries that were dropped and of missing pivots; set INFO(22) and INFO(23), the
+//      lengths that ma38bd_ needs.
 
 #include "sparse/ma38/blocks/driver_end.h"
 
@@ -59,8 +66,10 @@ void count_entries(const DriverFigures& f, const FactorTop<int>& top, bool good,
       results(MA38_RINFO_LEVEL1_FLOPS) + results(MA38_RINFO_LEVEL2_FLOPS) + results(MA38_RINFO_LEVEL3_FLOPS);
 }
 
-/// Sets the lengths that a refactorisation needs: of INDEX, the largest of what the conversion, the grouping
-/// of the entries and the replay need, without the pattern, whose words the call adds at last.
+/// Sets INFO(22) and INFO(23), the lengths of INDEX and VALUE that a refactorisation by ma38bd_ needs.
+/// INFO(22) is the largest of what the conversion, the grouping of the entries and the replay need;
+/// FactorCall::keep_factors() adds the words of the pattern to it at the end of the call. INFO(23) is the
+/// most reals that the refactorisation holds at once.
 void set_refactorisation_needs(const DriverFigures& f, const FactorTotals& totals, const Results& results) {
   const Wide n = f.n, nz = f.nz, ne = f.ne, maxl = totals.maxl, maxu = totals.maxu;
   const Wide elements = totals.elements;

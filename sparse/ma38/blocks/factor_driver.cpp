@@ -1,8 +1,7 @@
 // The driver of ma38ad_.
 //
 //   1. Reserve the permutations and seven words at the top of the space.
-//   2. If asked for, permute to block triangular form; with several blocks, keep their starts at the top,
-//   too.
+//   2. If asked for, permute to block triangular form; with several blocks, keep their starts at the top.
 //   3. Factorise the blocks, the last one first.
 //   4. Make the pointers to blocks relative: count them from where the LU elements begin, not from the space.
 //   5. Write the off-diagonal part below the LU elements.

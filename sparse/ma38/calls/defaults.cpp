@@ -24,7 +24,7 @@ int ma38id_(int* keep, double* cntl, int* icntl) {
   integer(MA38_ICNTL_MOST_REFINEMENTS) = 0;
   const int epsilon = 1;
   std::fill(cntl, cntl + MA38_CNTL_LENGTH, 0.0);
-  real(MA38_CNTL_PIVOT_TOLERANCE) = 0.1;
+  real(MA38_CNTL_THRESHOLD) = 0.1;
   real(MA38_CNTL_GROWTH) = 2.0;
   real(MA38_CNTL_EPSILON) = corvidnum::FD05AD(&epsilon);
   std::fill(keep + MA38_KEEP_INDEX_END, keep + MA38_KEEP_LENGTH, 0);  // where the factors are stays

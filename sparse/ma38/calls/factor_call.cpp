@@ -1,4 +1,14 @@
-// The arguments, checks and results of the two routines that factorise.
+// What ma38ad_ and ma38bd_ do before and after the factorisation itself:
+//
+//   begin()                   clear INFO, RINFO and KEEP, and dump the arguments;
+//   order_is_good(), arrays_are_long_enough()  check N, NE, LINDEX and LVALUE, in this order;
+//   convert()                 turn the triplets into columns at the bottom of both arrays;
+//   space(), columns()        give the drivers their work space and the matrix; with JOB = 1 the space begins
+//                             above the columns and a second copy of their starts;
+//   keep_factors()            with JOB = 1, move the columns up to stand directly below the factors; write
+//                             the scalars at the top of INDEX and KEEP(1) .. KEEP(5); add the words of the
+//                             pattern to INFO(22);
+//   end()                     after an error, clear KEEP(1) .. KEEP(5); dump the results.
 
 #include "sparse/ma38/calls/factor_call.h"
 #include "sparse/ma38/print/print.h"

@@ -35,7 +35,7 @@ class FactorCall {
  protected:
   /// Clears INFO, RINFO and the first `reset_keep` elements of KEEP, and dumps the arguments.
   void begin(int reset_keep);
-  /// Clears KEEP(1) to KEEP(5) after an error, limits the lengths used to what there is, and dumps the
+  /// Clears KEEP(1) to KEEP(5) after an error, caps INFO(18) and INFO(20) at LINDEX and LVALUE, and dumps the
   /// results.
   void end();
   /// Sets the status and issues the message. Returns false.

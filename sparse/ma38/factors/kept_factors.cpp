@@ -1,4 +1,7 @@
-// Checks that the host's arrays hold what a factorisation leaves. They may have been damaged or mixed up.
+// Refuses a damaged KEEP or INDEX: checks that the host's arrays hold what a factorisation leaves. They may
+// have been damaged or mixed up. ma38bd_ (calls/refactor.cpp), ma38cd_ (calls/solve.cpp) and the query of the
+// blocks (calls/queries.cpp) call these checks and return MA38_STATUS_CORRUPTED, -7; the dump of the
+// arguments (print/factors.cpp) then leaves the factors out.
 //
 // Invariant: no word is read before it is known to lie inside its array, and no sum of words is formed in
 // int. The checks of lists have no early exit inside their loops, so that the compiler can vectorise them.

@@ -354,7 +354,8 @@ void scan_row(Frontal& f, Index row, bool marked, Index& chain) {
                    std::min<Wide>(degree, f.remaining - 1 - f.front.column_count));
 }
 
-/// Sets back the counters that link the elements of a scan: they have nothing outside in that direction.
+/// Resets the counters that served as links of the scan's list to the stamp: the elements have nothing
+/// outside in that direction.
 void restore(const Frontal& f, Index chain, OneBased<int> counter) {
   while (chain != f.nd + 1) {
     const Index next = -counter(chain);

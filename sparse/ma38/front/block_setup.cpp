@@ -6,7 +6,8 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-/// The kernel's order of the block's rows or columns, told by numbers of the matrix.
+/// Composes the block's slice of a permutation with the kernel's order of its rows or columns, which is
+/// overwritten.
 void compose(const OneBased<int>& permutation, const OneBased<int>& order, Index n) {
   for (Index k = 1; k <= n; ++k) order(k) = permutation(order(k));
   for (Index k = 1; k <= n; ++k) permutation(k) = order(k);

@@ -16,7 +16,8 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-/// A column of the matrix as it was given: original rows if it is preserved, else rows of the block.
+/// Bounds a column of the matrix as it was given, places begin .. end-1: original rows if the matrix is
+/// preserved, else rows of the block.
 struct Source {
   Index begin, end;
 };
@@ -26,7 +27,7 @@ Source source_of(const Block& block, Index k) {
   return {block.matrix.ap(column), block.matrix.ap(column + 1)};
 }
 
-/// The row of the block at place p; below 1: of an earlier block.
+/// Returns the row of the entry at place p, numbered within the block; below 1: it is of an earlier block.
 Index local_row(const Block& block, Index p) {
   const Index row = block.matrix.ai(p);
   return block.preserved && block.several ? block.row_position(row) - block.first + 1 : row;
@@ -37,6 +38,7 @@ Index position_in(const OneBased<T>& space, const OneBased<T>& part, Index p) {
   return part.data() - space.data() + p;
 }
 
+/// Writes the header of a column object. Returns the end of the object.
 Index write_header(Frontal& f, Index object, Index entries, Index values) {
   std::fill_n(&f.word(object, 0), kColumnHeader, 0);
   f.word(object, kLength) = to_int(kColumnHeader + entries);
@@ -46,8 +48,9 @@ Index write_header(Frontal& f, Index object, Index entries, Index values) {
   return object + kColumnHeader + entries;
 }
 
-/// From the last to the first, each up by the vectors and the headers in front of it. The vectors take the
-/// place of the entries, so they are written when all is moved.
+/// Makes objects of the columns in place: moves each up by the vectors and the headers in front of it, from
+/// the last column to the first. The vectors take the place of the entries, so they are written when all is
+/// moved.
 void shift_columns(Frontal& f, const Block& block, Index begin) {
   Space& space = f.space;
   const Index shift = f.store.objects_begin() - begin;
@@ -70,6 +73,7 @@ void shift_columns(Frontal& f, const Block& block, Index begin) {
   space.set_int_head(object);
 }
 
+/// Makes objects of the columns behind the heads, as copies; the matrix is preserved.
 void copy_columns(Frontal& f, const Block& block) {
   Space& space = f.space;
   Index object = f.store.objects_begin(), value = space.xhead;
@@ -103,7 +107,7 @@ KernelVectors lay_out_vectors(const Block& block, Index dn, const Space& space, 
   return {rows, columns, row_map, col_map, scratch, heads, {cp, rp, rt, ro}};
 }
 
-/// Where the block's words begin: behind the heads, or what is to be consumed.
+/// Return where the block's words and reals begin: at the heads, or at the columns that are consumed.
 Index first_int(const Block& block, const Space& space) {
   return block.preserved ? Index{space.ihead} : position_in(space.ints, block.matrix.ai, block.matrix.ap(1));
 }
@@ -111,7 +115,7 @@ Index first_real(const Block& block, const Space& space) {
   return block.preserved ? Index{space.xhead} : position_in(space.reals, block.matrix.ax, block.matrix.ap(1));
 }
 
-/// What is needed already, but for the block's columns and the tails.
+/// Returns what is needed already by neither the block's columns nor the tails.
 Space::Words needed_elsewhere(const Block& block, const BlockCounts& counts, const Space& space) {
   return {space.ineed - kColumnHeader * block.order - counts.entries - (space.ints.size() - space.itail + 1),
           space.xneed - counts.entries - (space.reals.size() - space.xtail + 1)};

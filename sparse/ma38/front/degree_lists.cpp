@@ -1,4 +1,14 @@
-// Degree lists: chains of newcomers and of columns put back, over ordered sets (see the header).
+// Degree lists: keeps the columns that may become pivotal by their degree bounds. The header draws a list and
+// numbers the invariants.
+//
+//   enter()         pushes a column on the chain of newcomers of its degree, in constant time;
+//   put_back()      pushes a candidate on the chain under the newcomers, in constant time;
+//   leave()         unlinks a column from its chain, or finds it in the ordered set and removes it, which
+//                   takes as many steps as a number has bits;
+//   remove_first()  goes up to the lowest list that is not empty. Takes the candidate put back last or, if
+//                   there is none, moves all newcomers into the ordered set and takes its lowest number.
+// The ordered set is a digital heap tree, as in the radix priority search trees of E. M. McCreight, SIAM J.
+// Comput. 14 (1985): each root is the lowest number of its part, and a bit decides between the halves below.
 
 #include "sparse/ma38/front/degree_lists.h"
 
@@ -17,25 +27,25 @@ void DegreeLists::clear() {
 
 int& DegreeLists::below_newcomers(Index degree) const {
   int& head = heads_(degree);
-  return head < 0 ? word8(-head) : head;
+  return head < 0 ? back_link(-head) : head;
 }
 
 int& DegreeLists::ordered(Index degree) const {
   int& below = below_newcomers(degree);
-  return is_in_chain(below) ? word8(below) : below;
+  return is_in_chain(below) ? back_link(below) : below;
 }
 
 // ---- Chains
 
-/// The column becomes the first of a chain; `first` is the present one, 0: there is none, and `below`
+/// Makes the column the first of a chain. `first` is the present first one (0: there is none), and `below`
 /// follows.
 inline void DegreeLists::push(int column, int first, int below) const {
-  word7(column) = ~first;
+  next_link(column) = ~first;
   if (first != 0) {
-    word8(column) = word8(first);
-    word8(first) = column;
+    back_link(column) = back_link(first);
+    back_link(first) = column;
   } else {
-    word8(column) = below;
+    back_link(column) = below;
   }
 }
 
@@ -57,15 +67,15 @@ void DegreeLists::put_back(Index column) {
 }
 
 void DegreeLists::unlink(Index degree, int column) const {
-  const int follower = next(column), word = word8(column);
+  const int follower = next(column), back = back_link(column);
   int& below = below_newcomers(degree);
-  if (follower != 0) word8(follower) = word;
+  if (follower != 0) back_link(follower) = back;
   if (heads_(degree) == -column) {
-    heads_(degree) = follower != 0 ? -follower : word;
+    heads_(degree) = follower != 0 ? -follower : back;
   } else if (below == column) {
-    below = follower != 0 ? follower : word;
+    below = follower != 0 ? follower : back;
   } else {
-    word7(word) = ~follower;
+    next_link(back) = ~follower;
   }
 }
 
@@ -76,28 +86,28 @@ void DegreeLists::insert(int* link, int column) const {
     const int root = *link;
     if (column < root) {  // it takes the place, and the root goes down
       *link = column;
-      word7(column) = word7(root);
-      word8(column) = word8(root);
+      lower_half(column) = lower_half(root);
+      upper_half(column) = upper_half(root);
       column = root;
     }
-    link = (column & bit) == 0 ? &word7(*link) : &word8(*link);
+    link = (column & bit) == 0 ? &lower_half(*link) : &upper_half(*link);
   }
   *link = column;
-  word7(column) = word8(column) = 0;
+  lower_half(column) = upper_half(column) = 0;
 }
 
 int* DegreeLists::find(int* link, int column) const {
   for (int bit = highest_bit_; *link != column; bit /= 2)
-    link = (column & bit) == 0 ? &word7(*link) : &word8(*link);
+    link = (column & bit) == 0 ? &lower_half(*link) : &upper_half(*link);
   return link;
 }
 
-/// The lowest number below takes the place of one that has left, and so on down.
+/// Removes the root at the link: the lowest number below takes its place, and so on down.
 void DegreeLists::remove(int* link) const {
-  int lower = word7(*link), upper = word8(*link);
+  int lower = lower_half(*link), upper = upper_half(*link);
   while ((*link = lower != 0 ? lower : upper) != 0) {
-    int& new_lower = word7(*link);
-    int& new_upper = word8(*link);
+    int& new_lower = lower_half(*link);
+    int& new_upper = upper_half(*link);
     const int below_lower = new_lower, below_upper = new_upper;
     if (lower != 0) {
       new_upper = upper;
@@ -114,7 +124,7 @@ void DegreeLists::remove(int* link) const {
 void DegreeLists::order_newcomers(Index degree) const {
   int column = -heads_(degree);
   if (column < 0) return;
-  heads_(degree) = word8(column);
+  heads_(degree) = back_link(column);
   int* const root = &ordered(degree);
   while (column != 0) {
     const int follower = next(column);
@@ -160,7 +170,7 @@ bool DegreeLists::is_sound_chain(Index degree, int first) const {
   Index length = 0;
   for (int column = first; column != 0; column = next(column)) {
     if (!is_member(degree, column) || !is_in_chain(column) || ++length > heads_.size()) return false;
-    if (next(column) != 0 && word8(next(column)) != column) return false;
+    if (next(column) != 0 && back_link(next(column)) != column) return false;
   }
   return true;
 }
@@ -168,9 +178,10 @@ bool DegreeLists::is_sound_chain(Index degree, int first) const {
 bool DegreeLists::is_sound_set(Index degree, int root, int parent, const Part& part) const {
   if (root == 0) return true;
   if (!is_member(degree, root) || root <= parent || (root & part.parted) != part.prefix) return false;
-  if (word7(root) < 0 || (part.bit == 0 && (word7(root) != 0 || word8(root) != 0))) return false;
-  return is_sound_set(degree, word7(root), root, part.lower()) &&
-         is_sound_set(degree, word8(root), root, part.upper());
+  if (lower_half(root) < 0 || (part.bit == 0 && (lower_half(root) != 0 || upper_half(root) != 0)))
+    return false;
+  return is_sound_set(degree, lower_half(root), root, part.lower()) &&
+         is_sound_set(degree, upper_half(root), root, part.upper());
 }
 
 bool DegreeLists::consistent() const {

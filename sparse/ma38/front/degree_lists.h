@@ -15,9 +15,9 @@ namespace ma38 {
 ///   newcomers (a chain) -> put back (a chain, the last one first) -> the others (an ordered set)
 ///
 /// Each of the three can be missing. heads(d) is the first column of the list, negative if that is a
-/// newcomer. Two words of each column object hold its links, which are column numbers, as objects move:
+/// newcomer. Two words of each column object hold its links. They are column numbers, because objects move:
 ///
-///                           | word 7                             | word 8
+///                           | first link (kFirstLink)            | second link (kSecondLink)
 ///   first of a chain        | ~next                              | the first column below the chain
 ///   other member of a chain | ~next                              | previous
 ///   member of the set       | root of the lower half below it    | root of the upper half below it
@@ -29,7 +29,7 @@ namespace ma38 {
 ///  1. a column in a list has that list's number as its degree bound, and is in it once;
 ///  2. lists below least() are empty;
 ///  3. heads(d) is negative exactly if the list has newcomers;
-///  4. word 7 is negative exactly in chains, which are linked both ways;
+///  4. the first link is negative exactly in chains, which are linked both ways;
 ///  5. a member of the set is lower than all below it, and they agree with it in the bits parted so far.
 class DegreeLists {
  public:
@@ -67,11 +67,16 @@ class DegreeLists {
 
  private:
   int& word(Index column, Index which) const { return ints_(objects_(column) + which); }
-  int& word7(int column) const { return word(column, kFirstLink); }
-  int& word8(int column) const { return word(column, kSecondLink); }
+  // The two links of a column, by the names of their uses: in a chain, and in the ordered set.
+  int& next_link(int column) const { return word(column, kFirstLink); }  // ~next
+  int& back_link(int column) const {
+    return word(column, kSecondLink);
+  }  // previous, or what is below the chain
+  int& lower_half(int column) const { return word(column, kFirstLink); }
+  int& upper_half(int column) const { return word(column, kSecondLink); }
   Index degree_of(Index column) const { return word(column, kDegree); }
-  bool is_in_chain(int column) const { return column != 0 && word7(column) < 0; }
-  int next(int column) const { return ~word7(column); }
+  bool is_in_chain(int column) const { return column != 0 && next_link(column) < 0; }
+  int next(int column) const { return ~next_link(column); }
 
   int& below_newcomers(Index degree) const;  // link to the first of those put back, else to the root
   int& ordered(Index degree) const;          // link to the root of the set
@@ -102,8 +107,8 @@ class DegreeLists {
   void visit_set(int root, const Visit& visit) const {  // no deeper than a number has bits
     if (root == 0) return;
     visit(Index{root});
-    visit_set(word7(root), visit);
-    visit_set(word8(root), visit);
+    visit_set(lower_half(root), visit);
+    visit_set(upper_half(root), visit);
   }
 
   OneBased<int> heads_, objects_, ints_;

@@ -118,8 +118,7 @@ void renew_degrees(Frontal& f) {
   }
 }
 
-/// Raises the stamp above all counters of this front, which so become out of date. Starts it anew, and the
-/// counters with it, before one could overflow.
+/// Advances the stamp, which makes this front's counters stale; near INT_MAX resets stamp and counters.
 void advance_stamp(Frontal& f) {
   f.stamp += 1 + f.largest_front;
   if (f.stamp + f.n < INT_MAX) return;

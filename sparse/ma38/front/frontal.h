@@ -90,7 +90,8 @@ void set_frontal_checks(bool every_step);
 
 // ---- Columns of the block (column_objects.cpp)
 
-/// Returns the largest number of entries of a column that is not held as a dense one.
+/// Returns the dense-column limit, max(0, KEEP(7), KEEP(8) sqrt(n)) for a block of order n: a column with
+/// more entries is held as a dense one, an element of its own.
 Index dense_limit(const Block& block, const FrontControls& controls);
 /// Counts the entries and the dense columns of a block.
 BlockCounts count_block(const Block& block, Index limit);

@@ -7,8 +7,7 @@
 //   3. assemble(): add original entries and contribution blocks that have come to lie inside, and renew the
 //      degree bounds.
 //   4. eliminate the pivot; extend the front by a pivot whose row and column fit; store the batch of pivots
-//   as
-//      an LU element when the front would grow over it, and repeat from 3.
+//      as an LU element when the front would grow over it, and repeat from 3.
 //   5. end_front(): what is left of the front becomes a contribution block, which waits for its assembly.
 // end_block() numbers the pivots and elements when no column has an acceptable pivot any more.
 //

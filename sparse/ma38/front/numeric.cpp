@@ -2,8 +2,7 @@
 //   1. choose the column of the front of least degree bound, and assemble it whole, updated by the pending
 //      pivots, in the work column; its new rows come into the front;
 //   2. choose an acceptable row among those that were in the front before; its new columns come in. If they
-//   do
-//      not fit, or there is no such row, the newcomers leave again and the front ends;
+//      do not fit, or there is no such row, the newcomers leave again and the front ends;
 //   3. when enough updates are pending, or the front grows over the batch, apply them to the live part;
 //   4. exchange the pivot's row and column with the last live ones, into the next slot of the corner.
 // Updates are made in the order of elimination: the sums, and so the rounding, depend on it.
@@ -21,7 +20,7 @@ namespace {
 constexpr double kOne = 1.0, kMinusOne = -1.0;
 constexpr int kUnitStep = 1;
 
-/// The rows and columns of the front before an extension is tried.
+/// Counts the rows and columns of the front before an extension is tried.
 struct Extent {
   Index rows, columns;
 };
@@ -39,7 +38,8 @@ void retire(Frontal& f, const Pivot& pivot) {
   f.front.column_offset(pivot.column) = kPivotalColumn;
 }
 
-/// Puts columns whose element in the pivot row is infinite or NaN out for good: they have no finite factors.
+/// Excludes columns whose element in the pivot row is infinite or NaN from pivoting for the rest of the
+/// block: they have no finite factors.
 void drop_infinite_columns(Frontal& f, Index pivot_row) {
   for (Index j = 0; j < f.front.column_count; ++j) {
     if (!std::isfinite(f.front.at(pivot_row, j))) column_degree(f, f.front.columns(j + 1)) = dead_column(f);
@@ -70,20 +70,21 @@ void eliminate(Frontal& f, const Pivot& pivot) {
 
 int as_int(Index value) { return static_cast<int>(value); }
 
-/// Up to this many products a plain loop is quicker than a call of the BLAS.
+/// Limits the products for which a plain loop is quicker than a call of the BLAS.
 constexpr Index kFewProducts = 128;
 
 void subtract_multiple(const double* __restrict x, double factor, double* __restrict y, Index count) {
   for (Index i = 0; i < count; ++i) y[i] -= x[i] * factor;
 }
 
-/// y -= L of the pending pivots times x, their entries in a column; in the order of elimination, from the
-/// last column of L to the first.
+/// Subtracts L of the pending pivots times x, their entries in a column, from y; in the order of elimination,
+/// from the last column of L to the first.
 void subtract_pivots(const double* l, Index ld, const double* x, Index pending, double* y, Index rows) {
   for (Index p = pending - 1; p >= 0; --p) subtract_multiple(l + p * ld, x[p], y, rows);
 }
 
-/// y (live rows) -= L of the pending pivots times what their rows have in `column`.
+/// Updates a column of the live rows by the pending pivots: y -= L times what the pivot rows have in
+/// `column`.
 void update_column(const Front& front, Index column, double* y, Index rows) {
   const Index pending = front.pending();
   if (rows == 0 || pending == 0) return;
@@ -97,7 +98,7 @@ void update_column(const Front& front, Index column, double* y, Index rows) {
   dgemv_("N", &m, &n, &kMinusOne, l, &ld, x, &kUnitStep, &kOne, y, &kUnitStep, 1);
 }
 
-/// Row `row` over the live columns -= its L entries of the pending pivots times their U.
+/// Subtracts, over the live columns, the row's L entries of the pending pivots times their U from row `row`.
 void update_row(const Front& front, Index row, Index first_pending, Index pending) {
   if (front.column_count == 0 || pending == 0) return;
   const double* u = &front.at(front.max_rows - first_pending, 0);

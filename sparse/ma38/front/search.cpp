@@ -1,13 +1,13 @@
-// Pivot search. Columns are taken from the degree lists, lowest degree bound first, until enough of them have
-// an acceptable row. For each:
+// Pivot search (Markowitz cost, threshold pivoting). Columns are taken from the degree lists, lowest degree
+// bound first, until ICNTL(5) of them have an acceptable row. For each:
 //   1. gather its original entries and what its elements hold, behind the head of the reals; the count is its
 //      true degree, which replaces the bound;
-//   2. take the rows whose entries pass the threshold test, and of these the one of least degree bound, or
-//   the
-//      diagonal if it is preferred and passes;
+//   2. choose_row(): take the rows whose entries pass the threshold test of CNTL(1) (PivotTest in
+//      pivot_test.h), and of these the one of least degree bound, or the diagonal if it is preferred and
+//      passes;
 //   3. its Markowitz cost is (row bound - 1) (column degree - 1).
 // The first candidate of least cost wins; the others go back on top of their lists. A column without an
-// acceptable row is out for good.
+// acceptable row is excluded from pivoting for the rest of the block.
 
 #include "sparse/ma38/front/pivot_test.h"
 #include "sparse/ma38/front/steps.h"
@@ -15,6 +15,9 @@
 namespace corvidnum {
 namespace ma38 {
 
+/// Chooses a pivot row by the threshold test: a row is acceptable if the magnitude of its value is at least
+/// CNTL(1) times `amax` (see PivotTest, and FrontControls for the clamped CNTL(1)). The preferred diagonal
+/// wins if it is acceptable; else, of the acceptable rows, the one of least degree bound.
 RowChoice choose_row(const Frontal& f, const int* rows, const double* values, Index count, Index diagonal,
                      double amax) {
   RowChoice choice;

@@ -51,7 +51,7 @@ struct EntryCounts {
   Wide all = 0, dense = 0;
 };
 
-/// Columns over the limit become elements; ro and rt count the columns and elements of each row.
+/// Turns columns over the limit into elements, and counts the columns of each row in ro, its elements in rt.
 EntryCounts count_rows(Frontal& f) {
   EntryCounts counts;
   Index element = f.n;
@@ -73,7 +73,7 @@ EntryCounts count_rows(Frontal& f) {
   return counts;
 }
 
-/// The columns of dense elements, with what slack can be shared out.
+/// Makes the new column objects of dense elements, with `slack` words of room each.
 void make_dense_columns(Frontal& f, Index slack) {
   for (Index element = f.n + 1; element <= f.nd; ++element) {
     const Index values = f.rp(element), col = f.word(values, kDenseColumn),
@@ -88,7 +88,7 @@ void make_dense_columns(Frontal& f, Index slack) {
   }
 }
 
-/// Rows of the right length, with their tuples and columns still to be filled in and counted again.
+/// Makes row objects of the right length. Their tuples and columns are filled in, and counted again, later.
 void make_rows(Frontal& f) {
   for (Index row = 1; row <= f.n; ++row) {
     const Index length = kRowHeader + f.ro(row) + 2 * Index{f.rt(row)}, object = f.space.push_ints(length);

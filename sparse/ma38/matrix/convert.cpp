@@ -103,8 +103,8 @@ void Conversion::sort_into_columns(Index nz) {
   }
 }
 
-/// No entry is overwritten before it is read: entry `place` is written after entry q >= place of the sorted
-/// ones was read, and these stand above.
+/// Sums duplicates in place. Safe, since writing never overtakes reading: entry `place` is written after the
+/// sorted entry q >= place was read, and the sorted entries stand above.
 Index Conversion::sum_duplicates() {
   // w(i) is the place of row i in the present column if it is not below the column's start, else of an
   // earlier one.

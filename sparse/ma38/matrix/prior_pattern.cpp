@@ -122,9 +122,9 @@ void ArrowMaker::sum(Index start) {
   }
 }
 
-/// Writes entries to the ends of what is free in their arrows.
+/// Writes entries into their arrows. Each arrow fills from its end down.
 struct ArrowMaker::Target {
-  OneBased<int> end;  // of the free part of each arrow, numbered from position `first`
+  OneBased<int> end;  // end(k - first + 1) is the last place written in arrow k, or where the arrow ends
   Index first;
   OneBased<int> words;
   OneBased<double> reals;

@@ -57,7 +57,7 @@ void dump_controls(const Dump& dump, const PrintArguments& a) {
             icntl(MA38_ICNTL_PREFER_DIAGONAL));
   dump.line(kBlockSizeLine, icntl(MA38_ICNTL_BLOCK_SIZE));
   dump.line(kRefinementLine, icntl(MA38_ICNTL_MOST_REFINEMENTS));
-  dump.line(kToleranceLine, cntl(MA38_CNTL_PIVOT_TOLERANCE));
+  dump.line(kToleranceLine, cntl(MA38_CNTL_THRESHOLD));
   dump.line(kGrowthLine, cntl(MA38_CNTL_GROWTH));
   dump.line(kDense1Line, keep(MA38_KEEP_DENSE1));
   dump.line(kDense2Line, keep(MA38_KEEP_DENSE2));

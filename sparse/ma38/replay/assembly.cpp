@@ -50,9 +50,10 @@ void add_arrows(Replay& f, const Element& element) {
 
 namespace {
 
-/// Lists the rows of a child that are to be added.
+/// Lists the rows of a child that are to be added: row offsets[k] of the child goes to row places[k] of the
+/// front.
 struct ChildRows {
-  int *places, *offsets;  // [count] in the front, in the child; from 0
+  int *places, *offsets;  // [count] both from 0
   Index count = 0;
   bool all = false;      // all rows of the child are added, in order
   bool gapless = false;  // and their places in the front are neighbours

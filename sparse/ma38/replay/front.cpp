@@ -1,4 +1,16 @@
-// Beginning, continuation and end of a front: which rows and columns stand where, before values are added.
+// Opens, extends and ends the front of the replay: gives rows and columns their places before values are
+// assembled.
+//
+//   begin_front()     reserves a front of the size that the chain needs, puts the rows and columns of the
+//                     element's lists at its top left in list order and the pivots behind them, and clears
+//                     it;
+//   continue_front()  moves the pivots of the next element from where they are to the slots behind the live
+//                     part as it will be, fills their places with the last live rows and columns, appends the
+//                     new ones, and clears what is new;
+//   end_front()       leaves the live part as a contribution block: in place, or in a hole if one is large
+//                     enough.
+// The lists of an element come from outside the library: a list that does not fit the front ends the replay
+// with MA38_STATUS_CORRUPTED. Invariants of the front: ReplayFront.
 
 #include <algorithm>
 

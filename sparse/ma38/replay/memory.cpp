@@ -1,4 +1,5 @@
-// Room among the reals of a replay.
+// Makes room in the reals of a replay: collects garbage when too few are free, which INFO(15) counts, and
+// flags a shortage when that does not help.
 
 #include <algorithm>
 
@@ -26,7 +27,7 @@ void note_peak(Replay& f) {
 bool room_for_reals(Replay& f, Index count) {
   if (f.space.free_reals() >= count) return true;
   f.results.add(MA38_INFO_VALUE_COLLECTIONS, 1);
-  ma38_refactor_compact(f);
+  collect_garbage(f);
   return f.space.has_reals(f.results, count);
 }
 

@@ -1,6 +1,11 @@
-// Eliminates the pivots of an element and stores it. At each pivot the active part of the front is all rows
-// and columns up to the pivot's own, which are the last. Up to block_size pivots wait before they are applied
-// to the columns left, as one rank-k update.
+// Eliminates the pivots of an element and stores its factors. For each pivot, whose row and column are the
+// last of the active part of the front:
+//   1. update the pivot column by the pivots of the batch that have not been applied to it yet;
+//   2. refuse the pivot if it is zero or not finite, or its reciprocal is not; else divide the column by it;
+//   3. when block_size pivots wait, or it is the last of the element, apply the batch to the columns left: a
+//      triangular solve and one rank-k update.
+// Then store_element() writes the pivot columns and rows at the tail. Few multiplications are done by plain
+// loops, more by the BLAS.
 
 #include <algorithm>
 

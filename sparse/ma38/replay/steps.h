@@ -53,8 +53,9 @@ struct Replay {
   Wide invalid = 0;        // entries dropped, see ReplayOutcome
 };
 
-/// Views an LU element of the pattern (see ElementWord). While its contribution block waits, its words of the
-/// lengths can be negative: then members of the list that have been assembled are negative.
+/// Views an LU element of the pattern (see ElementWord). While its contribution block waits, the length of
+/// its L or U list can be negative: this says that members of the list which have been assembled are
+/// negative.
 struct Element {
   int* words;
   Index pivots, u, l, children;  // lengths of its parts
@@ -72,15 +73,15 @@ inline Element element_of(const Replay& f, Index e) {
 
 constexpr int kGood = 0;
 
-// ---- Memory of the reals (memory.cpp, compaction.cpp)
+// ---- Memory of the reals (memory.cpp, garbage_collection.cpp)
 
 /// Raises totals.peak_reals to what factors, waiting blocks and the front take now.
 void note_peak(Replay& f);
-/// Makes sure of at least `count` free reals, after a compaction if need be, which is counted. Returns false
-/// after a shortage, which is flagged.
+/// Makes sure of at least `count` free reals, after a garbage collection if need be, which INFO(15) counts.
+/// Returns false after a shortage, which is flagged.
 bool room_for_reals(Replay& f, Index count);
 /// Moves the waiting blocks and the front down, directly behind the arrows that are left.
-void ma38_refactor_compact(Replay& f);
+void collect_garbage(Replay& f);
 /// Returns where the reals of waiting blocks end.
 inline Index waiting_end(const Replay& f) { return f.front.is_open() ? f.front.begin : Index{f.space.xhead}; }
 /// Lowers the head of the reals over a hole at the end of the list and, if no block waits, over the arrows

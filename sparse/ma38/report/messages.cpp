@@ -1,4 +1,12 @@
-// Sets statuses and issues messages: one table has the format of each by routine, code and detail.
+// Sets statuses and issues messages.
+//
+//   ma38_set_info()   merges a code into INFO(1): an error replaces what was there, -3 and -4 join to -5, and
+//                     a warning, which is a power of 2, is added unless it is in the sum or an error stands
+//                     there; then issues its message if ICNTL(3) is at least 1 (errors) or 2 (warnings);
+//   report_dropped()  issues the message about one entry, if ICNTL(3) is at least 3;
+//   ma38_report()     finds the message in one table by routine, code and detail, and writes it by the print
+//                     protocol of frame/, which is silent.
+// The first row of the table that suits wins.
 
 #include "sparse/ma38/report/messages.h"
 #include "frame/numeric_runtime.h"

@@ -6,8 +6,9 @@ namespace corvidnum {
 namespace ma38 {
 
 /// Links the owners of reals in the head of VALUE, in the order of their addresses. An owner reaches to the
-/// next one, the last to the end of the list, where the front begins or the head ends; so what an owner gives
-/// up inside its extent comes back with the extent. An owner that has released its reals is a hole.
+/// next one, the last to the end of the list, where the front begins or the head ends; so reals that an owner
+/// no longer uses are regained only when the owner is released. An owner that has released its reals is a
+/// hole.
 ///
 /// `Nodes` holds the words of the owners, which are numbered from 1, by
 ///   int& begin(node), int& next(node), int& previous(node)   next and previous: 0, none

@@ -1,4 +1,6 @@
-// Room in the store: a compaction when there is none, a shortage when that does not help.
+// Makes room in the store. When a head and its tail leave too few free words between them, garbage is
+// collected (garbage_collection.cpp), which INFO(14) counts for INDEX and INFO(15) for VALUE; when that does
+// not help, a shortage is flagged, which ends the call with -3, -4 or -5.
 
 #include "sparse/ma38/store/object_store.h"
 
@@ -19,9 +21,9 @@ ObjectStore::ObjectStore(Space& space, const Results& results, const Pointers& p
 bool ObjectStore::room_for_ints(Index count, bool leave_slack) {
   if (space_.free_ints() >= count) return true;
   results_.add(MA38_INFO_INDEX_COLLECTIONS, 1);
-  compact(leave_slack);
+  collect_garbage(leave_slack);
   // The slack must not be what is missing in the end.
-  if (leave_slack && space_.free_ints() < count) compact(false);
+  if (leave_slack && space_.free_ints() < count) collect_garbage(false);
   return space_.has_ints(results_, count);
 }
 
@@ -30,7 +32,7 @@ bool ObjectStore::room_for_both(Index ints, Index reals) {
   if (!ints_are_short && !reals_are_short) return true;
   if (ints_are_short) results_.add(MA38_INFO_INDEX_COLLECTIONS, 1);
   if (reals_are_short) results_.add(MA38_INFO_VALUE_COLLECTIONS, 1);
-  compact(false);
+  collect_garbage(false);
   const bool has_ints = space_.has_ints(results_, ints), has_reals = space_.has_reals(results_, reals);
   return has_ints && has_reals;
 }

@@ -74,15 +74,16 @@ class ObjectStore {
 
   // ---- Room. Pointers into the store are good until the next call.
 
-  /// Make sure of at least `count` free words, after a compaction if need be, which is counted. Return false
-  /// after a shortage, which is flagged in the space. leave_slack: see compact().
+  /// Make sure of at least `count` free words, after a garbage collection if need be, which INFO(14) (INDEX)
+  /// or INFO(15) (VALUE) counts. Return false after a shortage, which is flagged in the space. leave_slack:
+  /// see collect_garbage().
   bool room_for_ints(Index count, bool leave_slack = false);
   bool room_for_reals(Index count) { return room_for_both(0, count); }
-  /// Compacts once for both, counted for each that is short.
+  /// Collects garbage at most once for both arrays, counted for each that is short.
   bool room_for_both(Index ints, Index reals);
   /// Moves all objects, their reals and the front down over gaps and holes. With leave_slack, two spare words
   /// stay in each column and row object, so that not every new tuple moves its object again.
-  void compact(bool leave_slack);
+  void collect_garbage(bool leave_slack);
 
   // ---- Owners of reals
 
@@ -107,7 +108,7 @@ class ObjectStore {
   void close();
 
  private:
-  friend class Compaction;
+  friend class GarbageCollection;
 
   Space& space_;
   const Results& results_;

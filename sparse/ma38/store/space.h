@@ -21,8 +21,8 @@ namespace ma38 {
 /// Always true:
 ///  1. 1 <= ihead <= itail <= ints.size() + 1, and likewise for the reals;
 ///  2. no need is negative.
-/// A need is what would do if no word were garbage. It can be above what there is: a shortage is reported
-/// with the need of the operation that has failed.
+/// A need is the length that would suffice without garbage; it may exceed the array's length: a shortage is
+/// reported with the need of the operation that has failed.
 class Space {
  public:
   /// A value that everybody reads and only the space sets.

@@ -139,7 +139,7 @@ void collect(Frontal& f, bool slack) {
   f.word(gap, kLength) = static_cast<int>(kRowHeader + 1), f.word(gap, kDegree) = kGone;
   const Space& s = f.space;
   const Wide used = s.ints_below + s.ints.size() - s.free_ints();
-  f.store.compact(slack);
+  f.store.collect_garbage(slack);
   expect_consistent(f);
   EXPECT_GE(f.results(MA38_INFO_INDEX_USED), used);
   EXPECT_EQ(f.store.first_real() + s.xneed - f.store.elsewhere().reals - (s.reals.size() - s.xtail + 1),

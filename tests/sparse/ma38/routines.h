@@ -119,7 +119,7 @@ struct Factoring {
     ma38_set_icntl(icntl.data(), MA38_ICNTL_SEARCH_WIDTH, settings.width);
     ma38_set_icntl(icntl.data(), MA38_ICNTL_PREFER_DIAGONAL, settings.prefer_diagonal);
     ma38_set_icntl(icntl.data(), MA38_ICNTL_BLOCK_SIZE, settings.block_size);
-    ma38_set_cntl(cntl.data(), MA38_CNTL_PIVOT_TOLERANCE, settings.tolerance);
+    ma38_set_cntl(cntl.data(), MA38_CNTL_THRESHOLD, settings.tolerance);
     ma38_set_cntl(cntl.data(), MA38_CNTL_GROWTH, settings.growth);
   }
   int INFO(int number) const { return info[number - 1]; }

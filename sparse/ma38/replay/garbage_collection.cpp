@@ -1,6 +1,10 @@
-// Compaction of the reals of a replay. Arrows that have been added and holes are dropped; the contribution
-// blocks move down, packed so that their leading dimension is their number of rows; and the front follows
-// them.
+// Garbage collection in the reals of a replay, in VALUE (room_for_reals() in memory.cpp decides when):
+//
+//   1. drop arrows that have been added, and holes;
+//   2. move the contribution blocks that wait down behind the arrows that are left, in the order of the
+//      memory list, packed so that their leading dimension is their number of rows;
+//   3. move the front behind them.
+// INDEX has no garbage during a replay.
 
 #include "sparse/ma38/replay/steps.h"
 
@@ -31,7 +35,7 @@ Index pack_block(const Replay& f, Index e, Index to) {
 
 }  // namespace
 
-void ma38_refactor_compact(Replay& f) {
+void collect_garbage(Replay& f) {
   Index to = f.waiting.pack(f.arrows_end, [&f](Index e, Index place) { return pack_block(f, e, place); });
   if (f.front.is_open()) {
     move_reals(f, f.front.begin, to, f.front.size());

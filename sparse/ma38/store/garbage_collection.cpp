@@ -1,12 +1,13 @@
-// Compaction of both arrays: all gaps, holes, room between tuples and entries, and slack of leading
-// dimensions go, but for two spare words in each column and row object if that is wanted.
+// Garbage collection in INDEX and VALUE: slides all objects, their reals and the front down, over gaps,
+// holes, room between tuples and entries, and slack of leading dimensions. Two spare words stay in each
+// column and row object if that is wanted. ObjectStore's room functions decide when (object_store.cpp).
 //
 //   1. Tag the objects: word 1 of each becomes a tag that tells what it is, and its pointer keeps that word;
 //      gaps have no tag.
 //         1 .. n  contribution block | n+1 .. 2n  column | 2n+1 .. 3n  row | 3n+1 .. 3n+dn  dense element
 //   2. Slide the reals of the owners, in the order of the memory list, then the front. Holes leave the list.
 //   3. Slide the objects in the order of their addresses, and set pointers and links to their new places.
-// Reals go first: the memory list runs through objects that are garbage for step 3.
+// Reals go first: holes of the memory list are linked through freed objects, which step 3 would overwrite.
 
 #include <cstring>
 
@@ -16,9 +17,9 @@
 namespace corvidnum {
 namespace ma38 {
 
-class Compaction {
+class GarbageCollection {
  public:
-  Compaction(ObjectStore& store, bool leave_slack)
+  GarbageCollection(ObjectStore& store, bool leave_slack)
       : s_(store), space_(store.space_), p_(store.pointers_), n_(store.n_), leave_slack_(leave_slack) {}
   void run();
 
@@ -49,7 +50,7 @@ class Compaction {
   Index slack_ = 0;
 };
 
-void Compaction::run() {
+void GarbageCollection::run() {
   space_.note_use(s_.results_);  // the heads are about to fall
   tag_objects();
   pack_reals();  // first, as freed objects are still holes of the memory list
@@ -57,7 +58,7 @@ void Compaction::run() {
   s_.results_.raise(MA38_INFO_INDEX_NEEDED, space_.ineed + slack_);
 }
 
-void Compaction::tag_objects() {
+void GarbageCollection::tag_objects() {
   for (Index col = 1; col <= n_; ++col) {
     if (p_.cp(col) != 0) tag(p_.cp(col), n_ + col);
   }
@@ -68,19 +69,19 @@ void Compaction::tag_objects() {
   }
 }
 
-void Compaction::tag(int& pointer, Index tag) {
+void GarbageCollection::tag(int& pointer, Index tag) {
   int& word = s_.word(pointer, kDegree);
   pointer = word;
   word = to_int(tag);
 }
 
-int& Compaction::pointer_of(Index tag) const {
+int& GarbageCollection::pointer_of(Index tag) const {
   if (is_column(tag)) return p_.cp(tag - n_);
   return p_.rp(is_contribution(tag) ? tag : tag - 2 * n_);
 }
 
 /// Slides the owners' reals together, so that all holes leave the list, and the front behind them.
-void Compaction::pack_reals() {
+void GarbageCollection::pack_reals() {
   Index to = s_.owners_.pack(s_.first_real_,
                              [this](Index object, Index place) { return pack_values_of(object, place); });
   if (s_.front_ != 0) {
@@ -91,18 +92,19 @@ void Compaction::pack_reals() {
   space_.set_real_head(to);
 }
 
-Index Compaction::pack_values_of(Index object, Index to) {
+Index GarbageCollection::pack_values_of(Index object, Index to) {
   const Index tag = s_.word(object, kDegree);
   if (is_contribution(tag)) return pack_contribution(object, to);
-  // A dense element keeps the places of deleted rows, as tuples count them.
+  // A dense element keeps the places of deleted rows, because tuples hold offsets that count them.
   const Index count = is_column(tag) ? s_.word(object, kOwned) : pointer_of(tag);
   move_reals(s_.word(object, kValues), to, count);
   s_.word(object, kValues) = to_int(to);
   return to + count;
 }
 
-/// Squeezes the slack of the leading dimension; deleted rows and columns stay, as tuples count them.
-Index Compaction::pack_contribution(Index object, Index to) {
+/// Squeezes the slack of the leading dimension. Deleted rows and columns stay, because tuples hold offsets
+/// that count them. Returns the end of the block.
+Index GarbageCollection::pack_contribution(Index object, Index to) {
   const Index lu = s_.word(object, kLuElement);
   const Index rows = s_.word(lu, kElementL), columns = s_.word(lu, kElementU);
   int& leading = pointer_of(s_.word(object, kDegree));
@@ -117,12 +119,12 @@ Index Compaction::pack_contribution(Index object, Index to) {
   return to + rows * columns;
 }
 
-void Compaction::move_reals(Index from, Index to, Index count) {
+void GarbageCollection::move_reals(Index from, Index to, Index count) {
   if (from == to || count <= 0) return;
   std::memmove(&space_.reals(to), &space_.reals(from), sizeof(double) * static_cast<std::size_t>(count));
 }
 
-void Compaction::pack_ints() {
+void GarbageCollection::pack_ints() {
   const Index end = space_.ihead;
   Index to = s_.objects_begin();
   for (Index from = to, length; from < end; from += length) {
@@ -134,7 +136,7 @@ void Compaction::pack_ints() {
 }
 
 /// Returns the end of the object in its new place.
-Index Compaction::slide(Index from, Index to, Index tag) {
+Index GarbageCollection::slide(Index from, Index to, Index tag) {
   int& pointer = pointer_of(tag);
   Index end;
   if (is_column(tag)) {
@@ -153,8 +155,9 @@ Index Compaction::slide(Index from, Index to, Index tag) {
   return end;
 }
 
-/// Of the room between an object's front part and its tail only two spare words are kept, if at all.
-Index Compaction::slide_with_tail(Index from, Index to, Index front_part, Index tail) {
+/// Slides an object whose tail of entries stands behind room. Of this room two spare words are kept if slack
+/// is wanted and the words are there, else none. Returns the end of the object in its new place.
+Index GarbageCollection::slide_with_tail(Index from, Index to, Index front_part, Index tail) {
   const Index end = from + s_.word(from, kLength);
   const Index spare = leave_slack_ && end - to >= front_part + tail + 2 ? 2 : 0;
   move_ints(from, to, front_part);
@@ -164,18 +167,18 @@ Index Compaction::slide_with_tail(Index from, Index to, Index front_part, Index 
   return to + front_part + spare + tail;
 }
 
-void Compaction::move_ints(Index from, Index to, Index count) {
+void GarbageCollection::move_ints(Index from, Index to, Index count) {
   if (from == to || count <= 0) return;
   std::memmove(&space_.ints(to), &space_.ints(from), sizeof(int) * static_cast<std::size_t>(count));
 }
 
 /// Links the neighbours in the memory list to the object's new place. An object that owns nothing has no
 /// links.
-void Compaction::relink_owner(Index object) {
+void GarbageCollection::relink_owner(Index object) {
   if (s_.word(object, kOwned) != 0) s_.owners_.renew_links_to(object);
 }
 
-void ObjectStore::compact(bool leave_slack) { Compaction(*this, leave_slack).run(); }
+void ObjectStore::collect_garbage(bool leave_slack) { GarbageCollection(*this, leave_slack).run(); }
 
 }  // namespace ma38
 }  // namespace corvidnum
