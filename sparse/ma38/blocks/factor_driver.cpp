@@ -14,6 +14,7 @@
 #include "sparse/ma38/blocks/factor_driver.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "sparse/ma38/blocks/driver_end.h"
 #include "sparse/ma38/matrix/btf_permute.h"
@@ -183,8 +184,8 @@ double FactorDriver::find_preserved_pivot(Index position) {
 double FactorDriver::pop_consumed_pivot(Index begin) {
   if (s_.xhead == begin) return 0.0;
   const double pivot = in_.matrix.ax(begin);
-  s_.set_heads(begin);
-  s_.release(1, 1);
+  assert(s_.xhead == begin + 1 && s_.ihead == begin + 1);
+  s_.shrink_heads(1);
   return pivot;
 }
 

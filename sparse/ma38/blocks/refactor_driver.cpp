@@ -13,6 +13,7 @@
 #include "sparse/ma38/blocks/refactor_driver.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "sparse/ma38/blocks/driver_end.h"
 #include "sparse/ma38/matrix/prior_pattern.h"
@@ -250,8 +251,8 @@ double RefactorDriver::find_preserved_pivot(Index position) {
 double RefactorDriver::pop_consumed_pivot(Index begin) {
   if (s_.xhead == begin) return 0.0;
   const double pivot = s_.reals(begin);
-  s_.set_heads(begin);
-  s_.release(1, 1);
+  assert(s_.xhead == begin + 1 && s_.ihead == begin + 1);
+  s_.shrink_heads(1);
   return pivot;
 }
 

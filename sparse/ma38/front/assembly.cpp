@@ -144,11 +144,11 @@ void absorb(Frontal& f, Index e) {
   f.rt(e) = f.ro(e) = f.dead_mark();
   if (e > f.n) {
     f.rp(e) = 0;
-    f.space.release(kColumnHeader + element.row_count, reals);
+    f.store.drop_object(kColumnHeader + element.row_count, reals);
   } else {
     f.rp(e) = f.word(object, kLuElement);
     f.word(object, kLength) = static_cast<int>(kContributionWords);
-    f.space.release(kContributionWords, reals);
+    f.store.drop_object(kContributionWords, reals);
     f.contribution_reals -= reals;
   }
   f.word(object, kDegree) = kGone;
@@ -264,7 +264,7 @@ Index keep_tuples(Frontal& f, const Object& object, OutsideSum& outside, Assembl
     for (from += 2; from != next; ++from) *to++ = *from;
   }
   const Index kept = (to - object.tuples) / 2;
-  f.space.release(2 * (object.tuple_count - kept), 0);
+  f.store.drop_tuples(object.tuple_count - kept);
   return kept;
 }
 
@@ -298,8 +298,7 @@ Index assemble_entries(Frontal& f, Index column, const Object& object) {
     }
   }
   pack_at_end(object, kept);
-  const Index gone = object.entry_count - kept;
-  f.space.release(gone, gone);
+  f.store.drop_column_entries(object.entry_count - kept);
   f.word(object.at, kOwned) = to_int(kept);
   if (kept == 0) f.store.release_reals(object.at);
   return kept;
@@ -316,7 +315,7 @@ Index drop_row_entries(Frontal& f, Index row, const Object& object) {
     if (f.front.column_offset(column) == kOutsideColumn) object.entries[kept++] = column;
   }
   pack_at_end(object, kept);
-  f.space.release(object.entry_count - kept, 0);
+  f.store.drop_row_entries(object.entry_count - kept);
   f.ro(row) = to_int(kept);
   return kept;
 }

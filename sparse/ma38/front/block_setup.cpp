@@ -23,7 +23,7 @@ bool ma38_block_setup(const Block& block, Space& space, const FrontControls& con
   if (!room_for_block(block, counts, space, results)) return false;
   Frontal f(block, counts, limit, space, controls, totals, results);
   if (!ma38_frontal_kernel(f)) return false;
-  space.release(vector_words(block, counts.dense), 0);
+  release_vectors(block, counts, space);
   if (block.several) {
     compose(block.rperm, f.front.rows, f.n);
     compose(block.cperm, f.front.columns, f.n);

@@ -70,7 +70,7 @@ void shift_columns(Frontal& f, const Block& block, Index begin) {
     f.cp(k) = to_int(object);
     object += f.word(object, kLength);
   }
-  space.set_int_head(object);
+  f.store.end_objects(object);
 }
 
 /// Makes objects of the columns behind the heads, as copies; the matrix is preserved.
@@ -90,8 +90,8 @@ void copy_columns(Frontal& f, const Block& block) {
     f.cp(k) = to_int(object);
     object = write_header(f, object, end - object - kColumnHeader, values);
   }
-  space.set_int_head(object);
-  space.set_real_head(value);
+  f.store.end_objects(object);
+  f.store.end_reals(value);
 }
 
 KernelVectors lay_out_vectors(const Block& block, Index dn, const Space& space, Index at) {
@@ -156,6 +156,10 @@ bool room_for_block(const Block& block, const BlockCounts& counts, Space& space,
   space.note_use(results);
   const bool ints = space.has_ints(results, words), reals = space.has_reals(results, copied);
   return ints && reals;
+}
+
+void release_vectors(const Block& block, const BlockCounts& counts, Space& space) {
+  space.release(vector_words(block, counts.dense), 0);
 }
 
 Frontal::Frontal(const KernelVectors& v, Index limit, Space& space_of_call,

@@ -53,17 +53,6 @@ void store_reals(const Frontal& f, Index rows, Index columns) {
   for (Index j = 0; j < columns; ++j) copy_pivot_rows(f.front.column(j));
 }
 
-/// Reserves words and reals for the element at the tails. Returns false after a shortage, which is flagged.
-bool reserve_tails(Frontal& f, Index ints, Index reals) {
-  if (!f.store.room_for_both(ints, reals)) return false;
-  Space& space = f.space;
-  space.push_tail_ints(ints);
-  space.push_tail_reals(reals);
-  space.need(ints, reals);
-  space.note_use(f.results);
-  return true;
-}
-
 void note_in_chain(Frontal& f, Index lu, Index rows, Index columns) {
   f.chain.note_element(lu, f.front.batch + rows, f.front.batch + columns,
                        f.totals.factor_reals + f.contribution_reals);
@@ -76,7 +65,7 @@ void note_in_chain(Frontal& f, Index lu, Index rows, Index columns) {
 bool store_batch(Frontal& f, Index rows, Index columns, Index last_pivot_row) {
   const Index ints = kElementLists + rows + columns + f.chain.children();
   const Index reals = static_cast<Index>(element_reals(f.front.batch, rows, columns));
-  if (!reserve_tails(f, ints, reals)) return false;
+  if (!f.store.reserve_factors(ints, reals)) return false;
   const Index lu = f.space.itail;
   store_integers(f, lu, rows, columns);
   store_reals(f, rows, columns);
@@ -150,7 +139,7 @@ void copy_to_hole(Frontal& f, Index object) {
 /// Makes what is left of the front the contribution block of element e. Returns false after a shortage.
 bool make_contribution(Frontal& f, Index e) {
   if (!f.store.room_for_ints(kContributionWords)) return false;
-  const Index object = f.space.push_ints(kContributionWords);
+  const Index object = f.store.append_object(kContributionWords);
   f.word(object, kLuElement) = f.rp(e);
   f.word(object, kLiveColumns) = to_int(f.front.column_count);
   f.word(object, kLiveRows) = to_int(f.front.row_count);
@@ -162,7 +151,7 @@ bool make_contribution(Frontal& f, Index e) {
   } else {
     leave_in_place(f, object);
   }
-  f.space.need(kContributionWords, size);
+  f.store.count_contribution(size);
   f.contribution_reals += size;
   f.results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(size);
   f.space.note_use(f.results);
@@ -185,7 +174,7 @@ Index enlarge(Frontal& f, Index header, View view) {
   const Index length = longer_length(f, header, before.tuple_count, before.entry_count);
   if (!f.store.room_for_ints(length, true)) return 0;
   const Object old = view();  // it may have moved
-  const Index copy = f.space.push_ints(length);
+  const Index copy = f.store.append_object(length);
   int* words = &f.word(copy, 0);
   std::memcpy(words, &f.word(old.at, 0),
               static_cast<std::size_t>(header + 2 * old.tuple_count) * sizeof(int));
@@ -201,7 +190,7 @@ Index enlarge(Frontal& f, Index header, View view) {
 void write_tuple(Frontal& f, Index place, Index e, Index offset) {
   f.word(place, 0) = to_int(e);
   f.word(place, 1) = to_int(offset);
-  f.space.need(2, 0);
+  f.store.count_tuple();
 }
 
 bool append_to_column(Frontal& f, Index column, Index e, Index offset) {
@@ -273,12 +262,12 @@ void place_the_rest(Frontal& f) {
   for (Index i = 1; i <= f.n; ++i) {
     if (f.cp(i) != 0) {
       const Object column = column_object(f, i);
-      f.space.release(column.needed(), column.entry_count);
+      f.store.drop_object(column.needed(), column.entry_count);
       f.front.columns(f.n - last_column++) = to_int(i);
     }
     if (kind_of(f, i) == kRow) {
       const Object row = row_object(f, i);
-      f.space.release(row.needed(), 0);
+      f.store.drop_object(row.needed(), 0);
       f.front.rows(f.n - last_row++) = to_int(i);
     }
   }
@@ -289,8 +278,8 @@ void close_elements(Frontal& f) {
     const ObjectKind kind = kind_of(f, e);
     if (kind != kContribution && kind != kDenseElement) continue;
     const Waiting element = waiting(f, e);
-    f.space.release(kind == kContribution ? kContributionWords : kColumnHeader + element.row_count,
-                    element.row_count * element.column_count);
+    f.store.drop_object(kind == kContribution ? kContributionWords : kColumnHeader + element.row_count,
+                        element.row_count * element.column_count);
     f.rp(e) = kind == kContribution ? f.word(element.object, kLuElement) : 0;
     f.rt(e) = f.ro(e) = f.dead_mark();
   }
@@ -311,7 +300,7 @@ void make_pivot_order(Frontal& f) {
 /// Writes the block's header at the tail. A block without elements keeps one real, so that the factors have
 /// some. Returns false after a shortage, which is flagged.
 bool write_header(Frontal& f) {
-  if (!reserve_tails(f, kBlockPointers + f.elements, f.elements == 0 ? 1 : 0)) return false;
+  if (!f.store.reserve_factors(kBlockPointers + f.elements, f.elements == 0 ? 1 : 0)) return false;
   const Index h = f.space.itail;
   f.word(h, kBlockReals) = to_int(f.space.xtail);
   f.word(h, kBlockElements) = to_int(f.elements);

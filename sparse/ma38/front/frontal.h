@@ -100,6 +100,8 @@ Wide vector_words(const Block& block, Index dense);
 /// Adds the room that the block's objects and vectors take to the needs. Returns false after a shortage,
 /// which is flagged in `space`.
 bool room_for_block(const Block& block, const BlockCounts& counts, Space& space, const Results& results);
+/// Takes the vectors out of the needs again, when the block is done.
+void release_vectors(const Block& block, const BlockCounts& counts, Space& space);
 
 // ---- The kernel (kernel.cpp and the files of its steps)
 

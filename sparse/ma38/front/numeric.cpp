@@ -29,8 +29,8 @@ struct Extent {
 
 void retire(Frontal& f, const Pivot& pivot) {
   const Object row = row_object(f, pivot.row), column = column_object(f, pivot.column);
-  f.space.release(row.needed(), 0);
-  f.space.release(column.needed(), column.entry_count);
+  f.store.drop_object(row.needed(), 0);
+  f.store.drop_object(column.needed(), column.entry_count);
   f.word(row.at, kDegree) = f.word(column.at, kDegree) = kGone;
   f.rp(pivot.row) = f.cp(pivot.column) = 0;
   f.rt(pivot.row) = f.ro(pivot.row) = f.dead_mark();

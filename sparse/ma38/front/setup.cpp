@@ -77,7 +77,7 @@ EntryCounts count_rows(Frontal& f) {
 void make_dense_columns(Frontal& f, Index slack) {
   for (Index element = f.n + 1; element <= f.nd; ++element) {
     const Index values = f.rp(element), col = f.word(values, kDenseColumn),
-                object = f.space.push_ints(kDenseColumnObject + slack);
+                object = f.store.append_object(kDenseColumnObject + slack);
     std::fill_n(&f.word(object, 0), kColumnHeader, 0);
     f.word(object, kLength) = to_int(kDenseColumnObject + slack);
     f.word(object, kDegree) = f.word(values, kDegree);
@@ -91,7 +91,8 @@ void make_dense_columns(Frontal& f, Index slack) {
 /// Makes row objects of the right length. Their tuples and columns are filled in, and counted again, later.
 void make_rows(Frontal& f) {
   for (Index row = 1; row <= f.n; ++row) {
-    const Index length = kRowHeader + f.ro(row) + 2 * Index{f.rt(row)}, object = f.space.push_ints(length);
+    const Index length = kRowHeader + f.ro(row) + 2 * Index{f.rt(row)},
+                object = f.store.append_object(length);
     f.word(object, kLength) = to_int(length);
     f.word(object, kDegree) = f.ro(row) + f.rt(row);
     f.rp(row) = to_int(object);
@@ -141,8 +142,7 @@ bool prepare_objects(Frontal& f) {
   link_columns(f);
   const EntryCounts counts = count_rows(f);
   const Wide needed = kDenseColumnObject * f.dn + kRowHeader * f.n + counts.all + counts.dense;
-  f.space.need(needed, 0);
-  if (!f.space.has_ints(f.results, needed)) return false;
+  if (!f.store.room_for_new_objects(needed)) return false;
   const Index spare = f.space.free_ints() - static_cast<Index>(needed);
   make_dense_columns(f, f.dn == 0 ? 0 : std::min(f.dense_limit + kSlackOverLimit, spare / f.dn));
   make_rows(f);

@@ -12,6 +12,7 @@
 #include "sparse/ma38/matrix/prior_pattern.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace corvidnum {
 namespace ma38 {
@@ -186,15 +187,15 @@ bool reserve_heads(Space& space, Wide entries, const Results& results) {
 }
 
 /// Moves the arrows down by `shift` places, so that they begin directly behind the entries above the blocks,
-/// lowers the heads to their new end, and takes what is no longer needed out of the needs.
+/// and takes the words of the first copy and of dropped entries off the heads and the needs.
 void move_arrows_down(Space& space, Index shift, Wide entries, const PatternCounts& counts) {
-  const Index begin = static_cast<Index>(counts.above) + 1, end = begin + static_cast<Index>(entries);
+  const Index begin = static_cast<Index>(counts.above) + 1;
   int* const words = space.ints.data() + (begin - 1);
   double* const reals = space.reals.data() + (begin - 1);
   std::copy(words + shift, words + shift + entries, words);
   std::copy(reals + shift, reals + shift + entries, reals);
-  space.set_heads(end);
-  space.release(entries + counts.below, entries + counts.below);
+  space.shrink_heads(static_cast<Index>(entries + counts.below));
+  assert(space.xhead == begin + entries);
 }
 
 }  // namespace

@@ -43,9 +43,7 @@ void add_arrows(Replay& f, const Element& element) {
       }
     }
   }
-  const Index begin = arrows.begin(f.pivots + element.pivots), added = f.arrows_end - begin;
-  f.space.release(added, added);
-  f.arrows_end = begin;
+  release_arrows(f, arrows.begin(f.pivots + element.pivots));
 }
 
 namespace {
@@ -113,13 +111,6 @@ bool add_columns(const Replay& f, Index e, const Element& child, bool in_part, c
   return true;
 }
 
-void release(Replay& f, Index e, const Element& child) {
-  const Index size = child.l * child.u;
-  f.space.release(0, size);
-  f.waiting_reals -= size;
-  f.waiting.release(e, waiting_end(f));
-}
-
 /// Makes the length of the list negative whose members an assembly of this kind makes negative.
 void mark(const Element& child, ChildKind kind) {
   if (kind == kRowsComplete) child.words[kElementU] = -static_cast<int>(child.u);
@@ -137,7 +128,7 @@ bool add_child(Replay& f, Index e, ChildKind kind) {
   }
   if (kind == kWhole) {
     restore_signs(child);
-    release(f, e, child);
+    release_block(f, e, child.l * child.u);
   }
   return true;
 }

@@ -23,20 +23,6 @@ namespace {
 
 // ---- Begin
 
-int allocate_front(Replay& f, const Element& element) {
-  const Wide rows = element.words[kFrontRows], columns = element.words[kFrontColumns], size = rows * columns;
-  lower_head(f);
-  f.space.need(0, size);
-  if (!room_for_reals(f, static_cast<Index>(size))) return MA38_STATUS_VALUE_TOO_SHORT;
-  f.front.max_rows = static_cast<Index>(rows);
-  f.front.max_columns = static_cast<Index>(columns);
-  f.front.begin = f.space.push_reals(static_cast<Index>(size));
-  f.space.note_use(f.results);
-  f.results.add(MA38_INFO_FRONTS, 1);
-  note_peak(f);
-  return kGood;
-}
-
 /// Appends the members of a list to the first `count` members of the front and maps them, place k to k *
 /// step. Returns false if one of them has been eliminated or is in the front already.
 bool append(const int* list, Index length, Index last_pivot, int* map, Index step, int* members,
@@ -71,8 +57,10 @@ void clear_columns(const Replay& f, Index columns, Index rows) {
 }  // namespace
 
 int begin_front(Replay& f, const Element& element) {
-  const int failure = allocate_front(f, element);
-  if (failure != kGood) return failure;
+  if (!open_front(f, element.words[kFrontRows], element.words[kFrontColumns])) {
+    return MA38_STATUS_VALUE_TOO_SHORT;
+  }
+  f.results.add(MA38_INFO_FRONTS, 1);
   const Index last_pivot = f.pivots + element.pivots;
   f.front.row_count = element.l;
   f.front.column_count = element.u;
@@ -220,23 +208,23 @@ namespace {
 
 // ---- End
 
-/// Leaves the live part where it is, and ends the head behind it.
+/// Leaves the live part where it is, ends the head behind it and closes the front.
 void leave_in_place(Replay& f) {
   const WaitingBlocks& block = f.waiting.nodes();
   block.begin(f.open) = static_cast<int>(f.front.begin);
   block.leading(f.open) = static_cast<int>(f.front.max_rows);
   f.waiting.append(f.open);
-  f.space.set_real_head(f.front.begin + (f.front.column_count - 1) * f.front.max_rows + f.front.row_count);
+  close_front(f, (f.front.column_count - 1) * f.front.max_rows + f.front.row_count);
 }
 
-/// Copies the live part into the hole in use.
+/// Copies the live part into the hole in use and closes the front.
 void copy_to_hole(Replay& f, Index size) {
   f.waiting.nodes().leading(f.open) = static_cast<int>(f.front.row_count);
   double* to = f.space.reals.data() + (f.waiting.place_in_hole(f.open, size) - 1);
   for (Index j = 0; j < f.front.column_count; ++j, to += f.front.row_count) {
     std::memcpy(to, f.front.at(0, j), static_cast<std::size_t>(f.front.row_count) * sizeof(double));
   }
-  f.space.set_real_head(f.front.begin);
+  close_front(f, 0);
 }
 
 }  // namespace
@@ -244,18 +232,15 @@ void copy_to_hole(Replay& f, Index size) {
 void end_front(Replay& f) {
   if (!f.front.is_open()) return;
   const Index size = f.front.row_count * f.front.column_count;
+  add_block(f, size);
+  f.results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(size);
   if (size == 0) {
-    f.space.set_real_head(f.front.begin);
+    close_front(f, 0);
   } else if (f.waiting.has_hole_for(size)) {
     copy_to_hole(f, size);
   } else {
     leave_in_place(f);
   }
-  f.space.need(0, size);
-  f.space.release(0, f.front.size());
-  f.waiting_reals += size;
-  f.results(MA38_RINFO_ASSEMBLY_FLOPS) += static_cast<double>(size);
-  f.front.close();
 }
 
 }  // namespace ma38

@@ -47,11 +47,8 @@ Replay make_replay(const ReplayBlock& block, Space& space, FactorTotals& totals,
 /// Lays the front's vectors, the work vectors and the words of the memory list out in INDEX, behind the
 /// arrows. Returns false after a shortage, which is flagged.
 bool lay_out_work(Replay& f) {
-  const Wide words = work_words(f);
-  f.space.need(words, 0);
-  if (!f.space.has_ints(f.results, words)) return false;
-  Index at = f.space.push_ints(static_cast<Index>(words));
-  f.space.note_use(f.results);
+  Index at = 0;
+  if (!reserve_work(f, work_words(f), at)) return false;
   const auto next = [&](Index count) {
     const OneBased<int> vector = f.space.ints.part(at, count);
     at += count;
@@ -124,35 +121,23 @@ int replay_elements(Replay& f) {
 
 // ---- End of the block
 
-/// Drops, and reports, the entries of a singular block that have no pivot.
-void drop_dead_part(Replay& f) {
+/// Counts and reports the entries of a singular block that have no pivot, which are dropped.
+void report_dead_part(Replay& f) {
   const Arrows& arrows = f.block.arrows;
   for (Index k = f.pivots + 1; k <= f.n; ++k) {
     for (Index p = arrows.begin(k); p < arrows.end_of(k); ++p) {
       report_entry(f, kEntryOfDeadPart, k, f.space.ints(p), f.space.reals(p));
     }
-    const Index count = arrows.end_of(k) - arrows.begin(k);
-    f.invalid += count;
-    f.space.release(count, count);
+    f.invalid += arrows.end_of(k) - arrows.begin(k);
   }
-  f.arrows_end = arrows.begin(f.n);
-}
-
-/// Drops the contribution blocks that are left of a singular block.
-void drop_blocks(Replay& f) {
-  f.space.release(0, f.waiting_reals);
-  f.waiting_reals = 0;
 }
 
 /// Tells in the header and the elements where the reals are. A block without elements keeps one real, so that
 /// the factors have some.
 int store_header(Replay& f) {
   if (f.elements == 0) {
-    f.space.need(0, 1);
-    if (!room_for_reals(f, 1)) return MA38_STATUS_VALUE_TOO_SHORT;
-    f.space.push_tail_reals(1);
+    if (!reserve_factors(f, 1)) return MA38_STATUS_VALUE_TOO_SHORT;
     f.space.reals(f.space.xtail) = 0.0;
-    f.space.note_use(f.results);
     ++f.totals.factor_reals;
   }
   const int begin = static_cast<int>(f.space.xtail);
@@ -191,10 +176,8 @@ ReplayOutcome ma38_refactor_kernel(const ReplayBlock& block, Space& space, Facto
   int failure = replay_elements(f);
   restore_all_signs(f);
   if (failure == kGood) {
-    drop_dead_part(f);
-    drop_blocks(f);
-    space.set_heads(arrows_begin);
-    space.release(work_words(f), 0);
+    report_dead_part(f);
+    release_replay(f, work_words(f));
     failure = store_header(f);
   }
   if (failure == kGood) add_to_totals(f);

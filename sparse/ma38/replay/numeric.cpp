@@ -178,10 +178,7 @@ void retire(Replay& f, Index pivots) {
 
 int store_element(Replay& f, const Element& element) {
   const Index reals = static_cast<Index>(element_reals(element.pivots, element.l, element.u));
-  f.space.need(0, reals);
-  if (!room_for_reals(f, reals)) return MA38_STATUS_VALUE_TOO_SHORT;
-  f.space.push_tail_reals(reals);
-  f.space.note_use(f.results);
+  if (!reserve_factors(f, reals)) return MA38_STATUS_VALUE_TOO_SHORT;
   element.words[kElementReals] = static_cast<int>(f.space.xtail);
   store_reals(f, element);
   if (!all_finite(&f.space.reals(f.space.xtail), reals)) return MA38_STATUS_PIVOT_ORDER_FAILED;

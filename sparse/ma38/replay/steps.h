@@ -75,6 +75,27 @@ constexpr int kGood = 0;
 
 // ---- Memory of the reals (memory.cpp, garbage_collection.cpp)
 
+//
+// Only these operations change the heads, tails and needs of the space during a replay.
+
+/// Reserves the vectors of a replay, `words` integers, behind the arrows. Sets `begin` to their position.
+/// Returns false after a shortage, which is flagged.
+bool reserve_work(Replay& f, Wide words, Index& begin);
+/// Drops the arrows from position `begin` on.
+void release_arrows(Replay& f, Index begin);
+/// Reserves the reals of a front of this size and opens it, with no row or column. Returns false after a
+/// shortage, which is flagged.
+bool open_front(Replay& f, Index rows, Index columns);
+/// Closes the front and ends the head behind its first `kept` reals.
+void close_front(Replay& f, Index kept);
+/// Counts, and releases, the reals of the contribution block of element e, `size` of them without slack.
+void add_block(Replay& f, Index size);
+void release_block(Replay& f, Index e, Index size);
+/// Reserves reals of factors at the tail. Returns false after a shortage, which is flagged.
+bool reserve_factors(Replay& f, Index reals);
+/// Releases all that the replay holds beside its factors: arrows, waiting blocks, and the `words` of its
+/// vectors. Both heads end where the arrows began.
+void release_replay(Replay& f, Wide words);
 /// Raises totals.peak_reals to what factors, waiting blocks and the front take now.
 void note_peak(Replay& f);
 /// Makes sure of at least `count` free reals, after a garbage collection if need be, which INFO(15) counts.

@@ -37,6 +37,15 @@ bool ObjectStore::room_for_both(Index ints, Index reals) {
   return has_ints && has_reals;
 }
 
+bool ObjectStore::reserve_factors(Index ints, Index reals) {
+  if (!room_for_both(ints, reals)) return false;
+  space_.push_tail_ints(ints);
+  space_.push_tail_reals(reals);
+  space_.need(ints, reals);
+  space_.note_use(results_);
+  return true;
+}
+
 bool ObjectStore::open_front(Index reals) {
   if (!room_for_reals(reals)) return false;
   front_ = space_.push_reals(reals);

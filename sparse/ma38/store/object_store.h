@@ -85,6 +85,30 @@ class ObjectStore {
   /// stay in each column and row object, so that not every new tuple moves its object again.
   void collect_garbage(bool leave_slack);
 
+  // ---- Objects and factors. Needs count neither gaps nor room between tuples and entries. Only these
+  // operations, and the garbage collection, change the heads, tails and needs while a block is factorised.
+
+  /// Adds `words` of new objects to the need. Returns false after a shortage, which is flagged in the space.
+  bool room_for_new_objects(Wide words) {
+    space_.need(words, 0);
+    return space_.has_ints(results_, words);
+  }
+  /// Appends an object of `length` words, for which there must be room. Its need is counted apart.
+  Index append_object(Index length) { return space_.push_ints(length); }
+  /// End the heads behind the objects, and the reals, of the columns that the block began with.
+  void end_objects(Index position) { space_.set_int_head(position); }
+  void end_reals(Index position) { space_.set_real_head(position); }
+  /// Change the needs by what objects come to hold, or hold no longer.
+  void count_tuple() { space_.need(2, 0); }
+  void count_contribution(Index reals) { space_.need(kContributionWords, reals); }
+  void drop_tuples(Index count) { space_.release(2 * count, 0); }
+  void drop_row_entries(Index count) { space_.release(count, 0); }
+  void drop_column_entries(Index count) { space_.release(count, count); }
+  void drop_object(Index words, Index reals) { space_.release(words, reals); }
+  /// Reserves words and reals of factors at the tails. Returns false after a shortage, which is flagged in
+  /// the space.
+  bool reserve_factors(Index ints, Index reals);
+
   // ---- Owners of reals
 
   void append_owner(Index object) { owners_.append(object); }

@@ -115,7 +115,16 @@ class Space {
     return false;
   }
 
-  // ---- Heads. There must be room.
+  // ---- Heads. There must be room, but for reserve_head_ints().
+
+  /// Adds `count` words to the need of integers and then, if there is room, to their head. Sets `begin` to
+  /// the position of the first of them. Returns false after a shortage, which is flagged.
+  bool reserve_head_ints(const Results& results, Wide count, Index& begin) {
+    need(count, 0);
+    if (!has_ints(results, count)) return false;
+    begin = push_ints(static_cast<Index>(count));
+    return true;
+  }
 
   /// Add `count` words to a head, whose need is counted already. Return the position of the first of them.
   Index push_ints(Index count) {

@@ -80,7 +80,7 @@ struct Stepwise {
       done = form_front(f, pivot) && eliminate_front(f, pivot);
     }
     done = done && end_block(f);
-    space.release(vector_words(block, counts.dense), 0);
+    release_vectors(block, counts, space);
     EXPECT_EQ(space.ineed, space.ints.size() - space.itail + 1) << "words left in the accounts";
     EXPECT_EQ(space.xneed, space.reals.size() - space.xtail + 1) << "reals left in the accounts";
   }
@@ -135,7 +135,7 @@ void expect_consistent(const Frontal& f) {
 
 /// After a collection the store is consistent and has no gap, but the slack if that is to be left.
 void collect(Frontal& f, bool slack) {
-  const Index gap = f.space.push_ints(kRowHeader + 1);
+  const Index gap = f.store.append_object(kRowHeader + 1);
   f.word(gap, kLength) = static_cast<int>(kRowHeader + 1), f.word(gap, kDegree) = kGone;
   const Space& s = f.space;
   const Wide used = s.ints_below + s.ints.size() - s.free_ints();
