@@ -103,6 +103,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/front/column_objects.cpp
   sparse/ma38/store/object_store.cpp
   sparse/ma38/store/garbage_collection.cpp
+  sparse/ma38/store/checks.cpp
   sparse/ma38/front/setup.cpp
   sparse/ma38/front/block_setup.cpp
   sparse/ma38/front/kernel.cpp

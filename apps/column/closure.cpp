@@ -1,3 +1,6 @@
+// Recomputes the balances of a solved column from its streams, |in - out| over the larger of the two: of each
+// component over the whole column, of each stage, and of each component on each stage.
+
 #include "apps/column/closure.h"
 
 #include <algorithm>

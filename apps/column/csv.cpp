@@ -1,3 +1,5 @@
+// Writes the profile of a column, stage by stage, as comma-separated text.
+
 #include "apps/column/csv.h"
 
 #include "apps/common/output.h"

@@ -1,3 +1,5 @@
+// The subcommand fit: reads tables, stores them in a property file, and recalls them to prove it.
+
 #include "apps/column/fit_command.h"
 
 #include <fmt/format.h>

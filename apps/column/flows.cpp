@@ -1,3 +1,7 @@
+// Constant molar overflow: going down from the condenser, the liquid and the vapour between the stages change
+// only by what feeds, draws and ties bring or take. Flows that are not positive are told with the line at
+// fault.
+
 #include "apps/column/flows.h"
 
 #include <fmt/format.h>

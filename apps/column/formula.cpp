@@ -1,3 +1,6 @@
+// Reads a chemical formula as a list of valencies, has DataGraph_FreeLinks look for bonds that use them all,
+// and counts valencies where it finds none.
+
 #include "apps/column/formula.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// Runs one case without acceleration and with each acceleration, and compares the stage temperatures found.
+
 #include "apps/column/method_comparison.h"
 
 #include <fmt/format.h>

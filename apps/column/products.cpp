@@ -1,3 +1,5 @@
+// Computes the rates of the components in the streams that leave the column, liquid by x and vapour by K x.
+
 #include "apps/column/products.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,6 @@
+// Sets figures that a case quotes from its source beside the program's own, with the decimals of the source:
+// the difference is told in units of the last digit.
+
 #include "apps/column/published.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// Reads the table [published] of a case file: figures of the source that the program's own are compared with.
+
 #include "apps/column/published_reader.h"
 
 #include <fmt/format.h>

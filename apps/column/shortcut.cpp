@@ -1,3 +1,6 @@
+// Shortcut limits of a column with constant relative volatilities: the least stages at total reflux (Fenske)
+// and the least reflux with infinitely many stages (Underwood, whose root is found by bisection).
+
 #include "apps/column/shortcut.h"
 
 #include <cmath>

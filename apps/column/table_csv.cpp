@@ -1,3 +1,11 @@
+// Reads a table of measured vapour pressures from comma-separated text:
+//
+//   1. split the lines into fields; read names, constants and units from the lines in front of the points;
+//   2. convert temperatures to kelvin and pressures to mmHg;
+//   3. interpolate the half of a point that is missing, ln p against 1/T;
+//   4. put the points into a VapourPressureTable, in the order of their temperatures, and fit it.
+// A complaint names the line, if one is at fault.
+
 #include "apps/column/table_csv.h"
 
 #include <fmt/format.h>

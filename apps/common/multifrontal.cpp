@@ -1,3 +1,6 @@
+// Calls the ma38 routines, and again with longer arrays, at least twice as long, as long as they ask for
+// more.
+
 #include "apps/common/multifrontal.h"
 
 #include <algorithm>

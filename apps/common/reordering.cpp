@@ -1,3 +1,7 @@
+// Renumbers unknowns by gpskca: makes the graph of A + A' without its diagonal (count the ties of each
+// unknown, list them, sort, drop those given twice), has it numbered, and measures bandwidth and profile
+// before and after.
+
 #include "apps/common/reordering.h"
 
 #include <fmt/format.h>

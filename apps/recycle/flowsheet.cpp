@@ -1,3 +1,7 @@
+// Plans a flowsheet and runs passes over it (sequential modular simulation): chooses or checks the tears,
+// orders the units, and computes them one after the other from a guess of the torn streams. Sums what enters
+// and leaves.
+
 #include "apps/recycle/flowsheet.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,7 @@
+// Chooses the streams to tear. In each strongly connected component with a cycle (Tarjan) it lists the simple
+// cycles and searches, by iterative deepening, for the smallest set of edges that cuts them all; then it
+// orders the units topologically.
+
 #include "apps/recycle/tearing.h"
 
 #include <algorithm>

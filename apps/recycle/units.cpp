@@ -1,3 +1,6 @@
+// Computes the outlets of a unit from its inlets: the sum of a mixer, the phases of a flash, the shares of a
+// splitter.
+
 #include "apps/recycle/units.h"
 
 #include <algorithm>

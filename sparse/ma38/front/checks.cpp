@@ -1,5 +1,11 @@
-// Inspects the store between two steps of the frontal kernel: the invariants of ObjectStore, MemoryList,
-// DegreeLists, Front and ElementChain, and what one says about another.
+// Inspects the structures of the frontal kernel between two of its steps: first each by itself (ObjectStore
+// with its MemoryList and Space, DegreeLists, Front, ElementChain), then what one says about another:
+//
+//   columns, rows  each tuple names the member's place in a list of its element, and each entry of a column
+//                  is one of its row, too;
+//   elements       the counts of live rows and columns are right, and each live member has its tuple;
+//   degree lists   they hold exactly the columns outside the front that may become pivotal;
+//   front          its size is that of the store's front, and only its members are mapped.
 
 #include <atomic>
 #include <cstdio>
@@ -12,7 +18,7 @@ namespace corvidnum {
 namespace ma38 {
 namespace {
 
-/// Members of an element's list, or tuples, or entries of an object.
+/// Views members of an element's list, or tuples, or entries of an object.
 struct Words {
   const int* first;
   Index count;
@@ -24,15 +30,8 @@ class Inspection {
 
   const char* run() {
     using Check = const char* (Inspection::*)();
-    constexpr Check kChecks[] = {&Inspection::objects_fill_their_room,
-                                 &Inspection::columns,
-                                 &Inspection::rows,
-                                 &Inspection::elements,
-                                 &Inspection::memory_list,
-                                 &Inspection::owners,
-                                 &Inspection::degree_lists,
-                                 &Inspection::front,
-                                 &Inspection::accounts};
+    constexpr Check kChecks[] = {&Inspection::store,    &Inspection::columns,      &Inspection::rows,
+                                 &Inspection::elements, &Inspection::degree_lists, &Inspection::front};
     for (const Check check : kChecks) {
       if (const char* text = (this->*check)()) return text;
     }
@@ -44,7 +43,6 @@ class Inspection {
   bool is_element(Index i) const {
     return kind_of(f_, i) == kContribution || kind_of(f_, i) == kDenseElement;
   }
-  bool is_object(Index at) const { return f_.store.objects_begin() <= at && at < f_.space.ihead; }
   Words tuples_of_column(Index col) const {
     return {&f_.word(f_.cp(col), 0) + kColumnTuples, f_.word(f_.cp(col), kTuples)};
   }
@@ -89,35 +87,12 @@ class Inspection {
   }
 
   // -- checks
-  const char* objects_fill_their_room() {
-    Index used = 0, at = f_.store.objects_begin();
-    while (at < f_.space.ihead) {
-      const Index first = f_.word(at, kLength);
-      const Index length = first >= f_.space.itail ? kContributionWords : first;
-      if (length < kRowHeader || length > f_.space.ihead - at) return "length of an object";
-      if (f_.word(at, kDegree) != kGone) ++used;
-      at += length;
-    }
-    Index pointed = 0;
-    for (Index col = 1; col <= f_.n; ++col) {
-      if (f_.cp(col) == 0) continue;
-      if (!is_object(f_.cp(col))) return "column outside the store";
-      ++pointed;
-    }
-    for (Index i = 1; i <= f_.nd; ++i) {
-      if (kind_of(f_, i) == kNoObject) continue;
-      if (!is_object(f_.rp(i))) return "row or element outside the store";
-      ++pointed;
-    }
-    return used == pointed ? nullptr : "objects and pointers do not match";
-  }
+  const char* store() { return f_.store.find_fault(); }
 
   const char* columns() {
     for (Index col = 1; col <= f_.n; ++col) {
       if (f_.cp(col) == 0) continue;
       const Words tuples = tuples_of_column(col), entries = entries_of_column(col);
-      const Index needed = kColumnHeader + 2 * tuples.count + entries.count;
-      if (f_.word(f_.cp(col), kLength) < needed) return "column too long for its object";
       const auto list_of = [this](Index e) { return columns_of_element(e); };
       if (const char* text = tuples_point_back(tuples, col, list_of)) return text;
       for (Index i = 0; i < entries.count; ++i) {
@@ -125,8 +100,6 @@ class Inspection {
         if (row < 1 || row > f_.n || kind_of(f_, row) != kRow) return "column with an entry in no row";
         if (!contains(entries_of_row(row), col)) return "row misses an entry of its column";
       }
-      ints_ += needed;
-      if (entries.count > 0) count_owner(entries.count);
     }
     return nullptr;
   }
@@ -135,14 +108,11 @@ class Inspection {
     for (Index row = 1; row <= f_.n; ++row) {
       if (kind_of(f_, row) != kRow) continue;
       const Words tuples = tuples_of_row(row), entries = entries_of_row(row);
-      const Index needed = kRowHeader + 2 * tuples.count + entries.count;
-      if (f_.word(f_.rp(row), kLength) < needed) return "row too long for its object";
       const auto list_of = [this](Index e) { return rows_of_element(e); };
       if (const char* text = tuples_point_back(tuples, row, list_of)) return text;
       for (Index i = 0; i < entries.count; ++i) {
         if (entries.first[i] < 1 || entries.first[i] > f_.n) return "row with an entry in no column";
       }
-      ints_ += needed;
     }
     return nullptr;
   }
@@ -167,51 +137,8 @@ class Inspection {
       }
       if (f_.word(at, kLiveRows) != live_rows) return "live rows of an element";
       if (f_.word(at, kLiveColumns) != live_columns) return "live columns of an element";
-      if (e <= f_.n && f_.word(at, kLeading) < rows.count) return "leading dimension of an element";
-      ints_ += e > f_.n ? kColumnHeader + rows.count : kContributionWords;
-      count_owner(rows.count * columns.count);
     }
     return nullptr;
-  }
-
-  void count_owner(Index reals) {
-    ++owners_;
-    reals_ += reals;
-  }
-
-  const char* memory_list() {
-    const MemoryList<OwnerWords>& list = f_.store.owners();
-    if (const char* text = list.find_fault(f_.store.first_real(), f_.store.owners_end())) return text;
-    Index filled = 0;
-    for (Index at = list.first(); at != 0; at = f_.word(at, kNext)) {
-      if (!is_object(at)) return "owner outside the store";
-      if (!list.is_hole(at)) ++filled;
-    }
-    return filled == owners_ ? nullptr : "owners and the memory list do not match";
-  }
-
-  const char* owners() {
-    for (Index col = 1; col <= f_.n; ++col) {
-      if (f_.cp(col) == 0 || f_.word(f_.cp(col), kOwned) == 0) continue;
-      if (const char* text = owner(f_.cp(col), f_.word(f_.cp(col), kOwned))) return text;
-    }
-    for (Index e = 1; e <= f_.nd; ++e) {
-      if (!is_element(e)) continue;
-      const Index rows = rows_of_element(e).count, columns = columns_of_element(e).count;
-      const Index leading = e > f_.n ? rows : f_.word(f_.rp(e), kLeading);
-      if (const char* text = owner(f_.rp(e), leading * (columns - 1) + rows)) return text;
-    }
-    return nullptr;
-  }
-
-  const char* owner(Index at, Index reals) const {
-    const Index next = f_.word(at, kNext), previous = f_.word(at, kPrevious);
-    if ((next != 0 ? f_.word(next, kPrevious) : f_.store.owners().last()) != at)
-      return "owner not in the memory list";
-    if ((previous != 0 ? f_.word(previous, kNext) : f_.store.owners().first()) != at)
-      return "owner not in the memory list";
-    return reals <= f_.store.owners().extent(at, f_.store.owners_end()) ? nullptr
-                                                                        : "owner over its neighbour";
   }
 
   const char* degree_lists() {
@@ -239,7 +166,6 @@ class Inspection {
     if (!f_.chain.consistent()) return "children of the next element";
     if (f_.store.front_reals() != (open ? f_.front.max_rows * f_.front.max_columns + f_.front.max_rows : 0))
       return "reals of the front";
-    if (open && f_.store.front() + f_.store.front_reals() != f_.space.xhead) return "front not at the head";
     const Index rows = open ? f_.front.row_count : 0, columns = open ? f_.front.column_count : 0;
     const Front& front = f_.front;
     if (open && (front.row_count + front.batch > front.max_rows ||
@@ -265,18 +191,7 @@ class Inspection {
     return nullptr;
   }
 
-  const char* accounts() {
-    const Space& space = f_.space;
-    if (!space.consistent()) return "ends of the arrays";
-    ints_ += f_.store.elsewhere().ints + (space.ints.size() - space.itail + 1);
-    reals_ += f_.store.elsewhere().reals + f_.store.front_reals() + (space.reals.size() - space.xtail + 1);
-    if (ints_ != space.ineed) return "words in use of the integers";
-    return reals_ == space.xneed ? nullptr : "words in use of the reals";
-  }
-
   const Frontal& f_;
-  Wide ints_ = 0, reals_ = 0;  // what objects need
-  Index owners_ = 0;
 };
 
 #ifndef NDEBUG

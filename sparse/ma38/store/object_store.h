@@ -43,10 +43,11 @@ enum ObjectKind { kNoObject, kRow, kContribution, kDenseElement };
 /// Always true:
 ///  1. the objects and gaps fill the integers from objects_begin() to the head; word 1 of a gap is kGone;
 ///  2. each object is pointed to by exactly one cp or rp;
-///  3. the memory list has all objects that own reals, and holes (see there);
+///  3. the memory list has all objects that own reals, and holes (see there); the reals of each owner lie
+///     within its extent;
 ///  4. the front, if there is one, ends the head of the reals;
 ///  5. the needs are what objects, front and tails take without gaps, room and holes, and `elsewhere`.
-/// find_inconsistency() looks at all of these.
+/// find_fault() looks at all of these.
 class ObjectStore {
  public:
   struct Pointers {
@@ -131,8 +132,16 @@ class ObjectStore {
   /// Drops all objects.
   void close();
 
+  // ---- Checks (checks.cpp)
+
+  /// Returns whether the invariants hold.
+  bool consistent() const { return find_fault() == nullptr; }
+  /// Returns which invariant does not hold, or null. Takes time proportional to the length of the store.
+  const char* find_fault() const;
+
  private:
   friend class GarbageCollection;
+  friend class StoreInspection;
 
   Space& space_;
   const Results& results_;
