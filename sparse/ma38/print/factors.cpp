@@ -160,11 +160,13 @@ void FactorDump::layout_of_lower_parts() const {
 
 void FactorDump::layout_of_block_data() const {
   const Index n = factors_.n, nblks = factors_.nblks;
-  Index begin = top_.first(nblks);
+  const Index factors = top_.first(nblks);
+  const Index ranges = factors + nblks;
+  const Index rows = ranges + nblks + 1;
   dump_.line(kLayoutBlockData);
-  ints(begin, nblks, "pointers to block factors");
-  ints(begin += nblks, nblks + 1, "index range of blocks");
-  ints(begin += nblks + 1, n + 1, "off-diagonal row pointers");
+  ints(factors, nblks, "pointers to block factors");
+  ints(ranges, nblks + 1, "index range of blocks");
+  ints(rows, n + 1, "off-diagonal row pointers");
 }
 
 void FactorDump::layout_of_scalars() const {
