@@ -1,8 +1,10 @@
-// From triplets to columns, warnings and errors that come together, and entries below the blocks.
+// From triplets to columns, the matching behind the block form, warnings and errors that come together, and
+// entries below the blocks.
 
 #include <gtest/gtest.h>
 
 #include "sparse/ma38/matrix/matrix.h"
+#include "sparse/ma48/kernels.h"
 #include "tests/support/sparse_matrices.h"
 
 namespace {
@@ -64,6 +66,18 @@ TEST(Ma38Convert, SumsDropsAndTransposes) {
   EXPECT_FALSE(none.good);
   EXPECT_EQ(MA38_STATUS_BAD_ENTRY_COUNT, none.INFO(1));
   EXPECT_EQ(2, none.INFO(3));
+}
+
+/// Rows 2 and 3 find no column; the block form needs a permutation, so that columns 3 and 4 must get them.
+TEST(Ma38Matching, GivesRowsLeftOverToColumnsLeftOver) {
+  const int n = 4, places = 3;
+  const Ints columns{1, 1, 2}, starts{1, 2, 3, 3}, lengths{1, 1, 0, 1};
+  int matched = -1;
+  Ints row_of(n), work(4 * n);
+  corvidnum::ma48_matching_entry(&n, columns.data(), &places, starts.data(), lengths.data(), row_of.data(),
+                                 &matched, work.data());
+  EXPECT_EQ(2, matched);
+  EXPECT_EQ((Ints{1, 4, -2, -3}), row_of);
 }
 
 TEST(Ma38SetInfo, CombinesCodes) {
