@@ -78,6 +78,16 @@ TEST_F(MemoryTest, LiveBytesStayBelowTheirLimit) {
   Corvid_free(block);
 }
 
+TEST_F(MemoryTest, OnlyTheChosenRequestFails) {
+  FailAllocation(2);
+  for (const bool served : {true, false, true}) {
+    void* const block = Corvid_new(8);
+    EXPECT_EQ(block != nullptr, served);
+    Corvid_delete(block);
+  }
+  StopFailing();
+}
+
 TEST_F(MemoryTest, FromTheChosenRequestOnAllFailWhateverTheThread) {
   constexpr int kThreads = 4, kRounds = 50000, kServed = kThreads * kRounds / 2;
   FailAllocationsFrom(kServed + 1);

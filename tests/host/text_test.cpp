@@ -33,6 +33,8 @@ TEST_F(TextTest, OwnsACopyAndGivesItBack) {
   expect(text, "origin");
   copy = Text(nullptr);
   expect(copy, "");
+  copy = Text("");
+  expect(copy, "");
   EXPECT_EQ(LiveBlocks(), blocks_ + 1) << "an empty text has no block";
 }
 
