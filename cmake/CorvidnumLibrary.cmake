@@ -126,7 +126,8 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/replay/memory.cpp
   sparse/ma38/replay/garbage_collection.cpp
   sparse/ma38/calls/solve.cpp
-  sparse/ma38/calls/queries.cpp)
+  sparse/ma38/calls/queries.cpp
+  sparse/solver/structure.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)
