@@ -127,7 +127,8 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/replay/garbage_collection.cpp
   sparse/ma38/calls/solve.cpp
   sparse/ma38/calls/queries.cpp
-  sparse/solver/structure.cpp)
+  sparse/solver/structure.cpp
+  sparse/solver/norm_estimate.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)

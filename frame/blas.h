@@ -33,4 +33,5 @@ void dtrsm_(const char* side, const char* uplo, const char* trans, const char* d
             const int* n, const double* alpha, const double* a, const int* lda, double* b, const int* ldb,
             std::size_t side_length, std::size_t uplo_length, std::size_t trans_length,
             std::size_t diag_length);
+void dlacn2_(const int* n, double* v, double* x, int* isgn, double* est, int* kase, int* isave);
 }
