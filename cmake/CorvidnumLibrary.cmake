@@ -128,6 +128,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/calls/solve.cpp
   sparse/ma38/calls/queries.cpp
   sparse/solver/structure.cpp
+  sparse/solver/scaling.cpp
   sparse/solver/norm_estimate.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
