@@ -28,7 +28,8 @@ set(CORVIDNUM_PUBLIC_HEADERS
   sparse/ma48/ma48_routines.h
   sparse/ma48/ma48.h
   sparse/ma38/ma38_codes.h
-  sparse/ma38/ma38_routines.h)
+  sparse/ma38/ma38_routines.h
+  sparse/sparse_solver.h)
 
 # Installed beside the headers: a host that wants a log, or is written in Fortran, compiles them.
 set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp corvidnum.f90)
@@ -128,8 +129,18 @@ set(CORVIDNUM_SOURCES
   sparse/ma38/calls/solve.cpp
   sparse/ma38/calls/queries.cpp
   sparse/solver/structure.cpp
+  sparse/solver/norm_estimate.cpp
   sparse/solver/scaling.cpp
-  sparse/solver/norm_estimate.cpp)
+  sparse/solver/system.cpp
+  sparse/solver/judge.cpp
+  sparse/solver/options.cpp
+  sparse/solver/choice.cpp
+  sparse/solver/ma48_engine.cpp
+  sparse/solver/ma38_engine.cpp
+  sparse/solver/factors.cpp
+  sparse/solver/solver.cpp
+  sparse/solver/diagnosis.cpp
+  sparse/solver/sparse_solver.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)

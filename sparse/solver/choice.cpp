@@ -1,0 +1,55 @@
+// The automatic choice of a method.
+//
+// ma48 works on scalars and is fastest where factors stay sparse, as on flowsheets; ma38 works on dense
+// fronts and is fastest where they fill in. Fill-in is not known before a factorisation, but patterns that
+// are mostly symmetric (discretised equations, stages of columns) fill in, and so do most large ones.
+// bench/solver measures the rule.
+
+#include "sparse/solver/choice.h"
+
+#include "sparse/solver/structure.h"
+
+namespace corvidnum::solver {
+namespace {
+
+// Above these ma38 is the faster one on most matrices.
+constexpr double kSymmetric = 0.5;
+constexpr int kLarge = 50000;           // entries
+constexpr int kLargeIfRepeated = 8000;  // entries of a symmetric pattern that is factorised often
+constexpr int kOften = 5;               // factorisations of one pattern
+
+constexpr double kThresholdOfMa48 = 0.1;
+constexpr double kThresholdOfMa38 = 0.5;  // costs hardly any fill-in if the diagonal is preferred
+
+}  // namespace
+
+PatternFacts study(const Pattern& pattern) {
+  return {pattern.order, pattern.entries(), pattern_symmetry(pattern), diagonal_entries(pattern)};
+}
+
+Plan plan_for(SparseMethod method, const PatternFacts& facts, const SparseOptions& options,
+              const char* reason) {
+  const double own = method == SparseMethod::ma48 ? kThresholdOfMa48 : kThresholdOfMa38;
+  EngineSettings settings{};
+  settings.threshold = options.threshold > 0 ? options.threshold : own;
+  settings.blocks = options.blocks != 0;
+  settings.prefer_diagonal = options.diagonal < 0 ? facts.diagonal_entries > 0 : options.diagonal != 0;
+  settings.growth = options.growth;
+  return {method, settings, reason};
+}
+
+Plan choose_plan(const PatternFacts& facts, const SparseOptions& options) {
+  const auto plan = [&](SparseMethod method, const char* reason) {
+    return plan_for(method, facts, options, reason);
+  };
+  if (options.method != SparseMethod::automatic) return plan(options.method, "asked for");
+  const bool often = options.factorisations >= kOften;
+  if (facts.entries >= kLarge) return plan(SparseMethod::ma38, "the matrix is large");
+  if (facts.symmetry < kSymmetric)
+    return plan(SparseMethod::ma48, "the pattern is not symmetric and not large");
+  if (often && facts.entries < kLargeIfRepeated)
+    return plan(SparseMethod::ma48, "the pattern is small and factorised often");
+  return plan(SparseMethod::ma38, "the pattern is mostly symmetric");
+}
+
+}  // namespace corvidnum::solver
