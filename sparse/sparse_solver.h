@@ -26,7 +26,7 @@ enum class SparseStatus : int {
 };
 
 /// Returns a text in English for a status; it stays the library's.
-CORVIDNUM_API const char* Text(SparseStatus status);
+CORVIDNUM_API const char* StatusText(SparseStatus status);
 
 /// The direct solvers to choose from. The numbers are part of the interface and never change.
 enum class SparseMethod : int {
@@ -36,7 +36,7 @@ enum class SparseMethod : int {
 };
 
 /// Returns the name of a method; it stays the library's.
-CORVIDNUM_API const char* Text(SparseMethod method);
+CORVIDNUM_API const char* MethodName(SparseMethod method);
 
 /// What a caller may choose. SparseOptionTable() tells the meaning and the range of each.
 struct SparseOptions {

@@ -88,7 +88,7 @@ double GetOption(const SparseOptions& options, const char* name) {
   return value;
 }
 
-const char* Text(SparseStatus status) {
+const char* StatusText(SparseStatus status) {
   switch (status) {
     case SparseStatus::Solved:
       return "solved";
@@ -112,7 +112,7 @@ const char* Text(SparseStatus status) {
   return "unknown status";
 }
 
-const char* Text(SparseMethod method) {
+const char* MethodName(SparseMethod method) {
   switch (method) {
     case SparseMethod::automatic:
       return "automatic";
