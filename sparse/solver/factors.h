@@ -22,6 +22,8 @@ class Factors {
   /// Chooses a plan by the options and factorises.
   /// @return `Factorised`; `Singular`, where the method found too few pivots; `NoMemory`
   SparseStatus factorise(const SparseOptions& options);
+  /// Factorises anew, by the plan at hand, after the scales have changed; returns as factorise() does.
+  SparseStatus repeat() { return run(); }
   /// Factorises with the pivots of the factors at hand; returns as factorise() does. `Singular` may mean that
   /// the values need other pivots.
   SparseStatus refactorise();

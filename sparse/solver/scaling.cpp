@@ -2,19 +2,19 @@
 //
 //   1. Take the binary logarithm of each entry's magnitude, rounded to an integer: its exponent. The rest is
 //   done in integers.
-//   2. Up to ten times, set the exponent of each row, then of each column, to minus the mean of its entries'
-//   scaled exponents, where entries far below the largest of the line count as if they were kDepth below it.
-//   Without that limit these are the steps that alternate towards the least squares of the scaled logarithms
-//   (Curtis and Reid). They undo bad units that are many decades apart in few sweeps, but a few tiny entries
-//   would ruin the scaling of all others.
-//   3. Up to five times, likewise, to minus the logarithm of the sum of the scaled magnitudes (Sinkhorn and
-//   Knopp), which depends on the large entries only.
+//   2. Up to ten times, or three times if it must be quick, set the exponent of each row, then of each
+//   column, to minus the mean of its entries' scaled exponents, where entries far below the largest of the
+//   line count as if they were kDepth below it. Without that limit these are the steps that alternate towards
+//   the least squares of the scaled logarithms (Curtis and Reid). They undo bad units that are many decades
+//   apart in few sweeps, but a few tiny entries would ruin the scaling of all others.
+//   3. Up to five times, unless it must be quick, likewise, to minus the logarithm of the sum of the scaled
+//   magnitudes (Sinkhorn and Knopp), which depends on the large entries only.
 //   4. Once, to minus the largest scaled exponent. After the rows no entry is above 1; so the columns are
 //   scaled up only, again to 1 at most, and the largest entry of each row stays where it is.
 //
-// Steps 2 and 3 end early when no exponent changes. The largest elements alone (D. Ruiz, RAL-TR-2001-034) do
-// not undo bad units: many scalings have all of them at 1, and the one found from rows and columns 24 decades
-// apart can leave a condition that is ten decades above that of another.
+// Steps 2 and 3 end early when no exponent changes by more than 1. The largest elements alone (D. Ruiz,
+// RAL-TR-2001-034) do not undo bad units: many scalings have all of them at 1, and the one found from rows
+// and columns 24 decades apart can leave a condition that is ten decades above that of another.
 //
 // Sources: A. R. Curtis and J. K. Reid, J. Inst. Math. Appl. 10 (1972); R. Sinkhorn and P. Knopp, Pacific J.
 // Math. 21 (1967).
@@ -22,6 +22,7 @@
 #include "sparse/solver/scaling.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 
 namespace corvidnum::solver {
@@ -29,7 +30,6 @@ namespace {
 
 using Exponent = std::int16_t;
 constexpr Exponent kNoEntry = std::numeric_limits<Exponent>::min();
-constexpr int kMostMeanSweeps = 10, kMostSumSweeps = 5;
 
 /// Returns the integer nearest to log2 |value|, kNoEntry for 0, NaN and infinity.
 Exponent nearest_exponent(double value) {
@@ -98,7 +98,8 @@ int exponent_of_sum(const ScaledLine& line) {
 
 int largest_exponent(const ScaledLine& line) { return line.largest; }
 
-/// Sets the exponent of each line to minus its level. @return whether an exponent changed
+/// Sets the exponent of each line to minus its level.
+/// @return whether an exponent changed by more than the rounding of a mean
 template <class Level>
 bool scale_lines(const Lines& lines, const Array<int>& across_scale, Array<int>& scale, Array<int>& buffer,
                  Level level) {
@@ -107,7 +108,7 @@ bool scale_lines(const Lines& lines, const Array<int>& across_scale, Array<int>&
     const ScaledLine line = collect(lines, i, across_scale, buffer);
     if (line.count == 0) continue;
     const int chosen = std::clamp(-level(line), -kMostScaleExponent, kMostScaleExponent);
-    changed |= chosen != scale[i];
+    changed |= std::abs(chosen - scale[i]) > 1;
     scale[i] = chosen;
   }
   return changed;
@@ -132,9 +133,20 @@ void transpose(const Pattern& pattern, const Array<Exponent>& by_rows, Array<Exp
   for (int k = 0; k < pattern.entries(); ++k) by_columns[place[pattern.column[k]]++] = by_rows[k];
 }
 
+/// Returns whether all entries are within five decades, so that the largest ones alone serve as a scale.
+bool are_near(const Array<Exponent>& exponents) {
+  constexpr int kSpread = 16;
+  int least = std::numeric_limits<int>::max(), most = std::numeric_limits<int>::min();
+  for (const Exponent exponent : exponents) {
+    least = std::min(least, exponent == kNoEntry ? least : exponent);
+    most = std::max<int>(most, exponent);
+  }
+  return least > most || most - least <= kSpread;
+}
+
 }  // namespace
 
-bool equilibrate(const Pattern& pattern, const double* values, Array<int>& row_exponent,
+bool equilibrate(const Pattern& pattern, const double* values, ScalingEffort effort, Array<int>& row_exponent,
                  Array<int>& column_exponent) {
   const int n = pattern.order, entries = pattern.entries();
   Array<Exponent> by_rows, by_columns;
@@ -149,8 +161,10 @@ bool equilibrate(const Pattern& pattern, const double* values, Array<int>& row_e
   column_exponent.fill(0);
   const Lines rows{n, pattern.row_begin, pattern.column, by_rows.data()};
   const Lines columns{n, pattern.column_begin, pattern.row, by_columns.data()};
-  sweep(rows, columns, row_exponent, column_exponent, buffer, kMostMeanSweeps, limited_mean);
-  sweep(rows, columns, row_exponent, column_exponent, buffer, kMostSumSweeps, exponent_of_sum);
+  const bool thorough = effort == ScalingEffort::kThorough;
+  const int most_mean_sweeps = thorough ? 10 : are_near(by_rows) ? 0 : 3, most_sum_sweeps = thorough ? 5 : 0;
+  sweep(rows, columns, row_exponent, column_exponent, buffer, most_mean_sweeps, limited_mean);
+  sweep(rows, columns, row_exponent, column_exponent, buffer, most_sum_sweeps, exponent_of_sum);
   sweep(rows, columns, row_exponent, column_exponent, buffer, 1, largest_exponent);
   return true;
 }

@@ -13,6 +13,9 @@ namespace corvidnum::solver {
 /// The largest magnitude of a row's or column's exponent: 2^1022 and 2^-1022 are both normal numbers.
 constexpr int kMostScaleExponent = 1022;
 
+/// How much work to spend on a scaling: enough for good pivots, or enough to judge the condition by it.
+enum class ScalingEffort { kQuick, kThorough };
+
 /// Finds exponents r, c such that the largest magnitude a[i, j] 2^(r[i] + c[j]) of each row and of each
 /// column lies in [1/sqrt 2, sqrt 2), or as near as the limit of the exponents allows.
 /// @param values          [entries] by rows; a zero counts as no entry, and so do NaN and infinity
@@ -22,7 +25,7 @@ constexpr int kMostScaleExponent = 1022;
 /// Each scaled entry is finite: none is above both sqrt 2 and its magnitude before. Rows and columns scaled
 /// by any powers of two beforehand end up nearly alike. Needs O(order + entries) time: 16
 /// sweeps over the entries at most.
-bool equilibrate(const Pattern& pattern, const double* values, Array<int>& row_exponent,
+bool equilibrate(const Pattern& pattern, const double* values, ScalingEffort effort, Array<int>& row_exponent,
                  Array<int>& column_exponent);
 
 /// Returns 2^exponent, for exponents of -1022 .. 1023.

@@ -96,9 +96,16 @@ SparseStatus Solver::factorise(const double* values) {
 SparseStatus Solver::choose_pivots() {
   old_pivots_ = false;
   state_ = SparseStatus::NotFactorised;
-  if (!system_.choose_scales()) return SparseStatus::NoMemory;
-  system_.apply_scales();
+  if (!scale(ScalingEffort::kQuick)) return SparseStatus::NoMemory;
   return enter(test(factors_.factorise(options_)));
+}
+
+/// Chooses scales and applies them. @return false: memory was refused
+bool Solver::scale(ScalingEffort effort) {
+  effort_ = effort;
+  if (!system_.choose_scales(effort)) return false;
+  system_.apply_scales();
+  return true;
 }
 
 SparseStatus Solver::refactorise(const double* values) {
@@ -128,6 +135,11 @@ SparseStatus Solver::test(SparseStatus status) {
     if (report_.condition < kSingular) {
       tested_ = true;
       return status;
+    }
+    if (effort_ == ScalingEffort::kQuick) {  // the condition may be that of the scales
+      if (!scale(ScalingEffort::kThorough)) return SparseStatus::NoMemory;
+      status = factors_.repeat();
+      continue;
     }
     if (factors_serve()) return SparseStatus::Singular;
     status = factors_.improve(options_);

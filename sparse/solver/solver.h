@@ -37,6 +37,7 @@ class Solver : public HostAllocated {
   // Factorising.
   SparseStatus take(Fault fault);
   SparseStatus choose_pivots();
+  bool scale(ScalingEffort effort);
   SparseStatus test(SparseStatus status);
   SparseStatus test_again();
   SparseStatus better_factors();
@@ -63,6 +64,7 @@ class Solver : public HostAllocated {
   SparseStatus made_;                                 // by the constructor; NotFactorised: all is well
   SparseStatus state_ = SparseStatus::NotFactorised;  // of the factors
   int index_base_ = 0;
+  ScalingEffort effort_ = ScalingEffort::kQuick;  // of the scales at hand
   bool tested_ = false;      // the factors at hand were tested for singularity
   bool old_pivots_ = false;  // they have the pivots of other values
   int shift_ = 0;            // b_ is the right-hand side times 2^-shift, beside its scales

@@ -9,8 +9,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "sparse/solver/scaling.h"
-
 namespace corvidnum::solver {
 namespace {
 
@@ -145,8 +143,8 @@ Fault System::set_values(const double* values) {
   return kNoFault;
 }
 
-bool System::choose_scales() {
-  if (!equilibrate(pattern(), value_.data(), row_exponent_, column_exponent_)) return false;
+bool System::choose_scales(ScalingEffort effort) {
+  if (!equilibrate(pattern(), value_.data(), effort, row_exponent_, column_exponent_)) return false;
   for (int i = 0; i < order_; ++i) {
     row_scale_[i] = power_of_two(row_exponent_[i]);
     row_unit_[i] = power_of_two(-row_exponent_[i]);

@@ -7,6 +7,7 @@
 
 #include "sparse/solver/array.h"
 #include "sparse/solver/pattern.h"
+#include "sparse/solver/scaling.h"
 #include "sparse/sparse_solver.h"
 
 namespace corvidnum::solver {
@@ -33,7 +34,7 @@ class System {
   Fault set_values(const double* values);
   /// Chooses scales for the values held.
   /// @return false: memory was refused
-  bool choose_scales();
+  bool choose_scales(ScalingEffort effort);
   /// Computes the scaled matrix from the values and the scales.
   void apply_scales();
 

@@ -66,14 +66,17 @@ inline double scaled_residual(const Coordinates& a, const Vector& x, const Vecto
   return worst;
 }
 
-/// The numerical rank, relative to 1e-11, by complete pivoting.
-inline int dense_rank(Dense a) {
+/// Solves a square dense system by complete pivoting. @return its numerical rank, relative to 1e-11
+inline int dense_solve(Dense a, Vector b, Vector& x) {
+  const int n = a.rows;
+  std::vector<int> order(static_cast<std::size_t>(a.cols));
+  std::iota(order.begin(), order.end(), 0);
   double first = 0.0;
   int rank = 0;
-  for (; rank < std::min(a.rows, a.cols); ++rank) {
+  for (; rank < std::min(n, a.cols); ++rank) {
     int row = rank, column = rank;
     for (int j = rank; j < a.cols; ++j) {
-      for (int i = rank; i < a.rows; ++i) {
+      for (int i = rank; i < n; ++i) {
         if (std::fabs(a(i, j)) > std::fabs(a(row, column))) row = i, column = j;
       }
     }
@@ -81,13 +84,29 @@ inline int dense_rank(Dense a) {
     if (rank == 0) first = std::fabs(pivot);
     if (!(std::fabs(pivot) > 1e-11 * first)) break;
     for (int j = 0; j < a.cols; ++j) std::swap(a(rank, j), a(row, j));
-    for (int i = 0; i < a.rows; ++i) std::swap(a(i, rank), a(i, column));
-    for (int i = rank + 1; i < a.rows; ++i) {
+    std::swap(b[static_cast<std::size_t>(rank)], b[static_cast<std::size_t>(row)]);
+    for (int i = 0; i < n; ++i) std::swap(a(i, rank), a(i, column));
+    std::swap(order[static_cast<std::size_t>(rank)], order[static_cast<std::size_t>(column)]);
+    for (int i = rank + 1; i < n; ++i) {
       const double factor = a(i, rank) / a(rank, rank);
       for (int j = rank; j < a.cols; ++j) a(i, j) -= factor * a(rank, j);
+      b[static_cast<std::size_t>(i)] -= factor * b[static_cast<std::size_t>(rank)];
     }
   }
+  x.assign(static_cast<std::size_t>(a.cols), 0.0);
+  for (int i = rank - 1; i >= 0; --i) {
+    double sum = b[static_cast<std::size_t>(i)];
+    for (int j = i + 1; j < rank; ++j)
+      sum -= a(i, j) * x[static_cast<std::size_t>(order[static_cast<std::size_t>(j)])];
+    x[static_cast<std::size_t>(order[static_cast<std::size_t>(i)])] = sum / a(i, i);
+  }
   return rank;
+}
+
+/// Returns the rank of a dense matrix, relative to 1e-11.
+inline int dense_rank(const Dense& a) {
+  Vector x;
+  return dense_solve(a, Vector(static_cast<std::size_t>(a.rows)), x);
 }
 
 // ---- Kinds of matrices

@@ -17,7 +17,7 @@ struct Scaling {
   Array<int> row, column;
 
   explicit Scaling(const SmallPattern& p) {
-    EXPECT_TRUE(equilibrate(p.view(), p.values().data(), row, column));
+    EXPECT_TRUE(equilibrate(p.view(), p.values().data(), ScalingEffort::kThorough, row, column));
   }
 };
 
@@ -137,7 +137,7 @@ TEST(Scaling, SurvivesEachRefusalOfMemory) {
   for (int n = 1; n <= 6; ++n) {
     Array<int> row, column;
     corvid_host::FailAllocation(n);
-    EXPECT_EQ(equilibrate(p.view(), p.values().data(), row, column), n == 6);
+    EXPECT_EQ(equilibrate(p.view(), p.values().data(), ScalingEffort::kThorough, row, column), n == 6);
     corvid_host::StopFailing();
     row.release();
     column.release();
