@@ -1,11 +1,21 @@
-! The numeric routines of the library for Fortran: the names of ma48_codes.h and ma38_codes.h, which tell what
-! each means, and interfaces by which a compiler checks calls. The arguments are explained in ma48_routines.h,
-! ma38_routines.h, gpskca.h and numeric_runtime.h. Positions count from 1, as the arrays do:
+! The numeric routines of the library for Fortran: the names of corvidnum_sparse.h, ma48_codes.h and
+! ma38_codes.h, which tell what each means, and interfaces by which a compiler checks calls. The arguments are
+! explained in corvidnum_sparse.h, ma48_routines.h, ma38_routines.h, gpskca.h and numeric_runtime.h. Positions
+! count from 1, as the arrays do:
 !
 !   use corvidnum
 !   integer(c_int) :: icntl(MA48_ICNTL_LENGTH), info(MA48_INFO_LENGTH)
 !   icntl(MA48_ICNTL_MOST_REFINEMENTS) = 5
 !   if (info(MA48_INFO_STATUS) == MA48_STATUS_TOO_SHORT) call lengthen(info(MA48_INFO_ANALYSIS_LENGTH))
+!
+! A sparse solver is a type(c_ptr). Texts that C functions return become Fortran's by corvidnum_text:
+!
+!   solver = corvidnum_sparse_create(n, ne, rows, columns, 1)
+!   status = corvidnum_sparse_set_option(solver, 'bound', 1d-10)
+!   status = corvidnum_sparse_factorise(solver, values)
+!   status = corvidnum_sparse_solve(solver, b, x, 1)
+!   print *, corvidnum_text(corvidnum_sparse_status_text(status))
+!   call corvidnum_sparse_destroy(solver)
 !
 ! The host compiles the installed file with its own sources, in front of those that use it, because the module
 ! files of different compilers do not match. A CMake project finds it in corvidnum_FORTRAN_MODULE; else:
@@ -13,9 +23,64 @@
 !   module=$(pkg-config --variable=includedir corvidnum)/corvidnum.f90
 !   gfortran -o host "$module" host.f90 $(pkg-config --libs corvidnum)
 module corvidnum
-  use, intrinsic :: iso_c_binding, only: c_int, c_int64_t, c_double
+  use, intrinsic :: iso_c_binding, only: c_int, c_int64_t, c_double, c_char, c_ptr, c_null_char, &
+    c_associated, c_f_pointer
   implicit none
   private :: wide
+
+  ! ---- The sparse solver that chooses its method
+
+  ! Statuses
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_SOLVED = 0
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_UNJUDGED = 1
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_FACTORISED = 2
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_INEXACT = 3
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_SINGULAR = 4
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_NOT_FACTORISED = 5
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_NOT_FINITE = 6
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_NO_MEMORY = 7
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_BAD_INPUT = 8
+
+  ! Values of the option method
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_AUTOMATIC = 0
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_MA48 = 1
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_MA38 = 2
+
+  ! Items of the report
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_ORDER = 1
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_ENTRIES = 2
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_DUPLICATES = 3
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_FIRST_FAULT = 4
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_METHOD = 5
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_PREFERS_DIAGONAL = 6
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_THRESHOLD = 7
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_PATTERN_SYMMETRY = 8
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_DIAGONAL_ENTRIES = 9
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_STRUCTURAL_RANK = 10
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_RANK = 11
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_BLOCKS = 12
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_FACTOR_ENTRIES = 13
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_OPERATIONS = 14
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_CONDITION = 15
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_FACTORISATIONS = 16
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_REFACTORISATIONS = 17
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_ARRAY_GROWTHS = 18
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_NEW_PIVOTS = 19
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_RAISED_THRESHOLDS = 20
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_CHANGED_METHODS = 21
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_BACKWARD_ERROR = 22
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_FIRST_BACKWARD_ERROR = 23
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_CORRECTIONS = 24
+
+  ! Lists of a diagnosis
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_UNMATCHED_EQUATIONS = 1
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_UNMATCHED_UNKNOWNS = 2
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_OVERDETERMINED_EQUATIONS = 3
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_OVERDETERMINED_UNKNOWNS = 4
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_UNDERDETERMINED_EQUATIONS = 5
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_UNDERDETERMINED_UNKNOWNS = 6
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_DEPENDENT_EQUATIONS = 7
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_DEPENDENT_UNKNOWNS = 8
 
   ! ---- ma48, the sparse direct solver
 
@@ -190,6 +255,136 @@ module corvidnum
   integer(c_int), parameter :: MA38_RINFO_LENGTH = 20
 
   interface
+    type(c_ptr) function corvidnum_sparse_create(order, entries, rows, columns, index_base) &
+        bind(C, name='corvidnum_sparse_create')
+      import :: c_int, c_ptr
+      integer(c_int), value :: order, entries, index_base
+      integer(c_int), intent(in) :: rows(*), columns(*)
+    end function
+
+    subroutine corvidnum_sparse_destroy(solver) bind(C, name='corvidnum_sparse_destroy')
+      import :: c_ptr
+      type(c_ptr), value :: solver
+    end subroutine
+
+    integer(c_int) function corvidnum_sparse_state(solver) bind(C, name='corvidnum_sparse_state')
+      import :: c_int, c_ptr
+      type(c_ptr), value :: solver
+    end function
+
+    integer(c_int) function corvidnum_sparse_set_option_c(solver, name, value) &
+        bind(C, name='corvidnum_sparse_set_option')
+      import :: c_int, c_double, c_char, c_ptr
+      type(c_ptr), value :: solver
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), value :: value
+    end function
+
+    real(c_double) function corvidnum_sparse_option_c(solver, name) bind(C, name='corvidnum_sparse_option')
+      import :: c_double, c_char, c_ptr
+      type(c_ptr), value :: solver
+      character(kind=c_char), intent(in) :: name(*)
+    end function
+
+    integer(c_int) function corvidnum_sparse_option_table(place, name, meaning, lowest, standard, highest) &
+        bind(C, name='corvidnum_sparse_option_table')
+      import :: c_int, c_double, c_ptr
+      integer(c_int), value :: place
+      type(c_ptr), intent(inout), optional :: name, meaning
+      real(c_double), intent(inout), optional :: lowest, standard, highest
+    end function
+
+    integer(c_int) function corvidnum_sparse_factorise(solver, values) &
+        bind(C, name='corvidnum_sparse_factorise')
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: solver
+      real(c_double), intent(in) :: values(*)
+    end function
+
+    integer(c_int) function corvidnum_sparse_refactorise(solver, values) &
+        bind(C, name='corvidnum_sparse_refactorise')
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: solver
+      real(c_double), intent(in) :: values(*)
+    end function
+
+    ! In place: corvidnum_sparse_solve(solver, (x), x, 1), since Fortran does not let arguments share memory.
+    integer(c_int) function corvidnum_sparse_solve(solver, b, x, count) bind(C, name='corvidnum_sparse_solve')
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: solver
+      real(c_double), intent(in) :: b(*)
+      real(c_double), intent(inout) :: x(*)
+      integer(c_int), value :: count
+    end function
+
+    integer(c_int) function corvidnum_sparse_solve_transposed(solver, b, x, count) &
+        bind(C, name='corvidnum_sparse_solve_transposed')
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: solver
+      real(c_double), intent(in) :: b(*)
+      real(c_double), intent(inout) :: x(*)
+      integer(c_int), value :: count
+    end function
+
+    integer(c_int) function corvidnum_sparse_condition(solver, raw, equilibrated) &
+        bind(C, name='corvidnum_sparse_condition')
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: solver
+      real(c_double), intent(inout), optional :: raw, equilibrated
+    end function
+
+    integer(c_int) function corvidnum_sparse_forward_error(solver, b, x, transposed, bound) &
+        bind(C, name='corvidnum_sparse_forward_error')
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: solver
+      real(c_double), intent(in) :: b(*), x(*)
+      integer(c_int), value :: transposed
+      real(c_double), intent(inout) :: bound
+    end function
+
+    real(c_double) function corvidnum_sparse_report(solver, item) bind(C, name='corvidnum_sparse_report')
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: solver
+      integer(c_int), value :: item
+    end function
+
+    type(c_ptr) function corvidnum_sparse_reason(solver) bind(C, name='corvidnum_sparse_reason')
+      import :: c_ptr
+      type(c_ptr), value :: solver
+    end function
+
+    integer(c_int) function corvidnum_sparse_diagnose(solver, structural_rank, numerical_rank) &
+        bind(C, name='corvidnum_sparse_diagnose')
+      import :: c_int, c_ptr
+      type(c_ptr), value :: solver
+      integer(c_int), intent(inout), optional :: structural_rank, numerical_rank
+    end function
+
+    integer(c_int) function corvidnum_sparse_indices(solver, list, indices, length) &
+        bind(C, name='corvidnum_sparse_indices')
+      import :: c_int, c_ptr
+      type(c_ptr), value :: solver
+      integer(c_int), value :: list, length
+      integer(c_int), intent(inout), optional :: indices(*)
+    end function
+
+    integer(c_int) function corvidnum_sparse_blocks(solver, count, begin, row, column) &
+        bind(C, name='corvidnum_sparse_blocks')
+      import :: c_int, c_ptr
+      type(c_ptr), value :: solver
+      integer(c_int), intent(inout), optional :: count, begin(*), row(*), column(*)
+    end function
+
+    type(c_ptr) function corvidnum_sparse_status_text(status) bind(C, name='corvidnum_sparse_status_text')
+      import :: c_int, c_ptr
+      integer(c_int), value :: status
+    end function
+
+    type(c_ptr) function corvidnum_sparse_method_name(method) bind(C, name='corvidnum_sparse_method_name')
+      import :: c_int, c_ptr
+      integer(c_int), value :: method
+    end function
+
     integer(c_int) function ma48id(cntl, icntl) bind(C, name='ma48id_')
       import :: c_int, c_double
       real(c_double), intent(out) :: cntl(*)
@@ -300,6 +495,37 @@ contains
   pure integer(c_int64_t) function wide(number)
     integer(c_int), intent(in) :: number
     wide = int(number, c_int64_t)
+  end function
+
+  !> Sets the option of a name; blanks at its end do not count.
+  integer(c_int) function corvidnum_sparse_set_option(solver, name, value)
+    type(c_ptr), intent(in) :: solver
+    character(*), intent(in) :: name
+    real(c_double), intent(in) :: value
+    corvidnum_sparse_set_option = corvidnum_sparse_set_option_c(solver, trim(name)//c_null_char, value)
+  end function
+
+  !> Returns the option of a name; blanks at its end do not count.
+  real(c_double) function corvidnum_sparse_option(solver, name)
+    type(c_ptr), intent(in) :: solver
+    character(*), intent(in) :: name
+    corvidnum_sparse_option = corvidnum_sparse_option_c(solver, trim(name)//c_null_char)
+  end function
+
+  !> Returns a copy of a text that a function of the library returned; a null pointer gives an empty one.
+  function corvidnum_text(pointer) result(text)
+    type(c_ptr), intent(in) :: pointer
+    character(:), allocatable :: text
+    character(kind=c_char), pointer :: letters(:)
+    integer :: length
+    text = ''
+    if (.not. c_associated(pointer)) return
+    call c_f_pointer(pointer, letters, [huge(length)])  ! the zero at the end tells the true length
+    length = 0
+    do while (letters(length + 1) /= c_null_char)
+      length = length + 1
+      text = text//letters(length)
+    end do
   end function
 
   !> Length of KEEP.

@@ -29,6 +29,7 @@ set(CORVIDNUM_PUBLIC_HEADERS
   sparse/ma48/ma48.h
   sparse/ma38/ma38_codes.h
   sparse/ma38/ma38_routines.h
+  sparse/corvidnum_sparse.h
   sparse/sparse_solver.h)
 
 # Installed beside the headers: a host that wants a log, or is written in Fortran, compiles them.
@@ -42,7 +43,8 @@ set(CORVIDNUM_C_HEADERS
   sparse/ma48/ma48_codes.h
   sparse/ma48/ma48_routines.h
   sparse/ma38/ma38_codes.h
-  sparse/ma38/ma38_routines.h)
+  sparse/ma38/ma38_routines.h
+  sparse/corvidnum_sparse.h)
 
 set(CORVIDNUM_SOURCES
   frame/host_memory.cpp
@@ -140,7 +142,8 @@ set(CORVIDNUM_SOURCES
   sparse/solver/factors.cpp
   sparse/solver/solver.cpp
   sparse/solver/diagnosis.cpp
-  sparse/solver/sparse_solver.cpp)
+  sparse/solver/sparse_solver.cpp
+  sparse/solver/c_interface.cpp)
 
 add_library(corvidnum_objects OBJECT ${CORVIDNUM_SOURCES})
 corvidnum_library_defaults(corvidnum_objects)
