@@ -18,8 +18,20 @@ constexpr int kLarge = 50000;           // entries
 constexpr int kLargeIfRepeated = 8000;  // entries of a symmetric pattern that is factorised often
 constexpr int kOften = 5;               // factorisations of one pattern
 
+// What a grid looks like, and what growth of the fronts suits it.
+constexpr double kMostlySymmetric = 0.9;
+constexpr int kMostEntriesARow = 12;
+constexpr double kGrowthOnGrids = 1.2;
+constexpr int kLargeGrid = 20000;  // entries; smaller ones take no less time for fewer operations
+
 constexpr double kThresholdOfMa48 = 0.1;
 constexpr double kThresholdOfMa38 = 0.5;  // costs hardly any fill-in if the diagonal is preferred
+
+bool is_large_grid(const PatternFacts& facts, const SparseOptions& options) {
+  const bool is_grid = facts.symmetry >= kMostlySymmetric && facts.diagonal_entries == facts.order &&
+                       facts.entries <= std::int64_t{kMostEntriesARow} * facts.order;
+  return is_grid && (facts.entries >= kLargeGrid || options.factorisations >= kOften);
+}
 
 }  // namespace
 
@@ -34,7 +46,7 @@ Plan plan_for(SparseMethod method, const PatternFacts& facts, const SparseOption
   settings.threshold = options.threshold > 0 ? options.threshold : own;
   settings.blocks = options.blocks != 0;
   settings.prefer_diagonal = options.diagonal < 0 ? facts.diagonal_entries > 0 : options.diagonal != 0;
-  settings.growth = options.growth;
+  settings.growth = options.growth > 0 ? options.growth : is_large_grid(facts, options) ? kGrowthOnGrids : 0;
   return {method, settings, reason};
 }
 

@@ -24,7 +24,7 @@ constexpr SparseOption kOptions[] = {
     {"blocks", "1: permute to block triangular form; 0: not", 0, 1, 1},
     {"diagonal", "1: ma38 prefers pivots on the diagonal; 0: it does not; -1: automatic", -1, -1, 1},
     {"threshold", "of the pivot test, larger is safer and fills in more; 0: the method's own", 0, 0, 1},
-    {"growth", "limit of the growth of fronts in ma38; 0: the method's own", 0, 0, 1e6},
+    {"growth", "limit of the growth of fronts in ma38; 0: automatic", 0, 0, 1e6},
 };
 constexpr int kOptionCount = sizeof kOptions / sizeof *kOptions;
 
