@@ -4,6 +4,7 @@
 
 #include "accel/accel.h"
 #include "accel/dom_eigen_accel.h"
+#include "accel/fixed_point.h"
 #include "accel/mul_dom_eigen_accel.h"
 #include "dense/arrow_matrix.h"
 #include "dense/matrix.h"

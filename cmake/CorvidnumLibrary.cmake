@@ -23,6 +23,7 @@ set(CORVIDNUM_PUBLIC_HEADERS
   accel/accel.h
   accel/dom_eigen_accel.h
   accel/mul_dom_eigen_accel.h
+  accel/fixed_point.h
   reorder/gpskca.h
   sparse/ma48/ma48_codes.h
   sparse/ma48/ma48_routines.h
@@ -68,6 +69,14 @@ set(CORVIDNUM_SOURCES
   accel/accel.cpp
   accel/dom_eigen_accel.cpp
   accel/mul_dom_eigen_accel.cpp
+  accel/small_eigenvalues.cpp
+  accel/fixed_point_options.cpp
+  accel/fixed_point_scaling.cpp
+  accel/fixed_point_spectrum.cpp
+  accel/fixed_point_steps.cpp
+  accel/fixed_point_progress.cpp
+  accel/fixed_point_state.cpp
+  accel/fixed_point.cpp
   reorder/sorts.cpp
   reorder/level_structures.cpp
   reorder/combination.cpp

@@ -1,0 +1,192 @@
+#pragma once
+
+// Brings a host's fixed-point iteration x := G(x) to its end. The host keeps its loop and its model:
+//
+//   FixedPoint iteration(n, options);
+//   FixedPointVerdict verdict = iteration.Start(x);      // x: the start; out: what to evaluate first
+//   while (verdict == FixedPointVerdict::Continue) {
+//     model(x);                                          // x := G(x)
+//     verdict = iteration.Pass(x);                       // out: what to evaluate next
+//   }
+
+#include <cstdint>
+
+#include "frame/export.h"
+#include "frame/host_memory.h"
+
+namespace corvidnum {
+
+class FixedPointCore;
+
+/// How an iteration stands. The numbers are public and never change.
+enum class FixedPointVerdict : int {
+  Continue = 0,   // evaluate the vector that was handed out
+  Converged = 1,  // the last pass, which no step lies between, changed nothing beyond the tolerance
+  Diverging = 2,  // undisturbed passes grow, and an eigenvalue above 1 explains it
+  Stalled = 3,    // undisturbed passes do not get smaller: noise, drift, or an eigenvalue from 0.99995 on
+  PassLimit = 4,
+  NotFinite = 5,  // a plain pass gave NaN or infinity, or nothing near the last point can be evaluated
+  NoMemory = 6,   // the constructor was refused memory
+  BadInput = 7,   // unknowns below 1, an option out of its range, bounds that cross, or no Start yet
+};
+
+enum class FixedPointMethod : int {
+  None = 0,       // plain passes, judged
+  Dominant = 1,   // DomEigenAccel
+  Multiple = 2,   // MulDomEigenAccel with the option `eigenvalues`
+  Automatic = 3,  // begins with the dominant eigenvalue, goes over to 4 or 8 where many passes are expected
+};
+
+/// What became of a step on a pass.
+enum class FixedPointStep : int {
+  NotTried = 0,
+  Refused = 1,
+  Taken = 2,      // the vector handed out is an extrapolated one; the next pass judges it
+  TakenBack = 3,  // the step of the pass before was undone
+};
+
+/// Why.
+enum class FixedPointReason : int {
+  None = 0,
+  NotDue = 1,             // too few undisturbed passes yet
+  Disagreement = 2,       // the accelerator refused: its corrections do not agree yet
+  RadiusTooLarge = 3,     // the spectral radius seen is 0.9999 or more
+  NotFinite = 4,          // the step led to NaN or infinity, or the pass behind it did
+  Worse = 5,              // the pass behind the step changed more than the option `undo_factor` allows
+  Discarded = 6,          // the host could not evaluate the vector
+  Clipped = 7,            // the step ran into bounds; taken up to them
+  SwitchedOff = 8,        // steps had brought no progress
+  LittleToGain = 9,       // too few passes are expected, or the step would remove too little
+  BoundsChanged = 10,     // a plain pass met or left bounds: the iteration there is another one
+  Rescaled = 11,          // a nominal size had to grow
+  MethodHasNoSteps = 12,  // FixedPointMethod::None
+};
+
+/// Returns a text of a few words, never null.
+CORVIDNUM_API const char* TextOf(FixedPointVerdict verdict);
+CORVIDNUM_API const char* TextOf(FixedPointMethod method);
+CORVIDNUM_API const char* TextOf(FixedPointStep step);
+CORVIDNUM_API const char* TextOf(FixedPointReason reason);
+
+/// One option, as a table tells it.
+struct FixedPointOption {
+  const char* name;
+  const char* meaning;
+  double lowest, standard, highest;
+  bool whole;  // the option is a whole number
+};
+
+/// The options by name; FixedPoint::Option(i) tells their meaning and range.
+struct FixedPointOptions {
+  FixedPointMethod method = FixedPointMethod::Automatic;
+  int beyond_one = 0;
+  int eigenvalues = 4;
+  double tolerance = 1e-8;
+  int pass_limit = 1000;
+  int least_between = 0;
+  double undo_factor = 2;
+  int account_length = 200;
+  // Arrays with an element for each unknown, copied by the constructor; null: none.
+  const double* nominal = nullptr;  // above 0; null: learned from the first passes
+  const double* lower = nullptr;    // -infinity: no bound
+  const double* upper = nullptr;    // infinity: no bound
+};
+
+/// What one pass told.
+struct FixedPointRecord {
+  std::int64_t pass;  // from 1
+  double change;      // largest |G(x) - x| / nominal; NaN or infinite if the outcome was
+  FixedPointStep step;
+  FixedPointReason reason;
+  int eigenvalues;       // by which a step was tried; 0: none
+  double radius;         // largest magnitude of the eigenvalues seen; -1: not known yet
+  double passes_ahead;   // that plain passes would still need by it; infinite from 1 on, -1: not known
+};
+
+/// What all passes told.
+struct FixedPointCounts {
+  std::int64_t passes, steps_taken, steps_refused, steps_taken_back, discarded;
+};
+
+/// Accelerates and judges a fixed-point iteration.
+///
+/// - A pass evaluates x and hands in what came out. `Converged` is said where the largest change of a pass,
+///   relative to the nominal sizes, is at most the tolerance. On a linear iteration whose eigenvectors have
+///   condition kappa, the error is then at most about kappa * tolerance / (1 - spectral radius).
+/// - Steps extrapolate by DomEigenAccel or MulDomEigenAccel, which see the vector scaled by powers of two, so
+///   that nothing is rounded and no absolute limit is met. A step that makes the next pass change more than
+///   `undo_factor` times as much is taken back. Where steps bring no progress they are switched off.
+/// - With bounds, the iteration is that of G clipped to them, and no vector beyond them is ever handed out.
+/// - `Diverging` and `Stalled` are only said of at least 40 and 300 successive passes without a step. An
+///   iteration whose spectral radius is between 0.99995 and 1.00005 counts as stalled.
+///
+/// All memory is allocated in the constructor: about (50 + 3 m) n + 12 m n doubles for n unknowns and m
+/// eigenvalues. One thread at a time may use an object; separate objects may be used by separate threads.
+/// Sources: Orbach and Crowe (1971), Crowe and Nishio (1975) for the steps, see the accelerators; Saad,
+/// Numerical Methods for Large Eigenvalue Problems, ch. 4, for the eigenvalues seen.
+class CORVIDNUM_API FixedPoint : public HostAllocated {
+ public:
+  /// Copies the options and allocates. Start tells whether that went well.
+  FixedPoint(int unknowns, const FixedPointOptions& options);
+  FixedPoint(const FixedPoint&) = delete;
+  FixedPoint& operator=(const FixedPoint&) = delete;
+  ~FixedPoint();
+
+  /// Begins an iteration and forgets any former one.
+  /// @param x [unknowns] in: where to start; out: the same within the bounds, to be evaluated first
+  /// @return Continue, NoMemory, BadInput, or NotFinite with x unchanged
+  FixedPointVerdict Start(double* x);
+  /// Receives the outcome of a pass.
+  /// @param x [unknowns] in: G of the vector handed out last; out: with Continue and PassLimit what to evaluate
+  ///          next, with NotFinite the last vector that could be evaluated, else the outcome within the bounds
+  /// @return the verdict; once it is not Continue, further calls return it and leave x unchanged
+  FixedPointVerdict Pass(double* x);
+  /// Tells that the vector handed out last cannot be evaluated. A step is taken back; a plain outcome is
+  /// halved towards the last vector that could be evaluated. Does not count as a pass.
+  /// @param x [unknowns] out: what to evaluate instead
+  /// @return Continue; NotFinite if x is the start, or after 30 halvings without a pass between
+  FixedPointVerdict Discard(double* x);
+
+  FixedPointVerdict Verdict() const;
+  int Unknowns() const;
+  FixedPointCounts Counts() const;
+  /// Returns how many of the newest passes the account still holds, at most the option `account_length`.
+  int Records() const;
+  /// Copies the record of one pass.
+  /// @param age 0: the newest
+  /// @return false, and `record` unchanged, unless 0 <= age < Records()
+  bool Record(int age, FixedPointRecord& record) const;
+  /// Copies the eigenvalues seen in the last passes, the largest magnitude first.
+  /// @param real, imaginary [capacity] out
+  /// @return how many are known, which may be more than `capacity`
+  int Eigenvalues(double* real, double* imaginary, int capacity) const;
+  /// Copies the nominal sizes in use, [unknowns]; zeros for those not learned yet.
+  /// @return false, and nothing is copied, without memory
+  bool NominalSizes(double* sizes) const;
+
+  /// Returns the bytes of a saved state; 0 without memory.
+  std::int64_t StateSize() const;
+  /// Writes the state of the iteration, from which another object goes on to the same bits. The record is
+  /// plain bytes in the order of this machine.
+  /// @return false if size is below StateSize()
+  bool Save(void* state, std::int64_t size) const;
+  /// Continues a saved iteration. Unknowns and the options `method`, `eigenvalues` and `account_length` must
+  /// be those of the object that saved; the others may differ, so that a run that met its pass limit goes on
+  /// with a higher one.
+  /// @return false, and the object is as it was, if the record is damaged, cut, or of another kind
+  bool Restore(const void* state, std::int64_t size);
+
+  static int OptionCount();
+  /// Returns the i-th option, from 0; null outside.
+  static const FixedPointOption* Option(int i);
+  /// Sets an option by its name.
+  /// @return false, and nothing is set, if there is none of that name or the value is not in its range
+  static bool SetOption(FixedPointOptions& options, const char* name, double value);
+  /// Returns the value of an option; NaN if there is none of that name.
+  static double GetOption(const FixedPointOptions& options, const char* name);
+
+ private:
+  FixedPointCore* core;  // owned; null if memory was refused
+};
+
+}  // namespace corvidnum

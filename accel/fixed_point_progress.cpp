@@ -1,0 +1,128 @@
+// The judging of progress in FixedPoint.
+//
+//  1. While steps are taken, the smallest change so far counts. When it has not been beaten for a number of
+//     passes, steps are switched off.
+//  2. Undisturbed passes are divided into short and long runs, of which the largest changes are compared.
+//     Diverging: the short runs grow several times in a row, while in all passes the spectral radius is above
+//     one and steady, and the older pairs explain the newest one.
+//     Stalled: several long runs in a row did not fall by what an eigenvalue of 0.99995 makes of them, and
+//     noise or an eigenvalue at least so large is seen in half of the passes.
+//     Where plain passes make progress, steps are tried again; each time they fail they rest twice as long.
+
+#include "accel/fixed_point_progress.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace corvidnum {
+namespace {
+
+constexpr int kPatience = 30;       // passes without a smaller change
+constexpr int kFirstRest = 20;      // passes without steps
+constexpr int kLongestRest = 10000;
+constexpr double kProgress = 0.7;   // plain passes that shrink so far make steps worth another try
+
+constexpr int kShortRun = 10;
+constexpr int kRises = 3;
+constexpr double kSlowest = 0.99995;     // eigenvalue; what is slower counts as stalled
+constexpr double kFastest = 1.00005;     // eigenvalue; what is slower does not count as diverging
+constexpr double kSteady = 2;            // factor by which radius - 1 may vary within a run
+constexpr double kExplained = 1e-2;      // part of a pair; noise leaves more unexplained
+
+constexpr int kLongRun = 100;
+constexpr double kFlat = 0.995;          // kSlowest to the power kLongRun
+constexpr int kFlatRuns = 3;
+
+}  // namespace
+
+Progress::Run Progress::empty_run() {
+  return {0, 0, std::numeric_limits<double>::infinity(), 0, 0, 0};
+}
+
+void Progress::extend(Run& run, double change, double unexplained, double radius) {
+  ++run.length;
+  run.largest = std::max(run.largest, change);
+  run.least_radius = std::min(run.least_radius, radius);
+  run.largest_radius = std::max(run.largest_radius, radius);
+  run.most_unexplained = std::max(run.most_unexplained, unexplained);
+  const bool sound = unexplained < kExplained && radius >= 0 && radius < kSlowest;
+  if (!sound) ++run.unsound;
+}
+
+void Progress::begin() {
+  s_ = State();
+  s_.rest = kFirstRest;
+  measure_anew();
+}
+
+void Progress::measure_anew() {
+  s_.best = std::numeric_limits<double>::infinity();
+  s_.since_best = 0;
+  s_.off_from = 0;
+  begin_runs();
+}
+
+void Progress::begin_runs() {
+  s_.short_run = s_.long_run = empty_run();
+  s_.last_short = s_.least_long = 0;
+  s_.rises = s_.flat = 0;
+}
+
+void Progress::note_step() { begin_runs(); }
+
+void Progress::note(double change, double unexplained, double radius) {
+  watch_for_progress(change);
+  extend(s_.short_run, change, unexplained, radius);
+  extend(s_.long_run, change, unexplained, radius);
+  if (s_.short_run.length == kShortRun) end_short_run();
+  if (s_.long_run.length == kLongRun) end_long_run();
+}
+
+void Progress::watch_for_progress(double change) {
+  ++s_.since_best;
+  if (change < s_.best) {
+    s_.best = change;
+    s_.since_best = 0;
+  }
+  if (s_.off) {
+    ++s_.off_passes;
+  } else if (s_.since_best >= kPatience) {
+    s_.off = true;
+    s_.off_passes = 0;
+    s_.off_from = 0;
+    begin_runs();
+  }
+}
+
+void Progress::end_short_run() {
+  const Run& run = s_.short_run;
+  const bool grows = s_.last_short > 0 && run.largest > s_.last_short;
+  const bool explained = run.most_unexplained < kExplained && run.least_radius > kFastest &&
+                         run.largest_radius - 1 < kSteady * (run.least_radius - 1);
+  s_.rises = grows && explained ? s_.rises + 1 : 0;
+  s_.diverging = s_.rises >= kRises;
+  s_.last_short = run.largest;
+  if (s_.off) {
+    if (s_.off_from == 0) s_.off_from = run.largest;
+    if (s_.off_passes >= s_.rest && run.largest < kProgress * s_.off_from) {
+      s_.off = false;
+      s_.best = run.largest;
+      s_.since_best = 0;
+      s_.rest = std::min(2 * s_.rest, kLongestRest);
+    }
+  }
+  s_.short_run = empty_run();
+}
+
+void Progress::end_long_run() {
+  const Run& run = s_.long_run;
+  const bool falls = s_.least_long == 0 || run.largest < kFlat * s_.least_long;
+  const bool unsound = 2 * run.unsound >= kLongRun;
+  s_.flat = falls || !unsound ? 0 : s_.flat + 1;
+  s_.stalled = s_.flat >= kFlatRuns;
+  if (falls) s_.least_long = run.largest;
+  s_.long_run = empty_run();
+}
+
+}  // namespace corvidnum

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+
+#include "accel/fixed_point_parts.h"
+
+namespace corvidnum {
+
+/// Watches the changes of the passes: whether steps bring progress, and whether passes that no step has
+/// disturbed grow or have stopped getting smaller.
+class Progress {
+ public:
+  /// Forgets everything.
+  void begin();
+  /// Forgets what is measured in former nominal sizes, or on another set of active bounds.
+  void measure_anew();
+  /// Tells that a step was taken: what follows is disturbed.
+  void note_step();
+  /// Takes in a pass.
+  /// @param unexplained, radius as PairSpectrum tells them
+  void note(double change, double unexplained, double radius);
+
+  /// Returns whether steps may be tried. They are off after kPatience passes without a smaller change, until
+  /// plain passes have made progress.
+  bool steps_allowed() const { return !s_.off; }
+  bool diverging() const { return s_.diverging; }
+  bool stalled() const { return s_.stalled; }
+
+  template <class Visitor>
+  void each_part(Visitor& visit) {
+    visit_object(visit, s_);
+  }
+
+ private:
+  /// A run of successive undisturbed passes.
+  struct Run {
+    int length;
+    double largest;                         // change
+    double least_radius, largest_radius;
+    double most_unexplained;
+    int unsound;  // passes that no eigenvalue below 0.99995 explains
+  };
+
+  static Run empty_run();
+  static void extend(Run& run, double change, double unexplained, double radius);
+  void begin_runs();
+  void watch_for_progress(double change);
+  void end_short_run();
+  void end_long_run();
+
+  struct State {
+    double best;      // smallest change so far
+    int since_best;   // passes
+    bool off;         // steps
+    int rest;         // passes for which steps are switched off the next time
+    int off_passes;   // since they were
+    double off_from;  // largest change of the first short run since then; 0: not known yet
+    bool diverging, stalled;
+    Run short_run, long_run;
+    double last_short;  // largest change of the short run before; 0: none
+    int rises;          // short runs in a row that grew as diverging ones do
+    double least_long;  // smallest of the largest changes of long runs; 0: none
+    int flat;           // long runs since then
+  } s_ = {};
+};
+
+}  // namespace corvidnum

@@ -1,0 +1,143 @@
+// The scaling of FixedPoint.
+//
+// The accelerators hold differences against absolute limits: 1e-8 for noise, and 1e-8 for the pivots of the
+// normal equations, that is products of differences. Element i is therefore multiplied by
+//
+//   2^(e - exponent of nominal(i)),   e such that a change at the tolerance becomes about 2^20
+//
+// so that both limits stay far below the differences until the iteration has converged. Powers of two round
+// nothing, and the passes do not depend on the unit of an unknown.
+
+#include "accel/fixed_point_scaling.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "accel/vectors.h"
+#include "frame/host_memory.h"
+
+namespace corvidnum {
+namespace {
+
+/// Binary exponent of a scaled change at the tolerance.
+constexpr int kExponentAtTolerance = 20;
+/// Keeps a factor and its inverse finite and normal.
+constexpr int kLargestExponent = 900;
+/// A size that is exceeded by this factor is learned anew.
+constexpr double kGrowth = 4;
+
+bool copy_if_given(int n, const double* from, double*& to) {
+  if (!from) return true;
+  to = allocate_array<double>(n);
+  if (to) copy(n, from, to);
+  return to != nullptr;
+}
+
+}  // namespace
+
+Scaling::~Scaling() {
+  free_array(nominal_);
+  free_array(factor_);
+  free_array(lower_);
+  free_array(upper_);
+  free_array(active_);
+}
+
+bool Scaling::allocate(int n, double tolerance, const double* nominal, const double* lower,
+                       const double* upper) {
+  n_ = n;
+  tolerance_exponent_ = std::ilogb(tolerance);
+  learning_ = nominal == nullptr;
+  nominal_ = allocate_zeros(n);
+  factor_ = allocate_zeros(n);
+  active_ = allocate_array<signed char>(n);
+  if (!nominal_ || !factor_ || !active_) return false;
+  if (!copy_if_given(n, lower, lower_) || !copy_if_given(n, upper, upper_)) return false;
+  for (int i = 0; nominal && i < n; ++i) set_size(i, nominal[i]);
+  begin();
+  return true;
+}
+
+void Scaling::begin() {
+  for (int i = 0; i < n_; ++i) {
+    active_[i] = 0;
+    if (!learning_) continue;
+    nominal_[i] = 0;
+    factor_[i] = 1;
+  }
+}
+
+void Scaling::set_size(int i, double size) {
+  nominal_[i] = size;
+  const int exponent = kExponentAtTolerance - tolerance_exponent_ - std::ilogb(size);
+  factor_[i] = std::ldexp(1.0, std::clamp(exponent, -kLargestExponent, kLargestExponent));
+}
+
+bool Scaling::learn(const double* x, bool may_grow) {
+  if (!learning_) return false;
+  bool grew = false;
+  for (int i = 0; i < n_; ++i) {
+    const double size = std::fabs(x[i]);
+    if (size == 0) continue;
+    const bool first = nominal_[i] == 0;  // all vectors of before hold 0 there, which no factor changes
+    if (!first && !(may_grow && size > kGrowth * nominal_[i])) continue;
+    grew = grew || !first;
+    set_size(i, size);
+  }
+  return grew;
+}
+
+bool Scaling::clip(double* x) const {
+  bool beyond = false;
+  for (int i = 0; i < n_; ++i) {
+    if (lower_ && x[i] < lower_[i]) {
+      x[i] = lower_[i];
+      beyond = true;
+    }
+    if (upper_ && x[i] > upper_[i]) {
+      x[i] = upper_[i];
+      beyond = true;
+    }
+  }
+  return beyond;
+}
+
+bool Scaling::note_active(const double* x) {
+  bool changed = false;
+  for (int i = 0; i < n_; ++i) {
+    signed char active = 0;
+    if (lower_ && x[i] <= lower_[i]) active = -1;
+    if (upper_ && x[i] >= upper_[i]) active = 1;
+    changed = changed || active != active_[i];
+    active_[i] = active;
+  }
+  return changed;
+}
+
+double Scaling::largest_change(const double* a, const double* b) const {
+  double top = 0;
+  for (int i = 0; i < n_; ++i) {
+    if (a[i] == b[i]) continue;  // also where the size is not known
+    const double change = std::fabs(a[i] - b[i]) / nominal_[i];
+    if (!std::isfinite(change)) return change;
+    top = std::max(top, change);
+  }
+  return top;
+}
+
+void Scaling::scale(const double* x, double* scaled) const {
+  for (int i = 0; i < n_; ++i) scaled[i] = x[i] * factor_[i];
+}
+
+void Scaling::unscale(const double* scaled, double* x) const {
+  for (int i = 0; i < n_; ++i) x[i] = scaled[i] / factor_[i];
+}
+
+bool all_finite(int n, const double* x) {
+  for (int i = 0; i < n; ++i) {
+    if (!std::isfinite(x[i])) return false;
+  }
+  return true;
+}
+
+}  // namespace corvidnum
