@@ -32,7 +32,10 @@ constexpr int kMostHalvings = 30;
 /// So few plain passes are not worth a step.
 constexpr double kFewPasses = 2;
 /// Automatic goes over to more eigenvalues above so many passes to expect.
-constexpr double kPassesForFew = 15, kPassesForMany = 30;
+constexpr double kPassesForFew = 10, kPassesForMany = 30;
+/// A step by one eigenvalue that leaves more of the newest difference unexplained is not worth the passes for
+/// which it delays one by several.
+constexpr double kGoodFit = 2e-3;
 constexpr int kFewEigenvalues = 4, kManyEigenvalues = 8;
 
 }  // namespace
@@ -109,7 +112,6 @@ FixedPointVerdict FixedPointCore::start(double* x) {
   if (!all_finite(n_, x)) return end(FixedPointVerdict::NotFinite);
   scaling_.clip(x);
   scaling_.learn(x, true);
-  scaling_.note_active(x);
   copy(n_, x, next_);
   begin_account();
   scaling_.scale(x, scaled_);
@@ -223,7 +225,7 @@ void FixedPointCore::begin_accelerators() {
 void FixedPointCore::watch_bounds_and_sizes(const double* outcome) {
   const bool grew = scaling_.learn(outcome, s_.counts.passes <= kLearningPasses);
   const bool other_bounds = scaling_.note_active(outcome);
-  if (!grew && !other_bounds) return;
+  if (!grew && !(other_bounds && s_.evaluated)) return;
   newest().reason = grew ? FixedPointReason::Rescaled : FixedPointReason::BoundsChanged;
   begin_account();
   s_.change_before = std::numeric_limits<double>::infinity();
@@ -279,9 +281,12 @@ void FixedPointCore::choose_step(double* x) {
 /// Returns the accelerator whose offer is to be taken.
 FixedPointCore::Source FixedPointCore::best_offer() const {
   const double ahead = newest().passes_ahead;
-  if (offered_[kMany] && ahead > kPassesForMany) return kMany;
-  if (offered_[kFew] && (ahead > kPassesForFew || !one_)) return kFew;
-  if (offered_[kOne]) return kOne;
+  const bool wants_many = many_ && ahead > kPassesForMany;
+  const bool wants_few = few_ && (!one_ || ahead > kPassesForFew);
+  if (offered_[kMany] && wants_many) return kMany;
+  // While eight eigenvalues are wanted, four take their turn only where eight were tried in vain.
+  if (offered_[kFew] && wants_few && (!wants_many || many_->was_due())) return kFew;
+  if (offered_[kOne] && (!wants_few || one_->misfit() < kGoodFit)) return kOne;
   return kNone;
 }
 
