@@ -1,7 +1,7 @@
-! The numeric routines of the library for Fortran: the names of corvidnum_sparse.h, ma48_codes.h and
-! ma38_codes.h, which tell what each means, and interfaces by which a compiler checks calls. The arguments are
-! explained in corvidnum_sparse.h, ma48_routines.h, ma38_routines.h, gpskca.h and numeric_runtime.h. Positions
-! count from 1, as the arrays do:
+! The numeric routines of the library for Fortran: the names of corvidnum_sparse.h, corvidnum_fixed_point.h,
+! ma48_codes.h and ma38_codes.h, which tell what each means, and interfaces by which a compiler checks calls. The
+! arguments are explained in these two, in ma48_routines.h, ma38_routines.h, gpskca.h and numeric_runtime.h.
+! Positions count from 1, as the arrays do:
 !
 !   use corvidnum
 !   integer(c_int) :: icntl(MA48_ICNTL_LENGTH), info(MA48_INFO_LENGTH)
@@ -254,6 +254,25 @@ module corvidnum
   integer(c_int), parameter :: MA38_INFO_LENGTH = 40
   integer(c_int), parameter :: MA38_RINFO_LENGTH = 20
 
+  ! ---- FixedPoint, iterations brought to their fixed point
+
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_CONTINUE = 0
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_CONVERGED = 1
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_DIVERGING = 2
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_STALLED = 3
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_PASS_LIMIT = 4
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_NOT_FINITE = 5
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_NO_MEMORY = 6
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_BAD_INPUT = 7
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_METHOD_NONE = 0
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_METHOD_DOMINANT = 1
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_METHOD_MULTIPLE = 2
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_METHOD_AUTOMATIC = 3
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_STEP_NOT_TRIED = 0
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_STEP_REFUSED = 1
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_STEP_TAKEN = 2
+  integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_STEP_TAKEN_BACK = 3
+
   interface
     type(c_ptr) function corvidnum_sparse_create(order, entries, rows, columns, index_base) &
         bind(C, name='corvidnum_sparse_create')
@@ -477,6 +496,117 @@ module corvidnum
       integer(c_int), intent(in) :: n, row_start(*), connect(*), optimize_profile, work_length
       integer(c_int), intent(inout) :: degree(*), permutation(*), work(*)
       integer(c_int), intent(out) :: bandwidth, profile, error_code, space
+    end function
+
+    type(c_ptr) function corvidnum_fixed_point_create(unknowns) bind(C)
+      import :: c_int, c_ptr
+      integer(c_int), value :: unknowns
+    end function
+
+    subroutine corvidnum_fixed_point_destroy(iteration) bind(C)
+      import :: c_ptr
+      type(c_ptr), value :: iteration
+    end subroutine
+
+    integer(c_int) function corvidnum_fixed_point_set(iteration, name, number) bind(C)
+      import :: c_int, c_double, c_char, c_ptr
+      type(c_ptr), value :: iteration
+      character(kind=c_char), intent(in) :: name(*)
+      real(c_double), value :: number
+    end function
+
+    real(c_double) function corvidnum_fixed_point_get(iteration, name) bind(C)
+      import :: c_double, c_char, c_ptr
+      type(c_ptr), value :: iteration
+      character(kind=c_char), intent(in) :: name(*)
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_set_nominal(iteration, nominal) bind(C)
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      real(c_double), intent(in) :: nominal(*)
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_set_bounds(iteration, lower, upper) bind(C)
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      real(c_double), intent(in), optional :: lower(*), upper(*)
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_option(i, name, capacity, lowest, standard, highest) bind(C)
+      import :: c_int, c_double, c_char
+      integer(c_int), value :: i
+      character(kind=c_char), intent(inout) :: name(*)
+      integer(c_int), value :: capacity
+      real(c_double), intent(inout) :: lowest, standard, highest
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_start(iteration, x) bind(C)
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      real(c_double), intent(inout) :: x(*)
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_pass(iteration, x) bind(C)
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      real(c_double), intent(inout) :: x(*)
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_discard(iteration, x) bind(C)
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      real(c_double), intent(inout) :: x(*)
+    end function
+
+    subroutine corvidnum_fixed_point_text(verdict, text, capacity) bind(C)
+      import :: c_int, c_char
+      integer(c_int), value :: verdict
+      character(kind=c_char), intent(inout) :: text(*)
+      integer(c_int), value :: capacity
+    end subroutine
+
+    subroutine corvidnum_fixed_point_counts(iteration, passes, taken, refused, taken_back) bind(C)
+      import :: c_int64_t, c_ptr
+      type(c_ptr), value :: iteration
+      integer(c_int64_t), intent(out) :: passes, taken, refused, taken_back
+    end subroutine
+
+    integer(c_int) function corvidnum_fixed_point_record(iteration, age, pass, change, step, reason, &
+                                                         eigenvalues, radius, passes_ahead) bind(C)
+      import :: c_int, c_int64_t, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      integer(c_int), value :: age
+      integer(c_int64_t), intent(inout) :: pass
+      real(c_double), intent(inout) :: change
+      integer(c_int), intent(inout) :: step, reason, eigenvalues
+      real(c_double), intent(inout) :: radius, passes_ahead
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_eigenvalues(iteration, real, imaginary, capacity) bind(C)
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      real(c_double), intent(inout) :: real(*), imaginary(*)
+      integer(c_int), value :: capacity
+    end function
+
+    integer(c_int64_t) function corvidnum_fixed_point_state_size(iteration) bind(C)
+      import :: c_int64_t, c_ptr
+      type(c_ptr), value :: iteration
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_save(iteration, state, bytes) bind(C)
+      import :: c_int, c_int64_t, c_char, c_ptr
+      type(c_ptr), value :: iteration
+      character(kind=c_char), intent(inout) :: state(*)
+      integer(c_int64_t), value :: bytes
+    end function
+
+    integer(c_int) function corvidnum_fixed_point_restore(iteration, state, bytes) bind(C)
+      import :: c_int, c_int64_t, c_char, c_ptr
+      type(c_ptr), value :: iteration
+      character(kind=c_char), intent(in) :: state(*)
+      integer(c_int64_t), value :: bytes
     end function
 
     real(c_double) function d1mach(selector) bind(C, name='d1mach_')

@@ -3,6 +3,7 @@
 // All public headers of the library.
 
 #include "accel/accel.h"
+#include "accel/corvidnum_fixed_point.h"
 #include "accel/dom_eigen_accel.h"
 #include "accel/fixed_point.h"
 #include "accel/mul_dom_eigen_accel.h"

@@ -5,11 +5,13 @@
 //  3. If the vector came from a step: the step is taken back if the change grew too much.
 //  4. The pair of vector and outcome goes to the eigenvalue estimate, the change to the judge of progress,
 //     which may say Diverging or Stalled.
-//  5. The accelerators see the outcome. If one offers a step and nothing hinders it, the extrapolated vector is
+//  5. The accelerators see the outcome. If one offers a step and nothing hinders it, the extrapolated vector
+//  is
 //     handed out, clipped to the bounds; else the outcome.
 //
-// The account begins anew (accelerators, eigenvalues, progress) where vectors of before say nothing of those to
-// come: other bounds are active, a nominal size has grown, or a vector was discarded.
+// The account begins anew (accelerators, eigenvalues, progress) where vectors of before say nothing of those
+// to come: other bounds are active, a nominal size has grown, or a vector was discarded. With other bounds
+// the judge of progress goes on, or an iteration that wanders between bounds would never be seen to stall.
 
 #include "accel/fixed_point.h"
 
@@ -209,9 +211,9 @@ void FixedPointCore::take_back_step(double* x, FixedPointReason reason) {
   receive();
 }
 
+/// Drops all that depends on the iteration being the same one as before.
 void FixedPointCore::begin_account() {
   spectrum_.begin();
-  progress_.measure_anew();
   begin_accelerators();
 }
 
@@ -228,7 +230,9 @@ void FixedPointCore::watch_bounds_and_sizes(const double* outcome) {
   if (!grew && !(other_bounds && s_.evaluated)) return;
   newest().reason = grew ? FixedPointReason::Rescaled : FixedPointReason::BoundsChanged;
   begin_account();
-  s_.change_before = std::numeric_limits<double>::infinity();
+  if (!grew) return;
+  progress_.measure_anew();
+  s_.change_before = std::numeric_limits<double>::infinity();  // it was measured in another size
 }
 
 // ---- Steps
@@ -298,7 +302,8 @@ FixedPointReason FixedPointCore::hindrance(Source source) const {
   if (!progress_.steps_allowed()) return FixedPointReason::SwitchedOff;
   if (!beyond_one_ && spectrum_.radius() >= kLargestRadius) return FixedPointReason::RadiusTooLarge;
   if (source == kNone) return FixedPointReason::Disagreement;
-  if (newest().passes_ahead >= 0 && newest().passes_ahead <= kFewPasses) return FixedPointReason::LittleToGain;
+  if (newest().passes_ahead >= 0 && newest().passes_ahead <= kFewPasses)
+    return FixedPointReason::LittleToGain;
   return FixedPointReason::None;
 }
 

@@ -98,9 +98,9 @@ struct FixedPointRecord {
   double change;      // largest |G(x) - x| / nominal; NaN or infinite if the outcome was
   FixedPointStep step;
   FixedPointReason reason;
-  int eigenvalues;       // by which a step was tried; 0: none
-  double radius;         // largest magnitude of the eigenvalues seen; -1: not known yet
-  double passes_ahead;   // that plain passes would still need by it; infinite from 1 on, -1: not known
+  int eigenvalues;      // by which a step was tried; 0: none
+  double radius;        // largest magnitude of the eigenvalues seen; -1: not known yet
+  double passes_ahead;  // that plain passes would still need by it; infinite from 1 on, -1: not known
 };
 
 /// What all passes told.
@@ -137,8 +137,10 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   /// @return Continue, NoMemory, BadInput, or NotFinite with x unchanged
   FixedPointVerdict Start(double* x);
   /// Receives the outcome of a pass.
-  /// @param x [unknowns] in: G of the vector handed out last; out: with Continue and PassLimit what to evaluate
-  ///          next, with NotFinite the last vector that could be evaluated, else the outcome within the bounds
+  /// @param x [unknowns] in: G of the vector handed out last; out: with Continue and PassLimit what to
+  /// evaluate
+  ///          next, with NotFinite the last vector that could be evaluated, else the outcome within the
+  ///          bounds
   /// @return the verdict; once it is not Continue, further calls return it and leave x unchanged
   FixedPointVerdict Pass(double* x);
   /// Tells that the vector handed out last cannot be evaluated. A step is taken back; a plain outcome is

@@ -51,10 +51,10 @@ class FixedPointCore : public HostAllocated {
 
   struct State {
     FixedPointVerdict verdict;
-    bool evaluated;         // point_ has been evaluated once: a plain step back is possible
-    bool stepped;           // next_ was made by a step
-    int halvings;           // by discard, since the last pass
-    double change_before;   // of the pass before the step
+    bool evaluated;        // point_ has been evaluated once: a plain step back is possible
+    bool stepped;          // next_ was made by a step
+    int halvings;          // by discard, since the last pass
+    double change_before;  // of the pass before the step
     FixedPointCounts counts;
   };
 
@@ -101,12 +101,12 @@ class FixedPointCore : public HostAllocated {
   bool ready_ = false;
   bool offered_[kSources] = {};  // by the accelerators, for the present pass
 
-  double* point_ = nullptr;    // [n] evaluated in the last pass
-  double* next_ = nullptr;     // [n] handed out
-  double* before_ = nullptr;   // [n] the plain outcome that a step replaced
-  double* scaled_ = nullptr;   // [n]
-  double* scaled_point_ = nullptr;  // [n]
-  double* offers_ = nullptr;        // [kSources x n] scaled
+  double* point_ = nullptr;              // [n] evaluated in the last pass
+  double* next_ = nullptr;               // [n] handed out
+  double* before_ = nullptr;             // [n] the plain outcome that a step replaced
+  double* scaled_ = nullptr;             // [n]
+  double* scaled_point_ = nullptr;       // [n]
+  double* offers_ = nullptr;             // [kSources x n] scaled
   FixedPointRecord* account_ = nullptr;  // [account_length] a ring
   State s_ = {};
 };

@@ -42,20 +42,20 @@ constexpr Member make(const char* name, const char* meaning, double lowest, doub
 
 using O = FixedPointOptions;
 constexpr Member kMembers[] = {
-      make<&O::method>("method", "0 none, 1 dominant, 2 multiple, 3 automatic", 0, 3, true),
-      make<&O::beyond_one>("beyond_one", "1: steps may lead to fixed points that plain passes run away from",
-                           0, 1, true),
-      make<&O::eigenvalues>("eigenvalues", "eigenvalues of the method multiple", 1, kMostEigenvalues, true),
-      make<&O::tolerance>("tolerance", "largest change of a converged pass, relative to the nominal sizes",
-                          1e-15, 0.1, false),
-      make<&O::pass_limit>("pass_limit", "passes after which the verdict is PassLimit", 1, 1e9, true),
-      make<&O::least_between>("least_between",
-                              "least passes between steps; 0: the method's own, 1 or eigenvalues + 3", 0,
-                              1000, true),
-      make<&O::undo_factor>("undo_factor",
-                            "a step is taken back if the change of the next pass is larger by this factor", 1,
-                            1e6, false),
-      make<&O::account_length>("account_length", "passes that the account holds", 1, 1e6, true),
+    make<&O::method>("method", "0 none, 1 dominant, 2 multiple, 3 automatic", 0, 3, true),
+    make<&O::beyond_one>("beyond_one", "1: steps may lead to fixed points that plain passes run away from", 0,
+                         1, true),
+    make<&O::eigenvalues>("eigenvalues", "eigenvalues of the method multiple", 1, kMostEigenvalues, true),
+    make<&O::tolerance>("tolerance", "largest change of a converged pass, relative to the nominal sizes",
+                        1e-15, 0.1, false),
+    make<&O::pass_limit>("pass_limit", "passes after which the verdict is PassLimit", 1, 1e9, true),
+    make<&O::least_between>("least_between",
+                            "least passes between steps; 0: the method's own, 1 or eigenvalues + 3", 0, 1000,
+                            true),
+    make<&O::undo_factor>("undo_factor",
+                          "a step is taken back if the change of the next pass is larger by this factor", 1,
+                          1e6, false),
+    make<&O::account_length>("account_length", "passes that the account holds", 1, 1e6, true),
 };
 constexpr int kMemberCount = sizeof kMembers / sizeof *kMembers;
 
@@ -116,9 +116,8 @@ double FixedPoint::GetOption(const FixedPointOptions& options, const char* name)
 }
 
 const char* TextOf(FixedPointVerdict verdict) {
-  static const char* const kTexts[] = {"continue",   "converged",     "diverging",
-                                       "stalled",    "pass limit",    "not finite",
-                                       "no memory",  "bad input"};
+  static const char* const kTexts[] = {"continue",   "converged",  "diverging", "stalled",
+                                       "pass limit", "not finite", "no memory", "bad input"};
   return text_at(kTexts, static_cast<int>(verdict));
 }
 

@@ -18,27 +18,25 @@
 namespace corvidnum {
 namespace {
 
-constexpr int kPatience = 30;       // passes without a smaller change
-constexpr int kFirstRest = 20;      // passes without steps
+constexpr int kPatience = 30;   // passes without a smaller change
+constexpr int kFirstRest = 20;  // passes without steps
 constexpr int kLongestRest = 10000;
-constexpr double kProgress = 0.7;   // plain passes that shrink so far make steps worth another try
+constexpr double kProgress = 0.7;  // plain passes that shrink so far make steps worth another try
 
 constexpr int kShortRun = 10;
 constexpr int kRises = 3;
-constexpr double kSlowest = 0.99995;     // eigenvalue; what is slower counts as stalled
-constexpr double kFastest = 1.00005;     // eigenvalue; what is slower does not count as diverging
-constexpr double kSteady = 2;            // factor by which radius - 1 may vary within a run
-constexpr double kExplained = 1e-2;      // part of a pair; noise leaves more unexplained
+constexpr double kSlowest = 0.99995;  // eigenvalue; what is slower counts as stalled
+constexpr double kFastest = 1.00005;  // eigenvalue; what is slower does not count as diverging
+constexpr double kSteady = 2;         // factor by which radius - 1 may vary within a run
+constexpr double kExplained = 1e-2;   // part of a pair; noise leaves more unexplained
 
 constexpr int kLongRun = 100;
-constexpr double kFlat = 0.995;          // kSlowest to the power kLongRun
+constexpr double kFlat = 0.995;  // kSlowest to the power kLongRun
 constexpr int kFlatRuns = 3;
 
 }  // namespace
 
-Progress::Run Progress::empty_run() {
-  return {0, 0, std::numeric_limits<double>::infinity(), 0, 0, 0};
-}
+Progress::Run Progress::empty_run() { return {0, 0, std::numeric_limits<double>::infinity(), 0, 0, 0}; }
 
 void Progress::extend(Run& run, double change, double unexplained, double radius) {
   ++run.length;

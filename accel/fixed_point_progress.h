@@ -35,7 +35,7 @@ class Progress {
   /// A run of successive undisturbed passes.
   struct Run {
     int length;
-    double largest;                         // change
+    double largest;  // change
     double least_radius, largest_radius;
     double most_unexplained;
     int unsound;  // passes that no eigenvalue below 0.99995 explains

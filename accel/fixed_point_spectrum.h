@@ -57,8 +57,8 @@ class PairSpectrum {
     SmallSpectrum eigenvalues;
   } state_ = {};
   int directions_ = 0;
-  double* points_ = nullptr;      // [kPairs x n]
-  double* outcomes_ = nullptr;    // [kPairs x n]
+  double* points_ = nullptr;           // [kPairs x n]
+  double* outcomes_ = nullptr;         // [kPairs x n]
   double* directions_rows_ = nullptr;  // [kPairs x n] orthonormal; the one behind the last is being made
   double* images_rows_ = nullptr;      // [kPairs x n] what the iteration makes of each
 };

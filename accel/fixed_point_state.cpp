@@ -84,8 +84,8 @@ std::int64_t FixedPointCore::state_size() {
 }
 
 void FixedPointCore::save(void* state) {
-  Header header = {kMark,           kVersion, n_,           static_cast<std::int32_t>(method_), eigenvalues_,
-                   account_length_, 0,        state_size(), 0};
+  Header header = {kMark, kVersion,     n_, static_cast<std::int32_t>(method_), eigenvalues_, account_length_,
+                   0,     state_size(), 0};
   Write write{static_cast<unsigned char*>(state) + sizeof header};
   each_part(write);
   header.checksum = checksum(header, state);

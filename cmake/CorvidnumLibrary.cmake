@@ -24,6 +24,7 @@ set(CORVIDNUM_PUBLIC_HEADERS
   accel/dom_eigen_accel.h
   accel/mul_dom_eigen_accel.h
   accel/fixed_point.h
+  accel/corvidnum_fixed_point.h
   reorder/gpskca.h
   sparse/ma48/ma48_codes.h
   sparse/ma48/ma48_routines.h
@@ -38,6 +39,7 @@ set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp corvidnum.f90)
 
 # Those of the headers that compile as C too.
 set(CORVIDNUM_C_HEADERS
+  accel/corvidnum_fixed_point.h
   frame/export.h
   frame/numeric_runtime.h
   reorder/gpskca.h
@@ -77,6 +79,7 @@ set(CORVIDNUM_SOURCES
   accel/fixed_point_progress.cpp
   accel/fixed_point_state.cpp
   accel/fixed_point.cpp
+  accel/corvidnum_fixed_point.cpp
   reorder/sorts.cpp
   reorder/level_structures.cpp
   reorder/combination.cpp

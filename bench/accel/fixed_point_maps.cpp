@@ -111,16 +111,18 @@ int main(int argc, char** argv) {
     if (i + 1 < argc && std::strcmp(argv[i], "--kind") == 0) only = std::atoi(argv[++i]);
   }
   std::printf("tolerance %g, %d iterations of a kind, method %s\n", kTolerance, each, TextOf(method));
-  std::printf(
-      "%-13s %8s %8s %6s %6s %5s %5s %6s %5s %5s  %s\n", "kind", "plain", "taken", "geom.", "worst", "steps",
-      "back", "most", "slow", "units", "converged/diverging/stalled/limit/other (plain) beyond, worst error");
+  std::printf("%-13s %8s %8s %6s %6s %5s %5s %6s %5s %5s  %s\n", "kind", "plain", "taken", "geom.", "worst",
+              "steps", "back", "most", "slow", "units",
+              "converged/diverging/stalled/limit/other (plain) beyond, worst error");
   double all = 0;
   int count = 0;
   for (int k = 0; k < maps::kKinds; ++k) {
     if (only >= 0 && k != only) continue;
     const Kind kind = static_cast<Kind>(k);
     const Line l = run_kind(kind, each, method, list);
-    const auto v = [](const int* counts, FixedPointVerdict verdict) { return counts[static_cast<int>(verdict)]; };
+    const auto v = [](const int* counts, FixedPointVerdict verdict) {
+      return counts[static_cast<int>(verdict)];
+    };
     const auto print = [&v](const int* c) {
       const int good = v(c, FixedPointVerdict::Converged), away = v(c, FixedPointVerdict::Diverging),
                 flat = v(c, FixedPointVerdict::Stalled), limit = v(c, FixedPointVerdict::PassLimit);

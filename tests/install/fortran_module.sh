@@ -8,13 +8,14 @@ headers=$1 libdir=$2 symbols=$3 work=$4 cc=$5
 export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 module=$headers/corvidnum.f90
 solver=$headers/sparse/corvidnum_sparse.h
-codes="$headers/sparse/ma48/ma48_codes.h $headers/sparse/ma38/ma38_codes.h $solver"
+fixed_point=$headers/accel/corvidnum_fixed_point.h
+codes="$headers/sparse/ma48/ma48_codes.h $headers/sparse/ma38/ma38_codes.h $solver $fixed_point"
 rm -rf "$work"
 mkdir -p "$work"
 cd "$work"
 
 # A name that one side lacks does not compile there.
-grep -Eowh '(MA[34]8|CORVIDNUM_SPARSE)_[A-Z0-9_]*' $codes "$module" | sort -u >names
+grep -Eowh '(MA[34]8|CORVIDNUM_SPARSE|CORVIDNUM_FIXED_POINT)_[A-Z0-9_]*' $codes "$module" | sort -u >names
 test "$(wc -l <names)" -gt 100
 calls="ma38_least_value_length(k) ma38_w_length(k)"
 for arguments in 2,5 5,2 k,k 1,k; do
@@ -69,7 +70,7 @@ sed -e 's/void \*\(solver\|corvidnum_sparse_create\)/corvidnum_sparse *\1/' \
   -e 's/void \*\(name\|meaning\)/const char **\1/g' module.h >prototypes.h
 sed 's/const corvidnum_sparse\*/corvidnum_sparse*/' "$solver" >solver.h
 for header in sparse/ma48/ma48_routines.h sparse/ma38/ma38_routines.h reorder/gpskca.h \
-  frame/numeric_runtime.h solver.h prototypes.h; do
+  frame/numeric_runtime.h accel/corvidnum_fixed_point.h solver.h prototypes.h; do
   echo "#include \"$header\""
 done >prototypes.c
 "$cc" -std=c99 -fsyntax-only -I"$headers" -I. prototypes.c

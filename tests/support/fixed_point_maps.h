@@ -39,9 +39,10 @@ enum class Kind {
 constexpr int kKinds = 15;
 
 inline const char* name_of(Kind kind) {
-  static const char* const names[kKinds] = {
-      "one dominant", "two close", "complex pair", "negative", "spread",      "eight slow", "fast", "nonlinear",
-      "noise 1e-10",  "bounds",    "n = 1, 2",     "non-normal", "diverging", "drift",      "noise above"};
+  static const char* const names[kKinds] = {"one dominant", "two close",  "complex pair", "negative",
+                                            "spread",       "eight slow", "fast",         "nonlinear",
+                                            "noise 1e-10",  "bounds",     "n = 1, 2",     "non-normal",
+                                            "diverging",    "drift",      "noise above"};
   return names[static_cast<int>(kind)];
 }
 
@@ -49,7 +50,8 @@ inline bool converges(Kind kind) { return kind < Kind::kDiverging; }
 
 class Map {
  public:
-  Map(Kind kind, int number) : kind_(kind), random_(1000u * static_cast<unsigned>(kind) + static_cast<unsigned>(number) + 1) {
+  Map(Kind kind, int number)
+      : kind_(kind), random_(1000u * static_cast<unsigned>(kind) + static_cast<unsigned>(number) + 1) {
     choose_spectrum();
     choose_matrix();
     choose_points();
@@ -98,7 +100,9 @@ class Map {
  private:
   using Matrix = std::vector<Vector>;
 
-  double uniform(double low, double high) { return std::uniform_real_distribution<double>(low, high)(random_); }
+  double uniform(double low, double high) {
+    return std::uniform_real_distribution<double>(low, high)(random_);
+  }
   double log_uniform(double low, double high) { return std::exp(uniform(std::log(low), std::log(high))); }
   int whole(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }
   double sign() { return whole(0, 1) == 0 ? -1.0 : 1.0; }
