@@ -1,0 +1,424 @@
+// FixedPoint on iterations with known fixed points, and where host, memory or record let it down.
+
+#include "accel/fixed_point.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "accel/corvidnum_fixed_point.h"
+#include "host/corvid_host.h"
+#include "tests/support/fixed_point_maps.h"
+
+namespace {
+
+using namespace corvidnum;
+using maps::Kind;
+using maps::Map;
+using maps::Vector;
+using Verdict = FixedPointVerdict;
+using Model = std::function<void(Vector&)>;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+struct Ended {
+  Verdict verdict;
+  Vector x;
+  FixedPointCounts counts;
+};
+
+Ended go_on(FixedPoint& iteration, Vector x, const Model& model, Verdict verdict = Verdict::Continue) {
+  while (verdict == Verdict::Continue) {
+    model(x);
+    verdict = iteration.Pass(x.data());
+  }
+  return {verdict, x, iteration.Counts()};
+}
+
+Ended iterate(const Vector& start, const FixedPointOptions& options, const Model& model) {
+  FixedPoint iteration(static_cast<int>(start.size()), options);
+  Vector x = start;
+  const Verdict verdict = iteration.Start(x.data());
+  return go_on(iteration, x, model, verdict);
+}
+
+FixedPointOptions with_method(FixedPointMethod method, int pass_limit = 200000) {
+  FixedPointOptions options;
+  options.method = method;
+  options.pass_limit = pass_limit;
+  return options;
+}
+
+Ended iterate(Map& map, FixedPointOptions options, double unit = 1) {
+  Vector sizes = map.size, lower = map.lower, upper = map.upper;
+  for (Vector* v : {&sizes, &lower, &upper})
+    for (double& value : *v) value *= unit;
+  options.nominal = sizes.data();
+  options.lower = lower.empty() ? nullptr : lower.data();
+  options.upper = upper.empty() ? nullptr : upper.data();
+  return iterate(map.start(unit), options, [&](Vector& x) { map.pass(x, unit); });
+}
+
+/// Two unknowns with the fixed point (10, 20) and these eigenvalues.
+Model two_unknowns(double first, double second) {
+  return [=](Vector& x) {
+    const double a = x[0] - 10, b = x[1] - 20;
+    x = {10 + first * a, 20 + 0.3 * a + second * b};
+  };
+}
+
+// ---- Seeded maps; bench/accel/fixed_point_maps runs a hundred of each kind
+
+class OnMaps : public testing::TestWithParam<int> {};
+
+TEST_P(OnMaps, EndsAsTheMapDoes) {
+  const Kind kind = static_cast<Kind>(GetParam());
+  const int limit = converges(kind) ? 200000 : 3000;
+  double log_ratio = 0;
+  constexpr int kMaps = 8;
+  for (int number = 0; number < kMaps; ++number) {
+    SCOPED_TRACE(number);
+    Map map(kind, number);
+    const Ended plain = iterate(map, with_method(FixedPointMethod::None, limit));
+    const Ended fast = iterate(map, with_method(FixedPointMethod::Automatic, limit));
+    if (kind == Kind::kDiverging) {
+      EXPECT_EQ(fast.verdict, Verdict::Diverging);
+      EXPECT_LE(fast.counts.passes, 500);
+    } else if (kind == Kind::kDrift) {
+      EXPECT_EQ(fast.verdict, Verdict::Stalled);
+    } else if (kind == Kind::kLoud) {  // slow maps in little noise still get nearer after so many passes
+      EXPECT_TRUE(fast.verdict == Verdict::Stalled || fast.verdict == Verdict::PassLimit);
+    } else {
+      ASSERT_EQ(plain.verdict, Verdict::Converged);
+      EXPECT_EQ(fast.verdict, Verdict::Converged);
+      EXPECT_LE(static_cast<double>(fast.counts.passes), 1.1 * static_cast<double>(plain.counts.passes) + 5);
+    }
+    if (fast.verdict == Verdict::Converged && map.has_known_fixed_point()) {
+      EXPECT_LE(map.error(fast.x), 2 * map.kappa() * (1e-8 + map.noise()) / (1 - map.radius()));
+    }
+    for (const double unit : {0x1p20, 0x1p-20})
+      EXPECT_EQ(iterate(map, with_method(FixedPointMethod::Automatic, limit), unit).counts.passes,
+                fast.counts.passes);
+    log_ratio +=
+        std::log(static_cast<double>(fast.counts.passes) / static_cast<double>(plain.counts.passes)) / kMaps;
+  }
+  const double most = kind == Kind::kFast ? 1.0 : kind == Kind::kBounds ? 0.35 : 0.15;
+  if (converges(kind)) {
+    EXPECT_LE(std::exp(log_ratio), most);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, OnMaps, testing::Range(0, maps::kKinds));
+
+// ---- Judging
+
+/// A pass moves each unknown by about the power 0.45 of its distance from 0. The correction of one eigenvalue
+/// overshoots to -1.2 times the distance, where the change is hardly larger: the step passes its test, and has
+/// made things worse. Where it is small the map contracts by a fixed factor.
+void overshooting(Vector& x) {
+  for (double& value : x) value -= 0.05 * value / std::pow(std::fabs(value) + 0.01, 0.55);
+}
+
+TEST(Judging, SwitchesOffStepsThatPassTheirTestsAndDoHarm) {
+  FixedPointOptions options;
+  const Vector nominal = {1, 1}, start = {30, 20};
+  options.nominal = nominal.data();
+  options.pass_limit = 100000;
+  options.method = FixedPointMethod::None;
+  const Ended plain = iterate(start, options, overshooting);
+  ASSERT_EQ(plain.verdict, Verdict::Converged);
+  for (const FixedPointMethod method :
+       {FixedPointMethod::Dominant, FixedPointMethod::Multiple, FixedPointMethod::Automatic}) {
+    SCOPED_TRACE(TextOf(method));
+    options.method = method;
+    const Ended judged = iterate(start, options, overshooting);
+    EXPECT_EQ(judged.verdict, Verdict::Converged);
+    EXPECT_LE(static_cast<double>(judged.counts.passes), 1.1 * static_cast<double>(plain.counts.passes) + 5);
+    std::printf("%s plain %ld judged %ld steps %ld back %ld\n", TextOf(method), long(plain.counts.passes), long(judged.counts.passes), long(judged.counts.steps_taken),long(judged.counts.steps_taken_back));
+  }
+}
+
+TEST(Judging, TakesBackAStepBehindWhichThePassFails) {
+  const Model model = two_unknowns(0.97, 0.5);
+  int step = 0;
+  const auto failing = [&](Vector& x) {
+    const bool far = std::fabs(x[0] - 10) < 1 && ++step == 1;  // the first vector a step leads to
+    model(x);
+    if (far) x[1] = kNaN;
+  };
+  const Ended r = iterate({0, 0}, FixedPointOptions(), failing);
+  EXPECT_EQ(r.verdict, Verdict::Converged);
+  EXPECT_EQ(r.counts.steps_taken_back, 1);
+  EXPECT_NEAR(r.x[0], 10, 1e-4);
+}
+
+TEST(Judging, FindsUnstableFixedPointsOnlyIfAsked) {
+  const Model model = two_unknowns(1.2, 0.5);
+  FixedPointOptions options = with_method(FixedPointMethod::Multiple);
+  options.eigenvalues = 2;
+  EXPECT_EQ(iterate({9, 19}, options, model).verdict, Verdict::Diverging);
+  options.beyond_one = 1;
+  const Ended found = iterate({9, 19}, options, model);
+  EXPECT_EQ(found.verdict, Verdict::Converged);
+  EXPECT_NEAR(found.x[0], 10, 1e-5);
+}
+
+TEST(Account, TellsStepsAndEigenvalues) {
+  // Two real eigenvalues and a pair, in four unknowns.
+  const Model model = [](Vector& x) {
+    x = {1 + 0.9 * x[0], 2 - 0.5 * x[1], 0.6 * x[2] - 0.5 * x[3], 1 + 0.5 * x[2] + 0.6 * x[3]};
+  };
+  FixedPointOptions options = with_method(FixedPointMethod::None, 12);
+  FixedPoint iteration(4, options);
+  Vector x(4, 3.0);
+  const Ended r = go_on(iteration, x, model, iteration.Start(x.data()));
+  EXPECT_EQ(r.verdict, Verdict::PassLimit);
+  double real[4], imaginary[4];
+  ASSERT_EQ(iteration.Eigenvalues(real, imaginary, 4), 4);
+  const std::complex<double> expected[] = {0.9, {0.6, 0.5}, {0.6, -0.5}, -0.5};
+  for (const std::complex<double> value : expected) {
+    double nearest = kInfinity;
+    for (int i = 0; i < 4; ++i)
+      nearest = std::fmin(nearest, std::abs(value - std::complex<double>(real[i], imaginary[i])));
+    EXPECT_LT(nearest, 1e-6) << value;
+  }
+  FixedPointRecord newest;
+  ASSERT_TRUE(iteration.Record(0, newest));
+  EXPECT_EQ(newest.pass, 12);
+  EXPECT_EQ(newest.reason, FixedPointReason::MethodHasNoSteps);
+  options.pass_limit = 1000;
+  const double more = static_cast<double>(iterate({3, 3, 3, 3}, options, model).counts.passes - 12);
+  EXPECT_NEAR(newest.passes_ahead, more, 2);
+  EXPECT_FALSE(iteration.Record(12, newest));
+}
+
+// ---- Bounds and vectors that cannot be evaluated
+
+TEST(HandedOut, IsAlwaysFiniteAndWithinBounds) {
+  const Vector lower = {0, -kInfinity}, upper = {9, 25};
+  FixedPointOptions options;
+  options.lower = lower.data();
+  options.upper = upper.data();
+  const Model model = two_unknowns(0.98, -0.9);
+  const Ended r = iterate({-5, 300}, options, [&](Vector& x) {
+    for (int i = 0; i < 2; ++i) {
+      ASSERT_GE(x[i], lower[i]);
+      ASSERT_LE(x[i], upper[i]);
+    }
+    model(x);
+  });
+  EXPECT_EQ(r.verdict, Verdict::Converged);
+  EXPECT_EQ(r.x[0], 9);
+  EXPECT_NEAR(r.x[1], 20 - 0.3 / 1.9, 1e-5);
+}
+
+TEST(HandedOut, StaysWhereTheModelCanBeEvaluated) {
+  const Model model = two_unknowns(-0.9, 0.95);
+  FixedPoint iteration(2, FixedPointOptions());
+  Vector x = {4, 0};
+  Verdict verdict = iteration.Start(x.data());
+  while (verdict == Verdict::Continue) {
+    if (x[0] > 12) {
+      verdict = iteration.Discard(x.data());
+    } else {
+      model(x);
+      verdict = iteration.Pass(x.data());
+    }
+  }
+  EXPECT_EQ(verdict, Verdict::Converged);
+  EXPECT_GT(iteration.Counts().discarded, 0);
+  EXPECT_NEAR(x[1], 20, 1e-4);
+}
+
+TEST(HandedOut, EndsWhereNothingCanBeEvaluated) {
+  Vector x = {1, 2};
+  FixedPoint iteration(2, FixedPointOptions());
+  ASSERT_EQ(iteration.Start(x.data()), Verdict::Continue);
+  EXPECT_EQ(iteration.Discard(x.data()), Verdict::NotFinite);
+  ASSERT_EQ(iteration.Start(x.data()), Verdict::Continue);
+  x = {kNaN, 1};
+  EXPECT_EQ(iteration.Pass(x.data()), Verdict::NotFinite);
+  EXPECT_EQ(x, Vector({1, 2}));
+  ASSERT_EQ(iteration.Start(x.data()), Verdict::Continue);
+  x = {3, 4};
+  Verdict verdict = iteration.Pass(x.data());
+  for (int i = 0; i < 100 && verdict == Verdict::Continue; ++i) verdict = iteration.Discard(x.data());
+  EXPECT_EQ(verdict, Verdict::NotFinite);
+  EXPECT_EQ(x, Vector({1, 2}));
+}
+
+// ---- Options, memory, records
+
+TEST(Options, AreRefusedOutsideTheirRanges) {
+  FixedPointOptions options;
+  for (int i = 0; i < FixedPoint::OptionCount(); ++i) {
+    const FixedPointOption& o = *FixedPoint::Option(i);
+    SCOPED_TRACE(o.name);
+    EXPECT_EQ(FixedPoint::GetOption(options, o.name), o.standard);
+    for (const double good : {o.lowest, o.highest, o.standard})
+      EXPECT_TRUE(FixedPoint::SetOption(options, o.name, good));
+    const double beside = o.whole ? 1 : 1e-16;
+    for (const double bad : {o.lowest - beside, o.highest * 2 + 1, kNaN})
+      EXPECT_FALSE(FixedPoint::SetOption(options, o.name, bad));
+    EXPECT_NE(FixedPoint::SetOption(options, o.name, 0.5 * o.lowest + 0.5 * o.highest + 0.25), o.whole);
+  }
+  EXPECT_FALSE(FixedPoint::SetOption(options, "unheard-of", 1));
+}
+
+TEST(Options, AreCheckedByTheConstructor) {
+  static const Vector zeros = {0, 0}, ones = {1, 1}, nan = {1, kNaN};
+  const struct {
+    const char* what;
+    int n;
+    void (*spoil)(FixedPointOptions&);
+  } bad_ones[] = {
+      {"no unknowns", 0, [](FixedPointOptions&) {}},
+      {"tolerance", 2, [](FixedPointOptions& o) { o.tolerance = 0; }},
+      {"method", 2, [](FixedPointOptions& o) { o.method = static_cast<FixedPointMethod>(4); }},
+      {"nominal", 2, [](FixedPointOptions& o) { o.nominal = zeros.data(); }},
+      {"bounds cross", 2, [](FixedPointOptions& o) { o.lower = ones.data(), o.upper = zeros.data(); }},
+      {"bound is NaN", 2, [](FixedPointOptions& o) { o.upper = nan.data(); }},
+  };
+  for (const auto& bad : bad_ones) {
+    SCOPED_TRACE(bad.what);
+    FixedPointOptions options;
+    bad.spoil(options);
+    EXPECT_EQ(iterate(Vector(static_cast<std::size_t>(bad.n)), options, [](Vector&) {}).verdict,
+              Verdict::BadInput);
+  }
+  FixedPoint not_started(2, FixedPointOptions());
+  Vector x = {1, 1};
+  EXPECT_EQ(not_started.Pass(x.data()), Verdict::BadInput);
+}
+
+TEST(Memory, EachRefusalIsTold) {
+  const Vector lower = {0, 0, 0, 0, 0}, upper = {100, 100, 100, 100, 100};
+  FixedPointOptions options;
+  options.lower = lower.data();
+  options.upper = upper.data();
+  const auto before = corvid_host::LiveBlocks();
+  int refused = 0;
+  for (bool told = true; told && refused < 1000;) {
+    corvid_host::FailAllocation(refused + 1);
+    {
+      FixedPoint iteration(5, options);
+      Vector x(5, 50.0);
+      told = iteration.Start(x.data()) == Verdict::NoMemory;
+      corvid_host::StopFailing();
+      if (told) {
+        ++refused;
+        EXPECT_EQ(iteration.Pass(x.data()), Verdict::NoMemory);
+        EXPECT_EQ(iteration.StateSize(), 0);
+      }
+    }
+    ASSERT_EQ(corvid_host::LiveBlocks(), before);
+  }
+  EXPECT_GT(refused, 20);
+}
+
+class SavedState : public testing::Test {
+ protected:
+  /// Makes some passes of a map and saves behind them.
+  void make(int passes) {
+    iteration.Start((x = map.start()).data());
+    for (int i = 0; i < passes; ++i) {
+      map.pass(x);
+      ASSERT_EQ(iteration.Pass(x.data()), Verdict::Continue);
+    }
+    record.assign(static_cast<std::size_t>(iteration.StateSize()), 0);
+    ASSERT_TRUE(iteration.Save(record.data(), size()));
+  }
+  std::int64_t size() const { return static_cast<std::int64_t>(record.size()); }
+
+  Map map{Kind::kSpread, 3};
+  FixedPoint iteration{map.n(), FixedPointOptions()};
+  Vector x;
+  std::vector<char> record;
+};
+
+TEST_F(SavedState, GoesOnToTheSameBits) {
+  const Model model = [this](Vector& v) { map.pass(v); };
+  for (const int passes : {0, 1, 5, 11, 12, 13, 20}) {
+    SCOPED_TRACE(passes);
+    make(passes);
+    FixedPoint tomorrow(map.n(), FixedPointOptions());
+    ASSERT_TRUE(tomorrow.Restore(record.data(), size()));
+    const Ended expected = go_on(iteration, x, model), restored = go_on(tomorrow, x, model);
+    EXPECT_EQ(restored.verdict, Verdict::Converged);
+    EXPECT_EQ(restored.counts.passes, expected.counts.passes);
+    EXPECT_EQ(restored.x, expected.x);
+  }
+}
+
+TEST_F(SavedState, IsRefusedIfDamagedCutOrOfAnotherKind) {
+  make(15);
+  FixedPoint other(map.n(), FixedPointOptions());
+  for (std::size_t i = 0; i < record.size(); i += i < 100 ? 1 : 97) {
+    record[i] = static_cast<char>(record[i] ^ 4);
+    ASSERT_FALSE(other.Restore(record.data(), size())) << "byte " << i;
+    record[i] = static_cast<char>(record[i] ^ 4);
+  }
+  for (const std::int64_t cut : {std::int64_t{0}, std::int64_t{20}, size() - 1, size() + 1})
+    EXPECT_FALSE(other.Restore(record.data(), std::min(cut, size() - 1)));
+  EXPECT_FALSE(iteration.Save(record.data(), size() - 1));
+  FixedPoint wider(map.n() + 1, FixedPointOptions()), plain(map.n(), with_method(FixedPointMethod::None));
+  EXPECT_FALSE(wider.Restore(record.data(), size()));
+  EXPECT_FALSE(plain.Restore(record.data(), size()));
+  EXPECT_EQ(other.Pass(x.data()), Verdict::BadInput);  // as it was: not started
+  EXPECT_TRUE(other.Restore(record.data(), size()));
+}
+
+TEST_F(SavedState, GoesOnBeyondAPassLimit) {
+  FixedPointOptions options;
+  options.pass_limit = 10;
+  FixedPoint today(map.n(), options), tomorrow(map.n(), FixedPointOptions());
+  x = map.start();
+  const Model model = [this](Vector& v) { map.pass(v); };
+  const Ended first = go_on(today, x, model, today.Start(x.data()));
+  ASSERT_EQ(first.verdict, Verdict::PassLimit);
+  record.resize(static_cast<std::size_t>(today.StateSize()));
+  ASSERT_TRUE(today.Save(record.data(), size()));
+  ASSERT_TRUE(tomorrow.Restore(record.data(), size()));
+  const Ended second = go_on(tomorrow, first.x, model);
+  const Ended whole = iterate(map.start(), FixedPointOptions(), model);
+  EXPECT_EQ(second.counts.passes, whole.counts.passes);
+  EXPECT_EQ(second.x, whole.x);
+}
+
+TEST(CInterface, TakesTheSamePasses) {
+  Map map(Kind::kBounds, 1);
+  FixedPointOptions options;
+  options.nominal = map.size.data();
+  options.lower = map.lower.data();
+  options.upper = map.upper.data();
+  options.tolerance = 1e-6;
+  const Ended expected = iterate(map.start(), options, [&](Vector& v) { map.pass(v); });
+  corvidnum_fixed_point* const c = corvidnum_fixed_point_create(map.n());
+  EXPECT_EQ(corvidnum_fixed_point_set(c, "tolerance", 1e-6), 1);
+  EXPECT_EQ(corvidnum_fixed_point_set(c, "tolerance", 2), 0);
+  EXPECT_EQ(corvidnum_fixed_point_get(c, "tolerance"), 1e-6);
+  EXPECT_EQ(corvidnum_fixed_point_set_nominal(c, map.size.data()), 1);
+  EXPECT_EQ(corvidnum_fixed_point_set_bounds(c, map.lower.data(), map.upper.data()), 1);
+  Vector x = map.start();
+  EXPECT_EQ(corvidnum_fixed_point_pass(c, x.data()), CORVIDNUM_FIXED_POINT_BAD_INPUT);
+  int verdict = corvidnum_fixed_point_start(c, x.data());
+  while (verdict == CORVIDNUM_FIXED_POINT_CONTINUE) {
+    map.pass(x);
+    verdict = corvidnum_fixed_point_pass(c, x.data());
+  }
+  EXPECT_EQ(verdict, static_cast<int>(expected.verdict));
+  EXPECT_EQ(x, expected.x);
+  std::int64_t passes = 0;
+  corvidnum_fixed_point_counts(c, &passes, nullptr, nullptr, nullptr);
+  EXPECT_EQ(passes, expected.counts.passes);
+  corvidnum_fixed_point_destroy(c);
+  EXPECT_EQ(corvidnum_fixed_point_start(nullptr, x.data()), CORVIDNUM_FIXED_POINT_NO_MEMORY);
+}
+
+}  // namespace
