@@ -51,6 +51,7 @@ FixedPointCore::~FixedPointCore() {
   free_array(point_);
   free_array(next_);
   free_array(before_);
+  free_array(best_);
   free_array(scaled_);
   free_array(scaled_point_);
   free_array(offers_);
@@ -74,11 +75,12 @@ bool FixedPointCore::allocate(const FixedPointOptions& options) {
   point_ = allocate_zeros(n_);
   next_ = allocate_zeros(n_);
   before_ = allocate_zeros(n_);
+  best_ = allocate_zeros(n_);
   scaled_ = allocate_zeros(n_);
   scaled_point_ = allocate_zeros(n_);
   offers_ = allocate_zeros(std::int64_t{kSources} * n_);
   account_ = allocate_array<FixedPointRecord>(account_length_);
-  const bool complete = point_ && next_ && before_ && scaled_ && scaled_point_ && offers_ && account_;
+  const bool complete = point_ && next_ && before_ && best_ && scaled_ && scaled_point_ && offers_ && account_;
   return complete &&
          scaling_.allocate(n_, options.tolerance, options.nominal, options.lower, options.upper) &&
          spectrum_.allocate(n_);
@@ -149,7 +151,12 @@ FixedPointVerdict FixedPointCore::pass(double* x) {
   s_.evaluated = true;
   const FixedPointVerdict verdict = judge_pass(x);
   if (verdict != FixedPointVerdict::Continue) return end(verdict);
-  choose_step(x);
+  if (progress_.is_best()) copy(n_, x, best_);
+  if (progress_.steps_did_harm()) {
+    take_back_steps(x);
+  } else {
+    choose_step(x);
+  }
   return hand_out(x);
 }
 
@@ -162,7 +169,7 @@ FixedPointVerdict FixedPointCore::judge_pass(const double* x) {
   record.radius = spectrum_.radius();
   record.passes_ahead = passes_ahead();
   progress_.note(record.change, spectrum_.unexplained(), record.radius);
-  if (progress_.diverging()) return FixedPointVerdict::Diverging;
+  if (progress_.diverging() && !scaling_.is_bounded()) return FixedPointVerdict::Diverging;
   if (progress_.stalled()) return FixedPointVerdict::Stalled;
   return FixedPointVerdict::Continue;
 }
@@ -198,11 +205,23 @@ FixedPointVerdict FixedPointCore::hand_out(double* x) {
   return FixedPointVerdict::Continue;
 }
 
-/// x becomes the outcome that the last step replaced, and the accelerators begin anew with it.
+/// x becomes the outcome that the last step replaced.
 void FixedPointCore::take_back_step(double* x, FixedPointReason reason) {
-  copy(n_, before_, x);
-  s_.stepped = false;
   ++s_.counts.steps_taken_back;
+  go_back(before_, x, reason);
+}
+
+/// x becomes the best outcome so far, and steps are switched off.
+void FixedPointCore::take_back_steps(double* x) {
+  s_.counts.steps_taken_back += progress_.steps_since_best();
+  progress_.switch_off();
+  go_back(best_, x, FixedPointReason::SwitchedOff);
+}
+
+/// x becomes a former outcome, and the accelerators begin anew with it.
+void FixedPointCore::go_back(const double* to, double* x, FixedPointReason reason) {
+  copy(n_, to, x);
+  s_.stepped = false;
   FixedPointRecord& record = newest();
   record.step = FixedPointStep::TakenBack;
   record.reason = reason;

@@ -65,6 +65,8 @@ class FixedPointCore : public HostAllocated {
   FixedPointVerdict end(FixedPointVerdict verdict);
   FixedPointVerdict hand_out(double* x);
   void take_back_step(double* x, FixedPointReason reason);
+  void take_back_steps(double* x);
+  void go_back(const double* to, double* x, FixedPointReason reason);
   void begin_account();
   void begin_accelerators();
   void watch_bounds_and_sizes(const double* outcome);
@@ -104,6 +106,7 @@ class FixedPointCore : public HostAllocated {
   double* point_ = nullptr;              // [n] evaluated in the last pass
   double* next_ = nullptr;               // [n] handed out
   double* before_ = nullptr;             // [n] the plain outcome that a step replaced
+  double* best_ = nullptr;     // [n] outcome of the pass with the smallest change
   double* scaled_ = nullptr;             // [n]
   double* scaled_point_ = nullptr;       // [n]
   double* offers_ = nullptr;             // [kSources x n] scaled

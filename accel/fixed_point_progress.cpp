@@ -1,13 +1,14 @@
 // The judging of progress in FixedPoint.
 //
-//  1. While steps are taken, the smallest change so far counts. When it has not been beaten for a number of
-//     passes, steps are switched off.
+//  1. Steps have to lead to smaller changes than any before. Two that do not, or one that has not after many
+//     passes, did harm, though each may have passed its own test: the host goes back to the best outcome, and
+//     steps are switched off. Where many plain passes grow by themselves, the smallest change starts anew.
 //  2. Undisturbed passes are divided into short and long runs, of which the largest changes are compared.
 //     Diverging: the short runs grow several times in a row, while in all passes the spectral radius is above
 //     one and steady, and the older pairs explain the newest one.
 //     Stalled: several long runs in a row did not fall by what an eigenvalue of 0.99995 makes of them, and
 //     noise or an eigenvalue at least so large is seen in half of the passes.
-//     Where plain passes make progress, steps are tried again; each time they fail they rest twice as long.
+//     Where plain passes make progress, steps are tried again; each time they fail they rest four times as long.
 
 #include "accel/fixed_point_progress.h"
 
@@ -18,13 +19,16 @@
 namespace corvidnum {
 namespace {
 
-constexpr int kPatience = 30;   // passes without a smaller change
+constexpr int kUselessSteps = 2;     // without a smaller change behind them
+constexpr int kSoon = 2;             // passes behind the last of them
+constexpr int kSettled = 20;         // passes behind which a single step is judged
 constexpr int kFirstRest = 20;  // passes without steps
+constexpr int kRestGrowth = 4;
 constexpr int kLongestRest = 10000;
 constexpr double kProgress = 0.7;  // plain passes that shrink so far make steps worth another try
 
 constexpr int kShortRun = 10;
-constexpr int kRises = 3;
+constexpr int kRises = 5;
 constexpr double kSlowest = 0.99995;  // eigenvalue; what is slower counts as stalled
 constexpr double kFastest = 1.00005;  // eigenvalue; what is slower does not count as diverging
 constexpr double kSteady = 2;         // factor by which radius - 1 may vary within a run
@@ -36,11 +40,12 @@ constexpr int kFlatRuns = 3;
 
 }  // namespace
 
-Progress::Run Progress::empty_run() { return {0, 0, std::numeric_limits<double>::infinity(), 0, 0, 0}; }
+Progress::Run Progress::empty_run() { return {0, 0, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(), 0, 0, 0}; }
 
 void Progress::extend(Run& run, double change, double unexplained, double radius) {
   ++run.length;
   run.largest = std::max(run.largest, change);
+  run.least = std::min(run.least, change);
   run.least_radius = std::min(run.least_radius, radius);
   run.largest_radius = std::max(run.largest_radius, radius);
   run.most_unexplained = std::max(run.most_unexplained, unexplained);
@@ -56,7 +61,7 @@ void Progress::begin() {
 
 void Progress::measure_anew() {
   s_.best = std::numeric_limits<double>::infinity();
-  s_.since_best = 0;
+  s_.steps_since_best = s_.undisturbed = 0;
   s_.off_from = 0;
   begin_runs();
 }
@@ -64,10 +69,15 @@ void Progress::measure_anew() {
 void Progress::begin_runs() {
   s_.short_run = s_.long_run = empty_run();
   s_.last_short = s_.least_long = 0;
+  s_.last_least = std::numeric_limits<double>::infinity();
   s_.rises = s_.flat = 0;
 }
 
-void Progress::note_step() { begin_runs(); }
+void Progress::note_step() {
+  ++s_.steps_since_best;
+  s_.undisturbed = 0;
+  begin_runs();
+}
 
 void Progress::note(double change, double unexplained, double radius) {
   watch_for_progress(change);
@@ -78,19 +88,28 @@ void Progress::note(double change, double unexplained, double radius) {
 }
 
 void Progress::watch_for_progress(double change) {
-  ++s_.since_best;
-  if (change < s_.best) {
-    s_.best = change;
-    s_.since_best = 0;
-  }
-  if (s_.off) {
-    ++s_.off_passes;
-  } else if (s_.since_best >= kPatience) {
-    s_.off = true;
-    s_.off_passes = 0;
-    s_.off_from = 0;
-    begin_runs();
-  }
+  ++s_.undisturbed;
+  const bool smaller = change < s_.best, settled = s_.undisturbed >= kSettled && !steps_did_harm();
+  s_.new_best = smaller || settled;
+  if (smaller) s_.best = change;
+  // The least of the last two short runs: a single change may be large or small by noise.
+  if (settled) s_.best = std::min({change, s_.short_run.least, s_.last_least});
+  if (s_.new_best) s_.steps_since_best = 0;
+  if (s_.off) ++s_.off_passes;
+}
+
+bool Progress::steps_did_harm() const {
+  const bool settled = s_.undisturbed >= kSettled && s_.steps_since_best >= 1;
+  return settled || (s_.undisturbed >= kSoon && s_.steps_since_best >= kUselessSteps);
+}
+
+void Progress::switch_off() {
+  s_.off = true;
+  s_.off_passes = 0;
+  s_.off_from = 0;
+  s_.steps_since_best = 0;
+  s_.undisturbed = 0;
+  begin_runs();
 }
 
 void Progress::end_short_run() {
@@ -101,13 +120,12 @@ void Progress::end_short_run() {
   s_.rises = grows && explained ? s_.rises + 1 : 0;
   s_.diverging = s_.rises >= kRises;
   s_.last_short = run.largest;
+  s_.last_least = run.least;
   if (s_.off) {
     if (s_.off_from == 0) s_.off_from = run.largest;
     if (s_.off_passes >= s_.rest && run.largest < kProgress * s_.off_from) {
       s_.off = false;
-      s_.best = run.largest;
-      s_.since_best = 0;
-      s_.rest = std::min(2 * s_.rest, kLongestRest);
+      s_.rest = std::min(kRestGrowth * s_.rest, kLongestRest);
     }
   }
   s_.short_run = empty_run();

@@ -20,8 +20,15 @@ class Progress {
   /// @param unexplained, radius as PairSpectrum tells them
   void note(double change, double unexplained, double radius);
 
-  /// Returns whether steps may be tried. They are off after kPatience passes without a smaller change, until
-  /// plain passes have made progress.
+  /// Returns whether the last pass made the smallest change so far.
+  bool is_best() const { return s_.new_best; }
+  /// Returns whether the last steps have led away from the best outcome.
+  bool steps_did_harm() const;
+  /// Returns how many steps were taken since the smallest change.
+  int steps_since_best() const { return s_.steps_since_best; }
+  /// Switches steps off until plain passes have made progress.
+  void switch_off();
+  /// Returns whether steps may be tried.
   bool steps_allowed() const { return !s_.off; }
   bool diverging() const { return s_.diverging; }
   bool stalled() const { return s_.stalled; }
@@ -35,7 +42,7 @@ class Progress {
   /// A run of successive undisturbed passes.
   struct Run {
     int length;
-    double largest;  // change
+    double largest, least;  // change
     double least_radius, largest_radius;
     double most_unexplained;
     int unsound;  // passes that no eigenvalue below 0.99995 explains
@@ -49,15 +56,18 @@ class Progress {
   void end_long_run();
 
   struct State {
-    double best;      // smallest change so far
-    int since_best;   // passes
+    double best;           // smallest change so far
+    bool new_best;         // in the last pass
+    int steps_since_best;  // taken
+    int undisturbed;       // passes since the last step
     bool off;         // steps
     int rest;         // passes for which steps are switched off the next time
     int off_passes;   // since they were
     double off_from;  // largest change of the first short run since then; 0: not known yet
     bool diverging, stalled;
     Run short_run, long_run;
-    double last_short;  // largest change of the short run before; 0: none
+    double last_least;  // least change of the short run before
+    double last_short; // largest change of the short run before; 0: none
     int rises;          // short runs in a row that grew as diverging ones do
     double least_long;  // smallest of the largest changes of long runs; 0: none
     int flat;           // long runs since then

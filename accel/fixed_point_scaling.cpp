@@ -102,6 +102,10 @@ bool Scaling::clip(double* x) const {
   return beyond;
 }
 
+bool Scaling::is_bounded() const {
+  return lower_ && upper_ && all_finite(n_, lower_) && all_finite(n_, upper_);
+}
+
 bool Scaling::note_active(const double* x) {
   bool changed = false;
   for (int i = 0; i < n_; ++i) {

@@ -25,6 +25,8 @@ class Scaling {
   /// Moves x into its bounds. Marks in `active` which elements lie on or beyond a bound.
   /// @return whether an element was beyond
   bool clip(double* x) const;
+  /// Returns whether all unknowns are bounded on both sides, so that nothing can diverge.
+  bool is_bounded() const;
   /// Notes which elements of x lie on a bound. @return whether they are others than at the last call
   bool note_active(const double* x);
   /// Returns the largest |a - b| / nominal; not finite if any is.

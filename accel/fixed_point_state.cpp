@@ -74,6 +74,7 @@ void FixedPointCore::each_part(Visitor& visit) {
   visit_array(visit, point_, n_);
   visit_array(visit, next_, n_);
   visit_array(visit, before_, n_);
+  visit_array(visit, best_, n_);
   visit_array(visit, account_, account_length_);
 }
 

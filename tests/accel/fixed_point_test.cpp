@@ -266,7 +266,7 @@ TEST(Options, AreRefusedOutsideTheirRanges) {
     const double beside = o.whole ? 1 : 1e-16;
     for (const double bad : {o.lowest - beside, o.highest * 2 + 1, kNaN})
       EXPECT_FALSE(FixedPoint::SetOption(options, o.name, bad));
-    EXPECT_NE(FixedPoint::SetOption(options, o.name, 0.5 * o.lowest + 0.5 * o.highest + 0.25), o.whole);
+    EXPECT_NE(FixedPoint::SetOption(options, o.name, 0.25 * o.lowest + 0.75 * o.highest - 0.1 * o.whole), o.whole);
   }
   EXPECT_FALSE(FixedPoint::SetOption(options, "unheard-of", 1));
 }
@@ -319,7 +319,7 @@ TEST(Memory, EachRefusalIsTold) {
     }
     ASSERT_EQ(corvid_host::LiveBlocks(), before);
   }
-  EXPECT_GT(refused, 20);
+  EXPECT_GT(refused, 15);  // arrays of the object itself, of the spectrum and of three accelerators
 }
 
 class SavedState : public testing::Test {
