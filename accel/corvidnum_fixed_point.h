@@ -82,7 +82,7 @@ CORVIDNUM_API int corvidnum_fixed_point_discard(corvidnum_fixed_point* iteration
 /// Writes the text of a verdict, cut to [capacity] characters with the zero at its end.
 CORVIDNUM_API void corvidnum_fixed_point_text(int verdict, char* text, int capacity);
 
-/// Writes how many passes were made, and steps taken, refused and taken back.
+/// Writes how many passes were made, and steps taken, refused and taken back; null: not wanted.
 CORVIDNUM_API void corvidnum_fixed_point_counts(corvidnum_fixed_point* iteration, int64_t* passes,
                                                 int64_t* taken, int64_t* refused, int64_t* taken_back);
 /// Writes the record of one pass; age 0 is the newest. @return 1, or 0 if there is none

@@ -80,7 +80,8 @@ bool FixedPointCore::allocate(const FixedPointOptions& options) {
   scaled_point_ = allocate_zeros(n_);
   offers_ = allocate_zeros(std::int64_t{kSources} * n_);
   account_ = allocate_array<FixedPointRecord>(account_length_);
-  const bool complete = point_ && next_ && before_ && best_ && scaled_ && scaled_point_ && offers_ && account_;
+  const bool complete =
+      point_ && next_ && before_ && best_ && scaled_ && scaled_point_ && offers_ && account_;
   return complete &&
          scaling_.allocate(n_, options.tolerance, options.nominal, options.lower, options.upper) &&
          spectrum_.allocate(n_);
@@ -213,7 +214,7 @@ void FixedPointCore::take_back_step(double* x, FixedPointReason reason) {
 
 /// x becomes the best outcome so far, and steps are switched off.
 void FixedPointCore::take_back_steps(double* x) {
-  s_.counts.steps_taken_back += progress_.steps_since_best();
+  ++s_.counts.returns;
   progress_.switch_off();
   go_back(best_, x, FixedPointReason::SwitchedOff);
 }

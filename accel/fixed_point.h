@@ -21,7 +21,7 @@ class FixedPointCore;
 /// How an iteration stands. The numbers are public and never change.
 enum class FixedPointVerdict : int {
   Continue = 0,   // evaluate the vector that was handed out
-  Converged = 1,  // the last pass, which no step lies between, changed nothing beyond the tolerance
+  Converged = 1,  // a pass changed nothing beyond the tolerance
   Diverging = 2,  // undisturbed passes grow, and an eigenvalue above 1 explains it
   Stalled = 3,    // undisturbed passes do not get smaller: noise, drift, or an eigenvalue from 0.99995 on
   PassLimit = 4,
@@ -42,7 +42,7 @@ enum class FixedPointStep : int {
   NotTried = 0,
   Refused = 1,
   Taken = 2,      // the vector handed out is an extrapolated one; the next pass judges it
-  TakenBack = 3,  // the step of the pass before was undone
+  TakenBack = 3,  // the step judged by this pass was undone, or all steps since the best outcome
 };
 
 /// Why.
@@ -105,7 +105,10 @@ struct FixedPointRecord {
 
 /// What all passes told.
 struct FixedPointCounts {
-  std::int64_t passes, steps_taken, steps_refused, steps_taken_back, discarded;
+  std::int64_t passes, steps_taken, steps_refused;
+  std::int64_t steps_taken_back;  // by the pass behind them, or because it failed
+  std::int64_t returns;           // to the best outcome, behind steps that led away from it
+  std::int64_t discarded;         // vectors that the host could not evaluate
 };
 
 /// Accelerates and judges a fixed-point iteration.
@@ -117,13 +120,15 @@ struct FixedPointCounts {
 ///   that nothing is rounded and no absolute limit is met. A step that makes the next pass change more than
 ///   `undo_factor` times as much is taken back. Where steps bring no progress they are switched off.
 /// - With bounds, the iteration is that of G clipped to them, and no vector beyond them is ever handed out.
-/// - `Diverging` and `Stalled` are only said of at least 40 and 300 successive passes without a step. An
+/// - Where steps pass that test, but lead to no smaller change, the iteration goes back to its best outcome.
+/// - `Diverging` and `Stalled` are only said of at least 60 and 400 successive passes without a step. An
 ///   iteration whose spectral radius is between 0.99995 and 1.00005 counts as stalled.
 ///
-/// All memory is allocated in the constructor: about (50 + 3 m) n + 12 m n doubles for n unknowns and m
-/// eigenvalues. One thread at a time may use an object; separate objects may be used by separate threads.
-/// Sources: Orbach and Crowe (1971), Crowe and Nishio (1975) for the steps, see the accelerators; Saad,
-/// Numerical Methods for Large Eigenvalue Problems, ch. 4, for the eigenvalues seen.
+/// All memory is allocated in the constructor: about 100 vectors for the method automatic, 65 for dominant
+/// and 60 + 2 m for m eigenvalues, and 56 bytes for each pass of the account. One thread at a time may use an
+/// object; separate objects may be used by separate threads. Sources: Orbach and Crowe (1971), Crowe and
+/// Nishio (1975) for the steps, see the accelerators; Saad, Numerical Methods for Large Eigenvalue Problems,
+/// ch. 4, for the eigenvalues seen.
 class CORVIDNUM_API FixedPoint : public HostAllocated {
  public:
   /// Copies the options and allocates. Start tells whether that went well.

@@ -106,7 +106,7 @@ class FixedPointCore : public HostAllocated {
   double* point_ = nullptr;              // [n] evaluated in the last pass
   double* next_ = nullptr;               // [n] handed out
   double* before_ = nullptr;             // [n] the plain outcome that a step replaced
-  double* best_ = nullptr;     // [n] outcome of the pass with the smallest change
+  double* best_ = nullptr;               // [n] outcome of the pass with the smallest change
   double* scaled_ = nullptr;             // [n]
   double* scaled_point_ = nullptr;       // [n]
   double* offers_ = nullptr;             // [kSources x n] scaled

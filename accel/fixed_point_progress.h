@@ -24,8 +24,6 @@ class Progress {
   bool is_best() const { return s_.new_best; }
   /// Returns whether the last steps have led away from the best outcome.
   bool steps_did_harm() const;
-  /// Returns how many steps were taken since the smallest change.
-  int steps_since_best() const { return s_.steps_since_best; }
   /// Switches steps off until plain passes have made progress.
   void switch_off();
   /// Returns whether steps may be tried.
@@ -45,30 +43,34 @@ class Progress {
     double largest, least;  // change
     double least_radius, largest_radius;
     double most_unexplained;
-    int unsound;  // passes that no eigenvalue below 0.99995 explains
+    int unsound;  // passes that no eigenvalue explains but one near 1
   };
 
   static Run empty_run();
   static void extend(Run& run, double change, double unexplained, double radius);
   void begin_runs();
   void watch_for_progress(double change);
+  static bool runs_away(const Run& run);
   void end_short_run();
+  void end_short_rest(double largest);
   void end_long_run();
 
   struct State {
     double best;           // smallest change so far
     bool new_best;         // in the last pass
+    double before_steps;   // best before the steps since it
     int steps_since_best;  // taken
     int undisturbed;       // passes since the last step
-    bool off;         // steps
-    int rest;         // passes for which steps are switched off the next time
-    int off_passes;   // since they were
-    double off_from;  // largest change of the first short run since then; 0: not known yet
+    bool off;              // steps
+    int rest;              // passes for which steps are switched off the next time
+    int off_passes;        // since they were
+    double off_from;       // largest change of the first short run since then; 0: not known yet
     bool diverging, stalled;
     Run short_run, long_run;
     double last_least;  // least change of the short run before
-    double last_short; // largest change of the short run before; 0: none
+    double last_short;  // largest change of the short run before; 0: none
     int rises;          // short runs in a row that grew as diverging ones do
+    double last_long;   // largest change of the long run before; 0: none
     double least_long;  // smallest of the largest changes of long runs; 0: none
     int flat;           // long runs since then
   } s_ = {};

@@ -24,7 +24,6 @@ int main() {
   std::vector<double> x = {0, 0};
   const std::vector<double> lower = {0, 0};  // rates are not negative
   FixedPointOptions options;
-  options.tolerance = 1e-9;
   options.lower = lower.data();
   FixedPoint iteration(static_cast<int>(x.size()), options);
   FixedPointVerdict verdict = iteration.Start(x.data());

@@ -81,7 +81,7 @@ TEST_P(OnMaps, EndsAsTheMapDoes) {
   const Kind kind = static_cast<Kind>(GetParam());
   const int limit = converges(kind) ? 200000 : 3000;
   double log_ratio = 0;
-  constexpr int kMaps = 8;
+  constexpr int kMaps = 25;
   for (int number = 0; number < kMaps; ++number) {
     SCOPED_TRACE(number);
     Map map(kind, number);
@@ -119,8 +119,8 @@ INSTANTIATE_TEST_SUITE_P(All, OnMaps, testing::Range(0, maps::kKinds));
 // ---- Judging
 
 /// A pass moves each unknown by about the power 0.45 of its distance from 0. The correction of one eigenvalue
-/// overshoots to -1.2 times the distance, where the change is hardly larger: the step passes its test, and has
-/// made things worse. Where it is small the map contracts by a fixed factor.
+/// overshoots to -1.2 times the distance, where the change is hardly larger: the step passes its test, and
+/// has made things worse. Where it is small the map contracts by a fixed factor.
 void overshooting(Vector& x) {
   for (double& value : x) value -= 0.05 * value / std::pow(std::fabs(value) + 0.01, 0.55);
 }
@@ -139,8 +139,8 @@ TEST(Judging, SwitchesOffStepsThatPassTheirTestsAndDoHarm) {
     options.method = method;
     const Ended judged = iterate(start, options, overshooting);
     EXPECT_EQ(judged.verdict, Verdict::Converged);
+    EXPECT_GT(judged.counts.returns, 0);
     EXPECT_LE(static_cast<double>(judged.counts.passes), 1.1 * static_cast<double>(plain.counts.passes) + 5);
-    std::printf("%s plain %ld judged %ld steps %ld back %ld\n", TextOf(method), long(plain.counts.passes), long(judged.counts.passes), long(judged.counts.steps_taken),long(judged.counts.steps_taken_back));
   }
 }
 
@@ -266,7 +266,8 @@ TEST(Options, AreRefusedOutsideTheirRanges) {
     const double beside = o.whole ? 1 : 1e-16;
     for (const double bad : {o.lowest - beside, o.highest * 2 + 1, kNaN})
       EXPECT_FALSE(FixedPoint::SetOption(options, o.name, bad));
-    EXPECT_NE(FixedPoint::SetOption(options, o.name, 0.25 * o.lowest + 0.75 * o.highest - 0.1 * o.whole), o.whole);
+    EXPECT_NE(FixedPoint::SetOption(options, o.name, 0.25 * o.lowest + 0.75 * o.highest - 0.1 * o.whole),
+              o.whole);
   }
   EXPECT_FALSE(FixedPoint::SetOption(options, "unheard-of", 1));
 }
