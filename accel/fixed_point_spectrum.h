@@ -27,8 +27,6 @@ class PairSpectrum {
   /// Returns which part of the newest outcome's change the older pairs do not explain, 0 to about 1; 1 if
   /// there is nothing to compare with.
   double unexplained() const { return state_.unexplained; }
-  /// Returns the number of independent directions among the last pairs.
-  int directions() const { return directions_; }
 
   template <class Visitor>
   void each_part(Visitor& visit) {

@@ -1,7 +1,7 @@
 // Runs FixedPoint over seeded iterations of fifteen kinds and prints a line for each: passes without and with
 // steps, their ratio, the verdicts, and how the errors compare with their bound.
 //
-//   fixed_point_maps [--each COUNT] [--method 1|2|3] [--list]
+//   fixed_point_maps [--each COUNT] [--method 1|2|3] [--kind 0..14] [--list]
 
 #include <cmath>
 #include <cstdio>
