@@ -4,6 +4,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "frame/module.h"
 #include "sparse/sparse_solver.h"
 
 namespace corvidnum {
@@ -64,11 +65,13 @@ int place_of(const char* name) {
 }  // namespace
 
 const SparseOption* SparseOptionTable(int* count) {
+  enter_library();
   if (count) *count = kOptionCount;
   return kOptions;
 }
 
 bool SetOption(SparseOptions* options, const char* name, double value) {
+  enter_library();
   const int place = place_of(name);
   if (!options || place < 0) return false;
   if (!(kOptions[place].lowest <= value && value <= kOptions[place].highest)) return false;
@@ -83,12 +86,14 @@ bool SetOption(SparseOptions* options, const char* name, double value) {
 }
 
 double GetOption(const SparseOptions& options, const char* name) {
+  enter_library();
   double value = std::numeric_limits<double>::quiet_NaN();
   visit_field(options, place_of(name), [&](const auto& field) { value = static_cast<double>(field); });
   return value;
 }
 
 const char* StatusText(SparseStatus status) {
+  enter_library();
   switch (status) {
     case SparseStatus::Solved:
       return "solved";
@@ -113,6 +118,7 @@ const char* StatusText(SparseStatus status) {
 }
 
 const char* MethodName(SparseMethod method) {
+  enter_library();
   switch (method) {
     case SparseMethod::automatic:
       return "automatic";
