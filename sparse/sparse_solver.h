@@ -184,8 +184,8 @@ class CORVIDNUM_API SparseSolver : public HostAllocated {
 
   /// Solve A x = b, or A' x = b, for several right-hand sides.
   /// @param b     [order x count] column after column
-  /// @param x     [order x count] out; may be `b` itself. Unchanged unless the status is `Solved`, `Unjudged`
-  ///              or `Inexact`
+  /// @param x     [order x count] out; may be `b` itself. With other statuses than `Solved`, `Unjudged` and
+  ///              `Inexact` the column that failed and those behind it are unchanged
   /// @param count at least 1
   /// @return the worst of the statuses of all right-hand sides: `Solved` (`Unjudged` without judging),
   ///         `Inexact`, `Singular`, `NotFinite`, `NoMemory`, `NotFactorised` or `BadInput`
@@ -209,6 +209,7 @@ class CORVIDNUM_API SparseSolver : public HostAllocated {
 
   /// Finds where the matrix given last lacks rank. The lists stay until the next call of Diagnose or the end
   /// of the object.
+  /// Factorises and tests the values given last, if that was not done or was refused memory.
   /// @return `Singular`: the lists tell where; `Factorised`: it is regular and they are empty;
   ///         `NotFactorised`: regular by its pattern, and no values were given; `NoMemory`; `BadInput`
   SparseStatus Diagnose(SparseDiagnosis* diagnosis);

@@ -30,12 +30,18 @@ bool list_places(int order, int base, Condition holds, Array<int>& list) {
 
 SparseIndices indices(const Array<int>& list) { return {list.data(), static_cast<int>(list.size())}; }
 
-/// Sets right-hand sides of sizes from 1 to 2 without a pattern, so that no element of a solution vanishes by
-/// chance.
+/// Sets right-hand sides of sizes from 1 to 2, so that no element of a solution vanishes by chance. No sum of
+/// sines of different integers with rational factors is rational (theorem of Lindemann and Weierstrass), so
+/// that matrices of whole numbers do not cancel them either.
 void fill_unevenly(Array<double>& vector) {
-  constexpr double kGoldenRatio = 0.6180339887498949;  // its multiples spread evenly between integers
-  for (std::int64_t i = 0; i < vector.size(); ++i)
-    vector[i] = 1 + std::fmod(static_cast<double>(i + 1) * kGoldenRatio, 1.0);
+  for (std::int64_t i = 0; i < vector.size(); ++i) vector[i] = 1.5 + std::sin(static_cast<double>(i + 1)) / 2;
+}
+
+int place_of_largest(const Array<double>& vector) {
+  int place = 0;
+  for (int i = 1; i < static_cast<int>(vector.size()); ++i)
+    if (std::abs(vector[i]) > std::abs(vector[place])) place = i;
+  return place;
 }
 
 }  // namespace
@@ -46,9 +52,11 @@ SparseStatus Solver::diagnose(SparseDiagnosis* diagnosis) {
   *diagnosis = {};
   if (!list_structural_faults(*diagnosis)) return SparseStatus::NoMemory;
   if (diagnosis->structural_rank < system_.order()) return SparseStatus::Singular;
-  if (!system_.has_values() || state_ == SparseStatus::Factorised) return state_;
-  if (!list_numerical_faults(*diagnosis)) return SparseStatus::NoMemory;
-  return diagnosis->numerical_rank < system_.order() ? SparseStatus::Singular : state_;
+  if (!system_.has_values()) return state_;
+  const bool unknown = state_ != SparseStatus::Singular && !(options_.judge && tested_);
+  if (unknown && choose_pivots() == SparseStatus::NoMemory) return SparseStatus::NoMemory;
+  if (state_ == SparseStatus::Factorised) return state_;
+  return list_numerical_faults(*diagnosis) ? SparseStatus::Singular : SparseStatus::NoMemory;
 }
 
 bool Solver::list_structural_faults(SparseDiagnosis& diagnosis) {
@@ -85,23 +93,27 @@ bool Solver::list_structural_faults(SparseDiagnosis& diagnosis) {
   return true;
 }
 
-/// Factorises with a limit on the pivots that begins at the level of rounding and rises until one falls
-/// below.
+/// Factorises with a limit on the pivots that begins at the level of rounding and rises until what has pivots
+/// above it is not singular to working precision. The triangular form is not used: pivots outside its
+/// diagonal blocks may be the only ones.
 bool Solver::list_numerical_faults(SparseDiagnosis& diagnosis) {
   constexpr double kStep = 10, kHighest = 1e-4;
   const std::unique_ptr<Engine> engine(make_ma48_engine(system_, report_.array_growths));
   if (!engine) return false;
   EngineSettings settings{};
   settings.threshold = 0.5;
-  settings.blocks = true;
+  settings.blocks = false;
   const int n = system_.order();
+  double condition = 0;
   settings.pivot_tolerance = n * DBL_EPSILON;
   do {
     const SparseStatus status = engine->factorise(settings);
     if (status == SparseStatus::NoMemory) return false;
     diagnosis.numerical_rank = engine->facts().rank;
     settings.pivot_tolerance *= kStep;
-  } while (diagnosis.numerical_rank == n && settings.pivot_tolerance < kHighest);
+    if (!estimate_condition(*engine, condition)) return false;
+  } while (condition >= kSingular && settings.pivot_tolerance < kHighest);
+  if (diagnosis.numerical_rank == n) return list_by_null_vectors(*engine, diagnosis);
   fill_unevenly(b_);
   const auto list = [&](bool transposed, Array<int>& places) {
     if (!engine->solve(transposed, b_.data(), y_.data())) return false;
@@ -109,6 +121,29 @@ bool Solver::list_numerical_faults(SparseDiagnosis& diagnosis) {
         n, index_base_, [&](int i) { return y_[i] == 0; }, places);
   };
   if (!list(false, lists_.dependent_columns) || !list(true, lists_.dependent_rows)) return false;
+  diagnosis.dependent_unknowns = indices(lists_.dependent_columns);
+  diagnosis.dependent_equations = indices(lists_.dependent_rows);
+  return true;
+}
+
+/// Names one equation and one unknown of a matrix whose pivots are all large, as those of some triangular
+/// matrices are: the ones that weigh most in the left and in the right null vector. Without them the matrix
+/// is regular, since the element of the inverse that belongs to them is about the largest.
+bool Solver::list_by_null_vectors(Engine& engine, SparseDiagnosis& diagnosis) {
+  const auto list = [&](bool left, Array<int>& places) {
+    fill_unevenly(b_);
+    for (int step = 0; step < 2; ++step)  // inverse iteration with S' S, or with S S'
+      for (const bool transposed : {!left, left}) {
+        if (!engine.solve(transposed, b_.data(), y_.data())) return false;
+        const double size = std::abs(y_[place_of_largest(y_)]);
+        for (int i = 0; i < system_.order(); ++i) b_[i] = y_[i] / size;
+      }
+    const int place = place_of_largest(b_);
+    return list_places(
+        system_.order(), index_base_, [=](int i) { return i == place; }, places);
+  };
+  if (!list(false, lists_.dependent_columns) || !list(true, lists_.dependent_rows)) return false;
+  diagnosis.numerical_rank = system_.order() - 1;
   diagnosis.dependent_unknowns = indices(lists_.dependent_columns);
   diagnosis.dependent_equations = indices(lists_.dependent_rows);
   return true;

@@ -38,6 +38,8 @@ class Factors {
   void keep(SparseMethod method);
 
   SparseMethod method() const { return plan_.method; }
+  /// Returns the factors at hand, which must be there.
+  Engine& engine() { return *engine(plan_.method); }
   /// Solves S y = b or S' y = b with the factors at hand.
   /// @return false: the factors were refused
   bool solve(bool transposed, const double* b, double* y);
@@ -55,6 +57,7 @@ class Factors {
   SparseReport& report_;
   Engine* engines_[2] = {};
   Plan plan_{};
+  Plan former_{};  // of the method that was changed for the present one
   PatternFacts facts_{};
   bool studied_ = false;         // facts_ are known
   bool changed_method_ = false;  // since factorise()

@@ -58,9 +58,10 @@ double backward_error(const System& system, bool transposed, const double* y, co
   }
   const double *scaled_sums = system.scaled_sums(transposed), *plain_sums = system.plain_sums(transposed);
   const double vanishing = 1000 * std::numeric_limits<double>::epsilon() * n;
+  const double lost = n * (system.lost() * largest_scaled);
   double omega = 0;
   for (int i = 0; i < n; ++i) {
-    const double left = std::abs(residual[i]), all = std::abs(b[i]) + terms[i];
+    const double left = std::abs(residual[i]) + lost, all = std::abs(b[i]) + terms[i];
     if (left == 0) continue;  // exact, also where all is 0
     const double possible = std::min(largest_scaled * scaled_sums[i], largest_plain * plain_sums[i]);
     const bool significant = !(all <= (possible + std::abs(b[i])) * vanishing);

@@ -18,7 +18,8 @@ void compute_residual(const System& system, bool transposed, const double* y, co
 /// times the largest unknown, omega2 compares with these; equations of zeros with a zero right-hand side
 /// count as exact. Neither depends on the scales of the equations. "Largest unknown" is taken in the scaled
 /// units and in the caller's, and the smaller of the two counts, so that neither choice of units hides an
-/// error. Source: M. Arioli, J. W. Demmel and I. S. Duff, SIAM J. Matrix Anal. Appl. 10, 165 (1989).
+/// error. Where digits of the scaled matrix were lost, the residual counts as larger by what they may be.
+/// Source: M. Arioli, J. W. Demmel and I. S. Duff, SIAM J. Matrix Anal. Appl. 10, 165 (1989).
 double backward_error(const System& system, bool transposed, const double* y, const double* b,
                       const double* residual, const double* terms);
 

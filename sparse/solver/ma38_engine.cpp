@@ -27,6 +27,7 @@ class Ma38Engine : public Engine {
   SparseStatus factorise(const EngineSettings& settings) override {
     const std::int64_t n = system().order(), ne = system().entries();
     facts_ = {};
+    if (2 * ne > kLongest) return SparseStatus::NoMemory;  // INDEX begins with all rows and columns
     set_controls(settings);
     pattern_.release();
     if (!reserve(value_, 6 * ne + n) || !reserve(index_, 10 * ne + 40 * n + 100))
@@ -42,6 +43,7 @@ class Ma38Engine : public Engine {
     if (pattern_.size() == 0 && !keep_pattern()) return SparseStatus::NoMemory;
     const std::int64_t entries_and_pattern = 2 * std::int64_t{system().entries()} + pattern_.size();
     const std::int64_t needed = std::max<std::int64_t>(refactor_index_, entries_and_pattern);
+    if (needed > kLongest) return SparseStatus::NoMemory;
     if (!reserve(value_, refactor_value_) || !reserve(index_, needed)) return SparseStatus::NoMemory;
     return run(ma38bd_);
   }

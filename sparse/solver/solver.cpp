@@ -23,7 +23,6 @@ namespace corvidnum::solver {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kSingular = 1 / DBL_EPSILON;  // condition from which on no digit of a solution is sure
 
 /// Norms of a solution, relative to that of the right-hand side, from which on the matrix, whose own norm is
 /// about 1, is worth a test for singularity. Rounding errors in the right-hand side are multiplied alike.
@@ -113,7 +112,7 @@ SparseStatus Solver::refactorise(const double* values) {
   if (const SparseStatus taken = take(system_.set_values(values)); taken != SparseStatus::NotFactorised)
     return taken;
   if (state_ != SparseStatus::Factorised) return choose_pivots();
-  system_.apply_scales();
+  if (!system_.apply_scales()) return choose_pivots();
   tested_ = false;
   report_.condition = 0;
   old_pivots_ = true;
@@ -131,7 +130,7 @@ SparseStatus Solver::test(SparseStatus status) {
   report_.condition = 0;
   if (!options_.judge) return status;
   while (status == SparseStatus::Factorised) {
-    if (!estimate_condition(report_.condition)) return SparseStatus::NoMemory;
+    if (!estimate_condition(factors_.engine(), report_.condition)) return SparseStatus::NoMemory;
     if (report_.condition < kSingular) {
       tested_ = true;
       return status;
@@ -149,13 +148,13 @@ SparseStatus Solver::test(SparseStatus status) {
   return status;
 }
 
-/// Estimates the condition number of the scaled matrix.
+/// Estimates the condition number of the scaled matrix, or of that part of it for which an engine has pivots.
 /// @return false: memory was refused
-bool Solver::estimate_condition(double& condition) {
-  const auto inverse = [this](bool transposed) {
-    return [this, transposed](double* x) {
+bool Solver::estimate_condition(Engine& engine, double& condition) {
+  const auto inverse = [&](bool transposed) {
+    return [&, transposed](double* x) {
       std::copy(x, x + system_.order(), b_.data());
-      return factors_.solve(transposed, b_.data(), x);
+      return engine.solve(transposed, b_.data(), x);
     };
   };
   double norm = 0;
@@ -181,7 +180,9 @@ SparseStatus Solver::solve(bool transposed, const double* b, double* x, int coun
   if (made_ != SparseStatus::NotFactorised) return made_;
   if (const SparseStatus checked = check_vectors(b, x, count); checked != state_) return checked;
   if (state_ == SparseStatus::Factorised && options_.judge && !tested_ && !old_pivots_)
-    enter(test(SparseStatus::Factorised));  // `judge` was off when they were made
+    if (enter(test(SparseStatus::Factorised)) ==
+        SparseStatus::NoMemory)  // `judge` was off when they were made
+      return SparseStatus::NoMemory;
   if (state_ != SparseStatus::Factorised) return state_;
   report_.backward_error = report_.first_backward_error = -1;
   report_.corrections = 0;
@@ -319,7 +320,7 @@ bool Solver::write_solution(bool transposed, double* x) const {
   return first_not_finite(x, system_.order()) < 0;
 }
 
-bool Solver::proves_near_singularity() const { return largest(y_) >= kLargeSolution * largest(b_); }
+bool Solver::proves_near_singularity() const { return largest(y_) > kLargeSolution * largest(b_); }
 
 // ---- Condition and errors
 
@@ -329,7 +330,7 @@ SparseStatus Solver::condition_estimate(double* raw, double* equilibrated) {
   if (raw) *raw = unknown;
   if (equilibrated) *equilibrated = unknown;
   if (now != SparseStatus::Factorised) return now;
-  if (equilibrated && !estimate_condition(*equilibrated)) return SparseStatus::NoMemory;
+  if (equilibrated && !estimate_condition(factors_.engine(), *equilibrated)) return SparseStatus::NoMemory;
   const auto inverse = [this](bool transposed) {
     return [this, transposed](double* x) {
       scale_rhs(transposed, x);

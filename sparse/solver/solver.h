@@ -2,6 +2,8 @@
 
 // What stands behind the class SparseSolver: the system, its factors, and the operations on them.
 
+#include <cfloat>
+
 #include "sparse/solver/array.h"
 #include "sparse/solver/factors.h"
 #include "sparse/solver/structure.h"
@@ -15,6 +17,8 @@ struct IndexLists {
   Array<int> unmatched_rows, unmatched_columns, over_rows, over_columns, under_rows, under_columns;
   Array<int> dependent_rows, dependent_columns;
 };
+
+constexpr double kSingular = 1 / DBL_EPSILON;  // condition from which on no digit of a solution is sure
 
 class Solver : public HostAllocated {
  public:
@@ -42,7 +46,7 @@ class Solver : public HostAllocated {
   SparseStatus test_again();
   SparseStatus better_factors();
   SparseStatus enter(SparseStatus status);
-  bool estimate_condition(double& condition);
+  bool estimate_condition(Engine& engine, double& condition);
   bool factors_serve();
 
   // Solving.
@@ -58,6 +62,7 @@ class Solver : public HostAllocated {
 
   bool list_structural_faults(SparseDiagnosis& diagnosis);
   bool list_numerical_faults(SparseDiagnosis& diagnosis);
+  bool list_by_null_vectors(Engine& engine, SparseDiagnosis& diagnosis);
 
   SparseOptions options_;
   SparseReport report_;

@@ -7,12 +7,15 @@
 #include "sparse/solver/system.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
+#include <limits>
 
 namespace corvidnum::solver {
 namespace {
 
 constexpr Fault kNoFault{SparseStatus::NotFactorised, -1};
+constexpr double kSmallestStep = std::numeric_limits<double>::denorm_min();  // of numbers below DBL_MIN
 
 /// Returns the first coordinate out of range, or -1.
 std::int64_t first_stray(const Coordinates& given) {
@@ -154,7 +157,9 @@ bool System::choose_scales(ScalingEffort effort) {
   return true;
 }
 
-void System::apply_scales() {
+bool System::apply_scales() {
+  lost_ = 0;
+  bool finite = true;
   column_sum_.fill(0);
   plain_column_sum_.fill(0);
   for (int i = 0; i < order_; ++i) {
@@ -163,6 +168,8 @@ void System::apply_scales() {
       const int j = column_[p];
       scaled_[p] = solver::scaled(value_[p], row_exponent_[i] + column_exponent_[j]);
       const double size = std::abs(scaled_[p]);
+      if (size < DBL_MIN && value_[p] != 0 && scaled_[p] != value_[p]) lost_ = kSmallestStep;
+      finite = finite && size <= DBL_MAX;
       sum += size;
       plain += size * column_unit_[j];
       column_sum_[j] += size;
@@ -171,6 +178,7 @@ void System::apply_scales() {
     row_sum_[i] = sum;
     plain_row_sum_[i] = plain;
   }
+  return finite && lost_ == 0;
 }
 
 double System::scaled_norm() const { return largest(column_sum_); }

@@ -36,7 +36,11 @@ class System {
   /// @return false: memory was refused
   bool choose_scales(ScalingEffort effort);
   /// Computes the scaled matrix from the values and the scales.
-  void apply_scales();
+  /// @return false: a scaled value overflowed or lost digits by underflow, as it can where the scales were
+  ///         chosen for other values
+  bool apply_scales();
+  /// Returns how far a scaled value may be from the exact one: 0, unless apply_scales() lost digits.
+  double lost() const { return lost_; }
 
   int order() const { return order_; }
   int entries() const { return static_cast<int>(column_.size()); }
@@ -76,6 +80,7 @@ class System {
 
   int order_ = 0, given_ = 0, duplicates_ = 0;
   bool has_values_ = false;
+  double lost_ = 0;
   Array<int> row_begin_, column_;  // by rows
   Array<int> column_begin_, row_;  // by columns
   Array<int> by_rows_;             // [entries] the place by rows of an entry by columns

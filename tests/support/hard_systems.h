@@ -257,27 +257,50 @@ inline HardMatrix one_or_two(Random& random) {
   return {a, std::isinf(condition) ? Rank::kDeficient : Rank::kRegular, {}};
 }
 
-/// All entries near the end of the range of double, or each row and column at one or the other end.
+/// Multiplies all values by a power of ten.
+inline Vector shifted(Vector values, double decades) {
+  for (double& value : values) value *= std::pow(10.0, decades);
+  return values;
+}
+
+/// Entries near the end of the range of double, all alike or with rows and columns of different units; or
+/// rows and columns in units so far apart that a condition means little.
 inline HardMatrix tiny_and_huge(Random& random) {
   HardMatrix made = regular(random);
-  const int way = number(random, 0, 3);
-  if (way < 2)
-    for (double& value : made.a.values) value *= way == 0 ? 1e300 : 1e-300;
-  else
-    made.a = badly_scaled(made.a, way == 2 ? 280 : 120, random);
+  const int way = number(random, 0, 4);
+  if (way >= 2) made.a = badly_scaled(made.a, way == 4 ? 280 : 12, random);
+  if (way < 4) made.a.values = shifted(made.a.values, (way % 2 ? -1 : 1) * (way < 2 ? 300 : 290));
+  if (way == 4) made.rank = Rank::kNearlySingular;
   return made;
 }
 
-/// Values that drift by decades, line by line or entry by entry, once pivots have been chosen.
+/// Values that drift by decades, line by line or entry by entry, once pivots have been chosen; or all
+/// together, from one end of the range of double.
 inline HardMatrix drifted(Random& random) {
   HardMatrix made = regular(random);
   made.earlier_values = made.a.values;
-  const int way = number(random, 0, 3);
-  if (way == 0) made.a = badly_scaled(made.a, 24, random);
-  if (way == 1) made.a = badly_scaled(made.a, 280, random);
-  if (way >= 2)
-    for (double& value : made.a.values) value *= power_of_ten(way == 2 ? 2 : 6, random);
-  if (way >= 2) made.rank = rank_by_condition(made.a);
+  switch (number(random, 0, 4)) {
+    case 0:
+      made.a = badly_scaled(made.a, 24, random);
+      break;
+    case 1:
+      made.a = badly_scaled(made.a, 280, random);
+      made.rank = Rank::kNearlySingular;
+      break;
+    case 2:
+      for (double& value : made.a.values) value *= power_of_ten(number(random, 0, 1) ? 2 : 6, random);
+      made.rank = rank_by_condition(made.a);
+      break;
+    default: {
+      const double from = number(random, 0, 1) ? 300 : -300, to = -15 + 15 * uniform(random);
+      const bool half =
+          number(random, 0, 1) != 0;  // of the rows; the others then vanish in a transposed product
+      if (half) made.rank = Rank::kNearlySingular;
+      made.earlier_values = shifted(made.earlier_values, from);
+      for (std::size_t k = 0; k < made.a.values.size(); ++k)
+        made.a.values[k] *= std::pow(10.0, half && made.a.rows[k] % 2 ? from : to);
+    }
+  }
   return made;
 }
 
