@@ -262,7 +262,10 @@ double Solver::attempt(bool transposed, const double* b) {
   const double error = judge(transposed, y_.data());
   report_.first_backward_error = std::max(report_.first_backward_error, error);
   const double left = refined(transposed, error);
-  return write_solution(transposed, correction_.data()) ? left : kInfinity;
+  if (!write_solution(transposed, correction_.data())) return kInfinity;
+  if (!loses_digits(correction_)) return left;
+  read_solution(transposed, correction_.data());
+  return judge(transposed, y_.data());
 }
 
 /// Refines y_ by corrections from residuals in the same precision, as long as the error is above the bound
@@ -320,6 +323,19 @@ bool Solver::write_solution(bool transposed, double* x) const {
   return first_not_finite(x, system_.order()) < 0;
 }
 
+/// Sets y_ to a solution in the caller's units.
+void Solver::read_solution(bool transposed, const double* x) {
+  const int* exponent = system_.unknown_exponents(transposed);
+  for (int j = 0; j < system_.order(); ++j) y_[j] = std::ldexp(x[j], -exponent[j] - shift_);
+}
+
+/// Tells whether an element of y_ may have been rounded when it was written to x, since it underflows there.
+bool Solver::loses_digits(const Array<double>& x) const {
+  for (int j = 0; j < system_.order(); ++j)
+    if (std::abs(x[j]) < DBL_MIN && y_[j] != 0) return true;
+  return false;
+}
+
 bool Solver::proves_near_singularity() const { return largest(y_) > kLargeSolution * largest(b_); }
 
 // ---- Condition and errors
@@ -357,7 +373,7 @@ SparseStatus Solver::forward_error_bound(const double* b, const double* x, bool 
   const int n = system_.order();
   const int* unknown = system_.unknown_exponents(transposed);
   scale_rhs(transposed, b);
-  for (int j = 0; j < n; ++j) y_[j] = std::ldexp(x[j], -unknown[j] - shift_);
+  read_solution(transposed, x);
   compute_residual(system_, transposed, y_.data(), b_.data(), residual_.data(), terms_.data());
   const double rounding = (n + 1.0) * DBL_EPSILON / 2;
   for (int i = 0; i < n; ++i)  // terms_ becomes w

@@ -58,6 +58,8 @@ class Solver : public HostAllocated {
   double judge(bool transposed, const double* y);
   void scale_rhs(bool transposed, const double* b);
   bool write_solution(bool transposed, double* x) const;
+  void read_solution(bool transposed, const double* x);
+  bool loses_digits(const Array<double>& x) const;
   bool proves_near_singularity() const;
 
   bool list_structural_faults(SparseDiagnosis& diagnosis);

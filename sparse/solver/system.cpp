@@ -60,6 +60,12 @@ double largest(const Array<double>& sums) {
   return most;
 }
 
+/// Tells whether the sums of rows or columns are far from the ends of the range of double.
+bool suit(const Array<double>& sums) {
+  constexpr double kLeast = 1e-100, kMost = 1e100;
+  return std::all_of(sums.begin(), sums.end(), [](double sum) { return kLeast < sum && sum < kMost; });
+}
+
 }  // namespace
 
 Fault System::set_pattern(const Coordinates& given) {
@@ -159,7 +165,6 @@ bool System::choose_scales(ScalingEffort effort) {
 
 bool System::apply_scales() {
   lost_ = 0;
-  bool finite = true;
   column_sum_.fill(0);
   plain_column_sum_.fill(0);
   for (int i = 0; i < order_; ++i) {
@@ -169,7 +174,6 @@ bool System::apply_scales() {
       scaled_[p] = solver::scaled(value_[p], row_exponent_[i] + column_exponent_[j]);
       const double size = std::abs(scaled_[p]);
       if (size < DBL_MIN && value_[p] != 0 && scaled_[p] != value_[p]) lost_ = kSmallestStep;
-      finite = finite && size <= DBL_MAX;
       sum += size;
       plain += size * column_unit_[j];
       column_sum_[j] += size;
@@ -178,7 +182,7 @@ bool System::apply_scales() {
     row_sum_[i] = sum;
     plain_row_sum_[i] = plain;
   }
-  return finite && lost_ == 0;
+  return lost_ == 0 && suit(row_sum_) && suit(column_sum_);
 }
 
 double System::scaled_norm() const { return largest(column_sum_); }

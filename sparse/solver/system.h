@@ -36,8 +36,9 @@ class System {
   /// @return false: memory was refused
   bool choose_scales(ScalingEffort effort);
   /// Computes the scaled matrix from the values and the scales.
-  /// @return false: a scaled value overflowed or lost digits by underflow, as it can where the scales were
-  ///         chosen for other values
+  /// @return false: the scales do not suit the values, as those chosen for other values may. A scaled value
+  /// lost
+  ///         digits, or a row or column is so small or large that products with it could
   bool apply_scales();
   /// Returns how far a scaled value may be from the exact one: 0, unless apply_scales() lost digits.
   double lost() const { return lost_; }
