@@ -5,13 +5,16 @@
 #include <algorithm>
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 
 #include "frame/corvid.h"
 #include "frame/host_memory.h"
 
 namespace corvidnum::solver {
 
-/// Owns an array of plain elements. An array of no elements has no memory.
+/// Owns an array of plain elements. An array of no elements has no memory. The others begin at a multiple of
+/// 64 bytes, because a BLAS may sum in another order where a vector begins elsewhere: results would depend on
+/// where the host's memory happens to be free.
 template <class T>
 class Array {
   static_assert(std::is_trivially_copyable_v<T>, "elements are copied as bytes and have no destructor");
@@ -27,25 +30,28 @@ class Array {
   bool allocate(std::int64_t count) {
     release();
     if (count <= 0) return true;
-    data_ = allocate_array<T>(count);
-    if (data_) size_ = count;
-    return data_ != nullptr;
+    block_ = allocate_array<T>(count + kAlignment / static_cast<std::int64_t>(sizeof(T)));
+    if (!block_) return false;
+    const auto past = reinterpret_cast<std::uintptr_t>(block_) % kAlignment;
+    data_ = block_ + (past ? (kAlignment - past) / sizeof(T) : 0);
+    size_ = count;
+    return true;
   }
   /// Lengthens the array to `count` elements and keeps those it holds; new ones are not initialised.
   /// @return false: the host refused the memory, and the array is as it was
   bool lengthen(std::int64_t count) {
     if (count <= size_) return true;
-    T* longer = allocate_array<T>(count);
-    if (!longer) return false;
-    std::copy(data_, data_ + size_, longer);
-    release();
-    data_ = longer;
-    size_ = count;
+    Array longer;
+    if (!longer.allocate(count)) return false;
+    std::copy(begin(), end(), longer.begin());
+    std::swap(block_, longer.block_);
+    std::swap(data_, longer.data_);
+    std::swap(size_, longer.size_);
     return true;
   }
   void release() {
-    if (data_) Corvid_delete(data_);
-    data_ = nullptr;
+    if (block_) Corvid_delete(block_);
+    block_ = data_ = nullptr;
     size_ = 0;
   }
   void fill(T value) { std::fill(begin(), end(), value); }
@@ -61,7 +67,10 @@ class Array {
   const T& operator[](std::int64_t i) const { return data_[i]; }
 
  private:
-  T* data_ = nullptr;
+  static constexpr int kAlignment = 64;
+
+  T* block_ = nullptr;  // as the host gave it
+  T* data_ = nullptr;   // in the block
   std::int64_t size_ = 0;
 };
 

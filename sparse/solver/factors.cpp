@@ -80,13 +80,13 @@ SparseStatus Factors::improve(const SparseOptions& options) {
 }
 
 SparseStatus Factors::run_other_method(const SparseOptions& options) {
-  former_ = plan_;
+  const Plan before = plan_;
   changed_method_ = true;
-  plan_ = plan_for(other(former_.method), facts_, options, former_.reason);
+  plan_ = plan_for(other(before.method), facts_, options, before.reason);
   ++report_.changed_methods;
   const SparseStatus status = run();
   if (status != SparseStatus::NoMemory) return status;
-  plan_ = former_;  // its factors stand
+  plan_ = before;  // its factors stand
   describe();
   return SparseStatus::NotFactorised;
 }
@@ -94,7 +94,7 @@ SparseStatus Factors::run_other_method(const SparseOptions& options) {
 void Factors::keep(SparseMethod method) {
   drop(other(method));
   if (plan_.method == method) return;
-  plan_ = former_;
+  plan_.method = method;
   describe();
 }
 

@@ -57,7 +57,6 @@ class Factors {
   SparseReport& report_;
   Engine* engines_[2] = {};
   Plan plan_{};
-  Plan former_{};  // of the method that was changed for the present one
   PatternFacts facts_{};
   bool studied_ = false;         // facts_ are known
   bool changed_method_ = false;  // since factorise()

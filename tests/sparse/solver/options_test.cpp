@@ -1,0 +1,116 @@
+// Options of SparseSolver by name, their ranges, and the texts of statuses and methods.
+
+#include <set>
+#include <string>
+
+#include "tests/sparse/solver/solving.h"
+
+namespace solver_tests {
+namespace {
+
+using corvidnum::GetOption;
+using corvidnum::SetOption;
+
+TEST(SparseOptions, TableRecordAndRangesAgree) {
+  int count = 0;
+  const corvidnum::SparseOption* table = corvidnum::SparseOptionTable(&count);
+  EXPECT_EQ(corvidnum::SparseOptionTable(nullptr), table);
+  ASSERT_EQ(count, 10);
+  const Coordinates one{1, 1, {1}, {1}, {2.0}};
+  std::set<std::string> names;
+  for (int k = 0; k < count; ++k) {
+    const corvidnum::SparseOption& option = table[k];
+    SCOPED_TRACE(option.name);
+    EXPECT_TRUE(names.insert(option.name).second);
+    EXPECT_GT(std::string(option.meaning).size(), 10U);
+    EXPECT_LE(option.lowest, option.standard);
+    EXPECT_LE(option.standard, option.highest);
+    EXPECT_LT(option.lowest, option.highest);
+    EXPECT_EQ(GetOption(SparseOptions(), option.name), option.standard);
+    for (const double value : {option.lowest, option.highest}) {
+      SparseOptions options;
+      EXPECT_TRUE(SetOption(&options, option.name, value));
+      EXPECT_EQ(GetOption(options, option.name), value);
+      for (int other = 0; other < count; ++other) {  // no field is shared
+        if (other != k) {
+          EXPECT_EQ(GetOption(options, table[other].name), table[other].standard);
+        }
+      }
+      Solver solver(one, options);
+      EXPECT_EQ(solver.State(), SparseStatus::NotFactorised);
+      EXPECT_EQ(GetOption(solver.Options(), option.name), value);
+    }
+    for (const double value : {option.lowest - 1, option.highest + 1, std::nan("")}) {
+      SparseOptions options;
+      EXPECT_FALSE(SetOption(&options, option.name, value));
+      EXPECT_EQ(GetOption(options, option.name), option.standard);
+    }
+  }
+  SparseOptions options;
+  EXPECT_FALSE(SetOption(&options, "no such option", 1));
+  EXPECT_FALSE(SetOption(&options, nullptr, 1));
+  EXPECT_FALSE(SetOption(nullptr, "judge", 1));
+  EXPECT_TRUE(std::isnan(GetOption(options, "no such option")));
+  EXPECT_TRUE(SetOption(&options, "corrections", 3.9));
+  EXPECT_EQ(options.corrections, 3);
+}
+
+TEST(SparseOptions, RecordsOutOfRangeAreRefused) {
+  const struct {
+    const char* what;
+    void (*spoil)(SparseOptions&);
+  } kBad[] = {{"method", [](SparseOptions& o) { o.method = static_cast<SparseMethod>(3); }},
+              {"factorisations", [](SparseOptions& o) { o.factorisations = 0; }},
+              {"bound", [](SparseOptions& o) { o.bound = 0; }},
+              {"corrections", [](SparseOptions& o) { o.corrections = -1; }},
+              {"repair", [](SparseOptions& o) { o.repair = 3; }},
+              {"threshold", [](SparseOptions& o) { o.threshold = std::nan(""); }}};
+  const Coordinates one{1, 1, {1}, {1}, {2.0}};
+  for (const auto& bad : kBad) {
+    SCOPED_TRACE(bad.what);
+    SparseOptions options;
+    bad.spoil(options);
+    EXPECT_EQ(Solver(one, options).State(), SparseStatus::BadInput);
+    Solver solver(one);
+    solver.Factorise(one.values.data());
+    EXPECT_EQ(solver.SetOptions(options), SparseStatus::BadInput);
+    EXPECT_EQ(GetOption(solver.Options(), bad.what), GetOption(SparseOptions(), bad.what));
+    EXPECT_EQ(solver.State(), SparseStatus::Factorised);
+  }
+}
+
+TEST(SparseOptions, EveryStatusHasANumberAndAText) {
+  std::set<std::string> texts;
+  for (int status = 0; status <= 8; ++status)
+    EXPECT_TRUE(texts.insert(StatusText(static_cast<SparseStatus>(status))).second);
+  EXPECT_TRUE(texts.insert(StatusText(static_cast<SparseStatus>(9))).second);
+  EXPECT_EQ(static_cast<int>(SparseStatus::Inexact), 3);
+  EXPECT_EQ(static_cast<int>(SparseStatus::BadInput), 8);
+  EXPECT_STREQ(MethodName(SparseMethod::automatic), "automatic");
+  EXPECT_STREQ(MethodName(SparseMethod::ma38), "ma38");
+}
+
+TEST(SparseOptions, AreUsedByTheNextOperation) {
+  Random random(51);
+  const Coordinates a = reference::random_square(30, 3, random);
+  Vector x(static_cast<std::size_t>(a.n), 1.0);
+  Solver solver(a, by(SparseMethod::ma48));
+  solver.Factorise(a.values.data());
+  EXPECT_EQ(solver.Report().method, SparseMethod::ma48);
+  SparseOptions options = by(SparseMethod::ma38);
+  options.blocks = 0;
+  options.threshold = 0.25;
+  options.diagonal = 0;
+  EXPECT_EQ(solver.SetOptions(options), SparseStatus::Factorised);
+  EXPECT_EQ(solver.Report().method, SparseMethod::ma48);
+  solver.Factorise(a.values.data());
+  EXPECT_EQ(solver.Report().method, SparseMethod::ma38);
+  EXPECT_EQ(solver.Report().threshold, 0.25);
+  EXPECT_EQ(solver.Report().prefers_diagonal, 0);
+  EXPECT_EQ(solver.Report().blocks, 1);
+  EXPECT_EQ(solver.Report().rank, a.n);
+  EXPECT_GE(solver.Report().factor_entries, solver.Report().entries);
+}
+
+}  // namespace
+}  // namespace solver_tests
