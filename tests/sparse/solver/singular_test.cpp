@@ -88,10 +88,11 @@ TEST(SparseSingular, WhatIsLeftIsRegularToWorkingPrecision) {
 }
 
 TEST(SparseSingular, PivotsOutsideTheTriangularFormCount) {
-  const Coordinates a{2, 2, {1, 1, 2}, {1, 2, 2}, {0, 5, 0}};  // its diagonal blocks are both zero
+  // Both diagonal blocks have rank 1, and the entry above them makes the third pivot.
+  const Coordinates a{4, 4, {1, 2, 1, 2, 1, 3, 4, 3, 4}, {1, 1, 2, 2, 3, 3, 3, 4, 4}, Vector(9, 1.0)};
   Solver solver(a);
   EXPECT_EQ(solver.Factorise(a.values.data()), SparseStatus::Singular);
-  expect_numerical_diagnosis(solver, reference::dense(a), 1);
+  expect_numerical_diagnosis(solver, reference::dense(a), 3);
 }
 
 TEST(SparseSingular, LargePivotsDoNotHideIt) {
