@@ -71,6 +71,7 @@ module corvidnum
   integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_BACKWARD_ERROR = 22
   integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_FIRST_BACKWARD_ERROR = 23
   integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_CORRECTIONS = 24
+  integer(c_int), parameter :: CORVIDNUM_SPARSE_REPORT_GROWTH = 25
 
   ! Lists of a diagnosis
   integer(c_int), parameter :: CORVIDNUM_SPARSE_UNMATCHED_EQUATIONS = 1

@@ -81,6 +81,7 @@ struct SparseReport {
   const char* reason = "";                        // why `automatic` chose it; the library's own text
   int prefers_diagonal = 0;                       // 1: ma38 prefers pivots on the diagonal
   double threshold = 0;                           // of the pivot test of these factors
+  double growth = 0;                              // limit of the growth of the fronts of ma38; 0 with ma48
   double pattern_symmetry = 0;  // share of the off-diagonal entries whose transposed place holds one, too
   int diagonal_entries = 0;
   int structural_rank = -1;

@@ -82,6 +82,8 @@ double item_of(const SparseReport& report, int item) {
       return static_cast<int>(report.method);
     case CORVIDNUM_SPARSE_REPORT_PREFERS_DIAGONAL:
       return report.prefers_diagonal;
+    case CORVIDNUM_SPARSE_REPORT_GROWTH:
+      return report.growth;
     case CORVIDNUM_SPARSE_REPORT_THRESHOLD:
       return report.threshold;
     case CORVIDNUM_SPARSE_REPORT_PATTERN_SYMMETRY:

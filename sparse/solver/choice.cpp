@@ -21,7 +21,7 @@ constexpr int kOften = 5;               // factorisations of one pattern
 // What a grid looks like, and what growth of the fronts suits it.
 constexpr double kMostlySymmetric = 0.9;
 constexpr int kMostEntriesARow = 12;
-constexpr double kGrowthOnGrids = 1.2;
+constexpr double kGrowth = 2, kGrowthOnGrids = 1.2;
 constexpr int kLargeGrid = 20000;  // entries; smaller ones take no less time for fewer operations
 
 constexpr double kThresholdOfMa48 = 0.1;
@@ -46,7 +46,9 @@ Plan plan_for(SparseMethod method, const PatternFacts& facts, const SparseOption
   settings.threshold = options.threshold > 0 ? options.threshold : own;
   settings.blocks = options.blocks != 0;
   settings.prefer_diagonal = options.diagonal < 0 ? facts.diagonal_entries > 0 : options.diagonal != 0;
-  settings.growth = options.growth > 0 ? options.growth : is_large_grid(facts, options) ? kGrowthOnGrids : 0;
+  settings.growth = options.growth > 0              ? options.growth
+                    : is_large_grid(facts, options) ? kGrowthOnGrids
+                                                    : kGrowth;
   return {method, settings, reason};
 }
 

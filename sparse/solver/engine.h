@@ -12,7 +12,7 @@ struct EngineSettings {
   double threshold;        // of the pivot test, 0..1
   bool blocks;             // permute to block triangular form
   bool prefer_diagonal;    // ma38 only
-  double growth;           // of a front, ma38 only; 0: the routines' own
+  double growth;           // of a front, ma38 only
   double pivot_tolerance;  // magnitude that a pivot must exceed, ma48 only
 };
 

@@ -55,6 +55,7 @@ void Factors::describe() {
   report_.method = plan_.method;
   report_.prefers_diagonal = plan_.method == SparseMethod::ma38 && plan_.settings.prefer_diagonal;
   report_.threshold = plan_.settings.threshold;
+  report_.growth = plan_.method == SparseMethod::ma38 ? plan_.settings.growth : 0;
   report_.rank = facts.rank;
   report_.blocks = facts.blocks;
   report_.factor_entries = facts.factor_entries;

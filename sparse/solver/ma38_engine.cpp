@@ -68,7 +68,7 @@ class Ma38Engine : public Engine {
   void set_controls(const EngineSettings& settings) {
     ma38id_(keep_, cntl_, icntl_);
     ma38_set_cntl(cntl_, MA38_CNTL_THRESHOLD, settings.threshold);
-    if (settings.growth > 0) ma38_set_cntl(cntl_, MA38_CNTL_GROWTH, settings.growth);
+    ma38_set_cntl(cntl_, MA38_CNTL_GROWTH, settings.growth);
     ma38_set_icntl(icntl_, MA38_ICNTL_USE_BLOCKS, settings.blocks ? 1 : 0);
     ma38_set_icntl(icntl_, MA38_ICNTL_PREFER_DIAGONAL, settings.prefer_diagonal ? 1 : 0);
     ma38_set_icntl(icntl_, MA38_ICNTL_MOST_REFINEMENTS, 0);

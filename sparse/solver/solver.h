@@ -72,9 +72,9 @@ class Solver : public HostAllocated {
   SparseStatus state_ = SparseStatus::NotFactorised;  // of the factors
   int index_base_ = 0;
   ScalingEffort effort_ = ScalingEffort::kQuick;  // of the scales at hand
-  bool tested_ = false;      // the factors at hand were tested for singularity
-  bool old_pivots_ = false;  // they have the pivots of other values
-  int shift_ = 0;            // b_ is the right-hand side times 2^-shift, beside its scales
+  bool tested_ = false;                           // the factors at hand were tested for singularity
+  bool old_pivots_ = false;                       // they have the pivots of other values
+  int shift_ = 0;  // b_ is the right-hand side times 2^-shift, beside its scales
   Array<double> b_, y_, best_, residual_, terms_, correction_;  // [order]
   System system_;
   Factors factors_{system_, report_};

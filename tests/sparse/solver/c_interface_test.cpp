@@ -61,7 +61,7 @@ Doubles fields(const corvidnum::SparseReport& r) {
                  r.pattern_symmetry, r.diagonal_entries, r.structural_rank, r.rank, r.blocks,
                  r.factor_entries, r.operations, r.condition, r.factorisations, r.refactorisations,
                  r.array_growths, r.new_pivots, r.raised_thresholds, r.changed_methods, r.backward_error,
-                 r.first_backward_error, r.corrections);
+                 r.first_backward_error, r.corrections, r.growth);
 }
 
 TEST(CInterface, ComputesWhatTheClassComputes) {
