@@ -375,9 +375,12 @@ SparseStatus Solver::forward_error_bound(const double* b, const double* x, bool 
   scale_rhs(transposed, b);
   read_solution(transposed, x);
   compute_residual(system_, transposed, y_.data(), b_.data(), residual_.data(), terms_.data());
-  const double rounding = (n + 1.0) * DBL_EPSILON / 2;
-  for (int i = 0; i < n; ++i)  // terms_ becomes w
+  const Pattern pattern = system_.pattern();
+  const int* begin = transposed ? pattern.column_begin : pattern.row_begin;
+  for (int i = 0; i < n; ++i) {  // terms_ becomes w
+    const double rounding = (begin[i + 1] - begin[i] + 1) * DBL_EPSILON / 2;
     terms_[i] = std::abs(residual_[i]) + rounding * (terms_[i] + std::abs(b_[i]));
+  }
   // Errors are compared in the caller's units, relative to the largest unknown there.
   double size = 0;
   for (int j = 0; j < n; ++j) size = std::max(size, std::abs(x[j]));
