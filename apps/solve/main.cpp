@@ -1,6 +1,9 @@
 // corvidnum-solve A.mtx: solves a sparse system of equations from Matrix Market files.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cfloat>
+#include <cstdint>
 #include <exception>
 #include <map>
 #include <string>
@@ -16,7 +19,7 @@
 namespace {
 
 using apps::complain;
-using solve::Method;
+using corvidnum::SparseMethod;
 
 enum { kSingular = 3, kInexact = 4 };  // exit codes beside those of all programs
 
@@ -34,7 +37,7 @@ int solve_and_print(const Options& options) {
   try {
     solve::run(options.task, report);
   } catch (const std::exception&) {
-    if (report.pattern.reordering) print(options, report);  // the reordering is of use without a solution
+    if (report.pattern.reordering || report.other) print(options, report);  // of use without a solution
     throw;
   }
   return print(options, report) ? apps::kSolved : complain(apps::kBadInput, apps::kNotPrinted);
@@ -60,30 +63,44 @@ void declare_pattern(CLI::App& app, solve::PatternOptions& pattern) {
       "renumber the unknowns for a small profile or bandwidth of the pattern of A + A', and tell both "
       "before and after, also if A is singular; the system is solved as given all the same, since the "
       "solver has an order of its own, but a file without values only if --rhs, --out, --refactor-with, "
-      "--refine or --error-estimate asks for it");
+      "--refine, --error-estimate or --try-all asks for it");
   app.add_option("--spy", pattern.folder,
                  "write pictures of the pattern into this folder, also if A is singular: before.svg, as "
                  "given, and with --reorder after.svg")
       ->check(apps::not_empty());
 }
 
-void declare_solver(CLI::App& app, solve::SolverSettings& solver) {
-  const std::map<std::string, Method> methods{{"ma48", Method::kMa48}, {"ma38", Method::kMa38}};
+void declare_solver(CLI::App& app, solve::Task& task) {
+  corvidnum::SparseOptions& solver = task.solver;
+  const std::map<std::string, SparseMethod> methods{
+      {"auto", SparseMethod::automatic}, {"ma48", SparseMethod::ma48}, {"ma38", SparseMethod::ma38}};
   apps::add_choice(
       app, "--solver", solver.method, methods,
-      "ma48, column by column, for matrices that stay sparse (default); ma38, multifrontal, for those "
-      "that fill in, as meshes do");
-  app.add_flag("--btf,!--no-btf", solver.block_form, "look for a block triangular form (default), or do not");
-  app.add_option("--pivot-tolerance", solver.threshold,
-                 "least pivot, as part of the largest element of its column (ma48: 0.1, ma38: 0.5)")
+      "auto chooses by the pattern, and takes the other one where that fails (default); ma48, column by "
+      "column, for matrices that stay sparse; ma38, multifrontal, for those that fill in, as meshes do");
+  app.add_flag(
+      "--try-all", task.try_all,
+      "solve by the other method, too, and compare both in a table; the solution is that of --solver");
+  const auto switch_by = [&app](const char* flags, int& option, const char* help) {
+    app.add_flag_function(
+        flags, [&option](std::int64_t times) { option = times > 0 ? 1 : 0; }, help);
+  };
+  switch_by("--btf,!--no-btf", solver.blocks, "look for a block triangular form (default), or do not");
+  const auto set_threshold = [&solver](double given) {
+    solver.threshold = std::max(given, DBL_MIN);  // 0 would be the method's own
+  };
+  app.add_option_function<double>("--pivot-tolerance", set_threshold,
+                                  "least pivot, as part of the largest element of its column (ma48: 0.1, "
+                                  "ma38: 0.5); raised where a solution would be too inexact")
       ->check(apps::between(0, 1));
-  app.add_flag(
-      "--prefer-diagonal,!--no-prefer-diagonal", solver.prefer_diagonal,
-      "have ma38 take pivots from the diagonal wherever they are large enough (default), which saves "
-      "digits where the diagonal is heavy, as on grids; or wherever the factors stay sparse");
-  app.add_flag(
-      "--keep-matrix", solver.keep_matrix,
-      "have ma38 keep a copy of A with the factors; --refine and --error-estimate see to it themselves");
+  switch_by(
+      "--prefer-diagonal,!--no-prefer-diagonal", solver.diagonal,
+      "have ma38 take pivots from the diagonal wherever they are large enough, which saves digits where "
+      "the diagonal is heavy, as on grids, and is the default if the diagonal is not empty; or wherever "
+      "the factors stay sparse");
+  app.add_option("--bound", solver.bound,
+                 "componentwise backward error that the solution may have (default 1e-12)")
+      ->check(apps::between(1e-16, 1));
 }
 
 void declare(CLI::App& app, Options& options) {
@@ -96,15 +113,15 @@ void declare(CLI::App& app, Options& options) {
                  "the right-hand side b (Matrix Market, array); without it, b is A times ones")
       ->check(named);
   app.add_flag("--transpose", task.transpose, "solve with the transpose of A");
-  app.add_flag("--refine", task.refine, "refine the solution");
-  app.add_flag("--error-estimate", task.estimate, "refine, and estimate the forward error");
+  app.add_flag("--refine", task.refine, "refine the solution as far as rounding lets it");
+  app.add_flag("--error-estimate", task.estimate, "refine, and bound the forward error");
   app.add_option("--refactor-with", task.second_path,
                  "a matrix with entries in the same places: factorise A, then this one on the pivots of A, "
                  "and solve with this one")
       ->check(named);
   app.add_option("--out", task.out_path, "write the solution to this file (Matrix Market, array)")
       ->check(named);
-  declare_solver(app, task.solver);
+  declare_solver(app, task);
   declare_pattern(app, task.pattern);
   app.add_flag("--json", options.json, "print the report as JSON");
 }
@@ -122,12 +139,10 @@ void check_options(const CLI::App& app, const Options& options) {
     if (&picture != &pictures.front())
       apps::check_outputs_differ("--spy", picture, "--spy", pictures.front());
   }
-  if (task.solver.method == Method::kMa38) return;
-  if (task.solver.keep_matrix)
-    throw CLI::ValidationError("--keep-matrix", "needs --solver ma38; ma48 always keeps A");
-  if (app.count("--prefer-diagonal") > 0)
-    throw CLI::ValidationError(task.solver.prefer_diagonal ? "--prefer-diagonal" : "--no-prefer-diagonal",
-                               "needs --solver ma38");
+  const bool by_ma38 = task.solver.method != SparseMethod::ma48 || task.try_all;
+  if (app.count("--prefer-diagonal") > 0 && !by_ma38)
+    throw CLI::ValidationError(task.solver.diagonal > 0 ? "--prefer-diagonal" : "--no-prefer-diagonal",
+                               "has no effect on ma48");
 }
 
 }  // namespace
@@ -137,11 +152,11 @@ int main(int argc, char** argv) {
       "Solves a sparse system of linear equations A x = b.",
       "Exit codes: 0 solved (or reordered, if A is a pattern and nothing asks for a solution), 1 a file "
       "cannot\n"
-      "be used or there is no room, 2 bad options, 3 A is singular, exactly or to working precision, 4 the\n"
-      "factors are too inexact or the estimate of the forward error leaves no digit of the solution. Only 0\n"
-      "comes with a solution; with --reorder, bandwidth and profile are told whatever becomes of it. "
-      "Solutions\n"
-      "with backward errors above 1e-12 are refined unasked; forward errors above 0.01 are told unasked.",
+      "be used or there is no room, 2 bad options, 3 A is singular, exactly or to working precision: the\n"
+      "message names equations and unknowns at fault, 4 no solution meets the bound of the backward error.\n"
+      "Only 0 comes with a solution; --reorder and --try-all tell what they found whatever becomes of it.\n"
+      "Every solution is judged; where it misses the bound it is refined, then new pivots, a higher pivot\n"
+      "tolerance and the other method are tried. Forward errors above 0.01 are told unasked.",
       declare,
       check_options,
       run,

@@ -1,15 +1,25 @@
 #include "apps/solve/report.h"
 
+#include <algorithm>
+#include <cfloat>
 #include <cmath>
+#include <cstddef>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "apps/common/output.h"
-#include "apps/solve/refinement.h"
 
 namespace solve {
 namespace {
 
 using apps::Page;
+using corvidnum::MethodName;
+using corvidnum::SparseMethod;
+using corvidnum::SparseReport;
+using corvidnum::SparseStatus;
+
+bool is_solved(const Report& r) { return r.found && r.found->solved(); }
 
 std::string seconds(double time) { return fmt::format("{:.6f} s", time); }
 
@@ -21,42 +31,102 @@ void add_line(Page& page, std::string_view name, const std::string& value) {
   page.add("{:<24} {}\n", name, value);
 }
 
-std::string blocks(const Facts& facts) {
-  std::string text = fmt::format("{}", facts.blocks);
-  if (facts.singletons) text += fmt::format(", {} of order 1", *facts.singletons);
-  if (!facts.largest_block) return text;
-  if (*facts.largest_block == 0) return text + ", all triangular";
-  return text + fmt::format(", order of the largest that is not triangular {}", *facts.largest_block);
+// ---- Both methods
+
+const char* outcome(const Attempt& a) {
+  switch (a.status) {
+    case SparseStatus::Solved:
+      return "solved";
+    case SparseStatus::Inexact:
+      return "inexact";
+    case SparseStatus::Singular:
+      return "singular";
+    case SparseStatus::NoMemory:
+      return "no memory";
+    default:
+      return "failed";
+  }
 }
 
-std::string operations(const Report& r) {
-  std::string text = fmt::format("{:g}", r.facts.operations);
-  if (const auto level3 = r.facts.level3_operations; level3 && r.facts.operations > 0)
-    text += fmt::format(", {:.0f} % between dense matrices", 100 * *level3 / r.facts.operations);
-  if (r.refactored_file.empty()) return text;
-  return text + (r.new_pivots ? ", to factorise " : ", to refactorise ") + r.refactored_file;
+/// Returns the attempts in the order of the methods.
+std::vector<const Attempt*> attempts(const Report& r) {
+  std::vector<const Attempt*> both{&*r.found, &*r.other};
+  if (both[0]->report.method == SparseMethod::ma38) std::swap(both[0], both[1]);
+  return both;
+}
+
+/// Returns the largest difference of two solutions, relative to the largest element.
+double difference(const Attempt& a, const Attempt& b) {
+  double largest = 0, apart = 0;
+  for (std::size_t i = 0; i < a.x.size(); ++i) {
+    largest = std::max(largest, std::abs(a.x[i]));
+    apart = std::max(apart, std::abs(a.x[i] - b.x[i]));
+  }
+  return apart == 0 ? 0 : apart / largest;
+}
+
+bool agree(const Attempt& a, const Attempt& b) {
+  if (!a.solved() || !b.solved()) return a.status == b.status;
+  return difference(a, b) <= a.forward_error + b.forward_error;
+}
+
+std::string comparison(const Attempt& a, const Attempt& b) {
+  const char* disagree = agree(a, b) ? "" : "; the methods disagree";
+  if (a.solved() && b.solved())
+    return fmt::format(
+        "the solutions differ by {:.1e} of the largest element, {} the bounds of their errors{}",
+        difference(a, b), *disagree ? "more than" : "within", disagree);
+  if (!a.solved() && !b.solved()) return std::string("neither method solves the system") + disagree;
+  return fmt::format("only {} solves the system{}", MethodName((a.solved() ? a : b).report.method), disagree);
+}
+
+void add_both(Page& page, const Report& r) {
+  page.add("{:<8} {:>14} {:>14} {:>14} {:>12} {:>14}  {}\n", "method", "factorise", "solve", "factor entries",
+           "operations", "backward error", "status");
+  for (const Attempt* a : attempts(r)) {
+    const double error = a->report.backward_error;
+    page.add("{:<8} {:>14} {:>14} {:>14} {:>12.3g} {:>14}  {}\n", MethodName(a->report.method),
+             seconds(a->factorise_time + a->refactorise_time), seconds(a->solve_time),
+             a->report.factor_entries, a->report.operations, error < 0 ? "-" : error_size(error),
+             outcome(*a));
+  }
+  page.add("{}\n\n", comparison(*r.found, *r.other));
+}
+
+// ---- The solution
+
+std::string blocks(const BlockCounts& counts) {
+  if (counts.largest == 0) return "not looked for";
+  return fmt::format("{}, {} of order 1, order of the largest {}", counts.all, counts.of_order_1,
+                     counts.largest);
+}
+
+const char* reason(const SparseReport& facts) {
+  return facts.changed_methods > 0 ? "the better one of both, which were tried" : facts.reason;
+}
+
+std::string pivots(const SparseReport& facts) {
+  const double tolerance = facts.threshold > DBL_MIN ? facts.threshold : 0;  // 0 was asked for as DBL_MIN
+  return fmt::format("tolerance {:g}{}", tolerance, facts.prefers_diagonal ? ", the diagonal preferred" : "");
 }
 
 void add_matrix(Page& page, const Report& r) {
-  const Facts& facts = r.facts;
   add_line(page, "matrix", r.file + (r.transposed ? ", transposed" : ""));
-  if (r.solved) add_line(page, "solver", name_of(r.method));
+  const int summed = is_solved(r) ? r.found->report.duplicates : 0;
+  if (is_solved(r))
+    add_line(page, "solver",
+             fmt::format("{}: {}", MethodName(r.found->report.method), reason(r.found->report)));
   add_line(page, "order", fmt::format("{}", r.order));
-  add_line(page, "entries",
-           fmt::format(
-               "{}{}", r.entries,
-               facts.duplicates > 0 ? fmt::format(", of them {} summed to others", facts.duplicates) : ""));
+  add_line(
+      page, "entries",
+      fmt::format("{}{}", r.entries, summed > 0 ? fmt::format(", of them {} summed to others", summed) : ""));
 }
 
-void add_factors(Page& page, const Report& r) {
-  const Facts& facts = r.facts;
-  add_line(page, "blocks", blocks(facts));
-  if (facts.structural_rank) add_line(page, "structural rank", fmt::format("{}", *facts.structural_rank));
-  add_line(page, "numerical rank", fmt::format("{}", facts.rank));
-  add_line(page, "entries in the factors", fmt::format("{}", facts.factor_entries));
-  if (facts.kept_reals && facts.kept_indices)
-    add_line(page, "kept", fmt::format("{} numbers, {} indices", *facts.kept_reals, *facts.kept_indices));
-  add_line(page, "operations", operations(r));
+void add_factors(Page& page, const Attempt& a) {
+  add_line(page, "blocks", blocks(a.blocks));
+  add_line(page, "pivots", pivots(a.report));
+  add_line(page, "entries in the factors", fmt::format("{}", a.report.factor_entries));
+  add_line(page, "operations", fmt::format("{:g}", a.report.operations));
 }
 
 void add_pattern(Page& page, const PatternFacts& pattern) {
@@ -72,49 +142,56 @@ void add_pattern(Page& page, const PatternFacts& pattern) {
 void add_times(Page& page, const Report& r) {
   add_line(page, "time to read", seconds(r.read_time));
   if (r.pattern.reordering) add_line(page, "time to reorder", seconds(r.pattern.seconds));
-  if (!r.solved) return;
-  if (r.analysed) add_line(page, "time to analyse", seconds(r.analyse_time));
-  add_line(page, "time to factorise", seconds(r.factorise_time));
+  if (!is_solved(r)) return;
+  const Attempt& a = *r.found;
+  add_line(page, "time to factorise", seconds(a.factorise_time));
   if (!r.refactored_file.empty())
     add_line(page, "time to refactorise",
-             fmt::format("{}, {}, {}", seconds(r.refactorise_time), r.refactored_file,
-                         r.new_pivots ? "with new pivots: the old ones did not suit" : "on the same pivots"));
-  add_line(page, "time to solve", seconds(r.solve_time));
-  add_line(page, "time to check", seconds(r.check_time));
+             fmt::format("{}, {}, {}", seconds(a.refactorise_time), r.refactored_file,
+                         a.new_pivots ? "with new pivots: the old ones did not suit" : "on the same pivots"));
+  add_line(page, "time to solve", seconds(a.solve_time));
+  add_line(page, "time to check", seconds(a.check_time));
 }
 
 /// Above this, a forward error is told even if nobody asked for it.
 constexpr double kLargeForwardError = 0.01;
 
-bool leaves_few_digits(double forward_error) {
-  return std::isfinite(forward_error) && forward_error > kLargeForwardError;
-}
-
 bool tells_forward_error(const Report& r) {
-  return r.estimate || leaves_few_digits(r.solution.forward_error);
+  return r.estimate || !(r.found->forward_error <= kLargeForwardError);
 }
 
 /// Says what a large forward error means; empty for a small one.
 std::string sure_digits(double forward_error) {
-  if (!leaves_few_digits(forward_error)) return "";
+  if (forward_error <= kLargeForwardError) return "";
   return forward_error < 0.1 ? ", so that only the first digit can be relied on"
                              : ", so that not even the first digit can be relied on";
 }
 
-void add_errors(Page& page, const Report& r) {
-  const Solution& found = r.solution;
-  add_line(page, "scaled residual", error_size(r.residual));
-  if (const auto& errors = found.backward_errors)
-    add_line(page, "backward errors", error_size(errors->omega1) + ' ' + error_size(errors->omega2));
-  if (found.refinements)
-    add_line(page, "refinement steps",
-             fmt::format("{}", *found.refinements) +
-                 (r.refine ? "" : fmt::format(", since the backward errors were above {:g}", kInexact)));
-  if (!found.refined) add_line(page, "refinement", "did not settle");
-  if (tells_forward_error(r))
-    add_line(page, "forward error estimate",
-             error_size(found.forward_error) + sure_digits(found.forward_error));
+std::string repairs(const SparseReport& facts) {
+  std::string text;
+  const auto add = [&text](int count, const char* what) {
+    if (count > 0) text += (text.empty() ? "" : ", ") + std::string(what);
+  };
+  add(facts.new_pivots, "new pivots");
+  add(facts.raised_thresholds, "a higher pivot tolerance");
+  add(facts.changed_methods, "the other method");
+  return text;
 }
+
+void add_errors(Page& page, const Report& r) {
+  const Attempt& a = *r.found;
+  add_line(page, "backward error", error_size(a.report.backward_error));
+  if (a.report.corrections > 0)
+    add_line(page, "corrections",
+             fmt::format("{}, backward error without {}", a.report.corrections,
+                         error_size(a.report.first_backward_error)));
+  if (const std::string made = repairs(a.report); !made.empty()) add_line(page, "repairs", made);
+  add_line(page, "condition estimate", error_size(a.condition));
+  if (tells_forward_error(r))
+    add_line(page, "forward error bound", error_size(a.forward_error) + sure_digits(a.forward_error));
+}
+
+// ---- JSON
 
 std::string quoted(std::string_view text) {
   std::string out = "\"";
@@ -145,68 +222,81 @@ void add_pattern_json(Page& page, const PatternFacts& pattern) {
   page.add("  \"pictures\": [{}],\n", paths);
 }
 
-void add_facts_json(Page& page, const Facts& facts) {
-  const auto add = [&page](const char* name, const auto& figure) {
-    if (figure) page.add("  \"{}\": {},\n", name, *figure);
-  };
-  page.add("  \"blocks\": {},\n", facts.blocks);
-  add("largest_block", facts.largest_block);
-  add("singletons", facts.singletons);
-  add("structural_rank", facts.structural_rank);
-  page.add("  \"numerical_rank\": {},\n  \"factor_entries\": {},\n  \"operations\": {},\n", facts.rank,
-           facts.factor_entries, number(facts.operations));
-  add("level3_operations", facts.level3_operations);
-  add("kept_numbers", facts.kept_reals);
-  add("kept_indices", facts.kept_indices);
+void add_both_json(Page& page, const Report& r) {
+  page.add("  \"methods\": [");
+  const char* separator = "\n";
+  for (const Attempt* a : attempts(r)) {
+    const double error = a->report.backward_error;
+    page.add(
+        "{}    {{\"method\": \"{}\", \"factorise\": {}, \"solve\": {}, \"factor_entries\": {}, "
+        "\"operations\": {}, \"backward_error\": {}, \"status\": \"{}\"}}",
+        separator, MethodName(a->report.method), number(a->factorise_time + a->refactorise_time),
+        number(a->solve_time), a->report.factor_entries, number(a->report.operations),
+        error < 0 ? "null" : number(error), outcome(*a));
+    separator = ",\n";
+  }
+  page.add("\n  ],\n  \"methods_agree\": {},\n", agree(*r.found, *r.other));
+}
+
+void add_factors_json(Page& page, const Attempt& a) {
+  const SparseReport& facts = a.report;
+  page.add("  \"duplicates\": {},\n  \"pattern_symmetry\": {},\n", facts.duplicates,
+           number(facts.pattern_symmetry));
+  if (a.blocks.largest > 0)
+    page.add("  \"blocks\": {},\n  \"largest_block\": {},\n  \"singletons\": {},\n", a.blocks.all,
+             a.blocks.largest, a.blocks.of_order_1);
+  page.add("  \"pivot_tolerance\": {},\n  \"prefers_diagonal\": {},\n", number(facts.threshold),
+           facts.prefers_diagonal != 0);
+  page.add("  \"factor_entries\": {},\n  \"operations\": {},\n", facts.factor_entries,
+           number(facts.operations));
 }
 
 void add_times_json(Page& page, const Report& r) {
   page.add("  \"seconds\": {{\"read\": {}", number(r.read_time));
   if (r.pattern.reordering) page.add(", \"reorder\": {}", number(r.pattern.seconds));
-  if (r.solved) {
-    if (r.analysed) page.add(", \"analyse\": {}", number(r.analyse_time));
-    page.add(", \"factorise\": {}", number(r.factorise_time));
-    if (!r.refactored_file.empty()) page.add(", \"refactorise\": {}", number(r.refactorise_time));
-    page.add(", \"solve\": {}, \"check\": {}", number(r.solve_time), number(r.check_time));
+  if (is_solved(r)) {
+    page.add(", \"factorise\": {}", number(r.found->factorise_time));
+    if (!r.refactored_file.empty()) page.add(", \"refactorise\": {}", number(r.found->refactorise_time));
+    page.add(", \"solve\": {}, \"check\": {}", number(r.found->solve_time), number(r.found->check_time));
   }
   page.add("}}");
 }
 
 void add_errors_json(Page& page, const Report& r) {
-  const Solution& found = r.solution;
+  const Attempt& a = *r.found;
   if (!r.refactored_file.empty())
-    page.add(",\n  \"refactored_with\": {0},\n  \"operations_of\": {0},\n  \"new_pivots\": {1}",
-             quoted(r.refactored_file), r.new_pivots);
-  page.add(",\n  \"scaled_residual\": {}", number(r.residual));
-  if (const auto& errors = found.backward_errors)
-    page.add(",\n  \"backward_errors\": [{}, {}]", number(errors->omega1), number(errors->omega2));
-  if (found.refinements)
-    page.add(",\n  \"refined\": {},\n  \"refinements\": {}", found.refined, *found.refinements);
-  if (tells_forward_error(r)) page.add(",\n  \"forward_error\": {}", number(found.forward_error));
+    page.add(",\n  \"refactored_with\": {},\n  \"new_pivots\": {}", quoted(r.refactored_file), a.new_pivots);
+  page.add(",\n  \"backward_error\": {},\n  \"first_backward_error\": {},\n  \"corrections\": {}",
+           number(a.report.backward_error), number(a.report.first_backward_error), a.report.corrections);
+  page.add(",\n  \"repairs\": {},\n  \"condition\": {}", quoted(repairs(a.report)), number(a.condition));
+  if (tells_forward_error(r)) page.add(",\n  \"forward_error\": {}", number(a.forward_error));
 }
 
 }  // namespace
 
 std::string report_text(const Report& report) {
   Page page;
+  if (report.other) add_both(page, report);
   add_matrix(page, report);
-  if (report.solved) add_factors(page, report);
+  if (is_solved(report)) add_factors(page, *report.found);
   add_pattern(page, report.pattern);
   add_times(page, report);
-  if (report.solved) add_errors(page, report);
+  if (is_solved(report)) add_errors(page, report);
   return page.take();
 }
 
 std::string report_json(const Report& r) {
   Page page;
   page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", quoted(r.file), r.transposed);
-  if (r.solved) page.add("  \"solver\": \"{}\",\n", name_of(r.method));
+  if (r.other) add_both_json(page, r);
+  if (is_solved(r))
+    page.add("  \"solver\": \"{}\",\n  \"solver_because\": {},\n", MethodName(r.found->report.method),
+             quoted(reason(r.found->report)));
   page.add("  \"order\": {},\n  \"entries\": {},\n", r.order, r.entries);
-  if (r.solved) page.add("  \"duplicates\": {},\n", r.facts.duplicates);
   add_pattern_json(page, r.pattern);
-  if (r.solved) add_facts_json(page, r.facts);
+  if (is_solved(r)) add_factors_json(page, *r.found);
   add_times_json(page, r);
-  if (r.solved) add_errors_json(page, r);
+  if (is_solved(r)) add_errors_json(page, r);
   page.add("\n}}\n");
   return page.take();
 }

@@ -1,0 +1,48 @@
+#pragma once
+
+// One system solved by class SparseSolver, and what that tells.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/solve/matrix_market.h"
+#include "sparse/sparse_solver.h"
+
+namespace solve {
+
+/// The equations to solve: a pattern, the values in its order, and the right-hand side.
+struct System {
+  Matrix matrix;                  // square
+  std::optional<Matrix> second;   // with values for a refactorisation
+  std::vector<double> values, b;  // of the second matrix if there is one
+  bool transposed = false;
+
+  /// Returns the name of the file that the values came from.
+  const std::string& name() const { return second ? second->name : matrix.name; }
+};
+
+/// How many diagonal blocks the block triangular form has.
+struct BlockCounts {
+  int all = 1, of_order_1 = 0, largest = 0;  // largest: its order, 0 if nobody looked
+};
+
+struct Attempt {
+  corvidnum::SparseStatus status = corvidnum::SparseStatus::NotFactorised;
+  corvidnum::SparseReport report;
+  std::string fault;      // why there is no solution, with the name of the file; empty if there is one
+  std::vector<double> x;  // if there is one
+  BlockCounts blocks;
+  bool new_pivots = false;   // the second matrix did not suit the pivots of the first
+  double condition = 0;      // estimate in the 1-norm, after equilibration
+  double forward_error = 0;  // bound, relative to the largest of x; infinite: there is none
+  double factorise_time = 0, refactorise_time = 0, solve_time = 0, check_time = 0;  // s
+
+  bool solved() const { return status == corvidnum::SparseStatus::Solved; }
+};
+
+/// Factorises the matrix, and the second one if there is one on the same pivots, solves and measures.
+/// @param refine  go on with corrections as far as rounding lets them, not only to the bound
+Attempt attempt(const System& system, const corvidnum::SparseOptions& options, bool refine);
+
+}  // namespace solve
