@@ -45,7 +45,7 @@ struct Options {
   std::optional<double> tolerance;
   column::AccelerationSettings acceleration;
   bool newton = false;
-  column::StepMethod solver = column::StepMethod::kMa48;
+  column::StepMethod solver = column::StepMethod::ma48;
   bool dense = false;
   bool compare = false;
 };
@@ -220,7 +220,7 @@ void add_acceleration_options(CLI::App& app, Options& options) {
 
 void add_newton_options(CLI::App& app, Options& options) {
   using column::StepMethod;
-  const std::map<std::string, StepMethod> methods{{"ma48", StepMethod::kMa48}, {"ma38", StepMethod::kMa38}};
+  const std::map<std::string, StepMethod> methods{{"ma48", StepMethod::ma48}, {"ma38", StepMethod::ma38}};
   const std::map<std::string, bool> ways{{"bubble-point", false}, {"newton", true}};
   apps::add_choice(
       app, "--method", options.newton, ways,

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -60,7 +60,7 @@ class NewtonMethod {
   BubblePointMethod bubble_point_;
   const ColumnSystem system_;
   NewtonSolution& s_;
-  std::unique_ptr<StepSolver> solver_;
+  std::optional<StepSolver> solver_;
   std::vector<double> temperatures_;  // to which the bubble-point passes have come
   std::vector<double> unknowns_, residuals_;
   std::vector<double> step_;  // to be subtracted
@@ -84,9 +84,9 @@ bool NewtonMethod::pass_on(int passes) {
 /// Steps until they settle.
 bool NewtonMethod::converge() {
   for (int step = 0; step < kMostSteps; ++step) {
-    SparseEntries jacobian = system_.jacobian(unknowns_);
-    if (!solver_) solver_ = make_step_solver(s_.solver, jacobian, system_.order());
-    const bool solved = solver_->solve(std::move(jacobian), residuals_, step_);
+    const SparseEntries jacobian = system_.jacobian(unknowns_);
+    if (!solver_) solver_.emplace(s_.solver, jacobian, system_.order());
+    const bool solved = solver_->solve(jacobian, residuals_, step_);
     s_.pivot_orders = solver_->orders();
     if (!solved)
       return !fail(Outcome::kSingular, fmt::format("the system of step {} is singular", s_.steps + 1));

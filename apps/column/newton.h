@@ -15,7 +15,7 @@
 namespace column {
 
 struct NewtonSolution {
-  StepMethod solver = StepMethod::kMa48;
+  StepMethod solver = StepMethod::ma48;
   Outcome outcome = Outcome::kOk;
   std::string complaint;  // why not, if the outcome is not kOk
   int unknowns = 0, entries = 0;
@@ -31,7 +31,7 @@ struct NewtonSolution {
 
 /// Steps until no temperature changes by the tolerance of the case any more and no fraction noticeably.
 NewtonSolution solve_newton(const ColumnCase& c, const InternalFlows& flows,
-                            StepMethod solver = StepMethod::kMa48);
+                            StepMethod solver = StepMethod::ma48);
 
 /// The answers of both methods side by side.
 struct NewtonCheck {

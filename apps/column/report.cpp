@@ -134,7 +134,7 @@ std::string report(const ColumnCase& c, const InternalFlows& flows, const Newton
                    const Closure& closed, const NewtonCheck& check) {
   Page page;
   page.add("\nnewton: one system of {} unknowns, {} entries in its matrix, solved by {}\n", newton.unknowns,
-           newton.entries, name_of(newton.solver));
+           newton.entries, corvidnum::MethodName(newton.solver));
   page.add(
       "converged in {} steps ({} damped) from {} bubble-point passes, {:.2f} ms; pivot orders chosen: {}\n",
       newton.steps, newton.damped_steps, newton.start_passes, 1e3 * newton.seconds, newton.pivot_orders);

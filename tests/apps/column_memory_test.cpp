@@ -33,8 +33,8 @@ TEST(Memory, EachRefusalIsToldAsSuch) {
       [&] { return bubble_point(Solver::kDense, Acceleration::kNone); },
       [&] { return bubble_point(Solver::kArrow, Acceleration::kDominant); },
       [&] { return bubble_point(Solver::kArrow, Acceleration::kMultiple); },
-      [&] { return told(c, solve_newton(c, flows, StepMethod::kMa48)); },
-      [&] { return told(c, solve_newton(c, flows, StepMethod::kMa38)); },
+      [&] { return told(c, solve_newton(c, flows, StepMethod::ma48)); },
+      [&] { return told(c, solve_newton(c, flows, StepMethod::ma38)); },
       [&] { return store_and_recall(file, read_tables({COLUMN_DATA "/benzene.csv"})); },
       [&] {
         const ColumnCase measured = shipped("measured");
