@@ -2,7 +2,7 @@
 //
 //   1. Take the binary logarithm of each entry's magnitude, rounded to an integer: its exponent. The rest is
 //   done in integers.
-//   2. Up to ten times, or three times if it must be quick, set the exponent of each row, then of each
+//   2. Up to ten times, set the exponent of each row, then of each
 //   column, to minus the mean of its entries' scaled exponents, where entries far below the largest of the
 //   line count as if they were kDepth below it. Without that limit these are the steps that alternate towards
 //   the least squares of the scaled logarithms (Curtis and Reid). They undo bad units that are many decades
@@ -12,9 +12,10 @@
 //   4. Once, to minus the largest scaled exponent. After the rows no entry is above 1; so the columns are
 //   scaled up only, again to 1 at most, and the largest entry of each row stays where it is.
 //
-// Steps 2 and 3 end early when no exponent changes by more than 1. The largest elements alone (D. Ruiz,
-// RAL-TR-2001-034) do not undo bad units: many scalings have all of them at 1, and the one found from rows
-// and columns 24 decades apart can leave a condition that is ten decades above that of another.
+// Steps 2 and 3 end early when no exponent changes by more than 1, or by more than 6 if it must be quick. The
+// largest elements alone (D. Ruiz, RAL-TR-2001-034) do not undo bad units: many scalings have all of them at
+// 1, and the one found from rows and columns 24 decades apart can leave a condition that is ten decades above
+// that of another.
 //
 // Sources: A. R. Curtis and J. K. Reid, J. Inst. Math. Appl. 10 (1972); R. Sinkhorn and P. Knopp, Pacific J.
 // Math. 21 (1967).
@@ -99,29 +100,29 @@ int exponent_of_sum(const ScaledLine& line) {
 int largest_exponent(const ScaledLine& line) { return line.largest; }
 
 /// Sets the exponent of each line to minus its level.
-/// @return whether an exponent changed by more than the rounding of a mean
+/// @return the largest change of an exponent
 template <class Level>
-bool scale_lines(const Lines& lines, const Array<int>& across_scale, Array<int>& scale, Array<int>& buffer,
-                 Level level) {
-  bool changed = false;
+int scale_lines(const Lines& lines, const Array<int>& across_scale, Array<int>& scale, Array<int>& buffer,
+                Level level) {
+  int most_changed = 0;
   for (int i = 0; i < lines.order; ++i) {
     const ScaledLine line = collect(lines, i, across_scale, buffer);
     if (line.count == 0) continue;
     const int chosen = std::clamp(-level(line), -kMostScaleExponent, kMostScaleExponent);
-    changed |= std::abs(chosen - scale[i]) > 1;
+    most_changed = std::max(most_changed, std::abs(chosen - scale[i]));
     scale[i] = chosen;
   }
-  return changed;
+  return most_changed;
 }
 
-/// Scales rows and columns in turn until no exponent changes.
+/// Scales rows and columns in turn until no exponent changes by more than `settled`.
 template <class Level>
 void sweep(const Lines& rows, const Lines& columns, Array<int>& row_scale, Array<int>& column_scale,
-           Array<int>& buffer, int most_sweeps, Level level) {
+           Array<int>& buffer, int most_sweeps, int settled, Level level) {
   for (int count = 0; count < most_sweeps; ++count) {
-    const bool rows_changed = scale_lines(rows, column_scale, row_scale, buffer, level);
-    const bool columns_changed = scale_lines(columns, row_scale, column_scale, buffer, level);
-    if (!rows_changed && !columns_changed) return;
+    const int rows_changed = scale_lines(rows, column_scale, row_scale, buffer, level);
+    const int columns_changed = scale_lines(columns, row_scale, column_scale, buffer, level);
+    if (std::max(rows_changed, columns_changed) <= settled) return;
   }
 }
 
@@ -162,10 +163,11 @@ bool equilibrate(const Pattern& pattern, const double* values, ScalingEffort eff
   const Lines rows{n, pattern.row_begin, pattern.column, by_rows.data()};
   const Lines columns{n, pattern.column_begin, pattern.row, by_columns.data()};
   const bool thorough = effort == ScalingEffort::kThorough;
-  const int most_mean_sweeps = thorough ? 10 : are_near(by_rows) ? 0 : 3, most_sum_sweeps = thorough ? 5 : 0;
-  sweep(rows, columns, row_exponent, column_exponent, buffer, most_mean_sweeps, limited_mean);
-  sweep(rows, columns, row_exponent, column_exponent, buffer, most_sum_sweeps, exponent_of_sum);
-  sweep(rows, columns, row_exponent, column_exponent, buffer, 1, largest_exponent);
+  const int settled = thorough ? 1 : 6;  // 1 is the rounding of a mean
+  const int mean_sweeps = thorough || !are_near(by_rows) ? 10 : 0, sum_sweeps = thorough ? 5 : 0;
+  sweep(rows, columns, row_exponent, column_exponent, buffer, mean_sweeps, settled, limited_mean);
+  sweep(rows, columns, row_exponent, column_exponent, buffer, sum_sweeps, settled, exponent_of_sum);
+  sweep(rows, columns, row_exponent, column_exponent, buffer, 1, settled, largest_exponent);
   return true;
 }
 

@@ -45,7 +45,7 @@ Ints copy(const corvidnum::SparseIndices& from) { return Ints(from.index, from.i
 
 Doubles all_items(const corvidnum_sparse* solver) {
   Doubles items;
-  for (int item = CORVIDNUM_SPARSE_REPORT_ORDER; item <= CORVIDNUM_SPARSE_REPORT_CORRECTIONS; ++item)
+  for (int item = CORVIDNUM_SPARSE_REPORT_ORDER; item <= CORVIDNUM_SPARSE_REPORT_GROWTH; ++item)
     items.push_back(corvidnum_sparse_report(solver, item));
   return items;
 }
@@ -97,7 +97,7 @@ TEST(CInterface, ComputesWhatTheClassComputes) {
   others[4] = NAN;
   step(corvidnum_sparse_refactorise(c, others.data()), solver.Refactorise(others.data()));
   EXPECT_EQ(corvidnum_sparse_report(c, CORVIDNUM_SPARSE_REPORT_FIRST_FAULT), 4);
-  for (const int item : {0, -1, CORVIDNUM_SPARSE_REPORT_CORRECTIONS + 1})
+  for (const int item : {0, -1, CORVIDNUM_SPARSE_REPORT_GROWTH + 1})
     EXPECT_TRUE(std::isnan(corvidnum_sparse_report(c, item))) << item;
 }
 

@@ -406,7 +406,7 @@ TEST(SparseSolver, EstimatesTheConditionPlainAndEquilibrated) {
     const double truth_scaled = reference::dense_condition(reference::dense(scaled));
     EXPECT_LE(raw_scaled, 1.0001 * truth_scaled);
     EXPECT_GE(raw_scaled, truth_scaled / 5);
-    EXPECT_LE(equilibrated_scaled, 1000 * equilibrated);
+    EXPECT_LE(equilibrated_scaled, 1e5 * equilibrated);  // of the 48 decades a quick scaling leaves a few
   }
 }
 
