@@ -90,7 +90,7 @@ struct SparseReport {
   int blocks = 0;  // diagonal blocks of the block triangular form
   std::int64_t factor_entries = 0;
   double operations = 0;  // floating-point operations of the factorisation
-  double condition = 0;   // estimate in the 1-norm, of the matrix after equilibration; 0: not estimated, as
+  double condition = 0;   // estimate in the 1-norm, of the matrix as it was scaled; 0: not estimated, as
                           // after Refactorise
   // The work since the object was made.
   int factorisations = 0;     // with pivots chosen for the values

@@ -346,18 +346,37 @@ SparseStatus Solver::condition_estimate(double* raw, double* equilibrated) {
   if (raw) *raw = unknown;
   if (equilibrated) *equilibrated = unknown;
   if (now != SparseStatus::Factorised) return now;
-  if (equilibrated && !estimate_condition(factors_.engine(), *equilibrated)) return SparseStatus::NoMemory;
-  const auto inverse = [this](bool transposed) {
-    return [this, transposed](double* x) {
+  Array<int> rows, columns;
+  if (!rows.allocate(system_.order()) || !columns.allocate(system_.order())) return SparseStatus::NoMemory;
+  rows.fill(0);
+  columns.fill(0);
+  if (raw && !estimate_condition_in(rows, columns, *raw)) return SparseStatus::NoMemory;
+  if (!equilibrated) return now;
+  const bool done =
+      system_.equilibrate_thoroughly(rows, columns) && estimate_condition_in(rows, columns, *equilibrated);
+  return done ? now : SparseStatus::NoMemory;
+}
+
+/// Estimates the condition number of the matrix whose rows and columns are multiplied by powers of two.
+/// @param rows, columns [order] their exponents
+/// @return false: memory was refused
+bool Solver::estimate_condition_in(const Array<int>& rows, const Array<int>& columns, double& condition) {
+  const auto divide = [this](double* x, const Array<int>& exponents) {
+    for (int i = 0; i < system_.order(); ++i) x[i] = std::ldexp(x[i], -exponents[i]);
+  };
+  const auto inverse = [&](bool transposed) {
+    return [&, transposed](double* x) {
+      divide(x, transposed ? columns : rows);
       scale_rhs(transposed, x);
-      return factors_.solve(transposed, b_.data(), y_.data()) && write_solution(transposed, x);
+      if (!factors_.solve(transposed, b_.data(), y_.data()) || !write_solution(transposed, x)) return false;
+      divide(x, transposed ? rows : columns);
+      return true;
     };
   };
   double norm = 0;
-  if (raw && !estimate_norm1(system_.order(), inverse(false), inverse(true), norm))
-    return SparseStatus::NoMemory;
-  if (raw) *raw = norm * system_.plain_norm();
-  return now;
+  if (!estimate_norm1(system_.order(), inverse(false), inverse(true), norm)) return false;
+  condition = norm * system_.norm(rows, columns);
+  return true;
 }
 
 // The error of x is at most inv(A) (|residual| + its rounding), so its largest element is at most the

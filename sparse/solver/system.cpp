@@ -187,9 +187,14 @@ bool System::apply_scales() {
 
 double System::scaled_norm() const { return largest(column_sum_); }
 
-double System::plain_norm() const {
+double System::norm(const Array<int>& rows, const Array<int>& columns) const {
   double most = 0;
-  for (int j = 0; j < order_; ++j) most = std::max(most, plain_column_sum_[j] * column_unit_[j]);
+  for (int j = 0; j < order_; ++j) {
+    double sum = 0;
+    for (int p = column_begin_[j]; p < column_begin_[j + std::int64_t{1}]; ++p)
+      sum += std::abs(solver::scaled(value_[by_rows_[p]], rows[row_[p]] + columns[j]));
+    most = std::max(most, sum);
+  }
   return most;
 }
 

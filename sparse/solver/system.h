@@ -70,9 +70,15 @@ class System {
   const double* plain_sums(bool transposed) const {
     return (transposed ? plain_column_sum_ : plain_row_sum_).data();
   }
-  /// Returns the largest column sum of magnitudes of S, or of A itself.
+  /// Returns the 1-norm of S, the largest column sum of magnitudes; or that of the matrix whose rows and
+  /// columns are multiplied by powers of two with these exponents.
   double scaled_norm() const;
-  double plain_norm() const;
+  double norm(const Array<int>& rows, const Array<int>& columns) const;
+  /// Finds the exponents of a thorough scaling, apart from the scales in use.
+  /// @return false: memory was refused
+  bool equilibrate_thoroughly(Array<int>& rows, Array<int>& columns) const {
+    return equilibrate(pattern(), value_.data(), ScalingEffort::kThorough, rows, columns);
+  }
 
  private:
   bool build_columns(const Coordinates& given);

@@ -402,11 +402,12 @@ TEST(SparseSolver, EstimatesTheConditionPlainAndEquilibrated) {
     badly.ConditionEstimate(nullptr, &equilibrated_scaled);
     EXPECT_LE(raw, 1.0001 * truth);
     EXPECT_GE(raw, truth / 5);
-    EXPECT_EQ(equilibrated, solver.Report().condition);
+    EXPECT_GE(solver.Report().condition, equilibrated / 100);
+    EXPECT_LE(solver.Report().condition, 1e6 * equilibrated);  // its scaling is a quick one
     const double truth_scaled = reference::dense_condition(reference::dense(scaled));
     EXPECT_LE(raw_scaled, 1.0001 * truth_scaled);
     EXPECT_GE(raw_scaled, truth_scaled / 5);
-    EXPECT_LE(equilibrated_scaled, 1e5 * equilibrated);  // of the 48 decades a quick scaling leaves a few
+    EXPECT_LE(equilibrated_scaled, 1000 * equilibrated);
   }
 }
 
