@@ -15,6 +15,7 @@ namespace {
 // Above these ma38 is the faster one on most matrices.
 constexpr double kSymmetric = 0.5;
 constexpr int kLarge = 50000;           // entries
+constexpr int kSmall = 3000;            // entries below which ma48 is the faster one whatever the pattern
 constexpr int kLargeIfRepeated = 8000;  // entries of a symmetric pattern that is factorised often
 constexpr int kOften = 5;               // factorisations of one pattern
 
@@ -59,6 +60,7 @@ Plan choose_plan(const PatternFacts& facts, const SparseOptions& options) {
   if (options.method != SparseMethod::automatic) return plan(options.method, "asked for");
   const bool often = options.factorisations >= kOften;
   if (facts.entries >= kLarge) return plan(SparseMethod::ma38, "the matrix is large");
+  if (facts.entries < kSmall) return plan(SparseMethod::ma48, "the matrix is small");
   if (facts.symmetry < kSymmetric)
     return plan(SparseMethod::ma48, "the pattern is not symmetric and not large");
   if (often && facts.entries < kLargeIfRepeated)

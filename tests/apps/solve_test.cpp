@@ -219,7 +219,7 @@ TEST_F(SolveProgram, SolvesTheFilesThatShip) {
                     recycle = folder + "recycle.mtx --out x.mtx --rhs " + folder + "recycle_feed.mtx";
   expect_solves(recycle, {"order                    8\n", "entries                  19\n",
                           "blocks                   4, 2 of order 1, order of the largest 3\n",
-                          "solver                   ma48: the pattern is not symmetric and not large\n",
+                          "solver                   ma48: the matrix is small\n",
                           "pivots                   tolerance 0.1\n", "entries in the factors   25\n"});
   EXPECT_LT(off({156.25, 6.25, 62.5, 100, 56.25, 6.25, 6.25, 93.75}), 1e-12);
   EXPECT_FALSE(printed("forward error"));
@@ -231,9 +231,9 @@ TEST_F(SolveProgram, SolvesTheFilesThatShip) {
     expect_solves(plate + " --error-estimate --out x.mtx" + solver, {"forward error bound"});
     EXPECT_LT(off(std::vector<double>(9, 1.0)), 1e-14);
   }
-  expect_solves(plate + " --no-btf", {"solver                   ma38: the pattern is mostly symmetric\n",
-                                      "blocks                   not looked for\n",
-                                      "pivots                   tolerance 0.5, the diagonal preferred\n"});
+  expect_solves(plate + " --solver ma38 --no-btf",
+                {"solver                   ma38: asked for\n", "blocks                   not looked for\n",
+                 "pivots                   tolerance 0.5, the diagonal preferred\n"});
 }
 
 TEST_F(SolveProgram, CountsEntriesInTheFactors) {
