@@ -112,5 +112,45 @@ TEST(SparseOptions, AreUsedByTheNextOperation) {
   EXPECT_GE(solver.Report().factor_entries, solver.Report().entries);
 }
 
+/// A band matrix: row i has a dominant diagonal element and one element in each of these columns beyond it,
+/// round the end.
+Coordinates band(int order, std::initializer_list<int> distances) {
+  Coordinates a{order, order, {}, {}, {}};
+  for (int i = 0; i < order; ++i) {
+    a.add(i + 1, i + 1, 10.0);
+    for (const int distance : distances) a.add(i + 1, (i + order + distance) % order + 1, -1.0);
+  }
+  return a;
+}
+
+TEST(SparseOptions, AutomaticChoosesByThePattern) {
+  const struct {
+    Coordinates a;
+    int factorisations;
+    SparseMethod method;
+    const char* reason;
+    double growth, threshold;
+  } rows[] = {
+      {band(900, {1, -1}), 1, SparseMethod::ma48, "the matrix is small", 0, 0.1},
+      {band(1000, {1, -1}), 1, SparseMethod::ma38, "the pattern is mostly symmetric", 2, 0.5},
+      {band(1000, {1, -1}), 5, SparseMethod::ma48, "the pattern is small and factorised often", 0, 0.1},
+      {band(2700, {1, -1}), 5, SparseMethod::ma38, "the pattern is mostly symmetric", 1.2, 0.5},
+      {band(7000, {1, -1}), 1, SparseMethod::ma38, "the pattern is mostly symmetric", 1.2, 0.5},
+      {band(2000, {1, 7}), 1, SparseMethod::ma48, "the pattern is not symmetric and not large", 0, 0.1},
+      {band(17000, {1, 7}), 1, SparseMethod::ma38, "the matrix is large", 2, 0.5},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.a.n);
+    SparseOptions options;
+    options.factorisations = row.factorisations;
+    Solver solver(row.a, options);
+    EXPECT_EQ(solver.Factorise(row.a.values.data()), SparseStatus::Factorised);
+    EXPECT_EQ(solver.Report().method, row.method);
+    EXPECT_STREQ(solver.Report().reason, row.reason);
+    EXPECT_EQ(solver.Report().growth, row.growth);
+    EXPECT_EQ(solver.Report().threshold, row.threshold);
+  }
+}
+
 }  // namespace
 }  // namespace solver_tests
