@@ -372,6 +372,15 @@ const FixedPointRecord& FixedPointCore::record(int age) const {
   return account_[(s_.counts.passes - 1 - age) % account_length_];
 }
 
+void FixedPointCore::log_to(DebugOut* log) {
+  Accel* const accelerators[] = {one_, few_, many_};
+  for (Accel* const accelerator : accelerators) {
+    if (!accelerator) continue;
+    accelerator->EndBasicDebug();
+    if (log) accelerator->StartBasicDebug(log);
+  }
+}
+
 // ---- The class
 
 FixedPoint::FixedPoint(int unknowns, const FixedPointOptions& options) : core(new FixedPointCore(unknowns)) {
@@ -430,6 +439,16 @@ bool FixedPoint::NominalSizes(double* sizes) const {
   if (!core || !core->nominal() || !sizes) return false;
   copy(core->unknowns(), core->nominal(), sizes);
   return true;
+}
+
+void FixedPoint::StartBasicDebug(DebugOut* log) {
+  enter_library();
+  if (core) core->log_to(log);
+}
+
+void FixedPoint::EndBasicDebug() {
+  enter_library();
+  if (core) core->log_to(nullptr);
 }
 
 }  // namespace corvidnum

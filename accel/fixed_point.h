@@ -14,6 +14,8 @@
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
+class DebugOut;
+
 namespace corvidnum {
 
 class FixedPointCore;
@@ -170,6 +172,16 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   /// Copies the nominal sizes in use, [unknowns]; zeros for those not learned yet.
   /// @return false, and nothing is copied, without memory
   bool NominalSizes(double* sizes) const;
+
+  /// Starts the log of the accelerators, as Accel::StartBasicDebug does. Its vectors are scaled; with the
+  /// method automatic all accelerators write to it, and FixedPoint decides whose offer is taken. A saved
+  /// state has no log.
+  /// @param log the caller owns it and keeps it until EndBasicDebug or the end of the object. Null: nothing
+  /// is
+  ///            written
+  void StartBasicDebug(DebugOut* log);
+  /// Ends the log.
+  void EndBasicDebug();
 
   /// Returns the bytes of a saved state; 0 without memory.
   std::int64_t StateSize() const;

@@ -41,6 +41,9 @@ class FixedPointCore : public HostAllocated {
   const SmallSpectrum& eigenvalues() const { return spectrum_.eigenvalues(); }
   const double* nominal() const { return scaling_.nominal(); }
 
+  /// Starts the log of every accelerator; null ends it.
+  void log_to(DebugOut* log);
+
   std::int64_t state_size();
   void save(void* state);
   bool restore(const void* state, std::int64_t size);

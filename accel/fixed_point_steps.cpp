@@ -12,11 +12,11 @@ namespace {
 // With the tests of lambda and of the correction on, steps by one eigenvalue may follow one another freely.
 constexpr int kDominantRing = 2;
 
-constexpr double kDominantProjectTolerance = 0.5;
+constexpr double kDominantProjectTolerance = 0.25;
 // A fit of m eigenvalues uses m + 1 differences, and a second fit has to confirm the first; with three passes
 // more than eigenvalues between steps, none of these differences spans a step.
 constexpr int kMultipleBeyondEigenvalues = 3;
-constexpr double kMultipleProjectTolerance = 0.2;
+constexpr double kMultipleProjectTolerance = 0.3;
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "accel/dom_eigen_accel.h"
+#include "accel/fixed_point.h"
 #include "accel/mul_dom_eigen_accel.h"
 #include "tests/support/log_file.h"
 
@@ -97,6 +98,45 @@ TEST_F(DebugLines, NeedALogItsSwitchAndMemory) {
               corvid_host::StopFailing();
             }),
             "");
+}
+
+/// Passes of x := 1 + 0.9 x, y := 2 + 0.5 y, with a log from the third pass to the seventh.
+/// @return x, y at the end and how many passes it took
+std::string bring_to_its_end(corvidnum::FixedPointMethod method, DebugOut* log) {
+  corvidnum::FixedPointOptions options;
+  options.method = method;
+  options.least_between = 1;
+  corvidnum::FixedPoint iteration(2, options);
+  double x[] = {1.0, 1.0};
+  corvidnum::FixedPointVerdict verdict = iteration.Start(x);
+  for (int pass = 1; verdict == corvidnum::FixedPointVerdict::Continue; ++pass) {
+    if (pass == 3) iteration.StartBasicDebug(log);
+    if (pass == 8) iteration.EndBasicDebug();
+    x[0] = 1 + 0.9 * x[0];
+    x[1] = 2 + 0.5 * x[1];
+    verdict = iteration.Pass(x);
+  }
+  return std::string(TextOf(verdict)) + std::to_string(x[0] - 10) + std::to_string(x[1] - 4) + "/" +
+         std::to_string(iteration.Counts().passes);
+}
+
+TEST_F(DebugLines, OfAllAcceleratorsInAFixedPoint) {
+  using Method = corvidnum::FixedPointMethod;
+  for (const Method method : {Method::None, Method::Dominant, Method::Multiple, Method::Automatic}) {
+    SCOPED_TRACE(TextOf(method));
+    std::string logged;
+    const std::string text = written([&](DebugOut& log) { logged = bring_to_its_end(method, &log); });
+    EXPECT_EQ(logged, bring_to_its_end(method, nullptr)) << "a log changes nothing";
+    int vectors = 0;
+    const std::string words = "Received new vector from client";
+    for (std::size_t at = 0; (at = text.find(words, at)) != text.npos; ++at) ++vectors;
+    EXPECT_EQ(text.find("DomEigenAccel - Oldlambda") != text.npos,
+              method == Method::Dominant || method == Method::Automatic);
+    EXPECT_EQ(text.find("Try to accelerate with 2 eigenvalues") != text.npos,
+              method == Method::Multiple || method == Method::Automatic);
+    const int accelerators = method == Method::None ? 0 : method == Method::Automatic ? 2 : 1;
+    EXPECT_EQ(vectors, 5 * accelerators);
+  }
 }
 
 }  // namespace
