@@ -6,18 +6,18 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <stdexcept>
 
-#include "apps/recycle/eigenvalue.h"
 #include "apps/recycle/wording.h"
 #include "host/corvid_host.h"
 
 namespace recycle {
 namespace {
 
-/// Changes below this part of the feed tell more of rounding than of eigenvalues.
-constexpr double kRoundingChange = 1e-9;
+using corvidnum::FixedPoint;
+using corvidnum::FixedPointRecord;
+using corvidnum::FixedPointVerdict;
+
 /// Eigenvalues from here up are 1 in the six digits that are told: nothing dies out.
 constexpr double kNotBelowOne = 1 - 4e-7;
 
@@ -32,12 +32,7 @@ double largest_change(const std::vector<double>& a, const std::vector<double>& b
   return top;
 }
 
-bool usable(const TearVector& tears) {
-  return std::all_of(tears.begin(), tears.end(),
-                     [](double rate) { return rate >= 0 && std::isfinite(rate); });
-}
-
-/// Accelerators and logs without memory do nothing, in silence. This tells.
+/// A log without memory lacks lines, in silence. This tells.
 class RefusalWatch {
  public:
   void check() const {
@@ -49,126 +44,130 @@ class RefusalWatch {
   const std::int64_t before_ = corvid_host::RefusedAllocations();
 };
 
-class Iteration {
- public:
-  Iteration(const Flowsheet& flowsheet, const Plan& plan, const RunSettings& settings)
-      : flowsheet_(flowsheet),
-        plan_(plan),
-        settings_(settings),
-        feed_(flowsheet.total_feed()),
-        guess_(start_vector(flowsheet, plan)) {
-    run_.method = settings.acceleration.method;
-    if (plan.tears.empty()) return;
-    accelerator_ =
-        make_accelerator(settings.acceleration, static_cast<int>(guess_.size()), settings.tolerance * feed_);
-    if (accelerator_) accelerator_->improve(guess_);  // the start is the first vector: no step is due yet
-  }
+/// Makes the iteration of the torn rates, which are relative to the total feed and never negative.
+FixedPoint make_iteration(const RunSettings& settings, std::size_t rates, double feed) {
+  const std::vector<double> nominal(rates, feed), lower(rates, 0.0);
+  corvidnum::FixedPointOptions options;
+  options.method = settings.acceleration.method;
+  options.eigenvalues = settings.acceleration.eigenvalues;
+  options.least_between = settings.acceleration.frequency;
+  options.tolerance = settings.tolerance;
+  options.pass_limit = settings.max_passes;
+  options.nominal = nominal.data();
+  options.lower = lower.data();
+  return FixedPoint(static_cast<int>(rates), options);
+}
 
-  RunResult run() {
-    while (!run_.converged && run_.complaint.empty()) {
-      if (static_cast<int>(run_.passes.size()) == settings_.max_passes) {
-        run_.complaint = too_many_passes();
-      } else {
-        pass();
-      }
-    }
-    run_.eigenvalue = estimate_.magnitude();
-    run_.flashes = static_cast<int>(run_.passes.size()) * flash_count(flowsheet_);
-    return std::move(run_);
-  }
+/// Returns whether the last four passes show the same eigenvalue, so that the passes which follow from it,
+/// going as 1 / log, differ by few in a hundred. Fewer agree by chance; near 1, where the logarithm vanishes,
+/// all do.
+bool is_settled(const std::vector<FixedPointRecord>& passes) {
+  constexpr std::size_t kAgreeing = 4;
+  constexpr double kAgreement = 0.03, kAtOne = 1e-6;
+  if (passes.size() < kAgreeing) return false;
+  const double log_last = std::log(passes.back().radius);  // NaN where no eigenvalue is known: not settled
+  const double apart = std::max(kAgreement * std::fabs(log_last), kAtOne);
+  return std::all_of(passes.end() - kAgreeing, passes.end(), [&](const FixedPointRecord& pass) {
+    return std::fabs(std::log(pass.radius) - log_last) <= apart;
+  });
+}
 
- private:
-  void pass() {
-    PassResult result = run_pass(flowsheet_, plan_, guess_);
-    const double change = largest_change(result.tears, guess_) / feed_;
-    run_.passes.push_back({change, StepOutcome::kNone});
-    run_.streams = std::move(result.streams);
-    if (change < settings_.tolerance) {
-      run_.converged = true;
-    } else if (step_made_it_worse(change)) {
-      accelerator_->take_back(guess_);
-      change_before_step_.reset();
-      run_.passes.back().step = StepOutcome::kUndoneWorse;
-    } else if (!std::isfinite(change)) {
-      run_.complaint = fmt::format("pass {} gives rates that are not finite", run_.passes.size());
-    } else {
-      go_on_from(std::move(result.tears));
-    }
-    watch_.check();
-  }
+/// Says how many passes an unaccelerated run would still take, or that none would do.
+std::string forecast(const std::vector<FixedPointRecord>& passes) {
+  if (!is_settled(passes)) return "";
+  const FixedPointRecord& last = passes.back();
+  if (last.radius >= kNotBelowOne)
+    return fmt::format("; the recycles do not settle: the dominant eigenvalue is about {:.6g}, not below 1",
+                       last.radius);
+  if (last.passes_ahead < 0) return "";
+  const std::string more =
+      last.passes_ahead > kMostPasses
+          ? fmt::format("more than {} passes", kMostPasses)
+          : fmt::format("some {:.0f} {} more", last.passes_ahead, last.passes_ahead == 1 ? "pass" : "passes");
+  return fmt::format("; at a dominant eigenvalue of about {:.6g} direct substitution takes {}", last.radius,
+                     more);
+}
 
-  bool step_made_it_worse(double change) const {
-    if (!change_before_step_) return false;
-    return !(change <= kTolerableGrowth * *change_before_step_);
+/// Says why an iteration ended without having converged.
+std::string complaint_about(FixedPointVerdict verdict, const std::vector<FixedPointRecord>& records,
+                            double tolerance) {
+  if (records.empty()) return TextOf(verdict);
+  const FixedPointRecord& last = records.back();
+  const std::string passes = counted(static_cast<std::size_t>(last.pass), "pass");
+  switch (verdict) {
+    case FixedPointVerdict::PassLimit:
+      return fmt::format("after {} the largest change is {:.1e} of the feed, not below {:g}{}", passes,
+                         last.change, tolerance, forecast(records));
+    case FixedPointVerdict::Diverging:
+      return fmt::format(
+          "after {} the changes grow, the last to {:.1e} of the feed; the recycles do not settle: the "
+          "dominant eigenvalue is about {:.6g}, not below 1",
+          passes, last.change, last.radius);
+    case FixedPointVerdict::Stalled:
+      return fmt::format(
+          "after {} the changes have stopped getting smaller, the last being {:.1e} of the feed, not below "
+          "{:g}; "
+          "the dominant eigenvalue is about {:.6g}: the recycles do not settle, or rounding is in the way",
+          passes, last.change, tolerance, last.radius);
+    case FixedPointVerdict::NotFinite:
+      return fmt::format("pass {} gives rates that are not finite", last.pass);
+    default:
+      return TextOf(verdict);
   }
+}
 
-  /// Chooses the next guess.
-  void go_on_from(TearVector outcome) {
-    PassRecord& pass = run_.passes.back();
-    if (pass.change > kRoundingChange || run_.passes.size() < 3) estimate_.note(guess_, outcome);
-    guess_ = std::move(outcome);
-    change_before_step_.reset();
-    if (accelerator_) pass.step = try_to_accelerate(pass.change);
+/// Repeats passes until the iteration ends.
+FixedPointVerdict iterate(FixedPoint& iteration, const Flowsheet& flowsheet, const Plan& plan,
+                          RunResult& run) {
+  TearVector tears = start_vector(flowsheet, plan);
+  FixedPointVerdict verdict = iteration.Start(tears.data());
+  while (verdict == FixedPointVerdict::Continue) {
+    PassResult result = run_pass(flowsheet, plan, tears);
+    run.streams = std::move(result.streams);
+    tears = std::move(result.tears);
+    verdict = iteration.Pass(tears.data());
+    run.passes.emplace_back();
+    iteration.Record(0, run.passes.back());
   }
+  return verdict;
+}
 
-  StepOutcome try_to_accelerate(double change) {
-    const Verdict verdict = accelerator_->improve(guess_);
-    if (verdict == Verdict::kNotTried) return StepOutcome::kNone;
-    if (verdict == Verdict::kRefused) return StepOutcome::kRefused;
-    if (!usable(guess_)) {
-      accelerator_->take_back(guess_);
-      return StepOutcome::kUndoneNegative;
-    }
-    change_before_step_ = change;
-    return StepOutcome::kTaken;
-  }
+/// Without a torn stream one pass is the answer.
+void compute_once(const Flowsheet& flowsheet, const Plan& plan, RunResult& run) {
+  run.streams = run_pass(flowsheet, plan, {}).streams;
+  run.passes.push_back(
+      {1, 0, corvidnum::FixedPointStep::NotTried, corvidnum::FixedPointReason::None, 0, -1, -1});
+  run.converged = true;
+}
 
-  std::string too_many_passes() const {
-    const double change = run_.passes.back().change;
-    std::string text = fmt::format("after {} the largest change is {:.1e} of the feed, not below {:g}",
-                                   counted(run_.passes.size(), "pass"), change, settings_.tolerance);
-    const std::optional<double> eigenvalue = estimate_.settled_magnitude();
-    if (!eigenvalue) return text;
-    if (*eigenvalue >= kNotBelowOne)
-      return text + fmt::format(
-                        "; the recycles do not settle: the dominant eigenvalue is about {:.6g}, not "
-                        "below 1",
-                        *eigenvalue);
-    const double more = std::ceil(std::log(settings_.tolerance / change) / std::log(*eigenvalue));
-    const std::string passes = more > kMostPasses
-                                   ? fmt::format("more than {} passes", kMostPasses)
-                                   : fmt::format("some {:.0f} {} more", more, more == 1 ? "pass" : "passes");
-    return text + fmt::format("; at a dominant eigenvalue of about {:.6g} direct substitution takes {}",
-                              *eigenvalue, passes);
-  }
-
-  const Flowsheet& flowsheet_;
-  const Plan& plan_;
-  const RunSettings& settings_;
-  const RefusalWatch watch_;
-  const double feed_;
-  TearVector guess_;
-  std::unique_ptr<TearAccelerator> accelerator_;
-  std::optional<double> change_before_step_;  // there from a step to the next pass
-  EigenvalueEstimate estimate_;
-  RunResult run_;
-};
+void iterate_and_judge(const Flowsheet& flowsheet, const Plan& plan, const RunSettings& settings,
+                       RunResult& run) {
+  const RefusalWatch watch;
+  FixedPoint iteration =
+      make_iteration(settings, plan.tears.size() * flowsheet.components.size(), flowsheet.total_feed());
+  iteration.StartBasicDebug(settings.acceleration.log);
+  const FixedPointVerdict verdict = iterate(iteration, flowsheet, plan, run);
+  watch.check();
+  run.converged = verdict == FixedPointVerdict::Converged;
+  run.counts = iteration.Counts();
+  if (!run.converged) run.complaint = complaint_about(verdict, run.passes, settings.tolerance);
+  if (!run.passes.empty() && run.passes.back().radius >= 0) run.eigenvalue = run.passes.back().radius;
+}
 
 }  // namespace
 
-int RunResult::count(StepOutcome outcome) const {
-  return static_cast<int>(std::count_if(passes.begin(), passes.end(),
-                                        [=](const PassRecord& pass) { return pass.step == outcome; }));
-}
-
-int RunResult::accepted() const { return count(StepOutcome::kTaken) - count(StepOutcome::kUndoneWorse); }
-
-int RunResult::undone() const {
-  return count(StepOutcome::kUndoneNegative) + count(StepOutcome::kUndoneWorse);
-}
+const char* name_of(Method method) { return method == Method::None ? "direct" : TextOf(method); }
 
 RunResult converge(const Flowsheet& flowsheet, const Plan& plan, const RunSettings& settings) {
-  return Iteration(flowsheet, plan, settings).run();
+  RunResult run;
+  run.method = settings.acceleration.method;
+  if (plan.tears.empty()) {
+    compute_once(flowsheet, plan, run);
+  } else {
+    iterate_and_judge(flowsheet, plan, settings, run);
+  }
+  run.flashes = static_cast<int>(run.passes.size()) * flash_count(flowsheet);
+  return run;
 }
 
 double promised_imbalance(const Flowsheet& flowsheet, const Plan& plan, double tolerance) {
@@ -187,6 +186,7 @@ std::optional<Reference> find_reference(const Flowsheet& flowsheet, const Plan& 
   if (!fastest) return std::nullopt;
   RunSettings tight = settings;
   tight.tolerance *= kTightening;
+  if (tight.tolerance < kSmallestTolerance) return std::nullopt;
   tight.max_passes = 3 * static_cast<int>(fastest->passes.size()) + kMorePasses;
   tight.acceleration.method = fastest->method;
   tight.acceleration.log = nullptr;

@@ -37,7 +37,7 @@ struct Options {
 };
 
 bool accelerates(const Options& options) {
-  return options.compare || options.acceleration.method != recycle::Method::kDirect;
+  return options.compare || options.acceleration.method != recycle::Method::None;
 }
 
 /// Holds a case, its plan and its runs.
@@ -53,7 +53,7 @@ void run_all(Job& job, const Options& options, DebugOut* log) {
   recycle::RunSettings settings{options.acceleration, job.c.tolerance, job.c.max_passes};
   settings.acceleration.log = log;
   std::vector<Method> methods{settings.acceleration.method};
-  if (options.compare) methods = {Method::kDirect, Method::kDominant, Method::kMultiple};
+  if (options.compare) methods = {Method::None, Method::Dominant, Method::Multiple, Method::Automatic};
   for (const Method method : methods) {
     settings.acceleration.method = method;
     job.runs.push_back(recycle::converge(job.c.flowsheet, job.plan, settings));
@@ -121,15 +121,19 @@ const std::string& file(const Options& options) { return options.case_path; }
 
 void declare(CLI::App& app, Options& options) {
   using recycle::Method;
-  const std::map<std::string, Method> methods{
-      {"direct", Method::kDirect}, {"dominant", Method::kDominant}, {"multiple", Method::kMultiple}};
+  const std::map<std::string, Method> methods{{"direct", Method::None},
+                                              {"dominant", Method::Dominant},
+                                              {"multiple", Method::Multiple},
+                                              {"automatic", Method::Automatic}};
   app.add_option("case", options.case_path, "case file (TOML)")->required();
-  apps::add_choice(app, "--method", options.acceleration.method, methods,
-                   "direct, or accelerated by the dominant or multiple eigenvalues");
+  apps::add_choice(
+      app, "--method", options.acceleration.method, methods,
+      "direct, or accelerated by dominant or multiple eigenvalues, or by as many as pay (automatic, the "
+      "default)");
   app.add_option("--eigen", options.acceleration.eigenvalues, "eigenvalues of --method multiple (4)")
       ->check(between(1, 20));
   app.add_option("--frequency", options.acceleration.frequency,
-                 "least passes between steps (dominant 1, multiple eigenvalues + 3)")
+                 "least passes between steps (1 by one eigenvalue, eigenvalues + 3 by several)")
       ->check(between(1, 1000));
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a torn rate in a pass, as part of the feed, for that of the case")
@@ -137,7 +141,7 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--max-passes", options.max_passes, "for that of the case")
       ->check(between(1, recycle::kMostPasses));
   app.add_option("--tear", options.tears, "streams to tear, for those of the case")->expected(1, -1);
-  app.add_flag("--compare", options.compare, "run all three methods and print them side by side");
+  app.add_flag("--compare", options.compare, "run all four methods and print them side by side");
   app.add_flag("--verbose", options.verbose, "print a line a pass");
   app.add_option("--csv", options.csv_path, "write the convergence history to this file")
       ->check(apps::not_empty());
@@ -149,7 +153,7 @@ void check(const CLI::App&, const Options& options) {
   const std::string log_path = options.log_name + ".LOG";
   const bool logs = !options.log_name.empty();
   if (logs && !accelerates(options))
-    throw CLI::ValidationError("--debug-log", "needs --compare, or a --method that accelerates");
+    throw CLI::ValidationError("--debug-log", "needs a --method that accelerates, or --compare");
   if (logs) apps::check_outputs_differ("--csv", options.csv_path, "--debug-log", log_path);
   apps::check_output("--csv", options.csv_path, options.case_path);
   apps::check_output("--debug-log", log_path, options.case_path);

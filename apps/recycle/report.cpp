@@ -15,25 +15,30 @@ namespace {
 
 using apps::Page;
 
-const char* name_of(StepOutcome step) {
-  switch (step) {
-    case StepOutcome::kNone:
-      return "";
-    case StepOutcome::kRefused:
-      return "refused";
-    case StepOutcome::kTaken:
-      return "step";
-    case StepOutcome::kUndoneNegative:
-      return "undone: negative or not finite";
-    case StepOutcome::kUndoneWorse:
-      return "undone: worse";
-  }
-  return "";
+/// Returns what became of a step on a pass, and why; nothing where none was due.
+std::string step_text(const corvidnum::FixedPointRecord& pass) {
+  using corvidnum::FixedPointReason;
+  if (pass.step == corvidnum::FixedPointStep::NotTried) return "";
+  std::string text = TextOf(pass.step);
+  if (pass.step == corvidnum::FixedPointStep::Taken)
+    text += fmt::format(" by {}", counted(static_cast<std::size_t>(pass.eigenvalues), "eigenvalue"));
+  return pass.reason == FixedPointReason::None ? text : text + ": " + TextOf(pass.reason);
 }
 
-std::string eigenvalue_text(const RunResult& run) {
-  return run.eigenvalue ? fmt::format("{:.5f}", *run.eigenvalue) : std::string("-");
+/// Returns the passes that direct substitution would still take; "-" if that is not known.
+std::string ahead_text(const corvidnum::FixedPointRecord& pass) {
+  return pass.passes_ahead >= 0 ? fmt::format("{:.0f}", pass.passes_ahead) : "-";
 }
+
+std::string radius_text(double radius) { return radius >= 0 ? fmt::format("{:.5f}", radius) : "-"; }
+
+/// Tells of returns to the best outcome, which take back all steps since then; nothing if there was none.
+std::string returns_text(const RunResult& run) {
+  const auto returns = static_cast<std::size_t>(run.counts.returns);
+  return returns == 0 ? "" : ", " + counted(returns, "return") + " to the best outcome";
+}
+
+std::string eigenvalue_text(const RunResult& run) { return radius_text(run.eigenvalue.value_or(-1)); }
 
 /// Describes a column of the stream table.
 struct Column {
@@ -123,10 +128,11 @@ std::string heading(const RecycleCase& c, const Plan& plan) {
 
 std::string pass_lines(const RunResult& run) {
   Page page;
-  page.add("\n{:>5} {:>12}  step ({})\n", "pass", "change/feed", name_of(run.method));
-  int number = 0;
-  for (const PassRecord& pass : run.passes)
-    page.add("{:>5} {:>12.4e}  {}\n", ++number, pass.change, name_of(pass.step));
+  page.add("\n{:>5} {:>12} {:>11} {:>12}  step ({})\n", "pass", "change/feed", "eigenvalue", "passes ahead",
+           name_of(run.method));
+  for (const auto& pass : run.passes)
+    page.add("{:>5} {:>12.4e} {:>11} {:>12}  {}\n", pass.pass, pass.change, radius_text(pass.radius),
+             ahead_text(pass), step_text(pass));
   return page.take();
 }
 
@@ -135,10 +141,10 @@ std::string report(const RecycleCase& c, const RunResult& run) {
   page.add("\nconverged in {}, {}; last change {:.1e} of the feed (tolerance {:g})\n",
            counted(run.passes.size(), "pass"), counted(static_cast<std::size_t>(run.flashes), "flash"),
            run.passes.back().change, c.tolerance);
-  if (run.method != Method::kDirect)
-    page.add("{}: {} accepted, {} refused, {} undone\n", name_of(run.method),
-             counted(static_cast<std::size_t>(run.accepted()), "step"), run.count(StepOutcome::kRefused),
-             run.undone());
+  if (run.method != Method::None)
+    page.add("{}: {} accepted, {} refused, {} taken back{}\n", name_of(run.method),
+             counted(static_cast<std::size_t>(run.accepted()), "step"), run.counts.steps_refused,
+             run.counts.steps_taken_back, returns_text(run));
   page.add("estimated dominant eigenvalue of a pass: {}\n", eigenvalue_text(run));
   add_streams(page, c.flowsheet, run);
   add_published(page, c.flowsheet, run);
@@ -156,12 +162,13 @@ std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs,
     return reference ? fmt::format("{:.1e}", largest_difference(c.flowsheet, reference->run, run)) : "-";
   };
   Page page;
-  page.add("\n{:<10} {:>7} {:>8} {:>9} {:>8} {:>7} {:>11} {:>12}\n", "method", "passes", "flashes",
-           "accepted", "refused", "undone", "eigenvalue", "error/feed");
+  page.add("\n{:<10} {:>7} {:>8} {:>9} {:>8} {:>11} {:>11} {:>12}\n", "method", "passes", "flashes",
+           "accepted", "refused", "taken back", "eigenvalue", "error/feed");
   for (const RunResult& run : runs)
-    page.add("{:<10} {:>7} {:>8} {:>9} {:>8} {:>7} {:>11} {:>12}{}\n", name_of(run.method), run.passes.size(),
-             run.flashes, run.accepted(), run.count(StepOutcome::kRefused), run.undone(),
-             eigenvalue_text(run), error_text(run), run.converged ? "" : "  not converged");
+    page.add("{:<10} {:>7} {:>8} {:>9} {:>8} {:>11} {:>11} {:>12}{}\n", name_of(run.method),
+             run.passes.size(), run.flashes, run.accepted(), run.counts.steps_refused,
+             run.counts.steps_taken_back, eigenvalue_text(run), error_text(run),
+             run.converged ? "" : "  not converged");
   if (reference) {
     page.add("error: the largest difference of a rate from a run by {} to a tolerance of {:g}\n",
              name_of(reference->run.method), reference->tolerance);
@@ -174,12 +181,10 @@ std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs,
 std::string history_csv(const std::vector<RunResult>& runs) {
   Page page;
   page.add("method,pass,change,step\n");
-  for (const RunResult& run : runs) {
-    int number = 0;
-    for (const PassRecord& pass : run.passes)
-      page.add("{},{},{},{}\n", name_of(run.method), ++number, pass.change,
-               apps::csv_field(name_of(pass.step)));
-  }
+  for (const RunResult& run : runs)
+    for (const auto& pass : run.passes)
+      page.add("{},{},{},{}\n", name_of(run.method), pass.pass, pass.change,
+               apps::csv_field(step_text(pass)));
   return page.take();
 }
 
