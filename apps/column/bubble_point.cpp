@@ -40,32 +40,82 @@ double largest_difference(const std::vector<std::vector<double>>& a,
   return largest;
 }
 
-std::string slow_convergence(const ColumnCase& c, const std::vector<double>& changes) {
-  constexpr std::size_t kLookBack = 10;
-  const bool falls = changes.size() <= kLookBack || changes.back() < changes[changes.size() - 1 - kLookBack];
-  return fmt::format("after {} passes the largest change is still {:.2e} {} (tolerance {:g}) and {}",
-                     changes.size(), changes.back(), c.model->scale().unit, c.tolerance,
-                     falls ? "still falls: allow more passes" : "no longer falls");
+using corvidnum::FixedPoint;
+using corvidnum::FixedPointRecord;
+using corvidnum::FixedPointVerdict;
+
+/// Nominal size of a temperature, in degrees: it brings all tolerances of cases into the range of FixedPoint
+/// and, being a power of two, rounds no change.
+constexpr double kNominalDegrees = 16;
+
+FixedPoint make_iteration(const ColumnCase& c, const AccelerationSettings& settings) {
+  const std::vector<double> nominal(c.stages, kNominalDegrees);
+  corvidnum::FixedPointOptions options;
+  options.method = settings.method;
+  options.eigenvalues = settings.eigenvalues;
+  options.least_between = settings.frequency;
+  options.tolerance = c.tolerance / kNominalDegrees;
+  options.pass_limit = c.max_passes;
+  options.nominal = nominal.data();
+  return FixedPoint(c.stages, options);
 }
 
-/// Repeats passes from `temperatures` on, until the change is below the tolerance or a pass fails.
-void iterate(const ColumnCase& c, BubblePointMethod& method, Accelerator* accelerator,
-             std::vector<double>& temperatures, Solution& s) {
+/// Repeats passes from `temperatures` on until the iteration ends. What cannot be evaluated is discarded.
+/// @param s  out: changes, and the outcome of the last pass
+FixedPointVerdict iterate(FixedPoint& iteration, BubblePointMethod& method, std::vector<double>& temperatures,
+                          Solution& s) {
   std::vector<double> next;
-  while (s.changes.empty() || !(s.changes.back() < c.tolerance)) {
-    if (s.passes() == c.max_passes) {
-      s.outcome = Outcome::kTooManyPasses;
-      return;
-    }
-    ++s.evaluations;
+  FixedPointVerdict verdict = iteration.Start(temperatures.data());
+  while (verdict == FixedPointVerdict::Continue) {
     s.outcome = method.pass(temperatures, next);
-    const double change = s.outcome == Outcome::kOk ? largest_change(temperatures, next) : HUGE_VAL;
-    if (accelerator && accelerator->take_back(change, temperatures)) continue;
-    if (s.outcome != Outcome::kOk) return;
-    s.changes.push_back(change);
+    if (s.outcome == Outcome::kNoMemory) break;
+    if (s.outcome != Outcome::kOk) {
+      verdict = iteration.Discard(temperatures.data());
+      continue;
+    }
     temperatures.swap(next);
-    if (accelerator && !(change < c.tolerance)) accelerator->step(temperatures, change);
+    verdict = iteration.Pass(temperatures.data());
+    FixedPointRecord record;
+    iteration.Record(0, record);
+    s.changes.push_back(kNominalDegrees * record.change);
   }
+  return verdict;
+}
+
+/// Says why the passes of an iteration, all of which could be computed, have not converged.
+std::string complaint_about(FixedPointVerdict verdict, const FixedPointRecord& last, const ColumnCase& c) {
+  const std::string change = fmt::format("{:.2e} {} (tolerance {:g})", kNominalDegrees * last.change,
+                                         c.model->scale().unit, c.tolerance);
+  if (verdict == FixedPointVerdict::Diverging)
+    return fmt::format(
+        "after {} passes the changes grow, the last to {}: the dominant eigenvalue is about {:.6g}",
+        last.pass, change, last.radius);
+  if (verdict == FixedPointVerdict::Stalled)
+    return fmt::format("after {} passes the changes no longer fall, the last being {}", last.pass, change);
+  std::string text = fmt::format("after {} passes the largest change is still {}", last.pass, change);
+  if (last.passes_ahead >= 0 && std::isfinite(last.passes_ahead))
+    text += fmt::format("; to go by the last ones, some {:.0f} more are needed without acceleration",
+                        last.passes_ahead);
+  return text;
+}
+
+/// Runs the iteration, and sets everything in `s` but complaints of the method and the time.
+void iterate_and_judge(const ColumnCase& c, BubblePointMethod& method, const AccelerationSettings& settings,
+                       DebugOut* log, std::vector<double>& temperatures, Solution& s) {
+  FixedPoint iteration = make_iteration(c, settings);
+  iteration.StartBasicDebug(log);
+  const FixedPointVerdict verdict = iterate(iteration, method, temperatures, s);
+  s.accelerated = settings.method != Acceleration::None;
+  s.counts = iteration.Counts();
+  if (s.outcome != Outcome::kOk) return;
+  if (verdict == FixedPointVerdict::Converged) {
+    s.outcome = method.compositions(temperatures, s.profile);
+    return;
+  }
+  FixedPointRecord last = {};
+  iteration.Record(0, last);
+  s.outcome = verdict == FixedPointVerdict::PassLimit ? Outcome::kTooManyPasses : Outcome::kNotConverging;
+  s.complaint = complaint_about(verdict, last, c);
 }
 
 }  // namespace
@@ -141,31 +191,22 @@ int Solution::passes_to(double tolerance) const {
 
 Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
                const AccelerationSettings& settings, DebugOut* log) {
-  const auto accelerator = make_accelerator(settings, c.stages, c.model->scale().highest, log);
-  return solve(c, flows, solver, accelerator.get());
-}
-
-Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator) {
   const auto begin = std::chrono::steady_clock::now();
   const MemoryWatch memory;
   BubblePointMethod method(c, flows, solver);
   Solution s;
-  s.accelerated = accelerator != nullptr;
   std::vector<double> temperatures;
   if (s.outcome = method.start(temperatures); s.outcome != Outcome::kOk) {
     s.complaint = "the feed has no bubble point at this pressure";
     return s;
   }
-  iterate(c, method, accelerator, temperatures, s);
-  if (s.outcome == Outcome::kOk) s.outcome = method.compositions(temperatures, s.profile);
-  if (accelerator) s.steps = accelerator->counts();
-  if (memory.refused()) {  // tested first: an accelerator goes on without the memory that it was refused
+  iterate_and_judge(c, method, settings, log, temperatures, s);
+  if (memory.refused()) {  // tested first: a log goes on without the memory that it was refused
     s.outcome = Outcome::kNoMemory;
     s.complaint = kMemoryRefused;
-  } else if (s.outcome == Outcome::kTooManyPasses)
-    s.complaint = slow_convergence(c, s.changes);
-  else if (s.outcome != Outcome::kOk)
+  } else if (s.outcome != Outcome::kOk && s.complaint.empty()) {
     s.complaint = fmt::format("in pass {}: {}", s.passes() + 1, method.complaint());
+  }
   s.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   return s;
 }

@@ -14,6 +14,8 @@
 #include "apps/column/component_balance.h"
 #include "apps/column/flows.h"
 
+class DebugOut;
+
 namespace column {
 
 /// Holds the state of all stages. The compositions solve the component balances at these temperatures to
@@ -24,7 +26,15 @@ struct Profile {
   std::vector<std::vector<double>> k;       // K, [component][stage]: the vapour is K x
 };
 
-enum class Outcome { kOk, kNoMemory, kSingular, kNotFinite, kNoBubblePoint, kTooManyPasses };
+enum class Outcome {
+  kOk,
+  kNoMemory,
+  kSingular,
+  kNotFinite,
+  kNoBubblePoint,
+  kTooManyPasses,
+  kNotConverging,  // diverging, or stalled
+};
 
 /// Makes passes over one column. Keeps references to the case and the flows.
 class BubblePointMethod {
@@ -59,13 +69,10 @@ class BubblePointMethod {
 /// Tells how a run of the bubble-point method ended.
 struct Solution {
   Outcome outcome = Outcome::kOk;
-  std::string complaint;  // what went wrong, if the outcome is not kOk
-  /// Largest change of a stage temperature in each pass, in degrees of the model. Passes that began at an
-  /// extrapolation which the accelerator has taken back are left out.
-  std::vector<double> changes;
-  int evaluations = 0;  // passes computed, with those left out of `changes`
+  std::string complaint;        // what went wrong, if the outcome is not kOk
+  std::vector<double> changes;  // largest of a stage temperature in each pass, in degrees of the model
   bool accelerated = false;
-  StepCounts steps;    // of the accelerator
+  corvidnum::FixedPointCounts counts = {};
   Profile profile;     // on kOk only
   double seconds = 0;  // wall-clock time of the run
 
@@ -74,15 +81,12 @@ struct Solution {
   int passes_to(double tolerance) const;
 };
 
-/// Repeats passes until the largest change is below the tolerance, then computes the compositions at the
-/// temperatures found. An accelerator extrapolates the vector of stage temperatures or, with constant
-/// relative volatilities, of what the model has in their place: ln K of a component of volatility 1.
-/// @param log  an open log that the accelerator writes to; may be null
+/// Repeats passes by corvidnum::FixedPoint until the largest change is at most the tolerance, then computes
+/// the compositions at the temperatures found. Steps extrapolate the vector of stage temperatures or, with
+/// constant relative volatilities, of what the model has in their place: ln K of a component of volatility 1.
+/// @param log  an open log that the accelerators write to, in scaled degrees; may be null
 Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver,
                const AccelerationSettings& settings = {}, DebugOut* log = nullptr);
-
-/// Does the same with an accelerator of the caller's, which must be fresh. Null: no acceleration.
-Solution solve(const ColumnCase& c, const InternalFlows& flows, Solver solver, Accelerator* accelerator);
 
 /// Solves all component systems by the arrow matrix and by the dense matrix, at the same temperatures
 /// [stages]. Returns the largest relative difference between the two, infinity if one of them fails.

@@ -199,20 +199,21 @@ int solve_case(const Options& options) {
 
 void add_acceleration_options(CLI::App& app, Options& options) {
   using column::Acceleration;
-  const std::map<std::string, Acceleration> kinds{{"none", Acceleration::kNone},
-                                                  {"dominant", Acceleration::kDominant},
-                                                  {"multiple", Acceleration::kMultiple}};
+  const std::map<std::string, Acceleration> kinds{{"none", Acceleration::None},
+                                                  {"dominant", Acceleration::Dominant},
+                                                  {"multiple", Acceleration::Multiple},
+                                                  {"automatic", Acceleration::Automatic}};
   column::AccelerationSettings& settings = options.acceleration;
-  apps::add_choice(app, "--accelerate", settings.kind, kinds,
-                   "the eigenvalues to extrapolate by (default none)");
+  apps::add_choice(app, "--accelerate", settings.method, kinds,
+                   "the eigenvalues to extrapolate by; automatic: as many as pay (default none)");
   app.add_option("--eigen", settings.eigenvalues, "eigenvalues that multiple fits")
-      ->check(apps::between(1, 100))
+      ->check(apps::between(1, 20))
       ->capture_default_str();
   app.add_option("--frequency", settings.frequency, "passes from one step to the next, at least")
       ->check(apps::between(1, 1000))
       ->capture_default_str();
   app.add_option("--debug-log", options.log_name,
-                 "keep the accelerator's account in the file of this name with .LOG behind it")
+                 "keep the account of the accelerators in the file of this name with .LOG behind it")
       ->check(apps::not_empty());
   app.add_flag("--compare", options.compare,
                "converge the case without and with each acceleration, and tell");
@@ -240,11 +241,11 @@ void check_newton_options(const CLI::App& app, const Options& options) {
 void check_acceleration_options(const CLI::App& app, const Options& options) {
   using column::Acceleration;
   if (options.compare) return;
-  const Acceleration kind = options.acceleration.kind;
+  const Acceleration method = options.acceleration.method;
   for (const char* option : {"--eigen", "--frequency", "--debug-log"})
-    if (kind == Acceleration::kNone && app.count(option) > 0)
-      throw CLI::ValidationError(option, "needs --accelerate dominant or multiple, or --compare");
-  if (kind == Acceleration::kDominant && app.count("--eigen") > 0)
+    if (method == Acceleration::None && app.count(option) > 0)
+      throw CLI::ValidationError(option, "needs --accelerate other than none, or --compare");
+  if (method != Acceleration::Multiple && app.count("--eigen") > 0)
     throw CLI::ValidationError("--eigen", "needs --accelerate multiple, or --compare");
 }
 

@@ -23,16 +23,9 @@ double distance(const ColumnCase& c, const Profile& a, const Profile& b) {
 }
 
 std::string name_of(const AccelerationSettings& settings) {
-  switch (settings.kind) {
-    case Acceleration::kNone:
-      return "none";
-    case Acceleration::kDominant:
-      return "dominant";
-    case Acceleration::kMultiple:
-      return fmt::format("multiple, {} eigenvalue{}", settings.eigenvalues,
-                         settings.eigenvalues == 1 ? "" : "s");
-  }
-  return {};
+  const char* const name = TextOf(settings.method);
+  if (settings.method != Acceleration::Multiple) return name;
+  return fmt::format("{}, {} eigenvalue{}", name, settings.eigenvalues, settings.eigenvalues == 1 ? "" : "s");
 }
 
 }  // namespace
@@ -51,8 +44,9 @@ MethodComparison compare_methods(const ColumnCase& c, const InternalFlows& flows
                                  AccelerationSettings settings, DebugOut* log) {
   MethodComparison comparison;
   comparison.limit = limit_on_difference(c);
-  for (const Acceleration kind : {Acceleration::kNone, Acceleration::kDominant, Acceleration::kMultiple}) {
-    settings.kind = kind;
+  for (const Acceleration method :
+       {Acceleration::None, Acceleration::Dominant, Acceleration::Multiple, Acceleration::Automatic}) {
+    settings.method = method;
     MethodComparison::Run run{name_of(settings), solve(c, flows, Solver::kArrow, settings, log)};
     const bool converged = run.solution.outcome == Outcome::kOk;
     if (converged && !comparison.runs.empty())

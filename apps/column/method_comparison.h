@@ -26,7 +26,7 @@ struct MethodComparison {
 };
 
 /// Runs the case without acceleration and with each one, until a run does not converge.
-/// @param settings  of all accelerations; `kind` is ignored
+/// @param settings  of all accelerations; `method` is ignored
 /// @param log       an open log that all accelerators write to, one after the other; may be null
 MethodComparison compare_methods(const ColumnCase& c, const InternalFlows& flows,
                                  AccelerationSettings settings, DebugOut* log);

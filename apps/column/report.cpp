@@ -21,8 +21,8 @@ void add_heading(Page& page, const ColumnCase& c, const Solution& s) {
   page.add("\nconverged in {} passes, {:.2f} ms; last change {:.1e} {} (tolerance {:g})\n", s.passes(),
            1e3 * s.seconds, s.changes.back(), c.model->scale().unit, c.tolerance);
   if (s.accelerated)
-    page.add("accelerated: {} evaluations; {} steps accepted, {} refused, {} taken back\n", s.evaluations,
-             s.steps.accepted, s.steps.refused, s.steps.taken_back);
+    page.add("accelerated: {} steps taken, {} refused, {} taken back; {} returns to the best outcome\n",
+             s.counts.steps_taken, s.counts.steps_refused, s.counts.steps_taken_back, s.counts.returns);
 }
 
 void add_stages(Page& page, const ColumnCase& c, const InternalFlows& flows, const Profile& profile) {
@@ -164,14 +164,12 @@ std::string report(const JacobianOrdering& ordering) {
 
 std::string report(const ColumnCase& c, const MethodComparison& comparison) {
   Page page;
-  page.add("\n{:<24} {:>7} {:>12} {:>9} {:>8} {:>11} {:>8} {:>16}\n", "acceleration", "passes", "evaluations",
-           "accepted", "refused", "taken back", "ms",
-           fmt::format("difference/{}", c.model->scale().common_unit));
+  page.add("\n{:<24} {:>7} {:>7} {:>8} {:>11} {:>8} {:>16}\n", "acceleration", "passes", "steps", "refused",
+           "taken back", "ms", fmt::format("difference/{}", c.model->scale().common_unit));
   for (const MethodComparison::Run& run : comparison.runs) {
     const Solution& s = run.solution;
-    page.add("{:<24} {:>7} {:>12} {:>9} {:>8} {:>11} {:>8.2f} {:>16}\n", run.name, s.passes(), s.evaluations,
-             s.steps.accepted, s.steps.refused, s.steps.taken_back, 1e3 * s.seconds,
-             difference(comparison, run));
+    page.add("{:<24} {:>7} {:>7} {:>8} {:>11} {:>8.2f} {:>16}\n", run.name, s.passes(), s.counts.steps_taken,
+             s.counts.steps_refused, s.counts.steps_taken_back, 1e3 * s.seconds, difference(comparison, run));
   }
   return page.take();
 }

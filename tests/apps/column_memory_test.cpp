@@ -25,14 +25,15 @@ TEST(Memory, EachRefusalIsToldAsSuch) {
     return answer.outcome == Outcome::kOk ? profile_csv(of, internal_flows(of), answer.profile)
                                           : answer.complaint;
   };
-  const auto bubble_point = [&](Solver solver, Acceleration kind) {
-    return told(c, solve(c, flows, solver, {kind, 4, 4}));
+  const auto bubble_point = [&](Solver solver, Acceleration method) {
+    return told(c, solve(c, flows, solver, {method, 4, 4}));
   };
   const std::function<std::string()> parts[] = {
-      [&] { return bubble_point(Solver::kArrow, Acceleration::kNone); },
-      [&] { return bubble_point(Solver::kDense, Acceleration::kNone); },
-      [&] { return bubble_point(Solver::kArrow, Acceleration::kDominant); },
-      [&] { return bubble_point(Solver::kArrow, Acceleration::kMultiple); },
+      [&] { return bubble_point(Solver::kArrow, Acceleration::None); },
+      [&] { return bubble_point(Solver::kDense, Acceleration::None); },
+      [&] { return bubble_point(Solver::kArrow, Acceleration::Dominant); },
+      [&] { return bubble_point(Solver::kArrow, Acceleration::Multiple); },
+      [&] { return bubble_point(Solver::kArrow, Acceleration::Automatic); },
       [&] { return told(c, solve_newton(c, flows, StepMethod::ma48)); },
       [&] { return told(c, solve_newton(c, flows, StepMethod::ma38)); },
       [&] { return store_and_recall(file, read_tables({COLUMN_DATA "/benzene.csv"})); },

@@ -106,7 +106,10 @@ TEST(Column, SaysWhyItDidNotConverge) {
   const Solution s = solve(c, internal_flows(c), Solver::kArrow);
   EXPECT_EQ(s.outcome, Outcome::kTooManyPasses);
   EXPECT_NE(s.complaint.find("after 20 passes"), std::string::npos) << s.complaint;
-  EXPECT_NE(s.complaint.find("still falls"), std::string::npos) << s.complaint;
+  const std::string words = "; to go by the last ones, some ";
+  const std::size_t at = s.complaint.find(words);
+  ASSERT_NE(at, std::string::npos) << s.complaint;
+  EXPECT_NEAR(20 + std::stoi(s.complaint.substr(at + words.size())), 89, 3) << s.complaint;
   c.pressure = 1e9;
   EXPECT_EQ(solve(c, internal_flows(c), Solver::kArrow).outcome, Outcome::kNoBubblePoint);
 
