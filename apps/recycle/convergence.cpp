@@ -106,8 +106,8 @@ std::string complaint_about(FixedPointVerdict verdict, const std::vector<FixedPo
     case FixedPointVerdict::Stalled:
       return fmt::format(
           "after {} the changes have stopped getting smaller, the last being {:.1e} of the feed, not below "
-          "{:g}; "
-          "the dominant eigenvalue is about {:.6g}: the recycles do not settle, or rounding is in the way",
+          "{:g}; the dominant eigenvalue is about {:.6g}: the recycles do not settle, or rounding is in the "
+          "way",
           passes, last.change, tolerance, last.radius);
     case FixedPointVerdict::NotFinite:
       return fmt::format("pass {} gives rates that are not finite", last.pass);
