@@ -1,9 +1,8 @@
 // Solves a sparse system that fills in, as grids do, by the multifrontal routines of ma38.
 //
 // The caller owns two arrays, value and index, which hold the matrix and then its factors. They grow until
-// the factorisation fits. ma38bd_ factorises other values with the same pivots, as
-// apps/common/multifrontal.cpp shows. It only refuses a pivot that is zero or not finite: judge its solutions
-// by their residuals.
+// the factorisation fits. ma38bd_ factorises other values with the same pivots. It only refuses a pivot that
+// is zero or not finite: judge its solutions by their residuals, or take the class SparseSolver, which does.
 
 #include <sparse/ma38/ma38_routines.h>
 
