@@ -30,7 +30,7 @@ CORVIDNUM_API const char* StatusText(SparseStatus status);
 
 /// The direct solvers to choose from. The numbers are part of the interface and never change.
 enum class SparseMethod : int {
-  automatic = 0,  ///< by the pattern and the values
+  automatic = 0,  ///< by the pattern
   ma48 = 1,       ///< Markowitz threshold LU with a driving class: matrices whose factors stay sparse
   ma38 = 2        ///< unsymmetric multifrontal LU: matrices whose factors fill in
 };
@@ -62,8 +62,9 @@ struct SparseOption {
 /// Returns the descriptions of all options, in the order of the fields of SparseOptions.
 /// @param count out: their number; may be null
 CORVIDNUM_API const SparseOption* SparseOptionTable(int* count);
-/// Sets the option of a name. A fraction given for an option that counts is cut off.
-/// @return false, with nothing changed: no option has that name, or the value is out of its range
+/// Sets the option of a name.
+/// @return false, with nothing changed: no option has that name, the value is out of its range, or it is a
+///         fraction for an option that counts or chooses
 CORVIDNUM_API bool SetOption(SparseOptions* options, const char* name, double value);
 /// Returns the option of a name; NaN if there is none.
 CORVIDNUM_API double GetOption(const SparseOptions& options, const char* name);
@@ -143,7 +144,8 @@ struct SparseBlocks {
 /// precision.
 ///
 /// Factorise tests for singularity by the condition number of the matrix with its rows and columns scaled to
-/// a common size, so a bad choice of units does not count. It takes up to 11 solutions. Refactorise does not:
+/// a common size, so a bad choice of units does not count. It takes up to 11 solutions, and more
+/// only where the matrix looks singular. Refactorise does not:
 /// a matrix that has become singular is noticed if a pivot fails, the bound is missed or the solution is so
 /// large that it proves the matrix to be nearly singular; else ask ConditionEstimate or ForwardErrorBound.
 ///
@@ -189,7 +191,8 @@ class CORVIDNUM_API SparseSolver : public HostAllocated {
   ///              `Inexact` the column that failed and those behind it are unchanged
   /// @param count at least 1
   /// @return the worst of the statuses of all right-hand sides: `Solved` (`Unjudged` without judging),
-  ///         `Inexact`, `Singular`, `NotFinite`, `NoMemory`, `NotFactorised` or `BadInput`
+  ///         `Inexact`, `Singular`, `NotFinite`, `NoMemory`, `NotFactorised` or `BadInput`. Where the
+  ///         solution is too large for numbers, x holds infinities: `Inexact` if judged, else `Unjudged`
   SparseStatus Solve(const double* b, double* x, int count = 1);
   SparseStatus SolveTransposed(const double* b, double* x, int count = 1);
 

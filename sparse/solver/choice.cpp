@@ -28,7 +28,7 @@ constexpr int kLargeGrid = 20000;  // entries; smaller ones take no less time fo
 constexpr double kThresholdOfMa48 = 0.1;
 constexpr double kThresholdOfMa38 = 0.5;  // costs hardly any fill-in if the diagonal is preferred
 
-bool is_large_grid(const PatternFacts& facts, const SparseOptions& options) {
+bool suits_small_growth(const PatternFacts& facts, const SparseOptions& options) {
   const bool is_grid = facts.symmetry >= kMostlySymmetric && facts.diagonal_entries == facts.order &&
                        facts.entries <= std::int64_t{kMostEntriesARow} * facts.order;
   return is_grid && (facts.entries >= kLargeGrid || options.factorisations >= kOften);
@@ -47,9 +47,9 @@ Plan plan_for(SparseMethod method, const PatternFacts& facts, const SparseOption
   settings.threshold = options.threshold > 0 ? options.threshold : own;
   settings.blocks = options.blocks != 0;
   settings.prefer_diagonal = options.diagonal < 0 ? facts.diagonal_entries > 0 : options.diagonal != 0;
-  settings.growth = options.growth > 0              ? options.growth
-                    : is_large_grid(facts, options) ? kGrowthOnGrids
-                                                    : kGrowth;
+  settings.growth = options.growth > 0                   ? options.growth
+                    : suits_small_growth(facts, options) ? kGrowthOnGrids
+                                                         : kGrowth;
   return {method, settings, reason};
 }
 

@@ -53,9 +53,7 @@ SparseStatus Solver::diagnose(SparseDiagnosis* diagnosis) {
   if (!list_structural_faults(*diagnosis)) return SparseStatus::NoMemory;
   if (diagnosis->structural_rank < system_.order()) return SparseStatus::Singular;
   if (!system_.has_values()) return state_;
-  const bool unknown = state_ != SparseStatus::Singular && !(options_.judge && tested_);
-  if (unknown && choose_pivots() == SparseStatus::NoMemory) return SparseStatus::NoMemory;
-  if (state_ == SparseStatus::Factorised) return state_;
+  if (const SparseStatus tested = tested_state(); tested != SparseStatus::Singular) return tested;
   return list_numerical_faults(*diagnosis) ? SparseStatus::Singular : SparseStatus::NoMemory;
 }
 

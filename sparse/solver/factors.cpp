@@ -92,7 +92,13 @@ SparseStatus Factors::run_other_method(const SparseOptions& options) {
   return SparseStatus::NotFactorised;
 }
 
+SparseStatus Factors::repeat() {
+  drop(other(plan_.method));
+  return run();
+}
+
 void Factors::keep(SparseMethod method) {
+  if (!engine(method)) return;
   drop(other(method));
   if (plan_.method == method) return;
   plan_.method = method;

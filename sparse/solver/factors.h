@@ -23,7 +23,8 @@ class Factors {
   /// @return `Factorised`; `Singular`, where the method found too few pivots; `NoMemory`
   SparseStatus factorise(const SparseOptions& options);
   /// Factorises anew, by the plan at hand, after the scales have changed; returns as factorise() does.
-  SparseStatus repeat() { return run(); }
+  /// Factors of the other method, which are those of other scales, are freed.
+  SparseStatus repeat();
   /// Factorises with the pivots of the factors at hand; returns as factorise() does. `Singular` may mean that
   /// the values need other pivots.
   SparseStatus refactorise();
@@ -34,7 +35,7 @@ class Factors {
   SparseStatus improve(const SparseOptions& options);
   /// Returns whether there are factors, or there were before the last call failed.
   bool used() const { return engine(plan_.method) != nullptr; }
-  /// Goes back to the factors of a method that factorise() or improve() used, and frees those of the other.
+  /// Goes back to the factors of a method, if they are still there, and frees those of the other one.
   void keep(SparseMethod method);
 
   SparseMethod method() const { return plan_.method; }

@@ -1,5 +1,6 @@
 // The options of the sparse solver by name, and the texts of its statuses and methods.
 
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <type_traits>
@@ -75,14 +76,17 @@ bool SetOption(SparseOptions* options, const char* name, double value) {
   const int place = place_of(name);
   if (!options || place < 0) return false;
   if (!(kOptions[place].lowest <= value && value <= kOptions[place].highest)) return false;
-  visit_field(*options, place, [=](auto& field) {
+  bool fits = true;
+  visit_field(*options, place, [&](auto& field) {
     using Field = std::remove_reference_t<decltype(field)>;
-    if constexpr (std::is_enum_v<Field>)
+    if constexpr (std::is_same_v<Field, double>)
+      field = value;
+    else if (value == std::trunc(value))
       field = static_cast<Field>(static_cast<int>(value));
     else
-      field = static_cast<Field>(value);
+      fits = false;
   });
-  return true;
+  return fits;
 }
 
 double GetOption(const SparseOptions& options, const char* name) {

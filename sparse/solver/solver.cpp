@@ -96,7 +96,10 @@ SparseStatus Solver::choose_pivots() {
   old_pivots_ = false;
   state_ = SparseStatus::NotFactorised;
   if (!scale(ScalingEffort::kQuick)) return SparseStatus::NoMemory;
-  return enter(test(factors_.factorise(options_)));
+  const SparseStatus status = factors_.factorise(options_);
+  tested_ = false;
+  report_.condition = 0;
+  return enter(options_.judge ? test(status) : status);
 }
 
 /// Chooses scales and applies them. @return false: memory was refused
@@ -128,7 +131,6 @@ SparseStatus Solver::refactorise(const double* values) {
 SparseStatus Solver::test(SparseStatus status) {
   tested_ = false;
   report_.condition = 0;
-  if (!options_.judge) return status;
   while (status == SparseStatus::Factorised) {
     if (!estimate_condition(factors_.engine(), report_.condition)) return SparseStatus::NoMemory;
     if (report_.condition < kSingular) {
@@ -170,22 +172,24 @@ bool Solver::factors_serve() {
   b_.fill(0);
   compute_residual(system_, false, y_.data(), b_.data(), correction_.data(), terms_.data());
   for (int i = 0; i < system_.order(); ++i) b_[i] = -correction_[i];
-  return factors_.solve(false, b_.data(), y_.data()) &&
-         refined(false, judge(false, y_.data())) <= options_.bound;
+  const int corrections = report_.corrections;  // which are told of the caller's solutions only
+  const bool served = factors_.solve(false, b_.data(), y_.data()) &&
+                      refined(false, judge(false, y_.data())) <= options_.bound;
+  report_.corrections = corrections;
+  return served;
 }
 
 // ---- Solving
 
 SparseStatus Solver::solve(bool transposed, const double* b, double* x, int count) {
   if (made_ != SparseStatus::NotFactorised) return made_;
-  if (const SparseStatus checked = check_vectors(b, x, count); checked != state_) return checked;
-  if (state_ == SparseStatus::Factorised && options_.judge && !tested_ && !old_pivots_)
-    if (enter(test(SparseStatus::Factorised)) ==
-        SparseStatus::NoMemory)  // `judge` was off when they were made
-      return SparseStatus::NoMemory;
-  if (state_ != SparseStatus::Factorised) return state_;
   report_.backward_error = report_.first_backward_error = -1;
   report_.corrections = 0;
+  if (const SparseStatus checked = check_vectors(b, x, count); checked != state_) return checked;
+  const bool untested = options_.judge && !tested_ && !old_pivots_;  // `judge` was off when they were made
+  if (state_ == SparseStatus::Factorised && untested && tested_state() == SparseStatus::NoMemory)
+    return SparseStatus::NoMemory;
+  if (state_ != SparseStatus::Factorised) return state_;
   SparseStatus worst = options_.judge ? SparseStatus::Solved : SparseStatus::Unjudged;
   const std::int64_t n = system_.order();
   for (std::int64_t k = 0; k < count && !is_failure(worst); ++k) {
@@ -205,7 +209,7 @@ SparseStatus Solver::check_vectors(const double* b, const double* x, int count) 
 SparseStatus Solver::solve_one(bool transposed, const double* b, double* x) {
   if (options_.judge) return solve_until_exact(transposed, b, x);
   scale_rhs(transposed, b);
-  if (!factors_.solve(transposed, b_.data(), y_.data())) return SparseStatus::Inexact;
+  if (!factors_.solve(transposed, b_.data(), y_.data())) return SparseStatus::NotFactorised;
   write_solution(transposed, x);
   return SparseStatus::Unjudged;
 }
@@ -227,10 +231,18 @@ SparseStatus Solver::solve_until_exact(bool transposed, const double* b, double*
     if (next == SparseStatus::NotFactorised) break;
     if (next != SparseStatus::Factorised) return next;
   }
-  if (factors_.method() != best_method) factors_.keep(best_method);
+  factors_.keep(best_method);
   report_.backward_error = std::max(report_.backward_error, best);
   std::copy(best_.begin(), best_.end(), x);
   return best <= options_.bound ? SparseStatus::Solved : SparseStatus::Inexact;
+}
+
+/// Returns the state of the factors after a test for singularity, which is made now if it was not before.
+SparseStatus Solver::tested_state() {
+  if (state_ == SparseStatus::Singular || (state_ == SparseStatus::Factorised && tested_)) return state_;
+  const bool fresh = state_ == SparseStatus::Factorised && !old_pivots_;
+  const SparseStatus status = fresh ? state_ : choose_pivots();
+  return status == SparseStatus::Factorised && !tested_ ? enter(test(status)) : status;
 }
 
 /// Enters the state that new factors, or their test, have led to.

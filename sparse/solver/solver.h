@@ -44,6 +44,7 @@ class Solver : public HostAllocated {
   bool scale(ScalingEffort effort);
   SparseStatus test(SparseStatus status);
   SparseStatus test_again();
+  SparseStatus tested_state();
   SparseStatus better_factors();
   SparseStatus enter(SparseStatus status);
   bool estimate_condition(Engine& engine, double& condition);

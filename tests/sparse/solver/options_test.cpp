@@ -51,8 +51,8 @@ TEST(SparseOptions, TableRecordAndRangesAgree) {
   EXPECT_FALSE(SetOption(&options, nullptr, 1));
   EXPECT_FALSE(SetOption(nullptr, "judge", 1));
   EXPECT_TRUE(std::isnan(GetOption(options, "no such option")));
-  EXPECT_TRUE(SetOption(&options, "corrections", 3.9));
-  EXPECT_EQ(options.corrections, 3);
+  EXPECT_FALSE(SetOption(&options, "corrections", 3.9));
+  EXPECT_EQ(options.corrections, SparseOptions().corrections);
 }
 
 TEST(SparseOptions, RecordsOutOfRangeAreRefused) {

@@ -240,5 +240,24 @@ TEST(SparseSingular, BlocksAreTriangular) {
   }
 }
 
+TEST(SparseSingular, DiagnoseTestsWhateverTheJudge) {
+  const Coordinates a{3,
+                      3,
+                      {1, 1, 1, 2, 2, 2, 3, 3, 3},
+                      {1, 2, 3, 1, 2, 3, 1, 2, 3},
+                      {0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 0.8, 0.9}};
+  SparseOptions options;
+  options.judge = 0;
+  Solver solver(a, options);
+  EXPECT_EQ(solver.Factorise(a.values.data()), SparseStatus::Factorised);
+  corvidnum::SparseDiagnosis diagnosis;
+  EXPECT_EQ(solver.Diagnose(&diagnosis), SparseStatus::Singular);
+  EXPECT_EQ(diagnosis.numerical_rank, 2);
+  EXPECT_EQ(diagnosis.dependent_equations.count, 1);
+  const int made = solver.Report().factorisations;
+  EXPECT_EQ(solver.Diagnose(&diagnosis), SparseStatus::Singular);
+  EXPECT_EQ(solver.Report().factorisations, made) << "nothing new to find out";
+}
+
 }  // namespace
 }  // namespace solver_tests
