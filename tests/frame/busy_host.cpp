@@ -3,6 +3,7 @@
 //   busy_host load ROUNDS PLUGIN   loads a plug-in that enters the library, too, and unloads it
 //   busy_host fork ROUNDS          forks children that end by exit
 //   busy_host meet                 waits in pFPEnv until a second thread is there
+//   busy_host end                  ends: no notification may meet another, or a record that is gone
 // It is killed if that takes longer than 30 seconds.
 
 #include <dlfcn.h>
@@ -92,6 +93,8 @@ int main(int count, char** arguments) {
     first.join();
     second.join();
     require(came_to_host == 2, "each thread came once");
+  } else if (what == "end") {
+    for (int i = 0; i < 8; ++i) std::thread(enter).detach();
   } else if (what == "fork") {
     fork_children(rounds);
   } else {

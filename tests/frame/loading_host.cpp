@@ -2,13 +2,13 @@
 // The second form brings a BLAS and a LAPACK of its own first, with their own error hook.
 
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <thread>
 
 #include "dense/regular_matrix.h"
@@ -39,24 +39,6 @@ Function* find(void* library, const char* symbol) {
   return reinterpret_cast<Function*>(address);
 }
 
-/// What `action` writes to the standard output.
-template <class Action>
-std::string output_of(Action action) {
-  std::FILE* const file = std::tmpfile();
-  std::fflush(stdout);
-  const int kept = dup(STDOUT_FILENO);
-  dup2(fileno(file), STDOUT_FILENO);
-  action();
-  std::fflush(stdout);
-  dup2(kept, STDOUT_FILENO);
-  close(kept);
-  std::rewind(file);
-  std::string text;
-  for (int c; (c = std::fgetc(file)) != EOF;) text += static_cast<char>(c);
-  std::fclose(file);
-  return text;
-}
-
 /// A factor with fewer rows than columns is an illegal argument of the kernel behind BackSub.
 void check_error_hook(void* library) {
   void* const place = Corvid_new(sizeof(RegularMatrix));
@@ -65,9 +47,10 @@ void check_error_hook(void* library) {
   const auto back_sub = find<int(void*, double*, double*)>(library, "_ZN13RegularMatrix7BackSubEPdS0_");
   double b[3] = {1, 1, 1};
   double x[3] = {};
-  int code = 0;
-  const std::string line = output_of([&] { code = back_sub(matrix, x, b); });
-  require(line == "** On entry to DGETRS, parameter number  5 had an illegal value\n",
+  testing::internal::CaptureStdout();
+  const int code = back_sub(matrix, x, b);
+  require(testing::internal::GetCapturedStdout() ==
+              "** On entry to DGETRS, parameter number  5 had an illegal value\n",
           "an illegal argument prints the library's own line");
   require(code == 1, "an illegal argument is a failure, and the host goes on");
   delete matrix;
