@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <functional>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -148,42 +146,33 @@ TEST(SingularValueDecomposition, RefusesWhatItCannotFactorise) {
   EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1.989e-162)).data()), 1);
   EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1.990e-162)).data()), 0);
   EXPECT_EQ(Svd(9, 4).Decomposition(9, 4, Rows(scaled(a, 1e-170)).data()), 0);
-  const struct {
-    const char* what;
-    int m, n, rows, cols;
-  } kCalls[] = {{"wide", 3, 4, 9, 4},
-                {"more columns than room", 9, 4, 9, 3},
-                {"no room", 9, 4, 9, -3},
-                {"more rows than room", 9, 4, 8, 4}};
-  for (const auto& call : kCalls) {
-    SCOPED_TRACE(call.what);
-    Rows rows(a);
-    const auto before = rows.values;
-    Svd svd(call.rows, call.cols);
-    Vector x(4), b(9);
-    EXPECT_EQ(svd.LinearLeastSquare(call.m, call.n, x.data(), b.data(), rows.data(), nullptr), EmptyValue);
-    EXPECT_EQ(x, Vector(4, EmptyValue));
-    if (call.rows == 8) continue;  // nothing to the decomposition of the caller's matrix
-    EXPECT_EQ(svd.Decomposition(call.m, call.n, rows.data()), 0);
-    if (call.cols < call.n) {
-      svd.EditSingularValue(4);
-      svd.BackSubstitute(9, 4, b.data(), x.data(), rows.data());
-      svd.CovarianceMatrix(4, rows.data());
-      EXPECT_EQ(svd.Rank(4), 0);
-      EXPECT_EQ(svd.ConditionNum(4), 0.0);
-      EXPECT_EQ(x, Vector(4, EmptyValue));
+  Rows rows(a);
+  const auto before = rows.values;
+  Vector x(4), b(9);
+  const int kCalls[][4] = {{3, 4, 9, 4}, {9, 4, 9, 3}, {9, 4, 9, -3}, {9, 4, 8, 4}};  // m, n and the room
+  for (const auto& [m, n, room, columns] : kCalls) {
+    SCOPED_TRACE(testing::Message() << m << " x " << n << " in " << room << " x " << columns);
+    Svd svd(room, columns);
+    EXPECT_EQ(svd.LinearLeastSquare(m, n, x.data(), b.data(), rows.data(), nullptr), EmptyValue);
+    if (room >= m) {  // the rows of the caller's matrix need none
+      EXPECT_EQ(svd.Decomposition(m, n, rows.data()), 0);
     }
+    if (columns < n) {
+      svd.EditSingularValue(n);
+      svd.BackSubstitute(m, n, b.data(), x.data(), rows.data());
+      svd.CovarianceMatrix(n, rows.data());
+      EXPECT_TRUE(svd.Rank(n) == 0 && svd.ConditionNum(n) == 0.0);
+    }
+    EXPECT_EQ(x, Vector(4, EmptyValue));
     EXPECT_EQ(rows.values, before);
   }
-  Vector b = {3, 4};
-  double x = 5;
+  b = {3, 4};
+  x = {5};
   for (const int n : {0, -4}) {  // nothing to do
     Svd svd(3, 2);
-    EXPECT_EQ(svd.Decomposition(2, n, Rows(a).data()), 1);
-    EXPECT_EQ(svd.LinearLeastSquare(2, n, &x, b.data(), Rows(a).data(), nullptr), 25);
-    EXPECT_EQ(svd.Rank(n), 0);
-    EXPECT_TRUE(std::isnan(svd.ConditionNum(n)));
-    EXPECT_EQ(x, 5);
+    EXPECT_EQ(svd.Decomposition(2, n, rows.data()), 1);
+    EXPECT_EQ(svd.LinearLeastSquare(2, n, x.data(), b.data(), rows.data(), nullptr), 25);
+    EXPECT_TRUE(svd.Rank(n) == 0 && std::isnan(svd.ConditionNum(n)) && x[0] == 5);
   }
 }
 
@@ -222,67 +211,33 @@ TEST(SingularValueDecomposition, CovarianceIsTheInverseOfTheNormalMatrix) {
   Random random(3);
   const int m = 12, n = 5;
   for (const bool deficient : {false, true}) {
-    Dense a = random_dense(m, n, random);
-    if (deficient) a = with_zero_columns(a, 2, 2);
+    const Dense full = random_dense(m, n, random), a = deficient ? with_zero_columns(full, 2, 2) : full;
     Rows covariance(Dense(n, n));
     Svd svd(m, n);
     ASSERT_EQ(svd.Decomposition(m, n, Rows(a).data()), 1);
     svd.EditSingularValue(n);
     svd.CovarianceMatrix(n, covariance.data());
-    EXPECT_LE(worst(n, n,
-                    [&](int i, int j) {  // what was dropped adds nothing
-                      const double expected = i == j && !(deficient && i == 2) ? 1.0 : 0.0;
-                      return expected - sum(n, [&](int k) {
-                               return covariance.data()[k][j] *
-                                      sum(m, [&](int r) { return a(r, i) * a(r, k); });
-                             });
-                    }),
-              1e-12);
+    const auto normal = [&](int i, int k) { return sum(m, [&](int r) { return a(r, i) * a(r, k); }); };
+    const auto error = [&](int i, int j) {  // what was dropped adds nothing
+      const double product = sum(n, [&](int k) { return covariance.data()[k][j] * normal(i, k); });
+      return product - (i == j && !(deficient && i == 2) ? 1.0 : 0.0);
+    };
+    EXPECT_LE(worst(n, n, error), 1e-12);
   }
 }
 
-/// A fit as the caller sees it.
-struct Fit {
-  Dense a;
-  Vector b;
-  Vector sigma = Vector(b.size(), 1.0);
-  bool weighted = false;  // sigma is handed over
-  Vector x{};
-  double chi2 = 0.0;
-
-  void run() {
-    Rows rows(a);
-    const auto before = rows.values;
-    x.assign(static_cast<std::size_t>(a.cols), 5.0);
-    Svd svd(a.rows, a.cols);
-    chi2 = svd.LinearLeastSquare(a.rows, a.cols, x.data(), b.data(), rows.data(),
-                                 weighted ? sigma.data() : nullptr);
-    EXPECT_EQ(rows.values, before);
-  }
-  double deviation(int i) const { return sigma[static_cast<std::size_t>(i)]; }
-  double column_scale(int j) const {
-    return sum(a.rows, [&](int i) { return std::fabs(a(i, j)); }) / a.rows;
-  }
-};
-
-Dense powers(int m, int n, double from, double to) {
-  return filled(m, n, [=](int i, int j) { return std::pow(from + (to - from) * i / (m - 1), j); });
-}
-
-/// The residual is orthogonal to the columns; of equal columns each gets its half.
+// The residual is orthogonal to the columns; of equal columns each gets its half. The sum of squares is that
+// of the solution of the scaled problem, whose columns have a mean magnitude of 1.
 TEST(LinearLeastSquare, IsStationary) {
   const struct {
     const char* name;
     Dense (*make)(Random& random);
   } kFits[] = {
       // clang-format off
-      {"random", [](Random& r) { return random_dense(40, 6, r); }},
       {"large", [](Random& r) { return random_dense(300, 100, r); }},
       {"square", [](Random& r) { return of_condition(12, 1e2, r); }},
       {"one column", [](Random& r) { return random_dense(9, 1, r); }},
       {"columns of many sizes", [](Random& r) { return graded(30, 8, r, 1e-20); }},
-      {"quadratic", [](Random&) { return powers(25, 3, -1, 1); }},
-      {"quintic away from zero", [](Random&) { return powers(40, 6, 1, 2); }},
       {"condition 1e5", [](Random& r) { return of_condition(20, 1e5, r); }},
       {"condition 1e7", [](Random& r) { return of_condition(20, 1e7, r); }},
       // clang-format on
@@ -292,79 +247,70 @@ TEST(LinearLeastSquare, IsStationary) {
     for (const int variant : {0, 1, 2, 3}) {
       SCOPED_TRACE(std::string(kind.name) + ", variant " + std::to_string(variant));
       Dense a = kind.make(random);
-      const bool twice = variant >= 2 && a.cols > 1;
-      if (twice) std::copy_n(a.column(0), a.rows, a.column(1));
-      Fit fit{a, random_vector(a.rows, random)};
-      fit.weighted = variant % 2 != 0;
-      for (double& sigma : fit.sigma) sigma += fit.weighted ? 0.9 * uniform(random) : 0.0;
-      fit.run();
-      const Dense x = filled(
-          a.cols, 1, [&](int j, int) { return fit.x[static_cast<std::size_t>(j)] * fit.column_scale(j); });
-      const Dense scaled_a =
-          filled(a.rows, a.cols, [&](int i, int j) { return a(i, j) / fit.column_scale(j); });
-      EXPECT_TRUE(!twice || std::fabs(x(0, 0) - x(1, 0)) <= 1e-5 * norm1(x));
-      const auto misfit = [&](const Dense& matrix, int i) {
-        const double product = sum(a.cols, [&](int k) { return matrix(i, k) * x(k, 0); });
-        return (fit.b[static_cast<std::size_t>(i)] - product) / fit.deviation(i);
+      const int m = a.rows, n = a.cols;
+      const bool weighted = variant % 2 != 0, twice = variant >= 2 && n > 1;
+      if (twice) std::copy_n(a.column(0), m, a.column(1));
+      Vector b = random_vector(m, random), sigma(b.size(), 1.0), x(static_cast<std::size_t>(n));
+      for (double& deviation : sigma) deviation += weighted ? 0.9 * uniform(random) : 0.0;
+      Rows rows(a);
+      const auto before = rows.values;
+      const double chi2 = Svd(m, n).LinearLeastSquare(m, n, x.data(), b.data(), rows.data(),
+                                                      weighted ? sigma.data() : nullptr);
+      EXPECT_EQ(rows.values, before);
+
+      const auto scale = [&](int j) { return sum(m, [&](int i) { return std::fabs(a(i, j)); }) / m; };
+      Vector scales, y;
+      for (int j = 0; j < n; ++j) {
+        scales.push_back(scale(j));
+        y.push_back(x[static_cast<std::size_t>(j)] * scales.back());
+      }
+      const auto scaled_a = [&](int i, int j) { return a(i, j) / scales[static_cast<std::size_t>(j)]; };
+      const auto misfit = [&](auto&& element, int i) {
+        const double fit = sum(n, [&](int j) { return element(i, j) * y[static_cast<std::size_t>(j)]; });
+        return (b[static_cast<std::size_t>(i)] - fit) / sigma[static_cast<std::size_t>(i)];
       };
-      const Dense residual =
-          filled(a.rows, 1, [&](int i, int) { return misfit(scaled_a, i) / fit.deviation(i); });
-      EXPECT_LE(worst(1, a.cols,
-                      [&](int, int j) {
-                        return sum(a.rows, [&](int i) { return scaled_a(i, j) * residual(i, 0); });
-                      }),
-                1e-13 * norm1(scaled_a) * (norm1(x) + norm1(residual)));
-      const double chi2 =
-          sum(a.rows, [&](int i) { return std::pow(misfit(a, i), 2); });  // with the scaled solution
-      EXPECT_NEAR(fit.chi2, chi2, 1e-9 * chi2);
+      Vector residual;
+      for (int i = 0; i < m; ++i)
+        residual.push_back(misfit(scaled_a, i) / sigma[static_cast<std::size_t>(i)]);
+      const auto slope = [&](int, int j) {
+        return sum(m, [&](int i) { return scaled_a(i, j) * residual[static_cast<std::size_t>(i)]; });
+      };
+      EXPECT_LE(worst(1, n, slope), 1e-13 * norm1(filled(m, n, scaled_a)) * (norm1(y) + norm1(residual)));
+      EXPECT_TRUE(!twice || std::fabs(y[0] - y[1]) <= 1e-5 * norm1(y));
+      const double squares = sum(m, [&](int i) { return std::pow(misfit(a, i), 2); });
+      EXPECT_NEAR(chi2, squares, 1e-9 * squares);
     }
   }
 }
 
-TEST(LinearLeastSquare, WeightsOfOneAndZeroColumns) {
-  // The columns have a mean magnitude of 1, so the result is the sum of squares.
-  Fit fit{filled(4, 2, [](int i, int j) { return j == 1 && i % 2 == 0 ? -1.0 : 1.0; }), {1, 2, 4, 4}};
-  for (const bool weighted : {false, true}) {
-    fit.weighted = weighted;
-    fit.run();
-    EXPECT_NEAR(fit.x[0], 2.75, 1e-15);
-    EXPECT_NEAR(fit.x[1], 0.25, 1e-15);
-    EXPECT_NEAR(fit.chi2, 6.5, 1e-14);
-  }
-  fit.a = with_zero_columns(fit.a, 1, 1);
-  fit.run();
-  EXPECT_EQ(fit.chi2, EmptyValue);
-  EXPECT_EQ(fit.x, Vector(2, EmptyValue));
-}
-
 TEST(SingularValueDecomposition, RefusedMemoryAndSharedArrays) {
   const auto blocks = corvid_host::LiveBlocks();
-  Fit fit{diagonal({1, 1, 2}), {1, 2, 3}};
-  Rows rows(fit.a);
-  double x[3];
+  Rows rows(diagonal({1, 1, 2})), singular(diagonal({1, 0, 2}));
+  double x[3], b[] = {1, 2, 3};
+  const auto fit = [&](Svd& svd, Rows& a) { return svd.LinearLeastSquare(3, 3, x, b, a.data(), nullptr); };
   for (int n = 1; n <= 10; ++n) {
     corvid_host::FailAllocation(n);
     Svd svd(3, 3);
     corvid_host::StopFailing();
     EXPECT_EQ(corvid_host::LiveBlocks(), blocks);
-    EXPECT_EQ(svd.LinearLeastSquare(3, 3, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
+    EXPECT_EQ(fit(svd, rows), EmptyValue);
   }
   {
     Svd svd(3, 3);
     for (int n = 1; n <= 2; ++n) {
       corvid_host::FailAllocation(n);
-      EXPECT_EQ(svd.LinearLeastSquare(3, 3, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
+      EXPECT_EQ(fit(svd, rows), EmptyValue);
       corvid_host::StopFailing();
     }
-    EXPECT_NE(svd.LinearLeastSquare(3, 3, x, fit.b.data(), rows.data(), nullptr), EmptyValue);
+    EXPECT_EQ(fit(svd, singular), EmptyValue) << "a column of zeros has no scale";
+    EXPECT_EQ(x[0], EmptyValue);
+    EXPECT_NE(fit(svd, rows), EmptyValue);
 
     Svd other(1, 1);
     unsigned char own[sizeof other];  // put back at the end, so that each array is freed once
     std::memcpy(own, static_cast<void*>(&other), sizeof other);
     other = svd;
-    EXPECT_EQ(other.SVals(), svd.SVals());
-    EXPECT_EQ(other.Umat(), svd.Umat());
-    EXPECT_EQ(other.VMat(), svd.VMat());
+    EXPECT_TRUE(other.SVals() == svd.SVals() && other.Umat() == svd.Umat() && other.VMat() == svd.VMat());
     EXPECT_EQ(other.Rank(3), 3);
     std::memcpy(static_cast<void*>(&other), own, sizeof other);
   }
