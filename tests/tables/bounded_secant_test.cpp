@@ -50,21 +50,4 @@ TEST(BoundedSecant, GuessAfterPoints) {
   }
 }
 
-TEST(BoundedSecant, FindsZerosOfMonotoneFunctions) {
-  double (*const kFunctions[])(double) = {[](double x) { return x * x * x - 2.0; },
-                                          [](double x) { return 1.0 - std::exp(3.0 - 2.0 * x); }};
-  for (const auto function : kFunctions) {
-    BoundedSecant secant;
-    secant.AddIEPoints(0.0, function(0.0));
-    double x = 5.0;
-    for (int i = 0; i < 60 && std::fabs(function(x)) > 1e-12; ++i) {
-      secant.AddIEPoints(x, function(x));
-      x = secant.GetGuess();
-      EXPECT_GE(x, 0.0);
-      EXPECT_LE(x, 5.0);
-    }
-    EXPECT_NEAR(function(x), 0.0, 1e-12);
-  }
-}
-
 }  // namespace
