@@ -35,9 +35,11 @@ void expect_textbook_result(const Dense& a) {
 
 TEST(DenseLu, EqualsTheTextbookToTheLastBit) {
   Random random(2);
-  Dense at_the_tolerance(1, 1);
-  at_the_tolerance(0, 0) = 1e-8;
-  expect_textbook_result(at_the_tolerance);
+  Dense scalar(1, 1);
+  for (const double pivot : {1e-8, std::nextafter(1e-8, 1.0), -1.1e-8}) {  // at the tolerance and above
+    scalar(0, 0) = pivot;
+    expect_textbook_result(scalar);
+  }
   for (const int m : {0, 1, 2, 3, 4, 5, 7, 8, 9, 50}) {
     for (const int n : {0, 1, 2, 3, 4, 5, 7, 8, 9, 50}) {
       SCOPED_TRACE(std::to_string(m) + " x " + std::to_string(n));

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <vector>
 
+#include "host/checksum.h"
 #include "tests/host/own_folder.h"
 #include "tests/support/failing_fsync.h"
 
@@ -99,15 +100,6 @@ TEST_F(ChunkFileTest, EveryCutAndEveryChangedByteIsFound) {
   EXPECT_LT(PeakBytes() - before, 1000);
 }
 
-std::uint32_t plain_checksum(const std::string& bytes) {
-  std::uint32_t sum = UINT32_MAX;
-  for (const unsigned char byte : bytes) {
-    sum ^= byte;
-    for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum & 1 ? 0xEDB88320 : 0);
-  }
-  return ~sum;
-}
-
 void put_number(std::string& bytes, std::size_t at, std::uint32_t number) {
   for (int i = 0; i < 4; ++i) bytes[at + static_cast<std::size_t>(i)] = static_cast<char>(number >> 8 * i);
 }
@@ -126,7 +118,7 @@ TEST_F(ChunkFileTest, WrongNumbersUnderRightChecksumsDoNoHarm) {
     std::string bytes = documented_bytes();
     put_number(bytes, c.at, c.number);
     for (const auto& [begin, end] : {std::pair(0x00u, 0x10u), {0x14, 0x20}, {0x24, 0x30}, {0x24, 0x48}})
-      put_number(bytes, end, plain_checksum(bytes.substr(begin, end - begin)));
+      put_number(bytes, end, checksum(reinterpret_cast<unsigned char*>(&bytes[begin]), end - begin));
     EXPECT_EQ(opens(bytes), c.opens);
     ChunkFile file;
     if (!file.Open(path_.c_str())) continue;

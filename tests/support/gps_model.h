@@ -33,9 +33,6 @@ class Model {
   }
 
  private:
-  struct Measure {
-    int bandwidth = 0, profile = 0;
-  };
   struct Combined {
     Numbers level_of;
     bool reverse_numbering = true;
@@ -267,12 +264,11 @@ class Model {
     need(widest - gap);
   }
 
-  template <class Number>
-  Measure measure(Number number_of) const {
-    Measure result;
+  Answer measured(const Numbers& number_of) const {
+    Answer result{number_of, 0, 0, space_};
     for (int i = 1; i <= n_; ++i) {
       int row = 0;
-      for (const int j : near_[i]) row = std::max(row, number_of(i) - number_of(j));
+      for (const int j : near_[i]) row = std::max(row, number_of[i] - number_of[j]);
       result.bandwidth = std::max(result.bandwidth, row);
       result.profile += row;
     }
@@ -285,19 +281,10 @@ class Model {
       fresh[order_[k - 1]] = k;
       reversed[order_[k - 1]] = n_ - k + 1;
     }
-    const auto measured = [this](const Numbers& p) { return measure([&](int i) { return p[i]; }); };
-    const Measure of_fresh = measured(fresh), of_reversed = measured(reversed),
-                  of_callers = measured(callers);
-    const auto answer = [this](const Numbers& p, Measure m) {
-      return Answer{p, m.bandwidth, m.profile, space_};
-    };
-    if (!profile_) {
-      return of_fresh.bandwidth > of_callers.bandwidth ? answer(callers, of_callers)
-                                                       : answer(fresh, of_fresh);
-    }
-    if (of_fresh.profile <= std::min(of_callers.profile, of_reversed.profile)) return answer(fresh, of_fresh);
-    return of_callers.profile < of_reversed.profile ? answer(callers, of_callers)
-                                                    : answer(reversed, of_reversed);
+    const Answer first = measured(fresh), second = measured(reversed), given = measured(callers);
+    if (!profile_) return first.bandwidth > given.bandwidth ? given : first;
+    if (first.profile <= std::min(given.profile, second.profile)) return first;
+    return given.profile < second.profile ? given : second;
   }
 
   const Lists& near_;
