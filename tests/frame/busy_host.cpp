@@ -1,13 +1,11 @@
 // A host whose threads enter the library for the first time, one after the other, while it does something
 // else:
 //   busy_host load ROUNDS PLUGIN   loads a plug-in that enters the library, too, and unloads it
-//   busy_host fork ROUNDS          forks children that end by exit
 //   busy_host meet                 waits in pFPEnv until a second thread is there
 //   busy_host end                  ends: no notification may meet another, or a record that is gone
 // It is killed if that takes longer than 30 seconds.
 
 #include <dlfcn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -20,8 +18,6 @@
 #include "frame/numeric_runtime.h"
 
 namespace {
-
-constexpr unsigned kSeconds = 30;
 
 std::atomic<int> expected_in_host{0};
 std::atomic<int> came_to_host{0};
@@ -55,24 +51,6 @@ void load_and_unload(const char* plugin) {
   require(dlopen(plugin, RTLD_NOW | RTLD_NOLOAD) == nullptr, "the plug-in is unmapped");
 }
 
-void fork_children(int count) {
-  std::atomic<bool> done{false};
-  std::thread busy([&] { enter_first_until(done); }), busier([&] { enter_first_until(done); });
-  for (int i = 0; i < count; ++i) {
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(kSeconds);  // the parent's does not count here
-      std::exit(0);
-    }
-    int status = -1;
-    require(child > 0 && waitpid(child, &status, 0) == child, "a child is made and waited for");
-    require(WIFEXITED(status) && WEXITSTATUS(status) == 0, "the child of a fork ends");
-  }
-  done = true;
-  busy.join();
-  busier.join();
-}
-
 }  // namespace
 
 /// Takes the place of the host support library's.
@@ -83,10 +61,9 @@ FPEnvironment* pFPEnv() {
   return &environment;
 }
 
-int main(int count, char** arguments) {
-  alarm(kSeconds);
+int main(int, char** arguments) {
+  alarm(30);
   const std::string what = arguments[1];
-  const int rounds = count > 2 ? std::atoi(arguments[2]) : 0;
   if (what == "meet") {
     expected_in_host = 2;
     std::thread first(enter), second(enter);
@@ -95,10 +72,8 @@ int main(int count, char** arguments) {
     require(came_to_host == 2, "each thread came once");
   } else if (what == "end") {
     for (int i = 0; i < 8; ++i) std::thread(enter).detach();
-  } else if (what == "fork") {
-    fork_children(rounds);
   } else {
-    for (int i = 0; i < rounds; ++i) load_and_unload(arguments[3]);
+    for (int i = 0; i < std::atoi(arguments[2]); ++i) load_and_unload(arguments[3]);
   }
   return 0;
 }
