@@ -85,13 +85,14 @@ class FilledArrow : public ArrowMatrix {
  private:
   void provide(const Dense& a) {
     for (int i = n; i < a.rows; ++i) {
-      starts_.push_back(static_cast<int>(columns_.size()));
-      columns_.insert(columns_.end(), {INT_MAX, n, -1});  // columns that do not exist
+      const auto before = columns_.size();
       for (int j = n - 1; j >= 0; --j) {
         if (a(i, j) != 0.0) columns_.push_back(j);
       }
-      counts_.push_back(static_cast<int>(columns_.size()) - starts_.back());
-      if (counts_.back() == 3) starts_.back() = -1;  // an empty row
+      const bool empty = columns_.size() == before;  // of such a row the count means nothing
+      starts_.push_back(empty ? -1 : static_cast<int>(before));
+      columns_.insert(columns_.end(), {INT_MAX, n, -1});  // columns that do not exist
+      counts_.push_back(static_cast<int>(columns_.size() - (empty ? 0 : before)));
     }
     ProvideNZ(starts_.data(), counts_.data(), columns_.data());
   }

@@ -49,19 +49,7 @@ FPEnvironment* pFPEnv() {
 }
 int Zumatherr(char*, _exception*) { return 0; }
 
-// An instrumented libcorvidnum.so needs the type information of the file classes, too.
-GenericFile::GenericFile(const Text&, const Text&) : stream_(nullptr) {}
-GenericFile::~GenericFile() = default;
-unsigned char GenericFile::Open(unsigned char) { return 0; }
-unsigned char GenericFile::Create() { return 0; }
-void GenericFile::Close() {}
-
-TextFile::TextFile(const Text& name, const Text& extension) : GenericFile(name, extension) {}
-TextFile::~TextFile() = default;
-void TextFile::Write(char) {}
 void TextFile::Write(const Text&, int) {}
-
-BinaryFile::~BinaryFile() = default;
 unsigned char ChunkHeader::Create(BinaryFile&, short) { return 0; }
 unsigned char ChunkHeader::Open(BinaryFile&) { return 0; }
 unsigned char ChunkHeader::Close(BinaryFile&) { return 0; }
