@@ -8,105 +8,159 @@
 namespace solver_tests {
 namespace {
 
+using corvidnum::SparseDiagnosis;
+using reference::HardMatrix;
+using reference::HardRightHandSide;
 using reference::Rank;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
+constexpr double kForwardSlack =
+    3;  // the bound rests on an estimate that may be too low by about this factor
 
-double largest_difference(const Vector& one, const Vector& other) {
+double largest(const Vector& x) {
   double most = 0;
-  for (std::size_t i = 0; i < one.size(); ++i) most = std::max(most, std::fabs(one[i] - other[i]));
+  for (const double element : x) most = std::max(most, std::fabs(element));
   return most;
 }
 
-double largest(const Vector& x) { return largest_difference(x, Vector(x.size())); }
+/// The largest error of an element relative to the largest element.
+double relative_error(const Vector& x, const Vector& solution) {
+  Vector difference = x;
+  for (std::size_t i = 0; i < x.size(); ++i) difference[i] -= solution[i];
+  return largest(difference) == 0 ? 0 : largest(difference) / largest(x);
+}
 
-TEST(SparseSolver, SolvedMeansWithinTheBound) {
-  constexpr int kRounds = 20;
-  int regular = 0, regular_solved = 0;
+/// Solves some right-hand sides of a hard system at once, then each alone, and judges what came out.
+class HardSystem {
+ public:
+  int regular = 0, confessed = 0, repaired = 0;  // of all systems examined
+
+  void examine(const HardMatrix& matrix, SparseMethod method, bool transposed, Random& random) {
+    const Coordinates &a = matrix.a, system = transposed ? reference::transpose(a) : a;
+    std::vector<HardRightHandSide> right;
+    Vector b;
+    for (int k = 0; k < kCount; ++k) {
+      right.push_back(reference::hard_right_hand_side(system, random));
+      b.insert(b.end(), right[k].b.begin(), right[k].b.end());
+    }
+    Solver solver(a, by(method), reference::number(random, 0, 1));
+    SparseStatus status = SparseStatus::NotFactorised;
+    if (!matrix.earlier_values.empty()) status = solver.Factorise(matrix.earlier_values.data());
+    status = status == SparseStatus::Factorised ? solver.Refactorise(a.values.data())
+                                                : solver.Factorise(a.values.data());
+    Vector x = b;
+    if (status == SparseStatus::Factorised) status = solver.solve(transposed, x.data(), x.data(), kCount);
+    if (matrix.rank == Rank::kRegular) {
+      ++regular;
+      EXPECT_EQ(status, SparseStatus::Solved) << StatusText(status);
+    }
+    if (status == SparseStatus::Singular) {
+      double condition = 0;
+      EXPECT_EQ(solver.Solve(x.data(), x.data()), SparseStatus::Singular);
+      EXPECT_EQ(solver.ConditionEstimate(&condition, nullptr), SparseStatus::Singular);
+      EXPECT_EQ(condition, kInfinity);
+      return;
+    }
+    EXPECT_TRUE(status == SparseStatus::Solved || status == SparseStatus::Inexact) << StatusText(status);
+    const SparseReport report = solver.Report();
+    repaired += report.new_pivots + report.raised_thresholds + report.changed_methods;
+    Vector alone(a.n);
+    double worst = 0, worst_alone = 0;
+    for (int k = 0; k < kCount; ++k) {
+      const Vector one(x.begin() + k * a.n, x.begin() + (k + 1) * a.n);
+      worst = std::max(worst, reference::componentwise_error(system, one.data(), right[k].b.data()));
+      if (status != SparseStatus::Solved) continue;
+      EXPECT_EQ(solver.solve(transposed, right[k].b.data(), alone.data()), SparseStatus::Solved);
+      worst_alone = std::max(worst_alone, solver.Report().backward_error);
+      if (report.factorisations == 1) {
+        EXPECT_EQ(alone, one) << "right-hand side " << k;
+      }
+      expect_error_told(solver, matrix, transposed, right[k], one, report);
+    }
+    EXPECT_LE(worst, 1.01 * report.backward_error + 100 * reference::kEpsilon);
+    if (status != SparseStatus::Solved) return;
+    EXPECT_LE(worst, solver.Options().bound);
+    if (report.factorisations == 1) {
+      EXPECT_EQ(worst_alone, report.backward_error);
+    }
+    if (matrix.rank == Rank::kDeficient && !matrix.earlier_values.empty()) {
+      ++confessed;
+      SparseDiagnosis diagnosis;  // tests what was not tested
+      EXPECT_EQ(solver.Diagnose(&diagnosis), SparseStatus::Singular);
+      EXPECT_EQ(solver.State(), SparseStatus::Singular);
+    }
+  }
+
+ private:
+  static constexpr int kCount = 3;
+
+  /// Expects the forward error within its bound, or a condition that confesses a deficient matrix. With a
+  /// random right-hand side, rounding has made the deficient system one with a solution that nobody meant;
+  /// then hardly a digit may be said to be sure.
+  static void expect_error_told(Solver& solver, const HardMatrix& matrix, bool transposed,
+                                const HardRightHandSide& right, const Vector& x, const SparseReport& report) {
+    constexpr double kHardlyADigit = 0.1;
+    const bool deficient = matrix.rank == Rank::kDeficient;
+    if (largest(right.b) == 0 || (right.solution.empty() && !deficient)) return;
+    const double error = right.solution.empty() ? kHardlyADigit : relative_error(x, right.solution);
+    if (deficient && report.condition * std::max(report.backward_error, reference::kEpsilon) >= error) return;
+    double bound = 0;
+    solver.ForwardErrorBound(right.b.data(), x.data(), transposed, &bound);
+    EXPECT_LE(error, kForwardSlack * bound);
+  }
+};
+
+TEST(SparseSolver, SolvedMeansWithinTheBoundOnHardSystems) {
+  constexpr int kRounds = 30;
+  HardSystem systems;
   for (int round = 0; round < kRounds; ++round) {
     for (const reference::HardKind& kind : reference::kHardKinds) {
-      Random random(static_cast<unsigned>(round));
-      const reference::HardMatrix matrix = kind.make(random);
-      const bool transposed = round % 3 == 0;
-      const Coordinates& a = matrix.a;
-      const Coordinates system = transposed ? reference::transpose(a) : a;
-      const Vector b = reference::hard_right_hand_side(system, random).b;
+      Random random(round);
+      const HardMatrix matrix = kind.make(random);
       for (const SparseMethod method : kMethods) {
         SCOPED_TRACE(testing::Message() << kind.name << ", round " << round << ", " << MethodName(method));
-        Solver solver(a, by(method));
-        if (!matrix.earlier_values.empty()) solver.Factorise(matrix.earlier_values.data());
-        SparseStatus status = matrix.earlier_values.empty() ? solver.Factorise(a.values.data())
-                                                            : solver.Refactorise(a.values.data());
-        Vector x(b.size());
-        if (status == SparseStatus::Factorised)
-          status = transposed ? solver.SolveTransposed(b.data(), x.data()) : solver.Solve(b.data(), x.data());
-        regular += matrix.rank == Rank::kRegular;
-        if (status == SparseStatus::Solved) {
-          const double error = reference::componentwise_error(system, x.data(), b.data());
-          EXPECT_LE(error, solver.Options().bound);
-          EXPECT_LE(error, 1.01 * solver.Report().backward_error + 100 * reference::kEpsilon);
-          regular_solved += matrix.rank == Rank::kRegular;
-        } else {
-          EXPECT_TRUE(status == SparseStatus::Singular || status == SparseStatus::Inexact)
-              << StatusText(status);
-        }
+        systems.examine(matrix, method, round % 3 == 0, random);
       }
     }
   }
-  EXPECT_EQ(regular_solved, regular);
-  EXPECT_GT(regular, 8 * kRounds * 3);
+  EXPECT_GT(systems.regular, 8 * kRounds * 3);
+  EXPECT_GT(systems.confessed, 0);
+  EXPECT_GT(systems.repaired, 0);
 }
 
-TEST(SparseSolver, AgreesWithADenseSolutionAndBoundsItsError) {
+TEST(SparseSolver, BoundsErrorsAndEstimatesConditions) {
   Random random(14);
-  for (int round = 0; round < 60; ++round) {
+  for (int round = 0; round < 40; ++round) {
     SCOPED_TRACE(round);
-    const Coordinates a = reference::random_square(reference::number(random, 1, 30), 3, random);
-    const Vector solution = reference::random_vector(a.n, random);
+    const Coordinates a = reference::random_square(reference::number(random, 1, 25), 3, random);
+    const Coordinates scaled = reference::badly_scaled(a, 24, random);
+    const Vector b = reference::random_vector(a.n, random);
     const bool transposed = round % 2 != 0;
-    const Vector b = reference::product(transposed ? reference::transpose(a) : a, solution);
-    Vector expected;
-    reference::dense_solve(reference::dense(transposed ? reference::transpose(a) : a), b, expected);
-    Solver solver(a, by(kMethods[round % 3]));
-    ASSERT_EQ(solver.Factorise(a.values.data()), SparseStatus::Factorised);
-    const Vector x = expect_solved(solver, a, b, transposed);
-    double bound = -1;
+    Solver solver(a, by(kMethods[round % 3])), badly(scaled);
+    double bound = -1, raw = 0, equilibrated = 0, raw_scaled = 0, equilibrated_scaled = 0;
+    EXPECT_EQ(solver.ConditionEstimate(&raw, &equilibrated), SparseStatus::NotFactorised);
+    EXPECT_TRUE(std::isnan(raw));
+    solver.Factorise(a.values.data());
+    badly.Factorise(scaled.values.data());
+    Vector x = expect_solved(solver, a, b, transposed);
     ASSERT_EQ(solver.ForwardErrorBound(b.data(), x.data(), transposed, &bound), SparseStatus::Factorised);
-    EXPECT_LE(largest_difference(x, solution), 3 * bound * largest(x));
-    EXPECT_LE(largest_difference(x, expected), 1e-9 * largest(x));
     EXPECT_LT(bound, 1e-6);
-    Vector wrong = x;
-    wrong[0] += 0.01 * largest(x);
-    solver.ForwardErrorBound(b.data(), wrong.data(), transposed, &bound);
-    EXPECT_GE(3 * bound, 0.009);
+    x[0] += 0.01 * largest(x);
+    solver.ForwardErrorBound(b.data(), x.data(), transposed, &bound);
+    EXPECT_GE(kForwardSlack * bound, 0.009);
+    ASSERT_EQ(solver.ConditionEstimate(&raw, &equilibrated), SparseStatus::Factorised);
+    ASSERT_EQ(badly.ConditionEstimate(&raw_scaled, nullptr), SparseStatus::Factorised);
+    badly.ConditionEstimate(nullptr, &equilibrated_scaled);
+    for (const auto& [estimate, matrix] : {std::pair(raw, a), std::pair(raw_scaled, scaled)}) {
+      const double truth = reference::dense_condition(reference::dense(matrix));
+      EXPECT_LE(estimate, 1.0001 * truth);
+      EXPECT_GE(estimate, truth / 5);
+    }
+    EXPECT_GE(solver.Report().condition, equilibrated / 100);
+    EXPECT_LE(solver.Report().condition, 1e6 * equilibrated);  // its scaling is a quick one
+    EXPECT_LE(equilibrated_scaled, 1000 * equilibrated);
   }
-}
-
-TEST(SparseSolver, SolvesManyRightHandSidesAsOneByOneAndWithEitherIndexBase) {
-  Random random(15);
-  constexpr int kCount = 5;
-  const Coordinates a = reference::random_square(20, 3, random);
-  std::vector<int> rows = a.rows, columns = a.columns;
-  for (std::size_t k = 0; k < rows.size(); ++k) --rows[k], --columns[k];
-  SparseSolver from_zero(a.n, a.entries(), rows.data(), columns.data(), 0);
-  Solver from_one(a);
-  from_zero.Factorise(a.values.data());
-  from_one.Factorise(a.values.data());
-  const Vector b = reference::random_vector(a.n * kCount, random);
-  Vector together(b.size()), in_place = b;
-  EXPECT_EQ(from_zero.Solve(b.data(), together.data(), kCount), SparseStatus::Solved);
-  EXPECT_EQ(from_one.Solve(in_place.data(), in_place.data(), kCount), SparseStatus::Solved);
-  EXPECT_EQ(in_place, together);
-  const double worst = from_one.Report().backward_error;
-  double most = 0;
-  for (int k = 0; k < kCount; ++k) {
-    Vector x(b.begin() + k * a.n, b.begin() + (k + 1) * a.n);
-    x = expect_solved(from_one, a, x);
-    EXPECT_TRUE(std::equal(x.begin(), x.end(), together.begin() + k * a.n));
-    most = std::max(most, from_one.Report().backward_error);
-  }
-  EXPECT_EQ(worst, most);
 }
 
 TEST(SparseSolver, TellsTheFirstFault) {
@@ -136,12 +190,10 @@ TEST(SparseSolver, TellsTheFirstFault) {
   EXPECT_EQ(solver.Solve(x, x), SparseStatus::NotFactorised);
   EXPECT_EQ(solver.Factorise(nullptr), SparseStatus::BadInput);
   EXPECT_EQ(solver.Factorise(values), SparseStatus::Factorised);
-  EXPECT_EQ(solver.Solve(nullptr, x), SparseStatus::BadInput);
-  EXPECT_EQ(solver.Solve(x, nullptr), SparseStatus::BadInput);
-  EXPECT_EQ(solver.Solve(x, x, 0), SparseStatus::BadInput);
-  EXPECT_EQ(solver.ForwardErrorBound(x, x, false, nullptr), SparseStatus::BadInput);
-  EXPECT_EQ(solver.Diagnose(nullptr), SparseStatus::BadInput);
-  EXPECT_EQ(solver.Blocks(nullptr), SparseStatus::BadInput);
+  for (const SparseStatus status :
+       {solver.Solve(nullptr, x), solver.Solve(x, nullptr), solver.Solve(x, x, 0),
+        solver.ForwardErrorBound(x, x, false, nullptr), solver.Diagnose(nullptr), solver.Blocks(nullptr)})
+    EXPECT_EQ(status, SparseStatus::BadInput);
   for (const double wrong : {kInfinity, kNotANumber}) {
     values[2] = wrong;
     for (const bool again : {false, true}) {
@@ -153,8 +205,7 @@ TEST(SparseSolver, TellsTheFirstFault) {
     EXPECT_EQ(solver.Report().first_fault, 3);
     EXPECT_EQ(y[0], 7);
     EXPECT_EQ(solver.Solve(b, y), SparseStatus::Solved);  // the earlier factors stand
-    EXPECT_EQ(y[0], 2);
-    EXPECT_EQ(y[1], 2);
+    EXPECT_TRUE(y[0] == 2 && y[1] == 2);
   }
   const double overflowing[] = {1e308, 1, 1e308, 1};  // finite, but not their sums
   EXPECT_EQ(solver.Factorise(overflowing), SparseStatus::NotFinite);
@@ -186,91 +237,65 @@ TEST(SparseSolver, WithoutJudgingNothingIsSolved) {
 /// A tridiagonal matrix.
 /// @param diagonal 20: pivots are chosen on the diagonal; tiny: there they let elements grow
 Coordinates tridiagonal(double diagonal) {
-  Coordinates a{41, 41, {}, {}, {}};
+  Coordinates a{40, 40, {}, {}, {}};
   for (int i = 1; i <= a.n; ++i) {
     a.add(i, i, diagonal);
-    if (i < a.n) a.add(i, i + 1, 1), a.add(i + 1, i, 1 + 0.1 * (i % 7));
+    if (i < a.n) a.add(i, i + 1, 1), a.add(i + 1, i, 1 + 0.1 * i);
   }
-  for (int i = 1; i < a.n; i += 2) a.add(i, i, 1e-3 * diagonal * i);
-  a.add(a.n, a.n, 1);
   return a;
 }
 
-/// A matrix whose pivots have become tiny.
-struct Drift {
-  Coordinates before = tridiagonal(20), after;
-  Vector b;
-  explicit Drift(double diagonal) : after(tridiagonal(diagonal)), b(41) {
-    for (std::size_t i = 0; i < b.size(); ++i) b[i] = 1 + 0.1 * static_cast<double>(i % 5);
-  }
-};
-
-TEST(SparseSolver, ChoosesNewPivotsWhereOldOnesFail) {
-  const Drift drift(1e-9);
-  Vector x(drift.b.size());
-  for (const SparseMethod method : kMethods) {
-    SCOPED_TRACE(MethodName(method));
-    SparseOptions options = by(method);
-    options.repair = options.corrections = 0;
-    Solver left_alone(drift.before, options);
-    left_alone.Factorise(drift.before.values.data());
-    ASSERT_EQ(left_alone.Refactorise(drift.after.values.data()), SparseStatus::Factorised);
-    EXPECT_EQ(left_alone.Solve(drift.b.data(), x.data()), SparseStatus::Inexact);
-    EXPECT_GT(left_alone.Report().backward_error, options.bound);
-    EXPECT_EQ(left_alone.Report().new_pivots, 0);
-    options.repair = 1;
-    Solver repaired(drift.before, options);
-    repaired.Factorise(drift.before.values.data());
-    repaired.Refactorise(drift.after.values.data());
-    expect_solved(repaired, drift.after, drift.b);
-    expect_solved(repaired, drift.after, drift.b);
-    const SparseReport& report = repaired.Report();
-    EXPECT_EQ(report.new_pivots, 1);
-    EXPECT_EQ(report.factorisations, 2);
-    EXPECT_EQ(report.refactorisations, 1);
-    EXPECT_EQ(report.raised_thresholds + report.changed_methods, 0);
-    EXPECT_GE(report.condition, 1) << "new pivots were not tested";
-  }
-}
-
-TEST(SparseSolver, RefinesBeforeItRepairs) {
-  const Drift drift(1e-5);
-  Solver solver(drift.before);
-  solver.Factorise(drift.before.values.data());
-  solver.Refactorise(drift.after.values.data());
-  expect_solved(solver, drift.after, drift.b);
-  const SparseReport& report = solver.Report();
-  EXPECT_GT(report.first_backward_error, solver.Options().bound);
-  EXPECT_GE(report.corrections, 1);
-  EXPECT_EQ(report.factorisations, 1);
-}
-
-TEST(SparseSolver, RaisesALowThresholdWhereElementsGrow) {
-  Coordinates a{40, 40, {}, {}, {}};  // every pivot on the diagonal is cheap, and far too small
-  for (int i = 1; i <= a.n; ++i) {
-    a.add(i, i, 1e-9);
-    if (i < a.n) a.add(i, i + 1, 1), a.add(i + 1, i, 1 + 0.1 * i);
-  }
-  const Vector b(static_cast<std::size_t>(a.n), 1.0);
-  Vector x(b.size());
-  for (const SparseMethod method : {SparseMethod::ma48, SparseMethod::ma38}) {
-    SCOPED_TRACE(MethodName(method));
-    SparseOptions options = by(method);
-    options.threshold = 1e-12;
-    options.corrections = options.repair = 0;
-    options.diagonal = 1;
-    Solver left_alone(a, options);
-    left_alone.Factorise(a.values.data());
-    EXPECT_EQ(left_alone.Solve(b.data(), x.data()), SparseStatus::Inexact);
-    EXPECT_EQ(left_alone.Report().threshold, 1e-12);
-    options.repair = 1;
-    Solver repaired(a, options);
-    repaired.Factorise(a.values.data());
-    expect_solved(repaired, a, b);
-    EXPECT_EQ(repaired.Report().raised_thresholds, 1);
-    EXPECT_EQ(repaired.Report().threshold, 1);
-    EXPECT_EQ(repaired.Report().method, method);
-    EXPECT_EQ(repaired.Report().changed_methods, 0);
+TEST(SparseSolver, RepairsStepByStep) {
+  const Coordinates before = tridiagonal(20);
+  const struct {
+    const char* what;
+    bool drifted;                // the pivots come from the values before
+    double diagonal, threshold;  // of the matrix to solve
+    int corrections, repair;
+    SparseStatus status;
+    int new_pivots, raised_thresholds;
+  } rows[] = {
+      {"old pivots, left alone", true, 1e-9, 0, 0, 0, SparseStatus::Inexact, 0, 0},
+      {"old pivots", true, 1e-9, 0, 0, 1, SparseStatus::Solved, 1, 0},
+      {"refined, not repaired", true, 1e-5, 0, 10, 2, SparseStatus::Solved, 0, 0},
+      {"low threshold, left alone", false, 1e-9, 1e-12, 0, 0, SparseStatus::Inexact, 0, 0},
+      {"low threshold", false, 1e-9, 1e-12, 0, 1, SparseStatus::Solved, 0, 1},
+  };
+  for (const auto& row : rows) {
+    const Coordinates after = tridiagonal(row.diagonal);
+    Vector b(after.n), x(after.n);
+    for (int i = 0; i < after.n; ++i) b[i] = 1 + 0.1 * (i % 5);
+    for (const SparseMethod method : {SparseMethod::ma48, SparseMethod::ma38}) {
+      SCOPED_TRACE(testing::Message() << row.what << ", " << MethodName(method));
+      SparseOptions options = by(method);
+      options.threshold = row.threshold;
+      options.corrections = row.corrections;
+      options.repair = row.repair;
+      options.diagonal = 1;
+      Solver solver(after, options);
+      solver.Factorise((row.drifted ? before : after).values.data());
+      if (row.drifted) solver.Refactorise(after.values.data());
+      for (int again = 0; again < 2; ++again) {  // a repair lasts
+        EXPECT_EQ(solver.Solve(b.data(), x.data()), row.status);
+        const SparseReport& report = solver.Report();
+        const double error = reference::componentwise_error(after, x.data(), b.data());
+        EXPECT_EQ(error <= options.bound, row.status == SparseStatus::Solved);
+        EXPECT_EQ(report.backward_error <= options.bound, row.status == SparseStatus::Solved);
+        EXPECT_EQ(report.corrections > 0, row.corrections > 0);
+        EXPECT_EQ(report.first_backward_error > options.bound,
+                  row.corrections > 0 || row.status == SparseStatus::Inexact || (row.repair && !again));
+        EXPECT_EQ(report.new_pivots, row.new_pivots);
+        EXPECT_EQ(report.raised_thresholds, row.raised_thresholds);
+        EXPECT_EQ(report.changed_methods, 0);
+        EXPECT_EQ(report.method, method);
+        EXPECT_EQ(report.factorisations, 1 + row.new_pivots + row.raised_thresholds);
+        EXPECT_EQ(report.refactorisations, row.drifted);
+        EXPECT_EQ(report.condition >= 1, !row.drifted || row.new_pivots) << "new pivots are tested";
+        if (row.threshold > 0) {
+          EXPECT_EQ(report.threshold, row.raised_thresholds ? 1 : row.threshold);
+        }
+      }
+    }
   }
 }
 
@@ -282,28 +307,26 @@ TEST(SparseSolver, TriesTheOtherMethodLastAndKeepsTheBetterOne) {
     const Coordinates a = reference::random_square(40, 4, random);
     const Vector b = reference::random_vector(a.n, random);
     const SparseMethod method = kMethods[1 + round % 2];
-    SparseOptions options = by(method);
-    options.bound = 1e-16;  // out of reach
-    options.corrections = 0;
-    options.repair = 1;
-    Solver alone(a, options);
-    Vector x(b.size());
-    alone.Factorise(a.values.data());
-    ASSERT_EQ(alone.Solve(b.data(), x.data()), SparseStatus::Inexact);
-    EXPECT_EQ(alone.Report().changed_methods, 0);
-    options.repair = 2;
-    Solver solver(a, options);
-    solver.Factorise(a.values.data());
-    ASSERT_EQ(solver.Solve(b.data(), x.data()), SparseStatus::Inexact);
-    const SparseReport report = solver.Report();
-    EXPECT_EQ(report.changed_methods, 1);
-    EXPECT_LE(report.backward_error, alone.Report().backward_error);
-    EXPECT_NEAR(reference::componentwise_error(a, x.data(), b.data()), report.backward_error,
-                0.5 * report.backward_error);
-    ++(report.method == method ? kept_first : kept_other);
-    EXPECT_EQ(report.threshold, 1) << "the threshold of factors that were given up";
-    ASSERT_EQ(solver.Solve(b.data(), x.data()), SparseStatus::Inexact);  // nothing is left to try
-    EXPECT_EQ(solver.Report().factorisations, report.factorisations);
+    SparseReport reports[3];
+    for (const int repair : {1, 2}) {
+      SparseOptions options = by(method);
+      options.bound = 1e-16;  // out of reach
+      options.corrections = 0;
+      options.repair = repair;
+      Solver solver(a, options);
+      Vector x(b.size());
+      solver.Factorise(a.values.data());
+      ASSERT_EQ(solver.Solve(b.data(), x.data()), SparseStatus::Inexact);
+      const SparseReport report = reports[repair] = solver.Report();
+      EXPECT_EQ(report.changed_methods, repair - 1);
+      EXPECT_EQ(report.threshold, 1) << "the threshold of factors that were given up";
+      const double error = reference::componentwise_error(a, x.data(), b.data());
+      EXPECT_NEAR(error, report.backward_error, 0.5 * report.backward_error);
+      ASSERT_EQ(solver.Solve(b.data(), x.data()), SparseStatus::Inexact);  // nothing is left to try
+      EXPECT_EQ(solver.Report().factorisations, report.factorisations);
+    }
+    EXPECT_LE(reports[2].backward_error, reports[1].backward_error);
+    ++(reports[2].method == method ? kept_first : kept_other);
   }
   EXPECT_GT(kept_first, 0);
   EXPECT_GT(kept_other, 0);
@@ -311,38 +334,28 @@ TEST(SparseSolver, TriesTheOtherMethodLastAndKeepsTheBetterOne) {
 
 TEST(SparseSolver, RefactorisesWithoutMoreWorkThanNeeded) {
   Random random(19);
-  const Coordinates a = reference::random_square(15, 3, random);
-  for (const SparseMethod method : kMethods) {
-    SCOPED_TRACE(MethodName(method));
-    Solver solver(a, by(method));
-    EXPECT_EQ(solver.Refactorise(a.values.data()), SparseStatus::Factorised);  // chooses pivots
-    EXPECT_EQ(solver.Report().factorisations, 1);
-    Coordinates other = a;
-    for (double& value : other.values) value *= 1 + 0.01 * reference::uniform(random);
-    EXPECT_EQ(solver.Refactorise(other.values.data()), SparseStatus::Factorised);
-    expect_solved(solver, other, Vector(static_cast<std::size_t>(a.n)));  // zeros prove nothing
-    expect_solved(solver, other, reference::random_vector(a.n, random));
-    EXPECT_EQ(solver.Report().factorisations, 1);
-    EXPECT_EQ(solver.Report().refactorisations, 1);
-    EXPECT_EQ(solver.Report().condition, 0);
-  }
-}
-
-TEST(SparseSolver, ChoosesNewScalesWhereOldOnesLoseDigits) {
-  Random random(20);
-  for (const double to : {-15.0, -6.0, 0.0}) {
-    const Coordinates plain = reference::random_square(10, 3, random);
+  const Coordinates plain = reference::random_square(15, 3, random);
+  // Powers of ten that multiply all rows before, and the even ones behind; the odd ones keep the former.
+  for (const double to : {300.0, 0.0, -6.0, -15.0}) {
     Coordinates before = plain, after = plain;
-    before.values = reference::kinds::shifted(plain.values, 300);
-    for (std::size_t k = 0; k < plain.values.size(); ++k)
-      after.values[k] *= std::pow(10.0, plain.rows[k] % 2 ? 300 : to);
+    for (std::size_t k = 0; k < plain.values.size(); ++k) {
+      before.values[k] *= 1e300;
+      after.values[k] *=
+          (1 + 0.01 * reference::uniform(random)) * std::pow(10.0, plain.rows[k] % 2 ? 300 : to);
+    }
     for (const SparseMethod method : kMethods) {
       SCOPED_TRACE(testing::Message() << MethodName(method) << ", " << to);
       Solver solver(before, by(method));
-      solver.Factorise(before.values.data());
-      ASSERT_EQ(solver.Refactorise(after.values.data()), SparseStatus::Factorised);
-      EXPECT_EQ(solver.Report().factorisations, 2);
+      const SparseReport& report = solver.Report();
+      EXPECT_EQ(solver.Refactorise(before.values.data()), SparseStatus::Factorised);  // chooses pivots
+      EXPECT_EQ(report.factorisations, 1);
+      EXPECT_EQ(solver.Refactorise(after.values.data()), SparseStatus::Factorised);
+      const bool new_scales = to < 300;               // the old ones would lose digits
+      expect_solved(solver, after, Vector(plain.n));  // zeros prove nothing
       expect_solved(solver, after, reference::product(after, reference::random_vector(after.n, random)));
+      EXPECT_EQ(report.factorisations, new_scales ? 2 : 1);
+      EXPECT_EQ(report.refactorisations, new_scales ? 0 : 1);
+      EXPECT_EQ(report.condition > 0, new_scales);
     }
   }
 }
@@ -353,8 +366,8 @@ TEST(SparseSolver, JudgesWhatUnderflowLeavesOfASolution) {
   double x = 0;
   Solver solver(a);
   solver.Factorise(a.values.data());
-  EXPECT_EQ(solver.Solve(&b, &x),
-            SparseStatus::Inexact);  // x has few digits below the smallest normal number
+  // x has few digits below the smallest normal number.
+  EXPECT_EQ(solver.Solve(&b, &x), SparseStatus::Inexact);
   const double error = reference::componentwise_error(a, &x, &b);
   EXPECT_NEAR(solver.Report().backward_error, error, error / 10);
 }
@@ -364,16 +377,14 @@ TEST(SparseSolver, TwoThreadsGiveTheBitsOfOne) {
   const Coordinates matrices[] = {reference::flowsheet_matrix(60, 6, random),
                                   reference::column_matrix(60, 5, random)};
   const auto work = [&](const Coordinates& a, Vector& results) {
-    for (const SparseMethod method : kMethods) {
-      Solver solver(a, by(method));
-      for (int round = 0; round < 10; ++round) {
-        Vector x(static_cast<std::size_t>(a.n), 1.0);
-        round % 2 ? solver.Refactorise(a.values.data()) : solver.Factorise(a.values.data());
-        solver.Solve(x.data(), x.data());
-        x.push_back(solver.Report().backward_error);
-        x.push_back(solver.Report().condition);
-        results.insert(results.end(), x.begin(), x.end());
-      }
+    for (int round = 0; round < 30; ++round) {
+      Solver solver(a, by(kMethods[round % 3]));
+      Vector x(a.n, 1.0);
+      solver.Factorise(a.values.data());
+      solver.Refactorise(a.values.data());
+      solver.Solve(x.data(), x.data());
+      x.push_back(solver.Report().backward_error);
+      results.insert(results.end(), x.begin(), x.end());
     }
   };
   Vector alone[2], together[2];
@@ -382,33 +393,6 @@ TEST(SparseSolver, TwoThreadsGiveTheBitsOfOne) {
   work(matrices[0], together[0]);
   other.join();
   for (int k = 0; k < 2; ++k) EXPECT_EQ(together[k], alone[k]);
-}
-
-TEST(SparseSolver, EstimatesTheConditionPlainAndEquilibrated) {
-  Random random(22);
-  for (int round = 0; round < 30; ++round) {
-    SCOPED_TRACE(round);
-    const Coordinates a = reference::random_square(reference::number(random, 1, 25), 3, random);
-    const Coordinates scaled = reference::badly_scaled(a, 24, random);
-    const double truth = reference::dense_condition(reference::dense(a));
-    double raw = 0, equilibrated = 0, raw_scaled = 0, equilibrated_scaled = 0;
-    Solver solver(a), badly(scaled);
-    EXPECT_EQ(solver.ConditionEstimate(&raw, &equilibrated), SparseStatus::NotFactorised);
-    EXPECT_TRUE(std::isnan(raw));
-    solver.Factorise(a.values.data());
-    badly.Factorise(scaled.values.data());
-    ASSERT_EQ(solver.ConditionEstimate(&raw, &equilibrated), SparseStatus::Factorised);
-    ASSERT_EQ(badly.ConditionEstimate(&raw_scaled, nullptr), SparseStatus::Factorised);
-    badly.ConditionEstimate(nullptr, &equilibrated_scaled);
-    EXPECT_LE(raw, 1.0001 * truth);
-    EXPECT_GE(raw, truth / 5);
-    EXPECT_GE(solver.Report().condition, equilibrated / 100);
-    EXPECT_LE(solver.Report().condition, 1e6 * equilibrated);  // its scaling is a quick one
-    const double truth_scaled = reference::dense_condition(reference::dense(scaled));
-    EXPECT_LE(raw_scaled, 1.0001 * truth_scaled);
-    EXPECT_GE(raw_scaled, truth_scaled / 5);
-    EXPECT_LE(equilibrated_scaled, 1000 * equilibrated);
-  }
 }
 
 }  // namespace
