@@ -117,24 +117,23 @@ class Map {
     while (static_cast<int>(eigenvalues_.size()) < n) add(uniform(-largest, largest));
   }
 
+  void add_dominant(double value, int n, double largest_other) {
+    add(value);
+    fill(n, largest_other);
+  }
+
   void choose_spectrum() {
     radius_ = 1 - log_uniform(0.001, 0.5);
     kappa_ = log_uniform(1, 30);
     const double r = radius_;
     const int n = whole(5, 20);
     switch (kind_) {
-      case Kind::kOneDominant:
-        add(r);
-        return fill(n, 0.5 * r);
       case Kind::kTwoClose:
         add(r);
         add(1 - (1 - r) * uniform(1.05, 1.5));
         return fill(n, 0.5 * r);
       case Kind::kComplexPair:
         add_pair(r, uniform(0.1, 3.0));
-        return fill(n, 0.5 * r);
-      case Kind::kNegative:
-        add(-r);
         return fill(n, 0.5 * r);
       case Kind::kSpread:
         add(r);
@@ -147,45 +146,37 @@ class Map {
         return fill(std::max(10, n), 0.3);
       case Kind::kFast:
         radius_ = uniform(0.02, 0.5);
-        add(sign() * radius_);
-        return fill(n, radius_);
+        return add_dominant(sign() * radius_, n, radius_);
       case Kind::kNonlinear:
         curvature_ = 0.1 * (1 - r);
-        add(r);
-        return fill(n, 0.7 * r);
+        return add_dominant(r, n, 0.7 * r);
       case Kind::kNoise:
         noise_ = 1e-10;
-        add(r);
-        return fill(n, 0.7 * r);
+        return add_dominant(r, n, 0.7 * r);
       case Kind::kBounds:
         add(r);
-        add(uniform(0.5, 1) * r);
-        return fill(n, 0.6 * r);
+        return add_dominant(uniform(0.5, 1) * r, n, 0.6 * r);
       case Kind::kOneOrTwoUnknowns:
         add(sign() * r);
         if (whole(0, 1) == 1) add(uniform(-r, r));
         return;
       case Kind::kNonNormal:
         kappa_ = 100;
-        add(r);
-        return fill(n, 0.8 * r);
+        return add_dominant(r, n, 0.8 * r);
       case Kind::kDiverging:
         radius_ = 1 + log_uniform(0.001, 2);
-        if (whole(0, 2) == 0) {
-          add_pair(radius_, uniform(0.1, 3.0));
-        } else {
-          add(sign() * radius_);
-        }
+        if (whole(0, 2) > 0) return add_dominant(sign() * radius_, n, 0.9);
+        add_pair(radius_, uniform(0.1, 3.0));
         return fill(n, 0.9);
       case Kind::kDrift:
         radius_ = 1;
         drift_ = log_uniform(1e-6, 1e-2);
-        add(1.0);
-        return fill(n, 0.9);
+        return add_dominant(1, n, 0.9);
       case Kind::kLoud:
         noise_ = log_uniform(1e-7, 1e-4);
-        add(sign() * r);
-        return fill(n, 0.9 * r);
+        return add_dominant(sign() * r, n, 0.9 * r);
+      default:
+        return add_dominant(kind_ == Kind::kNegative ? -r : r, n, 0.5 * r);
     }
   }
 
@@ -208,19 +199,12 @@ class Map {
     return q;
   }
 
-  static Matrix product(const Matrix& a, const Matrix& b) {
-    Matrix c(a.size(), Vector(b[0].size(), 0.0));
+  static Matrix product(const Matrix& a, const Matrix& b, bool transposed_a = false) {
+    Matrix c(a.size(), Vector(b.size()));
     for (std::size_t i = 0; i < a.size(); ++i)
       for (std::size_t k = 0; k < b.size(); ++k)
-        for (std::size_t j = 0; j < b[0].size(); ++j) c[i][j] += a[i][k] * b[k][j];
+        for (std::size_t j = 0; j < b.size(); ++j) c[i][j] += (transposed_a ? a[k][i] : a[i][k]) * b[k][j];
     return c;
-  }
-
-  static Matrix transposed(const Matrix& a) {
-    Matrix t = a;
-    for (std::size_t i = 0; i < a.size(); ++i)
-      for (std::size_t j = 0; j < a.size(); ++j) t[j][i] = a[i][j];
-    return t;
   }
 
   /// V = P D Q with orthogonal P, Q and D from 1 to kappa.
@@ -228,16 +212,16 @@ class Map {
     const std::size_t n = eigenvalues_.size();
     const Matrix p = random_orthogonal(n), q = random_orthogonal(n);
     if (n == 1) kappa_ = 1;
-    Matrix left = p, right = transposed(p);
+    Matrix left = p, right = p;
     for (std::size_t k = 0; k < n; ++k) {
       const double d = n == 1 ? 1 : std::pow(kappa_, static_cast<double>(k) / static_cast<double>(n - 1));
       for (std::size_t i = 0; i < n; ++i) {
-        left[i][k] *= d;
-        right[k][i] /= d;
+        left[i][k] = p[i][k] * d;
+        right[k][i] = p[i][k] / d;
       }
     }
     left = product(left, q);
-    right = product(transposed(q), right);
+    right = product(q, right, true);
     Matrix b(n, Vector(n, 0.0));
     for (std::size_t i = 0; i < n; ++i) {
       b[i][i] = eigenvalues_[i].real();
@@ -246,8 +230,7 @@ class Map {
       if (imaginary < 0) b[i][i - 1] = -imaginary;
     }
     a_ = product(product(left, b), right);
-    drift_direction_.assign(n, 0.0);
-    for (std::size_t i = 0; i < n; ++i) drift_direction_[i] = left[i][0];
+    for (const Vector& row : left) drift_direction_.push_back(row[0]);
   }
 
   void choose_points() {
