@@ -5,6 +5,7 @@
 
 #include <map>
 #include <set>
+#include <utility>
 
 #include "tests/support/sparse_matrices.h"
 
@@ -37,34 +38,30 @@ inline Coordinates transpose(Coordinates a) {
 /// Returns A x, rounded once.
 inline Vector product(const Coordinates& a, const Vector& x) {
   std::vector<Real> sum(x.size());
-  for (const auto& [place, value] : summed(a))
-    sum[static_cast<std::size_t>(place.first - 1)] +=
-        Real{value} * x[static_cast<std::size_t>(place.second - 1)];
+  for (const auto& [place, value] : summed(a)) sum[place.first - 1] += Real{value} * x[place.second - 1];
   return Vector(sum.begin(), sum.end());
 }
 
 /// Returns the componentwise backward error of x, the larger of omega1 and omega2 (M. Arioli, J. W. Demmel
 /// and I. S. Duff, SIAM J. Matrix Anal. Appl. 10, 165 (1989)), in the units of `a`. Not finite: infinity.
 inline double componentwise_error(const Coordinates& a, const double* x, const double* b) {
-  const auto n = static_cast<std::size_t>(a.n);
-  std::vector<Real> residual(b, b + n), terms(n), sizes(n);
-  Real largest = 0;
-  for (std::size_t j = 0; j < n; ++j) {
+  std::vector<Real> residual(b, b + a.n), terms(a.n), sizes(a.n);
+  Real largest = 0, omega = 0;
+  for (int j = 0; j < a.n; ++j) {
     if (!std::isfinite(x[j])) return std::numeric_limits<double>::infinity();
     largest = std::max(largest, std::fabs(Real{x[j]}));
   }
   for (const auto& [place, value] : summed(a)) {
-    const auto i = static_cast<std::size_t>(place.first - 1), j = static_cast<std::size_t>(place.second - 1);
-    const Real term = Real{value} * x[j];
+    const int i = place.first - 1;
+    const Real term = Real{value} * x[place.second - 1];
     residual[i] -= term;
     terms[i] += std::fabs(term);
     sizes[i] += std::fabs(Real{value});
   }
-  Real omega = 0;
-  for (std::size_t i = 0; i < n; ++i) {
+  for (int i = 0; i < a.n; ++i) {
     const Real left = std::fabs(residual[i]), right = std::fabs(Real{b[i]}), possible = sizes[i] * largest;
     if (left == 0) continue;
-    const bool significant = terms[i] + right > 1000 * Real{kEpsilon} * n * (possible + right);
+    const bool significant = terms[i] + right > 1000 * Real{kEpsilon} * a.n * (possible + right);
     omega = std::max(omega, left / (significant ? terms[i] + right : terms[i] + possible));
   }
   return static_cast<double>(omega);
@@ -74,41 +71,32 @@ inline double componentwise_error(const Coordinates& a, const double* x, const d
 /// vanishes.
 inline double dense_condition(const Dense& a) {
   const int n = a.rows;
-  const auto at = [n](int i, int j) {
-    return static_cast<std::size_t>(i) * static_cast<std::size_t>(n) + static_cast<std::size_t>(j);
-  };
-  std::vector<Real> m(at(n, 0));
+  // The inverse replaces the matrix, its rows and columns in another order, which keeps the 1-norm.
+  std::vector<std::vector<Real>> m(n, std::vector<Real>(n));
   for (int i = 0; i < n; ++i)
-    for (int j = 0; j < n; ++j) m[at(i, j)] = a(i, j);
-  // The inverse is built in place; its rows and columns come in the order of the pivots, so that its norm is
-  // that of the inverse once the columns are found again by `row_of`.
-  std::vector<bool> used_row(static_cast<std::size_t>(n)), used_column(static_cast<std::size_t>(n));
+    for (int j = 0; j < n; ++j) m[i][j] = a(i, j);
+  std::vector<bool> used_row(n), used_column(n);
   for (int step = 0; step < n; ++step) {
-    int row = -1, column = -1;
+    int row = 0, column = 0;
     Real most = 0;
     for (int i = 0; i < n; ++i)
       for (int j = 0; j < n; ++j)
-        if (!used_row[static_cast<std::size_t>(i)] && !used_column[static_cast<std::size_t>(j)] &&
-            std::fabs(m[at(i, j)]) > most)
-          most = std::fabs(m[at(i, j)]), row = i, column = j;
-    if (row < 0) return std::numeric_limits<double>::infinity();
-    used_row[static_cast<std::size_t>(row)] = used_column[static_cast<std::size_t>(column)] = true;
-    const Real pivot = m[at(row, column)];
-    for (int j = 0; j < n; ++j)
-      if (j != column) m[at(row, j)] /= pivot;
+        if (!used_row[i] && !used_column[j] && std::fabs(m[i][j]) > most)
+          most = std::fabs(m[i][j]), row = i, column = j;
+    if (most == 0) return std::numeric_limits<double>::infinity();
+    used_row[row] = used_column[column] = true;
+    const Real pivot = std::exchange(m[row][column], 1);
+    for (Real& value : m[row]) value /= pivot;
     for (int i = 0; i < n; ++i) {
       if (i == row) continue;
-      const Real factor = m[at(i, column)];
-      for (int j = 0; j < n; ++j)
-        if (j != column) m[at(i, j)] -= factor * m[at(row, j)];
-      m[at(i, column)] = -factor / pivot;
+      const Real factor = std::exchange(m[i][column], 0);
+      for (int j = 0; j < n; ++j) m[i][j] -= factor * m[row][j];
     }
-    m[at(row, column)] = 1 / pivot;
   }
   Real most = 0;
-  for (int j = 0; j < n; ++j) {  // a permutation of rows and columns keeps the 1-norm
+  for (int j = 0; j < n; ++j) {
     Real sum = 0;
-    for (int i = 0; i < n; ++i) sum += std::fabs(m[at(i, j)]);
+    for (int i = 0; i < n; ++i) sum += std::fabs(m[i][j]);
     most = std::max(most, sum);
   }
   return static_cast<double>(most) * norm1(a);
@@ -126,12 +114,11 @@ inline double power_of_ten(double decades, Random& random) {
 /// chance.
 inline Coordinates random_square(int n, double per_row, Random& random) {
   Coordinates a = random_matrix(n, n, std::min(1.0, per_row / n), random);
-  std::vector<int> partner(static_cast<std::size_t>(n));
+  std::vector<int> partner(n);
   std::iota(partner.begin(), partner.end(), 1);
   std::shuffle(partner.begin(), partner.end(), random);
   for (int i = 1; i <= n; ++i)
-    a.add(i, partner[static_cast<std::size_t>(i - 1)],
-          (number(random, 0, 1) ? 1 : -1) * (1 + uniform(random) / 2));
+    a.add(i, partner[i - 1], (number(random, 0, 1) ? 1 : -1) * (1 + uniform(random) / 2));
   return shuffled(a, random);
 }
 
@@ -155,9 +142,6 @@ inline HardMatrix scaled_badly(Random& random) {
   made.a = badly_scaled(made.a, 24, random);
   return made;
 }
-
-/// A full matrix of a given condition, or a sparse one a small step away from a deficient one.
-inline HardMatrix nearly_singular(Random& random);
 
 /// Replaces 1 to 3 rows by combinations of others.
 inline Dense with_dependent_rows(Dense a, bool whole_numbers, Random& random) {
@@ -188,14 +172,12 @@ inline HardMatrix equal_columns(Random& random) {
   return {shuffled(from_dense(a), random), Rank::kDeficient, {}};
 }
 
-inline Coordinates whole_deficient(Random& random) {
+inline HardMatrix whole_numbers(Random& random) {
   Dense a = dense(random_square(number(random, 3, 25), 3, random));
   for (double& value : a.values)
     if (value != 0) value = (value > 0 ? 1 : -1) * number(random, 1, 4);
-  return shuffled(from_dense(with_dependent_rows(a, true, random)), random);
+  return {shuffled(from_dense(with_dependent_rows(a, true, random)), random), Rank::kDeficient, {}};
 }
-
-inline HardMatrix whole_numbers(Random& random) { return {whole_deficient(random), Rank::kDeficient, {}}; }
 
 /// k rows have entries in k - 1 columns only.
 inline HardMatrix structurally_singular(Random& random) {
@@ -305,7 +287,7 @@ inline HardMatrix drifted(Random& random) {
 }
 
 inline HardMatrix turned_singular(Random& random) {
-  HardMatrix made{whole_deficient(random), Rank::kDeficient, {}};
+  HardMatrix made = whole_numbers(random);
   made.earlier_values = made.a.values;
   for (double& value : made.earlier_values) value += uniform(random) / 2;
   return made;
@@ -327,6 +309,7 @@ inline HardMatrix growing(Random& random) {
   return {shuffled(a, random), rank_by_condition(a), {}};
 }
 
+/// A full matrix of a given condition, or a sparse one a small step away from a deficient one.
 inline HardMatrix nearly_singular(Random& random) {
   const double distance = std::pow(10.0, -10.5 + 4.5 * uniform(random));  // 1e-15 .. 1e-6
   Coordinates a;

@@ -331,6 +331,14 @@ TEST(NormEstimate, IsInfiniteAfterAProductThatFails) {
 
 // ---- All of them
 
+TEST(Parts, ArraysBeginAtMultiplesOf64Bytes) {
+  Array<double> arrays[20];
+  for (int k = 0; k < 20; ++k) {
+    ASSERT_TRUE(arrays[k].allocate(1 + 3 * k) && arrays[k].lengthen(2 + 5 * k));
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(arrays[k].data()) % 64, 0U) << k;
+  }
+}
+
 TEST(Parts, SurviveEachRefusalOfMemory) {
   const auto structure = [](const Coordinates& a) {
     const SmallPattern p(a);

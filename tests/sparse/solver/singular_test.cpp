@@ -46,13 +46,15 @@ bool expect_diagnosis(const Coordinates& a, int rank, SparseMethod method = Spar
   EXPECT_EQ(unknowns.size(), a.n - found);
   const SparseIndices& other = by_values ? diagnosis.unmatched_equations : diagnosis.dependent_equations;
   EXPECT_EQ(other.count, 0);
-  if (testing::Test::HasFailure() || !by_values || found < 1) return by_values;
+  for (const Indices& indices : {equations, unknowns})
+    for (const int index : indices) EXPECT_TRUE(1 <= index && index <= a.n) << index;
+  if (testing::Test::HasFailure() || found < 1) return by_values;
   const Dense rest = without(reference::dense(a), equations, unknowns);
-  if (rank >= 0) {
-    EXPECT_EQ(reference::dense_rank(rest), rank);
-  }
   const Coordinates regular = reference::from_dense(rest);
-  EXPECT_EQ(regular.n, found);
+  SparseBlocks blocks;
+  EXPECT_EQ(Solver(regular).Blocks(&blocks), SparseStatus::Factorised) << "its structural rank is full";
+  if (!by_values) return false;
+  EXPECT_TRUE(rank < 0 || reference::dense_rank(rest) == rank);
   EXPECT_EQ(Solver(regular).Factorise(regular.values.data()), SparseStatus::Factorised);
   return by_values;
 }
