@@ -1,5 +1,5 @@
 // Singular matrices: they are found, and Diagnose names equations and unknowns without which the rest is
-// regular. The truth comes from dense elimination; structure_test tries all matchings.
+// regular. The truth comes from dense elimination; parts_test tries all matchings.
 
 #include "tests/sparse/solver/solving.h"
 
