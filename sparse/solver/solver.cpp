@@ -142,6 +142,13 @@ SparseStatus Solver::test(SparseStatus status) {
       status = factors_.repeat();
       continue;
     }
+    double raw = 0;
+    if (!estimate_raw_condition(raw)) return SparseStatus::NoMemory;
+    if (raw < kSingular) {  // a scaling that spoils the matrix proves nothing
+      report_.condition = raw;
+      tested_ = true;
+      return status;
+    }
     if (factors_serve()) return SparseStatus::Singular;
     status = factors_.improve(options_);
     if (status == SparseStatus::NotFactorised) return SparseStatus::Singular;  // as far as any factors tell
@@ -358,15 +365,21 @@ SparseStatus Solver::condition_estimate(double* raw, double* equilibrated) {
   if (raw) *raw = unknown;
   if (equilibrated) *equilibrated = unknown;
   if (now != SparseStatus::Factorised) return now;
-  Array<int> rows, columns;
-  if (!rows.allocate(system_.order()) || !columns.allocate(system_.order())) return SparseStatus::NoMemory;
-  rows.fill(0);
-  columns.fill(0);
-  if (raw && !estimate_condition_in(rows, columns, *raw)) return SparseStatus::NoMemory;
+  if (raw && !estimate_raw_condition(*raw)) return SparseStatus::NoMemory;
   if (!equilibrated) return now;
+  Array<int> rows, columns;
   const bool done =
       system_.equilibrate_thoroughly(rows, columns) && estimate_condition_in(rows, columns, *equilibrated);
   return done ? now : SparseStatus::NoMemory;
+}
+
+/// Estimates the condition number of the matrix in the caller's units.
+/// @return false: memory was refused
+bool Solver::estimate_raw_condition(double& condition) {
+  Array<int> none;
+  if (!none.allocate(system_.order())) return false;
+  none.fill(0);
+  return estimate_condition_in(none, none, condition);
 }
 
 /// Estimates the condition number of the matrix whose rows and columns are multiplied by powers of two.

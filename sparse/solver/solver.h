@@ -48,6 +48,7 @@ class Solver : public HostAllocated {
   SparseStatus better_factors();
   SparseStatus enter(SparseStatus status);
   bool estimate_condition(Engine& engine, double& condition);
+  bool estimate_raw_condition(double& condition);
   bool estimate_condition_in(const Array<int>& rows, const Array<int>& columns, double& condition);
   bool factors_serve();
 

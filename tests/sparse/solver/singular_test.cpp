@@ -173,5 +173,18 @@ TEST(SparseSingular, DiagnoseTestsWhateverTheJudge) {
   EXPECT_EQ(solver.Report().factorisations, made) << "nothing new to find out";
 }
 
+TEST(SparseSingular, TinyEntriesDoNotMakeARegularMatrixSingular) {
+  Random random(17);
+  for (int round = 0; round < 60; ++round) {
+    Coordinates a = reference::banded_matrix(20, 2, 2, random);
+    for (int i = 1; i <= 17; ++i)  // scaling drifts where they are taken for the size of a row
+      a.add(i, reference::number(random, i + 3, 20), std::pow(10.0, -reference::number(random, 30, 250)));
+    Solver solver(a);
+    EXPECT_EQ(solver.Factorise(a.values.data()), SparseStatus::Factorised) << round;
+    EXPECT_LE(solver.Report().condition, 4.5e15);
+    expect_solved(solver, a, reference::multiply(a, Vector(20, 1.0)));
+  }
+}
+
 }  // namespace
 }  // namespace solver_tests
