@@ -1,7 +1,8 @@
 // The loop of FixedPoint. For each pass:
 //
 //  1. The outcome is clipped to the bounds, and its change measured relative to the nominal sizes.
-//  2. Converged, if the change is at most the tolerance.
+//  2. Converged, if the change is at most the tolerance, also relative to what the unknowns are now: learned
+//     sizes that are much larger shrink first.
 //  3. If the vector came from a step: the step is taken back if the change grew too much.
 //  4. The pair of vector and outcome goes to the eigenvalue estimate, the change to the judge of progress,
 //     which may say Diverging or Stalled.
@@ -10,8 +11,9 @@
 //     handed out, clipped to the bounds; else the outcome.
 //
 // The account begins anew (accelerators, eigenvalues, progress) where vectors of before say nothing of those
-// to come: other bounds are active, a nominal size has grown, or a vector was discarded. With other bounds
-// the judge of progress goes on, or an iteration that wanders between bounds would never be seen to stall.
+// to come: other bounds are active, a learned nominal size is another one, or a vector was discarded. With
+// other bounds the judge of progress goes on, or an iteration that wanders between bounds would never be seen
+// to stall.
 
 #include "accel/fixed_point.h"
 
@@ -26,7 +28,7 @@
 namespace corvidnum {
 namespace {
 
-/// While so many passes are made, learned nominal sizes may grow.
+/// While so many passes are made, learned nominal sizes may grow and shrink freely.
 constexpr int kLearningPasses = 10;
 /// No step is taken while the spectral radius seen is so large.
 constexpr double kLargestRadius = 0.9999;
@@ -116,7 +118,7 @@ FixedPointVerdict FixedPointCore::start(double* x) {
   progress_.begin();
   if (!all_finite(n_, x)) return end(FixedPointVerdict::NotFinite);
   scaling_.clip(x);
-  scaling_.learn(x, true);
+  scaling_.learn(x, x, true);
   copy(n_, x, next_);
   begin_account();
   scaling_.scale(x, scaled_);
@@ -140,9 +142,10 @@ FixedPointVerdict FixedPointCore::pass(double* x) {
   }
   scaling_.clip(x);
   watch_bounds_and_sizes(x);
-  const double change = newest().change = scaling_.largest_change(x, next_);
+  const double change = newest().change = measure_change(x);
   newest().radius = spectrum_.radius();
-  if (change <= tolerance_) return end(FixedPointVerdict::Converged);
+  const bool too_early = in_first_passes() && scaling_.is_moving(next_, x);
+  if (change <= tolerance_ && !too_early) return end(FixedPointVerdict::Converged);
   if (s_.stepped && !(change <= undo_factor_ * s_.change_before)) {
     take_back_step(x, FixedPointReason::Worse);
     return hand_out(x);
@@ -160,6 +163,16 @@ FixedPointVerdict FixedPointCore::pass(double* x) {
   }
   return hand_out(x);
 }
+
+/// Returns the change of the pass from next_ to x. Learned sizes that would hide it shrink.
+double FixedPointCore::measure_change(const double* x) {
+  const double change = scaling_.largest_change(x, next_);
+  if (!(change <= tolerance_) || !scaling_.shrink(next_, x)) return change;
+  note_other_sizes();
+  return scaling_.largest_change(x, next_);
+}
+
+bool FixedPointCore::in_first_passes() const { return s_.counts.passes <= kLearningPasses; }
 
 /// Hands the pass from point_ to x to the estimates.
 FixedPointVerdict FixedPointCore::judge_pass(const double* x) {
@@ -245,12 +258,18 @@ void FixedPointCore::begin_accelerators() {
 
 /// Begins the account anew where the outcome shows another iteration than the passes before.
 void FixedPointCore::watch_bounds_and_sizes(const double* outcome) {
-  const bool grew = scaling_.learn(outcome, s_.counts.passes <= kLearningPasses);
+  const bool other_sizes = scaling_.learn(next_, outcome, in_first_passes());
   const bool other_bounds = scaling_.note_active(outcome);
-  if (!grew && !(other_bounds && s_.evaluated)) return;
-  newest().reason = grew ? FixedPointReason::Rescaled : FixedPointReason::BoundsChanged;
+  if (other_sizes) return note_other_sizes();
+  if (!other_bounds || !s_.evaluated) return;
+  newest().reason = FixedPointReason::BoundsChanged;
   begin_account();
-  if (!grew) return;
+}
+
+/// Begins the account anew where what was scaled and measured before is not comparable.
+void FixedPointCore::note_other_sizes() {
+  newest().reason = FixedPointReason::Rescaled;
+  begin_account();
   progress_.measure_anew();
   s_.change_before = std::numeric_limits<double>::infinity();  // it was measured in another size
 }

@@ -60,7 +60,7 @@ enum class FixedPointReason : int {
   SwitchedOff = 8,        // steps had brought no progress
   LittleToGain = 9,       // too few passes are expected, or the step would remove too little
   BoundsChanged = 10,     // a plain pass met or left bounds: the iteration there is another one
-  Rescaled = 11,          // a nominal size had to grow
+  Rescaled = 11,          // a learned nominal size had to grow or to shrink
   MethodHasNoSteps = 12,  // FixedPointMethod::None
 };
 
@@ -89,7 +89,7 @@ struct FixedPointOptions {
   double undo_factor = 2;
   int account_length = 200;
   // Arrays with an element for each unknown, copied by the constructor; null: none.
-  const double* nominal = nullptr;  // above 0; null: learned from the first passes
+  const double* nominal = nullptr;  // above 0; null: learned
   const double* lower = nullptr;    // -infinity: no bound
   const double* upper = nullptr;    // infinity: no bound
 };
@@ -116,8 +116,14 @@ struct FixedPointCounts {
 /// Accelerates and judges a fixed-point iteration.
 ///
 /// - A pass evaluates x and hands in what came out. `Converged` is said where the largest change of a pass,
-///   relative to the nominal sizes, is at most the tolerance. On a linear iteration whose eigenvectors have
-///   condition kappa, the error is then at most about kappa * tolerance / (1 - spectral radius).
+///   relative to the nominal sizes, is at most the tolerance. Sizes that are not given are learned: they
+///   follow the unknowns in the first 10 passes, in which nothing converges that changes by half of its
+///   value, and shrink where `Converged` would else be said by sizes more than 4 times too large. A change
+///   below 2^-48 of an unknown's size in those passes counts as none, so that unknowns can go to 0; it is too
+///   much where the start is 1e6 times too large and the passes are slow. An unknown that is rounding noise
+///   around 0 from the start is measured against itself and never converges. Give nominal sizes in both
+///   cases. On a linear iteration whose eigenvectors have condition kappa, the error is then at most about
+///   kappa * tolerance / (1 - spectral radius).
 /// - Steps extrapolate by DomEigenAccel or MulDomEigenAccel, which see the vector scaled by powers of two, so
 ///   that nothing is rounded and no absolute limit is met. A step that makes the next pass change more than
 ///   `undo_factor` times as much is taken back. Where steps bring no progress they are switched off.

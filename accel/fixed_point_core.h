@@ -64,6 +64,8 @@ class FixedPointCore : public HostAllocated {
   bool allocate(const FixedPointOptions& options);
   bool make_accelerators(const FixedPointOptions& options);
 
+  double measure_change(const double* x);
+  bool in_first_passes() const;
   FixedPointVerdict judge_pass(const double* x);
   FixedPointVerdict end(FixedPointVerdict verdict);
   FixedPointVerdict hand_out(double* x);
@@ -73,6 +75,7 @@ class FixedPointCore : public HostAllocated {
   void begin_account();
   void begin_accelerators();
   void watch_bounds_and_sizes(const double* outcome);
+  void note_other_sizes();
 
   void receive();
   void withdraw_offers();

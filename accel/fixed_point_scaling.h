@@ -18,10 +18,20 @@ class Scaling {
   /// Forgets the learned sizes.
   void begin();
 
-  /// Grows the nominal sizes, if they are to be learned, to the elements of x.
-  /// @param may_grow false: only sizes not known yet are learned
-  /// @return whether a size that was in use grew, so that scaled vectors of before are not comparable
-  bool learn(const double* x, bool may_grow);
+  /// Learns nominal sizes, if they are to be learned, from a pass. Sizes grow with the outcome. In the first
+  /// passes they also shrink with unknowns that have settled at smaller values, so that a start far too large
+  /// is forgotten.
+  /// @param point, outcome [n] of the pass; for the start both are the same
+  /// @param first_passes false: sizes grow at most to the largest of the first passes
+  /// @return whether a size in use is another one now, so that scaled vectors of before are not comparable
+  bool learn(const double* point, const double* outcome, bool first_passes);
+  /// Shrinks learned sizes of unknowns that have become much smaller and still change, relative to what they
+  /// are now, by more than the tolerance. A change at the rounding level of the largest learned size of the
+  /// unknown counts as none, or an unknown that goes to 0 would never converge.
+  /// @return whether a size shrank
+  bool shrink(const double* point, const double* outcome);
+  /// Returns whether an unknown whose size is learned has not settled yet.
+  bool is_moving(const double* point, const double* outcome) const;
   /// Moves x into its bounds. Marks in `active` which elements lie on or beyond a bound.
   /// @return whether an element was beyond
   bool clip(double* x) const;
@@ -39,6 +49,7 @@ class Scaling {
   template <class Visitor>
   void each_part(Visitor& visit) {
     visit_array(visit, nominal_, n_);
+    visit_array(visit, largest_, n_);
     visit_array(visit, factor_, n_);
     visit_array(visit, active_, n_);
   }
@@ -47,9 +58,10 @@ class Scaling {
   void set_size(int i, double size);
 
   int n_ = 0;
-  int tolerance_exponent_ = 0;
+  double tolerance_ = 0;
   bool learning_ = true;
   double* nominal_ = nullptr;  // 0: not known yet
+  double* largest_ = nullptr;  // learned in the first passes
   double* factor_ = nullptr;   // a power of two
   double* lower_ = nullptr;    // null: no bounds
   double* upper_ = nullptr;

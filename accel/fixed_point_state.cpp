@@ -15,7 +15,7 @@ namespace corvidnum {
 namespace {
 
 constexpr std::uint64_t kMark = 0x31544e494f505846;  // "FXPOINT1" in a file of a little-endian machine
-constexpr std::int32_t kVersion = 1;
+constexpr std::int32_t kVersion = 2;
 
 struct Header {
   std::uint64_t mark;

@@ -414,4 +414,35 @@ TEST(CInterface, TakesTheSamePasses) {
   EXPECT_EQ(corvidnum_fixed_point_start(nullptr, x.data()), CORVIDNUM_FIXED_POINT_NO_MEMORY);
 }
 
+// ---- Learned sizes
+
+TEST(LearnedSizes, ForgetAStartFarTooLarge) {
+  const double golden = (3 + std::sqrt(5.0)) / 2;  // the fixed point of the first model
+  const Model root = [](Vector& x) { x[0] = std::sqrt(x[0]) + 1; };
+  const Model slow = [](Vector& x) { x[0] = 0.95 * x[0] + 0.05; };
+  const Model both = [](Vector& x) { x = {0.5 * x[0] + 0.5, std::sqrt(x[1]) + 1}; };
+  for (const double start : {1e4, 1e9, 1e30}) {
+    SCOPED_TRACE(start);
+    for (const FixedPointMethod method : {FixedPointMethod::None, FixedPointMethod::Automatic}) {
+      const Ended one = iterate({start}, with_method(method), root);
+      EXPECT_EQ(one.verdict, Verdict::Converged);
+      EXPECT_NEAR(one.x[0], golden, 1e-7);
+      const Ended two = iterate({1e3, start}, with_method(method), both);
+      EXPECT_NEAR(two.x[0], 1, 1e-7);
+      EXPECT_NEAR(two.x[1], golden, 1e-7);
+    }
+  }
+  EXPECT_NEAR(iterate({1e6}, with_method(FixedPointMethod::None), slow).x[0], 1, 1e-6);
+}
+
+TEST(LearnedSizes, LetUnknownsGoToZero) {
+  // The second unknown is what remains of a difference, and ends in its rounding errors.
+  const Model model = [](Vector& x) { x = {7 + 0.3 * x[0], 0.3 * (x[0] - 10) + 0.6 * x[1]}; };
+  const Model alone = [](Vector& x) { x[0] *= 0.9; };
+  for (const FixedPointMethod method : {FixedPointMethod::None, FixedPointMethod::Automatic}) {
+    EXPECT_EQ(iterate({1, 1}, with_method(method, 200), model).verdict, Verdict::Converged);
+    EXPECT_EQ(iterate({1}, with_method(method, 500), alone).verdict, Verdict::Converged);
+  }
+}
+
 }  // namespace
