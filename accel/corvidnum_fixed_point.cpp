@@ -29,14 +29,18 @@ class Handle : public HostAllocated {
     free_array(upper);
   }
 
-  /// Makes a new iteration of the present settings.
-  bool build() {
-    delete iteration;
+  /// Returns a new iteration of the present settings, which the caller owns; null if memory is refused.
+  FixedPoint* build() {
     options.nominal = nominal;
     options.lower = lower;
     options.upper = upper;
-    iteration = new FixedPoint(unknowns, options);
-    return iteration != nullptr;
+    return new FixedPoint(unknowns, options);
+  }
+
+  /// Goes over to an iteration that `build` made, and owns it.
+  void replace(FixedPoint* by) {
+    delete iteration;
+    iteration = by;
   }
 
   /// Replaces an array by a copy of `from`; null leaves none.
@@ -121,7 +125,11 @@ int corvidnum_fixed_point_option(int i, char* name, int capacity, double* lowest
 
 int corvidnum_fixed_point_start(corvidnum_fixed_point* iteration, double* x) {
   enter_library();
-  if (!iteration || !handle_of(iteration)->build()) return number_of(FixedPointVerdict::NoMemory);
+  if (!iteration) return number_of(FixedPointVerdict::NoMemory);
+  Handle* const handle = handle_of(iteration);
+  handle->replace(nullptr);  // frees its memory before the new one allocates
+  handle->replace(handle->build());
+  if (!handle->iteration) return number_of(FixedPointVerdict::NoMemory);
   return number_of(started(iteration)->Start(x));
 }
 
@@ -184,6 +192,11 @@ int corvidnum_fixed_point_save(corvidnum_fixed_point* iteration, char* state, in
 int corvidnum_fixed_point_restore(corvidnum_fixed_point* iteration, const char* state, int64_t bytes) {
   enter_library();
   if (!iteration) return 0;
-  if (!started(iteration) && !handle_of(iteration)->build()) return 0;
-  return started(iteration)->Restore(state, bytes);
+  FixedPoint* const restored = handle_of(iteration)->build();
+  if (!restored || !restored->Restore(state, bytes)) {
+    delete restored;
+    return 0;
+  }
+  handle_of(iteration)->replace(restored);
+  return 1;
 }

@@ -97,7 +97,8 @@ CORVIDNUM_API int corvidnum_fixed_point_eigenvalues(corvidnum_fixed_point* itera
 CORVIDNUM_API int64_t corvidnum_fixed_point_state_size(corvidnum_fixed_point* iteration);
 /// Writes the state. @return 1, or 0 if `bytes` is too small
 CORVIDNUM_API int corvidnum_fixed_point_save(corvidnum_fixed_point* iteration, char* state, int64_t bytes);
-/// Continues from a saved state; settings must be made as before. @return 1, or 0 if the record is refused
+/// Continues from a saved state with the present settings; unknowns, method, eigenvalues and account_length
+/// must be as before. @return 1; or 0, and the iteration is as it was, if the record or memory is refused
 CORVIDNUM_API int corvidnum_fixed_point_restore(corvidnum_fixed_point* iteration, const char* state,
                                                 int64_t bytes);
 

@@ -445,4 +445,28 @@ TEST(LearnedSizes, LetUnknownsGoToZero) {
   }
 }
 
+TEST(CInterface, RestoresWithThePresentSettings) {
+  corvidnum_fixed_point* const c = corvidnum_fixed_point_create(1);
+  corvidnum_fixed_point_set(c, "method", CORVIDNUM_FIXED_POINT_METHOD_NONE);
+  corvidnum_fixed_point_set(c, "pass_limit", 5);
+  Vector x = {0};
+  const auto go_on = [&](int verdict) {
+    while (verdict == CORVIDNUM_FIXED_POINT_CONTINUE) {
+      x[0] = 0.9 * x[0] + 1;
+      verdict = corvidnum_fixed_point_pass(c, x.data());
+    }
+    return verdict;
+  };
+  ASSERT_EQ(go_on(corvidnum_fixed_point_start(c, x.data())), CORVIDNUM_FIXED_POINT_PASS_LIMIT);
+  std::vector<char> record(static_cast<std::size_t>(corvidnum_fixed_point_state_size(c)));
+  const auto size = static_cast<std::int64_t>(record.size());
+  ASSERT_EQ(corvidnum_fixed_point_save(c, record.data(), size), 1);
+  corvidnum_fixed_point_set(c, "pass_limit", 500);
+  EXPECT_EQ(corvidnum_fixed_point_restore(c, record.data(), size - 1), 0);
+  EXPECT_EQ(go_on(CORVIDNUM_FIXED_POINT_CONTINUE), CORVIDNUM_FIXED_POINT_PASS_LIMIT);  // as it was
+  EXPECT_EQ(corvidnum_fixed_point_restore(c, record.data(), size), 1);
+  EXPECT_EQ(go_on(CORVIDNUM_FIXED_POINT_CONTINUE), CORVIDNUM_FIXED_POINT_CONVERGED);
+  corvidnum_fixed_point_destroy(c);
+}
+
 }  // namespace
