@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "accel/fixed_point.h"
 #include "accel/vectors.h"
@@ -43,13 +44,23 @@ class Handle : public HostAllocated {
     iteration = by;
   }
 
-  /// Replaces an array by a copy of `from`; null leaves none.
-  bool keep(double*& array, const double* from) const {
-    free_array(array);
-    if (!from) return true;
-    array = allocate_zeros(unknowns);
-    if (array) copy(unknowns, from, array);
-    return array != nullptr;
+  /// Replaces arrays by copies of others; null leaves none.
+  /// @return false, and all arrays are as they were, if memory is refused
+  template <int count>
+  bool keep(double** const (&arrays)[count], const double* const (&from)[count]) const {
+    double* copies[count] = {};
+    bool complete = true;
+    for (int i = 0; i < count; ++i) {
+      if (!from[i]) continue;
+      copies[i] = allocate_zeros(unknowns);
+      if (copies[i]) copy(unknowns, from[i], copies[i]);
+      complete = complete && copies[i];
+    }
+    for (int i = 0; i < count; ++i) {
+      if (complete) std::swap(*arrays[i], copies[i]);
+      free_array(copies[i]);
+    }
+    return complete;
   }
 
   const int unknowns;
@@ -101,14 +112,15 @@ double corvidnum_fixed_point_get(corvidnum_fixed_point* iteration, const char* n
 
 int corvidnum_fixed_point_set_nominal(corvidnum_fixed_point* iteration, const double* nominal) {
   enter_library();
-  return iteration && handle_of(iteration)->keep(handle_of(iteration)->nominal, nominal);
+  Handle* const handle = handle_of(iteration);
+  return handle && handle->keep({&handle->nominal}, {nominal});
 }
 
 int corvidnum_fixed_point_set_bounds(corvidnum_fixed_point* iteration, const double* lower,
                                      const double* upper) {
   enter_library();
   Handle* const handle = handle_of(iteration);
-  return handle && handle->keep(handle->lower, lower) && handle->keep(handle->upper, upper);
+  return handle && handle->keep({&handle->lower, &handle->upper}, {lower, upper});
 }
 
 int corvidnum_fixed_point_option(int i, char* name, int capacity, double* lowest, double* standard,

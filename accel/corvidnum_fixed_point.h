@@ -62,9 +62,9 @@ CORVIDNUM_API void corvidnum_fixed_point_destroy(corvidnum_fixed_point* iteratio
 CORVIDNUM_API int corvidnum_fixed_point_set(corvidnum_fixed_point* iteration, const char* name, double value);
 /// Returns the value of an option; NaN if there is none of that name.
 CORVIDNUM_API double corvidnum_fixed_point_get(corvidnum_fixed_point* iteration, const char* name);
-/// Copies nominal sizes. @return 1, or 0 if memory is refused
+/// Copies nominal sizes; null: none. @return 1; or 0, and the former ones hold, if memory is refused
 CORVIDNUM_API int corvidnum_fixed_point_set_nominal(corvidnum_fixed_point* iteration, const double* nominal);
-/// Copies bounds. @return 1, or 0 if memory is refused
+/// Copies bounds; null: none. @return 1; or 0, and both former ones hold, if memory is refused
 CORVIDNUM_API int corvidnum_fixed_point_set_bounds(corvidnum_fixed_point* iteration, const double* lower,
                                                    const double* upper);
 /// Tells name and range of the i-th option, from 0.

@@ -469,4 +469,23 @@ TEST(CInterface, RestoresWithThePresentSettings) {
   corvidnum_fixed_point_destroy(c);
 }
 
+TEST(CInterface, KeepsFormerBoundsIfMemoryIsRefused) {
+  corvidnum_fixed_point* const c = corvidnum_fixed_point_create(2);
+  const Vector lower = {0, 0}, upper = {5, 5}, others = {7, 7};
+  ASSERT_EQ(corvidnum_fixed_point_set_bounds(c, lower.data(), upper.data()), 1);
+  for (const int allocation : {1, 2}) {
+    corvid_host::FailAllocation(allocation);
+    EXPECT_EQ(corvidnum_fixed_point_set_bounds(c, others.data(), others.data()), 0);
+    corvid_host::StopFailing();
+    Vector x = {-3, 9};
+    EXPECT_EQ(corvidnum_fixed_point_start(c, x.data()), CORVIDNUM_FIXED_POINT_CONTINUE);
+    EXPECT_EQ(x, (Vector{0, 5}));
+  }
+  ASSERT_EQ(corvidnum_fixed_point_set_bounds(c, nullptr, others.data()), 1);
+  Vector x = {-3, 9};
+  EXPECT_EQ(corvidnum_fixed_point_start(c, x.data()), CORVIDNUM_FIXED_POINT_CONTINUE);
+  EXPECT_EQ(x, (Vector{-3, 7}));
+  corvidnum_fixed_point_destroy(c);
+}
+
 }  // namespace
