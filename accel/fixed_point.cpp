@@ -201,11 +201,10 @@ FixedPointVerdict FixedPointCore::discard(double* x) {
     ++s_.halvings;
     for (int i = 0; i < n_; ++i) x[i] = 0.5 * point_[i] + 0.5 * next_[i];
     begin_account();
+    scaling_.scale(x, scaled_);
+    receive();
   }
   copy(n_, x, next_);
-  scaling_.scale(x, scaled_);
-  receive();
-  withdraw_offers();
   return s_.verdict;
 }
 

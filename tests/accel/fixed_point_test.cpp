@@ -488,4 +488,31 @@ TEST(CInterface, KeepsFormerBoundsIfMemoryIsRefused) {
   corvidnum_fixed_point_destroy(c);
 }
 
+TEST(HandedOut, TakesADiscardedStepBackLikeOneBehindWhichThePassFails) {
+  const Model model = [](Vector& x) { x = {1 + 0.93 * x[0], 1 + 0.5 * x[1], 1 + 0.2 * x[2]}; };
+  const Vector sizes = {1, 1, 1};
+  const auto passes_behind = [&](FixedPointOptions options, bool discards) {
+    options.nominal = sizes.data();
+    FixedPoint iteration(3, options);
+    Vector x = {0, 0, 0};
+    Verdict verdict = iteration.Start(x.data());
+    FixedPointRecord newest = {};
+    while (verdict == Verdict::Continue && newest.step != FixedPointStep::Taken) {
+      model(x);
+      verdict = iteration.Pass(x.data());
+      iteration.Record(0, newest);
+    }
+    if (discards) {
+      verdict = iteration.Discard(x.data());
+    } else {
+      x[0] = kNaN;
+      verdict = iteration.Pass(x.data());
+    }
+    const std::int64_t before = iteration.Counts().passes;
+    return go_on(iteration, x, model, verdict).counts.passes - before;
+  };
+  for (const FixedPointMethod method : {FixedPointMethod::Dominant, FixedPointMethod::Automatic})
+    EXPECT_EQ(passes_behind(with_method(method), true), passes_behind(with_method(method), false));
+}
+
 }  // namespace
