@@ -560,6 +560,12 @@ module corvidnum
       real(c_double), intent(inout) :: x(*)
     end function
 
+    integer(c_int) function corvidnum_fixed_point_next(iteration, x) bind(C)
+      import :: c_int, c_double, c_ptr
+      type(c_ptr), value :: iteration
+      real(c_double), intent(inout) :: x(*)
+    end function
+
     subroutine corvidnum_fixed_point_text(verdict, text, capacity) bind(C)
       import :: c_int, c_char
       integer(c_int), value :: verdict

@@ -155,6 +155,11 @@ int corvidnum_fixed_point_discard(corvidnum_fixed_point* iteration, double* x) {
   return inner ? number_of(inner->Discard(x)) : verdict_without(iteration);
 }
 
+int corvidnum_fixed_point_next(corvidnum_fixed_point* iteration, double* x) {
+  const FixedPoint* const inner = started(iteration);
+  return inner && inner->Next(x);
+}
+
 void corvidnum_fixed_point_text(int verdict, char* text, int capacity) {
   copy_text(TextOf(static_cast<FixedPointVerdict>(verdict)), text, capacity);
 }

@@ -79,6 +79,9 @@ CORVIDNUM_API int corvidnum_fixed_point_start(corvidnum_fixed_point* iteration, 
 CORVIDNUM_API int corvidnum_fixed_point_pass(corvidnum_fixed_point* iteration, double* x);
 /// Tells that x cannot be evaluated, and receives what to evaluate instead.
 CORVIDNUM_API int corvidnum_fixed_point_discard(corvidnum_fixed_point* iteration, double* x);
+/// Copies the vector to evaluate next, as is needed behind a restore. @return 1, or 0 if the iteration has
+/// ended
+CORVIDNUM_API int corvidnum_fixed_point_next(corvidnum_fixed_point* iteration, double* x);
 /// Writes the text of a verdict, cut to [capacity] characters with the zero at its end.
 CORVIDNUM_API void corvidnum_fixed_point_text(int verdict, char* text, int capacity);
 

@@ -208,6 +208,12 @@ FixedPointVerdict FixedPointCore::discard(double* x) {
   return s_.verdict;
 }
 
+bool FixedPointCore::next(double* x) const {
+  if (s_.verdict != FixedPointVerdict::Continue && s_.verdict != FixedPointVerdict::PassLimit) return false;
+  copy(n_, next_, x);
+  return true;
+}
+
 FixedPointVerdict FixedPointCore::end(FixedPointVerdict verdict) { return s_.verdict = verdict; }
 
 /// Remembers x as what is evaluated next, unless the passes are used up.
@@ -428,6 +434,8 @@ FixedPointVerdict FixedPoint::Discard(double* x) {
   if (!core) return FixedPointVerdict::NoMemory;
   return x ? core->discard(x) : FixedPointVerdict::BadInput;
 }
+
+bool FixedPoint::Next(double* x) const { return core && x && core->next(x); }
 
 FixedPointVerdict FixedPoint::Verdict() const { return core ? core->verdict() : FixedPointVerdict::NoMemory; }
 

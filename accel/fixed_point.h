@@ -162,6 +162,10 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   /// @return Continue; NotFinite if x is the start, or after 30 halvings without a pass between
   FixedPointVerdict Discard(double* x);
 
+  /// Copies the vector to evaluate next, which a host needs behind Restore.
+  /// @param x [unknowns] out
+  /// @return false, and nothing is copied, unless the verdict is Continue or PassLimit
+  bool Next(double* x) const;
   FixedPointVerdict Verdict() const;
   int Unknowns() const;
   FixedPointCounts Counts() const;
@@ -197,7 +201,7 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   bool Save(void* state, std::int64_t size) const;
   /// Continues a saved iteration. Unknowns and the options `method`, `eigenvalues` and `account_length` must
   /// be those of the object that saved; the others may differ, so that a run that met its pass limit goes on
-  /// with a higher one.
+  /// with a higher one. Next tells the vector to evaluate.
   /// @return false, and the object is as it was, if the record is damaged, cut, or of another kind
   bool Restore(const void* state, std::int64_t size);
 

@@ -30,6 +30,7 @@ class FixedPointCore : public HostAllocated {
   FixedPointVerdict start(double* x);
   FixedPointVerdict pass(double* x);
   FixedPointVerdict discard(double* x);
+  bool next(double* x) const;
 
   /// Returns whether the options were good and all memory was given.
   bool ready() const { return ready_; }

@@ -458,6 +458,7 @@ TEST(CInterface, RestoresWithThePresentSettings) {
     return verdict;
   };
   ASSERT_EQ(go_on(corvidnum_fixed_point_start(c, x.data())), CORVIDNUM_FIXED_POINT_PASS_LIMIT);
+  const Vector expected = x;
   std::vector<char> record(static_cast<std::size_t>(corvidnum_fixed_point_state_size(c)));
   const auto size = static_cast<std::int64_t>(record.size());
   ASSERT_EQ(corvidnum_fixed_point_save(c, record.data(), size), 1);
@@ -465,6 +466,8 @@ TEST(CInterface, RestoresWithThePresentSettings) {
   EXPECT_EQ(corvidnum_fixed_point_restore(c, record.data(), size - 1), 0);
   EXPECT_EQ(go_on(CORVIDNUM_FIXED_POINT_CONTINUE), CORVIDNUM_FIXED_POINT_PASS_LIMIT);  // as it was
   EXPECT_EQ(corvidnum_fixed_point_restore(c, record.data(), size), 1);
+  EXPECT_EQ(corvidnum_fixed_point_next(c, x.data()), 1);
+  EXPECT_EQ(x, expected);
   EXPECT_EQ(go_on(CORVIDNUM_FIXED_POINT_CONTINUE), CORVIDNUM_FIXED_POINT_CONVERGED);
   corvidnum_fixed_point_destroy(c);
 }
@@ -513,6 +516,20 @@ TEST(HandedOut, TakesADiscardedStepBackLikeOneBehindWhichThePassFails) {
   };
   for (const FixedPointMethod method : {FixedPointMethod::Dominant, FixedPointMethod::Automatic})
     EXPECT_EQ(passes_behind(with_method(method), true), passes_behind(with_method(method), false));
+}
+
+TEST_F(SavedState, TellsTheVectorToEvaluateNext) {
+  for (const int passes : {0, 5, 12, 13}) {  // the last two are around the first step
+    make(passes);
+    FixedPoint tomorrow(map.n(), FixedPointOptions());
+    Vector next(x.size(), kNaN);
+    EXPECT_FALSE(tomorrow.Next(next.data()));
+    ASSERT_TRUE(tomorrow.Restore(record.data(), size()));
+    EXPECT_TRUE(tomorrow.Next(next.data()));
+    EXPECT_EQ(next, x) << passes;
+  }
+  go_on(iteration, x, [this](Vector& v) { map.pass(v); });
+  EXPECT_FALSE(iteration.Next(x.data()));
 }
 
 }  // namespace
