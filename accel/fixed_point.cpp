@@ -6,9 +6,8 @@
 //  3. If the vector came from a step: the step is taken back if the change grew too much.
 //  4. The pair of vector and outcome goes to the eigenvalue estimate, the change to the judge of progress,
 //     which may say Diverging or Stalled.
-//  5. The accelerators see the outcome. If one offers a step and nothing hinders it, the extrapolated vector
-//  is
-//     handed out, clipped to the bounds; else the outcome.
+//  5. The accelerators see the outcome. If one offers a step and nothing hinders it, the extrapolated
+//     vector is handed out, clipped to the bounds; else the outcome.
 //
 // The account begins anew (accelerators, eigenvalues, progress) where vectors of before say nothing of those
 // to come: other bounds are active, a learned nominal size is another one, or a vector was discarded. With

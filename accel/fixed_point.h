@@ -130,10 +130,12 @@ struct FixedPointCounts {
 /// - With bounds, the iteration is that of G clipped to them, and no vector beyond them is ever handed out.
 /// - Where steps pass that test, but lead to no smaller change, the iteration goes back to its best outcome.
 /// - `Diverging` and `Stalled` are only said of at least 60 and 400 successive passes without a step. An
-///   iteration whose spectral radius is between 0.99995 and 1.00005 counts as stalled.
+///   iteration whose spectral radius is between 0.99995 and 1.00005 counts as stalled. Noise above the
+///   tolerance is not always seen as such: where slow passes still get smaller in it, or steps are tried
+///   again and again, neither is said, and the iteration ends at its pass limit.
 ///
 /// All memory is allocated in the constructor: about 100 vectors for the method automatic, 65 for dominant
-/// and 60 + 2 m for m eigenvalues, and 56 bytes for each pass of the account. One thread at a time may use an
+/// and 60 + 2 m for m eigenvalues, and 48 bytes for each pass of the account. One thread at a time may use an
 /// object; separate objects may be used by separate threads. Sources: Orbach and Crowe (1971), Crowe and
 /// Nishio (1975) for the steps, see the accelerators; Saad, Numerical Methods for Large Eigenvalue Problems,
 /// ch. 4, for the eigenvalues seen.
@@ -151,9 +153,8 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   FixedPointVerdict Start(double* x);
   /// Receives the outcome of a pass.
   /// @param x [unknowns] in: G of the vector handed out last; out: with Continue and PassLimit what to
-  /// evaluate
-  ///          next, with NotFinite the last vector that could be evaluated, else the outcome within the
-  ///          bounds
+  ///          evaluate next, with NotFinite the last vector that could be evaluated, else the outcome
+  ///          within the bounds
   /// @return the verdict; once it is not Continue, further calls return it and leave x unchanged
   FixedPointVerdict Pass(double* x);
   /// Tells that the vector handed out last cannot be evaluated. A step is taken back; a plain outcome is
@@ -187,8 +188,7 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   /// method automatic all accelerators write to it, and FixedPoint decides whose offer is taken. A saved
   /// state has no log.
   /// @param log the caller owns it and keeps it until EndBasicDebug or the end of the object. Null: nothing
-  /// is
-  ///            written
+  ///            is written
   void StartBasicDebug(DebugOut* log);
   /// Ends the log.
   void EndBasicDebug();
