@@ -528,8 +528,10 @@ TEST_F(SavedState, TellsTheVectorToEvaluateNext) {
     EXPECT_TRUE(tomorrow.Next(next.data()));
     EXPECT_EQ(next, x) << passes;
   }
-  go_on(iteration, x, [this](Vector& v) { map.pass(v); });
-  EXPECT_FALSE(iteration.Next(x.data()));
+  FixedPoint converging(map.n(), FixedPointOptions());
+  const Verdict begun = converging.Start((x = map.start()).data());
+  go_on(converging, x, model, begun);
+  EXPECT_FALSE(converging.Next(x.data()));
 }
 
 }  // namespace
