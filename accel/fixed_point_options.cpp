@@ -76,11 +76,17 @@ const char* text_at(const char* const (&texts)[count], int number) {
   return number >= 0 && number < static_cast<int>(count) ? texts[number] : "unknown";
 }
 
+/// Returns an element of an array, or a substitute where there is no array.
+double element(const double* array, int i, double substitute) {
+  if (!array) return substitute;
+  return array[i];
+}
+
 bool bounds_are_good(int n, const FixedPointOptions& options) {
   constexpr double kInfinite = std::numeric_limits<double>::infinity();
   for (int i = 0; i < n; ++i) {
-    const double lower = options.lower ? options.lower[i] : -kInfinite;
-    const double upper = options.upper ? options.upper[i] : kInfinite;
+    const double lower = element(options.lower, i, -kInfinite);
+    const double upper = element(options.upper, i, kInfinite);
     if (!(lower <= upper) || lower == kInfinite || upper == -kInfinite) return false;
     if (options.nominal && !(options.nominal[i] > 0 && options.nominal[i] < kInfinite)) return false;
   }

@@ -83,7 +83,7 @@ int limited_mean(const ScaledLine& line) {
   constexpr int kDepth = 32;
   std::int64_t below = 0;
   for (int k = 0; k < line.count; ++k) below += std::min(line.largest - line.exponent[k], kDepth);
-  return line.largest - static_cast<int>((2 * below + line.count) / (2 * line.count));
+  return line.largest - static_cast<int>((2 * below + line.count) / (std::int64_t{2} * line.count));
 }
 
 /// Returns the rounded logarithm of the sum of a line's magnitudes.
