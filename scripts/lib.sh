@@ -35,7 +35,7 @@ build() {
 # run_tests PRESET: prints what fails, and the closing lines.
 run_tests() {
   say "testing build/$1${LD_LIBRARY_PATH:+ with $LD_LIBRARY_PATH}"
-  ctest --test-dir "build/$1" --parallel "$(nproc)" --timeout 300 --no-tests=error --output-on-failure |
+  ctest --preset "$1" --parallel "$(nproc)" --timeout 300 --no-tests=error |
     grep -vE '^ +Start +[0-9]+: |\.\. +Passed +[0-9.]+ sec$' ||
-    fail "tests failed; for more: ctest --test-dir build/$1 --rerun-failed --output-on-failure"
+    fail "tests failed; for more: ctest --preset $1 --rerun-failed"
 }

@@ -500,6 +500,21 @@ Coordinates separate_cycles(const Ints& orders, Random& random) {
   return shuffled(a, random);
 }
 
+TEST(Ma48Routines, CountsWhatItDropsFromAColumnWithoutPivot) {
+  Coordinates matrix{2, 2, {1, 1, 2, 2}, {1, 2, 1, 2}, {4.0, 1.0, 1.0, 3.0}};
+  for (const double drop_tolerance : {0.0, 1e-6}) {
+    Solver solver(matrix);
+    solver.CNTL(MA48_CNTL_DENSITY) = 2.0;  // no full block, which drops nothing
+    solver.CNTL(MA48_CNTL_DROP_TOLERANCE) = drop_tolerance;
+    solver.CNTL(MA48_CNTL_PIVOT_TOLERANCE) = 0.01;
+    ASSERT_EQ(solver.analyse(), MA48_STATUS_OK);
+    solver.matrix.values[3] = 0.251;  // leaves 0.251 - 1/4, which is above the drop tolerance, but is no pivot
+    ASSERT_EQ(solver.factor(), MA48_WARNING_RANK_DEFICIENT);
+    EXPECT_EQ(solver.INFO(MA48_INFO_RANK), 1);
+    EXPECT_EQ(solver.INFO(MA48_INFO_DROPPED), drop_tolerance > 0.0 ? 1 : 0);
+  }
+}
+
 TEST(Ma48Routines, RectangularAndDeficientSystemsHaveTheirRankAndASolution) {
   Random random(25);
   for (int trial = 0; trial < 800; ++trial) {
