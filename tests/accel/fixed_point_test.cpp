@@ -83,7 +83,7 @@ TEST_P(OnMaps, EndsAsTheMapDoes) {
   const Kind kind = static_cast<Kind>(GetParam());
   const int limit = converges(kind) ? 200000 : 3000;
   double log_ratio = 0;
-  constexpr int kMaps = 25;
+  constexpr int kMaps = 10;
   for (int number = 0; number < kMaps; ++number) {
     SCOPED_TRACE(number);
     Map map(kind, number);

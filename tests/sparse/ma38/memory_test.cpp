@@ -69,7 +69,7 @@ TEST(Ma38Memory, LessThanTheLeastIsRefused) {
 /// From the least lengths to those that do: a shortage asks for more, and a retry comes through.
 TEST(Ma38Memory, LengthsAreAskedForUntilTheyDo) {
   Random random(385);
-  constexpr int kSteps = 6;
+  constexpr int kSteps = 3;
   for (const bool repeats : {false, true}) {
     int index_collections = 0, value_collections = 0, shortages = 0;
     for (const MatrixCase& one : regular_cases(random)) {

@@ -186,7 +186,7 @@ TEST(Ma38Refactor, TheSameMatrixHasTheSameFactors) {
 TEST(Ma38Refactor, OtherMatricesFitThePatternOrAreSifted) {
   Random random(392);
   int dropped = 0, below = 0, kept_new = 0;
-  for (int round = 0; round < 8; ++round) {
+  for (int round = 0; round < 4; ++round) {
     for (const MatrixCase& one : regular_cases(random)) {
       for (const FactorSettings& settings : few_settings()) {
         SCOPED_TRACE(testing::Message() << one.name << ", " << settings.name << ", round " << round);

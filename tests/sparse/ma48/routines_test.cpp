@@ -501,17 +501,26 @@ Coordinates separate_cycles(const Ints& orders, Random& random) {
 }
 
 TEST(Ma48Routines, CountsWhatItDropsFromAColumnWithoutPivot) {
-  Coordinates matrix{2, 2, {1, 1, 2, 2}, {1, 2, 1, 2}, {4.0, 1.0, 1.0, 3.0}};
+  Coordinates matrix{8, 8, {}, {}, {}};
+  for (int j = 1; j <= 8; ++j) {
+    for (int i = std::max(j - 1, 1); i <= std::min(j + 1, 8); ++i) matrix.add(i, j, i == j ? 4.0 : -1.0);
+  }
   for (const double drop_tolerance : {0.0, 1e-6}) {
-    Solver solver(matrix);
-    solver.CNTL(MA48_CNTL_DENSITY) = 2.0;  // no full block, which drops nothing
-    solver.CNTL(MA48_CNTL_DROP_TOLERANCE) = drop_tolerance;
-    solver.CNTL(MA48_CNTL_PIVOT_TOLERANCE) = 0.01;
-    ASSERT_EQ(solver.analyse(), MA48_STATUS_OK);
-    solver.matrix.values[3] = 0.251;  // leaves 0.251 - 1/4, which is above the drop tolerance, but is no pivot
-    ASSERT_EQ(solver.factor(), MA48_WARNING_RANK_DEFICIENT);
-    EXPECT_EQ(solver.INFO(MA48_INFO_RANK), 1);
-    EXPECT_EQ(solver.INFO(MA48_INFO_DROPPED), drop_tolerance > 0.0 ? 1 : 0);
+    int dropped = 0;
+    for (int weak = 1; weak <= 8; ++weak) {
+      Solver solver(matrix);
+      solver.CNTL(MA48_CNTL_DENSITY) = 1.0;  // full blocks, which drop nothing, are small
+      solver.CNTL(MA48_CNTL_DROP_TOLERANCE) = drop_tolerance;
+      solver.CNTL(MA48_CNTL_PIVOT_TOLERANCE) = 0.01;
+      ASSERT_EQ(solver.analyse(), MA48_STATUS_OK);
+      for (int k = 0; k < matrix.entries(); ++k) {
+        if (matrix.columns[k] == weak) solver.matrix.values[k] *= 1e-4;  // above the one, below the other
+      }
+      ASSERT_EQ(solver.factor(), MA48_WARNING_RANK_DEFICIENT);
+      EXPECT_EQ(solver.INFO(MA48_INFO_RANK), 7);
+      dropped += solver.INFO(MA48_INFO_DROPPED);
+    }
+    EXPECT_EQ(dropped > 0, drop_tolerance > 0.0);
   }
 }
 

@@ -69,7 +69,7 @@ bool run(const Coordinates& a, const SparseOptions& options, std::int64_t n,
   if (expected.empty()) {
     expected = found;
     EXPECT_EQ(found[5], SparseStatus::Solved);
-    EXPECT_TRUE(a.n < 250 || solver->Report().array_growths > 0);
+    EXPECT_TRUE(a.n < 200 || solver->Report().array_growths > 0);
   }
   return !ended;
 }
@@ -79,7 +79,7 @@ TEST(SparseMemory, EachAllocationMayBeRefused) {
   const std::int64_t live = corvid_host::LiveBlocks();
   // The second one fills in so much that arrays have to grow.
   for (const Coordinates& a :
-       {reference::random_square(12, 2, random), reference::random_square(250, 8, random)}) {
+       {reference::random_square(12, 2, random), reference::random_square(200, 9, random)}) {
     for (const SparseMethod method : {SparseMethod::ma48, SparseMethod::ma38}) {
       SparseOptions options = by(method);
       options.judge = 0;
