@@ -30,14 +30,15 @@ endfunction()
 
 # ---- The libraries
 
-# The loader finds what is in /usr by itself. Elsewhere, libraries and programs find each other by where they stand
-# themselves; LD_LIBRARY_PATH still wins over a RUNPATH.
-if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-  set(CMAKE_SKIP_INSTALL_RPATH ON)
-endif()
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
-  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE libraries_from_programs)
-set_target_properties(corvidnum PROPERTIES INSTALL_RPATH "$ORIGIN")
+# corvidnum_run_path(<path> <target>...): the loader finds what is in /usr by itself. Elsewhere, the targets find the
+# libraries by where they stand themselves; LD_LIBRARY_PATH still wins over a RUNPATH.
+function(corvidnum_run_path path)
+  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH ${path})
+  endif()
+endfunction()
+
+corvidnum_run_path("$ORIGIN" corvidnum)
 install(TARGETS corvidnum corvid EXPORT corvidnum-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
 
@@ -75,7 +76,9 @@ install(DIRECTORY examples/ DESTINATION ${doc_of_development}/examples COMPONENT
 
 if(CORVIDNUM_BUILD_APPS)
   set(programs corvidnum-column corvidnum-recycle corvidnum-solve)
-  set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
+    BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE libraries_from_programs)
+  corvidnum_run_path("$ORIGIN/${libraries_from_programs}" ${programs})
   install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
   foreach(cases IN ITEMS column/cases column/data recycle/cases solve/matrices)
     cmake_path(GET cases PARENT_PATH program)
