@@ -35,6 +35,10 @@ set(CORVIDNUM_PUBLIC_HEADERS
   sparse/corvidnum_sparse.h
   sparse/sparse_solver.h)
 
+# For scripts/abi, which tells public types from others by the header that they come from.
+list(JOIN CORVIDNUM_PUBLIC_HEADERS "\n" header_lines)
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/public_headers "${header_lines}\n")
+
 # Installed beside the headers: a host that wants a log, or is written in Fortran, compiles them.
 set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp corvidnum.f90)
 
