@@ -101,7 +101,7 @@ foreach(component IN LISTS CORVIDNUM_COMPONENTS)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${doc_of_${component}} COMPONENT ${component})
 endforeach()
 corvidnum_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
-add_custom_target(changelog ALL DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
+add_custom_target(corvidnum_changelog ALL DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
 install(FILES README.md DESTINATION ${doc_of_documentation} COMPONENT documentation)
 install(DIRECTORY docs DESTINATION ${doc_of_documentation} COMPONENT documentation FILES_MATCHING
   PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "man" EXCLUDE)

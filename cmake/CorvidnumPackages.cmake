@@ -86,7 +86,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 string(TIMESTAMP debian_date "%a, %d %b %Y %H:%M:%S +0000" UTC)  # of SOURCE_DATE_EPOCH, if that is set
 configure_file(cmake/debian/changelog.in debian/changelog @ONLY)
 corvidnum_gzip(${PROJECT_BINARY_DIR}/debian/changelog ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz)
-add_custom_target(debian_changelog ALL DEPENDS ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz)
+add_custom_target(corvidnum_debian_changelog ALL DEPENDS ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz)
 set(overrides_of_runtime "# A host may have a library of its own of this name, so the soname has no version.
 ${library_package}: shared-library-lacks-version *libcorvid.so*
 ${library_package}: lacks-unversioned-link-to-shared-library *libcorvid.so*")
