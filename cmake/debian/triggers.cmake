@@ -10,6 +10,8 @@ foreach(package IN LISTS CPACK_PACKAGE_FILES)
   execute_process(COMMAND dpkg-deb --raw-extract ${package} ${folder} COMMAND_ERROR_IS_FATAL ANY)
   file(REMOVE ${folder}/DEBIAN/postinst ${folder}/DEBIAN/postrm)
   file(WRITE ${folder}/DEBIAN/triggers "activate-noawait ldconfig\n")
+  # dpkg-deb sets times after SOURCE_DATE_EPOCH back to it, so that one commit always gives the same package.
+  execute_process(COMMAND find ${folder} -exec touch --no-dereference {} + COMMAND_ERROR_IS_FATAL ANY)
   execute_process(COMMAND dpkg-deb --root-owner-group --build ${folder} ${package}
     OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
