@@ -3,6 +3,7 @@
 # Public headers keep their room as folder, in the tree and installed alike.
 set(CORVIDNUM_PUBLIC_HEADERS
   corvidnum.h
+  corvidnum_version.h
   frame/corvid.h
   frame/debug_out.h
   frame/empty_value.h
@@ -34,12 +35,17 @@ set(CORVIDNUM_PUBLIC_HEADERS
   sparse/corvidnum_sparse.h
   sparse/sparse_solver.h)
 
+# For scripts/abi, which tells public types from others by the header that they come from.
+list(JOIN CORVIDNUM_PUBLIC_HEADERS "\n" header_lines)
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/public_headers "${header_lines}\n")
+
 # Installed beside the headers: a host that wants a log, or is written in Fortran, compiles them.
 set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp corvidnum.f90)
 
 # Those of the headers that compile as C too.
 set(CORVIDNUM_C_HEADERS
   accel/corvidnum_fixed_point.h
+  corvidnum_version.h
   frame/export.h
   frame/numeric_runtime.h
   reorder/gpskca.h
@@ -54,6 +60,7 @@ set(CORVIDNUM_SOURCES
   frame/module.cpp
   frame/math_errors.cpp
   frame/numeric_runtime.cpp
+  frame/version.cpp
   dense/lu.cpp
   dense/regular_matrix.cpp
   dense/arrow_matrix.cpp
@@ -172,9 +179,14 @@ target_include_directories(corvidnum PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/corvidnum>)
 target_link_libraries(corvidnum PRIVATE corvid LAPACK::LAPACK BLAS::BLAS ${CMAKE_DL_LIBS})
+# What is imported from libcorvid.so has no version, because a host's own library of that name has no version nodes.
+set(version_script ${CMAKE_CURRENT_BINARY_DIR}/corvidnum.map)
+configure_file(cmake/corvidnum.map.in ${version_script} @ONLY)
+set_target_properties(corvidnum PROPERTIES LINK_DEPENDS ${version_script})
 # Run paths that LD_LIBRARY_PATH can override: a host brings its own libcorvid.so and BLAS.
 target_link_options(corvidnum PRIVATE
-  $<$<NOT:$<BOOL:${CORVIDNUM_SANITIZE}>>:-Wl,--no-undefined> -Wl,--enable-new-dtags)
+  $<$<NOT:$<BOOL:${CORVIDNUM_SANITIZE}>>:-Wl,--no-undefined> -Wl,--enable-new-dtags
+  -Wl,--version-script=${version_script})
 
 add_library(corvidnum_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:corvidnum_objects>)
 target_include_directories(corvidnum_internal PUBLIC ${PROJECT_SOURCE_DIR})
