@@ -1,6 +1,7 @@
 #pragma once
 
-// All public headers of the library.
+/// @file
+/// All public headers of the library.
 
 #include "accel/accel.h"
 #include "accel/corvidnum_fixed_point.h"

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A straight line through points.
+
 #include "frame/export.h"
 
 /// Fits the straight line y = a + b x to a set of points by weighted least squares. Keeps no state and

@@ -1,0 +1,37 @@
+# Turns a page of the repository, as GitHub shows it, into one that Doxygen reads: names the page after its file, and
+# makes links to other pages, pictures and the licence those of the site. Lines stay lines, for the warnings' numbers.
+
+function page(path) {
+  sub(/.*\//, "", path)
+  sub(/\.md$/, "", path)
+  path = tolower(path)
+  gsub(/_/, "-", path)
+  return path == "readme" ? "index" : path
+}
+# with_links(LINE): LINE with the target of each [text](target) turned into one of the site.
+function with_links(line,   out, text, target, open) {
+  while (match(line, /!?\[[^]]*\]\([^)]*\)/)) {
+    out = out substr(line, 1, RSTART - 1)
+    text = substr(line, RSTART, RLENGTH)
+    line = substr(line, RSTART + RLENGTH)
+    open = index(text, "](")
+    target = substr(text, open + 2, length(text) - open - 2)
+    text = substr(text, 1, open - 1)
+    if (text ~ /^!/) {
+      sub(/.*\//, "", target)
+      out = out "<img src=\"" target "\" alt=\"" substr(text, 3) "\"/>"
+    } else if (target ~ /^[A-Za-z_.\/-]*\.md$/) {
+      out = out text "](@ref " page(target) ")"
+    } else if (target ~ /(^|\/)LICENSE$/) {
+      out = out "<a href=\"LICENSE.txt\">" substr(text, 2) "</a>"
+    } else {
+      out = out text "](" target ")"
+    }
+  }
+  return out line
+}
+/^```/ { in_code = !in_code }
+in_code || /^    / { print; next }
+/^<!-- sample: .* -->$/ { print ""; next }
+FNR == 1 && /^# / && FILENAME !~ /README\.md$/ { print $0 " {#" page(FILENAME) "}"; next }
+{ print with_links($0) }
