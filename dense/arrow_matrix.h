@@ -65,7 +65,7 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   /// @param colIndex column numbers, from 0; a column outside 0 .. n - 1 is ignored
   void ProvideNZ(int* rowStart, int* rowCount, int* colIndex);
 
-  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 .. i of the
+  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 to i of the
   /// band.
   /// @return the row, 1-based; -1 if `i` is not a row or memory was refused. For i >= n the result has no
   ///         meaning: the contract looks up `i`, not `i` - n, among the m rows of the border.

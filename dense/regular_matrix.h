@@ -40,7 +40,7 @@ class CORVIDNUM_API RegularMatrix : public Matrix {
   /// @return MatrixFailed if rows < cols
   ErrorCode BackSub(double* x, double* b);
 
-  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 .. i. Later
+  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 to i. Later
   /// interchanges of a factorisation do not touch row `i`.
   /// @return the row, 1-based; -1 if `i` is not a row or memory was refused
   int PermutationInfo(int i);

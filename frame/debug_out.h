@@ -36,10 +36,10 @@ class DebugOut {
   /// Writes the local time between a line end before it and one after it.
   void WriteTime();
 
-  /// Writes the header, then values[first] .. values[last - 1], indices from 0. More than five values begin
+  /// Writes the header, then values[first] to values[last - 1], indices from 0. More than five values begin
   /// on the line after the header. Null writes nothing; `last` not above `first` writes the header alone.
   void WriteVector(Text header, const double* values, int first, int last);
-  /// Writes the header, then values[first] .. values[last - 1], in the same way.
+  /// Writes the header, then values[first] to values[last - 1], in the same way.
   void WriteVector(Text header, const int* values, int first, int last);
   /// Writes the header, then each row on lines of its own, with a margin of five blanks. Null writes nothing.
   /// @param header       written first

@@ -9,6 +9,7 @@
 
 #include "frame/corvid.h"
 
+/// Sets up and watches the open host support library.
 namespace corvid_host {
 
 // ---- Lines. Every message of the library and of the host goes to a sink, as one line.

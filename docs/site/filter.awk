@@ -1,12 +1,27 @@
 # Turns a page of the repository, as GitHub shows it, into one that Doxygen reads: names the page after its file, and
-# makes links to other pages, pictures and the licence those of the site. Lines stay lines, for the warnings' numbers.
+# makes links to other pages, pictures and the licence those of the site. A link that shows a page's path shows its
+# title instead. Lines stay lines, for the warnings' numbers.
 
+BEGIN {
+  # Names that Doxygen links by itself only with their namespace or with parentheses.
+  names = "SparseSolver FixedPoint gpskca LineFit DataGraph_FreeLinks"
+  symbol_count = split(names, symbols, " ")
+  for (i = 1; i <= 2; ++i) scope[symbols[i]] = "corvidnum::"
+}
 function page(path) {
   sub(/.*\//, "", path)
   sub(/\.md$/, "", path)
   path = tolower(path)
   gsub(/_/, "-", path)
   return path == "readme" ? "index" : path
+}
+# title(PATH): the title of a page that the present one calls PATH.
+function title(path,   folder, line) {
+  folder = FILENAME
+  sub(/[^\/]*$/, "", folder)
+  if ((getline line <(folder path)) > 0) sub(/^# /, "", line)
+  close(folder path)
+  return line
 }
 # with_links(LINE): LINE with the target of each [text](target) turned into one of the site.
 function with_links(line,   out, text, target, open) {
@@ -21,6 +36,7 @@ function with_links(line,   out, text, target, open) {
       sub(/.*\//, "", target)
       out = out "<img src=\"" target "\" alt=\"" substr(text, 3) "\"/>"
     } else if (target ~ /^[A-Za-z_.\/-]*\.md$/) {
+      if (text == "[" target) text = "[" title(target)
       out = out text "](@ref " page(target) ")"
     } else if (target ~ /(^|\/)LICENSE$/) {
       out = out "<a href=\"LICENSE.txt\">" substr(text, 2) "</a>"
@@ -34,4 +50,12 @@ function with_links(line,   out, text, target, open) {
 in_code || /^    / { print; next }
 /^<!-- sample: .* -->$/ { print ""; next }
 FNR == 1 && /^# / && FILENAME !~ /README\.md$/ { print $0 " {#" page(FILENAME) "}"; next }
-{ print with_links($0) }
+{
+  line = with_links($0)
+  if (line ~ /^#/) gsub(/`/, "", line)  # which Doxygen does not know in headings
+  gsub(/Matrix Market/, "%&", line)  # no links to the classes Matrix and Text
+  gsub(/Text files/, "%&", line)
+  for (i = 1; i <= symbol_count; ++i)
+    gsub("`" symbols[i] "`", "<tt>@ref " scope[symbols[i]] symbols[i] " \"" symbols[i] "\"</tt>", line)
+  print line
+}

@@ -165,18 +165,25 @@ static inline int64_t ma38_w_length(int n) { return INT64_C(4) * n; }
 
 // ---- Accessors
 
-/// Returns an element of an array by its position; the functions with `set` in their names write it.
+/// Returns an element of CNTL.
 static inline double ma38_cntl(const double* cntl, enum MA38_Cntl position) { return cntl[position - 1]; }
+/// Returns an element of ICNTL.
 static inline int ma38_icntl(const int* icntl, enum MA38_Icntl position) { return icntl[position - 1]; }
+/// Returns an element of KEEP.
 static inline int ma38_keep(const int* keep, enum MA38_Keep position) { return keep[position - 1]; }
+/// Returns an element of INFO.
 static inline int ma38_info(const int* info, enum MA38_Info position) { return info[position - 1]; }
+/// Returns an element of RINFO.
 static inline double ma38_rinfo(const double* rinfo, enum MA38_Rinfo position) { return rinfo[position - 1]; }
+/// Sets an element of CNTL.
 static inline void ma38_set_cntl(double* cntl, enum MA38_Cntl position, double value) {
   cntl[position - 1] = value;
 }
+/// Sets an element of ICNTL.
 static inline void ma38_set_icntl(int* icntl, enum MA38_Icntl position, int value) {
   icntl[position - 1] = value;
 }
+/// Sets an element of KEEP.
 static inline void ma38_set_keep(int* keep, enum MA38_Keep position, int value) {
   keep[position - 1] = value;
 }

@@ -155,14 +155,19 @@ static inline int64_t ma48_w_length(int m, int n) { return INT64_C(4) * (m > n ?
 
 // ---- Accessors
 
-/// Each returns an element of the array or, with `set`, writes it.
+/// Returns an element of CNTL.
 static inline double ma48_cntl(const double* cntl, enum MA48_Cntl position) { return cntl[position - 1]; }
+/// Returns an element of ICNTL.
 static inline int ma48_icntl(const int* icntl, enum MA48_Icntl position) { return icntl[position - 1]; }
+/// Returns an element of INFO.
 static inline int ma48_info(const int* info, enum MA48_Info position) { return info[position - 1]; }
+/// Returns an element of ERROR.
 static inline double ma48_error(const double* error, enum MA48_Error position) { return error[position - 1]; }
+/// Sets an element of CNTL.
 static inline void ma48_set_cntl(double* cntl, enum MA48_Cntl position, double value) {
   cntl[position - 1] = value;
 }
+/// Sets an element of ICNTL.
 static inline void ma48_set_icntl(int* icntl, enum MA48_Icntl position, int value) {
   icntl[position - 1] = value;
 }
