@@ -49,7 +49,7 @@ function with_links(line,   out, text, target, open) {
 /^```/ { in_code = !in_code }
 in_code || /^    / { print; next }
 /^<!-- sample: .* -->$/ { print ""; next }
-FNR == 1 && /^# / && FILENAME !~ /README\.md$/ { print $0 " {#" page(FILENAME) "}"; next }
+FNR == 1 && /^# / && FILENAME !~ /README\.md$/ { gsub(/`/, ""); print $0 " {#" page(FILENAME) "}"; next }
 {
   line = with_links($0)
   if (line ~ /^#/) gsub(/`/, "", line)  # which Doxygen does not know in headings
