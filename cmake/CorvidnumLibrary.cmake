@@ -175,9 +175,14 @@ target_include_directories(corvidnum PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/corvidnum>)
 target_link_libraries(corvidnum PRIVATE corvid LAPACK::LAPACK BLAS::BLAS ${CMAKE_DL_LIBS})
+# What is imported from libcorvid.so has no version, because a host's own library of that name has no version nodes.
+set(version_script ${CMAKE_CURRENT_BINARY_DIR}/corvidnum.map)
+configure_file(cmake/corvidnum.map.in ${version_script} @ONLY)
+set_target_properties(corvidnum PROPERTIES LINK_DEPENDS ${version_script})
 # Run paths that LD_LIBRARY_PATH can override: a host brings its own libcorvid.so and BLAS.
 target_link_options(corvidnum PRIVATE
-  $<$<NOT:$<BOOL:${CORVIDNUM_SANITIZE}>>:-Wl,--no-undefined> -Wl,--enable-new-dtags)
+  $<$<NOT:$<BOOL:${CORVIDNUM_SANITIZE}>>:-Wl,--no-undefined> -Wl,--enable-new-dtags
+  -Wl,--version-script=${version_script})
 
 add_library(corvidnum_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:corvidnum_objects>)
 target_include_directories(corvidnum_internal PUBLIC ${PROJECT_SOURCE_DIR})
