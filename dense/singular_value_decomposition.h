@@ -39,6 +39,7 @@ class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
   ///         meaning if a NaN or an infinity was met or a singular value has not converged after 49 sweeps.
   ///         That may also happen if elements are below about 1e-155 or above 1e153 in magnitude, since their
   ///         squares leave the range of a double, and to a rare matrix of ordinary elements
+  ///
   /// Source: Golub and Reinsch, Singular value decomposition and least squares solutions, Numer. Math. 14
   /// (1970), with hypotenuses that do not overflow.
   unsigned char Decomposition(int m, int n, double** a);

@@ -46,6 +46,7 @@ extern "C" {
 ///                   workLength + 1; with errors 10 and 110 to 160 an estimate of how many more are needed;
 ///                   with 61 to 64 what had been needed so far; else -1
 /// @return 0
+///
 /// Source: Gibbs, Poole, Stockmeyer, SIAM J. Numer. Anal. 13, 236 (1976); for the order within a level of the
 /// profile method, King, Int. J. Numer. Meth. Eng. 2, 523 (1970).
 CORVIDNUM_API int gpskca(const int* n, int* degree, const int* rowStart, const int* connect,

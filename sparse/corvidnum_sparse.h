@@ -114,6 +114,7 @@ CORVIDNUM_API double corvidnum_sparse_option(const corvidnum_sparse* solver, con
 /// @param place         of the option, from 0 on
 /// @param name, meaning out: texts ended by a zero, which stay the library's
 /// @param lowest, standard, highest out: values allowed, of which `standard` is the default
+///
 /// Each of the pointers may be null.
 /// @return 1; or 0, with nothing written, if there is no such place
 CORVIDNUM_API int corvidnum_sparse_option_table(int place, const char** name, const char** meaning,
@@ -186,6 +187,7 @@ CORVIDNUM_API int corvidnum_sparse_indices(const corvidnum_sparse* solver, int l
 /// @param begin         [order + 1] out: block b, from 0, holds the places begin[b] to begin[b + 1] - 1, from
 ///                      0; in Fortran block b, from 1, has the rows row(begin(b) + 1 : begin(b + 1))
 /// @param row, column   [order] out, by place; counted from the index base
+///
 /// Each of the pointers may be null.
 /// @return CORVIDNUM_SPARSE_FACTORISED: found, with or without factors; CORVIDNUM_SPARSE_SINGULAR:
 ///         structurally, and there is none; or another status

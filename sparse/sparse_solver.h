@@ -187,9 +187,8 @@ class CORVIDNUM_API SparseSolver : public HostAllocated {
 
   /// Factorises the matrix with pivots chosen for its values, and tests whether it is singular.
   /// @param values [entries] in the order of the coordinates
-  /// @return `Factorised`, `Singular`, `NotFinite`, `NoMemory` or `BadInput`. After `NotFinite` and
-  /// `BadInput`
-  ///         earlier factors stand; after the others there are none
+  /// @return `Factorised`, `Singular`, `NotFinite`, `NoMemory` or `BadInput`. Earlier factors stand
+  ///         after `NotFinite` and `BadInput`; after the others there are none
   SparseStatus Factorise(const double* values);
   /// Factorises the matrix with the pivots of the last Factorise; chooses pivots where there are none or
   /// where they fail. Returns as Factorise does. Singularity is then tested only where a solution gives
