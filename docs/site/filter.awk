@@ -15,6 +15,13 @@ function page(path) {
   gsub(/_/, "-", path)
   return path == "readme" ? "index" : path
 }
+# slug(HEADING): the place of a heading within its page, as GitHub names it.
+function slug(heading) {
+  heading = tolower(heading)
+  gsub(/[^a-z0-9 _-]/, "", heading)
+  gsub(/ /, "-", heading)
+  return heading
+}
 # title(PATH): the title of a page that the present one calls PATH.
 function title(path,   folder, line) {
   folder = FILENAME
@@ -24,7 +31,7 @@ function title(path,   folder, line) {
   return line
 }
 # with_links(LINE): LINE with the target of each [text](target) turned into one of the site.
-function with_links(line,   out, text, target, open) {
+function with_links(line,   out, text, target, place, open) {
   while (match(line, /!?\[[^]]*\]\([^)]*\)/)) {
     out = out substr(line, 1, RSTART - 1)
     text = substr(line, RSTART, RLENGTH)
@@ -35,9 +42,16 @@ function with_links(line,   out, text, target, open) {
     if (text ~ /^!/) {
       sub(/.*\//, "", target)
       out = out "<img src=\"" target "\" alt=\"" substr(text, 3) "\"/>"
-    } else if (target ~ /^[A-Za-z_.\/-]*\.md$/) {
+    } else if (target ~ /^[A-Za-z_.\/-]*\.md(#.*)?$/) {
       if (text == "[" target) text = "[" title(target)
-      out = out text "](@ref " page(target) ")"
+      place = ""
+      if (match(target, /#.*/)) {
+        place = "-" substr(target, RSTART + 1)
+        target = substr(target, 1, RSTART - 1)
+      }
+      out = out text "](@ref " page(target) place ")"
+    } else if (target ~ /^#/) {
+      out = out text "](@ref " page(FILENAME) "-" substr(target, 2) ")"
     } else if (target ~ /(^|\/)LICENSE$/) {
       out = out "<a href=\"LICENSE.txt\">" substr(text, 2) "</a>"
     } else {
@@ -52,7 +66,13 @@ in_code || /^    / { print; next }
 FNR == 1 && /^# / && FILENAME !~ /README\.md$/ { gsub(/`/, ""); print $0 " {#" page(FILENAME) "}"; next }
 {
   line = with_links($0)
-  if (line ~ /^#/) gsub(/`/, "", line)  # which Doxygen does not know in headings
+  if (line ~ /^##/) {
+    gsub(/`/, "", line)  # which Doxygen does not know in headings
+    heading = line
+    sub(/^#+ /, "", heading)
+    heading = page(FILENAME) "-" slug(heading)
+    line = line " {#" heading (count[heading]++ ? "-" count[heading] - 1 : "") "}"
+  }
   gsub(/Matrix Market/, "%&", line)  # no links to the classes Matrix and Text
   gsub(/Text files/, "%&", line)
   for (i = 1; i <= symbol_count; ++i)
