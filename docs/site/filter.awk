@@ -72,10 +72,10 @@ FNR == 1 && /^# / && FILENAME !~ /README\.md$/ { gsub(/`/, ""); print $0 " {#" p
     sub(/^#+ /, "", heading)
     heading = page(FILENAME) "-" slug(heading)
     line = line " {#" heading (count[heading]++ ? "-" count[heading] - 1 : "") "}"
+  } else {
+    gsub(/Matrix Market/, "%&", line)  # no link to the class Matrix
+    for (i = 1; i <= symbol_count; ++i)
+      gsub("`" symbols[i] "`", "<tt>@ref " scope[symbols[i]] symbols[i] " \"" symbols[i] "\"</tt>", line)
   }
-  gsub(/Matrix Market/, "%&", line)  # no links to the classes Matrix and Text
-  gsub(/Text files/, "%&", line)
-  for (i = 1; i <= symbol_count; ++i)
-    gsub("`" symbols[i] "`", "<tt>@ref " scope[symbols[i]] symbols[i] " \"" symbols[i] "\"</tt>", line)
   print line
 }
