@@ -1,6 +1,12 @@
 #pragma once
 
-// All public headers of the library.
+/// @file
+/// All public headers of the library.
+
+/// @namespace corvidnum
+/// Holds the newer classes and functions of the library, such as SparseSolver and FixedPoint. The classes
+/// that hosts have long been compiled against and the routines that C and Fortran call stand in the global
+/// namespace.
 
 #include "accel/accel.h"
 #include "accel/corvidnum_fixed_point.h"

@@ -1,21 +1,26 @@
 #pragma once
 
-// The version of the library. It stands in these three numbers alone: CMake, the package files and the manual
-// pages take it from here.
+/// @file
+/// The version of the library. It stands in these three numbers alone: CMake, the package files and the
+/// manual pages take it from here.
 
 #include "frame/export.h"
 
+/// Counts the changes after which programs must be changed or compiled anew.
 #define CORVIDNUM_VERSION_MAJOR 1
+/// Counts the additions since the last change of the major version.
 #define CORVIDNUM_VERSION_MINOR 0
+/// Counts the repairs since the last change of the minor version.
 #define CORVIDNUM_VERSION_PATCH 0
 
 /// The version of the headers as an integer that grows with it, for `#if CORVIDNUM_VERSION >= 10200`.
 #define CORVIDNUM_VERSION \
   (10000 * CORVIDNUM_VERSION_MAJOR + 100 * CORVIDNUM_VERSION_MINOR + CORVIDNUM_VERSION_PATCH)
 
-// The inner macro makes a text of its arguments as they stand; the outer one has them replaced by their
-// values.
+/// Makes a text of three numbers as they stand.
 #define CORVIDNUM_JOIN_VERSION_AS_WRITTEN(major, minor, patch) #major "." #minor "." #patch
+/// Makes a text of the values of three macros, which are replaced before CORVIDNUM_JOIN_VERSION_AS_WRITTEN
+/// sees them.
 #define CORVIDNUM_JOIN_VERSION(major, minor, patch) CORVIDNUM_JOIN_VERSION_AS_WRITTEN(major, minor, patch)
 
 /// The version of the headers as a text such as "1.2.3".

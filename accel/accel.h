@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The base of the accelerators of fixed-point iterations.
+
 #include "frame/export.h"
 #include "frame/host_memory.h"
 #include "util/bitmap.h"
@@ -27,6 +30,7 @@ class CORVIDNUM_API Accel : public HostAllocated {
   Accel(int numVar, int nHistory, unsigned char cached);
   Accel(const Accel&) = delete;
   Accel& operator=(const Accel&) = delete;
+  /// Frees the object's own vectors; the caller's stay.
   virtual ~Accel();
 
   /// Takes the working vectors from the end of a list, in this order,
@@ -37,6 +41,7 @@ class CORVIDNUM_API Accel : public HostAllocated {
   /// @param arrays [count] vectors of NumVar() doubles each; the caller owns them and keeps them while the
   ///               object uses them
   /// @param count  at least the length of the ring + 2
+  /// @param ignored not read
   virtual void UseCachedArrays(double** arrays, int count, int ignored);
   /// Drops the vectors. Until the next UseCachedArrays the object does nothing.
   virtual void StopUsingCachedArrays();
@@ -46,7 +51,9 @@ class CORVIDNUM_API Accel : public HostAllocated {
   /// @return 1 if a step was taken, else 0
   virtual unsigned char Accelerate(double* x) = 0;
 
+  /// Returns the length of the vectors.
   int NumVar() const;
+  /// Returns the first vector, counted from 1, on which a step may be tried.
   int StartingIteration();
   /// Sets the first vector, counted from 1, on which a step may be tried. The default is 3; below that an
   /// estimate would use differences from before the last Reset, or none.
@@ -106,24 +113,24 @@ class CORVIDNUM_API Accel : public HostAllocated {
   /// as larger.
   unsigned char CheckNoise();
 
-  DebugOut* debugOut;  // not owned
-  unsigned char cachedArrays;
-  bool workHoldsInput;  // false before the first try; lies in what was padding, so no other field moves
-  double projectTol;
-  double noiseTol;
-  int iter;  // vectors received since the last Reset
-  Bitmap debugBits;
-  Bitmap::BitIndex debugBit;  // the bit of debugBits that switches the log
-  int numVar;
-  double* work;           // [numVar] input of the last try; scratch of CheckProjectedPoint
-  double* previous;       // [numVar] the vector from which the next difference is measured
-  int current;            // index in history of the newest difference, from 0; -1: none
-  double** history;       // [nHistory] the ring: differences of numVar elements, the oldest first
-  int nHistory;           // length of the ring
-  int startIteration;     // first value of iter at which a step may be tried
-  int maxAccelFrequency;  // least number of iterations from one step to the next
-  int sinceAccel;         // calls of OKToAccelerate since the last step or undo
-  AccelPrinter* printer;  // owned
+  DebugOut* debugOut;          ///< not owned
+  unsigned char cachedArrays;  ///< 1: the caller owns the vectors
+  bool workHoldsInput;  ///< false before the first try; lies in what was padding, so no other field moves
+  double projectTol;    ///< see setProjectTol
+  double noiseTol;      ///< see SetNoiseTolerance
+  int iter;             ///< vectors received since the last Reset
+  Bitmap debugBits;     ///< flags of the log
+  Bitmap::BitIndex debugBit;  ///< the bit of debugBits that switches the log
+  int numVar;                 ///< length of the vectors
+  double* work;               ///< [numVar] input of the last try; scratch of CheckProjectedPoint
+  double* previous;           ///< [numVar] the vector from which the next difference is measured
+  int current;                ///< index in history of the newest difference, from 0; -1: none
+  double** history;           ///< [nHistory] the ring: differences of numVar elements, the oldest first
+  int nHistory;               ///< length of the ring
+  int startIteration;         ///< first value of iter at which a step may be tried
+  int maxAccelFrequency;      ///< least number of iterations from one step to the next
+  int sinceAccel;             ///< calls of OKToAccelerate since the last step or undo
+  AccelPrinter* printer;      ///< owned
 
   /// Returns whether `x` and the object's vectors exist; of the latter there are always all or none.
   CORVIDNUM_HIDDEN bool Ready(const double* x) const { return previous && work && (x || numVar <= 0); }

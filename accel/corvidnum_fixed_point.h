@@ -1,16 +1,19 @@
 #pragma once
 
-// FixedPoint for C, and for Fortran through bind(C); accel/fixed_point.h tells what each call does. Vectors
-// have `unknowns` elements. A null handle gives NO_MEMORY, or 0.
-//
-//   corvidnum_fixed_point* iteration = corvidnum_fixed_point_create(n);
-//   corvidnum_fixed_point_set(iteration, "tolerance", 1e-9);
-//   int verdict = corvidnum_fixed_point_start(iteration, x);
-//   while (verdict == CORVIDNUM_FIXED_POINT_CONTINUE) {
-//     model(x);
-//     verdict = corvidnum_fixed_point_pass(iteration, x);
-//   }
-//   corvidnum_fixed_point_destroy(iteration);
+/// @file
+/// FixedPoint for C, and for Fortran through bind(C); accel/fixed_point.h tells what each call does. Vectors
+/// have `unknowns` elements. A null handle gives NO_MEMORY, or 0.
+///
+/// @code
+/// corvidnum_fixed_point* iteration = corvidnum_fixed_point_create(n);
+/// corvidnum_fixed_point_set(iteration, "tolerance", 1e-9);
+/// int verdict = corvidnum_fixed_point_start(iteration, x);
+/// while (verdict == CORVIDNUM_FIXED_POINT_CONTINUE) {
+///   model(x);
+///   verdict = corvidnum_fixed_point_pass(iteration, x);
+/// }
+/// corvidnum_fixed_point_destroy(iteration);
+/// @endcode
 
 #include <stdint.h>
 
@@ -25,30 +28,30 @@ typedef void corvidnum_fixed_point;
 
 /// Verdicts; the numbers never change.
 enum {
-  CORVIDNUM_FIXED_POINT_CONTINUE = 0,
-  CORVIDNUM_FIXED_POINT_CONVERGED = 1,
-  CORVIDNUM_FIXED_POINT_DIVERGING = 2,
-  CORVIDNUM_FIXED_POINT_STALLED = 3,
-  CORVIDNUM_FIXED_POINT_PASS_LIMIT = 4,
-  CORVIDNUM_FIXED_POINT_NOT_FINITE = 5,
-  CORVIDNUM_FIXED_POINT_NO_MEMORY = 6,
-  CORVIDNUM_FIXED_POINT_BAD_INPUT = 7
+  CORVIDNUM_FIXED_POINT_CONTINUE = 0,    ///< evaluate the vector that was handed out
+  CORVIDNUM_FIXED_POINT_CONVERGED = 1,   ///< a pass changed nothing beyond the tolerance
+  CORVIDNUM_FIXED_POINT_DIVERGING = 2,   ///< plain passes grow
+  CORVIDNUM_FIXED_POINT_STALLED = 3,     ///< plain passes do not get smaller
+  CORVIDNUM_FIXED_POINT_PASS_LIMIT = 4,  ///< as many passes as allowed were made
+  CORVIDNUM_FIXED_POINT_NOT_FINITE = 5,  ///< nothing near the last point can be evaluated
+  CORVIDNUM_FIXED_POINT_NO_MEMORY = 6,   ///< memory was refused
+  CORVIDNUM_FIXED_POINT_BAD_INPUT = 7    ///< an argument or option is out of its range, or no start was made
 };
 
 /// Values of the option "method".
 enum {
-  CORVIDNUM_FIXED_POINT_METHOD_NONE = 0,
-  CORVIDNUM_FIXED_POINT_METHOD_DOMINANT = 1,
-  CORVIDNUM_FIXED_POINT_METHOD_MULTIPLE = 2,
-  CORVIDNUM_FIXED_POINT_METHOD_AUTOMATIC = 3
+  CORVIDNUM_FIXED_POINT_METHOD_NONE = 0,      ///< plain passes, judged
+  CORVIDNUM_FIXED_POINT_METHOD_DOMINANT = 1,  ///< the dominant eigenvalue
+  CORVIDNUM_FIXED_POINT_METHOD_MULTIPLE = 2,  ///< as many as the option "eigenvalues" says
+  CORVIDNUM_FIXED_POINT_METHOD_AUTOMATIC = 3  ///< as many as pay
 };
 
 /// What became of a step on a pass.
 enum {
-  CORVIDNUM_FIXED_POINT_STEP_NOT_TRIED = 0,
-  CORVIDNUM_FIXED_POINT_STEP_REFUSED = 1,
-  CORVIDNUM_FIXED_POINT_STEP_TAKEN = 2,
-  CORVIDNUM_FIXED_POINT_STEP_TAKEN_BACK = 3
+  CORVIDNUM_FIXED_POINT_STEP_NOT_TRIED = 0,  ///< no step was due
+  CORVIDNUM_FIXED_POINT_STEP_REFUSED = 1,    ///< a step was tried and not taken
+  CORVIDNUM_FIXED_POINT_STEP_TAKEN = 2,      ///< the vector handed out is an extrapolated one
+  CORVIDNUM_FIXED_POINT_STEP_TAKEN_BACK = 3  ///< the step judged by this pass was undone
 };
 
 /// Returns a new iteration, which the caller destroys; null if memory is refused.
@@ -68,7 +71,10 @@ CORVIDNUM_API int corvidnum_fixed_point_set_nominal(corvidnum_fixed_point* itera
 CORVIDNUM_API int corvidnum_fixed_point_set_bounds(corvidnum_fixed_point* iteration, const double* lower,
                                                    const double* upper);
 /// Tells name and range of the i-th option, from 0.
+/// @param i    place of the option
 /// @param name [capacity] out: ends with a zero character, cut if it is too long
+/// @param capacity length of `name`
+/// @param lowest, standard, highest out: the range, and the default
 /// @return the number of options, also for an i outside, which writes nothing
 CORVIDNUM_API int corvidnum_fixed_point_option(int i, char* name, int capacity, double* lowest,
                                                double* standard, double* highest);

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Acceleration by one dominant eigenvalue.
+
 #include "accel/accel.h"
 #include "frame/export.h"
 
@@ -36,8 +39,11 @@ class CORVIDNUM_API DomEigenAccel : public Accel {
   /// @return 1 if a step was taken, which may have length 0; else 0
   unsigned char Accelerate(double* x) override;
 
+  /// Switches the test of the eigenvalue on or off; see the constructor.
   void SetCheckValues(unsigned char on);
+  /// Switches the comparison with the previous correction on or off; see the constructor.
   void SetCheckPred(unsigned char on);
+  /// Switches the shortening of the step on or off; see the constructor.
   void SetConservative(unsigned char on);
 
  protected:
@@ -46,15 +52,15 @@ class CORVIDNUM_API DomEigenAccel : public Accel {
   /// Estimates, tests and, if all tests pass, adds the correction to x. Returns 1 if it did.
   unsigned char TryToAccelerate(double* x);
 
-  unsigned char cachedCorrection;  // the caller owns `correction` and `oldProject`
-  double* correction;              // [numVar] of the present try
-  unsigned char checkValues;
-  unsigned char checkPred;
-  unsigned char conservative;
-  double oldLambda;           // the previous estimate
-  double lambda;              // the newest estimate
-  DomEigenPrinter* printer2;  // owned
-  double* oldProject;         // [numVar] the correction of the previous try
+  unsigned char cachedCorrection;  ///< the caller owns `correction` and `oldProject`
+  double* correction;              ///< [numVar] of the present try
+  unsigned char checkValues;       ///< 1: test the eigenvalue
+  unsigned char checkPred;         ///< 1: compare with the previous correction
+  unsigned char conservative;      ///< 1: shorten the step
+  double oldLambda;                ///< the previous estimate
+  double lambda;                   ///< the newest estimate
+  DomEigenPrinter* printer2;       ///< owned
+  double* oldProject;              ///< [numVar] the correction of the previous try
 
  private:
   /// Clears oldLambda only; tolerances and counters of the base keep their values.

@@ -1,13 +1,16 @@
 #pragma once
 
-// Brings a host's fixed-point iteration x := G(x) to its end. The host keeps its loop and its model:
-//
-//   FixedPoint iteration(n, options);
-//   FixedPointVerdict verdict = iteration.Start(x);      // x: the start; out: what to evaluate first
-//   while (verdict == FixedPointVerdict::Continue) {
-//     model(x);                                          // x := G(x)
-//     verdict = iteration.Pass(x);                       // out: what to evaluate next
-//   }
+/// @file
+/// Brings a host's fixed-point iteration x := G(x) to its end. The host keeps its loop and its model:
+///
+/// @code
+/// FixedPoint iteration(n, options);
+/// FixedPointVerdict verdict = iteration.Start(x);      // x: the start; out: what to evaluate first
+/// while (verdict == FixedPointVerdict::Continue) {
+///   model(x);                                          // x := G(x)
+///   verdict = iteration.Pass(x);                       // out: what to evaluate next
+/// }
+/// @endcode
 
 #include <cstdint>
 
@@ -22,95 +25,103 @@ class FixedPointCore;
 
 /// How an iteration stands. The numbers are public and never change.
 enum class FixedPointVerdict : int {
-  Continue = 0,   // evaluate the vector that was handed out
-  Converged = 1,  // a pass changed nothing beyond the tolerance
-  Diverging = 2,  // undisturbed passes grow, and an eigenvalue above 1 explains it
-  Stalled = 3,    // undisturbed passes do not get smaller: noise, drift, or an eigenvalue from 0.99995 on
-  PassLimit = 4,
-  NotFinite = 5,  // a plain pass gave NaN or infinity, or nothing near the last point can be evaluated
-  NoMemory = 6,   // the constructor was refused memory
-  BadInput = 7,   // unknowns below 1, an option out of its range, bounds that cross, or no Start yet
+  Continue = 0,   ///< evaluate the vector that was handed out
+  Converged = 1,  ///< a pass changed nothing beyond the tolerance
+  Diverging = 2,  ///< undisturbed passes grow, and an eigenvalue above 1 explains it
+  Stalled = 3,    ///< undisturbed passes do not get smaller: noise, drift, or an eigenvalue from 0.99995 on
+  PassLimit = 4,  ///< as many passes as the option `pass_limit` allows were made
+  NotFinite = 5,  ///< a plain pass gave NaN or infinity, or nothing near the last point can be evaluated
+  NoMemory = 6,   ///< the constructor was refused memory
+  BadInput = 7,   ///< unknowns below 1, an option out of its range, bounds that cross, or no Start yet
 };
 
+/// By which eigenvalues an iteration is accelerated. The numbers are public and never change.
 enum class FixedPointMethod : int {
-  None = 0,       // plain passes, judged
-  Dominant = 1,   // DomEigenAccel
-  Multiple = 2,   // MulDomEigenAccel with the option `eigenvalues`
-  Automatic = 3,  // begins with the dominant eigenvalue, goes over to 4 or 8 where many passes are expected
+  None = 0,       ///< plain passes, judged
+  Dominant = 1,   ///< DomEigenAccel
+  Multiple = 2,   ///< MulDomEigenAccel with the option `eigenvalues`
+  Automatic = 3,  ///< begins with the dominant eigenvalue, goes over to 4 or 8 where many passes are expected
 };
 
 /// What became of a step on a pass.
 enum class FixedPointStep : int {
-  NotTried = 0,
-  Refused = 1,
-  Taken = 2,      // the vector handed out is an extrapolated one; the next pass judges it
-  TakenBack = 3,  // the step judged by this pass was undone, or all steps since the best outcome
+  NotTried = 0,   ///< no step was due
+  Refused = 1,    ///< a step was tried and not taken
+  Taken = 2,      ///< the vector handed out is an extrapolated one; the next pass judges it
+  TakenBack = 3,  ///< the step judged by this pass was undone, or all steps since the best outcome
 };
 
-/// Why.
+/// Why a step was not tried, refused, taken short or taken back.
 enum class FixedPointReason : int {
-  None = 0,
-  NotDue = 1,             // too few undisturbed passes yet
-  Disagreement = 2,       // the accelerator refused: its corrections do not agree yet
-  RadiusTooLarge = 3,     // the spectral radius seen is 0.9999 or more
-  NotFinite = 4,          // the step led to NaN or infinity, or the pass behind it did
-  Worse = 5,              // the pass behind the step changed more than the option `undo_factor` allows
-  Discarded = 6,          // the host could not evaluate the vector
-  Clipped = 7,            // the step ran into bounds; taken up to them
-  SwitchedOff = 8,        // steps had brought no progress
-  LittleToGain = 9,       // too few passes are expected, or the step would remove too little
-  BoundsChanged = 10,     // a plain pass met or left bounds: the iteration there is another one
-  Rescaled = 11,          // a learned nominal size had to grow or to shrink
-  MethodHasNoSteps = 12,  // FixedPointMethod::None
+  None = 0,               ///< there is nothing to say
+  NotDue = 1,             ///< too few undisturbed passes yet
+  Disagreement = 2,       ///< the accelerator refused: its corrections do not agree yet
+  RadiusTooLarge = 3,     ///< the spectral radius seen is 0.9999 or more
+  NotFinite = 4,          ///< the step led to NaN or infinity, or the pass behind it did
+  Worse = 5,              ///< the pass behind the step changed more than the option `undo_factor` allows
+  Discarded = 6,          ///< the host could not evaluate the vector
+  Clipped = 7,            ///< the step ran into bounds; taken up to them
+  SwitchedOff = 8,        ///< steps had brought no progress
+  LittleToGain = 9,       ///< too few passes are expected, or the step would remove too little
+  BoundsChanged = 10,     ///< a plain pass met or left bounds: the iteration there is another one
+  Rescaled = 11,          ///< a learned nominal size had to grow or to shrink
+  MethodHasNoSteps = 12,  ///< FixedPointMethod::None
 };
 
-/// Returns a text of a few words, never null.
+/// Returns a text of a few words for a verdict, never null; it stays the library's.
 CORVIDNUM_API const char* TextOf(FixedPointVerdict verdict);
+/// Returns a text of a few words for a method, never null; it stays the library's.
 CORVIDNUM_API const char* TextOf(FixedPointMethod method);
+/// Returns a text of a few words for a step, never null; it stays the library's.
 CORVIDNUM_API const char* TextOf(FixedPointStep step);
+/// Returns a text of a few words for a reason, never null; it stays the library's.
 CORVIDNUM_API const char* TextOf(FixedPointReason reason);
 
 /// One option, as a table tells it.
 struct FixedPointOption {
-  const char* name;
-  const char* meaning;
-  double lowest, standard, highest;
-  bool whole;  // the option is a whole number
+  const char* name;     ///< as SetOption takes it
+  const char* meaning;  ///< a line of text
+  double lowest,        ///< lowest value allowed
+      standard,         ///< the default
+      highest;          ///< highest value allowed
+  bool whole;           ///< the option is a whole number
 };
 
 /// The options by name; FixedPoint::Option(i) tells their meaning and range.
 struct FixedPointOptions {
-  FixedPointMethod method = FixedPointMethod::Automatic;
-  int beyond_one = 0;
-  int eigenvalues = 4;
-  double tolerance = 1e-8;
-  int pass_limit = 1000;
-  int least_between = 0;
-  double undo_factor = 2;
-  int account_length = 200;
+  FixedPointMethod method = FixedPointMethod::Automatic;  ///< by which eigenvalues to accelerate
+  int beyond_one = 0;        ///< 1: steps may lead to fixed points that plain passes run away from
+  int eigenvalues = 4;       ///< of the method Multiple, 1 to 20
+  double tolerance = 1e-8;   ///< largest change of a converged pass, relative to the nominal sizes
+  int pass_limit = 1000;     ///< passes after which the verdict is PassLimit
+  int least_between = 0;     ///< least passes between steps; 0: the method's own, 1 or eigenvalues + 3
+  double undo_factor = 2;    ///< a step is taken back if the next pass changes more by this factor
+  int account_length = 200;  ///< passes of which the account holds a record
   // Arrays with an element for each unknown, copied by the constructor; null: none.
-  const double* nominal = nullptr;  // above 0; null: learned
-  const double* lower = nullptr;    // -infinity: no bound
-  const double* upper = nullptr;    // infinity: no bound
+  const double* nominal = nullptr;  ///< nominal sizes, above 0; null: learned
+  const double* lower = nullptr;    ///< lower bounds; an element of -infinity: none
+  const double* upper = nullptr;    ///< upper bounds; an element of infinity: none
 };
 
 /// What one pass told.
 struct FixedPointRecord {
-  std::int64_t pass;  // from 1
-  double change;      // largest |G(x) - x| / nominal; NaN or infinite if the outcome was
-  FixedPointStep step;
-  FixedPointReason reason;
-  int eigenvalues;      // by which a step was tried; 0: none
-  double radius;        // largest magnitude of the eigenvalues seen; -1: not known yet
-  double passes_ahead;  // that plain passes would still need by it; infinite from 1 on, -1: not known
+  std::int64_t pass;        ///< number of the pass, from 1
+  double change;            ///< largest |G(x) - x| / nominal; NaN or infinite if the outcome was
+  FixedPointStep step;      ///< what became of a step on this pass
+  FixedPointReason reason;  ///< and why
+  int eigenvalues;          ///< number of eigenvalues by which a step was tried; 0: none
+  double radius;            ///< largest magnitude of the eigenvalues seen; -1: not known yet
+  double passes_ahead;      ///< plain passes still needed by it; infinite from 1 on, -1: not known
 };
 
 /// What all passes told.
 struct FixedPointCounts {
-  std::int64_t passes, steps_taken, steps_refused;
-  std::int64_t steps_taken_back;  // by the pass behind them, or because it failed
-  std::int64_t returns;           // to the best outcome, behind steps that led away from it
-  std::int64_t discarded;         // vectors that the host could not evaluate
+  std::int64_t passes,            ///< passes made
+      steps_taken,                ///< steps taken
+      steps_refused;              ///< steps tried and refused
+  std::int64_t steps_taken_back;  ///< steps taken back by the pass behind them, or because it failed
+  std::int64_t returns;           ///< returns to the best outcome, behind steps that led away from it
+  std::int64_t discarded;         ///< vectors that the host could not evaluate, see FixedPoint::Discard
 };
 
 /// Accelerates and judges a fixed-point iteration.
@@ -145,6 +156,7 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   FixedPoint(int unknowns, const FixedPointOptions& options);
   FixedPoint(const FixedPoint&) = delete;
   FixedPoint& operator=(const FixedPoint&) = delete;
+  /// Frees all memory of the object.
   ~FixedPoint();
 
   /// Begins an iteration and forgets any former one.
@@ -167,17 +179,22 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   /// @param x [unknowns] out
   /// @return false, and nothing is copied, unless the verdict is Continue or PassLimit
   bool Next(double* x) const;
+  /// Returns how the iteration stands.
   FixedPointVerdict Verdict() const;
+  /// Returns the length of the vectors.
   int Unknowns() const;
+  /// Returns what all passes since Start told.
   FixedPointCounts Counts() const;
   /// Returns how many of the newest passes the account still holds, at most the option `account_length`.
   int Records() const;
   /// Copies the record of one pass.
   /// @param age 0: the newest
+  /// @param record out
   /// @return false, and `record` unchanged, unless 0 <= age < Records()
   bool Record(int age, FixedPointRecord& record) const;
   /// Copies the eigenvalues seen in the last passes, the largest magnitude first.
   /// @param real, imaginary [capacity] out
+  /// @param capacity length of both arrays
   /// @return how many are known, which may be more than `capacity`
   int Eigenvalues(double* real, double* imaginary, int capacity) const;
   /// Copies the nominal sizes in use, [unknowns]; zeros for those not learned yet.
@@ -205,6 +222,7 @@ class CORVIDNUM_API FixedPoint : public HostAllocated {
   /// @return false, and the object is as it was, if the record is damaged, cut, or of another kind
   bool Restore(const void* state, std::int64_t size);
 
+  /// Returns the number of options.
   static int OptionCount();
   /// Returns the i-th option, from 0; null outside.
   static const FixedPointOption* Option(int i);

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Acceleration by several dominant eigenvalues.
+
 #include "accel/accel.h"
 #include "frame/export.h"
 
@@ -40,17 +43,18 @@ class CORVIDNUM_API MulDomEigenAccel : public Accel {
   /// @return 1; 0 if the fit is singular, with the correction unchanged
   unsigned char Project(int m);
 
-  double* correction;  // [numVar] of the present try
-  double spareOld;     // not used
-  double spareNew;     // not used
-  MulDomEigenPrinter* printer3;
-  double* oldProjects;  // [nEigen x numVar] block m - 1: the correction for m eigenvalues of the previous try
-  int nEigen;
-  double* gram;         // [nEigen x nEigen] the m x m Gram matrix of a fit, then its LU factors; behind it
-                        // [nEigen x (nEigen + 1)] the inner products of the differences, for every m
-  double* spareVector;  // [nEigen] not used
-  double* rhs;          // [nEigen] right-hand side; then the coefficients
-  int* pivots;          // [nEigen] row interchanges of the LU factors
+  double* correction;            ///< [numVar] of the present try
+  double spareOld;               ///< not used
+  double spareNew;               ///< not used
+  MulDomEigenPrinter* printer3;  ///< owned
+  double*
+      oldProjects;  ///< [nEigen x numVar] block m - 1: the correction for m eigenvalues of the previous try
+  int nEigen;       ///< number of eigenvalues
+  double* gram;     ///< [nEigen x nEigen] the m x m Gram matrix of a fit, then its LU factors; behind it
+                    ///< [nEigen x (nEigen + 1)] the inner products of the differences, for every m
+  double* spareVector;  ///< [nEigen] not used
+  double* rhs;          ///< [nEigen] right-hand side; then the coefficients
+  int* pivots;          ///< [nEigen] row interchanges of the LU factors
 
  private:
   CORVIDNUM_HIDDEN void AllocateArrays();

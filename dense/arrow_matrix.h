@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Band systems with dense borders.
+
 #include "dense/matrix.h"
 
 /// A bordered band matrix of order n + m:
@@ -20,9 +23,9 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
  public:
   /// Where the list of the non-zeros of A21 comes from. Any value other than 0 and 1 means TrackProvided.
   enum TrackNZType : int {
-    TrackNone = 0,      // there is no list: A21 is used as a dense block
-    TrackInternal = 1,  // the object lists each element of A21 that is accessed, for reading or writing
-    TrackProvided = 2,  // the caller passes the list to ProvideNZ
+    TrackNone = 0,      ///< there is no list: A21 is used as a dense block
+    TrackInternal = 1,  ///< the object lists each element of A21 that is accessed, for reading or writing
+    TrackProvided = 2,  ///< the caller passes the list to ProvideNZ
   };
 
   /// Allocates the blocks and sets all elements to 0.
@@ -62,31 +65,31 @@ class CORVIDNUM_API ArrowMatrix : public Matrix {
   /// @param colIndex column numbers, from 0; a column outside 0 .. n - 1 is ignored
   void ProvideNZ(int* rowStart, int* rowCount, int* colIndex);
 
-  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 .. i of the
+  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 to i of the
   /// band.
   /// @return the row, 1-based; -1 if `i` is not a row or memory was refused. For i >= n the result has no
   ///         meaning: the contract looks up `i`, not `i` - n, among the m rows of the border.
   int PermutationInfo(int i);
 
  protected:
-  int n;
-  int kl;
-  int ku;
-  int m;
-  TrackNZType track;
-  double* band;       // A11 in band storage: (i, j) at j * ldab + kl + ku + i - j, with ldab = 2 kl + ku + 1
-  double* a12;        // n x m, by columns
-  double* a21;        // m x n, by columns
-  double* a22;        // m x m, by columns; after FactorLU the LU factors of the Schur complement
-  int* bandPivots;    // [n] row interchanges of the band LU, 1-based
-  int* cornerPivots;  // [m] row interchanges of the LU of the Schur complement, 1-based
-  double* work;       // [n] inverse(A11) times one vector
-  double outOfBand;   // target of accesses to A11 outside the band
-  // The list of non-zeros that the elimination uses; null with TrackNone.
-  int* rowStart;  // [m]
-  int* rowCount;  // [m]
-  int* colIndex;  // the columns of a row are contiguous
-  int capacity;   // capacity asked for the object's own colIndex; raised even if the growth fails
+  int n;              ///< order of A11
+  int kl;             ///< sub-diagonals of A11
+  int ku;             ///< super-diagonals of A11
+  int m;              ///< width of the border
+  TrackNZType track;  ///< where the list of the non-zeros of A21 comes from
+  double* band;     ///< A11 in band storage: (i, j) at j * ldab + kl + ku + i - j, with ldab = 2 kl + ku + 1
+  double* a12;      ///< n x m, by columns
+  double* a21;      ///< m x n, by columns
+  double* a22;      ///< m x m, by columns; after FactorLU the LU factors of the Schur complement
+  int* bandPivots;  ///< [n] row interchanges of the band LU, 1-based
+  int* cornerPivots;  ///< [m] row interchanges of the LU of the Schur complement, 1-based
+  double* work;       ///< [n] inverse(A11) times one vector
+  double outOfBand;   ///< target of accesses to A11 outside the band
+  // The list of non-zeros that the elimination uses; null with TrackNone. See ProvideNZ.
+  int* rowStart;  ///< [m] where each border row begins in colIndex
+  int* rowCount;  ///< [m] number of columns of each border row
+  int* colIndex;  ///< the columns of a row are contiguous
+  int capacity;   ///< capacity asked for the object's own colIndex; raised even if the growth fails
 
  private:
   // The steps of block elimination, run in the order of their numbers. b1, b2 and x1, x2 are the first n and

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The interface of the dense matrices.
+
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
@@ -10,13 +13,14 @@ class CORVIDNUM_API Matrix : public HostAllocated {
  public:
   /// What an operation reports.
   enum ErrorCode : int {
-    MatrixOK = 0,
-    MatrixFailed = 1,  // singular, illegal argument or missing memory; the results have no meaning
+    MatrixOK = 0,      ///< done
+    MatrixFailed = 1,  ///< singular, illegal argument or missing memory; the results have no meaning
   };
 
   Matrix(const Matrix&) = delete;
   Matrix& operator=(const Matrix&) = delete;
 
+  /// Frees the elements.
   virtual ~Matrix();
 
   /// Returns 1, or 0 once an allocation for the object has failed.
@@ -39,7 +43,8 @@ class CORVIDNUM_API Matrix : public HostAllocated {
   virtual double& operator()(int row, int col) = 0;
 
  protected:
+  /// Makes a matrix that is valid as yet.
   Matrix();
 
-  unsigned char valid;
+  unsigned char valid;  ///< what Valid() returns
 };

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Dense systems.
+
 #include <cstdint>
 
 #include "dense/matrix.h"
@@ -16,6 +19,8 @@ class CORVIDNUM_API RegularMatrix : public Matrix {
 
   /// Factorises, then solves. Requires rows = cols. `b` is kept and may be `x`; if the factorisation fails,
   /// `x` is unchanged.
+  /// @param x    [rows] out: the solution
+  /// @param b    [rows] the right-hand side; only read
   /// @param info never written: callers that need it call FactorLU(int&) and BackSub
   ErrorCode Solve(double* x, double* b, int& info) override;
   void ZeroElements() override;
@@ -35,16 +40,16 @@ class CORVIDNUM_API RegularMatrix : public Matrix {
   /// @return MatrixFailed if rows < cols
   ErrorCode BackSub(double* x, double* b);
 
-  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 .. i. Later
+  /// Returns which input row stands in row `i` (from 0) after the row interchanges of columns 0 to i. Later
   /// interchanges of a factorisation do not touch row `i`.
   /// @return the row, 1-based; -1 if `i` is not a row or memory was refused
   int PermutationInfo(int i);
 
  protected:
-  int rows;  // also the leading dimension
-  int cols;
-  double* data;  // [rows * cols] element (r, c) at c * rows + r
-  int* pivots;   // [max(rows, cols)] row interchanges, 1-based, as in LAPACK
+  int rows;      ///< number of rows; also the leading dimension
+  int cols;      ///< number of columns
+  double* data;  ///< [rows * cols] element (r, c) at c * rows + r
+  int* pivots;   ///< [max(rows, cols)] row interchanges, 1-based, as in LAPACK
 
  private:
   CORVIDNUM_HIDDEN std::int64_t ElementCount() const;

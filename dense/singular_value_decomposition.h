@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Singular value decomposition and least squares.
+
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
@@ -36,6 +39,7 @@ class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
   ///         meaning if a NaN or an infinity was met or a singular value has not converged after 49 sweeps.
   ///         That may also happen if elements are below about 1e-155 or above 1e153 in magnitude, since their
   ///         squares leave the range of a double, and to a rare matrix of ordinary elements
+  ///
   /// Source: Golub and Reinsch, Singular value decomposition and least squares solutions, Numer. Math. 14
   /// (1970), with hypotenuses that do not overflow.
   unsigned char Decomposition(int m, int n, double** a);
@@ -51,6 +55,7 @@ class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
 
   /// Computes the least squares solution x = V diag(1/S) U' b of A x = b, in which singular values of 0 are
   /// left out.
+  /// @param m, n number of rows and columns
   /// @param b [m] only read
   /// @param x [n] out: the solution
   /// @param u [m][n] U as Decomposition left it; only read
@@ -58,7 +63,8 @@ class CORVIDNUM_API SingularValueDecomposition : public HostAllocated {
 
   /// Computes the covariance matrix V diag(1/S^2) V' of the fitted parameters, in which singular values of 0
   /// are left out.
-  /// @param cvm [n][n] out
+  /// @param n   number of parameters
+  /// @param cvm [n][n] out: by rows
   void CovarianceMatrix(int n, double** cvm);
 
   /// Minimises the sum of ((a x - b)[i] / sigma[i])^2. Scales each column to a mean magnitude of 1 and edits

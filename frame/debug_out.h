@@ -1,8 +1,9 @@
 #pragma once
 
-// The log that Accel::StartBasicDebug takes. Neither libcorvidnum.so nor the host support library defines the
-// class: a host that wants a log compiles frame/debug_out.cpp, installed beside this header, into its
-// program.
+/// @file
+/// The log that Accel::StartBasicDebug takes. Neither libcorvidnum.so nor the host support library defines
+/// the class: a host that wants a log compiles frame/debug_out.cpp, installed beside this header, into its
+/// program.
 
 #include "frame/corvid.h"
 
@@ -35,15 +36,18 @@ class DebugOut {
   /// Writes the local time between a line end before it and one after it.
   void WriteTime();
 
-  /// Writes the header, then values[first] .. values[last - 1], indices from 0. More than five values begin
+  /// Writes the header, then values[first] to values[last - 1], indices from 0. More than five values begin
   /// on the line after the header. Null writes nothing; `last` not above `first` writes the header alone.
   void WriteVector(Text header, const double* values, int first, int last);
+  /// Writes the header, then values[first] to values[last - 1], in the same way.
   void WriteVector(Text header, const int* values, int first, int last);
   /// Writes the header, then each row on lines of its own, with a margin of five blanks. Null writes nothing.
-  /// @param rows [nRows][nCols] a null row is left out
+  /// @param header       written first
+  /// @param rows         [nRows][nCols] a null row is left out
+  /// @param nRows, nCols sizes of the matrix
   void WriteMatrix(Text header, double** rows, int nRows, int nCols);
 
-  int level;
-  unsigned char append;  // non-zero: keep the contents of an existing file
-  TextFile file;         // everything goes through it; the accelerators write their lines to it
+  int level;             ///< as it came; nothing in the library reads it
+  unsigned char append;  ///< non-zero: keep the contents of an existing file
+  TextFile file;         ///< everything goes through it; the accelerators write their lines to it
 };

@@ -1,6 +1,7 @@
 #pragma once
 
-// The values that stand for "missing".
+/// @file
+/// The values that stand for "missing".
 
 /// Marks a missing value. It is compared exactly, without a tolerance.
 constexpr double EmptyValue = -32767.0;

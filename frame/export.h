@@ -1,6 +1,7 @@
 #pragma once
 
-// The visibility of what the library exports.
+/// @file
+/// The visibility of what the library exports.
 
 /// Exports what a host may call or derive from; everything else in the library has hidden visibility.
 #define CORVIDNUM_API __attribute__((visibility("default")))

@@ -1,7 +1,8 @@
 #pragma once
 
-// All memory of the library comes from the host's allocator: objects through class-level new and delete,
-// arrays through allocate_array.
+/// @file
+/// All memory of the library comes from the host's allocator: objects through class-level new and delete,
+/// arrays through allocate_array.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,12 +14,17 @@
 /// A new expression yields null when the host's memory is exhausted; no constructor runs then.
 class CORVIDNUM_API HostAllocated {
  public:
+  /// Allocates by Corvid_new; null if memory is exhausted.
   static void* operator new(std::size_t bytes) noexcept;
+  /// Allocates by Corvid_new; null if memory is exhausted.
   static void* operator new[](std::size_t bytes) noexcept;
+  /// Frees by Corvid_delete.
   static void operator delete(void* block) noexcept;
+  /// Frees by Corvid_delete.
   static void operator delete[](void* block) noexcept;
-  // Placement new, declared here because the operators above hide the global one.
+  /// Returns `place`: placement new, declared here because the operators above hide the global one.
   static void* operator new(std::size_t bytes, void* place) noexcept;
+  /// Does nothing: goes with placement new.
   static void operator delete(void* block, void* place) noexcept;
 };
 

@@ -1,7 +1,8 @@
 #pragma once
 
-// The runtime that the numeric routines share. The exported functions take every argument by address, so C
-// and Fortran can call them as they are.
+/// @file
+/// The runtime that the numeric routines share. The exported functions take every argument by address, so C
+/// and Fortran can call them as they are.
 
 #include <stddef.h>
 
@@ -55,22 +56,25 @@ int round_to_nearest(const double* value);
 
 /// Describes one diagnostic line of the print protocol.
 struct PrintControl {
-  int errorReturn;
-  int unit;
-  int endOfFileReturn;
-  const char* format;  // parenthesised, each literal bracketed by the byte 0x02
-  int record;
+  int errorReturn;      ///< not 0: an error returns to the caller
+  int unit;             ///< unit of the output
+  int endOfFileReturn;  ///< not 0: the end of the file returns to the caller
+  const char* format;   ///< parenthesised, each literal bracketed by the byte 0x02
+  int record;           ///< number of the record of a direct-access file
 };
 
-// The print protocol: write_begin, a write_item for each value, write_end. The three do nothing, because a
-// library must not write into its host's output: callers learn of errors and warnings by the status
-// arguments. The calls stay in the numeric routines to say what each diagnostic line would show.
+/// Begins a line of the print protocol: write_begin, a write_item for each value, write_end. The three do
+/// nothing, because a library must not write into its host's output: callers learn of errors and warnings by
+/// the status arguments. The calls stay in the numeric routines to say what each diagnostic line would show.
 inline int write_begin(const PrintControl*) { return 0; }
+/// Passes a value of the line; does nothing, see write_begin.
 inline int write_item(const int* /*count*/, const void* /*value*/, int /*bytes*/) { return 0; }
+/// Ends the line; does nothing, see write_begin.
 inline int write_end() { return 0; }
 
 /// Ends the process with exit status 0, running the normal exit processing. With `length` above 0 it first
 /// writes "STOP <text> statement executed" to the standard error stream.
+/// @param text   what to write
 /// @param length length of `text`, which need not end with a zero
 [[noreturn]] void stop_run(const char* text, int length);
 

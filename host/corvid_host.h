@@ -1,20 +1,23 @@
 #pragma once
 
-// How a host program sets up and watches this open host support library. The numerics library knows nothing
-// of it: all that the library imports stands in frame/corvid.h. Every function may be called by any thread.
+/// @file
+/// How a host program sets up and watches this open host support library. The numerics library knows nothing
+/// of it: all that the library imports stands in frame/corvid.h. Every function may be called by any thread.
 
 #include <cstddef>
 #include <cstdint>
 
 #include "frame/corvid.h"
 
+/// Sets up and watches the open host support library.
 namespace corvid_host {
 
 // ---- Lines. Every message of the library and of the host goes to a sink, as one line.
 
+/// Where a line comes from.
 enum class LineKind : int {
-  kTrace = 0,  // from Trace
-  kError = 1,  // from ErrorMsg
+  kTrace = 0,  ///< from Trace
+  kError = 1,  ///< from ErrorMsg
 };
 
 /// A function that receives a line: a text without a line end that ends with zero and is valid until the sink
@@ -30,6 +33,7 @@ CORVID_API void SetLineSink(LineSink sink, void* context = nullptr);
 
 /// Stores a text under a key, in place of any former one. Both are copied; texts that FindString has returned
 /// before stay valid and unchanged.
+/// @param key  under which FindString and ErrorMsg find it
 /// @param text a printf format for the arguments that come with the key
 /// @return true; false, and nothing is stored, if an argument is null, memory is exhausted, or the text is
 ///         for one of the library's keys and needs arguments other than the integers (%d) that the library
@@ -53,13 +57,13 @@ CORVID_API void SetSplashHandler(SplashHandler handler);
 
 /// The host's floating-point control word.
 struct FloatControl {
-  int rounding;  // FE_TONEAREST, FE_UPWARD, FE_DOWNWARD or FE_TOWARDZERO of <cfenv>
-  int traps;     // FE_INVALID, FE_DIVBYZERO, ...: the exceptions that trap; all others are masked
+  int rounding;  ///< FE_TONEAREST, FE_UPWARD, FE_DOWNWARD or FE_TOWARDZERO of `<cfenv>`
+  int traps;     ///< FE_INVALID, FE_DIVBYZERO, ...: the exceptions that trap; all others are masked
 };
 
 /// Chooses what FPEnvironment::SetControlWord applies from now on; the call itself changes the state of no
 /// thread. The default is to round to nearest with all traps masked.
-/// @return true; false, and nothing changes, if <cfenv> does not know the rounding or a trap
+/// @return true; false, and nothing changes, if `<cfenv>` does not know the rounding or a trap
 CORVID_API bool SetFloatControl(FloatControl control);
 
 /// Returns how often SetControlWord was applied in this process.
@@ -131,9 +135,9 @@ constexpr ChunkTag kPlainChunk = MakeChunkTag("DATA");
 
 /// What the head of a chunk says.
 struct ChunkInfo {
-  ChunkTag tag;
-  short version;
-  std::uint32_t bytes;  // length of the body, nested chunks included
+  ChunkTag tag;         ///< what the chunk contains
+  short version;        ///< version of its layout
+  std::uint32_t bytes;  ///< length of the body, nested chunks included
 };
 
 /// The host's BinaryFile: a file on disk, shorter than 4 GiB, which is kept in memory of the allocator while
@@ -146,6 +150,7 @@ class CORVID_API ChunkFile : public BinaryFile {
   /// How deep chunks may nest, the outermost one included.
   static constexpr int kDeepest = 32;
 
+  /// Makes a file that is not open.
   ChunkFile();
   /// Closes the file as Close does.
   ~ChunkFile() override;
@@ -186,7 +191,7 @@ class CORVID_API ChunkFile : public BinaryFile {
   enum class Mode { kClosed, kWriting, kReading };
   struct Body {
     std::size_t begin;
-    std::size_t end;  // only used when reading
+    std::size_t end;  ///< only used when reading
   };
 
   unsigned char Fail(const char* why);

@@ -1,7 +1,8 @@
 #pragma once
 
-// Renumbering of a symmetric sparse structure for a small bandwidth or a small profile. Callable from C, and
-// from Fortran through bind(C): every argument is passed by address; nodes and positions count from 1.
+/// @file
+/// Renumbering of a symmetric sparse structure for a small bandwidth or a small profile. Callable from C, and
+/// from Fortran through bind(C): every argument is passed by address; nodes and positions count from 1.
 
 #include "frame/export.h"
 
@@ -36,15 +37,16 @@ extern "C" {
 /// @param bandwidth, profile out: those of the chosen numbering; a profile too large for an int is reported
 ///                   as the largest int; -1 on error
 /// @param errorCode  out: 0, or
-///   1 a negative degree, a row start below 1 or a neighbour outside 1..n;
-///   2, 3, 4, 11, 12, 13, 20, 30 .. 35, 40, 41, 51 .. 56, 61 .. 64, 70, 71 the graph is not symmetric, or an
-///   invariant of the step with that number is broken;
-///   10, 101, 102, 110, 111, 120, 130, 131, 160 work is too short: for the final measurement (10), to begin
-///   with (101), after the search (102), in the step with that number
+///   - 1: a negative degree, a row start below 1 or a neighbour outside 1..n;
+///   - 2, 3, 4, 11, 12, 13, 20, 30 .. 35, 40, 41, 51 .. 56, 61 .. 64, 70, 71: the graph is not symmetric, or
+///   an invariant of the step with that number is broken;
+///   - 10, 101, 102, 110, 111, 120, 130, 131, 160: work is too short: for the final measurement (10), to
+///   begin with (101), after the search (102), in the step with that number
 /// @param space      out: on success the number of elements of work that were needed, which may come out as
 ///                   workLength + 1; with errors 10 and 110 to 160 an estimate of how many more are needed;
 ///                   with 61 to 64 what had been needed so far; else -1
 /// @return 0
+///
 /// Source: Gibbs, Poole, Stockmeyer, SIAM J. Numer. Anal. 13, 236 (1976); for the order within a level of the
 /// profile method, King, Int. J. Numer. Meth. Eng. 2, 523 (1970).
 CORVIDNUM_API int gpskca(const int* n, int* degree, const int* rowStart, const int* connect,

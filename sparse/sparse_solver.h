@@ -1,9 +1,10 @@
 #pragma once
 
-// A sparse linear solver that is right by default: it chooses between the two direct solvers of the library,
-// drives their arrays, judges every solution, and repairs what can be repaired before it gives an answer.
-//
-// The statuses and options have the same names and numbers in C and Fortran, see corvidnum_sparse.h.
+/// @file
+/// A sparse linear solver that is right by default: it chooses between the two direct solvers of the library,
+/// drives their arrays, judges every solution, and repairs what can be repaired before it gives an answer.
+///
+/// The statuses and options have the same names and numbers in C and Fortran, see corvidnum_sparse.h.
 
 #include <cstdint>
 
@@ -40,23 +41,25 @@ CORVIDNUM_API const char* MethodName(SparseMethod method);
 
 /// What a caller may choose. SparseOptionTable() tells the meaning and the range of each.
 struct SparseOptions {
-  SparseMethod method = SparseMethod::automatic;
-  int factorisations = 1;
-  int judge = 1;
-  double bound = 1e-12;
-  int corrections = 10;
-  int repair = 2;
-  int blocks = 1;
-  int diagonal = -1;
-  double threshold = 0;
-  double growth = 0;
+  SparseMethod method = SparseMethod::automatic;  ///< the method, or automatic
+  int factorisations = 1;  ///< how many of this pattern to expect; guides the automatic choice
+  int judge = 1;           ///< 0: solutions are Unjudged, and singularity is not tested
+  double bound = 1e-12;    ///< componentwise backward error that a solution may have to count as Solved
+  int corrections = 10;    ///< most steps of iterative refinement for a solution that misses the bound
+  int repair = 2;     ///< 0: refinement only; 1: also new pivots, higher threshold; 2: also the other method
+  int blocks = 1;     ///< 1: permute to block triangular form; 0: not
+  int diagonal = -1;  ///< 1: ma38 prefers pivots on the diagonal; 0: it does not; -1: automatic
+  double threshold = 0;  ///< of the pivot test, larger is safer and fills in more; 0: the method's own
+  double growth = 0;     ///< limit of the growth of fronts in ma38; 0: automatic
 };
 
 /// Describes one option.
 struct SparseOption {
-  const char* name;
-  const char* meaning;
-  double lowest, standard, highest;  // all of them allowed values; `standard` is the default
+  const char* name;     ///< as SetOption takes it
+  const char* meaning;  ///< a line of text
+  double lowest,        ///< lowest value allowed
+      standard,         ///< the default
+      highest;          ///< highest value allowed
 };
 
 /// Returns the descriptions of all options, in the order of the fields of SparseOptions.
@@ -72,66 +75,70 @@ CORVIDNUM_API double GetOption(const SparseOptions& options, const char* name);
 /// What is known of a matrix and of the work done on it. Numbers that are not known are 0, or -1 where 0
 /// would be an answer.
 struct SparseReport {
-  int order = 0;
-  int entries = 0;                // with duplicates summed
-  int duplicates = 0;             // entries summed with another in their place
-  std::int64_t first_fault = -1;  // after BadInput: the first wrong entry, counted from 0, or -1 if another
-                                  // argument is at fault; after NotFinite: the value or element
+  int order = 0;                  ///< rows, and columns, of the matrix
+  int entries = 0;                ///< entries of the pattern, duplicates summed
+  int duplicates = 0;             ///< entries summed with another in their place
+  std::int64_t first_fault = -1;  ///< after BadInput: the first wrong entry, counted from 0, or -1 if another
+                                  ///< argument is at fault; after NotFinite: the value or element
   // The choice of the method.
-  SparseMethod method = SparseMethod::automatic;  // of the factors, or of those tried last
-  const char* reason = "";                        // why `automatic` chose it; the library's own text
-  int prefers_diagonal = 0;                       // 1: ma38 prefers pivots on the diagonal
-  double threshold = 0;                           // of the pivot test of these factors
-  double growth = 0;                              // limit of the growth of the fronts of ma38; 0 with ma48
-  double pattern_symmetry = 0;  // share of the off-diagonal entries whose transposed place holds one, too
-  int diagonal_entries = 0;
-  int structural_rank = -1;
+  SparseMethod method = SparseMethod::automatic;  ///< method of the factors, or of those tried last
+  const char* reason = "";                        ///< why `automatic` chose it; the library's own text
+  int prefers_diagonal = 0;                       ///< 1: ma38 prefers pivots on the diagonal
+  double threshold = 0;                           ///< threshold of the pivot test of these factors
+  double growth = 0;                              ///< limit of the growth of the fronts of ma38; 0 with ma48
+  double pattern_symmetry = 0;  ///< share of the off-diagonal entries whose transposed place holds one, too
+  int diagonal_entries = 0;     ///< entries on the diagonal
+  int structural_rank = -1;     ///< most entries of which no two share a row or column; -1: not known
   // The factors.
-  int rank = -1;
-  int blocks = 0;  // diagonal blocks of the block triangular form
-  std::int64_t factor_entries = 0;
-  double operations = 0;  // floating-point operations of the factorisation
-  double condition = 0;   // estimate in the 1-norm, of the matrix as it was scaled; 0: not estimated, as
-                          // after Refactorise
+  int rank = -1;                    ///< pivots found; -1: not known
+  int blocks = 0;                   ///< diagonal blocks of the block triangular form
+  std::int64_t factor_entries = 0;  ///< entries of L and U
+  double operations = 0;            ///< floating-point operations of the factorisation
+  double condition = 0;  ///< estimate in the 1-norm, of the matrix as it was scaled; 0: not estimated, as
+                         ///< after Refactorise
   // The work since the object was made.
-  int factorisations = 0;     // with pivots chosen for the values
-  int refactorisations = 0;   // with the pivots of an earlier factorisation
-  int array_growths = 0;      // calls repeated because an array was too short
-  int new_pivots = 0;         // repairs: pivots chosen anew because the old ones missed the bound,
-  int raised_thresholds = 0;  // thresholds raised,
-  int changed_methods = 0;    // and changes to the other method
+  int factorisations = 0;     ///< with pivots chosen for the values
+  int refactorisations = 0;   ///< with the pivots of an earlier factorisation
+  int array_growths = 0;      ///< calls repeated because an array was too short
+  int new_pivots = 0;         ///< repairs: pivots chosen anew because the old ones missed the bound
+  int raised_thresholds = 0;  ///< repairs: thresholds raised
+  int changed_methods = 0;    ///< repairs: changes to the other method
   // The last call of Solve or SolveTransposed; of several right-hand sides the worst.
-  double backward_error = -1;        // componentwise, the larger of omega1 and omega2; -1: not judged
-  double first_backward_error = -1;  // the same before any correction
-  int corrections = 0;               // steps of iterative refinement
+  double backward_error = -1;        ///< componentwise, the larger of omega1 and omega2; -1: not judged
+  double first_backward_error = -1;  ///< the same before any correction
+  int corrections = 0;               ///< steps of iterative refinement
 };
 
 /// Indices of equations (rows) or unknowns (columns), in ascending order and counted from the index base that
 /// the matrix was given with. The array belongs to the solver.
 struct SparseIndices {
-  const int* index = nullptr;
-  int count = 0;
+  const int* index = nullptr;  ///< [count]
+  int count = 0;               ///< length of the list
 };
 
 /// Says where a singular matrix lacks rank.
 struct SparseDiagnosis {
-  int structural_rank = 0;
-  int numerical_rank = -1;  // -1 if the matrix is structurally singular
+  int structural_rank = 0;  ///< most entries of which no two share a row or column
+  int numerical_rank = -1;  ///< pivots found; -1 if the matrix is structurally singular
   // Of a structurally singular matrix, by the coarse Dulmage-Mendelsohn decomposition:
-  SparseIndices unmatched_equations, unmatched_unknowns;
-  SparseIndices overdetermined_equations, overdetermined_unknowns;    // more equations than unknowns
-  SparseIndices underdetermined_equations, underdetermined_unknowns;  // more unknowns than equations
+  SparseIndices unmatched_equations,        ///< equations that a maximum matching leaves without an unknown
+      unmatched_unknowns;                   ///< unknowns that it leaves without an equation
+  SparseIndices overdetermined_equations,   ///< equations of the part with more equations than unknowns
+      overdetermined_unknowns;              ///< unknowns of that part
+  SparseIndices underdetermined_equations,  ///< equations of the part with more unknowns than equations
+      underdetermined_unknowns;             ///< unknowns of that part
   // Of a numerically singular one: those left without a pivot.
-  SparseIndices dependent_equations, dependent_unknowns;
+  SparseIndices dependent_equations,  ///< equations without a pivot: others determine them
+      dependent_unknowns;             ///< unknowns without a pivot
 };
 
 /// Gives the block triangular form: row[k] and column[k] stand at place k, block b holds the places
 /// begin[b] to begin[b + 1] - 1, and all entries stand in or above the diagonal blocks.
 struct SparseBlocks {
-  int count = 0;
-  const int* begin = nullptr;   // [count + 1], places from 0
-  const int* row = nullptr;     // [order] by place; counted from the index base
-  const int* column = nullptr;  // [order]
+  int count = 0;                ///< number of blocks
+  const int* begin = nullptr;   ///< [count + 1], places from 0
+  const int* row = nullptr;     ///< [order] rows by place; counted from the index base
+  const int* column = nullptr;  ///< [order] columns by place; counted from the index base
 };
 
 /// Solves square sparse systems A x = b whose matrices share one pattern.
@@ -159,9 +166,12 @@ class CORVIDNUM_API SparseSolver : public HostAllocated {
   /// @param entries coordinates given; 0 is allowed, and such a matrix is `Singular`
   /// @param rows, columns [entries] in any order; entries in the same place are summed
   /// @param index_base 0 or 1: where indices begin
+  /// @param options of the factorisations to come
+  ///
   /// State() tells whether the object can be used.
   SparseSolver(int order, int entries, const int* rows, const int* columns, int index_base,
                const SparseOptions& options = SparseOptions());
+  /// Frees all memory of the object.
   ~SparseSolver();
   SparseSolver(const SparseSolver&) = delete;
   SparseSolver& operator=(const SparseSolver&) = delete;
@@ -172,20 +182,20 @@ class CORVIDNUM_API SparseSolver : public HostAllocated {
   /// Changes the options from the next operation on; those of the factorisation from the next Factorise.
   /// @return `BadInput` with nothing changed if one is out of its range; else State()
   SparseStatus SetOptions(const SparseOptions& options);
+  /// Returns the options; they stay the object's.
   const SparseOptions& Options() const;
 
   /// Factorises the matrix with pivots chosen for its values, and tests whether it is singular.
   /// @param values [entries] in the order of the coordinates
-  /// @return `Factorised`, `Singular`, `NotFinite`, `NoMemory` or `BadInput`. After `NotFinite` and
-  /// `BadInput`
-  ///         earlier factors stand; after the others there are none
+  /// @return `Factorised`, `Singular`, `NotFinite`, `NoMemory` or `BadInput`. Earlier factors stand
+  ///         after `NotFinite` and `BadInput`; after the others there are none
   SparseStatus Factorise(const double* values);
   /// Factorises the matrix with the pivots of the last Factorise; chooses pivots where there are none or
   /// where they fail. Returns as Factorise does. Singularity is then tested only where a solution gives
   /// cause.
   SparseStatus Refactorise(const double* values);
 
-  /// Solve A x = b, or A' x = b, for several right-hand sides.
+  /// Solves A x = b for several right-hand sides.
   /// @param b     [order x count] column after column
   /// @param x     [order x count] out; may be `b` itself. With other statuses than `Solved`, `Unjudged` and
   ///              `Inexact` the column that failed and those behind it are unchanged
@@ -194,8 +204,11 @@ class CORVIDNUM_API SparseSolver : public HostAllocated {
   ///         `Inexact`, `Singular`, `NotFinite`, `NoMemory`, `NotFactorised` or `BadInput`. Where the
   ///         solution is too large for numbers, x holds infinities: `Inexact` if judged, else `Unjudged`
   SparseStatus Solve(const double* b, double* x, int count = 1);
+  /// Solves A' x = b for several right-hand sides; arguments and result as in Solve.
   SparseStatus SolveTransposed(const double* b, double* x, int count = 1);
 
+  /// Returns what is known of the matrix and of the work done; it stays the object's and follows later
+  /// operations.
   const SparseReport& Report() const;
 
   /// Estimates the condition number in the 1-norm, from below, by solutions with both transposes.

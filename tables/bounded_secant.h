@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// The zero of a function of one variable.
+
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
@@ -9,8 +12,11 @@
 /// I or E of EmptyValue (-32767) counts as not given.
 class CORVIDNUM_API BoundedSecant : public HostAllocated {
  public:
+  /// Begins a search without points.
   BoundedSecant();
+  /// Copies points and bounds.
   BoundedSecant(const BoundedSecant& other) = default;
+  /// Copies points and bounds.
   BoundedSecant& operator=(const BoundedSecant& other);
 
   /// Adds a point of the function. It becomes a bound unless an earlier E of its sign was nearer to zero.

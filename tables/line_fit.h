@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A straight line through points.
+
 #include "frame/export.h"
 
 /// Fits the straight line y = a + b x to a set of points by weighted least squares. Keeps no state and
@@ -15,6 +18,7 @@
 /// @param chiSquare      out: sum of the squared residuals, each divided by its sigma if there is one
 /// @return 1; 0, and nothing is written, if there are fewer than two points or a pointer other than `sigma`
 ///         is null. If all x are equal the result is 1 and the outputs are not finite
+///
 /// Source: linear regression by the normal equations, e.g. Draper and Smith, Applied Regression Analysis.
 CORVIDNUM_API unsigned char LineFit(double* x, double* y, unsigned int count, double* sigma, double* a,
                                     double* b, double* sigmaA, double* sigmaB, double* chiSquare);

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A table of points to which a correlation is fitted.
+
 #include <cstdint>
 
 #include "frame/corvid.h"
@@ -19,6 +22,7 @@ class CORVIDNUM_API RegressTable : public XYTable {
   RegressTable();
   /// Copies points, limits and statistics; the copy has no fitted values.
   RegressTable(const RegressTable& other);
+  /// Frees points and fitted values.
   ~RegressTable() override;
   /// Shares all four arrays of `other`; see XYTable.
   RegressTable& operator=(const RegressTable& other);
@@ -38,11 +42,13 @@ class CORVIDNUM_API RegressTable : public XYTable {
   /// 100 (y - Func(x)) / y, in per cent.
   /// @return 1; 0 if no point is active, with MaxError 0, MinError 1e30 and the others EmptyValue
   virtual unsigned char Stats();
-  /// Describe the components to which the property belongs. The defaults return -32767 (EmptyValueInt),
-  /// EmptyValue and an empty text.
+  /// Returns the number of components to which the property belongs; the default is EmptyValueInt.
   virtual int NComps();
+  /// Returns a number of a component, whose meaning the derived class defines; the default is EmptyValueInt.
   virtual int CompID(int index);
+  /// Returns a value of a component, whose meaning the derived class defines; the default is EmptyValue.
   virtual double CompSt(int index);
+  /// Returns the name of a component; the default is empty.
   virtual Text CompName(int index);
 
   /// Sets the statistics to EmptyValue. Returns 1.
@@ -50,25 +56,31 @@ class CORVIDNUM_API RegressTable : public XYTable {
   /// Sets the arrays of fitted values to null without freeing them; only for initialising a raw object.
   void InitData();
 
-  // Set and return the limits of x, in kelvin.
+  /// Sets the highest x that counts, in kelvin; EmptyValue: no limit.
   void UpperRegressionLimit(double limit);
+  /// Returns the highest x that counts, in kelvin; EmptyValue: no limit.
   double UpperRegressionLimit();
+  /// Sets the lowest x that counts, in kelvin; EmptyValue: no limit.
   void LowerRegressionLimit(double limit);
+  /// Returns the lowest x that counts, in kelvin; EmptyValue: no limit.
   double LowerRegressionLimit();
 
   /// Returns the coefficient of determination of the last Stats.
   double R2();
-  /// Return the percentage errors of largest and smallest magnitude of the last Stats, with their signs.
+  /// Returns the percentage error of largest magnitude of the last Stats, with its sign.
   double MaxError();
+  /// Returns the percentage error of smallest magnitude of the last Stats, with its sign.
   double MinError();
-  /// Return the temperatures, in kelvin, of these two errors; among equal errors that of the first point.
-  /// MaxErrorTk is EmptyValue if no error exceeds 0 in magnitude.
+  /// Returns the temperature, in kelvin, of MaxError; among equal errors that of the first point. EmptyValue
+  /// if no error exceeds 0 in magnitude.
   double MaxErrorTk();
+  /// Returns the temperature, in kelvin, of MinError; among equal errors that of the first point.
   double MinErrorTk();
 
   /// Returns 1 if a point at temperature `t`, in kelvin, would be active, else 0.
   unsigned char TempInRange(double t) const;
   /// Reads the index-th active point, from 0. Moves the cursor, so a walk must begin anew.
+  /// @param index number of the active point, from 0
   /// @param x, y out: the point, or EmptyValue both if there is none
   /// @return 1; 0 if there are not so many active points
   unsigned char GetActivePoint(int index, double& x, double& y);
@@ -91,16 +103,16 @@ class CORVIDNUM_API RegressTable : public XYTable {
   unsigned char Recall(BinaryFile& file);
 
  protected:
-  double upperLimit;
-  double lowerLimit;
-  double r2;
-  double maxError;
-  double minError;
-  double maxErrorTk;
-  double minErrorTk;
-  double* yFitValues;  // [fitSize] or null
-  double* pctErrors;   // [fitSize] or null
-  int fitSize;         // EmptyValueInt: there are no arrays
+  double upperLimit;   ///< highest x that counts, in kelvin; EmptyValue: no limit
+  double lowerLimit;   ///< lowest x that counts, in kelvin; EmptyValue: no limit
+  double r2;           ///< coefficient of determination of the last Stats
+  double maxError;     ///< its percentage error of largest magnitude
+  double minError;     ///< its percentage error of smallest magnitude
+  double maxErrorTk;   ///< temperature of maxError, in kelvin
+  double minErrorTk;   ///< temperature of minError, in kelvin
+  double* yFitValues;  ///< [fitSize] values of Func, or null
+  double* pctErrors;   ///< [fitSize] percentage errors, or null
+  int fitSize;         ///< EmptyValueInt: there are no arrays
 
  private:
   struct ActiveSums;

@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A table of points that a user edits row by row.
+
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
@@ -17,6 +20,7 @@ class CORVIDNUM_API XYTable : public HostAllocated {
   XYTable();
   /// Copies the points; the capacity is just theirs. Begin a walk over the copy with GetFirstPoint.
   XYTable(const XYTable& other);
+  /// Frees the points.
   virtual ~XYTable();
   /// Shares the arrays of `other` and leaks its own. Both tables then own the same arrays, and the caller
   /// must make sure that they are freed once.
@@ -36,6 +40,7 @@ class CORVIDNUM_API XYTable : public HostAllocated {
   int YDim();
 
   /// Reads a point.
+  /// @param index number of the point, from 0
   /// @param x, y out: the point, or EmptyValue both if there is no such point
   /// @return 1; 0 if there is no such point
   unsigned char GetPoint(int index, double& x, double& y);
@@ -78,11 +83,11 @@ class CORVIDNUM_API XYTable : public HostAllocated {
   unsigned char Recall(BinaryFile& file);
 
  protected:
-  double* xValues;  // [capacity]
-  double* yValues;  // [capacity]
-  int nPoints;
-  int capacity;
-  int cursor;  // index of the point that the walk read last
+  double* xValues;  ///< [capacity]
+  double* yValues;  ///< [capacity]
+  int nPoints;      ///< number of points; below 0: none, see NDataPoints
+  int capacity;     ///< length of the arrays
+  int cursor;       ///< index of the point that the walk read last
 
   /// Returns the number of points, 0 if nPoints is negative.
   CORVIDNUM_HIDDEN int Points() const { return nPoints > 0 ? nPoints : 0; }

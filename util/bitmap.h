@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A set of 32 flags.
+
 #include "frame/export.h"
 #include "frame/host_memory.h"
 
@@ -18,14 +21,20 @@ class CORVIDNUM_API Bitmap : public HostAllocated {
 
   /// Makes a set with all flags clear.
   Bitmap();
+  /// Copies the flags.
   Bitmap(const Bitmap& other) = default;
+  /// Copies the flags.
   Bitmap& operator=(const Bitmap& other);
+  /// Does nothing.
   ~Bitmap();
 
+  /// Sets one flag.
   void set(BitIndex i);
+  /// Clears one flag.
   void clear(BitIndex i);
   /// Returns 1 if the flag is set, else 0.
   unsigned char test(BitIndex i) const;
+  /// Clears all flags.
   void clearAll();
 
  private:

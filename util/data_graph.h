@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// Search for a multigraph whose nodes have given valencies.
+
 #include "frame/export.h"
 
 /// Returns how few link ends stay free when nodes of given valencies are linked into one connected graph, in

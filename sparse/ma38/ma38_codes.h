@@ -1,12 +1,13 @@
 #pragma once
 
-// Names for what the ma38 routines take and return: positions in their arrays, statuses, array lengths, and a
-// query about the blocks. Compiles as C and C++; corvidnum.f90 has the same names.
-//
-// Positions count from 1, as in the routines' contract, so that a Fortran host writes info(MA38_INFO_PIVOTS).
-// C and C++ hosts pass them to the accessors below, such as ma38_info(info, MA38_INFO_PIVOTS), which subtract
-// the 1 and refuse the positions of another array (an error in C++, -Wenum-conversion in C); a position is
-// never used as a C subscript.
+/// @file
+/// Names for what the ma38 routines take and return: positions in their arrays, statuses, array lengths, and
+/// a query about the blocks. Compiles as C and C++; corvidnum.f90 has the same names.
+///
+/// Positions count from 1, as in the routines' contract, so that a Fortran host writes
+/// info(MA38_INFO_PIVOTS). C and C++ hosts pass them to the accessors below, such as ma38_info(info,
+/// MA38_INFO_PIVOTS), which subtract the 1 and refuse the positions of another array (an error in C++,
+/// -Wenum-conversion in C); a position is never used as a C subscript.
 
 #include <stdint.h>
 
@@ -143,12 +144,13 @@ enum MA38_Warning {
 
 // ---- Array lengths
 
+/// Lengths of the arrays that do not depend on the matrix.
 enum MA38_Length {
-  MA38_CNTL_LENGTH = 10,
-  MA38_ICNTL_LENGTH = 20,
-  MA38_KEEP_LENGTH = 20,
-  MA38_INFO_LENGTH = 40,
-  MA38_RINFO_LENGTH = 20
+  MA38_CNTL_LENGTH = 10,   ///< of CNTL
+  MA38_ICNTL_LENGTH = 20,  ///< of ICNTL
+  MA38_KEEP_LENGTH = 20,   ///< of KEEP
+  MA38_INFO_LENGTH = 40,   ///< of INFO
+  MA38_RINFO_LENGTH = 20   ///< of RINFO
 };
 
 /// Returns the least LINDEX of ma38ad_. A factorisation needs more: 10 ne + 40 n + 100 is a good start.
@@ -163,18 +165,25 @@ static inline int64_t ma38_w_length(int n) { return INT64_C(4) * n; }
 
 // ---- Accessors
 
-/// Returns an element of an array by its position; the functions with `set` in their names write it.
+/// Returns an element of CNTL.
 static inline double ma38_cntl(const double* cntl, enum MA38_Cntl position) { return cntl[position - 1]; }
+/// Returns an element of ICNTL.
 static inline int ma38_icntl(const int* icntl, enum MA38_Icntl position) { return icntl[position - 1]; }
+/// Returns an element of KEEP.
 static inline int ma38_keep(const int* keep, enum MA38_Keep position) { return keep[position - 1]; }
+/// Returns an element of INFO.
 static inline int ma38_info(const int* info, enum MA38_Info position) { return info[position - 1]; }
+/// Returns an element of RINFO.
 static inline double ma38_rinfo(const double* rinfo, enum MA38_Rinfo position) { return rinfo[position - 1]; }
+/// Sets an element of CNTL.
 static inline void ma38_set_cntl(double* cntl, enum MA38_Cntl position, double value) {
   cntl[position - 1] = value;
 }
+/// Sets an element of ICNTL.
 static inline void ma38_set_icntl(int* icntl, enum MA38_Icntl position, int value) {
   icntl[position - 1] = value;
 }
+/// Sets an element of KEEP.
 static inline void ma38_set_keep(int* keep, enum MA38_Keep position, int value) {
   keep[position - 1] = value;
 }

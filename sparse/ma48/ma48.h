@@ -1,5 +1,8 @@
 #pragma once
 
+/// @file
+/// A class that drives the ma48 routines for systems of one pattern.
+
 #include "frame/export.h"
 #include "frame/host_memory.h"
 #include "sparse/ma48/ma48_codes.h"
@@ -10,11 +13,12 @@ class CORVIDNUM_API ma48callback {
   /// Writes the entries of the matrix as coordinates.
   /// @param rows, cols [ne] out: indices from 1
   /// @param values     [ne] out
+  /// @param ne         entries
   /// @return 1, or 0 if it fails
   virtual unsigned char LoadMatrix(int* rows, int* cols, double* values, int ne) = 0;
 
  protected:
-  ~ma48callback() = default;  // never deleted through this interface
+  ~ma48callback() = default;  ///< never deleted through this interface
 };
 
 /// Solves sparse unsymmetric square systems again and again with the same pattern. The object owns the arrays
@@ -29,6 +33,7 @@ class CORVIDNUM_API ma48callback {
 /// thread at a time uses an object; separate objects may be used by separate threads.
 class CORVIDNUM_API ma48 : public HostAllocated {
  public:
+  /// Takes the sizes and what the arrays hold at first; allocates.
   /// @param n        order
   /// @param ne       entries
   /// @param rows, cols, values [ne] what RowPtr(), ColPtr() and Values() hold at first; copied; may be null
@@ -37,32 +42,42 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   ///                 matrices that fill in: the first Solve grows the arrays 9 times at most, then fails
   ma48(int n, int ne, const int* rows, const int* cols, const double* values, ma48callback* callback,
        int minLa);
+  /// Frees the arrays.
   ~ma48();
   /// Shares the arrays of `other` and abandons its own, which stay allocated: afterwards both objects own the
   /// same arrays, and the caller must see to it that they are freed once.
   ma48& operator=(const ma48& other);
 
-  /// Return the row indices, column indices and values, [GetLa()] each; they belong to the object and stay
-  /// until SetLa or a Solve replaces them. A Solve without a new pivot order takes the matrix from Values(),
-  /// in the order of LoadMatrix.
+  /// Returns the row indices, [GetLa()]; they belong to the object and stay until SetLa or a Solve replaces
+  /// them.
   int* RowPtr() const;
+  /// Returns the column indices, [GetLa()], which stay as RowPtr() does.
   int* ColPtr() const;
+  /// Returns the values, [GetLa()], which stay as RowPtr() does. A Solve without a new pivot order takes the
+  /// matrix from here, in the order of LoadMatrix.
   double* Values() const;
+  /// Returns the number of entries.
   int NElements() const;
+  /// Returns the order.
   int Size();
+  /// Returns the length of the arrays of entries.
   int GetLa();
   /// Returns element `i` of the analysis, counted from 0; EmptyValue where there is none.
   int Keep(int i);
 
-  /// Set CNTL(1) to CNTL(5), see ma48id_: density, threshold, drop tolerance, pivot tolerance, refinement
-  /// factor.
+  /// Sets CNTL(1), the density, see ma48id_.
   void SetControl1(double value);
+  /// Sets CNTL(2), the threshold of the pivot test.
   void SetControl2(double value);
+  /// Sets CNTL(3), the drop tolerance.
   void SetControl3(double value);
+  /// Sets CNTL(4), the magnitude that a pivot must exceed.
   void SetControl4(double value);
+  /// Sets CNTL(5), the refinement factor.
   void SetControl5(double value);
   /// Makes the next Solve load and analyse the matrix first, as the first one does, if `need` is not 0.
   void SetNeedPivotOrder(unsigned char need);
+  /// Sets what loads the matrix from now on; it stays the caller's.
   void SetCallBack(ma48callback* callback);
 
   /// Sets the length of the arrays of entries and loads the matrix into them. A new pivot order is then
@@ -74,6 +89,7 @@ class CORVIDNUM_API ma48 : public HostAllocated {
 
   /// Tells whether the analysis held fits another matrix.
   /// @param rows, cols [ne] its indices; of the columns nothing is read
+  /// @param ne, n      its entries and order
   /// @param check      1: compare the rows of all entries too; else the sizes answer alone
   unsigned char IsReusable(const int* rows, const int* cols, int ne, int n, unsigned char check);
 
@@ -83,6 +99,7 @@ class CORVIDNUM_API ma48 : public HostAllocated {
   /// @return 0: failed; one line of the trace says why, unless the callback or an argument is null
   unsigned char Solve(double* rhs, double* x);
   /// Solves with several right-hand sides.
+  /// @param count   number of right-hand sides
   /// @param vectors [count] right-hand sides of Size() numbers each; out: the solutions
   /// @param flags   [count] 1: solve with this one
   /// @param mode    0: analyse if needed, factorise, solve; 1: without solving; 2: solve with the factors of

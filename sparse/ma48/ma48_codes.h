@@ -1,12 +1,13 @@
 #pragma once
 
-// Names for what the ma48 routines take and return: positions in their arrays, statuses, array lengths, and
-// queries about the blocks and the factors. Compiles as C and C++; corvidnum.f90 has the same names.
-//
-// Positions count from 1, as in the routines' contract, so that a Fortran host writes info(MA48_INFO_RANK).
-// C and C++ hosts pass them to the accessors below, such as ma48_info(info, MA48_INFO_RANK), which subtract
-// the 1 and refuse the positions of another array (an error in C++, -Wenum-conversion in C); a position is
-// never used as a C subscript.
+/// @file
+/// Names for what the ma48 routines take and return: positions in their arrays, statuses, array lengths, and
+/// queries about the blocks and the factors. Compiles as C and C++; corvidnum.f90 has the same names.
+///
+/// Positions count from 1, as in the routines' contract, so that a Fortran host writes info(MA48_INFO_RANK).
+/// C and C++ hosts pass them to the accessors below, such as ma48_info(info, MA48_INFO_RANK), which subtract
+/// the 1 and refuse the positions of another array (an error in C++, -Wenum-conversion in C); a position is
+/// never used as a C subscript.
 
 #include <stdint.h>
 
@@ -134,11 +135,12 @@ enum MA48_Warning {
 
 // ---- Array lengths
 
+/// Lengths of the arrays that do not depend on the matrix.
 enum MA48_Length {
-  MA48_CNTL_LENGTH = 5,
-  MA48_ICNTL_LENGTH = 9,
-  MA48_INFO_LENGTH = 12,
-  MA48_ERROR_LENGTH = 3
+  MA48_CNTL_LENGTH = 5,   ///< of CNTL
+  MA48_ICNTL_LENGTH = 9,  ///< of ICNTL
+  MA48_INFO_LENGTH = 12,  ///< of INFO
+  MA48_ERROR_LENGTH = 3   ///< of ERROR
 };
 
 /// Returns the length of KEEP.
@@ -153,14 +155,19 @@ static inline int64_t ma48_w_length(int m, int n) { return INT64_C(4) * (m > n ?
 
 // ---- Accessors
 
-/// Each returns an element of the array or, with `set`, writes it.
+/// Returns an element of CNTL.
 static inline double ma48_cntl(const double* cntl, enum MA48_Cntl position) { return cntl[position - 1]; }
+/// Returns an element of ICNTL.
 static inline int ma48_icntl(const int* icntl, enum MA48_Icntl position) { return icntl[position - 1]; }
+/// Returns an element of INFO.
 static inline int ma48_info(const int* info, enum MA48_Info position) { return info[position - 1]; }
+/// Returns an element of ERROR.
 static inline double ma48_error(const double* error, enum MA48_Error position) { return error[position - 1]; }
+/// Sets an element of CNTL.
 static inline void ma48_set_cntl(double* cntl, enum MA48_Cntl position, double value) {
   cntl[position - 1] = value;
 }
+/// Sets an element of ICNTL.
 static inline void ma48_set_icntl(int* icntl, enum MA48_Icntl position, int value) {
   icntl[position - 1] = value;
 }

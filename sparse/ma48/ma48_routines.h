@@ -1,8 +1,9 @@
 #pragma once
 
-// The sparse direct solver: analyse, factorise, solve. Callable from C and Fortran as it stands: every
-// argument goes by address, arrays are numbered from 1, and every routine returns 0.
-// ma48_codes.h names the positions in the arrays and the statuses, and tells what each status leaves.
+/// @file
+/// The sparse direct solver: analyse, factorise, solve. Callable from C and Fortran as it stands: every
+/// argument goes by address, arrays are numbered from 1, and every routine returns 0.
+/// ma48_codes.h names the positions in the arrays and the statuses, and tells what each status leaves.
 
 #include "frame/export.h"
 #include "sparse/ma48/ma48_codes.h"
@@ -13,19 +14,19 @@ extern "C" {
 
 /// Writes the defaults of the controls.
 /// @param cntl  [5] out
-///   (1) 0.5   density of the active submatrix from which on it is treated as full
-///   (2) 0.1   threshold of the pivot test, 0..1: larger is safer, smaller is sparser
-///   (3) 0.0   entries below this magnitude are dropped, if it is positive
-///   (4) 0.0   a pivot must exceed this magnitude
-///   (5) 0.5   refinement stops when the backward error fails to fall by this factor
+///   - (1) 0.5   density of the active submatrix from which on it is treated as full
+///   - (2) 0.1   threshold of the pivot test, 0..1: larger is safer, smaller is sparser
+///   - (3) 0.0   entries below this magnitude are dropped, if it is positive
+///   - (4) 0.0   a pivot must exceed this magnitude
+///   - (5) 0.5   refinement stops when the backward error fails to fall by this factor
 /// @param icntl [9] out
-///   (1), (2), (3)  6, 6, 2: streams and level of the diagnostics, which go nowhere in this library
-///   (4) 3     columns searched for a pivot; 0: all of them, which is slow; 0 or less: rows are searched too
-///   (5) 32    block size of dense work; 1: level 2 kernels, less: level 1
-///   (6) 1     smallest block of the block triangular form; n or more: no such form
-///   (7) 1     not 0: a structurally singular matrix is an error; 0: it is factorised as one block
-///   (8) 0     not 0: iw of ma48ad_ names columns whose values will change
-///   (9) 10    most iterations of the refinement
+///   - (1), (2), (3)  6, 6, 2: streams and level of the diagnostics, which go nowhere in this library
+///   - (4) 3     columns searched for a pivot; 0: all, which is slow; 0 or less: rows are searched too
+///   - (5) 32    block size of dense work; 1: level 2 kernels, less: level 1
+///   - (6) 1     smallest block of the block triangular form; n or more: no such form
+///   - (7) 1     not 0: a structurally singular matrix is an error; 0: it is factorised as one block
+///   - (8) 0     not 0: iw of ma48ad_ names columns whose values will change
+///   - (9) 10    most iterations of the refinement
 CORVIDNUM_API int ma48id_(double* cntl, int* icntl);
 
 /// Analyses a matrix given by coordinates: block triangular form and pivot sequence.
@@ -48,13 +49,18 @@ CORVIDNUM_API int ma48id_(double* cntl, int* icntl);
 ///              two pointers that meet; the column where they meet is not tested and counts as not named,
 ///              even if you named it
 /// @param info  [12] out
-///   (1) 0; -1 m or n below 1; -2 ne below 1; -3 la too short, info(3) suffices for the next step;
-///       -4 structurally singular; -5 faulty permutation with job 2; -6 job unknown;
-///       or a sum of 1 duplicates or indices out of range, 2 rank deficient, 4 no diagonal pivot with job 3
-///   (2) compressions           (3), (4) la needed here, and by ma48bd_    (5) rank, estimated
-///   (6) entries dropped        (7) order of the largest block that is not triangular
-///   (8), (9) orders and entries of all such blocks                        (10) structural rank
-///   (11) duplicates            (12) entries out of range
+///   - (1) 0; -1 m or n below 1; -2 ne below 1; -3 la too short, info(3) suffices for the next step;
+///     -4 structurally singular; -5 faulty permutation with job 2; -6 job unknown;
+///     or a sum of 1 duplicates or indices out of range, 2 rank deficient, 4 no diagonal pivot with job 3
+///   - (2) compressions
+///   - (3), (4) la needed here, and by ma48bd_
+///   - (5) rank, estimated
+///   - (6) entries dropped
+///   - (7) order of the largest block that is not triangular
+///   - (8), (9) orders and entries of all such blocks
+///   - (10) structural rank
+///   - (11) duplicates
+///   - (12) entries out of range
 /// @param rinfo out: operations of the pivot choice
 CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* job, const int* la, double* a,
                           int* irn, int* jcn, int* keep, const double* cntl, const int* icntl, int* iw,
@@ -78,21 +84,26 @@ CORVIDNUM_API int ma48ad_(const int* m, const int* n, const int* ne, const int* 
 ///              others do
 /// @param a     [la] in: values in the order of the entries given to ma48ad_; out: matrix and factors
 /// @param irn, jcn [la] as ma48ad_ left them
+/// @param cntl, icntl [5], [9] controls, see ma48id_
 /// @param w     [4 max(m, n)] work
 /// @param iw    [6 m + 3 n] work
 /// @param info  [12] out
-///   (1) 0; 2 less than full rank; -1, -2 as in ma48ad_; -3 la too short, see info(4);
-///       -6 job unknown, or job above 1 although entries were dropped;
-///       -7 a pivot fails with job 2, or keep, irn and jcn are not as the analysis left them, or, with jobs 2
-///       and 3, not as the last factorisation did. Only the ranges of indices are tested: wrong ones within
-///       their ranges give a wrong solution, but no access outside of the arrays
-///   (4) la needed    (5) rank    (6) entries dropped
+///   - (1) 0; 2 less than full rank; -1, -2 as in ma48ad_; -3 la too short, see info(4);
+///     -6 job unknown, or job above 1 although entries were dropped;
+///     -7 a pivot fails with job 2, or keep, irn and jcn are not as the analysis left them, or, with jobs 2
+///     and 3, not as the last factorisation did. Only the ranges of indices are tested: wrong ones within
+///     their ranges give a wrong solution, but no access outside of the arrays
+///   - (4) la needed
+///   - (5) rank
+///   - (6) entries dropped
 /// @param rinfo out: operations
 CORVIDNUM_API int ma48bd_(const int* m, const int* n, const int* ne, const int* job, const int* la, double* a,
                           int* irn, const int* jcn, int* keep, const double* cntl, const int* icntl,
                           double* w, int* iw, int* info, double* rinfo);
 
 /// Solves A x = b with the factors, or the transposed system.
+/// @param m, n, la, a, irn, keep as ma48bd_ left them
+/// @param cntl, icntl [5], [9] controls, see ma48id_
 /// @param trans 0: A x = b; else: the transposed system
 /// @param job   1: solve; 2: and estimate the backward errors; 3: and refine; 4: and estimate the forward
 ///              error, if m = n. Job 3 does not add corrections: it replaces x by the solution for the
