@@ -109,11 +109,11 @@ std::string verdict_on_published(int differing, int all) {
   return differing == 0 ? "agrees" : fmt::format("differs ({} of {})", differing, all);
 }
 
-std::string page_name(const std::string& prefix, const std::string& path) {
+std::string page_name(const std::string& prefix, const std::string& path, const std::string& suffix) {
   std::string stem = fs::path(path).stem().string();
   for (char& ch : stem)
     if (std::isalnum(static_cast<unsigned char>(ch)) == 0 && ch != '-' && ch != '_' && ch != '.') ch = '_';
-  return prefix + stem + ".html";
+  return prefix + stem + suffix + ".html";
 }
 
 Folder::Folder(std::string path, std::string page) : path_(std::move(path)), page_(std::move(page)) {

@@ -27,7 +27,8 @@ std::string verdict_on_published(int differing, int all);
 /// '_' and '.' replaced, and ".html".
 /// @param prefix  in front of the stem, so that programs do not overwrite each other's pages: "column-"
 /// @param path    of the case; its name without folders and ending is the stem
-std::string page_name(const std::string& prefix, const std::string& path);
+/// @param suffix  behind the stem
+std::string page_name(const std::string& prefix, const std::string& path, const std::string& suffix = "");
 
 /// A folder of reports, tried before the work and written after it.
 class Folder {

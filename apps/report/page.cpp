@@ -36,14 +36,15 @@ p{margin:.5em 0;max-width:70ch}
 .bad::before{content:"\2717\a0"}
 .good::before{content:"\2713\a0"}
 .figures{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,300px),1fr));gap:28px 24px;margin:16px 0}
-figure{margin:0;min-width:0;max-width:480px}
+figure{margin:0;min-width:0;max-width:480px;display:flex;flex-direction:column}
+figure>svg{margin-top:auto}
 figcaption{font-weight:600;margin-bottom:2px}
 .note{margin:2px 0 0}
 .legend{list-style:none;display:flex;flex-wrap:wrap;gap:0 16px;margin:2px 0 6px;padding:0;font-size:.875rem}
 .legend li{min-width:0}
 .sample{width:28px;height:14px;vertical-align:-2px;margin-right:6px}
 .plot{display:block;width:100%;height:auto}
-.on-wide{display:none}
+figure>.on-wide{display:none}
 svg text{font-size:13px;fill:var(--ink)}
 svg .tick{fill:var(--soft);font-variant-numeric:tabular-nums}
 svg .middle{text-anchor:middle}
@@ -63,6 +64,7 @@ svg .name{fill:var(--soft);paint-order:stroke;stroke:var(--page);stroke-width:4p
 .dot{fill:var(--c);stroke:var(--page);stroke-width:.7}
 .ring{fill:none;stroke:var(--c);stroke-width:1.8}
 .scroll{overflow-x:auto;margin:12px 0;max-width:100%}
+.tables{display:flex;flex-wrap:wrap;gap:0 48px;align-items:flex-start}
 table{border-collapse:collapse;font-size:.9rem;font-variant-numeric:tabular-nums}
 caption{text-align:left;padding-bottom:4px}
 th,td{padding:5px 12px;text-align:right;border-bottom:1px solid var(--grid);white-space:nowrap}
@@ -75,15 +77,15 @@ th.words,td.words{text-align:left}
 figure{max-width:none;grid-column:span 3}
 .third{grid-column:span 2}
 .full{grid-column:span 6}
-.on-wide{display:block}
-.on-narrow{display:none}}
+figure>.on-wide{display:block}
+figure>.on-narrow{display:none}}
 @media print{
 body{max-width:none;padding:0;font-size:10.5pt}
 nav a{display:none}
 .figures{grid-template-columns:1fr 1fr;gap:16px}
 figure,.third,.full{grid-column:auto;max-width:none;break-inside:avoid}
-.on-wide{display:none}
-.on-narrow{display:block}
+figure>.on-wide{display:none}
+figure>.on-narrow{display:block}
 .scroll{overflow:visible}
 h2{break-after:avoid}
 tr{break-inside:avoid}
@@ -157,6 +159,12 @@ void Page::facts(const std::vector<Fact>& facts) {
 }
 
 void Page::table(const Table& table) { body_ += table_html(table); }
+
+void Page::tables(const std::vector<Table>& tables) {
+  body_ += "<div class=\"tables\">\n";
+  for (const Table& each : tables) table(each);
+  body_ += "</div>\n";
+}
 
 void Page::figures(const std::vector<Figure>& figures) {
   body_ += "<div class=\"figures\">\n";

@@ -62,6 +62,8 @@ class Page {
   void paragraph(std::string_view text);
   void facts(const std::vector<Fact>& facts);
   void table(const Table& table);
+  /// Adds tables side by side, as many as have room.
+  void tables(const std::vector<Table>& tables);
   /// Adds figures side by side, as many as have room.
   void figures(const std::vector<Figure>& figures);
   /// Draws plots and adds them side by side.

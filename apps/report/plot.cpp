@@ -95,6 +95,7 @@ class Drawing {
   void add_bands(std::string& svg) const;
   void add_axes(std::string& svg) const;
   void add_limits(std::string& svg) const;
+  int points_within(Point upper_left, Point lower_right) const;
   void add_level_limits(std::string& svg) const;
   void add_upright_limits(std::string& svg) const;
   void add_series(std::string& svg, std::size_t index) const;
@@ -194,20 +195,46 @@ void Drawing::add_limits(std::string& svg) const {
   if (!lines.empty()) svg += fmt::format("<path class=\"limit\" d=\"{}\"/>\n", lines);
 }
 
-/// Writes the names of level lines at their right end, each above its line or, where that place is taken,
-/// below the name before.
+/// Returns how many drawn points lie within a box. Lines are taken as ten points for each piece.
+int Drawing::points_within(Point upper_left, Point lower_right) const {
+  constexpr int kParts = 10;
+  int within = 0;
+  for (const Series& s : plot_.series) {
+    std::optional<Point> before;
+    for (std::size_t i = 0; i < s.x.size(); ++i) {
+      const std::optional<Point> p = point(s.x[i], s.y[i]);
+      for (int k = s.line && before && p ? 1 : kParts; p && k <= kParts; ++k) {
+        const double part = double(k) / kParts;
+        const Point q =
+            k == kParts ? *p
+                        : Point{before->x + part * (p->x - before->x), before->y + part * (p->y - before->y)};
+        within += q.x > upper_left.x && q.x < lower_right.x && q.y > upper_left.y && q.y < lower_right.y;
+      }
+      before = p;
+    }
+  }
+  return within;
+}
+
+/// Writes the names of level lines above them, at the end where fewer points are in the way. Where a name
+/// would meet the one before it is moved below that.
 void Drawing::add_level_limits(std::string& svg) const {
   std::vector<std::pair<double, std::string>> names;
   for (const Limit& limit : plot_.limits)
-    if (!limit.upright && y_.has_place(limit.at)) names.emplace_back(row(limit.at) - 4, limit.name);
+    if (!limit.upright && y_.has_place(limit.at) && !limit.name.empty())
+      names.emplace_back(row(limit.at) - 4, limit.name);
   std::stable_sort(names.begin(), names.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   double lowest = top_;
   for (const auto& [place, name] : names) {
     const double y = std::max(place, lowest + kLineHeight - 3);
+    const double width = kFont * text_width(name) + kGap;
+    const int at_right = points_within({right_ - width, y - kFont}, {right_, y + kGap});
+    const int at_left = points_within({left_, y - kFont}, {left_ + width, y + kGap});
+    const bool right = at_right <= at_left;
     lowest = y;
-    svg += fmt::format("<text class=\"name end\" x=\"{:.1f}\" y=\"{:.1f}\">{}</text>\n", right_ - 3, y,
-                       escaped(name));
+    svg += fmt::format("<text class=\"name{}\" x=\"{:.1f}\" y=\"{:.1f}\">{}</text>\n", right ? " end" : "",
+                       right ? right_ - 3 : left_ + 3, y, escaped(name));
   }
 }
 

@@ -17,8 +17,8 @@ struct Series {
   std::vector<double> x, y;  // as long as each other; a point without a place on the axes interrupts the line
   bool line = true, points = true;
   bool dashed = false;
-  int colour = -1;                  // 0 .. kColours - 1; below 0: the next one
-  std::vector<std::size_t> marked;  // indices of points that get a ring
+  int colour = -1;                       // 0 .. kColours - 1; below 0: the next one
+  std::vector<std::size_t> marked = {};  // indices of points that get a ring
 };
 
 /// How many colours there are. Beyond, series repeat colours with dashed lines.
