@@ -150,7 +150,7 @@ Table method_table(const SolvedCase& s) {
     const auto& counted = run.solution.counts;
     table.rows.push_back({name_of(s, run), text(run.solution.passes()), text(counted.steps_taken),
                           text(counted.steps_refused), text(counted.steps_taken_back),
-                          difference(first, run.solution.outcome, run.apart)});
+                          &run == &first ? "" : difference(first, run.solution.outcome, run.apart)});
   }
   const double apart =
       scale.common_degrees * largest_change(first.solution.profile.temperature, s.newton.profile.temperature);
@@ -198,7 +198,7 @@ double largest(const std::vector<double>& values) {
 }
 
 void add_balances(report::Page& page, const SolvedCase& s, const Closure& closed) {
-  Table table{"|in - out|, relative to the larger of the two", {{"balance", true}, "error"}, {}};
+  Table table{"|in − out|, relative to the larger of the two", {{"balance", true}, "error"}, {}};
   const auto add = [&table](const std::string& what, double error) {
     table.rows.push_back({what, fmt::format("{:.1e}", error)});
   };

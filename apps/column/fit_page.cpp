@@ -123,7 +123,7 @@ Plot error_plot(VapourPressureTable& table, const std::vector<Point>& points) {
   Plot plot;
   plot.title = "Error of the points";
   plot.x.title = "temperature, °C";
-  plot.y.title = "measured - calculated, % of measured";
+  plot.y.title = "measured − calculated, % of measured";
   plot.limits.push_back({"", 0.0});
   Series fitted{"fitted curve", {}, {}}, published{"published constants", {}, {}};
   published.dashed = true;
@@ -142,7 +142,7 @@ Plot error_plot(VapourPressureTable& table, const std::vector<Point>& points) {
 }
 
 Table coefficient_table(VapourPressureTable& table) {
-  Table out{"log10 p = A - B/(t + C), p in mmHg, t in °C", {{"constants", true}, "A", "B", "C"}, {}};
+  Table out{"log₁₀ p = A − B/(t + C), p in mmHg, t in °C", {{"constants", true}, "A", "B", "C"}, {}};
   const auto add = [&out](const char* what, const AntoineConstants& c) {
     out.rows.push_back(
         {what, fmt::format("{:.5f}", c.a), fmt::format("{:.3f}", c.b), fmt::format("{:.3f}", c.c)});
@@ -154,7 +154,7 @@ Table coefficient_table(VapourPressureTable& table) {
 
 Table line_table(VapourPressureTable& table) {
   Table out{
-      "log10 p = a - b/T, T in K", {{"line through", true}, "a", "b", "heat of vaporisation, kJ/mol"}, {}};
+      "log₁₀ p = a − b/T, T in K", {{"line through", true}, "a", "b", "heat of vaporisation, kJ/mol"}, {}};
   const auto add = [&](const char* what, bool all) {
     const ClapeyronLine line = table.clapeyron(all);
     const std::string deviation =
@@ -197,7 +197,7 @@ void add_component(report::Page& page, VapourPressureTable& table) {
   if (!info.source.empty()) page.paragraph(info.source);
   page.facts({{"points fitted", fmt::format("{} of {}", table.active_points(), table.NDataPoints())},
               {"largest error", fmt::format("{:.3f} %", largest_error(table))},
-              {"standard error of log10 p", fmt::format("{:.2e}", table.fit()->standard_error)},
+              {"standard error of log₁₀ p", fmt::format("{:.2e}", table.fit()->standard_error)},
               {"R²", fmt::format("{:.9f}", table.R2())}});
   page.plots({pressure_plot(table, points), error_plot(table, points)});
   page.tables({coefficient_table(table), line_table(table)});

@@ -75,7 +75,8 @@ FittedAxis::FittedAxis(const Axis& axis, const std::vector<double>& values)
   if (!std::isfinite(low)) low = std::isfinite(high) ? high : 0;
   if (!(high > low)) high = low;
   const double magnitude = std::max(std::fabs(low), std::fabs(high));
-  if (high - low <= std::max(kEqual * magnitude, kSmallest)) {
+  const double equal = log_ ? kEqual : std::max(kEqual * magnitude, kSmallest);
+  if (high - low <= equal) {
     cover_one_value(low, magnitude);
     return;
   }
@@ -94,7 +95,7 @@ void FittedAxis::cover_one_value(double value, double magnitude) {
 }
 
 bool FittedAxis::has_place(double value) const {
-  return std::fabs(value) <= kLargest && (!log_ || value > 0);
+  return std::fabs(value) <= kLargest && (!log_ || value >= kSmallest);
 }
 
 double FittedAxis::scaled(double value) const { return log_ ? std::log10(value) : value; }

@@ -24,7 +24,7 @@ struct Tick {
 };
 
 /// Fits an axis to values. What has no place on it, a NaN, an infinity, or on a log scale a number that is
-/// not positive, is left out.
+/// not positive, is left out; so are magnitudes near the ends of the range of double.
 class FittedAxis {
  public:
   /// @param values  of all that is drawn along the axis. If none has a place, the axis covers some space

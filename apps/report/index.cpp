@@ -84,6 +84,11 @@ Tone tone_of(const std::string& published) {
   return published.compare(0, 7, "differs") == 0 ? Tone::kBad : Tone::kPlain;
 }
 
+/// Returns what a reader sees of the verdict on published figures: nothing if there are none.
+Cell shown(const std::string& published) {
+  return published == kNone ? Cell("") : Cell(published, tone_of(published));
+}
+
 std::string index_html(const std::vector<Entry>& entries) {
   Table table{"",
               {{"report", true},
@@ -95,11 +100,11 @@ std::string index_html(const std::vector<Entry>& entries) {
               {}};
   std::vector<std::string> links;
   for (const Entry& e : entries) {
-    table.rows.push_back(
-        {e.what, e.program, e.size, time_text(e.seconds), e.error, {e.published, tone_of(e.published)}});
+    table.rows.push_back({e.what, e.program, e.size, time_text(e.seconds), e.error, shown(e.published)});
     links.push_back(e.file);
   }
-  return document("Reports", "<h1>Reports</h1>\n" + table_html(table, links));
+  return document("Reports",
+                  "<h1>Reports</h1>\n<div class=\"cards\">" + table_html(table, links) + "</div>\n");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ constexpr std::string_view kStyle = R"css(
 --s0:#6ab0ff;--s1:#ff9d4d;--s2:#4fd08f;--s3:#f07cc6;--s4:#ac97ff;--s5:#dcbf4e;--s6:#4fd0e0;--s7:#ff7d85}}
 *{box-sizing:border-box}
 body{margin:0 auto;max-width:1120px;padding:20px 16px 48px;background:var(--page);color:var(--ink);
-font:16px/1.5 system-ui,-apple-system,"Segoe UI",Roboto,"DejaVu Sans",sans-serif;overflow-wrap:break-word}
+font:1rem/1.5 system-ui,-apple-system,"Segoe UI",Roboto,"DejaVu Sans",sans-serif;overflow-wrap:break-word}
 a{color:var(--link)}
 nav,.note,caption{color:var(--soft);font-size:.875rem}
 nav{display:flex;flex-wrap:wrap;gap:4px 16px;justify-content:space-between}
@@ -49,7 +49,7 @@ svg text{font-size:13px;fill:var(--ink)}
 svg .tick{fill:var(--soft);font-variant-numeric:tabular-nums}
 svg .middle{text-anchor:middle}
 svg .end{text-anchor:end}
-svg .name{fill:var(--soft);paint-order:stroke;stroke:var(--page);stroke-width:4px;stroke-linejoin:round}
+svg .name{fill:var(--soft);paint-order:stroke;stroke:var(--page);stroke-width:3px;stroke-linejoin:round}
 .axis,.grid,.limit{fill:none;stroke:var(--axis);stroke-width:1}
 .grid{stroke:var(--grid)}
 .limit{stroke:var(--soft);stroke-dasharray:5 4}
@@ -61,7 +61,7 @@ svg .name{fill:var(--soft);paint-order:stroke;stroke:var(--page);stroke-width:4p
 .s4{--c:var(--s4)}.s5{--c:var(--s5)}.s6{--c:var(--s6)}.s7{--c:var(--s7)}
 .line{fill:none;stroke:var(--c);stroke-width:2;stroke-linejoin:round}
 .dashed .line{stroke-dasharray:6 4}
-.dot{fill:var(--c);stroke:var(--page);stroke-width:.7}
+.dot{fill:var(--c)}
 .ring{fill:none;stroke:var(--c);stroke-width:1.8}
 .scroll{overflow-x:auto;margin:12px 0;max-width:100%}
 .tables{display:flex;flex-wrap:wrap;gap:0 48px;align-items:flex-start}
@@ -72,6 +72,17 @@ th:first-child,td:first-child{padding-left:0}
 thead th{color:var(--soft);font-weight:600;border-bottom-color:var(--axis);vertical-align:bottom}
 tbody th{font-weight:500}
 th.words,td.words{text-align:left}
+tbody th.words{white-space:normal;min-width:9em}
+.cards table{width:100%}
+@media(max-width:700px){
+.cards thead{display:none}
+.cards tr{display:block;padding:10px 0;border-bottom:1px solid var(--grid)}
+.cards th,.cards td{display:inline;border:0;padding:0;white-space:normal}
+.cards th{display:block}
+.cards td+td::before{content:"\a0· ";color:var(--soft)}
+.cards td+td.good::before{content:"\a0· \2713 "}
+.cards td+td.bad::before{content:"\a0· \2717 "}
+.cards td:empty{display:none}}
 @media(min-width:1000px){
 .figures{grid-template-columns:repeat(6,1fr)}
 figure{max-width:none;grid-column:span 3}
@@ -79,14 +90,21 @@ figure{max-width:none;grid-column:span 3}
 .full{grid-column:span 6}
 figure>.on-wide{display:block}
 figure>.on-narrow{display:none}}
+@page{margin:12mm}
 @media print{
-body{max-width:none;padding:0;font-size:10.5pt}
+html{font-size:9pt}
+body{max-width:none;padding:0}
 nav a{display:none}
-.figures{grid-template-columns:1fr 1fr;gap:16px}
-figure,.third,.full{grid-column:auto;max-width:none;break-inside:avoid}
-figure>.on-wide{display:none}
-figure>.on-narrow{display:block}
+.figures{grid-template-columns:repeat(6,1fr);gap:16px}
+figure{max-width:none;grid-column:span 3;break-inside:avoid}
+.third{grid-column:span 2}
+.full{grid-column:span 6}
+figure.full>.on-wide{display:block}
+figure.full>.on-narrow{display:none}
+figure.half>.on-wide{display:none}
+figure.half>.on-narrow{display:block}
 .scroll{overflow:visible}
+.tables .scroll{break-inside:avoid}
 h2{break-after:avoid}
 tr{break-inside:avoid}
 .facts div{border:1px solid var(--grid)}}
