@@ -26,6 +26,7 @@ using report::Series;
 using report::Table;
 using report::Tone;
 
+constexpr int kTemperatureColour = 7;
 constexpr double kNotDrawn = std::numeric_limits<double>::quiet_NaN();
 
 /// Returns 1, 2, ... : numbers of stages or passes.
@@ -72,14 +73,35 @@ Plot plot_by_stage(const ColumnCase& c, const std::string& title, const std::str
   return plot;
 }
 
+/// Adds rings at published figures, which tell by eye whether they are the program's own.
+/// @param value  of a figure, if it belongs to this plot
+template <class Value>
+void add_published_rings(Plot& plot, const ColumnCase& c, int colour, Value value) {
+  Series rings{"", {}, {}, false, false};
+  rings.colour = colour;
+  for (const Published& p : c.published) {
+    const std::optional<double> x = value(p);
+    if (!x) continue;
+    rings.marked.push_back(rings.x.size());
+    rings.x.push_back(*x);
+    rings.y.push_back(p.stage + 1.0);
+  }
+  if (rings.x.empty()) return;
+  plot.series.push_back(std::move(rings));
+  plot.mark_meaning = "published";
+}
+
 Plot temperature_plot(const SolvedCase& s) {
   const TemperatureScale scale = s.c.model->scale();
   Plot plot = has_temperatures(s.c) ? plot_by_stage(s.c, "Temperature", "temperature, °C")
                                     : plot_by_stage(s.c, "K-value", "K of a component of volatility 1");
   Series series{"", {}, counts(static_cast<std::size_t>(s.c.stages))};
   for (const double t : s.solution.profile.temperature) series.x.push_back(scale.shown(t));
-  series.colour = 7;
+  series.colour = kTemperatureColour;
   plot.series = {series};
+  add_published_rings(plot, s.c, kTemperatureColour, [](const Published& p) {
+    return p.what == Published::What::kTemperature ? std::optional(p.value) : std::nullopt;
+  });
   return plot;
 }
 
@@ -100,6 +122,11 @@ Plot composition_plot(const SolvedCase& s) {
   const std::vector<double> stages = counts(static_cast<std::size_t>(s.c.stages));
   for (std::size_t i = 0; i < s.c.components.size(); ++i)
     plot.series.push_back({s.c.components[i], s.solution.profile.liquid[i], stages});
+  for (int i = 0; i < static_cast<int>(s.c.components.size()); ++i)
+    add_published_rings(plot, s.c, i, [i](const Published& p) {
+      const bool belongs = p.what == Published::What::kLiquidFraction && p.component == i;
+      return belongs ? std::optional(p.value) : std::nullopt;
+    });
   return plot;
 }
 
@@ -124,8 +151,11 @@ Plot convergence_plot(const SolvedCase& s) {
     series.marked.assign(run.solution.extrapolated.begin(), run.solution.extrapolated.end());
     plot.series.push_back(std::move(series));
   }
-  if (!s.newton.changes.empty())
-    plot.series.push_back({"Newton's method", counts(s.newton.changes.size()), s.newton.changes});
+  if (s.newton.changes.empty()) return plot;
+  plot.note =
+      fmt::format("Newton's method begins with {} passes; each step then solves the whole column at once.",
+                  s.newton.start_passes);
+  plot.series.push_back({"Newton's method", counts(s.newton.changes.size()), s.newton.changes});
   return plot;
 }
 

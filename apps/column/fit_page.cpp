@@ -198,7 +198,7 @@ void add_component(report::Page& page, VapourPressureTable& table) {
   page.facts({{"points fitted", fmt::format("{} of {}", table.active_points(), table.NDataPoints())},
               {"largest error", fmt::format("{:.3f} %", largest_error(table))},
               {"standard error of log₁₀ p", fmt::format("{:.2e}", table.fit()->standard_error)},
-              {"R²", fmt::format("{:.9f}", table.R2())}});
+              {"1 − R²", fmt::format("{:.1e}", 1 - table.R2())}});
   page.plots({pressure_plot(table, points), error_plot(table, points)});
   page.tables({coefficient_table(table), line_table(table)});
   page.table(point_table(table, points));

@@ -13,9 +13,9 @@ enum class Scale { kLinear, kLog };
 struct Axis {
   std::string title;  // with the unit
   Scale scale = Scale::kLinear;
-  bool whole = false;                 // the values are counts: ticks only at whole numbers
-  bool reversed = false;              // of a vertical axis: the smallest value is at the top
-  std::optional<double> least, most;  // values that the axis covers even if no point has them
+  bool whole = false;                           // the values are counts: ticks only at whole numbers
+  bool reversed = false;                        // of a vertical axis: the smallest value is at the top
+  std::optional<double> least = {}, most = {};  // values that the axis covers even if no point has them
 };
 
 struct Tick {

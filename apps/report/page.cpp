@@ -10,7 +10,8 @@ namespace report {
 namespace {
 
 // Colours have a contrast of at least 3:1 (lines) or 4.5:1 (text) to the page. The dark ones are for screens
-// only, so that a page prints on white whatever the screen shows.
+// only, so that a page prints on white whatever the screen shows. A table that is wider than the page scrolls
+// in its box, whose background shows a shadow at an edge that has more behind it.
 constexpr std::string_view kStyle = R"css(
 :root{color-scheme:light dark;--page:#fff;--panel:#f5f7fa;--ink:#1c2128;--soft:#57606a;--grid:#e3e7ec;
 --axis:#8b949e;--link:#0b5cad;--good:#1a7f37;--bad:#b42318;--band:#0b62c414;
@@ -63,7 +64,11 @@ svg .name{fill:var(--soft);paint-order:stroke;stroke:var(--page);stroke-width:3p
 .dashed .line{stroke-dasharray:6 4}
 .dot{fill:var(--c)}
 .ring{fill:none;stroke:var(--c);stroke-width:1.8}
-.scroll{overflow-x:auto;margin:12px 0;max-width:100%}
+.scroll{overflow-x:auto;margin:12px 0;max-width:100%;
+background:linear-gradient(90deg,var(--page) 30%,transparent) 0 0/40px 100% no-repeat local,
+linear-gradient(270deg,var(--page) 30%,transparent) 100% 0/40px 100% no-repeat local,
+linear-gradient(90deg,var(--grid),transparent) 0 0/12px 100% no-repeat scroll,
+linear-gradient(270deg,var(--grid),transparent) 100% 0/12px 100% no-repeat scroll}
 .tables{display:flex;flex-wrap:wrap;gap:0 48px;align-items:flex-start}
 table{border-collapse:collapse;font-size:.9rem;font-variant-numeric:tabular-nums}
 caption{text-align:left;padding-bottom:4px}
@@ -72,9 +77,10 @@ th:first-child,td:first-child{padding-left:0}
 thead th{color:var(--soft);font-weight:600;border-bottom-color:var(--axis);vertical-align:bottom}
 tbody th{font-weight:500}
 th.words,td.words{text-align:left}
-tbody th.words{white-space:normal;min-width:9em}
+tbody th.words{white-space:normal;min-width:6em}
 .cards table{width:100%}
 @media(max-width:700px){
+th,td{padding:5px 8px}
 .cards thead{display:none}
 .cards tr{display:block;padding:10px 0;border-bottom:1px solid var(--grid)}
 .cards th,.cards td{display:inline;border:0;padding:0;white-space:normal}
@@ -103,7 +109,7 @@ figure.full>.on-wide{display:block}
 figure.full>.on-narrow{display:none}
 figure.half>.on-wide{display:none}
 figure.half>.on-narrow{display:block}
-.scroll{overflow:visible}
+.scroll{overflow:visible;background:none}
 .tables .scroll{break-inside:avoid}
 h2{break-after:avoid}
 tr{break-inside:avoid}

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <iterator>
 #include <optional>
@@ -18,11 +19,12 @@ namespace {
 
 constexpr double kFont = 13;  // as in the style sheet of the page
 constexpr double kLineHeight = 17;
+constexpr double kDescent = 3;             // of letters below the baseline
 constexpr double kGap = 6;                 // between a tick's label and the frame
 constexpr double kTop = kLineHeight + 10;  // the title of the y axis stands above the frame
 constexpr double kBottom = 2 * kLineHeight + 10;
 constexpr std::size_t kMostPoints = 1500;  // of a series that is drawn point by point
-constexpr std::size_t kMostDots = 150;     // of a series whose points have marks
+constexpr double kDotsApart = 6;           // pixels, at least; closer ones would hide the line
 
 struct Size {
   double width, height;
@@ -36,6 +38,20 @@ Size size_of(const Plot& plot, bool for_phone) {
 struct Point {
   double x, y;
 };
+
+struct Box {
+  Point upper_left, lower_right;
+};
+
+bool lies_within(Point p, const Box& box) {
+  return p.x > box.upper_left.x && p.x < box.lower_right.x && p.y > box.upper_left.y &&
+         p.y < box.lower_right.y;
+}
+
+bool overlap(const Box& a, const Box& b) {
+  return a.upper_left.x < b.lower_right.x && b.upper_left.x < a.lower_right.x &&
+         a.upper_left.y < b.lower_right.y && b.upper_left.y < a.lower_right.y;
+}
 
 void append_point(std::string& path, char command, Point p) {
   fmt::format_to(std::back_inserter(path), "{}{:.1f} {:.1f}", command, p.x, p.y);
@@ -95,9 +111,11 @@ class Drawing {
   void add_bands(std::string& svg) const;
   void add_axes(std::string& svg) const;
   void add_limits(std::string& svg) const;
-  int points_within(Point upper_left, Point lower_right) const;
-  void add_level_limits(std::string& svg) const;
-  void add_upright_limits(std::string& svg) const;
+  int points_within(const Box& box) const;
+  Box name_box(const std::string& name, double x, double baseline, bool ends) const;
+  void add_name(std::string& svg, const std::string& name, double x, double baseline, bool ends) const;
+  void add_upright_names(std::string& svg, std::vector<Box>& taken) const;
+  void add_level_names(std::string& svg, std::vector<Box>& taken) const;
   void add_series(std::string& svg, std::size_t index) const;
   std::string line_path(const Series& series) const;
   void add_points(std::string& svg, const Series& series, int shape) const;
@@ -196,7 +214,7 @@ void Drawing::add_limits(std::string& svg) const {
 }
 
 /// Returns how many drawn points lie within a box. Lines are taken as ten points for each piece.
-int Drawing::points_within(Point upper_left, Point lower_right) const {
+int Drawing::points_within(const Box& box) const {
   constexpr int kParts = 10;
   int within = 0;
   for (const Series& s : plot_.series) {
@@ -208,7 +226,7 @@ int Drawing::points_within(Point upper_left, Point lower_right) const {
         const Point q =
             k == kParts ? *p
                         : Point{before->x + part * (p->x - before->x), before->y + part * (p->y - before->y)};
-        within += q.x > upper_left.x && q.x < lower_right.x && q.y > upper_left.y && q.y < lower_right.y;
+        within += lies_within(q, box);
       }
       before = p;
     }
@@ -216,38 +234,51 @@ int Drawing::points_within(Point upper_left, Point lower_right) const {
   return within;
 }
 
-/// Writes the names of level lines above them, at the end where fewer points are in the way. Where a name
-/// would meet the one before it is moved below that.
-void Drawing::add_level_limits(std::string& svg) const {
-  std::vector<std::pair<double, std::string>> names;
-  for (const Limit& limit : plot_.limits)
-    if (!limit.upright && y_.has_place(limit.at) && !limit.name.empty())
-      names.emplace_back(row(limit.at) - 4, limit.name);
-  std::stable_sort(names.begin(), names.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
-  double lowest = top_;
-  for (const auto& [place, name] : names) {
-    const double y = std::max(place, lowest + kLineHeight - 3);
-    const double width = kFont * text_width(name) + kGap;
-    const int at_right = points_within({right_ - width, y - kFont}, {right_, y + kGap});
-    const int at_left = points_within({left_, y - kFont}, {left_ + width, y + kGap});
-    const bool right = at_right <= at_left;
-    lowest = y;
-    svg += fmt::format("<text class=\"name{}\" x=\"{:.1f}\" y=\"{:.1f}\">{}</text>\n", right ? " end" : "",
-                       right ? right_ - 3 : left_ + 3, y, escaped(name));
-  }
+Box Drawing::name_box(const std::string& name, double x, double baseline, bool ends) const {
+  const double width = kFont * text_width(name);
+  const double left = ends ? x - width : x;
+  return {{left, baseline - kFont}, {left + width, baseline + kDescent}};
+}
+
+void Drawing::add_name(std::string& svg, const std::string& name, double x, double baseline,
+                       bool ends) const {
+  svg += fmt::format("<text class=\"name{}\" x=\"{:.1f}\" y=\"{:.1f}\">{}</text>\n", ends ? " end" : "", x,
+                     baseline, escaped(name));
 }
 
 /// Writes the names of upright lines in their upper part, each in a row of its own.
-void Drawing::add_upright_limits(std::string& svg) const {
+void Drawing::add_upright_names(std::string& svg, std::vector<Box>& taken) const {
   double y = top_;
   for (const Limit& limit : plot_.limits) {
-    if (!limit.upright || !x_.has_place(limit.at)) continue;
+    if (!limit.upright || !x_.has_place(limit.at) || limit.name.empty()) continue;
     y += kLineHeight;
     const double x = column(limit.at);
-    const bool fits_right = x + 2 * kGap + kFont * text_width(limit.name) < size_.width;
-    svg += fmt::format("<text class=\"name{}\" x=\"{:.1f}\" y=\"{:.1f}\">{}</text>\n",
-                       fits_right ? "" : " end", fits_right ? x + kGap : x - kGap, y, escaped(limit.name));
+    const bool ends = x + 2 * kGap + kFont * text_width(limit.name) > size_.width;
+    add_name(svg, limit.name, ends ? x - kGap : x + kGap, y, ends);
+    taken.push_back(name_box(limit.name, ends ? x - kGap : x + kGap, y, ends));
+  }
+}
+
+/// Writes the names of level lines above them, at the end where fewer points are in the way. A name that has
+/// no room there moves down; if there is none at all it is left out, and only the description has it.
+void Drawing::add_level_names(std::string& svg, std::vector<Box>& taken) const {
+  constexpr double kAboveLine = 4, kDown = 2;
+  for (const Limit& limit : plot_.limits) {
+    if (limit.upright || !y_.has_place(limit.at) || limit.name.empty()) continue;
+    const auto obstacles = [&](const Box& box) {
+      const auto meets = [&box](const Box& other) { return overlap(box, other); };
+      return std::any_of(taken.begin(), taken.end(), meets) ? INT_MAX : points_within(box);
+    };
+    for (double y = std::max(row(limit.at) - kAboveLine, top_ + kFont); y < bottom_; y += kDown) {
+      const Box right = name_box(limit.name, right_ - 3, y, true),
+                left = name_box(limit.name, left_ + 3, y, false);
+      const int at_right = obstacles(right), at_left = obstacles(left);
+      if (std::min(at_right, at_left) == INT_MAX) continue;
+      const bool ends = at_right <= at_left;
+      add_name(svg, limit.name, ends ? right_ - 3 : left_ + 3, y, ends);
+      taken.push_back(ends ? right : left);
+      break;
+    }
   }
 }
 
@@ -283,7 +314,9 @@ std::string Drawing::line_path(const Series& series) const {
 
 /// Draws marks about the points, which tell their values when pointed at, and rings about the marked ones.
 void Drawing::add_points(std::string& svg, const Series& series, int shape) const {
-  if (series.points && (series.x.size() <= kMostDots || !series.line)) {
+  const double room = std::max(right_ - left_, bottom_ - top_);
+  const bool has_room = kDotsApart * static_cast<double>(series.x.size()) <= room;
+  if (series.points && (has_room || !series.line)) {
     for (std::size_t i = 0; i < series.x.size(); ++i)
       if (const auto p = point(series.x[i], series.y[i]))
         svg += fmt::format("<path class=\"dot\" d=\"{}\"><title>{:.6g}, {:.6g}</title></path>\n",
@@ -312,8 +345,9 @@ std::string Drawing::svg(const std::string& id, const char* css_class) const {
   add_axes(svg);
   add_limits(svg);
   for (std::size_t i = 0; i < plot_.series.size(); ++i) add_series(svg, i);
-  add_level_limits(svg);
-  add_upright_limits(svg);
+  std::vector<Box> taken;  // by names
+  add_upright_names(svg, taken);
+  add_level_names(svg, taken);
   return svg + "</svg>\n";
 }
 

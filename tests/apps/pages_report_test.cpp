@@ -165,6 +165,14 @@ TEST_F(ReportFolder, KeepsALineForEachPage) {
   EXPECT_EQ(report::page_name("column-", "x/a b&.v2.toml"), "column-a_b_.v2.html");
 }
 
+TEST_F(ReportFolder, HoldsTheSamePageAfterEachRunOfACase) {
+  for (const char* folder : {"x", "y"})
+    expect_solves(COLUMN_CASES "/butane-pentane.toml --report " + std::string(folder));
+  const std::string page = "column-butane-pentane.html";
+  EXPECT_EQ(contents(folder_ / "x" / page), contents(folder_ / "y" / page));
+  EXPECT_NE(contents(folder_ / "x/index.tsv").find("\tagrees\n"), std::string::npos);
+}
+
 TEST_F(ReportFolder, IsTriedBeforeTheWorkAndLeftAloneAfterAFailure) {
   write("file", "");
   write("bad.toml", "title = 3\n");

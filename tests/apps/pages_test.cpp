@@ -101,6 +101,36 @@ class Pages : public ProgramTest {
   std::string browser_;
 };
 
+/// Returns a page with plots of numbers that need long labels, of few points, and of many lines.
+std::string page_of_extremes() {
+  using report::Width;
+  const std::vector<std::vector<double>> kValues = {
+      {5},           {0, 1},          {-2.5e-8, 3.1e-8}, {1e15, 1e15 + 4}, {-1e299, 1e299},
+      {380, 380.01}, {1e-200, 1e200}, {0.30, 0.31},      {1e7, 9e7},       {1, 1'000'000},
+      {1e-5, 2e-5}};
+  report::Page page(std::string(300, 'x'), "test");
+  int serial = 0;
+  for (const std::vector<double>& values : kValues) {
+    for (const report::Scale scale : {report::Scale::kLinear, report::Scale::kLog}) {
+      report::Plot plot;
+      plot.title = std::to_string(serial);
+      plot.x = {"x", scale};
+      plot.y = {"y", scale};
+      plot.width =
+          std::vector{Width::kThird, Width::kHalf, Width::kFull}[static_cast<std::size_t>(serial % 3)];
+      plot.tall = serial++ % 2 == 0;
+      for (int i = 0; i < 12; ++i) plot.series.push_back({"a component of a long name", values, values});
+      for (const double v : values) {
+        plot.limits.push_back({"a limit", v});
+        plot.limits.push_back({"another limit", v, true});
+      }
+      page.plots({plot});
+    }
+  }
+  page.table({"", {"a"}, {std::vector<report::Cell>(60, "wide")}});
+  return page.html();
+}
+
 TEST_F(Pages, AreDrawnWholeOnAScreenAndOnAPhone) {
   std::vector<Page> pages;
   std::vector<int> plots;
@@ -111,6 +141,8 @@ TEST_F(Pages, AreDrawnWholeOnAScreenAndOnAPhone) {
   }
   pages.push_back({"index.html", contents(folder_ / "reports" / "index.html")});
   plots.push_back(0);
+  pages.push_back({"extremes", page_of_extremes()});
+  plots.push_back(22);
   const std::vector<Measured> measured = measure(pages);
   ASSERT_EQ(measured.size(), pages.size() * std::size(kWidths)) << out_ << err_;
   for (std::size_t i = 0; i < measured.size(); ++i) {
