@@ -159,33 +159,31 @@ Plot convergence_plot(const SolvedCase& s) {
   return plot;
 }
 
-report::Cell difference(const MethodComparison::Run& first, Outcome outcome, double apart) {
+/// Returns how far a run came out from the answer of the page.
+report::Cell difference(const SolvedCase& s, Outcome outcome, const Profile& found) {
   if (outcome != Outcome::kOk) return {"not converged", Tone::kBad};
-  return first.solution.outcome == Outcome::kOk ? fmt::format("{:.1e}", apart) : "";
+  const double degrees = largest_change(s.solution.profile.temperature, found.temperature);
+  return fmt::format("{:.1e}", s.c.model->scale().common_degrees * degrees);
 }
 
 Table method_table(const SolvedCase& s) {
-  const TemperatureScale scale = s.c.model->scale();
-  Table table{"",
+  Table table{"Differences are the largest of a stage temperature from the answer shown here.",
               {{"method", true},
                "passes",
                "steps taken",
                "refused",
                "taken back",
-               fmt::format("difference, {}", scale.common_unit)},
+               fmt::format("difference, {}", s.c.model->scale().common_unit)},
               {}};
   const auto text = [](auto number) { return fmt::format("{}", number); };
-  const MethodComparison::Run& first = s.comparison.runs.front();
   for (const MethodComparison::Run& run : s.comparison.runs) {
     const auto& counted = run.solution.counts;
     table.rows.push_back({name_of(s, run), text(run.solution.passes()), text(counted.steps_taken),
                           text(counted.steps_refused), text(counted.steps_taken_back),
-                          &run == &first ? "" : difference(first, run.solution.outcome, run.apart)});
+                          difference(s, run.solution.outcome, run.solution.profile)});
   }
-  const double apart =
-      scale.common_degrees * largest_change(first.solution.profile.temperature, s.newton.profile.temperature);
   table.rows.push_back({"Newton's method", text(s.newton.start_passes), text(s.newton.steps), "", "",
-                        difference(first, s.newton.outcome, apart)});
+                        difference(s, s.newton.outcome, s.newton.profile)});
   return table;
 }
 
@@ -269,11 +267,18 @@ std::vector<Comparison> published(const SolvedCase& s) {
   return compare_with_published(s.c, s.solution, limits);
 }
 
+/// Returns whether the answer is Newton's because the passes did not converge.
+bool is_newtons(const SolvedCase& s) { return s.solution.outcome != Outcome::kOk; }
+
+std::string count_of_work(const SolvedCase& s) {
+  return fmt::format("{}", is_newtons(s) ? s.newton.steps : s.solution.passes());
+}
+
 void add_facts(report::Page& page, const SolvedCase& s, const Closure& closed,
                const std::vector<Comparison>& rows) {
   std::vector<report::Fact> facts{{"stages", fmt::format("{}", s.c.stages)},
                                   {"components", fmt::format("{}", s.c.components.size())},
-                                  {"passes", fmt::format("{}", s.solution.passes())},
+                                  {is_newtons(s) ? "steps of Newton's method" : "passes", count_of_work(s)},
                                   {"largest balance error", fmt::format("{:.1e}", closed.worst()),
                                    tone_of(closed.worst(), Closure::kLimit)}};
   if (!rows.empty()) {
@@ -287,7 +292,12 @@ void add_facts(report::Page& page, const SolvedCase& s, const Closure& closed,
 
 SolvedCase solve_for_page(const ColumnCase& c, const InternalFlows& flows, const Solution& solution,
                           const AccelerationSettings& settings, StepMethod solver) {
-  return {c, flows, solution, compare_methods(c, flows, settings, nullptr), solve_newton(c, flows, solver)};
+  SolvedCase solved{c, flows, solution, compare_methods(c, flows, settings, nullptr),
+                    solve_newton(c, flows, solver)};
+  // The comparison ends with the first run that fails; the one that was asked for may not be among its runs.
+  if (solved.comparison.failed() && solution.accelerated && solution.outcome == Outcome::kOk)
+    solved.comparison.runs.push_back({"as asked for", solution});
+  return solved;
 }
 
 report::Page case_page(const SolvedCase& s) {
@@ -311,8 +321,9 @@ report::Entry case_entry(const SolvedCase& s) {
   const std::vector<Comparison> rows = published(s);
   report::Entry entry;
   entry.what = s.c.title;
-  entry.size = fmt::format("{} stages, {} passes", s.c.stages, s.solution.passes());
-  entry.seconds = s.solution.seconds;
+  entry.size = fmt::format("{} stages, {} {}", s.c.stages, count_of_work(s),
+                           is_newtons(s) ? "Newton steps" : "passes");
+  entry.seconds = is_newtons(s) ? s.newton.seconds : s.solution.seconds;
   entry.error = fmt::format("balances {:.1e}", closure(s.c, s.flows, s.solution.profile).worst());
   entry.published = report::verdict_on_published(differing(rows), static_cast<int>(rows.size()));
   return entry;

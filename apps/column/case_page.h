@@ -16,7 +16,7 @@ namespace column {
 struct SolvedCase {
   const ColumnCase& c;
   const InternalFlows& flows;
-  const Solution& solution;  // with the profile that is shown
+  const Solution& solution;  // with the answer; its outcome is not kOk if that is Newton's alone
   MethodComparison comparison;
   NewtonSolution newton;
 };

@@ -173,6 +173,20 @@ TEST_F(ReportFolder, HoldsTheSamePageAfterEachRunOfACase) {
   EXPECT_NE(contents(folder_ / "x/index.tsv").find("\tagrees\n"), std::string::npos);
 }
 
+TEST_F(ReportFolder, ShowsMethodsThatDoNotConverge) {
+  std::string hasty = contents(COLUMN_CASES "/butane-pentane.toml");
+  hasty.replace(hasty.find("[solver]"), 8, "[solver]\nmax_passes = 30");
+  write("hasty.toml", hasty);
+  const auto page_says = [&](const std::string& options, std::initializer_list<const char*> all) {
+    expect_solves("hasty.toml --report reports " + options);
+    const std::string html = contents(folder_ / "reports" / "column-hasty.html");
+    for (const char* words : all) EXPECT_NE(html.find(words), std::string::npos) << words;
+  };
+  page_says("--method newton", {"not converged", "steps of Newton's method"});
+  EXPECT_NE(contents(folder_ / "reports/index.tsv").find("17 stages, 5 Newton steps"), std::string::npos);
+  page_says("--accelerate multiple", {"not converged", "as asked for"});
+}
+
 TEST_F(ReportFolder, IsTriedBeforeTheWorkAndLeftAloneAfterAFailure) {
   write("file", "");
   write("bad.toml", "title = 3\n");
