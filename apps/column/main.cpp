@@ -160,6 +160,16 @@ void check_outputs(const Options& options, const column::ColumnCase& c) {
   }
 }
 
+/// Tries the folder of reports, if one is asked for.
+/// @param option, output  another output, which the report must not replace; may be empty
+void open_reports(std::optional<report::Folder>& reports, const Options& options, const std::string& page,
+                  const char* option, const std::string& output) {
+  if (options.report_folder.empty()) return;
+  reports.emplace(options.report_folder, page);
+  for (const std::string& path : reports->outputs())
+    apps::check_outputs_differ(option, output, "--report", path);
+}
+
 /// Adds the page of a solved case to the folder of reports.
 /// @param solution  its profile is replaced by `answer`, which is Newton's if that was asked for
 void write_page(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
@@ -201,10 +211,9 @@ int solve_case(const Options& options) {
   check_outputs(options, c);
   if (options.tolerance) c.tolerance = *options.tolerance;
   const std::optional<column::ColumnCase> other = column::read_other_case(c, options.case_path);
-  if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<report::Folder> reports;
-  if (!options.report_folder.empty())
-    reports.emplace(options.report_folder, report::page_name("column-", options.case_path));
+  open_reports(reports, options, report::page_name("column-", options.case_path), "--csv", options.csv_path);
+  if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
   std::string text;
@@ -311,8 +320,7 @@ int fit_tables(const Options& options) {
   for (const std::string& table : options.tables)
     apps::check_output("--properties", options.properties, table);
   std::optional<report::Folder> reports;
-  if (!options.report_folder.empty())
-    reports.emplace(options.report_folder, column::fit_page_name(options.tables));
+  open_reports(reports, options, column::fit_page_name(options.tables), "--properties", options.properties);
   const auto begin = std::chrono::steady_clock::now();
   const column::Tables tables = column::read_tables(options.tables);
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;

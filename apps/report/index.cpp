@@ -126,8 +126,7 @@ Folder::Folder(std::string path, std::string page) : path_(std::move(path)), pag
   created_ = !fs::exists(path_, error);
   fs::create_directories(path_, error);
   if (error) throw std::runtime_error(path_ + ": " + error.message());
-  for (const std::string& name : {page_, std::string(kTsv), std::string(kHtml)})
-    apps::check_writable(in_folder(name));
+  for (const std::string& output : outputs()) apps::check_writable(output);
 }
 
 Folder::~Folder() {
@@ -135,11 +134,15 @@ Folder::~Folder() {
   if (created_) fs::remove(path_, not_empty);
 }
 
+std::vector<std::string> Folder::outputs() const {
+  return {in_folder(page_), in_folder(kTsv), in_folder(kHtml)};
+}
+
 void Folder::add(const Page& page, Entry entry) {
   entry.file = page_;
   entry.program = page.program();
   const FolderLock lock(path_);
-  apps::write_file(page_path(), page.html());
+  apps::write_file(in_folder(page_), page.html());
   std::vector<Entry> entries = read_entries();
   const auto is_same = [&](const Entry& old) { return old.file == entry.file; };
   const auto old = std::find_if(entries.begin(), entries.end(), is_same);

@@ -42,8 +42,8 @@ class Folder {
   /// Removes the folder if it was created here and nothing was put into it.
   ~Folder();
 
-  /// Returns the path of the page that will be added.
-  std::string page_path() const { return in_folder(page_); }
+  /// Returns the paths of all files that add() writes: the page, index.tsv and index.html.
+  std::vector<std::string> outputs() const;
 
   /// Writes the page, then its line of index.tsv, in the place of an old line of this page, and index.html.
   /// Each file is replaced as a whole. Programs that do this at the same time wait for each other.
