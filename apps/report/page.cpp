@@ -33,7 +33,7 @@ p{margin:.5em 0;max-width:70ch}
 .facts dt{color:var(--soft);font-size:.875rem}
 .facts dd{margin:0;font-size:1.2rem;font-weight:600;font-variant-numeric:tabular-nums}
 .good{color:var(--good)}
-.bad{color:var(--bad)}
+.bad{color:var(--bad);font-weight:600}
 .bad::before{content:"\2717\a0"}
 .good::before{content:"\2713\a0"}
 .figures{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,300px),1fr));gap:28px 24px;margin:16px 0}
@@ -217,13 +217,15 @@ std::string document(const std::string& title, const std::string& body) {
   return fmt::format(
       "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n"
-      "<title>{}</title>\n<style>{}</style>\n</head>\n<body>\n{}</body>\n</html>\n",
+      "<title>{}</title>\n<style>{}</style>\n</head>\n<body>\n<main>\n{}</main>\n</body>\n</html>\n",
       escaped(title), kStyle, body);
 }
 
 std::string table_html(const Table& table, const std::vector<std::string>& links) {
-  // A box that scrolls must be reachable by the keyboard.
-  std::string html = "<div class=\"scroll\" tabindex=\"0\"><table>\n";
+  // A box that scrolls must be reachable by the keyboard, and then has a name for who hears the page.
+  std::string html =
+      fmt::format("<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"{}\"><table>\n",
+                  table.caption.empty() ? "Table" : escaped(table.caption));
   if (!table.caption.empty()) html += "<caption>" + escaped(table.caption) + "</caption>\n";
   html += head_html(table) + "<tbody>\n";
   for (std::size_t r = 0; r < table.rows.size(); ++r) {
