@@ -164,7 +164,8 @@ std::string Drawing::description() const {
                   x_.high(), plot_.y.title, y_.low(), y_.high(), plot_.y.reversed ? "down" : "up");
   for (const Series& s : plot_.series)
     if (!s.name.empty()) text += fmt::format(" {}: {} points.", s.name, s.x.size());
-  for (const Limit& limit : plot_.limits) text += fmt::format(" {} at {:.4g}.", limit.name, limit.at);
+  for (const Limit& limit : plot_.limits)
+    if (!limit.name.empty()) text += fmt::format(" {} at {:.4g}.", limit.name, limit.at);
   return escaped(text);
 }
 
@@ -234,6 +235,8 @@ int Drawing::points_within(const Box& box) const {
   return within;
 }
 
+/// Returns about what the name of a line covers.
+/// @param ends  x is where the name ends; otherwise where it begins
 Box Drawing::name_box(const std::string& name, double x, double baseline, bool ends) const {
   const double width = kFont * text_width(name);
   const double left = ends ? x - width : x;

@@ -58,7 +58,7 @@ struct Figure {
 
 /// Draws a plot. The same plot gives the same bytes. Figures of half and full width are drawn twice, for a
 /// wide page and for a phone, and the style sheet shows one of the two, so that text is of the same size on
-/// both. A series of thousands of points is thinned to what can be seen of it.
+/// both. A line of thousands of points is thinned to what can be seen of it.
 /// @param id  different for each figure of a page; letters and digits
 Figure draw(const Plot& plot, const std::string& id);
 
