@@ -31,6 +31,11 @@ struct Point {
 
 double known(double value) { return value == EmptyValue ? kUnknown : value; }
 
+/// Returns a number with so many decimals, or "-" if there is none.
+std::string text(double value, int decimals) {
+  return std::isfinite(value) ? fmt::format("{:.{}f}", value, decimals) : "-";
+}
+
 /// Returns the pressure by published constants; NaN below their pole.
 double published_pressure(const AntoineConstants& constants, double celsius) {
   return celsius + constants.c > 0 ? std::exp(constants.ln_pressure(celsius).value) : kUnknown;
@@ -177,8 +182,8 @@ Table point_table(VapourPressureTable& table, const std::vector<Point>& points) 
   out.columns.emplace_back("", true);
   for (const Point& p : points) {
     std::vector<report::Cell> row{fmt::format("{:.2f}", p.celsius), fmt::format("{:.5g}", p.mmhg),
-                                  fmt::format("{:.5g}", p.fitted), fmt::format("{:.3f}", p.error)};
-    if (has_published) row.emplace_back(fmt::format("{:.3f}", p.published_error));
+                                  fmt::format("{:.5g}", p.fitted), text(p.error, 3)};
+    if (has_published) row.emplace_back(text(p.published_error, 3));
     std::string remark = p.is_active ? "" : "outside the limits";
     if (p.is_filled) remark += remark.empty() ? "filled in" : ", filled in";
     row.emplace_back(remark);
@@ -195,10 +200,12 @@ void add_component(report::Page& page, VapourPressureTable& table) {
   const std::vector<Point> points = points_of(table);
   page.heading(info.formula.empty() ? info.name : info.name + ", " + info.formula);
   if (!info.source.empty()) page.paragraph(info.source);
-  page.facts({{"points fitted", fmt::format("{} of {}", table.active_points(), table.NDataPoints())},
-              {"largest error", fmt::format("{:.3f} %", largest_error(table))},
-              {"standard error of log₁₀ p", fmt::format("{:.2e}", table.fit()->standard_error)},
-              {"1 − R²", fmt::format("{:.1e}", 1 - table.R2())}});
+  const double deviation = table.fit()->standard_error;
+  page.facts(
+      {{"points fitted", fmt::format("{} of {}", table.active_points(), table.NDataPoints())},
+       {"largest error", text(largest_error(table), 3) + " %"},
+       {"standard error of log₁₀ p", std::isfinite(deviation) ? fmt::format("{:.2e}", deviation) : "-"},
+       {"1 − R²", fmt::format("{:.1e}", 1 - table.R2())}});
   page.plots({pressure_plot(table, points), error_plot(table, points)});
   page.tables({coefficient_table(table), line_table(table)});
   page.table(point_table(table, points));

@@ -187,6 +187,16 @@ TEST_F(ReportFolder, ShowsMethodsThatDoNotConverge) {
   page_says("--accelerate multiple", {"not converged", "as asked for"});
 }
 
+TEST_F(ReportFolder, LeavesOutWhatThreePointsCannotTell) {
+  write("three.csv",
+        "component,x\nformula,C6H6\nantoine,7,1500,-20\nunits,degC,mmHg\n"
+        "temperature,pressure\n10,45\n50,271\n80,757\n");
+  expect_solves("fit three.csv --report reports");
+  const std::string html = contents(folder_ / "reports" / "fit-three.html");
+  EXPECT_EQ(count(html, "nan"), 0) << html;
+  EXPECT_EQ(count(html, "<dd>-</dd>"), 1);
+}
+
 TEST_F(ReportFolder, IsTriedBeforeTheWorkAndLeftAloneAfterAFailure) {
   write("file", "");
   write("bad.toml", "title = 3\n");
