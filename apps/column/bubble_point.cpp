@@ -61,7 +61,7 @@ FixedPoint make_iteration(const ColumnCase& c, const AccelerationSettings& setti
 }
 
 /// Repeats passes from `temperatures` on until the iteration ends. What cannot be evaluated is discarded.
-/// @param s  out: changes, and the outcome of the last pass
+/// @param s  out: changes, steps of the accelerator, and the outcome of the last pass
 FixedPointVerdict iterate(FixedPoint& iteration, BubblePointMethod& method, std::vector<double>& temperatures,
                           Solution& s) {
   std::vector<double> next;
@@ -77,6 +77,7 @@ FixedPointVerdict iterate(FixedPoint& iteration, BubblePointMethod& method, std:
     verdict = iteration.Pass(temperatures.data());
     FixedPointRecord record;
     iteration.Record(0, record);
+    if (record.step == corvidnum::FixedPointStep::Taken) s.extrapolated.push_back(s.passes());
     s.changes.push_back(kNominalDegrees * record.change);
   }
   return verdict;

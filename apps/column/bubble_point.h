@@ -69,8 +69,9 @@ class BubblePointMethod {
 /// Tells how a run of the bubble-point method ended.
 struct Solution {
   Outcome outcome = Outcome::kOk;
-  std::string complaint;        // what went wrong, if the outcome is not kOk
-  std::vector<double> changes;  // largest of a stage temperature in each pass, in degrees of the model
+  std::string complaint;          // what went wrong, if the outcome is not kOk
+  std::vector<double> changes;    // largest of a stage temperature in each pass, in degrees of the model
+  std::vector<int> extrapolated;  // indices of passes whose outcome an accelerator extrapolated
   bool accelerated = false;
   corvidnum::FixedPointCounts counts = {};
   Profile profile;     // on kOk only

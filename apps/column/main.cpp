@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -12,9 +13,11 @@
 #include "apps/column/acceleration.h"
 #include "apps/column/bubble_point.h"
 #include "apps/column/case_file.h"
+#include "apps/column/case_page.h"
 #include "apps/column/closure.h"
 #include "apps/column/csv.h"
 #include "apps/column/fit_command.h"
+#include "apps/column/fit_page.h"
 #include "apps/column/fit_report.h"
 #include "apps/column/flows.h"
 #include "apps/column/jacobian_ordering.h"
@@ -27,6 +30,7 @@
 #include "apps/common/output.h"
 #include "apps/common/program.h"
 #include "apps/common/program_options.h"
+#include "apps/report/index.h"
 
 namespace {
 
@@ -40,7 +44,7 @@ enum { kNotConverged = 3, kInexact = 4 };  // exit codes in addition to those of
 constexpr char kFit[] = "fit";  // the subcommand
 
 struct Options {
-  std::string case_path, csv_path, log_name, properties;
+  std::string case_path, csv_path, log_name, properties, report_folder;
   std::vector<std::string> tables;  // arguments of the subcommand fit
   std::optional<double> tolerance;
   column::AccelerationSettings acceleration;
@@ -156,9 +160,30 @@ void check_outputs(const Options& options, const column::ColumnCase& c) {
   }
 }
 
-/// Solves the case by all methods asked for, writes the profile, and appends the answers.
+/// Tries the folder of reports, if one is asked for.
+/// @param option, output  another output, which the report must not replace; may be empty
+void open_reports(std::optional<report::Folder>& reports, const Options& options, const std::string& page,
+                  const char* option, const std::string& output) {
+  if (options.report_folder.empty()) return;
+  reports.emplace(options.report_folder, page);
+  for (const std::string& path : reports->outputs())
+    apps::check_outputs_differ(option, output, "--report", path);
+}
+
+/// Adds the page of a solved case to the folder of reports.
+/// @param solution  its profile is replaced by `answer`, which is Newton's if that was asked for
+void write_page(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                column::Solution solution, const column::Profile& answer, report::Folder& reports) {
+  solution.profile = answer;
+  const column::SolvedCase solved =
+      column::solve_for_page(c, flows, solution, options.acceleration, options.solver);
+  reports.add(column::case_page(solved), column::case_entry(solved));
+}
+
+/// Solves the case by all methods asked for, writes the profile and the page, and appends the answers.
 int solve_and_show(const Options& options, const column::ColumnCase& c,
-                   const std::optional<column::ColumnCase>& other, DebugOut* log, std::string& text) {
+                   const std::optional<column::ColumnCase>& other, DebugOut* log,
+                   std::optional<report::Folder>& reports, std::string& text) {
   const column::InternalFlows flows = column::internal_flows(c);
   const column::Solution solution =
       column::solve(c, flows, column::Solver::kArrow, options.acceleration, log);
@@ -173,6 +198,7 @@ int solve_and_show(const Options& options, const column::ColumnCase& c,
   if (!options.csv_path.empty()) {
     apps::write_file(options.csv_path, column::profile_csv(c, flows, answer));
   }
+  if (reports) write_page(options, c, flows, solution, answer, *reports);
   if (options.dense) code = check_dense(options, c, flows, solution, text);
   if (code == kSolved && options.compare) code = compare(options, c, flows, log, text);
   return code;
@@ -185,11 +211,13 @@ int solve_case(const Options& options) {
   check_outputs(options, c);
   if (options.tolerance) c.tolerance = *options.tolerance;
   const std::optional<column::ColumnCase> other = column::read_other_case(c, options.case_path);
+  std::optional<report::Folder> reports;
+  open_reports(reports, options, report::page_name("column-", options.case_path), "--csv", options.csv_path);
   if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
   std::string text;
-  const int code = solve_and_show(options, c, other, log ? log->log() : nullptr, text);
+  const int code = solve_and_show(options, c, other, log ? log->log() : nullptr, reports, text);
   if (log) {
     if (const auto failure = log->keep()) return complain(code == kSolved ? kBadInput : code, *failure);
   }
@@ -255,12 +283,16 @@ void declare_fit(CLI::App& app, Options& options) {
   fit->add_option("tables", options.tables, "tables of components (CSV)")->required()->check(named);
   fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
       ->check(named);
+  fit->add_option("--report", options.report_folder, "add a page with pictures to this folder")->check(named);
 }
 
 void declare(CLI::App& app, Options& options) {
   const CLI::Validator named = apps::not_empty();
   app.add_option("case", options.case_path, "case file (TOML)")->check(named);
   app.add_option("--csv", options.csv_path, "write the profile to this file")->check(named);
+  app.add_option("--report", options.report_folder,
+                 "add a page with pictures, of all methods, to this folder")
+      ->check(named);
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a stage temperature in degrees, for that of the case")
       ->check(apps::between(column::kSmallestTolerance, column::kLargestTolerance, " degree"));
@@ -287,9 +319,14 @@ void check_command(const CLI::App& app) {
 int fit_tables(const Options& options) {
   for (const std::string& table : options.tables)
     apps::check_output("--properties", options.properties, table);
+  std::optional<report::Folder> reports;
+  open_reports(reports, options, column::fit_page_name(options.tables), "--properties", options.properties);
+  const auto begin = std::chrono::steady_clock::now();
   const column::Tables tables = column::read_tables(options.tables);
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
   std::string stored;
   if (!options.properties.empty()) stored = column::store_and_recall(options.properties, tables);
+  if (reports) reports->add(column::fit_page(tables), column::fit_entry(tables, time.count()));
   std::string text;
   for (const auto& table : tables) text += (text.empty() ? "" : "\n") + column::fit_report(*table);
   return apps::print_whole(text + stored) ? kSolved : complain(kBadInput, apps::kNotPrinted);

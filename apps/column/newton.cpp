@@ -69,8 +69,11 @@ class NewtonMethod {
 /// Some more bubble-point passes, and the unknowns that they lead to.
 bool NewtonMethod::pass_on(int passes) {
   Outcome outcome = Outcome::kOk;
-  for (int i = 0; i < passes && outcome == Outcome::kOk; ++i, ++s_.start_passes)
-    outcome = bubble_point_.pass(temperatures_, temperatures_);
+  for (int i = 0; i < passes && outcome == Outcome::kOk; ++i, ++s_.start_passes) {
+    const std::vector<double> before = temperatures_;
+    outcome = bubble_point_.pass(before, temperatures_);
+    if (outcome == Outcome::kOk) s_.changes.push_back(largest_change(before, temperatures_));
+  }
   Profile profile;
   if (outcome == Outcome::kOk) outcome = bubble_point_.compositions(temperatures_, profile);
   if (fail(outcome, fmt::format("in bubble-point pass {}: {}", s_.start_passes, bubble_point_.complaint())))
@@ -110,6 +113,7 @@ bool NewtonMethod::measure_step() {
       liquid = std::max(liquid, std::fabs(step_[system_.liquid(i, j)]));
   }
   s_.last_change = temperature;
+  s_.changes.push_back(temperature);
   return temperature < case_.tolerance && liquid < kSettled;
 }
 

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "apps/column/bubble_point.h"
 #include "apps/column/column_case.h"
@@ -21,11 +22,12 @@ struct NewtonSolution {
   int unknowns = 0, entries = 0;
   int start_passes = 0;  // of the bubble-point method
   int steps = 0;
-  int damped_steps = 0;    // of these
-  int pivot_orders = 0;    // chosen; the other steps were factorised in an order that stood
-  double last_change = 0;  // largest change of a temperature in the last step
-  double residual = 0;     // largest, at the end of the steps; flows as parts of the total feed
-  Profile profile;         // on kOk only
+  int damped_steps = 0;         // of these
+  int pivot_orders = 0;         // chosen; the other steps were factorised in an order that stood
+  std::vector<double> changes;  // largest of a temperature in each start pass and each step, in their order
+  double last_change = 0;       // largest change of a temperature in the last step
+  double residual = 0;          // largest, at the end of the steps; flows as parts of the total feed
+  Profile profile;              // on kOk only
   double seconds = 0;
 };
 

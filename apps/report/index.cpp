@@ -1,0 +1,175 @@
+// Keeps a folder of reports. index.tsv is what counts: index.html is made from it each time.
+
+#include "apps/report/index.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "apps/common/output.h"
+
+namespace report {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kTsv[] = "index.tsv", kHtml[] = "index.html";
+constexpr std::size_t kFields = 7;
+constexpr char kNone[] = "-";
+
+/// Keeps other programs from changing the index for the lifetime of the object. The folder itself carries the
+/// lock, so that no file is left behind; where that cannot be had, the index is written without it.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::string& folder) : file_(open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (file_ >= 0) flock(file_, LOCK_EX);
+  }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+  ~FolderLock() {
+    if (file_ >= 0) close(file_);
+  }
+
+ private:
+  int file_;
+};
+
+/// Returns a text as a field of the index: on one line, without tabs, not empty.
+std::string field(std::string text) {
+  for (char& ch : text)
+    if (ch == '\t' || ch == '\n' || ch == '\r') ch = ' ';
+  return text.empty() ? kNone : text;
+}
+
+std::string tsv_line(const Entry& e) {
+  std::string line;
+  for (const std::string& text :
+       {e.file, e.program, e.what, e.size, fmt::format("{:.3g}", e.seconds), e.error, e.published})
+    line += (line.empty() ? "" : "\t") + field(text);
+  return line + '\n';
+}
+
+/// @return false if the line is not one of an index
+bool parse(const std::string& line, Entry& e) {
+  std::array<std::string, kFields> fields;
+  std::size_t count = 0;
+  std::istringstream in(line);
+  for (std::string text; std::getline(in, text, '\t'); ++count)
+    if (count < kFields) fields[count] = std::move(text);
+  if (count != kFields) return false;
+  double seconds = 0;
+  std::from_chars(fields[4].data(), fields[4].data() + fields[4].size(), seconds);
+  e = {fields[0], fields[1], fields[2], fields[3], seconds, fields[5], fields[6]};
+  return true;
+}
+
+std::string time_text(double seconds) {
+  if (seconds < 1) return fmt::format("{:.3g} ms", 1e3 * seconds);
+  return fmt::format("{:.3g} s", seconds);
+}
+
+Tone tone_of(const std::string& published) {
+  if (published == "agrees") return Tone::kGood;
+  return published.compare(0, 7, "differs") == 0 ? Tone::kBad : Tone::kPlain;
+}
+
+/// Returns what a reader sees of the verdict on published figures: nothing if there are none.
+Cell shown(const std::string& published) {
+  return published == kNone ? Cell("") : Cell(published, tone_of(published));
+}
+
+std::string index_html(const std::vector<Entry>& entries) {
+  Table table{"",
+              {{"report", true},
+               {"program", true},
+               {"size", true},
+               "time",
+               {"error", true},
+               {"published answer", true}},
+              {}};
+  std::vector<std::string> links;
+  for (const Entry& e : entries) {
+    table.rows.push_back({e.what, e.program, e.size, time_text(e.seconds), e.error, shown(e.published)});
+    links.push_back(e.file);
+  }
+  return document("Reports",
+                  "<h1>Reports</h1>\n<div class=\"cards\">" + table_html(table, links) + "</div>\n");
+}
+
+}  // namespace
+
+std::string verdict_on_published(int differing, int all) {
+  if (all == 0) return kNone;
+  return differing == 0 ? "agrees" : fmt::format("differs ({} of {})", differing, all);
+}
+
+std::string page_name(const std::string& prefix, const std::string& path, const std::string& suffix) {
+  std::string stem = fs::path(path).stem().string();
+  for (char& ch : stem)
+    if (std::isalnum(static_cast<unsigned char>(ch)) == 0 && ch != '-' && ch != '_' && ch != '.') ch = '_';
+  return prefix + stem + suffix + ".html";
+}
+
+Folder::Folder(std::string path, std::string page) : path_(std::move(path)), page_(std::move(page)) {
+  std::error_code error;
+  created_ = !fs::exists(path_, error);
+  fs::create_directories(path_, error);
+  if (error) throw std::runtime_error(path_ + ": " + error.message());
+  for (const std::string& output : outputs()) apps::check_writable(output);
+}
+
+Folder::~Folder() {
+  std::error_code not_empty;
+  if (created_) fs::remove(path_, not_empty);
+}
+
+std::vector<std::string> Folder::outputs() const {
+  return {in_folder(page_), in_folder(kTsv), in_folder(kHtml)};
+}
+
+void Folder::add(const Page& page, Entry entry) {
+  entry.file = page_;
+  entry.program = page.program();
+  const FolderLock lock(path_);
+  apps::write_file(in_folder(page_), page.html());
+  std::vector<Entry> entries = read_entries();
+  const auto is_same = [&](const Entry& old) { return old.file == entry.file; };
+  const auto old = std::find_if(entries.begin(), entries.end(), is_same);
+  if (old == entries.end())
+    entries.push_back(std::move(entry));
+  else
+    *old = std::move(entry);
+  write_entries(entries);
+}
+
+std::string Folder::in_folder(const std::string& name) const { return (fs::path(path_) / name).string(); }
+
+std::vector<Entry> Folder::read_entries() const {
+  std::vector<Entry> entries;
+  std::ifstream file(in_folder(kTsv), std::ios::binary);
+  Entry entry;
+  for (std::string line; std::getline(file, line);)
+    if (parse(line, entry)) entries.push_back(entry);
+  return entries;
+}
+
+void Folder::write_entries(const std::vector<Entry>& entries) const {
+  std::string tsv;
+  for (const Entry& entry : entries) tsv += tsv_line(entry);
+  apps::write_file(in_folder(kTsv), tsv);
+  // Through the text, so that the two files show the same.
+  apps::write_file(in_folder(kHtml), index_html(read_entries()));
+}
+
+}  // namespace report
