@@ -1,0 +1,729 @@
+// Lays out a flowsheet in layers:
+//   1. A depth-first search from the feeds finds the recycles: the streams that lead back on the search path.
+//      (The torn streams would not do: they cut the recycles where the iteration likes it best, often in the
+//      middle of the sheet.)
+//   2. The layer of a unit is the longest path to it without recycles. Feeds start in front of the first
+//      layer and products end behind the last one. A stream that skips layers gets a bend in each of them.
+//   3. The order within a layer is by the barycentre of the neighbours; the best of several sweeps counts.
+//   4. Heights come from least squares: each node is drawn to where its streams are straight, and pool
+//      adjacent violators keeps the nodes apart in their order.
+//   5. Between two layers each stream with a vertical part gets a track. Their order is improved by moving
+//      single tracks until no move gives fewer crossings.
+// Sources: K. Sugiyama, S. Tagawa and M. Toda, IEEE Trans. Syst. Man Cybern. 11, 109 (1981); R. E. Barlow et
+// al., Statistical Inference under Order Restrictions, Wiley (1972), for step 4.
+
+#include "apps/recycle/flowsheet_layout.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <utility>
+
+namespace recycle {
+namespace {
+
+constexpr double kPortStep = 20;      // between two streams at the same side of a box
+constexpr double kLeastHeight = 48;   // of a box
+constexpr double kNodeDistance = 30;  // between two boxes of a layer, at least
+constexpr double kTrackStep = 12;     // between two parallel parts of streams
+constexpr double kArrowRoom = 20;     // between the last track and the next layer
+constexpr double kTearRoom = 18;      // behind a label
+constexpr double kLetter = 7.4;       // width of a letter
+constexpr double kTextMargin = 6;     // between a line's end and its label
+constexpr double kMargin = 8;         // around the drawing
+constexpr double kIconRoom = 34;      // in a box
+constexpr std::size_t kLongestName = 16;
+
+std::size_t at(int index) { return static_cast<std::size_t>(index); }
+
+double text_width(const std::string& name) {
+  return kLetter * static_cast<double>(std::min(name.size(), kLongestName));
+}
+
+/// Holds what stands in a layer: a unit, the end of a feed or product, or the bend of a stream.
+struct Node {
+  int unit = kOutside;
+  int layer = 0;
+  int sheet = 0;  // connected part of the flowsheet that it belongs to
+  double width = 0, height = 0;
+  double rank = 0;           // place in its layer
+  double y = 0;              // of the middle
+  std::vector<int> in, out;  // streams at the left and right side, from the top
+  bool is_bend() const { return unit == kOutside; }
+};
+
+/// Holds the part of a stream from one layer to the next.
+struct Link {
+  int stream, from, to;  // nodes
+};
+
+/// Holds a part of a stream that runs vertically between two layers, with the horizontal parts at its ends.
+struct Riser {
+  static constexpr double kNone = std::numeric_limits<double>::infinity();
+  int stream;
+  double top, bottom;
+  std::array<double, 2> left, right;  // y of the parts that go on to each side; kNone where there is none
+  int track = 0;
+
+  static Riser forward(int stream, double from, double to) {
+    return make(stream, from, to, {from, kNone}, {to, kNone});
+  }
+  /// Makes the part between a unit and the lane of a recycle that leaves, or enters, the unit.
+  static Riser leaving(int stream, double port, double lane) {
+    return make(stream, port, lane, {port, lane}, {kNone, kNone});
+  }
+  static Riser entering(int stream, double port, double lane) {
+    return make(stream, port, lane, {kNone, kNone}, {port, lane});
+  }
+
+  bool runs_through(double y) const { return top < y && y < bottom; }
+  bool meets(const Riser& other) const {
+    return top - kTrackStep < other.bottom && other.top - kTrackStep < bottom;
+  }
+
+ private:
+  static Riser make(int stream, double a, double b, std::array<double, 2> left, std::array<double, 2> right) {
+    return {stream, std::min(a, b), std::max(a, b), left, right};
+  }
+};
+
+enum class Side { kAbove, kBelow };
+
+class Layout {
+ public:
+  Layout(const Flowsheet& flowsheet, const Plan& plan)
+      : sheet_(flowsheet),
+        plan_(plan),
+        is_recycle_(flowsheet.streams.size()),
+        chain_(flowsheet.streams.size()),
+        side_(flowsheet.streams.size(), Side::kBelow),
+        lane_(flowsheet.streams.size()) {}
+
+  FlowsheetLayout make() {
+    make_unit_nodes();
+    find_recycles();
+    find_layers();
+    make_links();
+    order_layers();
+    choose_sides();
+    order_ports();
+    place_vertically();
+    place_lanes();
+    make_risers();
+    place_horizontally();
+    return draw();
+  }
+
+ private:
+  // ---- Recycles and layers
+
+  void make_unit_nodes() {
+    for (std::size_t u = 0; u < sheet_.units.size(); ++u) {
+      Node node;
+      node.unit = static_cast<int>(u);
+      node.width = kIconRoom + std::max(text_width(short_name(sheet_.units[u].name)), 9 * kLetter) + 8;
+      nodes_.push_back(node);
+    }
+    sheets_.resize(nodes_.size());
+    std::iota(sheets_.begin(), sheets_.end(), 0);
+    for (const Stream& stream : sheet_.streams)
+      if (stream.from != kOutside && stream.to != kOutside) join(stream.from, stream.to);
+  }
+
+  /// Gives two units, and all that are joined to them, the same number of a connected part.
+  void join(int a, int b) {
+    const int low = std::min(sheets_[at(a)], sheets_[at(b)]), high = std::max(sheets_[at(a)], sheets_[at(b)]);
+    std::replace(sheets_.begin(), sheets_.end(), high, low);
+  }
+
+  void find_recycles() {
+    visited_.assign(nodes_.size(), false);
+    on_path_.assign(nodes_.size(), false);
+    for (const Stream& stream : sheet_.streams)
+      if (stream.is_feed) search(stream.to);
+    for (std::size_t u = 0; u < nodes_.size(); ++u) search(static_cast<int>(u));
+  }
+
+  void search(int unit) {
+    if (visited_[at(unit)]) return;
+    visited_[at(unit)] = on_path_[at(unit)] = true;
+    for (const int s : sheet_.units[at(unit)].outlets) {
+      const int next = sheet_.streams[at(s)].to;
+      if (next == kOutside) continue;
+      is_recycle_[at(s)] = on_path_[at(next)];
+      search(next);
+    }
+    on_path_[at(unit)] = false;
+    downstream_first_.push_back(unit);
+  }
+
+  void find_layers() {
+    for (auto u = downstream_first_.rbegin(); u != downstream_first_.rend(); ++u) {
+      Node& node = nodes_[at(*u)];
+      node.layer = std::max(node.layer, 1);
+      node.sheet = sheets_[at(*u)];
+      for (const int s : sheet_.units[at(*u)].outlets) {
+        const int next = sheet_.streams[at(s)].to;
+        if (next != kOutside && !is_recycle_[at(s)])
+          nodes_[at(next)].layer = std::max(nodes_[at(next)].layer, node.layer + 1);
+      }
+      last_layer_ = std::max(last_layer_, node.layer + 1);
+    }
+  }
+
+  // ---- Streams as chains of nodes
+
+  int add_bend(int layer, int sheet) {
+    Node node;
+    node.layer = layer;
+    node.sheet = sheet;
+    nodes_.push_back(node);
+    return static_cast<int>(nodes_.size()) - 1;
+  }
+
+  /// Cuts each stream into links, which end at bends and, outside, at nodes of the edges of the drawing.
+  void make_links() {
+    for (std::size_t s = 0; s < sheet_.streams.size(); ++s) {
+      const Stream& stream = sheet_.streams[s];
+      const int number = static_cast<int>(s);
+      if (is_recycle_[s]) {
+        nodes_[at(stream.from)].out.push_back(number);
+        nodes_[at(stream.to)].in.push_back(number);
+        continue;
+      }
+      const int part = nodes_[at(stream.from != kOutside ? stream.from : stream.to)].sheet;
+      int from = stream.from != kOutside ? stream.from : add_bend(0, part);
+      const int to = stream.to != kOutside ? stream.to : add_bend(last_layer_, part);
+      chain_[s].push_back(from);
+      while (nodes_[at(from)].layer + 1 < nodes_[at(to)].layer) {
+        const int bend = add_bend(nodes_[at(from)].layer + 1, part);
+        add_link(number, from, bend);
+        from = bend;
+      }
+      add_link(number, from, to);
+    }
+    layers_.resize(at(last_layer_) + 1);
+    for (std::size_t n = 0; n < nodes_.size(); ++n)
+      layers_[at(nodes_[n].layer)].push_back(static_cast<int>(n));
+    for (Node& node : nodes_) {
+      const auto ports = static_cast<double>(std::max(node.in.size(), node.out.size()));
+      node.height = node.is_bend() ? 0 : std::max(kLeastHeight, kPortStep * (ports + 1));
+    }
+  }
+
+  void add_link(int stream, int from, int to) {
+    links_.push_back({stream, from, to});
+    chain_[at(stream)].push_back(to);
+    nodes_[at(from)].out.push_back(stream);
+    nodes_[at(to)].in.push_back(stream);
+  }
+
+  // ---- Order in the layers
+
+  bool has_fixed_outlets(const Node& node) const {
+    return !node.is_bend() && sheet_.units[at(node.unit)].kind == UnitKind::kFlash;
+  }
+
+  /// Returns the place from which a stream leaves a node, as a part of the distance between two nodes: the
+  /// vapour of a flash leaves above the liquid.
+  double outlet_rank(const Node& node, int stream) const {
+    if (!has_fixed_outlets(node)) return node.rank;
+    return node.rank + (sheet_.units[at(node.unit)].outlets.front() == stream ? -0.25 : 0.25);
+  }
+
+  void number_layer(std::vector<int>& layer) {
+    for (std::size_t k = 0; k < layer.size(); ++k) nodes_[at(layer[k])].rank = static_cast<double>(k);
+  }
+
+  /// Sorts a layer by the mean place of the neighbours in the layer before or behind it. Connected parts of
+  /// the flowsheet stay one above the other.
+  void sort_layer(std::vector<int>& layer, bool by_sources) {
+    std::vector<double> sum(nodes_.size(), 0.0), count(nodes_.size(), 0.0);
+    for (const Link& link : links_) {
+      const int node = by_sources ? link.to : link.from;
+      sum[at(node)] +=
+          by_sources ? outlet_rank(nodes_[at(link.from)], link.stream) : nodes_[at(link.to)].rank;
+      count[at(node)] += 1;
+    }
+    const auto key = [&](int n) {
+      return std::make_pair(nodes_[at(n)].sheet,
+                            count[at(n)] > 0 ? sum[at(n)] / count[at(n)] : nodes_[at(n)].rank);
+    };
+    std::stable_sort(layer.begin(), layer.end(), [&](int a, int b) { return key(a) < key(b); });
+    number_layer(layer);
+  }
+
+  long crossings() const {
+    std::vector<std::vector<std::pair<double, double>>> gaps(layers_.size());
+    for (const Link& link : links_)
+      gaps[at(nodes_[at(link.from)].layer)].emplace_back(outlet_rank(nodes_[at(link.from)], link.stream),
+                                                         nodes_[at(link.to)].rank);
+    long count = 0;
+    for (const auto& gap : gaps)
+      for (std::size_t a = 0; a < gap.size(); ++a)
+        for (std::size_t b = 0; b < a; ++b)
+          count += (gap[a].first - gap[b].first) * (gap[a].second - gap[b].second) < 0;
+    return count;
+  }
+
+  void order_layers() {
+    constexpr int kSweeps = 8;
+    for (auto& layer : layers_) {
+      std::stable_sort(layer.begin(), layer.end(),
+                       [&](int a, int b) { return nodes_[at(a)].sheet < nodes_[at(b)].sheet; });
+      number_layer(layer);
+    }
+    auto best = layers_;
+    long fewest = std::numeric_limits<long>::max();
+    for (int sweep = 0; sweep < kSweeps && fewest > 0; ++sweep) {
+      for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
+      for (std::size_t l = layers_.size() - 1; l-- > 0;) sort_layer(layers_[l], false);
+      for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
+      if (const long now = crossings(); now < fewest) {
+        fewest = now;
+        best = layers_;
+      }
+    }
+    layers_ = best;
+    for (auto& layer : layers_) number_layer(layer);
+  }
+
+  // ---- Sides of the recycles, and ports
+
+  /// Leads each recycle above or below the units, where it crosses fewer streams; where that is the same, on
+  /// the side that is nearer.
+  void choose_sides() {
+    for (std::size_t s = 0; s < sheet_.streams.size(); ++s) {
+      if (!is_recycle_[s]) continue;
+      const Node& from = nodes_[at(sheet_.streams[s].from)];
+      const Node& to = nodes_[at(sheet_.streams[s].to)];
+      int above = 0, below = 0;
+      for (const Link& link : links_) {
+        const Node& source = nodes_[at(link.from)];
+        const Node& target = nodes_[at(link.to)];
+        if (source.layer == from.layer) {
+          const double leaves = outlet_rank(source, link.stream) - outlet_rank(from, static_cast<int>(s));
+          above += leaves < 0;
+          below += leaves > 0;
+        }
+        if (target.layer == to.layer) {
+          above += target.rank < to.rank;
+          below += target.rank > to.rank;
+        }
+      }
+      const double middle = (static_cast<double>(layers_[at(from.layer)].size()) - 1) / 2;
+      const bool is_high = outlet_rank(from, static_cast<int>(s)) < middle;
+      side_[s] = above < below || (above == below && is_high) ? Side::kAbove : Side::kBelow;
+    }
+  }
+
+  /// Sorts the streams at each side of each node, so that those which go up stand at the top.
+  void order_ports() {
+    for (std::size_t n = 0; n < nodes_.size(); ++n) {
+      Node& node = nodes_[n];
+      sort_ports(node.in, static_cast<int>(n), true);
+      if (has_fixed_outlets(node)) {
+        node.out = sheet_.units[at(node.unit)].outlets;
+      } else {
+        sort_ports(node.out, static_cast<int>(n), false);
+      }
+    }
+  }
+
+  void sort_ports(std::vector<int>& ports, int node, bool is_left) {
+    constexpr double kFar = 1e6;
+    const auto place = [&](int s) {
+      if (is_recycle_[at(s)]) return side_[at(s)] == Side::kAbove ? -kFar : kFar;
+      const auto& chain = chain_[at(s)];
+      const auto here = std::find(chain.begin(), chain.end(), node);
+      return is_left ? outlet_rank(nodes_[at(*(here - 1))], s) : nodes_[at(*(here + 1))].rank;
+    };
+    std::stable_sort(ports.begin(), ports.end(), [&](int a, int b) { return place(a) < place(b); });
+  }
+
+  static double port_offset(const std::vector<int>& ports, int stream) {
+    const auto index = std::find(ports.begin(), ports.end(), stream) - ports.begin();
+    return kPortStep * (static_cast<double>(index) - (static_cast<double>(ports.size()) - 1) / 2);
+  }
+  double out_y(int node, int stream) const {
+    return nodes_[at(node)].y + port_offset(nodes_[at(node)].out, stream);
+  }
+  double in_y(int node, int stream) const {
+    return nodes_[at(node)].y + port_offset(nodes_[at(node)].in, stream);
+  }
+
+  // ---- Heights
+
+  double least_distance(const Node& upper, const Node& lower) const {
+    const double gap = upper.is_bend() && lower.is_bend() ? kPortStep : kNodeDistance;
+    return (upper.height + lower.height) / 2 + gap;
+  }
+
+  void place_vertically() {
+    constexpr int kRounds = 24;
+    for (auto& layer : layers_) {
+      double y = 0;
+      for (std::size_t k = 0; k < layer.size(); ++k) {
+        if (k > 0) y += least_distance(nodes_[at(layer[k - 1])], nodes_[at(layer[k])]);
+        nodes_[at(layer[k])].y = y;
+      }
+    }
+    for (int round = 0; round < kRounds; ++round) {
+      const bool settle = round >= kRounds / 2;  // at first by one side only, which moves whole parts faster
+      for (std::size_t l = 1; l < layers_.size(); ++l) straighten(layers_[l], true, settle);
+      for (std::size_t l = layers_.size() - 1; l-- > 0;) straighten(layers_[l], settle, true);
+    }
+    snap();
+    for (int round = 0; round < kRounds; ++round) take_out_steps(round % 2 == 0);
+    measure_height();
+  }
+
+  /// Moves the nodes of a layer to where their links to the given sides are straight, as far as the distances
+  /// let them.
+  void straighten(const std::vector<int>& layer, bool by_sources, bool by_targets) {
+    constexpr double kTowardsBend = 2, kBetweenBends = 8;
+    std::vector<double> wish(nodes_.size(), 0.0), weight(nodes_.size(), 0.0);
+    for (const Link& link : links_) {
+      const Node& from = nodes_[at(link.from)];
+      const Node& to = nodes_[at(link.to)];
+      const double w = from.is_bend() && to.is_bend()   ? kBetweenBends
+                       : from.is_bend() || to.is_bend() ? kTowardsBend
+                                                        : 1.0;
+      const double down = out_y(link.from, link.stream) - in_y(link.to, link.stream);
+      if (by_sources) wish[at(link.to)] += w * (to.y + down), weight[at(link.to)] += w;
+      if (by_targets) wish[at(link.from)] += w * (from.y - down), weight[at(link.from)] += w;
+    }
+    move_apart(layer, wish, weight);
+  }
+
+  /// Solves the least-squares problem: nodes nearest to their wishes, at least their distances apart.
+  /// @param wish, weight  [node] weighted sum of the wishes, and of the weights
+  void move_apart(const std::vector<int>& layer, const std::vector<double>& wish,
+                  const std::vector<double>& weight) {
+    constexpr double kInertia = 1e-3;  // of a node without a link
+    struct Pool {
+      double sum, weight;
+      std::size_t size;
+      double mean() const { return sum / weight; }
+    };
+    std::vector<Pool> pools;
+    std::vector<double> shift;  // [place] distances from the first node, which turn the problem into an order
+    for (std::size_t k = 0; k < layer.size(); ++k) {
+      const int n = layer[k];
+      shift.push_back(k == 0 ? 0 : shift.back() + least_distance(nodes_[at(layer[k - 1])], nodes_[at(n)]));
+      const double w = weight[at(n)] + kInertia;
+      pools.push_back({wish[at(n)] + kInertia * nodes_[at(n)].y - w * shift.back(), w, 1});
+      while (pools.size() > 1 && pools[pools.size() - 2].mean() > pools.back().mean()) {
+        const Pool last = pools.back();
+        pools.pop_back();
+        pools.back().sum += last.sum;
+        pools.back().weight += last.weight;
+        pools.back().size += last.size;
+      }
+    }
+    std::size_t k = 0;
+    for (const Pool& pool : pools)
+      for (std::size_t i = 0; i < pool.size; ++i, ++k) nodes_[at(layer[k])].y = pool.mean() + shift[k];
+  }
+
+  /// Rounds heights to half the distance of ports, so that streams are straight or visibly not.
+  void snap() {
+    constexpr double kGrid = kPortStep / 2;
+    for (const auto& layer : layers_) {
+      double least = -std::numeric_limits<double>::max();
+      for (std::size_t k = 0; k < layer.size(); ++k) {
+        Node& node = nodes_[at(layer[k])];
+        node.y = kGrid * std::ceil(std::max(std::floor(node.y / kGrid + 0.5), least / kGrid));
+        if (k + 1 < layer.size()) least = node.y + least_distance(node, nodes_[at(layer[k + 1])]);
+      }
+    }
+  }
+
+  /// Moves each bend to the height of the stream before it, or behind it, as far as its neighbours let it.
+  void take_out_steps(bool from_left) {
+    const auto level = [&](int node, double height) {
+      if (nodes_[at(node)].is_bend())
+        nodes_[at(node)].y = std::clamp(height, lowest_y(node), highest_y(node));
+    };
+    if (from_left) {
+      for (const Link& link : links_) level(link.to, out_y(link.from, link.stream));
+    } else {
+      for (auto link = links_.rbegin(); link != links_.rend(); ++link)
+        level(link->from, in_y(link->to, link->stream));
+    }
+  }
+
+  /// Return the ends of the range in which a node may stand between its neighbours.
+  double lowest_y(int n) const {
+    const Node& node = nodes_[at(n)];
+    if (node.rank == 0) return -std::numeric_limits<double>::max();
+    const Node& upper = nodes_[at(layers_[at(node.layer)][static_cast<std::size_t>(node.rank) - 1])];
+    return upper.y + least_distance(upper, node);
+  }
+  double highest_y(int n) const {
+    const Node& node = nodes_[at(n)];
+    const auto& layer = layers_[at(node.layer)];
+    const auto next = static_cast<std::size_t>(node.rank) + 1;
+    if (next == layer.size()) return std::numeric_limits<double>::max();
+    return nodes_[at(layer[next])].y - least_distance(node, nodes_[at(layer[next])]);
+  }
+
+  /// Moves all so that the highest node begins at 0.
+  void measure_height() {
+    double top = std::numeric_limits<double>::max();
+    for (const Node& node : nodes_) top = std::min(top, node.y - node.height / 2);
+    for (Node& node : nodes_) {
+      node.y -= top;
+      bottom_ = std::max(bottom_, node.y + node.height / 2);
+    }
+  }
+
+  // ---- Recycles beside the units
+
+  /// Gives each recycle a lane above or below the units, the shorter ones the nearer ones.
+  void place_lanes() {
+    std::vector<int> recycles;
+    for (std::size_t s = 0; s < is_recycle_.size(); ++s)
+      if (is_recycle_[s]) recycles.push_back(static_cast<int>(s));
+    const auto from_layer = [&](int s) { return nodes_[at(sheet_.streams[at(s)].from)].layer; };
+    const auto to_layer = [&](int s) { return nodes_[at(sheet_.streams[at(s)].to)].layer; };
+    std::stable_sort(recycles.begin(), recycles.end(),
+                     [&](int a, int b) { return from_layer(a) - to_layer(a) < from_layer(b) - to_layer(b); });
+    for (std::size_t k = 0; k < recycles.size(); ++k) {
+      const int s = recycles[k];
+      int& lane = lane_[at(s)];
+      for (std::size_t i = 0; i < k; ++i) {
+        const int other = recycles[i];
+        const bool overlaps = from_layer(other) >= to_layer(s) - 1 && from_layer(s) >= to_layer(other) - 1;
+        if (side_[at(other)] == side_[at(s)] && overlaps) lane = std::max(lane, lane_[at(other)] + 1);
+      }
+      int& lanes = lanes_[at(static_cast<int>(side_[at(s)]))];
+      lanes = std::max(lanes, lane + 1);
+    }
+  }
+
+  double lane_y(int stream) const {
+    const double off = kNodeDistance + kTrackStep * lane_[at(stream)];
+    return side_[at(stream)] == Side::kAbove ? -off : bottom_ + off;
+  }
+
+  // ---- Tracks between the layers. Gap g lies between the layers g and g + 1.
+
+  void make_risers() {
+    gaps_.resize(layers_.size() - 1);
+    for (const Link& link : links_) {
+      const double left = out_y(link.from, link.stream), right = in_y(link.to, link.stream);
+      if (left != right) gap_behind(link.from).push_back(Riser::forward(link.stream, left, right));
+    }
+    for (std::size_t s = 0; s < is_recycle_.size(); ++s) {
+      if (!is_recycle_[s]) continue;
+      const int stream = static_cast<int>(s), from = sheet_.streams[s].from, to = sheet_.streams[s].to;
+      gap_behind(from).push_back(Riser::leaving(stream, out_y(from, stream), lane_y(stream)));
+      gaps_[at(nodes_[at(to)].layer) - 1].push_back(
+          Riser::entering(stream, in_y(to, stream), lane_y(stream)));
+    }
+    for (auto& gap : gaps_) order_tracks(gap);
+  }
+
+  std::vector<Riser>& gap_behind(int node) { return gaps_[at(nodes_[at(node)].layer)]; }
+
+  /// Counts what is bad about `a` standing left of `b`: crossings, and streams drawn on each other.
+  static long cost(const Riser& a, const Riser& b) {
+    constexpr long kOverlap = 1000;
+    long count = 0;
+    for (const double y : a.right) count += b.runs_through(y);
+    for (const double y : b.left) count += a.runs_through(y);
+    for (const double y : a.right)
+      if (y != Riser::kNone) count += kOverlap * std::count(b.left.begin(), b.left.end(), y);
+    return count;
+  }
+
+  static void order_tracks(std::vector<Riser>& risers) {
+    for (bool moved = true; moved;) {
+      moved = false;
+      for (std::size_t k = 0; k < risers.size(); ++k) moved |= move_to_best(risers, k);
+    }
+    for (std::size_t k = 0; k < risers.size(); ++k)
+      for (std::size_t i = 0; i < k; ++i)
+        if (risers[i].meets(risers[k])) risers[k].track = std::max(risers[k].track, risers[i].track + 1);
+  }
+
+  /// Moves the track at place k to where it costs least. Returns whether that is better than where it was.
+  static bool move_to_best(std::vector<Riser>& risers, std::size_t k) {
+    const Riser moving = risers[k];
+    risers.erase(risers.begin() + static_cast<std::ptrdiff_t>(k));
+    long now = 0;  // at place p
+    for (const Riser& other : risers) now += cost(moving, other);
+    long best = now, at_k = now;
+    std::size_t best_place = 0;
+    for (std::size_t p = 1; p <= risers.size(); ++p) {
+      now += cost(risers[p - 1], moving) - cost(moving, risers[p - 1]);
+      if (now < best) best = now, best_place = p;
+      if (p == k) at_k = now;
+    }
+    const bool is_better = best < at_k;
+    risers.insert(risers.begin() + static_cast<std::ptrdiff_t>(is_better ? best_place : k), moving);
+    return is_better;
+  }
+
+  // ---- Widths
+
+  bool is_torn(int stream) const {
+    return std::find(plan_.tears.begin(), plan_.tears.end(), stream) != plan_.tears.end();
+  }
+
+  /// Returns the room that labels at the right side of a layer need.
+  double label_room(const std::vector<int>& layer) const {
+    double room = 2 * kTextMargin;
+    for (const int n : layer) {
+      if (nodes_[at(n)].is_bend()) continue;
+      for (const int s : nodes_[at(n)].out) {
+        const bool labelled_here = sheet_.streams[at(s)].to != kOutside;
+        const double label = labelled_here ? text_width(sheet_.streams[at(s)].name) + 2 * kTextMargin : 0;
+        room = std::max(room, label + (is_torn(s) ? kTearRoom : 0));
+      }
+    }
+    return room;
+  }
+
+  void place_horizontally() {
+    double feeds = 0;
+    for (const Stream& stream : sheet_.streams)
+      if (stream.is_feed) feeds = std::max(feeds, text_width(stream.name));
+    double x = kMargin + feeds + kTextMargin;
+    for (std::size_t l = 0; l < layers_.size(); ++l) {
+      left_.push_back(x);
+      double width = 0;
+      for (const int n : layers_[l]) width = std::max(width, nodes_[at(n)].width);
+      x += width;
+      right_.push_back(x);
+      if (l + 1 == layers_.size()) break;
+      first_track_.push_back(x + label_room(layers_[l]));
+      int tracks = 0;
+      for (const Riser& riser : gaps_[l]) tracks = std::max(tracks, riser.track + 1);
+      x = first_track_.back() + kTrackStep * std::max(tracks - 1, 0) + kArrowRoom;
+    }
+  }
+
+  double track_x(std::size_t gap, int stream) const {
+    // A recycle that leaves and enters the gap has two risers there only if it skips no layer, and then they
+    // stand in different gaps.
+    for (const Riser& riser : gaps_[gap])
+      if (riser.stream == stream) return first_track_[gap] + kTrackStep * riser.track;
+    return first_track_[gap];
+  }
+
+  // ---- The result
+
+  double node_left(const Node& node) const {
+    const auto l = at(node.layer);
+    return node.is_bend() ? left_[l] : (left_[l] + right_[l] - node.width) / 2;
+  }
+  double node_right(const Node& node) const {
+    return node.is_bend() ? right_[at(node.layer)] : node_left(node) + node.width;
+  }
+
+  FlowsheetLayout draw() const {
+    FlowsheetLayout layout;
+    const double above = lanes_[0] > 0 ? kNodeDistance + kTrackStep * lanes_[0] : 0;
+    const double below = lanes_[1] > 0 ? kNodeDistance + kTrackStep * lanes_[1] : 0;
+    constexpr double kLabelHeight = 12;
+    const double down = above + kMargin + kLabelHeight;
+    double products = 0;
+    for (std::size_t u = 0; u < sheet_.units.size(); ++u) {
+      const Node& node = nodes_[u];
+      layout.units.push_back({node_left(node), node.y - node.height / 2 + down, node.width, node.height});
+    }
+    for (std::size_t s = 0; s < sheet_.streams.size(); ++s) {
+      layout.streams.push_back(line_of(static_cast<int>(s)));
+      StreamLine& line = layout.streams.back();
+      for (Point& corner : line.corners) corner.y += down;
+      line.label.y += down;
+      line.tear_mark.y += down;
+      if (sheet_.streams[s].to == kOutside)
+        products = std::max(products, text_width(sheet_.streams[s].name) + kTextMargin);
+    }
+    layout.width = right_.back() + products + kMargin;
+    layout.height = down + bottom_ + below + kMargin;
+    return layout;
+  }
+
+  StreamLine line_of(int s) const {
+    const Stream& stream = sheet_.streams[at(s)];
+    StreamLine line;
+    line.is_recycle = is_recycle_[at(s)];
+    line.is_torn = is_torn(s);
+    line.corners = line.is_recycle ? corners_of_recycle(s) : corners_of_chain(s);
+    const Point start = line.corners.front(), end = line.corners.back();
+    constexpr double kAboveLine = 5, kBesideLine = 4.5;  // from the line to the base of its label
+    if (stream.is_feed) {
+      line.label = {start.x - kTextMargin, start.y + kBesideLine};
+      line.ends_label = true;
+    } else if (stream.to == kOutside) {
+      line.label = {end.x + kTextMargin, end.y + kBesideLine};
+    } else {
+      line.label = {start.x + kTextMargin, start.y - kAboveLine};
+    }
+    line.tear_mark = {start.x + text_width(stream.name) + kTextMargin + kTearRoom / 2, start.y};
+    return line;
+  }
+
+  std::vector<Point> corners_of_recycle(int s) const {
+    const Node& from = nodes_[at(sheet_.streams[at(s)].from)];
+    const Node& to = nodes_[at(sheet_.streams[at(s)].to)];
+    const double out = out_y(from.unit, s), in = in_y(to.unit, s), lane = lane_y(s);
+    const double x_out = track_x(at(from.layer), s), x_in = track_x(at(to.layer) - 1, s);
+    return {{node_right(from), out}, {x_out, out}, {x_out, lane}, {x_in, lane}, {x_in, in},
+            {node_left(to), in}};
+  }
+
+  std::vector<Point> corners_of_chain(int s) const {
+    const auto& chain = chain_[at(s)];
+    std::vector<Point> corners{{node_right(nodes_[at(chain.front())]), out_y(chain.front(), s)}};
+    for (std::size_t k = 0; k + 1 < chain.size(); ++k) {
+      const double left = out_y(chain[k], s), right = in_y(chain[k + 1], s);
+      if (left == right) continue;
+      const double x = track_x(at(nodes_[at(chain[k])].layer), s);
+      corners.push_back({x, left});
+      corners.push_back({x, right});
+    }
+    corners.push_back({node_left(nodes_[at(chain.back())]), in_y(chain.back(), s)});
+    return corners;
+  }
+
+  const Flowsheet& sheet_;
+  const Plan& plan_;
+  std::vector<bool> is_recycle_;         // [stream]
+  std::vector<std::vector<int>> chain_;  // [stream] nodes that it passes, if it is no recycle
+  std::vector<Side> side_;               // [stream] of a recycle; likewise lane_
+  std::vector<int> lane_;                // from the units outwards
+  std::array<int, 2> lanes_{};           // [side] how many there are
+  std::vector<Node> nodes_;              // the units come first, in their order
+  std::vector<int> sheets_;              // [unit] lowest unit that it is connected with
+  std::vector<bool> visited_, on_path_;  // [unit] of the search
+  std::vector<int> downstream_first_;    // units, each behind those that it feeds but for recycles
+  int last_layer_ = 0;                   // of the ends of products
+  std::vector<Link> links_;
+  std::vector<std::vector<int>> layers_;  // [layer] nodes from the top
+  std::vector<std::vector<Riser>> gaps_;  // from the left
+  std::vector<double> left_, right_;      // [layer] edges
+  std::vector<double> first_track_;       // [gap] x
+  double bottom_ = 0;                     // of the lowest node
+};
+
+}  // namespace
+
+std::string short_name(const std::string& name) {
+  if (name.size() <= kLongestName) return name;
+  std::size_t end = kLongestName - 1;
+  while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0u) == 0x80u) --end;  // not within a letter
+  return name.substr(0, end) + "\u2026";
+}
+
+FlowsheetLayout lay_out(const Flowsheet& flowsheet, const Plan& plan) {
+  return Layout(flowsheet, plan).make();
+}
+
+}  // namespace recycle
