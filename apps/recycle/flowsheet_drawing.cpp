@@ -5,28 +5,17 @@
 #include <numeric>
 
 #include "apps/common/output.h"
+#include "apps/recycle/wording.h"
+#include "apps/report/page.h"
 
 namespace recycle {
 namespace {
 
 using apps::Page;
+using report::escaped;
 
 constexpr double kArrowLength = 9, kArrowHalfWidth = 4;
-
-std::string escaped(const std::string& text) {
-  std::string out;
-  for (const char ch : text) {
-    if (ch == '&')
-      out += "&amp;";
-    else if (ch == '<')
-      out += "&lt;";
-    else if (ch == '>')
-      out += "&gt;";
-    else
-      out += ch;
-  }
-  return out;
-}
+constexpr const char *kStreamClass = "s0", *kRecycleClass = "s1";  // colours of the page's series
 
 /// Returns the point at `distance` from `from` on the way to `to`.
 Point towards(const Point& from, const Point& to, double distance) {
@@ -50,25 +39,52 @@ std::string path_of(const std::vector<Point>& corners) {
     path.add("L{:.1f} {:.1f}Q{:.1f} {:.1f} {:.1f} {:.1f}", before.x, before.y, corner.x, corner.y, behind.x,
              behind.y);
   }
-  path.add("H{:.1f}", corners.back().x - kArrowLength / 2);  // the last part is horizontal
+  const Point end = towards(corners.back(), corners[corners.size() - 2], kArrowLength / 2);
+  path.add("L{:.1f} {:.1f}", end.x, end.y);
   return path.take();
 }
 
-const char* colour_class(const StreamLine& line) { return line.is_recycle ? "recycle" : "stream"; }
-
-void add_stream(Page& page, const Stream& stream, const StreamLine& line, const Rates* rates) {
-  const Point tip = line.corners.back();
-  page.add("<g class=\"{}\"><path class=\"line\" d=\"{}\"/>", colour_class(line), path_of(line.corners));
-  page.add("<path class=\"head\" d=\"M{:.1f} {:.1f}l{} {}v{}z\"/>", tip.x, tip.y, -kArrowLength,
-           -kArrowHalfWidth, 2 * kArrowHalfWidth);
-  if (line.is_torn) {
-    constexpr double kHalf = 6, kApart = 2.5;
-    for (const double x : {line.tear_mark.x - kApart, line.tear_mark.x + kApart})
-      page.add("<path class=\"tear\" d=\"M{:.1f} {:.1f}l{} {}\"/>", x - kHalf / 2, line.tear_mark.y + kHalf,
-               kHalf, -2 * kHalf);
+void add_arrow_head(Page& page, const Point& tip, Direction direction) {
+  if (direction == Direction::kRight) {
+    page.add("<path class=\"head\" d=\"M{:.1f} {:.1f}l{} {}v{}z\"/>", tip.x, tip.y, -kArrowLength,
+             -kArrowHalfWidth, 2 * kArrowHalfWidth);
+  } else {
+    page.add("<path class=\"head\" d=\"M{:.1f} {:.1f}l{} {}h{}z\"/>", tip.x, tip.y, -kArrowHalfWidth,
+             -kArrowLength, 2 * kArrowHalfWidth);
   }
-  page.add("<text x=\"{:.1f}\" y=\"{:.1f}\"{}>{}</text>", line.label.x, line.label.y,
-           line.ends_label ? " text-anchor=\"end\"" : "", escaped(short_name(stream.name)));
+}
+
+/// Adds the mark of a torn stream: two strokes across its line.
+void add_tear(Page& page, const Point& at, Direction direction) {
+  constexpr double kLong = 6, kShort = 3, kApart = 2.5;
+  const bool is_level = direction == Direction::kRight;
+  for (const double off : {-kApart, kApart}) {
+    const double x = at.x + (is_level ? off : 0), y = at.y + (is_level ? 0 : off);
+    const double dx = is_level ? kShort : kLong, dy = is_level ? kLong : kShort;
+    page.add("<path class=\"tear\" d=\"M{:.1f} {:.1f}l{} {}\"/>", x - dx, y + dy, 2 * dx, -2 * dy);
+  }
+}
+
+const char* class_of(Anchor anchor) {
+  switch (anchor) {
+    case Anchor::kStart:
+      return "";
+    case Anchor::kMiddle:
+      return " class=\"middle\"";
+    case Anchor::kEnd:
+      return " class=\"end\"";
+  }
+  return "";
+}
+
+void add_stream(Page& page, const Stream& stream, const StreamLine& line, Direction direction,
+                const Rates* rates) {
+  page.add("<g class=\"{}\"><path class=\"line\" d=\"{}\"/>", line.is_recycle ? kRecycleClass : kStreamClass,
+           path_of(line.corners));
+  add_arrow_head(page, line.corners.back(), direction);
+  if (line.is_torn) add_tear(page, line.tear_mark, direction);
+  page.add("<text x=\"{:.1f}\" y=\"{:.1f}\"{}>{}</text>", line.label.x, line.label.y, class_of(line.anchor),
+           escaped(short_name(stream.name)));
   page.add("<title>{}{}{}", escaped(stream.name), line.is_recycle ? ", recycle" : "",
            line.is_torn ? ", torn" : "");
   if (rates) page.add(": {:.6g} in all", std::accumulate(rates->begin(), rates->end(), 0.0));
@@ -93,29 +109,63 @@ const char* icon_of(UnitKind kind) {
 void add_unit(Page& page, const Unit& unit, const UnitBox& box) {
   constexpr double kIcon = 24, kPadding = 6, kTextAt = 34, kNameUp = 3, kKindDown = 12;
   const double middle = box.top + box.height / 2;
-  page.add("<g class=\"unit\"><rect x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\" rx=\"6\"/>",
-           box.left, box.top, box.width, box.height);
+  page.add(
+      "<g class=\"unit\"><rect class=\"box\" x=\"{:.1f}\" y=\"{:.1f}\" width=\"{:.1f}\" height=\"{:.1f}\" "
+      "rx=\"6\"/>",
+      box.left, box.top, box.width, box.height);
   page.add("<path transform=\"translate({:.1f} {:.1f})\" d=\"{}\"/>", box.left + kPadding, middle - kIcon / 2,
            icon_of(unit.kind));
   page.add(
-      "<text class=\"name\" x=\"{0:.1f}\" y=\"{1:.1f}\">{3}</text><text class=\"kind\" x=\"{0:.1f}\" "
+      "<text class=\"title\" x=\"{0:.1f}\" y=\"{1:.1f}\">{3}</text><text class=\"kind\" x=\"{0:.1f}\" "
       "y=\"{2:.1f}\">{4}</text>",
       box.left + kTextAt, middle - kNameUp, middle + kKindDown, escaped(short_name(unit.name)),
       name_of(unit.kind));
   page.add("<title>{}, {}</title></g>\n", escaped(unit.name), name_of(unit.kind));
 }
 
-/// Styles of the drawing, which hold within it only.
+/// Styles beyond those of the page, for the classes within a drawing only.
 constexpr const char* kStyle =
-    ".flowsheet text{font-size:12px;fill:var(--ink)}"
-    ".flowsheet .line{fill:none;stroke-width:1.7}"
-    ".flowsheet .stream .line{stroke:var(--flow)}.flowsheet .stream .head{fill:var(--flow)}"
-    ".flowsheet .recycle .line{stroke:var(--back)}.flowsheet .recycle .head{fill:var(--back)}"
-    ".flowsheet .recycle text{fill:var(--back)}"
-    ".flowsheet .tear{stroke:var(--torn);stroke-width:2.2;fill:none}"
-    ".flowsheet .unit rect{fill:var(--box);stroke:var(--ink);stroke-width:1.2}"
-    ".flowsheet .unit path{fill:none;stroke:var(--muted);stroke-width:1.5}"
-    ".flowsheet .unit .name{font-weight:600}.flowsheet .unit .kind{font-size:11px;fill:var(--muted)}";
+    ".flowsheet text{font-size:12px}.flowsheet .line{stroke-width:1.7}.flowsheet .head{fill:var(--c)}"
+    ".flowsheet .s1 text{fill:var(--c)}"
+    ".flowsheet .tear{stroke:var(--s3);stroke-width:2.2;fill:none}"
+    ".flowsheet .unit path{fill:none;stroke:var(--soft);stroke-width:1.5}"
+    ".flowsheet .unit .title{font-weight:600}.flowsheet .unit .kind{font-size:11px;fill:var(--soft)}"
+    "@media print{.flowsheet{width:100%!important}}";
+
+/// Returns the style that gives a drawing its own size where the page has room for it. One that would have to
+/// shrink so far that its texts cannot be read keeps its size, and is moved within its box.
+std::string size_style(const FlowsheetLayout& layout) {
+  constexpr double kWidePage = 1088, kPhone = 328, kMostShrunk = 0.8;
+  const double room = layout.direction == Direction::kRight ? kWidePage : kPhone;
+  const char* how =
+      kMostShrunk * layout.width <= room ? "max-width:{0:.0f}px" : "width:{0:.0f}px;max-width:none";
+  return fmt::format(fmt::runtime(how), layout.width);
+}
+
+std::string describe(const Flowsheet& flowsheet, const FlowsheetLayout& layout) {
+  std::string text =
+      counted(flowsheet.units.size(), "unit") + ", " + counted(flowsheet.streams.size(), "stream") + ".";
+  for (const Unit& unit : flowsheet.units) {
+    text += fmt::format(" {}, {}, sends", unit.name, name_of(unit.kind));
+    for (const int s : unit.outlets) {
+      const Stream& stream = flowsheet.streams[static_cast<std::size_t>(s)];
+      const bool leaves = stream.to == kOutside;
+      text += fmt::format(" {} to {}{}", stream.name,
+                          leaves ? "the products" : flowsheet.units[static_cast<std::size_t>(stream.to)].name,
+                          layout.streams[static_cast<std::size_t>(s)].is_torn ? " (torn)" : "");
+      text += s == unit.outlets.back() ? "." : ",";
+    }
+  }
+  return text;
+}
+
+/// Returns one item of the legend; the sample is SVG in a box of 28 x 14.
+std::string legend_item(const char* css_class, const char* sample, const char* meaning) {
+  return fmt::format(
+      "<li class=\"{}\"><svg class=\"sample flowsheet\" viewBox=\"0 0 28 14\" "
+      "aria-hidden=\"true\">{}</svg>{}</li>\n",
+      css_class, sample, meaning);
+}
 
 }  // namespace
 
@@ -137,15 +187,41 @@ std::string flowsheet_svg(const Flowsheet& flowsheet, const FlowsheetLayout& lay
                           const std::vector<Rates>& streams) {
   Page page;
   page.add(
-      "<svg class=\"flowsheet\" xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 {0:.0f} {1:.0f}\" "
-      "width=\"{0:.0f}\" height=\"{1:.0f}\" role=\"img\">\n",
-      layout.width, layout.height);
-  page.add("<title>Flowsheet</title><style>{}</style>\n", kStyle);
+      "<svg class=\"flowsheet plot {0}\" role=\"img\" viewBox=\"0 0 {1:.0f} {2:.0f}\" style=\"{3}\">\n"
+      "<title>Flowsheet</title><desc>{4}</desc><style>{5}</style>\n",
+      layout.direction == Direction::kRight ? "on-wide" : "on-narrow", layout.width, layout.height,
+      size_style(layout), escaped(describe(flowsheet, layout)), kStyle);
   for (std::size_t s = 0; s < layout.streams.size(); ++s)
-    add_stream(page, flowsheet.streams[s], layout.streams[s], s < streams.size() ? &streams[s] : nullptr);
+    add_stream(page, flowsheet.streams[s], layout.streams[s], layout.direction,
+               s < streams.size() ? &streams[s] : nullptr);
   for (std::size_t u = 0; u < layout.units.size(); ++u) add_unit(page, flowsheet.units[u], layout.units[u]);
   page.add("</svg>\n");
   return page.take();
+}
+
+report::Figure flowsheet_figure(const Flowsheet& flowsheet, const Plan& plan,
+                                const std::vector<Rates>& streams) {
+  const FlowsheetLayout wide = lay_out(flowsheet, plan, Direction::kRight);
+  const FlowsheetLayout narrow = lay_out(flowsheet, plan, Direction::kDown);
+  report::Figure figure;
+  figure.title = "Flowsheet";
+  figure.width = report::Width::kFull;
+  const auto has = [&](bool StreamLine::*what) {
+    return std::any_of(wide.streams.begin(), wide.streams.end(),
+                       [&](const StreamLine& line) { return line.*what; });
+  };
+  std::string legend;
+  if (has(&StreamLine::is_recycle))
+    legend += legend_item(kRecycleClass, "<path class=\"line\" d=\"M1 7H27\"/>", "recycle");
+  if (has(&StreamLine::is_torn))
+    legend += legend_item(
+        kStreamClass,
+        "<path class=\"line\" d=\"M1 7H27\"/><path class=\"tear\" d=\"M8.5 13l6 -12M13.5 13l6 -12\"/>",
+        "torn stream: its rates are the unknowns");
+  if (!legend.empty()) figure.html = "<ul class=\"legend\">\n" + legend + "</ul>\n";
+  figure.html += "<div class=\"scroll\" tabindex=\"0\">" + flowsheet_svg(flowsheet, wide, streams) +
+                 flowsheet_svg(flowsheet, narrow, streams) + "</div>\n";
+  return figure;
 }
 
 }  // namespace recycle

@@ -1,4 +1,5 @@
-// Lays out a flowsheet in layers:
+// Lays out a flowsheet in layers. All is computed as if they ran from left to right; where they run down, x
+// and y change places in the end, and the height of a box in here is its width on the page.
 //   1. A depth-first search from the feeds finds the recycles: the streams that lead back on the search path.
 //      (The torn streams would not do: they cut the recycles where the iteration likes it best, often in the
 //      middle of the sheet.)
@@ -24,16 +25,17 @@
 namespace recycle {
 namespace {
 
-constexpr double kPortStep = 20;      // between two streams at the same side of a box
-constexpr double kLeastHeight = 48;   // of a box
-constexpr double kNodeDistance = 30;  // between two boxes of a layer, at least
-constexpr double kTrackStep = 12;     // between two parallel parts of streams
-constexpr double kArrowRoom = 20;     // between the last track and the next layer
-constexpr double kTearRoom = 18;      // behind a label
-constexpr double kLetter = 7.4;       // width of a letter
-constexpr double kTextMargin = 6;     // between a line's end and its label
-constexpr double kMargin = 8;         // around the drawing
-constexpr double kIconRoom = 34;      // in a box
+constexpr double kLeastPortStep = 20;  // between two streams at the same side of a box
+constexpr double kBoxHeight = 48;      // at least
+constexpr double kNodeDistance = 30;   // between two boxes of a layer, at least
+constexpr double kTrackStep = 12;      // between two parallel parts of streams
+constexpr double kArrowRoom = 20;      // between the last track and the next layer
+constexpr double kTearRoom = 18;       // behind a label
+constexpr double kLetter = 7.4;        // width of a letter
+constexpr double kLineHeight = 16;
+constexpr double kTextMargin = 6;  // between a line's end and its label
+constexpr double kMargin = 8;      // around the drawing
+constexpr double kIconRoom = 34;   // in a box
 constexpr std::size_t kLongestName = 16;
 
 std::size_t at(int index) { return static_cast<std::size_t>(index); }
@@ -93,9 +95,11 @@ enum class Side { kAbove, kBelow };
 
 class Layout {
  public:
-  Layout(const Flowsheet& flowsheet, const Plan& plan)
+  Layout(const Flowsheet& flowsheet, const Plan& plan, Direction direction)
       : sheet_(flowsheet),
         plan_(plan),
+        runs_down_(direction == Direction::kDown),
+        port_step_(runs_down_ ? std::max(kLeastPortStep, widest_label() + 2 * kTextMargin) : kLeastPortStep),
         is_recycle_(flowsheet.streams.size()),
         chain_(flowsheet.streams.size()),
         side_(flowsheet.streams.size(), Side::kBelow),
@@ -117,13 +121,32 @@ class Layout {
   }
 
  private:
+  // ---- Sizes of texts
+
+  static double box_width(const Unit& unit) {
+    constexpr double kPadding = 8;
+    const double kind = kLetter * 9;  // "separator"
+    return kIconRoom + std::max(text_width(unit.name), kind) + kPadding;
+  }
+
+  /// Returns the width of the longest name of a stream between two units.
+  double widest_label() const {
+    double width = 0;
+    for (const Stream& stream : sheet_.streams)
+      if (stream.from != kOutside && stream.to != kOutside) width = std::max(width, text_width(stream.name));
+    return width;
+  }
+
+  /// Returns the length of a name along the layers' axis.
+  double along(const std::string& name) const { return runs_down_ ? kLineHeight : text_width(name); }
+
   // ---- Recycles and layers
 
   void make_unit_nodes() {
     for (std::size_t u = 0; u < sheet_.units.size(); ++u) {
       Node node;
       node.unit = static_cast<int>(u);
-      node.width = kIconRoom + std::max(text_width(short_name(sheet_.units[u].name)), 9 * kLetter) + 8;
+      node.width = runs_down_ ? kBoxHeight : box_width(sheet_.units[u]);
       nodes_.push_back(node);
     }
     sheets_.resize(nodes_.size());
@@ -208,8 +231,10 @@ class Layout {
     for (std::size_t n = 0; n < nodes_.size(); ++n)
       layers_[at(nodes_[n].layer)].push_back(static_cast<int>(n));
     for (Node& node : nodes_) {
+      if (node.is_bend()) continue;
       const auto ports = static_cast<double>(std::max(node.in.size(), node.out.size()));
-      node.height = node.is_bend() ? 0 : std::max(kLeastHeight, kPortStep * (ports + 1));
+      node.height = std::max(runs_down_ ? box_width(sheet_.units[at(node.unit)]) : kBoxHeight,
+                             port_step_ * (ports + 1));
     }
   }
 
@@ -343,9 +368,9 @@ class Layout {
     std::stable_sort(ports.begin(), ports.end(), [&](int a, int b) { return place(a) < place(b); });
   }
 
-  static double port_offset(const std::vector<int>& ports, int stream) {
+  double port_offset(const std::vector<int>& ports, int stream) const {
     const auto index = std::find(ports.begin(), ports.end(), stream) - ports.begin();
-    return kPortStep * (static_cast<double>(index) - (static_cast<double>(ports.size()) - 1) / 2);
+    return port_step_ * (static_cast<double>(index) - (static_cast<double>(ports.size()) - 1) / 2);
   }
   double out_y(int node, int stream) const {
     return nodes_[at(node)].y + port_offset(nodes_[at(node)].out, stream);
@@ -357,7 +382,7 @@ class Layout {
   // ---- Heights
 
   double least_distance(const Node& upper, const Node& lower) const {
-    const double gap = upper.is_bend() && lower.is_bend() ? kPortStep : kNodeDistance;
+    const double gap = upper.is_bend() && lower.is_bend() ? port_step_ : kNodeDistance;
     return (upper.height + lower.height) / 2 + gap;
   }
 
@@ -430,12 +455,12 @@ class Layout {
 
   /// Rounds heights to half the distance of ports, so that streams are straight or visibly not.
   void snap() {
-    constexpr double kGrid = kPortStep / 2;
+    const double grid = port_step_ / 2;
     for (const auto& layer : layers_) {
       double least = -std::numeric_limits<double>::max();
       for (std::size_t k = 0; k < layer.size(); ++k) {
         Node& node = nodes_[at(layer[k])];
-        node.y = kGrid * std::ceil(std::max(std::floor(node.y / kGrid + 0.5), least / kGrid));
+        node.y = grid * std::ceil(std::max(std::floor(node.y / grid + 0.5), least / grid));
         if (k + 1 < layer.size()) least = node.y + least_distance(node, nodes_[at(layer[k + 1])]);
       }
     }
@@ -581,7 +606,7 @@ class Layout {
       if (nodes_[at(n)].is_bend()) continue;
       for (const int s : nodes_[at(n)].out) {
         const bool labelled_here = sheet_.streams[at(s)].to != kOutside;
-        const double label = labelled_here ? text_width(sheet_.streams[at(s)].name) + 2 * kTextMargin : 0;
+        const double label = labelled_here ? along(sheet_.streams[at(s)].name) + 2 * kTextMargin : 0;
         room = std::max(room, label + (is_torn(s) ? kTearRoom : 0));
       }
     }
@@ -591,7 +616,7 @@ class Layout {
   void place_horizontally() {
     double feeds = 0;
     for (const Stream& stream : sheet_.streams)
-      if (stream.is_feed) feeds = std::max(feeds, text_width(stream.name));
+      if (stream.is_feed) feeds = std::max(feeds, along(stream.name));
     double x = kMargin + feeds + kTextMargin;
     for (std::size_t l = 0; l < layers_.size(); ++l) {
       left_.push_back(x);
@@ -627,47 +652,69 @@ class Layout {
 
   FlowsheetLayout draw() const {
     FlowsheetLayout layout;
-    const double above = lanes_[0] > 0 ? kNodeDistance + kTrackStep * lanes_[0] : 0;
-    const double below = lanes_[1] > 0 ? kNodeDistance + kTrackStep * lanes_[1] : 0;
-    constexpr double kLabelHeight = 12;
-    const double down = above + kMargin + kLabelHeight;
+    if (runs_down_) layout.direction = Direction::kDown;
+    const double first = room_beside(Side::kAbove);
     double products = 0;
     for (std::size_t u = 0; u < sheet_.units.size(); ++u) {
       const Node& node = nodes_[u];
-      layout.units.push_back({node_left(node), node.y - node.height / 2 + down, node.width, node.height});
+      layout.units.push_back({node_left(node), node.y - node.height / 2 + first, node.width, node.height});
+      if (runs_down_) exchange(layout.units.back());
     }
     for (std::size_t s = 0; s < sheet_.streams.size(); ++s) {
-      layout.streams.push_back(line_of(static_cast<int>(s)));
-      StreamLine& line = layout.streams.back();
-      for (Point& corner : line.corners) corner.y += down;
-      line.label.y += down;
-      line.tear_mark.y += down;
+      layout.streams.push_back(line_of(static_cast<int>(s), first));
       if (sheet_.streams[s].to == kOutside)
-        products = std::max(products, text_width(sheet_.streams[s].name) + kTextMargin);
+        products = std::max(products, along(sheet_.streams[s].name) + kTextMargin);
     }
     layout.width = right_.back() + products + kMargin;
-    layout.height = down + bottom_ + below + kMargin;
+    layout.height = first + bottom_ + room_beside(Side::kBelow);
+    if (runs_down_) std::swap(layout.width, layout.height);
     return layout;
   }
 
-  StreamLine line_of(int s) const {
-    const Stream& stream = sheet_.streams[at(s)];
+  static void exchange(UnitBox& box) {
+    std::swap(box.left, box.top);
+    std::swap(box.width, box.height);
+  }
+
+  /// Returns the room that the recycles and labels of one side need.
+  double room_beside(Side side) const {
+    const int lanes = lanes_[at(static_cast<int>(side))];
+    return kMargin + (lanes > 0 ? kNodeDistance + kTrackStep * (lanes - 1) : kTextMargin);
+  }
+
+  /// @param down  how far all is moved, to make room for the recycles above
+  StreamLine line_of(int s, double down) const {
     StreamLine line;
     line.is_recycle = is_recycle_[at(s)];
     line.is_torn = is_torn(s);
     line.corners = line.is_recycle ? corners_of_recycle(s) : corners_of_chain(s);
-    const Point start = line.corners.front(), end = line.corners.back();
-    constexpr double kAboveLine = 5, kBesideLine = 4.5;  // from the line to the base of its label
-    if (stream.is_feed) {
-      line.label = {start.x - kTextMargin, start.y + kBesideLine};
-      line.ends_label = true;
-    } else if (stream.to == kOutside) {
-      line.label = {end.x + kTextMargin, end.y + kBesideLine};
-    } else {
-      line.label = {start.x + kTextMargin, start.y - kAboveLine};
+    for (Point& corner : line.corners) corner.y += down;
+    const double label = along(sheet_.streams[at(s)].name) + kTextMargin;
+    line.tear_mark = {line.corners.front().x + label + kTearRoom / 2, line.corners.front().y};
+    if (runs_down_) {
+      for (Point& corner : line.corners) std::swap(corner.x, corner.y);
+      std::swap(line.tear_mark.x, line.tear_mark.y);
     }
-    line.tear_mark = {start.x + text_width(stream.name) + kTextMargin + kTearRoom / 2, start.y};
+    place_label(sheet_.streams[at(s)], line);
     return line;
+  }
+
+  void place_label(const Stream& stream, StreamLine& line) const {
+    constexpr double kAboveLine = 5, kHalfLetter = 4.5, kLetterHeight = 9;
+    const Point start = line.corners.front(), end = line.corners.back();
+    const bool is_at_edge = stream.is_feed || stream.to == kOutside;
+    if (is_at_edge)
+      line.anchor = runs_down_ ? Anchor::kMiddle : stream.is_feed ? Anchor::kEnd : Anchor::kStart;
+    if (stream.is_feed) {
+      line.label = runs_down_ ? Point{start.x, start.y - kTextMargin}
+                              : Point{start.x - kTextMargin, start.y + kHalfLetter};
+    } else if (stream.to == kOutside) {
+      line.label = runs_down_ ? Point{end.x, end.y + kTextMargin + kLetterHeight}
+                              : Point{end.x + kTextMargin, end.y + kHalfLetter};
+    } else {
+      line.label = runs_down_ ? Point{start.x + kTextMargin, start.y + kTextMargin + kLetterHeight}
+                              : Point{start.x + kTextMargin, start.y - kAboveLine};
+    }
   }
 
   std::vector<Point> corners_of_recycle(int s) const {
@@ -695,6 +742,8 @@ class Layout {
 
   const Flowsheet& sheet_;
   const Plan& plan_;
+  const bool runs_down_;
+  const double port_step_;
   std::vector<bool> is_recycle_;         // [stream]
   std::vector<std::vector<int>> chain_;  // [stream] nodes that it passes, if it is no recycle
   std::vector<Side> side_;               // [stream] of a recycle; likewise lane_
@@ -722,8 +771,8 @@ std::string short_name(const std::string& name) {
   return name.substr(0, end) + "\u2026";
 }
 
-FlowsheetLayout lay_out(const Flowsheet& flowsheet, const Plan& plan) {
-  return Layout(flowsheet, plan).make();
+FlowsheetLayout lay_out(const Flowsheet& flowsheet, const Plan& plan, Direction direction) {
+  return Layout(flowsheet, plan, direction).make();
 }
 
 }  // namespace recycle
