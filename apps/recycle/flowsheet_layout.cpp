@@ -44,6 +44,9 @@ double text_width(const std::string& name) {
   return kLetter * static_cast<double>(std::min(name.size(), kLongestName));
 }
 
+/// Rounds a length up, so that heights made from it are exact and can be compared.
+double even(double length) { return 2 * std::ceil(length / 2); }
+
 /// Holds what stands in a layer: a unit, the end of a feed or product, or the bend of a stream.
 struct Node {
   int unit = kOutside;
@@ -80,6 +83,8 @@ struct Riser {
     return make(stream, port, lane, {kNone, kNone}, {port, lane});
   }
 
+  /// Returns whether the stream goes on from one layer to the next.
+  bool is_forward() const { return left[0] != kNone && right[0] != kNone; }
   bool runs_through(double y) const { return top < y && y < bottom; }
   bool meets(const Riser& other) const {
     return top - kTrackStep < other.bottom && other.top - kTrackStep < bottom;
@@ -99,7 +104,8 @@ class Layout {
       : sheet_(flowsheet),
         plan_(plan),
         runs_down_(direction == Direction::kDown),
-        port_step_(runs_down_ ? std::max(kLeastPortStep, widest_label() + 2 * kTextMargin) : kLeastPortStep),
+        port_step_(runs_down_ ? even(std::max(kLeastPortStep, widest_label() + 2 * kTextMargin))
+                              : kLeastPortStep),
         is_recycle_(flowsheet.streams.size()),
         chain_(flowsheet.streams.size()),
         side_(flowsheet.streams.size(), Side::kBelow),
@@ -126,7 +132,7 @@ class Layout {
   static double box_width(const Unit& unit) {
     constexpr double kPadding = 8;
     const double kind = kLetter * 9;  // "separator"
-    return kIconRoom + std::max(text_width(unit.name), kind) + kPadding;
+    return even(kIconRoom + std::max(text_width(unit.name), kind) + kPadding);
   }
 
   /// Returns the width of the longest name of a stream between two units.
@@ -554,9 +560,11 @@ class Layout {
 
   std::vector<Riser>& gap_behind(int node) { return gaps_[at(nodes_[at(node)].layer)]; }
 
+  static constexpr long kOverlap = 1000;  // as bad as so many crossings
+
   /// Counts what is bad about `a` standing left of `b`: crossings, and streams drawn on each other.
   static long cost(const Riser& a, const Riser& b) {
-    constexpr long kOverlap = 1000;
+    if (a.stream == b.stream) return a.left[0] == b.right[0] ? kOverlap : 0;  // two parts, from left to right
     long count = 0;
     for (const double y : a.right) count += b.runs_through(y);
     for (const double y : b.left) count += a.runs_through(y);
@@ -565,14 +573,39 @@ class Layout {
     return count;
   }
 
-  static void order_tracks(std::vector<Riser>& risers) {
+  void order_tracks(std::vector<Riser>& risers) const {
+    improve_order(risers);
+    for (std::size_t most = risers.size(); most > 0 && split_one(risers); --most) improve_order(risers);
+    for (std::size_t k = 0; k < risers.size(); ++k)
+      for (std::size_t i = 0; i < k; ++i)
+        if (risers[i].meets(risers[k])) risers[k].track = std::max(risers[k].track, risers[i].track + 1);
+  }
+
+  static void improve_order(std::vector<Riser>& risers) {
     for (bool moved = true; moved;) {
       moved = false;
       for (std::size_t k = 0; k < risers.size(); ++k) moved |= move_to_best(risers, k);
     }
+  }
+
+  /// Looks for two streams that lie on each other in any order of their tracks, as two do that exchange their
+  /// heights, and gives one of them two tracks, with a part between them at a height where no port is.
+  /// Returns whether there were such streams.
+  bool split_one(std::vector<Riser>& risers) const {
     for (std::size_t k = 0; k < risers.size(); ++k)
-      for (std::size_t i = 0; i < k; ++i)
-        if (risers[i].meets(risers[k])) risers[k].track = std::max(risers[k].track, risers[i].track + 1);
+      for (std::size_t i = 0; i < k; ++i) {
+        if (cost(risers[i], risers[k]) < kOverlap) continue;
+        Riser& split = risers[i].is_forward() ? risers[i] : risers[k];
+        if (!split.is_forward()) continue;
+        const double grid = port_step_ / 2, from = split.left[0], to = split.right[0];
+        const double middle =
+            split.top + grid * std::floor((split.bottom - split.top) / (2 * grid)) + grid / 2;
+        const int stream = split.stream;
+        split = Riser::forward(stream, from, middle);
+        risers.push_back(Riser::forward(stream, middle, to));
+        return true;
+      }
+    return false;
   }
 
   /// Moves the track at place k to where it costs least. Returns whether that is better than where it was.
@@ -632,12 +665,16 @@ class Layout {
     }
   }
 
-  double track_x(std::size_t gap, int stream) const {
-    // A recycle that leaves and enters the gap has two risers there only if it skips no layer, and then they
-    // stand in different gaps.
+  double track_x(std::size_t gap, const Riser& riser) const {
+    return first_track_[gap] + kTrackStep * riser.track;
+  }
+
+  /// Returns the parts of a stream in a gap, from the left.
+  std::vector<Riser> risers_of(int stream, std::size_t gap) const {
+    std::vector<Riser> found;
     for (const Riser& riser : gaps_[gap])
-      if (riser.stream == stream) return first_track_[gap] + kTrackStep * riser.track;
-    return first_track_[gap];
+      if (riser.stream == stream) found.push_back(riser);
+    return found;
   }
 
   // ---- The result
@@ -721,7 +758,9 @@ class Layout {
     const Node& from = nodes_[at(sheet_.streams[at(s)].from)];
     const Node& to = nodes_[at(sheet_.streams[at(s)].to)];
     const double out = out_y(from.unit, s), in = in_y(to.unit, s), lane = lane_y(s);
-    const double x_out = track_x(at(from.layer), s), x_in = track_x(at(to.layer) - 1, s);
+    const std::size_t gap_out = at(from.layer), gap_in = at(to.layer) - 1;
+    const double x_out = track_x(gap_out, risers_of(s, gap_out).front());
+    const double x_in = track_x(gap_in, risers_of(s, gap_in).front());
     return {{node_right(from), out}, {x_out, out}, {x_out, lane}, {x_in, lane}, {x_in, in},
             {node_left(to), in}};
   }
@@ -730,11 +769,11 @@ class Layout {
     const auto& chain = chain_[at(s)];
     std::vector<Point> corners{{node_right(nodes_[at(chain.front())]), out_y(chain.front(), s)}};
     for (std::size_t k = 0; k + 1 < chain.size(); ++k) {
-      const double left = out_y(chain[k], s), right = in_y(chain[k + 1], s);
-      if (left == right) continue;
-      const double x = track_x(at(nodes_[at(chain[k])].layer), s);
-      corners.push_back({x, left});
-      corners.push_back({x, right});
+      const std::size_t gap = at(nodes_[at(chain[k])].layer);
+      for (const Riser& riser : risers_of(s, gap)) {
+        corners.push_back({track_x(gap, riser), riser.left[0]});
+        corners.push_back({track_x(gap, riser), riser.right[0]});
+      }
     }
     corners.push_back({node_left(nodes_[at(chain.back())]), in_y(chain.back(), s)});
     return corners;
