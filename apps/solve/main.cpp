@@ -121,6 +121,10 @@ void declare(CLI::App& app, Options& options) {
       ->check(named);
   app.add_option("--out", task.out_path, "write the solution to this file (Matrix Market, array)")
       ->check(named);
+  app.add_option("--report", task.report_folder,
+                 "write a page with the pattern, the blocks, times and errors into this folder, and its line "
+                 "into index.html and index.tsv there, also if A is singular")
+      ->check(named);
   declare_solver(app, task);
   declare_pattern(app, task.pattern);
   app.add_flag("--json", options.json, "print the report as JSON");

@@ -22,9 +22,10 @@ struct Inexact : std::runtime_error {
 
 struct Task {
   std::string matrix_path;
-  std::string out_path;     // of the solution; empty: it is not written
-  std::string rhs_path;     // empty: the right-hand side is A times ones
-  std::string second_path;  // of values for a refactorisation, with which the system is solved; empty: none
+  std::string out_path;       // of the solution; empty: it is not written
+  std::string rhs_path;       // empty: the right-hand side is A times ones
+  std::string report_folder;  // of a page about the system; empty: none
+  std::string second_path;    // of values for a refactorisation, with which the system is solved; empty: none
   corvidnum::SparseOptions solver;
   PatternOptions pattern;
   bool transpose = false, refine = false, estimate = false;
@@ -32,8 +33,8 @@ struct Task {
 };
 
 /// Reads all files and checks all outputs before the work begins. The pattern is studied, and its pictures
-/// are written, even if there is no solution; `report` tells then what is known. A file without values that
-/// is reordered is solved only if a part of the task asks for it.
+/// are written, even if there is no solution; `report` tells then what is known, and so does the page. A file
+/// without values that is reordered is solved only if a part of the task asks for it.
 /// @throws Singular, Inexact, apps::BadCase; std::runtime_error where a file cannot be written, or where
 ///         there is no room
 void run(const Task& task, Report& report);
