@@ -135,7 +135,7 @@ constexpr const char* kStyle =
 /// Returns the style that gives a drawing its own size where the page has room for it. One that would have to
 /// shrink so far that its texts cannot be read keeps its size, and is moved within its box.
 std::string size_style(const FlowsheetLayout& layout) {
-  constexpr double kWidePage = 1088, kPhone = 328, kMostShrunk = 0.8;
+  constexpr double kWidePage = 1088, kPhone = 328, kMostShrunk = 0.85;
   const double room = layout.direction == Direction::kRight ? kWidePage : kPhone;
   const char* how =
       kMostShrunk * layout.width <= room ? "max-width:{0:.0f}px" : "width:{0:.0f}px;max-width:none";
@@ -187,10 +187,9 @@ std::string flowsheet_svg(const Flowsheet& flowsheet, const FlowsheetLayout& lay
                           const std::vector<Rates>& streams) {
   Page page;
   page.add(
-      "<svg class=\"flowsheet plot {0}\" role=\"img\" viewBox=\"0 0 {1:.0f} {2:.0f}\" style=\"{3}\">\n"
-      "<title>Flowsheet</title><desc>{4}</desc><style>{5}</style>\n",
-      layout.direction == Direction::kRight ? "on-wide" : "on-narrow", layout.width, layout.height,
-      size_style(layout), escaped(describe(flowsheet, layout)), kStyle);
+      "<svg class=\"flowsheet plot\" role=\"img\" viewBox=\"0 0 {0:.0f} {1:.0f}\" style=\"{2}\">\n"
+      "<title>Flowsheet</title><desc>{3}</desc><style>{4}</style>\n",
+      layout.width, layout.height, size_style(layout), escaped(describe(flowsheet, layout)), kStyle);
   for (std::size_t s = 0; s < layout.streams.size(); ++s)
     add_stream(page, flowsheet.streams[s], layout.streams[s], layout.direction,
                s < streams.size() ? &streams[s] : nullptr);
@@ -219,8 +218,12 @@ report::Figure flowsheet_figure(const Flowsheet& flowsheet, const Plan& plan,
         "<path class=\"line\" d=\"M1 7H27\"/><path class=\"tear\" d=\"M8.5 13l6 -12M13.5 13l6 -12\"/>",
         "torn stream: its rates are the unknowns");
   if (!legend.empty()) figure.html = "<ul class=\"legend\">\n" + legend + "</ul>\n";
-  figure.html += "<div class=\"scroll\" tabindex=\"0\">" + flowsheet_svg(flowsheet, wide, streams) +
-                 flowsheet_svg(flowsheet, narrow, streams) + "</div>\n";
+  const auto add = [&](const char* css_class, const FlowsheetLayout& layout) {
+    figure.html += fmt::format("<div class=\"scroll {}\" tabindex=\"0\">{}</div>\n", css_class,
+                               flowsheet_svg(flowsheet, layout, streams));
+  };
+  add("on-wide", wide);
+  add("on-narrow", narrow);
   return figure;
 }
 
