@@ -219,8 +219,9 @@ report::Figure flowsheet_figure(const Flowsheet& flowsheet, const Plan& plan,
         "torn stream: its rates are the unknowns");
   if (!legend.empty()) figure.html = "<ul class=\"legend\">\n" + legend + "</ul>\n";
   const auto add = [&](const char* css_class, const FlowsheetLayout& layout) {
-    figure.html += fmt::format("<div class=\"scroll {}\" tabindex=\"0\">{}</div>\n", css_class,
-                               flowsheet_svg(flowsheet, layout, streams));
+    figure.html += fmt::format(
+        "<div class=\"scroll {}\" tabindex=\"0\" role=\"region\" aria-label=\"Flowsheet\">{}</div>\n",
+        css_class, flowsheet_svg(flowsheet, layout, streams));
   };
   add("on-wide", wide);
   add("on-narrow", narrow);

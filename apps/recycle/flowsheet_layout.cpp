@@ -56,6 +56,7 @@ struct Node {
   double rank = 0;           // place in its layer
   double y = 0;              // of the middle
   std::vector<int> in, out;  // streams at the left and right side, from the top
+  std::vector<std::size_t> links_in, links_out;
   bool is_bend() const { return unit == kOutside; }
 };
 
@@ -245,6 +246,8 @@ class Layout {
   }
 
   void add_link(int stream, int from, int to) {
+    nodes_[at(from)].links_out.push_back(links_.size());
+    nodes_[at(to)].links_in.push_back(links_.size());
     links_.push_back({stream, from, to});
     chain_[at(stream)].push_back(to);
     nodes_[at(from)].out.push_back(stream);
@@ -268,19 +271,22 @@ class Layout {
     for (std::size_t k = 0; k < layer.size(); ++k) nodes_[at(layer[k])].rank = static_cast<double>(k);
   }
 
-  /// Sorts a layer by the mean place of the neighbours in the layer before or behind it. Connected parts of
-  /// the flowsheet stay one above the other.
+  /// Returns the mean place of the neighbours of a node in the layer before or behind it.
+  double barycentre(const Node& node, bool by_sources) const {
+    const std::vector<std::size_t>& links = by_sources ? node.links_in : node.links_out;
+    if (links.empty()) return node.rank;
+    double sum = 0;
+    for (const std::size_t l : links)
+      sum += by_sources ? outlet_rank(nodes_[at(links_[l].from)], links_[l].stream)
+                        : nodes_[at(links_[l].to)].rank;
+    return sum / static_cast<double>(links.size());
+  }
+
+  /// Sorts a layer by the barycentres of its nodes. Connected parts of the flowsheet stay one above the
+  /// other.
   void sort_layer(std::vector<int>& layer, bool by_sources) {
-    std::vector<double> sum(nodes_.size(), 0.0), count(nodes_.size(), 0.0);
-    for (const Link& link : links_) {
-      const int node = by_sources ? link.to : link.from;
-      sum[at(node)] +=
-          by_sources ? outlet_rank(nodes_[at(link.from)], link.stream) : nodes_[at(link.to)].rank;
-      count[at(node)] += 1;
-    }
     const auto key = [&](int n) {
-      return std::make_pair(nodes_[at(n)].sheet,
-                            count[at(n)] > 0 ? sum[at(n)] / count[at(n)] : nodes_[at(n)].rank);
+      return std::make_pair(nodes_[at(n)].sheet, barycentre(nodes_[at(n)], by_sources));
     };
     std::stable_sort(layer.begin(), layer.end(), [&](int a, int b) { return key(a) < key(b); });
     number_layer(layer);
@@ -411,28 +417,49 @@ class Layout {
     measure_height();
   }
 
+  /// Sums where nodes should stand.
+  struct Wish {
+    double sum = 0, weight = 0;
+    void add(double height, double its_weight) {
+      sum += its_weight * height;
+      weight += its_weight;
+    }
+  };
+
   /// Moves the nodes of a layer to where their links to the given sides are straight, as far as the distances
   /// let them.
   void straighten(const std::vector<int>& layer, bool by_sources, bool by_targets) {
-    constexpr double kTowardsBend = 2, kBetweenBends = 8;
-    std::vector<double> wish(nodes_.size(), 0.0), weight(nodes_.size(), 0.0);
-    for (const Link& link : links_) {
-      const Node& from = nodes_[at(link.from)];
-      const Node& to = nodes_[at(link.to)];
-      const double w = from.is_bend() && to.is_bend()   ? kBetweenBends
-                       : from.is_bend() || to.is_bend() ? kTowardsBend
-                                                        : 1.0;
-      const double down = out_y(link.from, link.stream) - in_y(link.to, link.stream);
-      if (by_sources) wish[at(link.to)] += w * (to.y + down), weight[at(link.to)] += w;
-      if (by_targets) wish[at(link.from)] += w * (from.y - down), weight[at(link.from)] += w;
+    std::vector<Wish> wishes;
+    for (const int n : layer) {
+      const Node& node = nodes_[at(n)];
+      Wish wish;
+      for (std::size_t k = 0; by_sources && k < node.links_in.size(); ++k) {
+        const Link& link = links_[node.links_in[k]];
+        wish.add(node.y + rise(link), straightness(link));
+      }
+      for (std::size_t k = 0; by_targets && k < node.links_out.size(); ++k) {
+        const Link& link = links_[node.links_out[k]];
+        wish.add(node.y - rise(link), straightness(link));
+      }
+      wishes.push_back(wish);
     }
-    move_apart(layer, wish, weight);
+    move_apart(layer, wishes);
+  }
+
+  /// Returns how much higher up a link ends than it begins.
+  double rise(const Link& link) const { return out_y(link.from, link.stream) - in_y(link.to, link.stream); }
+
+  /// Returns how much it counts that a link is straight.
+  double straightness(const Link& link) const {
+    constexpr double kOfUnits = 1, kTowardsBend = 2, kBetweenBends = 8;
+    const bool from_bend = nodes_[at(link.from)].is_bend(), to_bend = nodes_[at(link.to)].is_bend();
+    if (from_bend && to_bend) return kBetweenBends;
+    return from_bend || to_bend ? kTowardsBend : kOfUnits;
   }
 
   /// Solves the least-squares problem: nodes nearest to their wishes, at least their distances apart.
-  /// @param wish, weight  [node] weighted sum of the wishes, and of the weights
-  void move_apart(const std::vector<int>& layer, const std::vector<double>& wish,
-                  const std::vector<double>& weight) {
+  /// @param wishes  [place in the layer]
+  void move_apart(const std::vector<int>& layer, const std::vector<Wish>& wishes) {
     constexpr double kInertia = 1e-3;  // of a node without a link
     struct Pool {
       double sum, weight;
@@ -442,10 +469,10 @@ class Layout {
     std::vector<Pool> pools;
     std::vector<double> shift;  // [place] distances from the first node, which turn the problem into an order
     for (std::size_t k = 0; k < layer.size(); ++k) {
-      const int n = layer[k];
-      shift.push_back(k == 0 ? 0 : shift.back() + least_distance(nodes_[at(layer[k - 1])], nodes_[at(n)]));
-      const double w = weight[at(n)] + kInertia;
-      pools.push_back({wish[at(n)] + kInertia * nodes_[at(n)].y - w * shift.back(), w, 1});
+      const Node& node = nodes_[at(layer[k])];
+      shift.push_back(k == 0 ? 0 : shift.back() + least_distance(nodes_[at(layer[k - 1])], node));
+      const double weight = wishes[k].weight + kInertia;
+      pools.push_back({wishes[k].sum + kInertia * node.y - weight * shift.back(), weight, 1});
       while (pools.size() > 1 && pools[pools.size() - 2].mean() > pools.back().mean()) {
         const Pool last = pools.back();
         pools.pop_back();

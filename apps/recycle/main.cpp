@@ -98,7 +98,13 @@ int judge(const Job& job, const Options& options) {
   return kSolved;
 }
 
-std::string page_name(const Options& options) { return report::page_name("recycle-", options.case_path); }
+/// Tries the folder of reports, if one is asked for. Another output must not replace what is written there.
+void open_reports(std::optional<report::Folder>& reports, const Options& options) {
+  if (options.report_folder.empty()) return;
+  reports.emplace(options.report_folder, report::page_name("recycle-", options.case_path));
+  for (const std::string& path : reports->outputs())
+    apps::check_outputs_differ("--csv", options.csv_path, "--report", path);
+}
 
 int converge(const Options& options) {
   Job job;
@@ -106,9 +112,9 @@ int converge(const Options& options) {
   if (options.tolerance) job.c.tolerance = *options.tolerance;
   if (options.max_passes) job.c.max_passes = *options.max_passes;
   job.plan = recycle::make_plan(job.c.flowsheet, options.tears.empty() ? job.c.tears : options.tears);
+  std::optional<report::Folder> reports;
+  open_reports(reports, options);
   if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
-  std::optional<report::Folder> folder;
-  if (!options.report_folder.empty()) folder.emplace(options.report_folder, page_name(options));
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
   run_all(job, options, log ? log->log() : nullptr);
@@ -116,9 +122,9 @@ int converge(const Options& options) {
     if (const auto failure = log->keep()) return complain(kBadInput, *failure);
   }
   if (!options.csv_path.empty()) apps::write_file(options.csv_path, recycle::history_csv(job.runs));
-  if (folder) {
+  if (reports) {
     const recycle::CaseResults results{job.c, job.plan, job.runs, job.reference, job.seconds};
-    folder->add(page_of(results), entry_of(results));
+    reports->add(page_of(results), entry_of(results));
   }
   if (!apps::print_whole(output(job, options))) return complain(kBadInput, apps::kNotPrinted);
   return judge(job, options);

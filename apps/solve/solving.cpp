@@ -139,9 +139,8 @@ void study_and_solve(System& system, const Task& task, Report& report) {
 
 /// Does the same, and writes the page about it whether or not there is a solution.
 void study_and_show(System& system, const Task& task, Report& report) {
-  report::Folder folder(task.report_folder, report::page_name("solve-", task.matrix_path));
   const auto show = [&](const std::string& fault) {
-    folder.add(page_of(system.matrix, report, fault, task.solver.bound), entry_of(report, fault));
+    task.reports->add(page_of(system.matrix, report, fault, task.solver.bound), entry_of(report, fault));
   };
   try {
     study_and_solve(system, task, report);
@@ -158,10 +157,10 @@ void run(const Task& task, Report& report) {
   System system = read_system(task, report);
   describe(task, system.matrix, report);
   if (!task.out_path.empty()) apps::check_writable(task.out_path);
-  if (task.report_folder.empty()) {
-    study_and_solve(system, task, report);
-  } else {
+  if (task.reports) {
     study_and_show(system, task, report);
+  } else {
+    study_and_solve(system, task, report);
   }
 }
 

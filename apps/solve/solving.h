@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "apps/report/index.h"
 #include "apps/solve/pattern.h"
 #include "apps/solve/report.h"
 #include "sparse/sparse_solver.h"
@@ -22,14 +23,14 @@ struct Inexact : std::runtime_error {
 
 struct Task {
   std::string matrix_path;
-  std::string out_path;       // of the solution; empty: it is not written
-  std::string rhs_path;       // empty: the right-hand side is A times ones
-  std::string report_folder;  // of a page about the system; empty: none
-  std::string second_path;    // of values for a refactorisation, with which the system is solved; empty: none
+  std::string out_path;     // of the solution; empty: it is not written
+  std::string rhs_path;     // empty: the right-hand side is A times ones
+  std::string second_path;  // of values for a refactorisation, with which the system is solved; empty: none
   corvidnum::SparseOptions solver;
   PatternOptions pattern;
   bool transpose = false, refine = false, estimate = false;
-  bool try_all = false;  // solve by the method that is not chosen, too
+  bool try_all = false;               // solve by the method that is not chosen, too
+  report::Folder* reports = nullptr;  // gets a page about the system; null: none is written
 };
 
 /// Reads all files and checks all outputs before the work begins. The pattern is studied, and its pictures

@@ -136,7 +136,10 @@ TEST_F(SolvePage, IsWrittenWithASolutionOrWithout) {
       << index;
   EXPECT_NE(index.find("\tsingular\t-\n"), std::string::npos) << index;
   expect_runs({{plate + " --report ''", 2, "the name is empty"},
-               {plate + " --report singular.mtx", 1, "singular.mtx"}});
+               {plate + " --report singular.mtx", 1, "singular.mtx"},
+               {"missing.mtx --report new", 1, "missing.mtx"},
+               {plate + " --report pages --out pages/solve-plate.html", 2, "is written by --report too"}});
+  EXPECT_FALSE(fs::exists(folder_ / "new"));
 }
 
 }  // namespace
