@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -14,8 +15,10 @@
 #include "apps/common/program.h"
 #include "apps/common/program_options.h"
 #include "apps/recycle/case_file.h"
+#include "apps/recycle/case_page.h"
 #include "apps/recycle/convergence.h"
 #include "apps/recycle/report.h"
+#include "apps/report/index.h"
 
 namespace {
 
@@ -28,7 +31,7 @@ using apps::kSolved;
 enum { kNotConverged = 3, kInexact = 4 };  // exit codes in addition to those of all programs
 
 struct Options {
-  std::string case_path, csv_path, log_name;
+  std::string case_path, csv_path, log_name, report_folder;
   recycle::AccelerationSettings acceleration;
   std::optional<double> tolerance;
   std::optional<int> max_passes;
@@ -46,10 +49,13 @@ struct Job {
   recycle::Plan plan;
   std::vector<recycle::RunResult> runs;
   std::optional<recycle::Reference> reference;  // only with --compare
+  double seconds = 0;                           // that all runs took
 };
 
 void run_all(Job& job, const Options& options, DebugOut* log) {
   using recycle::Method;
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point start = Clock::now();
   recycle::RunSettings settings{options.acceleration, job.c.tolerance, job.c.max_passes};
   settings.acceleration.log = log;
   std::vector<Method> methods{settings.acceleration.method};
@@ -58,6 +64,7 @@ void run_all(Job& job, const Options& options, DebugOut* log) {
     settings.acceleration.method = method;
     job.runs.push_back(recycle::converge(job.c.flowsheet, job.plan, settings));
   }
+  job.seconds = std::chrono::duration<double>(Clock::now() - start).count();
   if (options.compare) job.reference = recycle::find_reference(job.c.flowsheet, job.plan, settings, job.runs);
 }
 
@@ -91,12 +98,22 @@ int judge(const Job& job, const Options& options) {
   return kSolved;
 }
 
+/// Tries the folder of reports, if one is asked for. Another output must not replace what is written there.
+void open_reports(std::optional<report::Folder>& reports, const Options& options) {
+  if (options.report_folder.empty()) return;
+  reports.emplace(options.report_folder, report::page_name("recycle-", options.case_path));
+  for (const std::string& path : reports->outputs())
+    apps::check_outputs_differ("--csv", options.csv_path, "--report", path);
+}
+
 int converge(const Options& options) {
   Job job;
   job.c = recycle::read_case(options.case_path);
   if (options.tolerance) job.c.tolerance = *options.tolerance;
   if (options.max_passes) job.c.max_passes = *options.max_passes;
   job.plan = recycle::make_plan(job.c.flowsheet, options.tears.empty() ? job.c.tears : options.tears);
+  std::optional<report::Folder> reports;
+  open_reports(reports, options);
   if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
@@ -105,6 +122,10 @@ int converge(const Options& options) {
     if (const auto failure = log->keep()) return complain(kBadInput, *failure);
   }
   if (!options.csv_path.empty()) apps::write_file(options.csv_path, recycle::history_csv(job.runs));
+  if (reports) {
+    const recycle::CaseResults results{job.c, job.plan, job.runs, job.reference, job.seconds};
+    reports->add(page_of(results), entry_of(results));
+  }
   if (!apps::print_whole(output(job, options))) return complain(kBadInput, apps::kNotPrinted);
   return judge(job, options);
 }
@@ -144,6 +165,10 @@ void declare(CLI::App& app, Options& options) {
   app.add_flag("--compare", options.compare, "run all four methods and print them side by side");
   app.add_flag("--verbose", options.verbose, "print a line a pass");
   app.add_option("--csv", options.csv_path, "write the convergence history to this file")
+      ->check(apps::not_empty());
+  app.add_option("--report", options.report_folder,
+                 "write a page with the flowsheet, plots and tables into this folder, and its line into "
+                 "index.html and index.tsv there, also if the recycles do not converge")
       ->check(apps::not_empty());
   app.add_option("--debug-log", options.log_name, "write the account of the accelerators to NAME.LOG")
       ->check(apps::not_empty());

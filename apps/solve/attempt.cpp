@@ -56,13 +56,12 @@ SparseStatus solve(SparseSolver& solver, const System& system, bool refine, Atte
   return refined == SparseStatus::Inexact ? status : refined;
 }
 
-BlockCounts count_blocks(SparseSolver& solver) {
+BlockCounts count_blocks(const BlockForm& form) {
   BlockCounts counts;
-  corvidnum::SparseBlocks blocks;
-  if (!solver.Options().blocks || solver.Blocks(&blocks) != SparseStatus::Factorised) return counts;
-  counts.all = blocks.count;
-  for (int k = 0; k < blocks.count; ++k) {
-    const int order = blocks.begin[k + 1] - blocks.begin[k];
+  if (form.count() == 0) return counts;
+  counts.all = form.count();
+  for (std::size_t b = 0; b + 1 < form.begin.size(); ++b) {
+    const int order = form.begin[b + 1] - form.begin[b];
     counts.of_order_1 += order == 1;
     counts.largest = std::max(counts.largest, order);
   }
@@ -72,7 +71,8 @@ BlockCounts count_blocks(SparseSolver& solver) {
 void measure(SparseSolver& solver, const System& system, Attempt& a) {
   const Phase phase("checking", a.check_time);
   if (a.report.condition > 0) a.condition = a.report.condition;
-  a.blocks = count_blocks(solver);
+  a.form = block_form(solver);
+  a.blocks = count_blocks(a.form);
   solver.ForwardErrorBound(system.b.data(), a.x.data(), system.transposed, &a.forward_error);
 }
 
@@ -116,10 +116,15 @@ Attempt attempt(const System& system, const SparseOptions& options, bool refine)
   if (a.status == SparseStatus::Factorised) a.status = solve(solver, system, refine, a);
   a.report = solver.Report();
   a.new_pivots = second && a.report.factorisations > factorisations;
-  if (a.solved())
+  if (a.solved()) {
     measure(solver, system, a);
-  else
-    a.fault = (second ? system.name() : system.matrix.name) + ": " + fault(solver, system, options, a);
+    return a;
+  }
+  a.fault = (second ? system.name() : system.matrix.name) + ": " + fault(solver, system, options, a);
+  if (a.status == SparseStatus::Singular) {
+    a.deficit = deficit(solver);
+    a.form = block_form(solver);
+  }
   return a;
 }
 

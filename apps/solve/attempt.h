@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/solve/matrix_market.h"
+#include "apps/solve/structure.h"
 #include "sparse/sparse_solver.h"
 
 namespace solve {
@@ -33,9 +34,11 @@ struct Attempt {
   std::string fault;      // why there is no solution, with the name of the file; empty if there is one
   std::vector<double> x;  // if there is one
   BlockCounts blocks;
-  bool new_pivots = false;   // the second matrix did not suit the pivots of the first
-  double condition = 0;      // estimate in the 1-norm, after equilibration
-  double forward_error = 0;  // bound, relative to the largest of x; infinite: there is none
+  BlockForm form;                  // if one was looked for and the matrix has one
+  std::optional<Deficit> deficit;  // if the matrix is singular
+  bool new_pivots = false;         // the second matrix did not suit the pivots of the first
+  double condition = 0;            // estimate in the 1-norm, after equilibration
+  double forward_error = 0;        // bound, relative to the largest of x; infinite: there is none
   double factorise_time = 0, refactorise_time = 0, solve_time = 0, check_time = 0;  // s
 
   bool solved() const { return status == corvidnum::SparseStatus::Solved; }

@@ -6,12 +6,14 @@
 #include <cstdint>
 #include <exception>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/common/output.h"
 #include "apps/common/program.h"
 #include "apps/common/program_options.h"
+#include "apps/report/index.h"
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/report.h"
 #include "apps/solve/solving.h"
@@ -25,6 +27,7 @@ enum { kSingular = 3, kInexact = 4 };  // exit codes beside those of all program
 
 struct Options {
   solve::Task task;
+  std::string report_folder;
   bool json = false;
 };
 
@@ -32,10 +35,22 @@ bool print(const Options& options, const solve::Report& report) {
   return apps::print_whole(options.json ? report_json(report) : report_text(report));
 }
 
+/// Tries the folder of reports, if one is asked for. Another output must not replace what is written there.
+void open_reports(std::optional<report::Folder>& reports, const Options& options) {
+  if (options.report_folder.empty()) return;
+  reports.emplace(options.report_folder, report::page_name("solve-", options.task.matrix_path));
+  for (const std::string& path : reports->outputs())
+    apps::check_outputs_differ("--out", options.task.out_path, "--report", path);
+}
+
 int solve_and_print(const Options& options) {
+  std::optional<report::Folder> reports;
+  open_reports(reports, options);
+  solve::Task task = options.task;
+  if (reports) task.reports = &*reports;
   solve::Report report;
   try {
-    solve::run(options.task, report);
+    solve::run(task, report);
   } catch (const std::exception&) {
     if (report.pattern.reordering || report.other) print(options, report);  // of use without a solution
     throw;
@@ -120,6 +135,10 @@ void declare(CLI::App& app, Options& options) {
                  "and solve with this one")
       ->check(named);
   app.add_option("--out", task.out_path, "write the solution to this file (Matrix Market, array)")
+      ->check(named);
+  app.add_option("--report", options.report_folder,
+                 "write a page with the pattern, the blocks, times and errors into this folder, and its line "
+                 "into index.html and index.tsv there, also if A is singular")
       ->check(named);
   declare_solver(app, task);
   declare_pattern(app, task.pattern);

@@ -15,6 +15,7 @@
 #include "apps/solve/attempt.h"
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/progress.h"
+#include "apps/solve/system_page.h"
 
 namespace solve {
 namespace {
@@ -128,16 +129,39 @@ void describe(const Task& task, const Matrix& matrix, Report& report) {
   report.entries = static_cast<int>(matrix.value.size());
 }
 
+/// Studies the pattern and solves the system, as far as the task asks for it.
+void study_and_solve(System& system, const Task& task, Report& report) {
+  report.pattern = study_pattern(system.matrix, task.pattern);  // shows what singular matrices lack, too
+  if (!to_be_solved(task, system.matrix)) return;
+  solve(system, task, report);
+  if (!task.out_path.empty()) apps::write_file(task.out_path, vector_text(report.found->x));
+}
+
+/// Does the same, and writes the page about it whether or not there is a solution.
+void study_and_show(System& system, const Task& task, Report& report) {
+  const auto show = [&](const std::string& fault) {
+    task.reports->add(page_of(system.matrix, report, fault, task.solver.bound), entry_of(report, fault));
+  };
+  try {
+    study_and_solve(system, task, report);
+  } catch (const std::runtime_error& error) {
+    show(error.what());
+    throw;
+  }
+  show("");
+}
+
 }  // namespace
 
 void run(const Task& task, Report& report) {
   System system = read_system(task, report);
   describe(task, system.matrix, report);
   if (!task.out_path.empty()) apps::check_writable(task.out_path);
-  report.pattern = study_pattern(system.matrix, task.pattern);  // shows what singular matrices lack, too
-  if (!to_be_solved(task, system.matrix)) return;
-  solve(system, task, report);
-  if (!task.out_path.empty()) apps::write_file(task.out_path, vector_text(report.found->x));
+  if (task.reports) {
+    study_and_show(system, task, report);
+  } else {
+    study_and_solve(system, task, report);
+  }
 }
 
 }  // namespace solve

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "apps/report/index.h"
 #include "apps/solve/pattern.h"
 #include "apps/solve/report.h"
 #include "sparse/sparse_solver.h"
@@ -28,12 +29,13 @@ struct Task {
   corvidnum::SparseOptions solver;
   PatternOptions pattern;
   bool transpose = false, refine = false, estimate = false;
-  bool try_all = false;  // solve by the method that is not chosen, too
+  bool try_all = false;               // solve by the method that is not chosen, too
+  report::Folder* reports = nullptr;  // gets a page about the system; null: none is written
 };
 
 /// Reads all files and checks all outputs before the work begins. The pattern is studied, and its pictures
-/// are written, even if there is no solution; `report` tells then what is known. A file without values that
-/// is reordered is solved only if a part of the task asks for it.
+/// are written, even if there is no solution; `report` tells then what is known, and so does the page. A file
+/// without values that is reordered is solved only if a part of the task asks for it.
 /// @throws Singular, Inexact, apps::BadCase; std::runtime_error where a file cannot be written, or where
 ///         there is no room
 void run(const Task& task, Report& report);

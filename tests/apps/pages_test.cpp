@@ -29,9 +29,15 @@ struct ReportRun {
   std::string arguments;
   std::string page;
   int plots;
+  int code = 0;
 };
 
 const std::string kCases = COLUMN_CASES "/", kData = COLUMN_DATA "/";
+const std::string kFlowsheets = RECYCLE_CASES "/", kMatrices = SOLVE_MATRICES "/";
+
+/// Its last two equations are for one unknown.
+constexpr char kSingularMatrix[] =
+    "%%MatrixMarket matrix coordinate real general\n3 3 4\n1 1 1\n1 3 2\n2 2 1\n3 2 1\n";
 const ReportRun kRuns[] = {
     {COLUMN_PROGRAM, kCases + "butane-pentane.toml", "column-butane-pentane.html", 4},
     {COLUMN_PROGRAM, kCases + "binary32.toml --method newton", "column-binary32.html", 4},
@@ -40,6 +46,13 @@ const ReportRun kRuns[] = {
      "column-aromatics-pumparound.html", 4},
     {COLUMN_PROGRAM, "fit " + kData + "benzene.csv " + kData + "toluene.csv", "fit-benzene-and-1-more.html",
      4},
+    {RECYCLE_PROGRAM, kFlowsheets + "cavett.toml --compare", "recycle-cavett.html", 3},
+    {RECYCLE_PROGRAM, kFlowsheets + "purge-loop.toml --method direct --max-passes 5",
+     "recycle-purge-loop.html", 3, 3},
+    {SOLVE_PROGRAM, kMatrices + "plate.mtx --try-all --reorder profile", "solve-plate.html", 5},
+    {SOLVE_PROGRAM, kMatrices + "recycle.mtx --refactor-with " + kMatrices + "recycle_80.mtx",
+     "solve-recycle.html", 5},
+    {SOLVE_PROGRAM, "singular.mtx", "solve-singular.html", 3, 3},
 };
 
 /// What the browser measured of a page at one width.
@@ -134,8 +147,9 @@ std::string page_of_extremes() {
 TEST_F(Pages, AreDrawnWholeOnAScreenAndOnAPhone) {
   std::vector<Page> pages;
   std::vector<int> plots;
+  write("singular.mtx", kSingularMatrix);
   for (const ReportRun& run : kRuns) {
-    ASSERT_EQ(shell(fmt::format("'{}' {} --report reports", run.program, run.arguments)), 0) << err_;
+    ASSERT_EQ(shell(fmt::format("'{}' {} --report reports", run.program, run.arguments)), run.code) << err_;
     pages.push_back({run.page, contents(folder_ / "reports" / run.page)});
     plots.push_back(run.plots);
   }
