@@ -13,6 +13,7 @@
 #include "apps/column/shortcut.h"
 #include "apps/column/table_csv.h"
 #include "apps/column/vapour_pressure_table.h"
+#include "apps/common/input.h"
 #include "apps/common/output.h"
 #include "apps/common/toml_reader.h"
 
@@ -81,7 +82,7 @@ class TableFinder {
     const std::string name = t.text("name");
     if (!from_outside_ && t.has("table")) {
       const std::string path = places_.path(t.text("table"));
-      const std::string text = used_for(t, "table", [&path] { return apps::read_case_text(path); });
+      const std::string text = used_for(t, "table", [&path] { return apps::read_input(path); });
       auto table = parse_table_csv(text, path);
       if (table->info().name != name)
         t.complain("table", fmt::format("is that of {}, not of {}", table->info().name, name));
@@ -329,7 +330,7 @@ ColumnCase parse_case(const std::string& text, const std::string& name, const st
 }
 
 ColumnCase read_case(const std::string& path, const std::string& properties) {
-  return parse_case(apps::read_case_text(path), path, properties);
+  return parse_case(apps::read_input(path), std::string(apps::input_name(path)), properties);
 }
 
 }  // namespace column

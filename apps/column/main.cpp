@@ -317,6 +317,7 @@ int run(const CLI::App& app, const Options& options) {
 
 int main(int argc, char** argv) {
   const apps::Program<Options> program{
+      "corvidnum-column",
       "Solves a staged distillation column by the bubble-point method with constant molar overflow, and by\n"
       "Newton's method on the whole column at once if asked to.",
       "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"

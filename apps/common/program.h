@@ -8,6 +8,7 @@
 #include <new>
 #include <string>
 
+#include "apps/common/input.h"
 #include "apps/common/output.h"
 
 namespace apps {
@@ -21,6 +22,7 @@ enum ExitCode {
 
 template <class Options>
 struct Program {
+  const char* name;
   const char* description;
   const char* footer;                                // of the help
   void (*declare)(CLI::App& app, Options& options);  // adds the options to the parser
@@ -36,7 +38,7 @@ struct Program {
 template <class Options>
 int run_program(const Program<Options>& program, int argc, char** argv) {
   try {
-    CLI::App app{program.description};
+    CLI::App app{program.description, program.name};
     app.footer(program.footer);
     Options options;
     program.declare(app, options);
@@ -47,7 +49,7 @@ int run_program(const Program<Options>& program, int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
       return app.exit(error) == 0 ? kSolved : kBadUsage;
     } catch (const std::bad_alloc&) {
-      return complain(kBadInput, program.file(options), kMemoryRefused);
+      return complain(kBadInput, input_name(program.file(options)), kMemoryRefused);
     }
   } catch (const std::bad_alloc&) {
     return complain(kBadInput, kMemoryRefused);

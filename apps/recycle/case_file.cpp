@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "apps/common/depriester.h"
+#include "apps/common/input.h"
 #include "apps/recycle/convergence.h"
 #include "apps/recycle/k_values.h"
 
@@ -316,6 +317,8 @@ RecycleCase parse_case(const std::string& text, const std::string& name) {
   return apps::parse_case_text<RecycleCase>(text, name, case_of);
 }
 
-RecycleCase read_case(const std::string& path) { return parse_case(apps::read_case_text(path), path); }
+RecycleCase read_case(const std::string& path) {
+  return parse_case(apps::read_input(path), std::string(apps::input_name(path)));
+}
 
 }  // namespace recycle

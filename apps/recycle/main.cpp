@@ -163,6 +163,7 @@ void check(const CLI::App&, const Options& options) {
 
 int main(int argc, char** argv) {
   const apps::Program<Options> program{
+      "corvidnum-recycle",
       "Converges a flowsheet with recycles by direct or accelerated substitution.",
       "",
       declare,
