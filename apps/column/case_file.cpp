@@ -289,11 +289,12 @@ ShortcutTask read_shortcut(const TomlTable& t, const ColumnCase& c) {
 
 ColumnCase case_of(const toml::table& file, const Places& places) {
   const TomlTable root(file, "the case",
-                       {"title", "source", "model", "component", "column", "feed", "draw", "pumparound",
-                        "solver", "shortcut", "published", "properties", "compare_with"});
+                       {"title", "source", "rate_unit", "model", "component", "column", "feed", "draw",
+                        "pumparound", "solver", "shortcut", "published", "properties", "compare_with"});
   ColumnCase c;
   c.title = root.line_of_text("title");
   c.source = root.text_or("source", "");
+  if (root.has("rate_unit")) c.rate_unit = root.line_of_text("rate_unit");
   const Model model = static_cast<Model>(root.choice("model", kModels));
   if (root.has("compare_with")) {
     c.compare_with = places.path(root.text("compare_with"));

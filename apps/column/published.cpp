@@ -90,4 +90,10 @@ std::vector<Comparison> compare_with_published(const ColumnCase& c, const Soluti
   return rows;
 }
 
+apps::PublishedCount count(const std::vector<Comparison>& rows) {
+  apps::PublishedCount counted;
+  for (const Comparison& row : rows) counted.add(row.differs());
+  return counted;
+}
+
 }  // namespace column

@@ -209,7 +209,7 @@ class TableReader {
     info_.name = component.fields[1];
     if (apps::has_control_characters(info_.name))
       throw CaseError(component.number, "the name of a component must be one line of plain characters");
-    read_formula(required("formula", line.number));
+    if (header_.count("formula") != 0) read_formula(required("formula", line.number));
     const Line& units = required("units", line.number);
     temperature_ = unit(units, 1, kTemperatureUnits);
     mmhg_ = unit(units, 2, kMmHgPer);

@@ -41,4 +41,11 @@ class Phase {
   std::thread ticker_;
 };
 
+/// Returns what `work` returns, as a phase of that name.
+template <class Work>
+auto in_phase(const char* name, Work work) {
+  const Phase phase(name);
+  return work();
+}
+
 }  // namespace apps
