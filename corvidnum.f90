@@ -17,6 +17,8 @@
 !   print *, corvidnum_text(corvidnum_sparse_status_text(status))
 !   call corvidnum_sparse_destroy(solver)
 !
+! corvidnum_text(corvidnum_version()) is the version of the library that was loaded, such as '1.2.3'.
+!
 ! The host compiles the installed file with its own sources, in front of those that use it, because the module
 ! files of different compilers do not match. A CMake project finds it in corvidnum_FORTRAN_MODULE; else:
 !
@@ -275,6 +277,10 @@ module corvidnum
   integer(c_int), parameter :: CORVIDNUM_FIXED_POINT_STEP_TAKEN_BACK = 3
 
   interface
+    type(c_ptr) function corvidnum_version() bind(C, name='corvidnum_version')
+      import :: c_ptr
+    end function
+
     type(c_ptr) function corvidnum_sparse_create(order, entries, rows, columns, index_base) &
         bind(C, name='corvidnum_sparse_create')
       import :: c_int, c_ptr

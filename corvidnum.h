@@ -7,6 +7,7 @@
 #include "accel/dom_eigen_accel.h"
 #include "accel/fixed_point.h"
 #include "accel/mul_dom_eigen_accel.h"
+#include "corvidnum_version.h"
 #include "dense/arrow_matrix.h"
 #include "dense/matrix.h"
 #include "dense/regular_matrix.h"

@@ -3,6 +3,7 @@
 # Public headers keep their room as folder, in the tree and installed alike.
 set(CORVIDNUM_PUBLIC_HEADERS
   corvidnum.h
+  corvidnum_version.h
   frame/corvid.h
   frame/debug_out.h
   frame/empty_value.h
@@ -40,6 +41,7 @@ set(CORVIDNUM_HOST_SOURCES frame/debug_out.cpp corvidnum.f90)
 # Those of the headers that compile as C too.
 set(CORVIDNUM_C_HEADERS
   accel/corvidnum_fixed_point.h
+  corvidnum_version.h
   frame/export.h
   frame/numeric_runtime.h
   reorder/gpskca.h
@@ -54,6 +56,7 @@ set(CORVIDNUM_SOURCES
   frame/module.cpp
   frame/math_errors.cpp
   frame/numeric_runtime.cpp
+  frame/version.cpp
   dense/lu.cpp
   dense/regular_matrix.cpp
   dense/arrow_matrix.cpp

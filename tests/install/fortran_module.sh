@@ -67,9 +67,10 @@ gfortran -fc-prototypes -fsyntax-only "$module" >module.h
 # A type(c_ptr) comes out as void *, and Fortran has no pointer to what is constant.
 sed -e 's/void \*\(solver\|corvidnum_sparse_create\)/corvidnum_sparse *\1/' \
   -e 's/void \*\(corvidnum_sparse_[a-z_]* (\)/const char *\1/' \
+  -e 's/void \*\(corvidnum_version (\)/const char *\1/' \
   -e 's/void \*\(name\|meaning\)/const char **\1/g' module.h >prototypes.h
 sed 's/const corvidnum_sparse\*/corvidnum_sparse*/' "$solver" >solver.h
-for header in sparse/ma48/ma48_routines.h sparse/ma38/ma38_routines.h reorder/gpskca.h \
+for header in corvidnum_version.h sparse/ma48/ma48_routines.h sparse/ma38/ma38_routines.h reorder/gpskca.h \
   frame/numeric_runtime.h accel/corvidnum_fixed_point.h solver.h prototypes.h; do
   echo "#include \"$header\""
 done >prototypes.c

@@ -15,6 +15,8 @@ build_and_run() {
   "$program"
 }
 module=$(pkg-config --variable=includedir corvidnum)/corvidnum.f90
+version=$(pkg-config --modversion corvidnum)
+build_and_run version corvidnum "$cc" -DPACKAGE_VERSION="\"$version\"" "$sources/version.c"
 build_and_run numeric_c corvidnum "$cc" "$sources/numeric.c"
 build_and_run numeric_fortran corvidnum gfortran "$sources/numeric.f90"
 build_and_run sparse_c corvidnum "$cc" "$sources/sparse.c"
