@@ -10,6 +10,7 @@
 
 #include "apps/common/input.h"
 #include "apps/common/output.h"
+#include "corvidnum_version.h"
 
 namespace apps {
 
@@ -40,6 +41,8 @@ int run_program(const Program<Options>& program, int argc, char** argv) {
   try {
     CLI::App app{program.description, program.name};
     app.footer(program.footer);
+    app.set_version_flag("--version", fmt::format("{} {}", program.name, corvidnum_version()),
+                         "print name and version, and exit");
     Options options;
     program.declare(app, options);
     try {

@@ -18,6 +18,7 @@
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/report.h"
 #include "apps/solve/spy.h"
+#include "corvidnum_version.h"
 #include "tests/apps/bad_input.h"
 #include "tests/support/dense_reference.h"
 #include "tests/support/program.h"
@@ -346,6 +347,19 @@ TEST_F(SolveProgram, ReadsAndWritesStreamsAndCompressedFiles) {
   write_matrix("large.mtx", lines);
   expect_solves("large.mtx");
   EXPECT_FALSE(printed("solution")) << out_;
+}
+
+TEST_F(SolveProgram, TellsOnATerminalWhatTakesLong) {
+  write_matrix("a.mtx", "1 1 1\n1 1 1\n");
+  for (const std::string options : {"", " --quiet"}) {
+    const std::string slow = "(sleep 1.2; cat a.mtx) | '" + program_ + "' -" + options;
+    const std::string on_terminal =
+        "cd '" + folder_.string() + "' && script -qec \"" + slow + " >out\" shown >/dev/null";
+    EXPECT_EQ(std::system(on_terminal.c_str()), 0);
+    const bool told = contents(folder_ / "shown").find("\rreading ... 1.0 s\r\033[K") != std::string::npos;
+    EXPECT_EQ(told, options.empty()) << contents(folder_ / "shown");
+    EXPECT_EQ(contents(folder_ / "out").empty(), !options.empty());
+  }
 }
 
 TEST_F(SolveProgram, CountsEntriesInTheFactors) {
@@ -702,6 +716,7 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {"good.mtx --bound 0", 2, "--bound: must lie between"},
       {"good.mtx --solver ma48 --prefer-diagonal", 2, "--prefer-diagonal: has no effect on ma48"},
       {"good.mtx --solver ma48 --no-prefer-diagonal", 2, "--no-prefer-diagonal: has no effect on ma48"},
+      {"good.mtx --version", 0, "corvidnum-solve " CORVIDNUM_VERSION_TEXT "\n"},
       {"good.mtx --rhs ''", 2, "--rhs: the name is empty"},
       {"good.mtx --out pictures/../good.mtx", 2, "is read"},
       {"good.mtx --rhs three.mtx --out three.mtx", 2, "is read"},
