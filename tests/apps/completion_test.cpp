@@ -1,4 +1,4 @@
-// The completion of the programs' options in bash, against what the programs print for --help.
+// The completion of the programs' options in bash and their description, against what is printed for --help.
 
 #include <gtest/gtest.h>
 
@@ -35,6 +35,7 @@ Words completions(const std::string& words, const std::string& last) {
 }
 
 TEST(Completion, OffersEveryOptionThatTheHelpShows) {
+  const std::string description = printed("cat " DESCRIPTION);
   for (const std::string program : {SOLVE_PROGRAM, RECYCLE_PROGRAM, COLUMN_PROGRAM, COLUMN_PROGRAM " fit"}) {
     Words shown;
     std::istringstream lines(printed(program + " --help"));
@@ -46,6 +47,10 @@ TEST(Completion, OffersEveryOptionThatTheHelpShows) {
     }
     EXPECT_GE(shown.size(), 4u);
     EXPECT_EQ(completions(program, "--"), shown) << program;
+    for (const std::string& option : shown)
+      EXPECT_TRUE(description.find("`" + option + "`") != description.npos ||
+                  description.find("`" + option + " ") != description.npos)
+          << option << " is not described";
   }
 }
 
