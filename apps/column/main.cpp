@@ -281,7 +281,8 @@ void declare_fit(CLI::App& app, Options& options) {
       ->required()
       ->check(named);
   fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
-      ->check(named);
+      ->check(named)
+      ->check(apps::no_stream());
   CLI::Option* const verbose =
       fit->add_flag("--verbose", options.verbose, "tell too what the formula of each component allows");
   apps::add_quiet(*fit, options.quiet)->excludes(verbose);
@@ -299,7 +300,8 @@ void declare(CLI::App& app, Options& options) {
       ->check(apps::between(column::kSmallestTolerance, column::kLargestTolerance, " degree"));
   app.add_option("--properties", options.properties,
                  "take the measured tables of all components from this property file")
-      ->check(named);
+      ->check(named)
+      ->check(apps::no_stream());
   add_newton_options(app, options);
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");

@@ -24,6 +24,15 @@ inline CLI::Validator not_empty() {
       [](const std::string& name) { return name.empty() ? "the name is empty" : std::string(); }, "");
 }
 
+/// Refuses "-" for a file that is read or written at its name only.
+inline CLI::Validator no_stream() {
+  return CLI::Validator(
+      [](const std::string& name) {
+        return is_standard_stream(name) ? "must be a file, not -" : std::string();
+      },
+      "");
+}
+
 /// Accepts numbers from `lowest` to `highest`, both included, and no NaN.
 /// @param unit  follows the bounds in the message
 inline CLI::Validator between(double lowest, double highest, const char* unit = "") {

@@ -61,8 +61,10 @@ void run_all(Job& job, const Options& options, DebugOut* log) {
     job.runs.push_back(apps::in_phase(
         recycle::name_of(method), [&] { return recycle::converge(job.c.flowsheet, job.plan, settings); }));
   }
-  const apps::Phase phase("converging further, to compare with");
-  if (options.compare) job.reference = recycle::find_reference(job.c.flowsheet, job.plan, settings, job.runs);
+  if (!options.compare) return;
+  job.reference = apps::in_phase("converging further, to compare with", [&] {
+    return recycle::find_reference(job.c.flowsheet, job.plan, settings, job.runs);
+  });
 }
 
 std::string output(const Job& job, const Options& options) {

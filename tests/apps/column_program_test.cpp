@@ -73,6 +73,7 @@ TEST_F(ColumnProgram, ExitCodeTellsWhatWentWrong) {
       {"fit cut.toml", 1, "cut.toml: the compressed text is cut short\n"},
       {"fit - <cases/binary32.toml", 1, "standard input:1: unknown heading"},
       {"fit - data/benzene.csv -", 2, "-: standard input can be read only once\n"},
+      {"fit data/benzene.csv --properties -", 2, "--properties: must be a file, not -"},
       {"fit data/benzene.csv --quiet --verbose", 2, "--verbose excludes --quiet"},
       {"fit broken.toml --properties no/such", 1, "no/such: No such file or directory\n"},
       {strange, 0, "1 of 2 published values differ\n"},
