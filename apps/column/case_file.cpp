@@ -13,6 +13,7 @@
 #include "apps/column/shortcut.h"
 #include "apps/column/table_csv.h"
 #include "apps/column/vapour_pressure_table.h"
+#include "apps/common/input.h"
 #include "apps/common/output.h"
 #include "apps/common/toml_reader.h"
 
@@ -81,7 +82,7 @@ class TableFinder {
     const std::string name = t.text("name");
     if (!from_outside_ && t.has("table")) {
       const std::string path = places_.path(t.text("table"));
-      const std::string text = used_for(t, "table", [&path] { return apps::read_case_text(path); });
+      const std::string text = used_for(t, "table", [&path] { return apps::read_input(path); });
       auto table = parse_table_csv(text, path);
       if (table->info().name != name)
         t.complain("table", fmt::format("is that of {}, not of {}", table->info().name, name));
@@ -288,11 +289,12 @@ ShortcutTask read_shortcut(const TomlTable& t, const ColumnCase& c) {
 
 ColumnCase case_of(const toml::table& file, const Places& places) {
   const TomlTable root(file, "the case",
-                       {"title", "source", "model", "component", "column", "feed", "draw", "pumparound",
-                        "solver", "shortcut", "published", "properties", "compare_with"});
+                       {"title", "source", "rate_unit", "model", "component", "column", "feed", "draw",
+                        "pumparound", "solver", "shortcut", "published", "properties", "compare_with"});
   ColumnCase c;
   c.title = root.line_of_text("title");
   c.source = root.text_or("source", "");
+  if (root.has("rate_unit")) c.rate_unit = root.line_of_text("rate_unit");
   const Model model = static_cast<Model>(root.choice("model", kModels));
   if (root.has("compare_with")) {
     c.compare_with = places.path(root.text("compare_with"));
@@ -329,7 +331,7 @@ ColumnCase parse_case(const std::string& text, const std::string& name, const st
 }
 
 ColumnCase read_case(const std::string& path, const std::string& properties) {
-  return parse_case(apps::read_case_text(path), path, properties);
+  return parse_case(apps::read_input(path), std::string(apps::input_name(path)), properties);
 }
 
 }  // namespace column

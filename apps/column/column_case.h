@@ -62,6 +62,7 @@ struct Published {
 
 struct ColumnCase {
   std::string title, source;
+  std::string rate_unit;  // of all rates, for reports; empty if the case does not state it
   std::vector<std::string> components;
   std::shared_ptr<const EquilibriumModel> model;
 

@@ -77,10 +77,11 @@ void add_points(Page& page, VapourPressureTable& table) {
 
 }  // namespace
 
-std::string fit_report(VapourPressureTable& table) {
+std::string fit_report(VapourPressureTable& table, bool verbose) {
   const ComponentInfo& info = table.info();
   Page page;
-  page.add("{}, {}: {}\n", info.name, info.formula, check_formula(info.formula).words());
+  page.add("{}{}\n", info.name, info.formula.empty() ? "" : ", " + info.formula);
+  if (verbose && !info.formula.empty()) page.add("formula: {}\n", check_formula(info.formula).words());
   if (!info.source.empty()) page.add("{}\n", info.source);
   add_antoine(page, table);
   add_line(page, table);

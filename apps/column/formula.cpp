@@ -100,9 +100,10 @@ std::string ruled_out(int atoms, int sum, int largest) {
 std::string FormulaCheck::words() const {
   switch (verdict) {
     case Verdict::kWired:
-      return "can be one molecule: a wiring leaves no valency free";
+      return "can be one molecule: its atoms can be bonded so that every valency is used";
     case Verdict::kCountOnly:
-      return "can be one molecule by the count of its valencies; the search for a wiring found none";
+      return "can be one molecule by the count of its valencies, though no bonds were found that use them "
+             "all";
     case Verdict::kRefused:
       break;
   }

@@ -25,11 +25,15 @@
 #include "apps/column/method_comparison.h"
 #include "apps/column/newton.h"
 #include "apps/column/other_case.h"
+#include "apps/column/published.h"
 #include "apps/column/report.h"
+#include "apps/column/shortcut.h"
+#include "apps/common/input.h"
 #include "apps/common/log_file.h"
 #include "apps/common/output.h"
 #include "apps/common/program.h"
 #include "apps/common/program_options.h"
+#include "apps/common/progress.h"
 #include "apps/report/index.h"
 
 namespace {
@@ -39,7 +43,7 @@ using apps::complain;
 using apps::kBadInput;
 using apps::kSolved;
 
-enum { kNotConverged = 3, kInexact = 4 };  // exit codes in addition to those of all programs
+enum { kNotConverged = 3, kInexact = 4, kDiffers = 5 };  // exit codes in addition to those of all programs
 
 constexpr char kFit[] = "fit";  // the subcommand
 
@@ -52,14 +56,20 @@ struct Options {
   column::StepMethod solver = column::StepMethod::ma48;
   bool dense = false;
   bool compare = false;
+  bool strict = false;   // published values must agree
+  bool quiet = false;    // also of fit
+  bool verbose = false;  // of fit
 };
 
 // The functions below append what is to be printed to `text`, which is printed once all files are written.
 // They return the exit code.
 
+/// Returns the name of the case in messages.
+std::string case_name(const Options& options) { return std::string(apps::input_name(options.case_path)); }
+
 /// Prints an error about the case. Returns `code`.
 int complain_of(const Options& options, int code, const std::string& what) {
-  return complain(code, options.case_path + ": " + what);
+  return complain(code, case_name(options) + ": " + what);
 }
 
 /// Appends the answer of the bubble-point method, beside that of the other case if there is one.
@@ -69,7 +79,7 @@ int show_bubble_point(const Options& options, const column::ColumnCase& c, const
   const column::Closure closed = column::closure(c, flows, solution.profile);
   text += column::report(c, flows, solution, closed);
   if (other)
-    text += column::report(c, solution, column::compare_with_other(c, options.case_path, solution, *other));
+    text += column::report(c, solution, column::compare_with_other(c, case_name(options), solution, *other));
   if (closed.worst() <= column::Closure::kLimit) return kSolved;
   return complain_of(
       options, kInexact,
@@ -82,7 +92,9 @@ int check_dense(const Options& options, const column::ColumnCase& c, const colum
                 const column::Solution& arrow, std::string& text) {
   if (arrow.outcome != column::Outcome::kOk)
     return complain_of(options, kNotConverged, "nothing to check by the dense matrix: " + arrow.complaint);
-  const column::Solution dense = column::solve(c, flows, column::Solver::kDense, options.acceleration);
+  const column::Solution dense = apps::in_phase("solving by the dense matrix", [&] {
+    return column::solve(c, flows, column::Solver::kDense, options.acceleration);
+  });
   if (dense.outcome != column::Outcome::kOk)
     return complain_of(options, kNotConverged, "dense run not converged: " + dense.complaint);
   const column::DenseCheck check{column::solver_difference(c, flows, arrow.profile.temperature),
@@ -122,7 +134,8 @@ int judge_newton(const Options& options, const column::ColumnCase& c, const colu
 int solve_by_newton(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
                     const column::Solution& bubble_point, column::Profile& answer, std::string& text) {
   const bool compared = bubble_point.outcome == column::Outcome::kOk;
-  const column::NewtonSolution newton = column::solve_newton(c, flows, options.solver);
+  const column::NewtonSolution newton =
+      apps::in_phase("solving by newton", [&] { return column::solve_newton(c, flows, options.solver); });
   if (newton.outcome != column::Outcome::kOk)
     return complain_of(options, kNotConverged,
                        "newton: not converged: " + newton.complaint +
@@ -139,7 +152,9 @@ int solve_by_newton(const Options& options, const column::ColumnCase& c, const c
 /// Converges the case without and with each acceleration, and appends the runs side by side.
 int compare(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
             DebugOut* log, std::string& text) {
-  const column::MethodComparison comparison = column::compare_methods(c, flows, options.acceleration, log);
+  const column::MethodComparison comparison = apps::in_phase("comparing accelerations", [&] {
+    return column::compare_methods(c, flows, options.acceleration, log);
+  });
   text += column::report(c, comparison);
   if (const auto* run = comparison.failed())
     return complain_of(options, kNotConverged,
@@ -149,6 +164,14 @@ int compare(const Options& options, const column::ColumnCase& c, const column::I
                        fmt::format("acceleration {} comes out {:.1e} {} away, more than {:g}", run->name,
                                    run->apart, c.model->scale().common_unit, comparison.limit));
   return kSolved;
+}
+
+/// Prints an error if published values differ from those of the bubble-point method.
+int judge_published(const Options& options, const column::ColumnCase& c, const column::Solution& solution) {
+  if (solution.outcome != column::Outcome::kOk) return kSolved;  // newton's answer stands alone
+  const apps::PublishedCount counted =
+      column::count(column::compare_with_published(c, solution, column::shortcut(c)));
+  return counted.differing == 0 ? kSolved : complain_of(options, kDiffers, counted.words());
 }
 
 void check_outputs(const Options& options, const column::ColumnCase& c) {
@@ -185,8 +208,9 @@ int solve_and_show(const Options& options, const column::ColumnCase& c,
                    const std::optional<column::ColumnCase>& other, DebugOut* log,
                    std::optional<report::Folder>& reports, std::string& text) {
   const column::InternalFlows flows = column::internal_flows(c);
-  const column::Solution solution =
-      column::solve(c, flows, column::Solver::kArrow, options.acceleration, log);
+  const column::Solution solution = apps::in_phase("solving by bubble points", [&] {
+    return column::solve(c, flows, column::Solver::kArrow, options.acceleration, log);
+  });
   const bool converged = solution.outcome == column::Outcome::kOk;
   if (!converged && !options.newton)
     return complain_of(options, kNotConverged, "not converged: " + solution.complaint);
@@ -201,6 +225,7 @@ int solve_and_show(const Options& options, const column::ColumnCase& c,
   if (reports) write_page(options, c, flows, solution, answer, *reports);
   if (options.dense) code = check_dense(options, c, flows, solution, text);
   if (code == kSolved && options.compare) code = compare(options, c, flows, log, text);
+  if (code == kSolved && options.strict) code = judge_published(options, c, solution);
   return code;
 }
 
@@ -210,9 +235,9 @@ int solve_case(const Options& options) {
   column::ColumnCase c = column::read_case(options.case_path, options.properties);
   check_outputs(options, c);
   if (options.tolerance) c.tolerance = *options.tolerance;
-  const std::optional<column::ColumnCase> other = column::read_other_case(c, options.case_path);
+  const std::optional<column::ColumnCase> other = column::read_other_case(c, case_name(options));
   std::optional<report::Folder> reports;
-  open_reports(reports, options, report::page_name("column-", options.case_path), "--csv", options.csv_path);
+  open_reports(reports, options, report::page_name("column-", case_name(options)), "--csv", options.csv_path);
   if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
@@ -221,7 +246,7 @@ int solve_case(const Options& options) {
   if (log) {
     if (const auto failure = log->keep()) return complain(code == kSolved ? kBadInput : code, *failure);
   }
-  if (apps::print_whole(text)) return code;
+  if (apps::ReportStream{options.quiet, options.csv_path}.print(text)) return code;
   return complain(code == kSolved ? kBadInput : code, apps::kNotPrinted);
 }
 
@@ -280,16 +305,25 @@ void check_acceleration_options(const CLI::App& app, const Options& options) {
 void declare_fit(CLI::App& app, Options& options) {
   CLI::App* const fit = app.add_subcommand(kFit, "Fits measured vapour pressures by the Antoine form.");
   const CLI::Validator named = apps::not_empty();
-  fit->add_option("tables", options.tables, "tables of components (CSV)")->required()->check(named);
-  fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
+  fit->add_option("tables", options.tables, "tables of components (CSV); - is standard input")
+      ->required()
       ->check(named);
   fit->add_option("--report", options.report_folder, "add a page with pictures to this folder")->check(named);
+  fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
+      ->check(named)
+      ->check(apps::no_stream());
+  CLI::Option* const verbose =
+      fit->add_flag("--verbose", options.verbose, "tell too what the formula of each component allows");
+  apps::add_quiet(*fit, options.quiet)->excludes(verbose);
 }
 
 void declare(CLI::App& app, Options& options) {
   const CLI::Validator named = apps::not_empty();
-  app.add_option("case", options.case_path, "case file (TOML)")->check(named);
-  app.add_option("--csv", options.csv_path, "write the profile to this file")->check(named);
+  app.add_option("case", options.case_path, "case file (TOML); - is standard input")->check(named);
+  app.add_option(
+         "--csv", options.csv_path,
+         "write the profile to this file; with - to standard output, and the report to the error stream")
+      ->check(named);
   app.add_option("--report", options.report_folder,
                  "add a page with pictures, of all methods, to this folder")
       ->check(named);
@@ -298,11 +332,14 @@ void declare(CLI::App& app, Options& options) {
       ->check(apps::between(column::kSmallestTolerance, column::kLargestTolerance, " degree"));
   app.add_option("--properties", options.properties,
                  "take the measured tables of all components from this property file")
-      ->check(named);
+      ->check(named)
+      ->check(apps::no_stream());
   add_newton_options(app, options);
   app.add_flag("--dense", options.dense,
                "solve through the dense matrix too, and print the largest difference");
   add_acceleration_options(app, options);
+  app.add_flag("--strict", options.strict, "end with code 5 if a published value of the case differs");
+  apps::add_quiet(app, options.quiet);
   declare_fit(app, options);
 }
 
@@ -319,6 +356,7 @@ void check_command(const CLI::App& app) {
 int fit_tables(const Options& options) {
   for (const std::string& table : options.tables)
     apps::check_output("--properties", options.properties, table);
+  if (!options.properties.empty()) apps::check_writable(options.properties);
   std::optional<report::Folder> reports;
   open_reports(reports, options, column::fit_page_name(options.tables), "--properties", options.properties);
   const auto begin = std::chrono::steady_clock::now();
@@ -328,12 +366,15 @@ int fit_tables(const Options& options) {
   if (!options.properties.empty()) stored = column::store_and_recall(options.properties, tables);
   if (reports) reports->add(column::fit_page(tables), column::fit_entry(tables, time.count()));
   std::string text;
-  for (const auto& table : tables) text += (text.empty() ? "" : "\n") + column::fit_report(*table);
-  return apps::print_whole(text + stored) ? kSolved : complain(kBadInput, apps::kNotPrinted);
+  for (const auto& table : tables)
+    text += (text.empty() ? "" : "\n") + column::fit_report(*table, options.verbose);
+  return apps::ReportStream{options.quiet, ""}.print(text + stored) ? kSolved
+                                                                    : complain(kBadInput, apps::kNotPrinted);
 }
 
 void check(const CLI::App& app, const Options& options) {
   check_command(app);
+  apps::check_inputs(options.tables);
   check_newton_options(app, options);
   check_acceleration_options(app, options);
   if (!options.log_name.empty())
@@ -346,18 +387,20 @@ const std::string& file(const Options& options) { return options.case_path; }
 int run(const CLI::App& app, const Options& options) {
   const column::MemoryWatch memory;
   const int code = app.got_subcommand(kFit) ? fit_tables(options) : solve_case(options);
-  return code == kSolved && memory.refused() ? complain(kBadInput, options.case_path, apps::kMemoryRefused)
-                                             : code;
+  return code == kSolved && memory.refused()
+             ? complain(kBadInput, apps::input_name(options.case_path), apps::kMemoryRefused)
+             : code;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const apps::Program<Options> program{
+      "corvidnum-column",
       "Solves a staged distillation column by the bubble-point method with constant molar overflow, and by\n"
       "Newton's method on the whole column at once if asked to.",
       "Exit codes: 0 solved, 1 a file cannot be used, 2 bad options, 3 not converged, 4 balances or\n"
-      "methods do not agree as closely as they should.",
+      "methods do not agree as closely as they should, 5 with --strict, published values differ.",
       declare,
       check,
       run,

@@ -8,6 +8,8 @@
 #include <cmath>
 #include <utility>
 
+#include "apps/common/number.h"
+
 namespace column {
 namespace {
 
@@ -62,11 +64,17 @@ std::optional<double> own_figure(const ColumnCase& c, const Solution& s,
   return std::nullopt;
 }
 
+double as_printed(const std::string& figure) {
+  double value = std::nan("");
+  apps::read_number(figure, value);
+  return value;
+}
+
 Comparison compare(std::string what, const Published& p, double own) {
   Comparison row{std::move(what), fmt::format("{:.{}f}", p.value, p.decimals),
                  fmt::format("{:.{}f}", own, p.decimals), 0};
-  const double printed_apart = std::fabs(std::stod(row.published) - std::stod(row.own));
-  row.units_apart = std::round(printed_apart * std::pow(10.0, p.decimals));
+  row.units_apart =
+      std::round(std::fabs(as_printed(row.published) - as_printed(row.own)) * std::pow(10.0, p.decimals));
   return row;
 }
 
@@ -80,6 +88,12 @@ std::vector<Comparison> compare_with_published(const ColumnCase& c, const Soluti
     if (own) rows.push_back(compare(label(c, p), p, *own));
   }
   return rows;
+}
+
+apps::PublishedCount count(const std::vector<Comparison>& rows) {
+  apps::PublishedCount counted;
+  for (const Comparison& row : rows) counted.add(row.differs());
+  return counted;
 }
 
 }  // namespace column

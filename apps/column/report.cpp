@@ -18,6 +18,7 @@ double largest(const std::vector<double>& values) { return *std::max_element(val
 void add_heading(Page& page, const ColumnCase& c, const Solution& s) {
   page.add("{}\n", c.title);
   if (!c.source.empty()) page.add("{}\n", c.source);
+  page.add("{}", apps::rate_unit_line(c.rate_unit));
   page.add("\nconverged in {} passes, {:.2f} ms; last change {:.1e} {} (tolerance {:g})\n", s.passes(),
            1e3 * s.seconds, s.changes.back(), c.model->scale().unit, c.tolerance);
   if (s.accelerated)
@@ -85,8 +86,8 @@ void add_shortcut(Page& page, const ShortcutResult& limits) {
 }
 
 const char* verdict(const Comparison& row) {
-  if (row.units_apart == 0) return "agrees";
-  return row.units_apart == 1 ? "1 in the last digit" : "DIFFERS";
+  if (row.differs()) return "DIFFERS";
+  return row.units_apart == 0 ? "agrees" : "1 in the last digit";
 }
 
 void add_comparison(Page& page, const std::vector<Comparison>& rows) {
@@ -94,6 +95,7 @@ void add_comparison(Page& page, const std::vector<Comparison>& rows) {
   page.add("\n{:<34} {:>12} {:>12}\n", "against the source", "published", "here");
   for (const Comparison& row : rows)
     page.add("{:<34} {:>12} {:>12}  {}\n", row.what, row.published, row.own, verdict(row));
+  page.add("{}\n", count(rows).words());
 }
 
 std::string difference(const MethodComparison& comparison, const MethodComparison::Run& run) {
@@ -105,8 +107,7 @@ std::string difference(const MethodComparison& comparison, const MethodCompariso
 
 std::string report(const ColumnCase& c, const InternalFlows& flows, const Solution& solution,
                    const Closure& closed) {
-  std::optional<ShortcutResult> limits;
-  if (c.shortcut) limits = shortcut(*c.shortcut, total_feed(c), c.feeds.front().liquid_fraction);
+  const std::optional<ShortcutResult> limits = shortcut(c);
   Page page;
   add_heading(page, c, solution);
   add_stages(page, c, flows, solution.profile);

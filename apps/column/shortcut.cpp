@@ -73,4 +73,9 @@ std::optional<ShortcutResult> shortcut(const ShortcutTask& task, const std::vect
   return ShortcutResult{fenske_stages(task, feed), underwood_reflux(task, feed, theta), theta};
 }
 
+std::optional<ShortcutResult> shortcut(const ColumnCase& c) {
+  if (!c.shortcut) return std::nullopt;
+  return shortcut(*c.shortcut, total_feed(c), c.feeds.front().liquid_fraction);
+}
+
 }  // namespace column

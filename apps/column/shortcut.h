@@ -24,6 +24,9 @@ struct ShortcutResult {
 std::optional<ShortcutResult> shortcut(const ShortcutTask& task, const std::vector<double>& feed,
                                        double liquid_fraction);
 
+/// Computes the short-cut figures of a case; returns nothing if it does not ask for them.
+std::optional<ShortcutResult> shortcut(const ColumnCase& c);
+
 /// Returns the minimum reflux ratio that follows from a value of the Underwood root. @param feed [component]
 double underwood_reflux(const ShortcutTask& task, const std::vector<double>& feed, double root);
 

@@ -11,16 +11,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <map>
 #include <optional>
-#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "apps/column/formula.h"
 #include "apps/column/memory_watch.h"
+#include "apps/common/input.h"
+#include "apps/common/number.h"
 #include "apps/common/output.h"
 #include "apps/common/toml_reader.h"
 #include "tables/interpolator.h"
@@ -97,8 +97,7 @@ std::vector<Line> lines_of(const std::string& text) {
 
 double number_of(const std::string& field, int line) {
   double value = 0;
-  const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value);
-  if (error != std::errc() || end != field.data() + field.size() || !std::isfinite(value))
+  if (apps::read_number(field, value) != apps::NumberFault::kNone)
     throw CaseError(line, fmt::format("\"{}\" is not a number", field));
   return value;
 }
@@ -210,7 +209,7 @@ class TableReader {
     info_.name = component.fields[1];
     if (apps::has_control_characters(info_.name))
       throw CaseError(component.number, "the name of a component must be one line of plain characters");
-    read_formula(required("formula", line.number));
+    if (header_.count("formula") != 0) read_formula(required("formula", line.number));
     const Line& units = required("units", line.number);
     temperature_ = unit(units, 1, kTemperatureUnits);
     mmhg_ = unit(units, 2, kMmHgPer);
@@ -317,7 +316,7 @@ std::shared_ptr<VapourPressureTable> parse_table_csv(const std::string& text, co
 }
 
 std::shared_ptr<VapourPressureTable> read_table_csv(const std::string& path) {
-  return parse_table_csv(apps::read_case_text(path), path);
+  return parse_table_csv(apps::read_input(path), std::string(apps::input_name(path)));
 }
 
 }  // namespace column

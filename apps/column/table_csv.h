@@ -3,8 +3,8 @@
 // Reads vapour pressures of a component from comma-separated text:
 //
 //   component,benzene
-//   formula,C6H6
-//   source,"D. R. Stull, ..."           may be left out, as may the next three
+//   formula,C6H6                        may be left out, as may the next four; if given, it is checked
+//   source,"D. R. Stull, ..."
 //   antoine,6.90565,1211.033,220.790    published constants, to compare with: degrees C, mmHg
 //   line,8.75201,2035.33                published log10 p = a - b/T through all points: K, mmHg
 //   limits,5.5,                         temperatures between which points count, in the unit below; either

@@ -11,6 +11,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "apps/common/input.h"
+
 namespace apps {
 namespace {
 
@@ -30,6 +32,10 @@ std::optional<std::string> write_to(const std::string& path, const std::string& 
   file.close();
   if (file) return std::nullopt;
   return errno != 0 ? system_error() : "cannot be written";
+}
+
+bool print_on(std::FILE* stream, const std::string& text) {
+  return std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
 }
 
 /// Has the system bring a file, or the names in a folder, to the disk.
@@ -54,8 +60,10 @@ int complain(int code, std::string_view file, std::string_view message) noexcept
   return code;
 }
 
-bool print_whole(const std::string& text) {
-  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+bool print_whole(const std::string& text) { return print_on(stdout, text); }
+
+bool ReportStream::print(const std::string& text) const {
+  return quiet || print_on(is_standard_stream(output) ? stderr : stdout, text);
 }
 
 std::string csv_field(const std::string& field) {
@@ -125,10 +133,15 @@ std::optional<std::string> write_whole_file(const std::string& path, const std::
 }
 
 void check_writable(const std::string& path) {
+  if (is_standard_stream(path)) return;
   if (const auto obstacle = obstacle_to_writing(path)) throw std::runtime_error(path + ": " + *obstacle);
 }
 
 void write_file(const std::string& path, const std::string& text) {
+  if (is_standard_stream(path)) {
+    if (!print_whole(text)) throw std::runtime_error(kNotPrinted);
+    return;
+  }
   if (const auto failure = write_whole_file(path, text)) throw std::runtime_error(path + ": " + *failure);
 }
 

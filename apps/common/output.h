@@ -55,10 +55,22 @@ std::optional<std::string> obstacle_to_writing(const std::string& path);
 /// directly.
 std::optional<std::string> write_whole_file(const std::string& path, const std::string& text);
 
-// The same with exceptions: std::runtime_error, "path: what went wrong".
+// The same with exceptions: std::runtime_error, "path: what went wrong". The path may be "-" for standard
+// output, which is not tried before.
 
 void check_writable(const std::string& path);
 void write_file(const std::string& path, const std::string& text);
+
+/// Tells where the report of a run goes: nowhere if nobody wants it, and to the error stream if standard
+/// output is taken by a result.
+struct ReportStream {
+  bool quiet = false;
+  std::string output;  // of the result, "-" for standard output; empty if there is none
+
+  /// Prints all of a report and flushes it.
+  /// @return false if the stream cannot be written
+  bool print(const std::string& text) const;
+};
 
 /// A new file that is written beside the target of `path`, which is found through symbolic links, and then
 /// renamed over it.

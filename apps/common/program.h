@@ -8,7 +8,9 @@
 #include <new>
 #include <string>
 
+#include "apps/common/input.h"
 #include "apps/common/output.h"
+#include "corvidnum_version.h"
 
 namespace apps {
 
@@ -21,6 +23,7 @@ enum ExitCode {
 
 template <class Options>
 struct Program {
+  const char* name;
   const char* description;
   const char* footer;                                // of the help
   void (*declare)(CLI::App& app, Options& options);  // adds the options to the parser
@@ -36,8 +39,10 @@ struct Program {
 template <class Options>
 int run_program(const Program<Options>& program, int argc, char** argv) {
   try {
-    CLI::App app{program.description};
+    CLI::App app{program.description, program.name};
     app.footer(program.footer);
+    app.set_version_flag("--version", fmt::format("{} {}", program.name, corvidnum_version()),
+                         "print name and version, and exit");
     Options options;
     program.declare(app, options);
     try {
@@ -47,7 +52,7 @@ int run_program(const Program<Options>& program, int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
       return app.exit(error) == 0 ? kSolved : kBadUsage;
     } catch (const std::bad_alloc&) {
-      return complain(kBadInput, program.file(options), kMemoryRefused);
+      return complain(kBadInput, input_name(program.file(options)), kMemoryRefused);
     }
   } catch (const std::bad_alloc&) {
     return complain(kBadInput, kMemoryRefused);

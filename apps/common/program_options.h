@@ -5,9 +5,16 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string>
+#include <vector>
+
+#include "apps/common/input.h"
+#include "apps/common/number.h"
+#include "apps/common/output.h"
+#include "apps/common/progress.h"
 
 namespace apps {
 
@@ -17,13 +24,23 @@ inline CLI::Validator not_empty() {
       [](const std::string& name) { return name.empty() ? "the name is empty" : std::string(); }, "");
 }
 
+/// Refuses "-" for a file that is read or written at its name only.
+inline CLI::Validator no_stream() {
+  return CLI::Validator(
+      [](const std::string& name) {
+        return is_standard_stream(name) ? "must be a file, not -" : std::string();
+      },
+      "");
+}
+
 /// Accepts numbers from `lowest` to `highest`, both included, and no NaN.
 /// @param unit  follows the bounds in the message
 inline CLI::Validator between(double lowest, double highest, const char* unit = "") {
   // Seven digits, so that no bound comes out as 1e+06.
   const auto check = [=](const std::string& text) {
     double value = 0;
-    const bool is_within = CLI::detail::lexical_cast(text, value) && value >= lowest && value <= highest;
+    const bool is_within =
+        read_number(text, value) == NumberFault::kNone && value >= lowest && value <= highest;
     return is_within
                ? std::string()
                : fmt::format("must lie between {:.7g} and {:.7g}{}, not {}", lowest, highest, unit, text);
@@ -40,11 +57,31 @@ CLI::Option* add_choice(CLI::App& app, const std::string& option, Target& target
   return app.add_option_function<std::string>(option, choose, help)->check(CLI::IsMember(choices));
 }
 
+/// Adds the option that leaves out the report, and whatever tells how far the run is.
+inline CLI::Option* add_quiet(CLI::App& app, bool& quiet) {
+  return app
+      .add_flag_callback("--quiet",
+                         [&quiet] {
+                           quiet = true;
+                           Phase::keep_quiet();
+                         })
+      ->description("print no report: nothing but errors, and what is written to -");
+}
+
+/// Checks that standard input is read once at most.
+/// @param inputs  of the program; some may be empty
+/// @throws CLI::ValidationError
+inline void check_inputs(const std::vector<std::string>& inputs) {
+  if (std::count_if(inputs.begin(), inputs.end(), is_standard_stream) > 1)
+    throw CLI::ValidationError("-", "standard input can be read only once");
+}
+
 /// Checks that an output does not replace a file that is read.
 /// @param option  that names the output
 /// @throws CLI::ValidationError
 inline void check_output(const std::string& option, const std::string& output, const std::string& input) {
   std::error_code none;  // a file that is not there is not the same
+  if (is_standard_stream(output) || is_standard_stream(input)) return;
   if (std::filesystem::is_regular_file(output, none) && std::filesystem::equivalent(output, input, none))
     throw CLI::ValidationError(option, output + " would be replaced, and is read");
 }

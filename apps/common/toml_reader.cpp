@@ -4,10 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <fstream>
 #include <sstream>
 
 #include "apps/common/output.h"
@@ -39,17 +36,6 @@ std::string one_line(std::string text) {
 
 BadCase complaint(const std::string& name, long line, std::string what) {
   return BadCase(fmt::format("{}:{}: {}", name, line, one_line(std::move(what))));
-}
-
-std::string read_case_text(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string text;
-  char block[4096];
-  while (file.read(block, sizeof block), file.gcount() > 0)
-    text.append(block, static_cast<std::size_t>(file.gcount()));
-  // A missing file does not open; a directory does, but reading it fails.
-  if (!file.is_open() || file.bad()) throw BadCase(fmt::format("{}: {}", path, std::strerror(errno)));
-  return text;
 }
 
 TomlTable::TomlTable(const toml::table& table, std::string name,

@@ -27,9 +27,6 @@ struct BadCase : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Returns all of a file. Throws BadCase.
-std::string read_case_text(const std::string& path);
-
 /// Parses the text of a case file and returns what `read` makes of it.
 /// @param read  Case(const toml::table&); throws CaseError, or BadCase about another file that the case names
 /// @param name  of the file, for messages

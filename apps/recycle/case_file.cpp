@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "apps/common/depriester.h"
+#include "apps/common/input.h"
 #include "apps/recycle/convergence.h"
 #include "apps/recycle/k_values.h"
 
@@ -17,7 +18,8 @@ using apps::CaseError;
 using apps::TomlTable;
 
 constexpr std::size_t kMostUnits = 1000;
-constexpr double kSumError = 1e-9;  // largest error of a sum of fractions
+constexpr double kSumError = 1e-9;   // largest error of a sum of fractions
+constexpr double kAgreement = 1e-6;  // of published rates if the case does not state it, as part of the feed
 constexpr double kSmallestK = 1e-30, kLargestK = 1e30;
 
 const std::vector<std::string> kUnitKinds{"mixer", "flash", "component-splitter",
@@ -43,11 +45,13 @@ class CaseReader {
  public:
   explicit CaseReader(const toml::table& file)
       : root_(file, "the case",
-              {"title", "source", "k_values", "component", "feed", "unit", "start", "solver", "published"}) {}
+              {"title", "source", "rate_unit", "k_values", "component", "feed", "unit", "start", "solver",
+               "published"}) {}
 
   RecycleCase read() {
     case_.title = root_.line_of_text("title");
     case_.source = root_.text_or("source", "");
+    if (root_.has("rate_unit")) case_.rate_unit = root_.line_of_text("rate_unit");
     if (root_.has("k_values"))
       model_.correlation = static_cast<Correlation>(root_.choice("k_values", kCorrelations));
     read_components();
@@ -55,8 +59,10 @@ class CaseReader {
     read_units();
     check_streams();
     read_solver();
-    read_known_rates("start", &Stream::start);
-    read_known_rates("published", &Stream::published);
+    for (const toml::table* table : root_.tables("start"))
+      read_known_rates({*table, "[[start]]", {"stream", "rates"}}, &Stream::start);
+    for (const toml::table* table : root_.tables("published"))
+      read_published({*table, "[[published]]", {"stream", "rates", "within"}});
     return std::move(case_);
   }
 
@@ -135,18 +141,20 @@ class CaseReader {
       throw CaseError(root_.line("feed"), "the feeds together must bring a finite amount above 0");
   }
 
-  /// Reads the rates that the tables named `key` give for streams: guesses, or published answers.
-  void read_known_rates(const char* key, Rates Stream::*where) {
-    const std::string called = fmt::format("[[{}]]", key);
-    for (const toml::table* table : root_.tables(key)) {
-      const TomlTable t(*table, called, {"stream", "rates"});
-      const std::string name = t.text("stream");
-      const auto s = sheet().stream(name);
-      if (!s) t.complain("stream", fmt::format("names no stream of the case: \"{}\"", name));
-      Stream& stream = sheet().streams[static_cast<std::size_t>(*s)];
-      if (!(stream.*where).empty()) t.complain("stream", fmt::format("repeats \"{}\"", name));
-      stream.*where = rates(t);
-    }
+  /// Reads the rates that a table gives for a stream: a guess, or a published answer.
+  Stream& read_known_rates(const TomlTable& t, Rates Stream::*where) {
+    const std::string name = t.text("stream");
+    const auto s = sheet().stream(name);
+    if (!s) t.complain("stream", fmt::format("names no stream of the case: \"{}\"", name));
+    Stream& stream = sheet().streams[static_cast<std::size_t>(*s)];
+    if (!(stream.*where).empty()) t.complain("stream", fmt::format("repeats \"{}\"", name));
+    stream.*where = rates(t);
+    return stream;
+  }
+
+  void read_published(const TomlTable& t) {
+    Stream& stream = read_known_rates(t, &Stream::published);
+    stream.within = t.has("within") ? t.number_from("within", 0) : kAgreement * sheet().total_feed();
   }
 
   // ---- Units.
@@ -316,6 +324,8 @@ RecycleCase parse_case(const std::string& text, const std::string& name) {
   return apps::parse_case_text<RecycleCase>(text, name, case_of);
 }
 
-RecycleCase read_case(const std::string& path) { return parse_case(apps::read_case_text(path), path); }
+RecycleCase read_case(const std::string& path) {
+  return parse_case(apps::read_input(path), std::string(apps::input_name(path)));
+}
 
 }  // namespace recycle

@@ -11,6 +11,7 @@ namespace recycle {
 /// Holds a flowsheet as its case file describes it, and how to converge it.
 struct RecycleCase {
   std::string title, source;
+  std::string rate_unit;  // of all rates, for reports; empty if the case does not state it
   Flowsheet flowsheet;
   std::vector<std::string> tears;  // names of the streams to tear; empty: find the smallest tear set
   double tolerance = 0;  // on the largest change of a torn rate in a pass, relative to the total feed

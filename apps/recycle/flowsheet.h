@@ -21,9 +21,10 @@ struct Stream {
   std::string name;
   int from = kOutside, to = kOutside;  // units
   bool is_feed = false;
-  Rates rates;      // of a feed, else empty
-  Rates start;      // guess of the case, used if the stream is torn; may be empty
-  Rates published;  // rates that the source of the case gives; may be empty
+  Rates rates;        // of a feed, else empty
+  Rates start;        // guess of the case, used if the stream is torn; may be empty
+  Rates published;    // rates that the source of the case gives; may be empty
+  double within = 0;  // largest difference from a published rate that counts as agreement
 };
 
 /// Holds the components, streams and units of a case.

@@ -10,10 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "apps/common/input.h"
 #include "apps/common/log_file.h"
 #include "apps/common/output.h"
 #include "apps/common/program.h"
 #include "apps/common/program_options.h"
+#include "apps/common/progress.h"
 #include "apps/recycle/case_file.h"
 #include "apps/recycle/case_page.h"
 #include "apps/recycle/convergence.h"
@@ -28,7 +30,7 @@ using apps::between;
 using apps::kBadInput;
 using apps::kSolved;
 
-enum { kNotConverged = 3, kInexact = 4 };  // exit codes in addition to those of all programs
+enum { kNotConverged = 3, kInexact = 4, kDiffers = 5 };  // exit codes in addition to those of all programs
 
 struct Options {
   std::string case_path, csv_path, log_name, report_folder;
@@ -36,7 +38,7 @@ struct Options {
   std::optional<double> tolerance;
   std::optional<int> max_passes;
   std::vector<std::string> tears;
-  bool compare = false, verbose = false;
+  bool compare = false, verbose = false, quiet = false, strict = false;
 };
 
 bool accelerates(const Options& options) {
@@ -62,10 +64,14 @@ void run_all(Job& job, const Options& options, DebugOut* log) {
   if (options.compare) methods = {Method::None, Method::Dominant, Method::Multiple, Method::Automatic};
   for (const Method method : methods) {
     settings.acceleration.method = method;
-    job.runs.push_back(recycle::converge(job.c.flowsheet, job.plan, settings));
+    job.runs.push_back(apps::in_phase(
+        recycle::name_of(method), [&] { return recycle::converge(job.c.flowsheet, job.plan, settings); }));
   }
   job.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  if (options.compare) job.reference = recycle::find_reference(job.c.flowsheet, job.plan, settings, job.runs);
+  if (!options.compare) return;
+  job.reference = apps::in_phase("converging further, to compare with", [&] {
+    return recycle::find_reference(job.c.flowsheet, job.plan, settings, job.runs);
+  });
 }
 
 std::string output(const Job& job, const Options& options) {
@@ -78,10 +84,11 @@ std::string output(const Job& job, const Options& options) {
 }
 
 /// Prints an error about the first run that did not converge or, if all did, about the first whose balances
-/// do not close. Returns the exit code.
+/// do not close or, if asked for, that differs from published rates. Returns the exit code.
 int judge(const Job& job, const Options& options) {
   const auto complain_of = [&](int code, const recycle::RunResult& run, const std::string& what) {
-    return complain(code, fmt::format("{}: {}: {}", options.case_path, recycle::name_of(run.method), what));
+    return complain(code, fmt::format("{}: {}: {}", apps::input_name(options.case_path),
+                                      recycle::name_of(run.method), what));
   };
   for (const recycle::RunResult& run : job.runs)
     if (!run.converged) return complain_of(kNotConverged, run, "not converged: " + run.complaint);
@@ -95,13 +102,18 @@ int judge(const Job& job, const Options& options) {
                     "of the feed in {}; the tolerance promises {:.1e}",
                     apart.worst, job.c.flowsheet.components[apart.component], promised));
   }
+  for (const recycle::RunResult& run : job.runs) {
+    const apps::PublishedCount counted = recycle::count_published(job.c.flowsheet, run);
+    if (options.strict && counted.differing > 0) return complain_of(kDiffers, run, counted.words());
+  }
   return kSolved;
 }
 
 /// Tries the folder of reports, if one is asked for. Another output must not replace what is written there.
 void open_reports(std::optional<report::Folder>& reports, const Options& options) {
   if (options.report_folder.empty()) return;
-  reports.emplace(options.report_folder, report::page_name("recycle-", options.case_path));
+  reports.emplace(options.report_folder,
+                  report::page_name("recycle-", std::string(apps::input_name(options.case_path))));
   for (const std::string& path : reports->outputs())
     apps::check_outputs_differ("--csv", options.csv_path, "--report", path);
 }
@@ -126,7 +138,8 @@ int converge(const Options& options) {
     const recycle::CaseResults results{job.c, job.plan, job.runs, job.reference, job.seconds};
     reports->add(page_of(results), entry_of(results));
   }
-  if (!apps::print_whole(output(job, options))) return complain(kBadInput, apps::kNotPrinted);
+  if (!apps::ReportStream{options.quiet, options.csv_path}.print(output(job, options)))
+    return complain(kBadInput, apps::kNotPrinted);
   return judge(job, options);
 }
 
@@ -146,7 +159,9 @@ void declare(CLI::App& app, Options& options) {
                                               {"dominant", Method::Dominant},
                                               {"multiple", Method::Multiple},
                                               {"automatic", Method::Automatic}};
-  app.add_option("case", options.case_path, "case file (TOML)")->required();
+  app.add_option("case", options.case_path, "case file (TOML); - is standard input")
+      ->required()
+      ->check(apps::not_empty());
   apps::add_choice(
       app, "--method", options.acceleration.method, methods,
       "direct, or accelerated by dominant or multiple eigenvalues, or by as many as pay (automatic, the "
@@ -163,8 +178,13 @@ void declare(CLI::App& app, Options& options) {
       ->check(between(1, recycle::kMostPasses));
   app.add_option("--tear", options.tears, "streams to tear, for those of the case")->expected(1, -1);
   app.add_flag("--compare", options.compare, "run all four methods and print them side by side");
-  app.add_flag("--verbose", options.verbose, "print a line a pass");
-  app.add_option("--csv", options.csv_path, "write the convergence history to this file")
+  CLI::Option* const verbose = app.add_flag("--verbose", options.verbose, "print a line a pass");
+  app.add_flag("--strict", options.strict, "end with code 5 if a published rate of the case differs");
+  apps::add_quiet(app, options.quiet)->excludes(verbose);
+  app.add_option(
+         "--csv", options.csv_path,
+         "write the convergence history to this file; with - to standard output, and the report to the "
+         "error stream")
       ->check(apps::not_empty());
   app.add_option("--report", options.report_folder,
                  "write a page with the flowsheet, plots and tables into this folder, and its line into "
@@ -188,8 +208,11 @@ void check(const CLI::App&, const Options& options) {
 
 int main(int argc, char** argv) {
   const apps::Program<Options> program{
+      "corvidnum-recycle",
       "Converges a flowsheet with recycles by direct or accelerated substitution.",
-      "",
+      "Exit codes: 0 converged, 1 a file cannot be used, 2 bad options, 3 not converged, 4 feeds and "
+      "products\n"
+      "differ by more than the tolerance promises, 5 with --strict, published rates differ.",
       declare,
       check,
       run,

@@ -44,13 +44,24 @@ std::string eigenvalue_text(const RunResult& run) { return radius_text(run.eigen
 struct Column {
   std::string heading;
   const Rates* rates;
+  const Stream* published_of = nullptr;  // the stream whose published rates these are
+  const Rates* own = nullptr;            // its own rates, beside them
 };
 using Columns = std::vector<Column>;
 
 Columns columns_of(const Stream& stream, const Rates& rates) {
   Columns columns{{stream.name, &rates}};
-  if (!stream.published.empty()) columns.push_back({"published", &stream.published});
+  if (!stream.published.empty()) columns.push_back({"published", &stream.published, &stream, &rates});
   return columns;
+}
+
+bool differs(const Stream& stream, const Rates& own, std::size_t component) {
+  return !(std::fabs(own[component] - stream.published[component]) <= stream.within);
+}
+
+/// Returns what stands in front of a rate: the mark of a published one that differs, or a blank.
+char mark(const Column& c, std::size_t component) {
+  return c.published_of && differs(*c.published_of, *c.own, component) ? '*' : ' ';
 }
 
 /// Returns a rate with four decimals; one that rounds to zero has no sign.
@@ -65,7 +76,7 @@ void add_table(Page& page, const Flowsheet& flowsheet, const Columns& columns) {
   page.add("\n");
   for (std::size_t i = 0; i < flowsheet.components.size(); ++i) {
     page.add("{:<12}", flowsheet.components[i]);
-    for (const Column& c : columns) page.add(" {:>13}", rate_text((*c.rates)[i]));
+    for (const Column& c : columns) page.add("{}{:>13}", mark(c, i), rate_text((*c.rates)[i]));
     page.add("\n");
   }
   page.add("{:<12}", "total");
@@ -95,7 +106,23 @@ void add_published(Page& page, const Flowsheet& flowsheet, const RunResult& run)
   for (std::size_t s = 0; s < run.streams.size(); ++s) {
     const Stream& stream = flowsheet.streams[s];
     if (stream.published.empty()) continue;
-    page.add("{}  {:<12} {:.1e}\n", title, stream.name, distance_from_published(stream, run.streams[s]));
+    const double apart = distance_from_published(stream, run.streams[s]);
+    page.add("{}  {:<12} {:.1e}{}\n", title, stream.name, apart,
+             apart <= stream.within ? "" : fmt::format(", more than {:.1e}", stream.within));
+    title = "";
+  }
+  const apps::PublishedCount counted = count_published(flowsheet, run);
+  if (counted.all > 0)
+    page.add("  {}{}\n", counted.words(), counted.differing > 0 ? "; a * stands before each" : "");
+}
+
+/// Lists how much of its feed each flash makes vapour.
+void add_vapour_fractions(Page& page, const Flowsheet& flowsheet, const RunResult& run) {
+  const char* title = "\nvapour fraction of each flash, molar\n";
+  for (const Unit& unit : flowsheet.units) {
+    if (unit.kind != UnitKind::kFlash) continue;
+    const auto fraction = vapour_fraction(unit, run.streams);
+    page.add("{}  {:<12} {}\n", title, unit.name, fraction ? fmt::format("{:.6f}", *fraction) : "no feed");
     title = "";
   }
 }
@@ -115,6 +142,7 @@ std::string heading(const RecycleCase& c, const Plan& plan) {
   Page page;
   page.add("{}\n", c.title);
   if (!c.source.empty()) page.add("{}\n", c.source);
+  page.add("{}", apps::rate_unit_line(c.rate_unit));
   page.add("\nunits in order: {}\n",
            joined(plan.order, ", ", [&](std::size_t u) { return sheet.units[u].name; }));
   if (plan.tears.empty()) {
@@ -147,6 +175,7 @@ std::string report(const RecycleCase& c, const RunResult& run) {
              run.counts.steps_taken_back, returns_text(run));
   page.add("estimated dominant eigenvalue of a pass: {}\n", eigenvalue_text(run));
   add_streams(page, c.flowsheet, run);
+  add_vapour_fractions(page, c.flowsheet, run);
   add_published(page, c.flowsheet, run);
   const Imbalance apart = overall_imbalance(c.flowsheet, run.streams);
   page.add(
@@ -186,6 +215,14 @@ std::string history_csv(const std::vector<RunResult>& runs) {
       page.add("{},{},{},{}\n", name_of(run.method), pass.pass, pass.change,
                apps::csv_field(step_text(pass)));
   return page.take();
+}
+
+apps::PublishedCount count_published(const Flowsheet& flowsheet, const RunResult& run) {
+  apps::PublishedCount counted;
+  for (std::size_t s = 0; s < run.streams.size(); ++s)
+    for (std::size_t i = 0; i < flowsheet.streams[s].published.size(); ++i)
+      counted.add(differs(flowsheet.streams[s], run.streams[s], i));
+  return counted;
 }
 
 double distance_from_published(const Stream& stream, const Rates& rates) {

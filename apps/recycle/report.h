@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/common/published_count.h"
 #include "apps/recycle/case_file.h"
 #include "apps/recycle/convergence.h"
 
@@ -28,6 +29,9 @@ std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs,
 /// Returns the passes of all runs as comma-separated text: a heading, then one line for each
 /// pass, with all digits.
 std::string history_csv(const std::vector<RunResult>& runs);
+
+/// Counts the published rates of all streams, and those that a converged run differs from.
+apps::PublishedCount count_published(const Flowsheet& flowsheet, const RunResult& run);
 
 /// Returns the largest absolute difference of a component rate from the published one, which must exist.
 double distance_from_published(const Stream& stream, const Rates& rates);

@@ -4,6 +4,7 @@
 #include "apps/recycle/units.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace recycle {
 namespace {
@@ -55,6 +56,16 @@ std::vector<Rates> outflow(const Unit& unit, const std::vector<Rates>& inflow) {
       return split_stream(inflow.front(), unit.shares);
   }
   return {};
+}
+
+std::optional<double> vapour_fraction(const Unit& flash, const std::vector<Rates>& streams) {
+  const auto total = [&](int outlet) {
+    const Rates& rates = streams[static_cast<std::size_t>(flash.outlets[static_cast<std::size_t>(outlet)])];
+    return std::accumulate(rates.begin(), rates.end(), 0.0);
+  };
+  const double vapour = total(0), both = vapour + total(1);
+  if (!(both > 0)) return std::nullopt;
+  return vapour / both;
 }
 
 }  // namespace recycle

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,10 @@ struct Unit {
                                // of a stream splitter: [outlet] fraction of the stream
   int line = 0;                // line of the case file that it begins in
 };
+
+/// Returns the part of what leaves a flash that is vapour, by amount; nothing if nothing leaves it.
+/// @param streams  [stream] rates of the whole flowsheet
+std::optional<double> vapour_fraction(const Unit& flash, const std::vector<Rates>& streams);
 
 /// Computes the rates of each outlet of a unit. If no inflow is negative, no outflow is. The outlets together
 /// carry the inflow of each component, to rounding.

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-#include "apps/solve/progress.h"
+#include "apps/common/progress.h"
 #include "apps/solve/singularity.h"
 
 namespace solve {
@@ -27,18 +27,18 @@ SparseStatus refactorise(SparseSolver& solver, const System& system, Attempt& a)
   constexpr double kNoDigitIsSure = 1 / std::numeric_limits<double>::epsilon();
   SparseStatus status;
   {
-    const Phase phase("refactorising", a.refactorise_time);
+    const apps::Phase phase("refactorising", a.refactorise_time);
     status = solver.Refactorise(system.values.data());
   }
   if (status != SparseStatus::Factorised) return status;
-  const Phase phase("checking", a.check_time);
+  const apps::Phase phase("checking", a.check_time);
   status = solver.ConditionEstimate(nullptr, &a.condition);
   if (status != SparseStatus::Factorised || a.condition < kNoDigitIsSure) return status;
   return solver.Factorise(system.values.data());
 }
 
 SparseStatus solve(SparseSolver& solver, const System& system, bool refine, Attempt& a) {
-  const Phase phase("solving", a.solve_time);
+  const apps::Phase phase("solving", a.solve_time);
   a.x.resize(system.b.size());
   const auto run = [&] {
     return system.transposed ? solver.SolveTransposed(system.b.data(), a.x.data())
@@ -69,7 +69,7 @@ BlockCounts count_blocks(const BlockForm& form) {
 }
 
 void measure(SparseSolver& solver, const System& system, Attempt& a) {
-  const Phase phase("checking", a.check_time);
+  const apps::Phase phase("checking", a.check_time);
   if (a.report.condition > 0) a.condition = a.report.condition;
   a.form = block_form(solver);
   a.blocks = count_blocks(a.form);
@@ -102,12 +102,12 @@ std::string fault(SparseSolver& solver, const System& system, const SparseOption
 Attempt attempt(const System& system, const SparseOptions& options, bool refine) {
   Attempt a;
   const auto begin = [&]() -> SparseSolver {
-    const Phase phase("reading the pattern", a.factorise_time);
+    const apps::Phase phase("reading the pattern", a.factorise_time);
     return make_solver(system.matrix, options);
   };
   SparseSolver solver = begin();
   {
-    const Phase phase("factorising", a.factorise_time);
+    const apps::Phase phase("factorising", a.factorise_time);
     a.status = solver.Factorise(system.matrix.value.data());
   }
   const int factorisations = solver.Report().factorisations;

@@ -28,17 +28,19 @@ enum { kSingular = 3, kInexact = 4 };  // exit codes beside those of all program
 struct Options {
   solve::Task task;
   std::string report_folder;
-  bool json = false;
+  bool json = false, quiet = false;
 };
 
 bool print(const Options& options, const solve::Report& report) {
-  return apps::print_whole(options.json ? report_json(report) : report_text(report));
+  const apps::ReportStream stream{options.quiet, options.task.out_path};
+  return stream.print(options.json ? report_json(report) : report_text(report));
 }
 
 /// Tries the folder of reports, if one is asked for. Another output must not replace what is written there.
 void open_reports(std::optional<report::Folder>& reports, const Options& options) {
   if (options.report_folder.empty()) return;
-  reports.emplace(options.report_folder, report::page_name("solve-", options.task.matrix_path));
+  reports.emplace(options.report_folder,
+                  report::page_name("solve-", std::string(apps::input_name(options.task.matrix_path))));
   for (const std::string& path : reports->outputs())
     apps::check_outputs_differ("--out", options.task.out_path, "--report", path);
 }
@@ -121,11 +123,13 @@ void declare_solver(CLI::App& app, solve::Task& task) {
 void declare(CLI::App& app, Options& options) {
   solve::Task& task = options.task;
   const CLI::Validator named = apps::not_empty();
-  app.add_option("matrix", task.matrix_path, "the matrix A (Matrix Market, coordinate)")
+  app.add_option("matrix", task.matrix_path,
+                 "the matrix A (Matrix Market, coordinate or array); - is standard input")
       ->required()
       ->check(named);
-  app.add_option("--rhs", task.rhs_path,
-                 "the right-hand side b (Matrix Market, array); without it, b is A times ones")
+  app.add_option(
+         "--rhs", task.rhs_path,
+         "the right-hand side b (Matrix Market, or numbers, one a line); without it, b is A times ones")
       ->check(named);
   app.add_flag("--transpose", task.transpose, "solve with the transpose of A");
   app.add_flag("--refine", task.refine, "refine the solution as far as rounding lets it");
@@ -134,7 +138,9 @@ void declare(CLI::App& app, Options& options) {
                  "a matrix with entries in the same places: factorise A, then this one on the pivots of A, "
                  "and solve with this one")
       ->check(named);
-  app.add_option("--out", task.out_path, "write the solution to this file (Matrix Market, array)")
+  app.add_option("--out", task.out_path,
+                 "write the solution to this file (Matrix Market, array); with - to standard output, and the "
+                 "report to the error stream; without it, the report shows up to 20 unknowns")
       ->check(named);
   app.add_option("--report", options.report_folder,
                  "write a page with the pattern, the blocks, times and errors into this folder, and its line "
@@ -142,12 +148,14 @@ void declare(CLI::App& app, Options& options) {
       ->check(named);
   declare_solver(app, task);
   declare_pattern(app, task.pattern);
-  app.add_flag("--json", options.json, "print the report as JSON");
+  CLI::Option* const json = app.add_flag("--json", options.json, "print the report as JSON");
+  apps::add_quiet(app, options.quiet)->excludes(json);
 }
 
 /// Checks what the parser cannot tell.
 void check_options(const CLI::App& app, const Options& options) {
   const solve::Task& task = options.task;
+  apps::check_inputs({task.matrix_path, task.rhs_path, task.second_path});
   for (const std::string& input : {task.matrix_path, task.rhs_path, task.second_path}) {
     apps::check_output("--out", task.out_path, input);
     for (const std::string& picture : task.pattern.pictures()) apps::check_output("--spy", picture, input);
@@ -168,6 +176,7 @@ void check_options(const CLI::App& app, const Options& options) {
 
 int main(int argc, char** argv) {
   const apps::Program<Options> program{
+      "corvidnum-solve",
       "Solves a sparse system of linear equations A x = b.",
       "Exit codes: 0 solved (or reordered, if A is a pattern and nothing asks for a solution), 1 a file "
       "cannot\n"
@@ -175,7 +184,8 @@ int main(int argc, char** argv) {
       "message names equations and unknowns at fault, 4 no solution meets the bound of the backward error.\n"
       "Only 0 comes with a solution; --reorder and --try-all tell what they found whatever becomes of it.\n"
       "Every solution is judged; where it misses the bound it is refined, then new pivots, a higher pivot\n"
-      "tolerance and the other method are tried. Forward errors above 0.01 are told unasked.",
+      "tolerance and the other method are tried. Forward errors above 0.01 are told unasked. Files that\n"
+      "gzip has compressed are read as they are.",
       declare,
       check_options,
       run,

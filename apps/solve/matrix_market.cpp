@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
-#include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <numeric>
 #include <string_view>
 #include <utility>
 
+#include "apps/common/input.h"
+#include "apps/common/number.h"
 #include "apps/common/output.h"
 #include "apps/common/toml_reader.h"
 
@@ -18,12 +17,14 @@ namespace solve {
 namespace {
 
 using apps::complaint;
+using apps::NumberFault;
 using Words = std::vector<std::string_view>;
 
 constexpr std::string_view kBlank = " \t\r\f\v";
 // The solver wants room for twice the entries, counted by int.
 constexpr std::int64_t kMostEntries = std::numeric_limits<int>::max() / 2;
 
+enum class Format { kCoordinate, kArray };
 enum class Field { kReal, kInteger, kPattern };
 enum class Symmetry { kGeneral, kSymmetric, kSkew };
 
@@ -82,6 +83,7 @@ std::string quoted(std::string_view word) {
 }
 
 struct Heading {
+  Format format;
   Field field;
   Symmetry symmetry;
 };
@@ -96,38 +98,49 @@ int choice(const Lines& lines, std::string_view what, std::string_view word,
   lines.complain(fmt::format("{} {} is not handled; it must be {}", what, quoted(word), all));
 }
 
-Heading read_heading(Lines& lines, const std::string& format, const std::vector<std::string>& fields,
-                     const std::vector<std::string>& symmetries) {
-  if (!lines.next(true) || lower_case(lines.words()[0]) != "%%matrixmarket" || lines.number() != 1)
+bool is_banner(std::string_view word) { return lower_case(word) == "%%matrixmarket"; }
+
+/// @param symmetries  that the file may have, in the order of Symmetry
+Heading read_heading(Lines& lines, const std::vector<std::string>& symmetries) {
+  if (!lines.next(true) || !is_banner(lines.words()[0]) || lines.number() != 1)
     lines.complain("not a Matrix Market file: its first line must begin with %%MatrixMarket");
   const Words& words = lines.words();
   if (words.size() != 5)
     lines.complain("the first line must read %%MatrixMarket matrix, format, field, symmetry");
   choice(lines, "object", words[1], {"matrix"});
-  choice(lines, "format", words[2], {format});
-  return {static_cast<Field>(choice(lines, "field", words[3], fields)),
+  const auto format = static_cast<Format>(choice(lines, "format", words[2], {"coordinate", "array"}));
+  std::vector<std::string> fields{"real", "integer"};
+  if (format == Format::kCoordinate) fields.emplace_back("pattern");
+  return {format, static_cast<Field>(choice(lines, "field", words[3], fields)),
           static_cast<Symmetry>(choice(lines, "symmetry", words[4], symmetries))};
-}
-
-/// from_chars takes no sign of plus; files may have one.
-std::string_view without_plus(std::string_view word) {
-  const bool plus = word.size() > 1 && word[0] == '+' && word[1] != '-';
-  return plus ? word.substr(1) : word;
 }
 
 int integer_between(const Lines& lines, std::string_view what, std::string_view word, std::int64_t lowest,
                     std::int64_t highest) {
-  const std::string_view digits = without_plus(word);
   std::int64_t value = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (error == std::errc::invalid_argument || end != digits.data() + digits.size())
+  const NumberFault fault = apps::read_integer(word, value);
+  if (fault == NumberFault::kNotANumber)
     lines.complain(fmt::format("{} {} is not an integer", what, quoted(word)));
-  if (error != std::errc() || value < lowest || value > highest)
+  if (fault != NumberFault::kNone || value < lowest || value > highest)
     lines.complain(fmt::format("{} {} must lie between {} and {}", what, quoted(word), lowest, highest));
   return static_cast<int>(value);
 }
 
-std::vector<int> read_sizes(Lines& lines, const std::vector<std::string>& names) {
+/// What the size line of a file tells.
+struct Sizes {
+  int rows, columns;
+  std::int64_t announced;  // entries of a coordinate file, numbers of an array
+};
+
+/// Returns how many numbers an array of these sizes holds: of a symmetric one only the lower half.
+std::int64_t numbers_in_array(Symmetry symmetry, std::int64_t rows, std::int64_t columns) {
+  if (symmetry == Symmetry::kGeneral) return rows * columns;
+  return rows * (symmetry == Symmetry::kSymmetric ? rows + 1 : rows - 1) / 2;
+}
+
+Sizes read_sizes(Lines& lines, const Heading& heading) {
+  std::vector<std::string> names{"count of rows", "count of columns"};
+  if (heading.format == Format::kCoordinate) names.emplace_back("count of entries");
   if (!lines.next()) lines.complain("the file ends before its size line");
   if (lines.words().size() != names.size())
     lines.complain(
@@ -135,35 +148,46 @@ std::vector<int> read_sizes(Lines& lines, const std::vector<std::string>& names)
   std::vector<int> sizes;
   for (std::size_t k = 0; k < names.size(); ++k)
     sizes.push_back(integer_between(lines, names[k], lines.words()[k], 0, kMostEntries));
-  return sizes;
+  if (heading.symmetry != Symmetry::kGeneral && sizes[0] != sizes[1])
+    lines.complain(fmt::format("a symmetric matrix cannot be {} x {}", sizes[0], sizes[1]));
+  const bool is_array = heading.format == Format::kArray;
+  return {sizes[0], sizes[1], is_array ? numbers_in_array(heading.symmetry, sizes[0], sizes[1]) : sizes[2]};
 }
 
 double read_number(const Lines& lines, std::string_view word, Field field) {
-  const std::string_view digits = without_plus(word);
   double value = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (error == std::errc::invalid_argument || end != digits.data() + digits.size())
-    lines.complain(fmt::format("{} is not a number", quoted(word)));
-  // Out of range is either too large or so small that it is nothing, which strtod tells apart.
-  if (error != std::errc()) value = std::strtod(std::string(digits).c_str(), nullptr);
-  if (!std::isfinite(value)) lines.complain(fmt::format("{} is not finite", quoted(word)));
-  if (field == Field::kInteger && digits.find_first_not_of("-0123456789") != digits.npos)
+  const NumberFault fault = apps::read_number(word, value);
+  if (fault == NumberFault::kNotANumber) lines.complain(fmt::format("{} is not a number", quoted(word)));
+  if (fault != NumberFault::kNone) lines.complain(fmt::format("{} is not finite", quoted(word)));
+  if (field == Field::kInteger && word.find_first_not_of("+-0123456789") != word.npos)
     lines.complain(fmt::format("{} is not an integer", quoted(word)));
   return value;
 }
 
-void check_count(Lines& lines, std::size_t seen, int announced, std::string_view what) {
-  const bool more = lines.next();
-  if (more && seen == static_cast<std::size_t>(announced))
-    lines.complain(fmt::format("more than the {} {} that the size line announces", announced, what));
-  if (seen < static_cast<std::size_t>(announced))
-    lines.complain(fmt::format("the file ends after {} of {} {}", seen, announced, what));
+/// Reads the only word of a line as a number.
+double read_single_number(const Lines& lines, Field field) {
+  if (lines.words().size() != 1)
+    lines.complain(fmt::format("a line must hold one number, not {} words", lines.words().size()));
+  return read_number(lines, lines.words()[0], field);
 }
 
-/// Reads the entries of one coordinate file.
+/// Adds an entry and, in the other half of a symmetric matrix, its mirror image.
+void add_entry(const Lines& lines, Symmetry symmetry, int i, int j, double value, Matrix& matrix) {
+  const auto add = [&](int row, int column, double in_place) {
+    if (matrix.value.size() >= static_cast<std::size_t>(kMostEntries)) lines.complain("too many entries");
+    matrix.row.push_back(row);
+    matrix.column.push_back(column);
+    matrix.value.push_back(in_place);
+    matrix.line.push_back(lines.number());
+  };
+  add(i, j, value);
+  if (symmetry != Symmetry::kGeneral && i != j) add(j, i, symmetry == Symmetry::kSkew ? -value : value);
+}
+
+/// Reads the entries of a coordinate file, one a line.
 class EntryReader {
  public:
-  EntryReader(Lines& lines, Heading heading, Matrix& matrix)
+  EntryReader(const Lines& lines, Heading heading, Matrix& matrix)
       : lines_(lines), heading_(heading), matrix_(matrix) {}
 
   void read() {
@@ -176,9 +200,7 @@ class EntryReader {
     const int j = integer_between(lines_, "column", words[1], 1, matrix_.columns);
     const double value = wanted == 2 ? 1.0 : read_number(lines_, words[2], heading_.field);
     check_half(i, j);
-    add(i, j, value);
-    if (heading_.symmetry != Symmetry::kGeneral && i != j)
-      add(j, i, heading_.symmetry == Symmetry::kSkew ? -value : value);
+    add_entry(lines_, heading_.symmetry, i, j, value, matrix_);
   }
 
  private:
@@ -190,18 +212,100 @@ class EntryReader {
     if (heading_.symmetry == Symmetry::kSkew && i == j)
       lines_.complain(fmt::format("entry ({}, {}) lies on the diagonal of a skew-symmetric matrix", i, j));
   }
-  void add(int i, int j, double value) {
-    if (matrix_.value.size() >= static_cast<std::size_t>(kMostEntries)) lines_.complain("too many entries");
-    matrix_.row.push_back(i);
-    matrix_.column.push_back(j);
-    matrix_.value.push_back(value);
-    matrix_.line.push_back(lines_.number());
-  }
 
-  Lines& lines_;
-  Heading heading_;
+  const Lines& lines_;
+  const Heading heading_;
   Matrix& matrix_;
 };
+
+/// Reads the numbers of an array, one a line, column by column; of a symmetric one the lower half. Zeros make
+/// no entries.
+class ArrayReader {
+ public:
+  ArrayReader(const Lines& lines, Heading heading, Matrix& matrix)
+      : lines_(lines), heading_(heading), matrix_(matrix), row_(first_row()) {}
+
+  void read() {
+    const double value = read_single_number(lines_, heading_.field);
+    if (value != 0) add_entry(lines_, heading_.symmetry, row_, column_, value, matrix_);
+    if (row_++ < matrix_.rows) return;
+    ++column_;
+    row_ = first_row();
+  }
+
+ private:
+  int first_row() const {
+    if (heading_.symmetry == Symmetry::kGeneral) return 1;
+    return heading_.symmetry == Symmetry::kSymmetric ? column_ : column_ + 1;
+  }
+
+  const Lines& lines_;
+  const Heading heading_;
+  Matrix& matrix_;
+  int column_ = 1, row_;
+};
+
+/// Has `reader` read the lines that the size line announces; there must be as many.
+template <class Reader>
+void read_announced(Lines& lines, std::int64_t announced, std::string_view what, Reader reader) {
+  std::int64_t seen = 0;
+  for (; seen < announced && lines.next(); ++seen) reader.read();
+  if (seen < announced) lines.complain(fmt::format("the file ends after {} of {} {}", seen, announced, what));
+  if (lines.next())
+    lines.complain(fmt::format("more than the {} {} that the size line announces", announced, what));
+}
+
+/// Reads what stands below the first line.
+/// @param check  void(const Matrix&); refuses, by its sizes, a matrix that is not read any further
+template <class Check>
+Matrix read_matrix_below(const Heading& heading, Lines& lines, const std::string& name, Check check) {
+  const Sizes sizes = read_sizes(lines, heading);
+  Matrix matrix;
+  matrix.name = name;
+  matrix.rows = sizes.rows;
+  matrix.columns = sizes.columns;
+  matrix.size_line = lines.number();
+  matrix.has_values = heading.field != Field::kPattern;
+  check(matrix);
+  if (heading.format == Format::kArray)
+    read_announced(lines, sizes.announced, "numbers", ArrayReader(lines, heading, matrix));
+  else
+    read_announced(lines, sizes.announced, "entries", EntryReader(lines, heading, matrix));
+  return matrix;
+}
+
+void check_length(const Lines& lines, std::size_t length, std::optional<int> order) {
+  if (order && length != static_cast<std::size_t>(*order))
+    lines.complain(fmt::format("{} numbers for a matrix of order {}", length, *order));
+}
+
+/// Reads a right-hand side in either format of Matrix Market. What a coordinate file does not name is zero,
+/// and what it names twice is added up.
+std::vector<double> read_column(Lines& lines, const std::string& name, std::optional<int> order) {
+  const Heading heading = read_heading(lines, {"general"});
+  if (heading.field == Field::kPattern)
+    lines.complain("a right-hand side needs values, and this is a pattern");
+  const auto check = [&](const Matrix& column) {
+    if (column.columns != 1)
+      lines.complain(fmt::format("a right-hand side has one column, not {}", column.columns));
+    check_length(lines, static_cast<std::size_t>(column.rows), order);
+  };
+  const Matrix column = read_matrix_below(heading, lines, name, check);
+  std::vector<double> value(static_cast<std::size_t>(column.rows));
+  for (std::size_t k = 0; k < column.value.size(); ++k)
+    value[static_cast<std::size_t>(column.row[k] - 1)] += column.value[k];
+  return value;
+}
+
+/// Reads a right-hand side of plain numbers, one a line, between comments behind % or #.
+std::vector<double> read_plain_column(Lines& lines, std::optional<int> order) {
+  std::vector<double> value;
+  while (lines.next())
+    if (lines.words()[0][0] != '#') value.push_back(read_single_number(lines, Field::kReal));
+  if (value.empty()) lines.complain("the file holds no numbers");
+  check_length(lines, value.size(), order);
+  return value;
+}
 
 /// Numbers of the entries, by columns and rows; equal places in their order in the file.
 std::vector<std::size_t> sorted_entries(const Matrix& matrix) {
@@ -217,42 +321,24 @@ std::vector<std::size_t> sorted_entries(const Matrix& matrix) {
 
 Matrix parse_matrix(const std::string& text, const std::string& name) {
   Lines lines(text, name);
-  const Heading heading = read_heading(lines, "coordinate", {"real", "integer", "pattern"},
-                                       {"general", "symmetric", "skew-symmetric"});
-  const std::vector<int> sizes = read_sizes(lines, {"count of rows", "count of columns", "count of entries"});
-  Matrix matrix;
-  matrix.name = name;
-  matrix.rows = sizes[0];
-  matrix.columns = sizes[1];
-  matrix.size_line = lines.number();
-  matrix.has_values = heading.field != Field::kPattern;
-  if (heading.symmetry != Symmetry::kGeneral && matrix.rows != matrix.columns)
-    lines.complain(fmt::format("a symmetric matrix cannot be {} x {}", matrix.rows, matrix.columns));
-  EntryReader entries(lines, heading, matrix);
-  int seen = 0;
-  for (; seen < sizes[2] && lines.next(); ++seen) entries.read();
-  check_count(lines, static_cast<std::size_t>(seen), sizes[2], "entries");
-  return matrix;
+  const Heading heading = read_heading(lines, {"general", "symmetric", "skew-symmetric"});
+  return read_matrix_below(heading, lines, name, [](const Matrix&) {});
 }
 
-Vector parse_vector(const std::string& text, const std::string& name) {
+std::vector<double> parse_vector(const std::string& text, const std::string& name, std::optional<int> order) {
+  Lines first(text, name);
+  const bool has_banner = first.next(true) && is_banner(first.words()[0]);
   Lines lines(text, name);
-  const Heading heading = read_heading(lines, "array", {"real", "integer"}, {"general"});
-  const std::vector<int> sizes = read_sizes(lines, {"count of rows", "count of columns"});
-  if (sizes[1] != 1) lines.complain(fmt::format("a right-hand side has one column, not {}", sizes[1]));
-  Vector vector{name, lines.number(), {}};
-  while (vector.value.size() < static_cast<std::size_t>(sizes[0]) && lines.next()) {
-    if (lines.words().size() != 1)
-      lines.complain(fmt::format("a line must hold one number, not {} words", lines.words().size()));
-    vector.value.push_back(read_number(lines, lines.words()[0], heading.field));
-  }
-  check_count(lines, vector.value.size(), sizes[0], "numbers");
-  return vector;
+  return has_banner ? read_column(lines, name, order) : read_plain_column(lines, order);
 }
 
-Matrix read_matrix(const std::string& path) { return parse_matrix(apps::read_case_text(path), path); }
+Matrix read_matrix(const std::string& path) {
+  return parse_matrix(apps::read_input(path), std::string(apps::input_name(path)));
+}
 
-Vector read_vector(const std::string& path) { return parse_vector(apps::read_case_text(path), path); }
+std::vector<double> read_vector(const std::string& path, std::optional<int> order) {
+  return parse_vector(apps::read_input(path), std::string(apps::input_name(path)), order);
+}
 
 std::string vector_text(const std::vector<double>& value) {
   apps::Page page;

@@ -1,8 +1,9 @@
 #pragma once
 
-// Reads and writes Matrix Market files (Boisvert, Pozo and Remington, NISTIR 5935, 1996): sparse matrices in
-// the coordinate format, vectors in the array format.
+// Reads and writes Matrix Market files (Boisvert, Pozo and Remington, NISTIR 5935, 1996): matrices and
+// vectors in the coordinate and the array format. Vectors may also be plain numbers, one a line.
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,21 +21,19 @@ struct Matrix {
   std::vector<int> line;         // of each entry in the file
 };
 
-struct Vector {
-  std::string name;
-  int size_line = 0;
-  std::vector<double> value;
-};
-
-/// Reads a coordinate file: real, integer or pattern; general, symmetric or skew-symmetric.
+/// Reads a file that is real, integer or, by coordinates, a pattern; general, symmetric or skew-symmetric. Of
+/// an array the zeros make no entries.
 /// @throws apps::BadCase
 Matrix parse_matrix(const std::string& text, const std::string& name);
 Matrix read_matrix(const std::string& path);
 
-/// Reads an array file with one column: real or integer, general.
+/// Reads a right-hand side: a file with one column, real or integer, or numbers, one a line, without the
+/// first lines of Matrix Market, among comments behind % or #.
+/// @param order  how many numbers it must hold; nothing: any
 /// @throws apps::BadCase
-Vector parse_vector(const std::string& text, const std::string& name);
-Vector read_vector(const std::string& path);
+std::vector<double> parse_vector(const std::string& text, const std::string& name,
+                                 std::optional<int> order = std::nullopt);
+std::vector<double> read_vector(const std::string& path, std::optional<int> order = std::nullopt);
 
 /// An array file with one column, each number with as many digits as give it back.
 std::string vector_text(const std::vector<double>& value);

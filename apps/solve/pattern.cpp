@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "apps/solve/progress.h"
+#include "apps/common/progress.h"
 #include "apps/solve/spy.h"
 
 namespace solve {
@@ -61,7 +61,7 @@ PatternFacts study_pattern(const Matrix& matrix, const PatternOptions& options) 
   if (!facts.pictures.empty()) make_folder(options.folder);
   for (const std::string& path : facts.pictures) apps::check_writable(path);
   if (options.goal) {
-    const Phase phase("reordering", facts.seconds);
+    const apps::Phase phase("reordering", facts.seconds);
     facts.reordering = reorder(matrix, *options.goal);
   }
   if (!facts.pictures.empty()) write_pictures(matrix, facts.reordering, facts.pictures);

@@ -272,6 +272,22 @@ void add_errors_json(Page& page, const Report& r) {
   if (tells_forward_error(r)) page.add(",\n  \"forward_error\": {}", number(a.forward_error));
 }
 
+bool shows_solution(const Report& r) {
+  constexpr std::size_t kMostShown = 20;
+  return r.shows_solution && is_solved(r) && r.found->x.size() <= kMostShown;
+}
+
+void add_solution(Page& page, const std::vector<double>& x) {
+  page.add("solution\n");
+  for (std::size_t i = 0; i < x.size(); ++i) page.add("{:>8} {:>20.12g}\n", i + 1, x[i]);
+}
+
+void add_solution_json(Page& page, const std::vector<double>& x) {
+  page.add(",\n  \"solution\": [");
+  for (std::size_t i = 0; i < x.size(); ++i) page.add("{}{}", i == 0 ? "" : ", ", number(x[i]));
+  page.add("]");
+}
+
 }  // namespace
 
 std::string report_text(const Report& report) {
@@ -282,6 +298,7 @@ std::string report_text(const Report& report) {
   add_pattern(page, report.pattern);
   add_times(page, report);
   if (is_solved(report)) add_errors(page, report);
+  if (shows_solution(report)) add_solution(page, report.found->x);
   return page.take();
 }
 
@@ -297,6 +314,7 @@ std::string report_json(const Report& r) {
   if (is_solved(r)) add_factors_json(page, *r.found);
   add_times_json(page, r);
   if (is_solved(r)) add_errors_json(page, r);
+  if (shows_solution(r)) add_solution_json(page, r.found->x);
   page.add("\n}}\n");
   return page.take();
 }

@@ -12,7 +12,8 @@ namespace solve {
 struct Report {
   std::string file, refactored_file;  // the second empty if there was none
   bool transposed = false;
-  bool estimate = false;  // of the forward error was asked for
+  bool shows_solution = false;  // if it is short
+  bool estimate = false;        // of the forward error was asked for
   int order = 0, entries = 0;
   PatternFacts pattern;
   double read_time = 0;          // s

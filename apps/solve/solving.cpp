@@ -10,11 +10,12 @@
 #include <utility>
 #include <vector>
 
+#include "apps/common/input.h"
 #include "apps/common/output.h"
+#include "apps/common/progress.h"
 #include "apps/common/toml_reader.h"
 #include "apps/solve/attempt.h"
 #include "apps/solve/matrix_market.h"
-#include "apps/solve/progress.h"
 #include "apps/solve/system_page.h"
 
 namespace solve {
@@ -27,23 +28,15 @@ using corvidnum::SparseStatus;
 Matrix read_square(const std::string& path) {
   Matrix matrix = read_matrix(path);
   if (matrix.rows != matrix.columns)
-    throw apps::complaint(path, matrix.size_line,
+    throw apps::complaint(matrix.name, matrix.size_line,
                           fmt::format("the matrix is {} x {}, not square", matrix.rows, matrix.columns));
-  if (matrix.rows == 0) throw apps::complaint(path, matrix.size_line, "the matrix is empty");
+  if (matrix.rows == 0) throw apps::complaint(matrix.name, matrix.size_line, "the matrix is empty");
   return matrix;
-}
-
-std::vector<double> read_right_hand_side(const std::string& path, int order) {
-  Vector b = read_vector(path);
-  if (b.value.size() != static_cast<std::size_t>(order))
-    throw apps::complaint(path, b.size_line,
-                          fmt::format("{} numbers for a matrix of order {}", b.value.size(), order));
-  return std::move(b.value);
 }
 
 /// Reads and checks all files before the work begins.
 System read_system(const Task& task, Report& report) {
-  const Phase phase("reading", report.read_time);
+  const apps::Phase phase("reading", report.read_time);
   System system;
   system.transposed = task.transpose;
   system.matrix = read_square(task.matrix_path);
@@ -52,7 +45,7 @@ System read_system(const Task& task, Report& report) {
     system.second = read_square(task.second_path);
     system.values = values_in_order_of(system.matrix, *system.second);
   }
-  if (!task.rhs_path.empty()) system.b = read_right_hand_side(task.rhs_path, system.matrix.rows);
+  if (!task.rhs_path.empty()) system.b = read_vector(task.rhs_path, system.matrix.rows);
   return system;
 }
 
@@ -121,8 +114,9 @@ void solve(System& system, const Task& task, Report& report) {
 }
 
 void describe(const Task& task, const Matrix& matrix, Report& report) {
-  report.file = task.matrix_path;
-  report.refactored_file = task.second_path;
+  report.file = apps::input_name(task.matrix_path);
+  report.refactored_file = apps::input_name(task.second_path);
+  report.shows_solution = task.out_path.empty();
   report.transposed = task.transpose;
   report.estimate = task.estimate;
   report.order = matrix.rows;

@@ -58,7 +58,9 @@ TEST_F(ColumnProgram, SolvesWhatShipsWithEachAcceleration) {
 TEST_F(ColumnProgram, ExitCodeTellsWhatWentWrong) {
   write("broken.toml", "title = \"x\"\nmodel = 3\n");
   const std::string hasty = varied("butane-pentane", "[solver]", "[solver]\nmax_passes = 20");
+  const std::string strange = varied("binary32", "0.935420", "0.945420");
   const std::string hopeless = varied("aromatics-pumparound", "reflux_ratio = 2.5", "reflux_ratio = 1e6");
+  write("cut.toml", std::string("\x1f\x8b\x08\0\0\0\0\0\0\x03", 10));
   write("a.LOG", "");
   fs::create_symlink("a.LOG", folder_ / "link");
   fs::create_symlink("/dev/full", folder_ / "full.LOG");
@@ -66,6 +68,16 @@ TEST_F(ColumnProgram, ExitCodeTellsWhatWentWrong) {
       {"broken.toml", 1, "broken.toml:2: \"model\" in the case must be a text, not integer\n"},
       {"none.toml", 1, "none.toml: No such file or directory\n"},
       {"cases", 1, "cases: Is a directory\n"},
+      {"- <broken.toml", 1, "standard input:2: \"model\" in the case must be a text, not integer\n"},
+      {"cut.toml", 1, "cut.toml: the compressed text is cut short\n"},
+      {"fit cut.toml", 1, "cut.toml: the compressed text is cut short\n"},
+      {"fit - <cases/binary32.toml", 1, "standard input:1: unknown heading"},
+      {"fit - data/benzene.csv -", 2, "-: standard input can be read only once\n"},
+      {"fit data/benzene.csv --properties -", 2, "--properties: must be a file, not -"},
+      {"fit data/benzene.csv --quiet --verbose", 2, "--verbose excludes --quiet"},
+      {"fit broken.toml --properties no/such", 1, "no/such: No such file or directory\n"},
+      {strange, 0, "1 of 2 published values differ\n"},
+      {strange + " --strict --quiet", 5, ".toml: 1 of 2 published values differ\n"},
       {"'no\nsuch.toml'", 1, "no such.toml: No such file or directory\n"},
       {"", 2, "case is required"},
       {kButane + " --tolerance 9.9999e-13", 2, "must lie between 1e-12 and 1 degree, not 9.9999e-13\n"},
@@ -170,10 +182,22 @@ TEST_F(ColumnProgram, WritesTheProfileWhole) {
   EXPECT_EQ(contents(folder_ / "profile.csv"), text) << "a run that fails leaves the file alone";
 }
 
+TEST_F(ColumnProgram, ReadsAndWritesStreams) {
+  expect_solves("- <cases/aromatics-pumparound.toml", {"rates in kmol/h\n"});
+  expect_solves("cases/binary32.toml --csv profile.csv --strict --quiet");
+  EXPECT_EQ(out_, "");
+  EXPECT_EQ(run("- --csv - <cases/binary32.toml"), 0);
+  EXPECT_EQ(out_, contents(folder_ / "profile.csv"));
+  EXPECT_NE(err_.find("rates in moles per unit of time"), err_.npos) << err_;
+  expect_solves("fit - --verbose <data/benzene.csv", {"\nformula: can be one molecule"});
+  expect_solves("fit - --quiet --properties stored <data/benzene.csv");
+  EXPECT_EQ(out_, "");
+}
+
 TEST_F(ColumnProgram, FitsStoresAndSolvesOnMeasuredTables) {
   const std::string tables = "data/benzene.csv data/toluene.csv data/ethylbenzene.csv data/o-xylene.csv";
   expect_solves("fit " + tables + " --properties a.properties",
-                {"benzene, C6H6: can be one molecule", "6 of 10 points are within", "largest error",
+                {"benzene, C6H6\nD. R. Stull", "6 of 10 points are within", "largest error",
                  "heat of vaporisation", "4 tables stored, recalled, the same bit for bit"});
   expect_solves(kMeasured, {"  benzene                      on 30 of 30 stages (measured 7.6 .. 80.1 C)\n",
                             "beside ", "largest difference: 0.3757 deg C of a stage"});
@@ -196,19 +220,20 @@ TEST_F(ColumnProgram, FitsStoresAndSolvesOnMeasuredTables) {
       {kMeasured + " --properties one", 1, "\"toluene\" is not in one"},
       {kMeasured + " --properties damaged", 1, "damaged: the file is cut short\n"},
       {"cases/aromatics-pumparound.toml --properties a.properties", 1,
-       "aromatics-pumparound.toml:3: a property file goes with the model measured only\n"},
+       "aromatics-pumparound.toml:4: a property file goes with the model measured only\n"},
       {measured("toluene.csv", "p-xylene.csv"), 1,
-       ".toml:12: \"table\" in [[component]] is that of p-xylene, not of toluene\n"},
+       ".toml:13: \"table\" in [[component]] is that of p-xylene, not of toluene\n"},
       {measured("compare_with", "properties = \"../a.properties\"\n# "), 0, ""},
       {measured("compare_with", "properties = \"none\"\n# "), 1, "none: "},
       {measured("name = \"toluene\"\ntable", "name = \"toluene\"\n# "), 1,
        "needs a \"table\", or the case \"properties\"\n"},
       {measured("/toluene.csv", "/none.csv"), 1,
-       ":12: \"table\" in [[component]] names a file that cannot be used: cases/../data/none.csv: No such "},
+       ":13: \"table\" in [[component]] names a file that cannot be used: cases/../data/none.csv: No "
+       "such "},
       {measured("aromatics-pumparound", "binary32"), 1,
-       ":4: \"compare_with\" names a case that cannot be used: cases/binary32.toml: has other stages"},
+       ":5: \"compare_with\" names a case that cannot be used: cases/binary32.toml: has other stages"},
       {measured("aromatics-pumparound", "none"), 1,
-       ":4: \"compare_with\" names a case that cannot be used: "},
+       ":5: \"compare_with\" names a case that cannot be used: "},
       {measured("aromatics-pumparound", "../hasty"), 1, "hasty.toml: not converged: after 3 "},
   });
   EXPECT_EQ(contents(folder_ / "a.properties"), stored) << "a run that fails leaves the file alone";

@@ -36,7 +36,7 @@ TEST(Formula, IsRefusedOnlyWhereNoMoleculeCanBe) {
     bool refused;
     const char* says;
   } rows[] = {
-      {"CH4", 5, 8, false, "leaves no valency free"},
+      {"CH4", 5, 8, false, "bonded so that every valency is used"},
       {"C6H4(CH3)2", 18, 42, false, "can be one molecule"},
       {"Si((CH3)2)2", 17, 32, false, "can be one molecule"},
       {"C3", 3, 12, false, "can be one molecule"},  // the search leaves two ends free, the best wiring none
@@ -161,6 +161,10 @@ TEST(PressureTable, BadOnesAreRefusedByFileAndLine) {
       "# a table\ncomponent,x\nformula,CH4\nsource,\"a, \"\"b\"\"\"\nlimits,10,\nunits,degC,mmHg\n"
       "temperature,pressure\n20,100\n40,200\n60,370\n80,700\n";
   ASSERT_EQ(parse_table_csv(good, "x.csv")->info().source, "a, \"b\"");
+  const auto other =
+      parse_table_csv(altered(altered(good, "formula,CH4\n", ""), "20,100", "+2.0D1,1d+2"), "x");
+  ASSERT_EQ(other->info().formula, "");
+  ASSERT_EQ(other->fit()->constants.a, parse_table_csv(good, "x.csv")->fit()->constants.a);
   const std::vector<BadInput> rows{
       {good.c_str(), "", 1, "there is no line \"temperature,pressure\""},
       {"component,x\n", "", 6, "no \"component\" stands above"},
@@ -171,10 +175,14 @@ TEST(PressureTable, BadOnesAreRefusedByFileAndLine) {
       {"limits,10,", "limits,10", 5, "\"limits\" takes 2 fields, not 1"},
       {"limits,10,", "limits,50,", 11, "the 2 points within the limits have no Antoine fit"},
       {"limits,10,", "antoine,7,1200,x", 5, "\"x\" is not a number"},
+      {"limits,10,", "component,y", 5, "repeats \"component\""},
+      {"mmHg", "torr", 6, "unit \"torr\" is none of Pa, atm, bar, kPa, mmHg, psia"},
       {"degC", "C", 6, "unit \"C\" is none of K, degC, degF"},
       {"temperature,pressure", "temperature,p", 7, "the columns must be"},
       {"20,100", "20,100,1", 8, "a point has 2 fields, not 3"},
       {"20,100", "20,nan", 8, "\"nan\" is not a number"},
+      {"20,100", "\"20,5\",100", 8, "\"20,5\" is not a number"},
+      {"20,100", "20,1D400", 8, "\"1D400\" is not a number"},
       {"20,100", "20,-1", 8, "pressure -1 is not above 0"},
       {"20,100", "-300,1", 8, "temperature -300 lies below absolute zero"},
       {"40,200\n60,370\n80,700", "20,200\n20,\n20,100", 10, "the gap cannot be filled"},

@@ -90,6 +90,7 @@ const std::vector<BadInput> kBadFiles{
     {"tears = [\"Z\"]", "tears = [\"Y\"]", 42, "there is no stream \"Y\" to tear"},
     {"tears = [\"Z\"]", "tears = [\"V\"]", 42, "\"V\" cannot be torn"},
     {"tears = [\"Z\"]", "tears = [\"R1\"]", 42, "leave a recycle through \"mix\" whole"},
+    {"rates = [1, 6]", "rates = [1, 6]\nwithin = -1", 46, "\"within\" in [[published]] must be at least 0"},
     {"rates = [1, 6]", "rates = [1, 6]\n[[published]]\nstream = \"L\"\nrates = [1, 6]", 47, "repeats \"L\""},
 };
 

@@ -22,10 +22,18 @@ TEST_F(RecycleProgram, SolvesAndComparesWhatShips) {
         path, {"torn streams: Z", "\ndirect ", "\ndominant ", "\nmultiple ", "\nautomatic ", "eigenvalue"});
   expect_solves("cavett.toml --method direct",
                 {"published", "largest difference from the published rates", "converged in 157 passes"});
-  expect_solves("cavett.toml", {"\nautomatic: ", " steps accepted, "});
+  expect_solves("cavett.toml --strict",
+                {"\nautomatic: ", " steps accepted, ", "rates in lbmol/h\n", "\n  drum 1       0.752650\n",
+                 "  80 of 80 published values agree\n"});
+  expect_solves("cavett.toml --quiet --csv h.csv");
+  EXPECT_EQ(out_, "");
+  EXPECT_EQ(run("- --csv - <cavett.toml"), 0);
+  EXPECT_EQ(out_, contents(folder_ / "h.csv"));
+  EXPECT_EQ(err_.rfind("Cavett's", 0), 0u) << err_;
 }
 
 TEST_F(RecycleProgram, ExitCodeTellsWhatWentWrong) {
+  write("cut.gz", std::string("\x1f\x8b\x08\0\0\0\0\0\0\x03", 10));
   write("broken.toml", "title = \"x\"\nk_values = 3\n");
   // What circulates is so much that the feed is lost in its rounding: a pass changes nothing.
   write("stuck.toml", R"(title = "stuck"
@@ -39,6 +47,11 @@ solver = {tears = ["Z"], tolerance = 1e-8}
   fs::create_symlink("/dev/full", folder_ / "full.LOG");
   expect_runs({
       {"broken.toml", 1, "broken.toml:2: \"k_values\" in the case must be a text, not integer\n"},
+      {"- <broken.toml", 1, "standard input:2: \"k_values\" in the case must be a text, not integer\n"},
+      {"cut.gz", 1, "cut.gz: the compressed text is cut short\n"},
+      {"cavett.toml --quiet --verbose", 2, "--verbose excludes --quiet"},
+      {"cavett.toml --tolerance 1e-5 --strict", 5,
+       "cavett.toml: automatic: 12 of 80 published values differ\n"},
       {".", 1, ".: Is a directory\n"},
       {"", 2, "case is required"},
       {"cavett.toml --tolerance nan", 2, "--tolerance: must lie between 1e-15 and 0.01 of the feed, not nan"},

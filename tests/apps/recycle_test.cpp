@@ -265,6 +265,18 @@ TEST(Report, KeepsAStreamBesideItsPublishedRates) {
   EXPECT_EQ(published, 5) << text;
 }
 
+TEST(Report, MarksPublishedRatesThatDiffer) {
+  RecycleCase c = cavett();
+  const RunResult r = run(c, Method::Multiple, 1e-8);
+  Stream& p1 = c.flowsheet.streams.at(static_cast<std::size_t>(c.flowsheet.stream("P1").value()));
+  p1.published[1] += 0.1;
+  p1.published[3] += 0.1 * p1.within;
+  const std::string text = report(c, r);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '*'), 2) << text;
+  EXPECT_NE(text.find("*    4958.9712"), text.npos) << text;
+  EXPECT_NE(text.find("\n  1 of 80 published values differ; a * stands before each\n"), text.npos) << text;
+}
+
 TEST(Report, NamesTheComponentAndTheTotalsThatDiffer) {
   RecycleCase c = loop({5, -0.0, 2}, {0, 0, 0});
   RunResult r = run(c, Method::None, 1e-10, 4, {"Z"});

@@ -4,17 +4,21 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <clocale>
 #include <cmath>
 #include <iterator>
+#include <locale>
 #include <random>
 #include <regex>
 #include <string>
 #include <vector>
 
+#include "apps/common/number.h"
 #include "apps/common/reordering.h"
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/report.h"
 #include "apps/solve/spy.h"
+#include "corvidnum_version.h"
 #include "tests/apps/bad_input.h"
 #include "tests/support/dense_reference.h"
 #include "tests/support/program.h"
@@ -27,6 +31,8 @@ using solve::Matrix;
 const char* const kSolvers[] = {" --solver ma48", " --solver ma38"};
 
 std::string head(const std::string& kind) { return "%%MatrixMarket matrix coordinate " + kind + "\n"; }
+
+std::string array(const std::string& kind) { return "%%MatrixMarket matrix array " + kind + "\n"; }
 
 /// @param lines  of the file, behind the first one
 Matrix real_matrix(const std::string& lines, const std::string& name = "f") {
@@ -53,6 +59,10 @@ TEST(MatrixMarket, ReadsEveryKind) {
       {head("real skew-symmetric") + "2 2 1\n2 1 5\n", "2,1=5 1,2=-5 "},
       {"%%matrixmarket MATRIX Coordinate Real GENERAL\n1 1 1\n1 1 1e-400\n", "1,1=0 "},
       {head("real general") + "3 3 0\n", ""},
+      {head("real general") + "1 2 2\n1 1 -1.5D+2\n1 2 +2d-1\n", "1,1=-150 1,2=0.2 "},
+      {array("real general") + "2 2\n1D0\n0\n% by columns\n-3\r\n4\n", "1,1=1 1,2=-3 2,2=4 "},
+      {array("integer symmetric") + "2 2\n1\n2\n3\n", "1,1=1 2,1=2 1,2=2 2,2=3 "},
+      {array("real skew-symmetric") + "3 3\n1\n0\n3\n", "2,1=1 1,2=-1 3,2=3 2,3=-3 "},
   };
   for (const auto& file : files) {
     SCOPED_TRACE(file.text);
@@ -67,7 +77,9 @@ TEST(MatrixMarket, TellsLineAndFaultOfABadFile) {
       {"%%", "\n%%", 2, "not a Matrix Market file"},
       {" general", "", 1, "the first line must read %%MatrixMarket matrix, format, field, symmetry"},
       {"matrix coord", "vector coord", 1, "object \"vector\" is not handled; it must be matrix"},
-      {"coordinate", "array", 1, "format \"array\" is not handled; it must be coordinate"},
+      {"coordinate", "dense", 1, "format \"dense\" is not handled; it must be coordinate, array"},
+      {"coordinate", "array", 2, "the size line must hold 2 counts, not 3"},
+      {"coordinate real", "array pattern", 1, "field \"pattern\" is not handled; it must be real, integer"},
       {"real", "complex", 1, "field \"complex\" is not handled; it must be real, integer, pattern"},
       {"general", "hermitian", 1, "\"hermitian\" is not handled; it must be general, symmetric, skew-"},
       {"3 3 2\n1 1 1\n2 2 1\n", "% only this\n", 2, "the file ends before its size line"},
@@ -83,7 +95,8 @@ TEST(MatrixMarket, TellsLineAndFaultOfABadFile) {
       {"1 1 1", "1 1 1 0", 3, "an entry must hold row, column and value, not 4 words"},
       {"1 1 1", "1 1 1,5", 3, "\"1,5\" is not a number"},
       {"1 1 1", "1 1 nan", 3, "\"nan\" is not finite"},
-      {"1 1 1", "1 1 1e400", 3, "\"1e400\" is not finite"},
+      {"1 1 1", "1 1 1D400", 3, "\"1D400\" is not finite"},
+      {"1 1 1", "1 1 1D", 3, "\"1D\" is not a number"},
       {"1 1 1", "1 1 " + std::string(50, 'x'), 3, " \"" + std::string(40, 'x') + "...\" is not a number"},
       {"real general\n3 3 2\n1 1 1", "integer general\n3 3 2\n1 1 2.0", 3, "\"2.0\" is not an integer"},
       {"real", "pattern", 3, "an entry must hold row and column, not 3 words"},
@@ -94,17 +107,79 @@ TEST(MatrixMarket, TellsLineAndFaultOfABadFile) {
   expect_file_line_and_fault(good, rows, solve::parse_matrix);
 }
 
+/// Writes numbers as in much of Europe: 1.234,5.
+class CommaForPoint : public std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  char do_thousands_sep() const override { return '.'; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(Numbers, AreReadAndWrittenAlikeUnderEveryLocale) {
+  using apps::NumberFault;
+  const std::string many(400, '0'), digits = "99999999999999999999";
+  const struct {
+    std::string word;
+    NumberFault fault;
+    double value;
+  } rows[] = {{"1.5", NumberFault::kNone, 1.5},
+              {"+.5D+1", NumberFault::kNone, 5},
+              {"-2d-3", NumberFault::kNone, -0.002},
+              {"4.9e-324", NumberFault::kNone, 4.9e-324},
+              {"1e-" + digits, NumberFault::kNone, 0},
+              {"-0." + many + "1", NumberFault::kNone, 0},
+              {"0." + many + "1e390", NumberFault::kNone, 1e-11},
+              {"1" + many + "e-720", NumberFault::kNone, 1e-320},
+              {"1" + many + "e-800", NumberFault::kNone, 0},
+              {"0e" + digits, NumberFault::kNone, 0},
+              {"1" + many, NumberFault::kOutOfRange, 0},
+              {"0." + many + "1e720", NumberFault::kOutOfRange, 0},
+              {"1e" + digits, NumberFault::kOutOfRange, 0},
+              {"-inf", NumberFault::kOutOfRange, 0},
+              {"1,5", NumberFault::kNotANumber, 0},
+              {"+-1", NumberFault::kNotANumber, 0},
+              {"1D", NumberFault::kNotANumber, 0},
+              {"0x1", NumberFault::kNotANumber, 0},
+              {"", NumberFault::kNotANumber, 0}};
+  const std::vector<double> x{1234567.5, -0.25};
+  const auto read_all = [&] {
+    for (const auto& row : rows) {
+      double value = 0;
+      EXPECT_EQ(apps::read_number(row.word, value), row.fault) << row.word;
+      EXPECT_EQ(value, row.value) << row.word;
+    }
+    EXPECT_EQ(solve::vector_text(x), array("real general") + "2 1\n1234567.5\n-0.25\n");
+  };
+  read_all();
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new CommaForPoint));
+  // Not every system has the C library's counterpart of this locale.
+  for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE"})
+    if (std::setlocale(LC_ALL, name)) break;
+  read_all();
+  std::setlocale(LC_ALL, "C");
+  std::locale::global(before);
+}
+
 TEST(MatrixMarket, VectorsComeBackAsWritten) {
   const std::vector<double> x{0.1, -1.0 / 3, 1e-300, 12345678901234567.0};
-  EXPECT_EQ(solve::parse_vector(solve::vector_text(x), "f").value, x);
+  EXPECT_EQ(solve::parse_vector(solve::vector_text(x), "f"), x);
+  for (const std::string& text : {head("real general") + "3 1 3\n1 1 1\n3 1 2\n3 1 5\n",
+                                  std::string("# plain\n+1\n\n0\r\n% here too\n.7D1")})
+    EXPECT_EQ(solve::parse_vector(text, "f", 3), (std::vector<double>{1, 0, 7})) << text;
   const std::vector<BadInput> rows{
+      {"2 1\n", "3 1\n", 2, "3 numbers for a matrix of order 2"},
+      {"array", "coordinate", 2, "the size line must hold 3 counts, not 2"},
+      {"array real", "coordinate pattern", 1, "a right-hand side needs values, and this is a pattern"},
+      {array("real general") + "2 1\n3\n", "", 1, "1 numbers for a matrix of order 2"},
+      {array("real general") + "2 1\n3\n4\n", "# none\n", 1, "the file holds no numbers"},
+      {array("real general"), "", 1, "a line must hold one number, not 2 words"},
       {"2 1\n", "2 2\n", 2, "a right-hand side has one column, not 2"},
       {"3\n4\n", "3\n", 3, "the file ends after 1 of 2 numbers"},
       {"3\n4\n", "3\n4\n5\n", 5, "more than the 2 numbers that the size line announces"},
       {"3\n4\n", "3 4\n", 3, "a line must hold one number, not 2 words"},
   };
-  expect_file_line_and_fault("%%MatrixMarket matrix array real general\n2 1\n3\n4\n", rows,
-                             solve::parse_vector);
+  expect_file_line_and_fault(
+      array("real general") + "2 1\n3\n4\n", rows,
+      [](const std::string& text, const char* name) { solve::parse_vector(text, name, 2); });
 }
 
 TEST(MatrixMarket, ValuesOfAnotherFileFollowTheOrderOfTheFirst) {
@@ -194,11 +269,11 @@ class SolveProgram : public ProgramTest {
   }
   /// The largest difference of the numbers in x.mtx from `expected`.
   double off(const std::vector<double>& expected) const {
-    const solve::Vector x = solve::read_vector((folder_ / "x.mtx").string());
-    if (x.value.size() != expected.size()) return HUGE_VAL;
+    const std::vector<double> x = solve::read_vector((folder_ / "x.mtx").string());
+    if (x.size() != expected.size()) return HUGE_VAL;
     double largest = 0;
     for (std::size_t i = 0; i < expected.size(); ++i)
-      largest = std::max(largest, std::abs(x.value[i] - expected[i]));
+      largest = std::max(largest, std::abs(x[i] - expected[i]));
     return largest;
   }
   /// Writes what a script that ships generates.
@@ -234,6 +309,57 @@ TEST_F(SolveProgram, SolvesTheFilesThatShip) {
   expect_solves(plate + " --solver ma38 --no-btf",
                 {"solver                   ma38: asked for\n", "blocks                   not looked for\n",
                  "pivots                   tolerance 0.5, the diagonal preferred\n"});
+}
+
+TEST_F(SolveProgram, ReadsAndWritesStreamsAndCompressedFiles) {
+  write("a.mtx", "\xef\xbb\xbf" + array("real general") + "2 2\r\n1.5D0\r\n0\r\n0\r\n4\r\n");
+  write("b.txt", "3\n2\n");
+  // The damage is in a checksum, which stands eight bytes before the end.
+  ASSERT_EQ(
+      run("a.mtx",
+          "gzip -c a.mtx >a; head -c 60 a >cut; (head -c -8 a; echo 12345678) >damaged; cat a a >twice;"),
+      0);
+  const std::string solution = array("real general") + "2 1\n2\n0.5\n",
+                    shown = "solution\n       1                    2\n";
+  for (const std::string command : {"a --rhs b.txt", "- --rhs b.txt <a.mtx", "a.mtx --rhs - <b.txt"}) {
+    expect_solves(command, {(shown + "       2                  0.5\n").c_str()});
+    expect_solves(command + " --json", {"\"solution\": [2, 0.5]\n"});
+    expect_solves(command + " --quiet --out x.mtx");
+    EXPECT_EQ(out_, "");
+    expect_solves(command + " --quiet --out -");
+    EXPECT_EQ(out_, solution);
+    EXPECT_EQ(contents(folder_ / "x.mtx"), solution);
+    EXPECT_EQ(run(command + " --out -"), 0);
+    EXPECT_EQ(out_, solution);
+    EXPECT_EQ(err_.rfind("matrix      ", 0), 0u) << err_;
+    EXPECT_EQ(err_.find("solution"), err_.npos) << err_;
+  }
+  expect_runs({{"cut", 1, "cut: the compressed text is cut short\n"},
+               {"damaged", 1, "damaged: the compressed text is damaged\n"},
+               {"twice", 1, "twice:7: more than the 4 numbers that the size line announces\n"},
+               {"- <b.txt", 1, "standard input:1: not a Matrix Market file: its first line must begin with"},
+               {"- <&-", 1, "standard input: Bad file descriptor\n"},
+               {"- --rhs - <b.txt", 2, "-: standard input can be read only once\n"},
+               {"a --json --quiet", 2, "--json excludes --quiet"},
+               {"a --out no/such --quiet", 1, "no/such: No such file or directory\n"}});
+  std::string lines = "21 21 21\n";
+  for (int i = 1; i <= 21; ++i) lines += fmt::format("{0} {0} 1\n", i);
+  write_matrix("large.mtx", lines);
+  expect_solves("large.mtx");
+  EXPECT_FALSE(printed("solution")) << out_;
+}
+
+TEST_F(SolveProgram, TellsOnATerminalWhatTakesLong) {
+  write_matrix("a.mtx", "1 1 1\n1 1 1\n");
+  for (const std::string options : {"", " --quiet"}) {
+    const std::string slow = "(sleep 1.2; cat a.mtx) | '" + program_ + "' -" + options;
+    const std::string on_terminal =
+        "cd '" + folder_.string() + "' && script -qec \"" + slow + " >out\" shown >/dev/null";
+    EXPECT_EQ(std::system(on_terminal.c_str()), 0);
+    const bool told = contents(folder_ / "shown").find("\rreading ... 1.0 s\r\033[K") != std::string::npos;
+    EXPECT_EQ(told, options.empty()) << contents(folder_ / "shown");
+    EXPECT_EQ(contents(folder_ / "out").empty(), !options.empty());
+  }
 }
 
 TEST_F(SolveProgram, CountsEntriesInTheFactors) {
@@ -590,6 +716,7 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
       {"good.mtx --bound 0", 2, "--bound: must lie between"},
       {"good.mtx --solver ma48 --prefer-diagonal", 2, "--prefer-diagonal: has no effect on ma48"},
       {"good.mtx --solver ma48 --no-prefer-diagonal", 2, "--no-prefer-diagonal: has no effect on ma48"},
+      {"good.mtx --version", 0, "corvidnum-solve " CORVIDNUM_VERSION_TEXT "\n"},
       {"good.mtx --rhs ''", 2, "--rhs: the name is empty"},
       {"good.mtx --out pictures/../good.mtx", 2, "is read"},
       {"good.mtx --rhs three.mtx --out three.mtx", 2, "is read"},

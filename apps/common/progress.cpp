@@ -1,19 +1,19 @@
-#include "apps/solve/progress.h"
+#include "apps/common/progress.h"
 
 #include <unistd.h>
 
 #include <cstdio>
 #include <utility>
 
-namespace solve {
+namespace apps {
 namespace {
 
-constexpr std::chrono::milliseconds kInterval(500);
+constexpr std::chrono::milliseconds kInterval(1000);
 
 }  // namespace
 
 Phase::Phase(std::string name, double& seconds) : name_(std::move(name)), seconds_(seconds) {
-  if (isatty(STDERR_FILENO)) ticker_ = std::thread([this] { tick(); });
+  if (!quiet_ && isatty(STDERR_FILENO)) ticker_ = std::thread([this] { tick(); });
 }
 
 Phase::~Phase() {
@@ -38,4 +38,4 @@ void Phase::tick() {
   if (shown) std::fputs("\r\033[K", stderr);
 }
 
-}  // namespace solve
+}  // namespace apps
