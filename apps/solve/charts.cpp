@@ -30,7 +30,7 @@ void begin(Page& page, const std::string& title, const std::vector<Value>& value
   page.add(
       "<svg class=\"plot chart\" role=\"img\" aria-labelledby=\"{0}t {0}d\" viewBox=\"0 0 {1} {2:.0f}\">\n"
       "<title id=\"{0}t\">{3}</title><desc id=\"{0}d\">{4}</desc>"
-      "<style>.chart{{max-width:480px}}.chart .bar{{fill:var(--s0)}}"
+      "<style>.chart{{max-width:480px;margin-top:0}}.chart .bar{{fill:var(--s0)}}"
       ".chart text{{paint-order:stroke;stroke:var(--page);stroke-width:4px;stroke-linejoin:round}}</style>\n",
       id, kWidth, height, escaped(title), escaped(description));
 }

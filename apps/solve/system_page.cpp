@@ -43,7 +43,7 @@ const char* outcome(const Report& facts, const std::string& fault) {
   if (is_solved(facts)) return "solved";
   if (facts.found && facts.found->status == SparseStatus::Inexact) return "inexact";
   if (facts.found && facts.found->deficit) return "singular";
-  return fault.empty() ? "not asked for" : "none";
+  return fault.empty() ? "not asked for" : "no solution";
 }
 
 void add_facts(report::Page& page, const Report& facts, const std::string& fault, double bound) {
