@@ -23,13 +23,22 @@ step() {
   fail "failed: $* (all of its output: $log)"
 }
 
-# build PRESET [TARGET...]: brings the targets up to date, or all that the preset has.
+# build PRESET [TARGET...]: brings the targets up to date, or all that the preset has, and tells each quarter of the
+# steps, because the whole can take minutes.
 build() {
-  local preset=$1
+  local preset=$1 log=$logs/build-$1.log
   shift
   say "building ${*:-everything} in build/$preset"
   step "configure-$preset" cmake --preset "$preset"
-  step "build-$preset" cmake --build --preset "$preset" ${1:+--target "$@"}
+  cmake --build --preset "$preset" ${1:+--target "$@"} 2>&1 | tee "$log" | told_by_quarters && return
+  tail -n 60 "$log" >&2
+  fail "failed: cmake --build --preset $preset (all of its output: $log)"
+}
+
+# told_by_quarters: reads what ninja says, "[12/193] ...", and tells when a quarter of many steps is done.
+told_by_quarters() {
+  awk -F '[][/]' '$1 == "" && $3 >= 40 && $2 + 0 > 0 && int(4 * $2 / $3) > told {
+    told = int(4 * $2 / $3); printf "   %d of %d\n", $2, $3; fflush() }'
 }
 
 # run_tests PRESET: prints what fails, and the closing lines.
