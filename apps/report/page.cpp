@@ -91,12 +91,9 @@ tbody th.words{white-space:normal;min-width:6em}
 @media(max-width:700px){
 th,td{padding:5px 8px}
 .cards thead{display:none}
-.cards tr{display:block;padding:10px 0;border-bottom:1px solid var(--grid)}
-.cards th,.cards td{display:inline;border:0;padding:0;white-space:normal}
-.cards th{display:block}
-.cards td+td::before{content:"\a0· ";color:var(--soft)}
-.cards td+td.good::before{content:"\a0· \2713 "}
-.cards td+td.bad::before{content:"\a0· \2717 "}
+.cards tr{display:flex;flex-wrap:wrap;gap:0 16px;padding:10px 0;border-bottom:1px solid var(--grid)}
+.cards th,.cards td{border:0;padding:0;white-space:normal}
+.cards th{flex:0 0 100%}
 .cards td:empty{display:none}}
 @media(min-width:1000px){
 .figures{grid-template-columns:repeat(6,1fr)}
