@@ -17,6 +17,7 @@
 #include "apps/column/products.h"
 #include "apps/column/published.h"
 #include "apps/column/shortcut.h"
+#include "apps/common/rate_unit.h"
 
 namespace column {
 namespace {
@@ -106,7 +107,8 @@ Plot temperature_plot(const SolvedCase& s) {
 }
 
 Plot flow_plot(const SolvedCase& s) {
-  Plot plot = plot_by_stage(s.c, "Flows that leave the stages", "molar flow");
+  Plot plot =
+      plot_by_stage(s.c, "Flows that leave the stages", apps::with_rate_unit("molar flow", s.c.rate_unit));
   plot.x.least = 0;
   std::vector<double> vapour = s.flows.vapour;
   if (vapour.front() == 0) vapour.front() = kNotDrawn;  // a total condenser
@@ -196,7 +198,7 @@ Table component_table(const ColumnCase& c, const std::string& caption, const std
 }
 
 void add_products(report::Page& page, const SolvedCase& s) {
-  Table rates = component_table(s.c, "Molar flows", "total");
+  Table rates = component_table(s.c, apps::with_rate_unit("Molar flows", s.c.rate_unit), "total");
   Table fractions = component_table(s.c, "Mole fractions", "");
   Table recoveries = component_table(s.c, "Recoveries, per cent of the feed", "");
   const std::vector<double> feed = total_feed(s.c);
@@ -242,29 +244,19 @@ void add_balances(report::Page& page, const SolvedCase& s, const Closure& closed
                   closed.liquid_sum, closed.vapour_sum));
 }
 
-/// Returns how many figures differ by more than one in the last digit, which rounding can do.
-int differing(const std::vector<Comparison>& rows) {
-  return static_cast<int>(
-      std::count_if(rows.begin(), rows.end(), [](const Comparison& row) { return row.units_apart > 1; }));
-}
-
 void add_published(report::Page& page, const std::vector<Comparison>& rows) {
   if (rows.empty()) return;
   Table table{"", {{"figure", true}, "published", "here", {"", true}}, {}};
   for (const Comparison& row : rows) {
-    report::Cell verdict("agrees", Tone::kGood);
-    if (row.units_apart == 1) verdict = {"1 in the last digit"};
-    if (row.units_apart > 1) verdict = {"differs", Tone::kBad};
-    table.rows.push_back({row.what, row.published, row.own, verdict});
+    const Tone tone = row.differs() ? Tone::kBad : row.units_apart == 0 ? Tone::kGood : Tone::kPlain;
+    table.rows.push_back({row.what, row.published, row.own, report::Cell(row.verdict(), tone)});
   }
   page.heading("Against the published answer");
   page.table(table);
 }
 
 std::vector<Comparison> published(const SolvedCase& s) {
-  std::optional<ShortcutResult> limits;
-  if (s.c.shortcut) limits = shortcut(*s.c.shortcut, total_feed(s.c), s.c.feeds.front().liquid_fraction);
-  return compare_with_published(s.c, s.solution, limits);
+  return compare_with_published(s.c, s.solution, shortcut(s.c));
 }
 
 /// Returns whether the answer is Newton's because the passes did not converge.
@@ -282,8 +274,10 @@ void add_facts(report::Page& page, const SolvedCase& s, const Closure& closed,
                                   {"largest balance error", fmt::format("{:.1e}", closed.worst()),
                                    tone_of(closed.worst(), Closure::kLimit)}};
   if (!rows.empty()) {
-    const int all = static_cast<int>(rows.size()), wrong = differing(rows);
-    facts.push_back({"agree with the source", fmt::format("{} of {}", all - wrong, all), tone_of(wrong, 0)});
+    const apps::PublishedCount counted = count(rows);
+    facts.push_back({"published values that agree",
+                     fmt::format("{} of {}", counted.all - counted.differing, counted.all),
+                     tone_of(counted.differing, 0)});
   }
   page.facts(facts);
 }
@@ -318,14 +312,13 @@ report::Page case_page(const SolvedCase& s) {
 }
 
 report::Entry case_entry(const SolvedCase& s) {
-  const std::vector<Comparison> rows = published(s);
   report::Entry entry;
   entry.what = s.c.title;
   entry.size = fmt::format("{} stages, {} {}", s.c.stages, count_of_work(s),
                            is_newtons(s) ? "Newton steps" : "passes");
   entry.seconds = is_newtons(s) ? s.newton.seconds : s.solution.seconds;
   entry.error = fmt::format("balances {:.1e}", closure(s.c, s.flows, s.solution.profile).worst());
-  entry.published = report::verdict_on_published(differing(rows), static_cast<int>(rows.size()));
+  entry.published = report::verdict_on_published(count(published(s)));
   return entry;
 }
 

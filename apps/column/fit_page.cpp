@@ -33,7 +33,10 @@ double known(double value) { return value == EmptyValue ? kUnknown : value; }
 
 /// Returns a number with so many decimals, or "-" if there is none.
 std::string text(double value, int decimals) {
-  return std::isfinite(value) ? fmt::format("{:.{}f}", value, decimals) : "-";
+  if (!std::isfinite(value)) return "-";
+  std::string rounded = fmt::format("{:.{}f}", value, decimals);
+  const bool is_zero = rounded.find_first_not_of("-0.") == rounded.npos;
+  return is_zero && rounded.front() == '-' ? rounded.substr(1) : rounded;
 }
 
 /// Returns the pressure by published constants; NaN below their pole.

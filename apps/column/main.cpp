@@ -35,6 +35,7 @@
 #include "apps/common/program_options.h"
 #include "apps/common/progress.h"
 #include "apps/report/index.h"
+#include "apps/report/option.h"
 
 namespace {
 
@@ -166,11 +167,9 @@ int compare(const Options& options, const column::ColumnCase& c, const column::I
   return kSolved;
 }
 
-/// Prints an error if published values differ from those of the bubble-point method.
-int judge_published(const Options& options, const column::ColumnCase& c, const column::Solution& solution) {
-  if (solution.outcome != column::Outcome::kOk) return kSolved;  // newton's answer stands alone
-  const apps::PublishedCount counted =
-      column::count(column::compare_with_published(c, solution, column::shortcut(c)));
+/// Prints an error if published values differ.
+int judge_published(const Options& options, const std::vector<column::Comparison>& published) {
+  const apps::PublishedCount counted = column::count(published);
   return counted.differing == 0 ? kSolved : complain_of(options, kDiffers, counted.words());
 }
 
@@ -183,24 +182,27 @@ void check_outputs(const Options& options, const column::ColumnCase& c) {
   }
 }
 
-/// Tries the folder of reports, if one is asked for.
-/// @param option, output  another output, which the report must not replace; may be empty
-void open_reports(std::optional<report::Folder>& reports, const Options& options, const std::string& page,
-                  const char* option, const std::string& output) {
-  if (options.report_folder.empty()) return;
-  reports.emplace(options.report_folder, page);
-  for (const std::string& path : reports->outputs())
-    apps::check_outputs_differ(option, output, "--report", path);
+/// Adds the page of a solved case to the folder of reports.
+void write_page(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                const column::Solution& answer, report::Folder& reports) {
+  const column::SolvedCase solved =
+      column::solve_for_page(c, flows, answer, options.acceleration, options.solver);
+  reports.add(column::case_page(solved), column::case_entry(solved));
 }
 
-/// Adds the page of a solved case to the folder of reports.
-/// @param solution  its profile is replaced by `answer`, which is Newton's if that was asked for
-void write_page(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
-                column::Solution solution, const column::Profile& answer, report::Folder& reports) {
-  solution.profile = answer;
-  const column::SolvedCase solved =
-      column::solve_for_page(c, flows, solution, options.acceleration, options.solver);
-  reports.add(column::case_page(solved), column::case_entry(solved));
+/// Solves the case by the methods asked for, and appends what they find.
+/// @param answer  in: of the bubble-point method; its profile is replaced by Newton's where that is asked for
+///                and converges
+int show_answers(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
+                 const std::optional<column::ColumnCase>& other, column::Solution& answer,
+                 std::string& text) {
+  const column::Solution bubble_point = answer;
+  const bool converged = bubble_point.outcome == column::Outcome::kOk;
+  if (!converged && !options.newton)
+    return complain_of(options, kNotConverged, "not converged: " + bubble_point.complaint);
+  const int code = converged ? show_bubble_point(options, c, flows, bubble_point, other, text) : kSolved;
+  if (code != kSolved || !options.newton) return code;
+  return solve_by_newton(options, c, flows, bubble_point, answer.profile, text);
 }
 
 /// Solves the case by all methods asked for, writes the profile and the page, and appends the answers.
@@ -211,21 +213,18 @@ int solve_and_show(const Options& options, const column::ColumnCase& c,
   const column::Solution solution = apps::in_phase("solving by bubble points", [&] {
     return column::solve(c, flows, column::Solver::kArrow, options.acceleration, log);
   });
-  const bool converged = solution.outcome == column::Outcome::kOk;
-  if (!converged && !options.newton)
-    return complain_of(options, kNotConverged, "not converged: " + solution.complaint);
-  int code = converged ? show_bubble_point(options, c, flows, solution, other, text) : kSolved;
+  column::Solution answer = solution;
+  int code = show_answers(options, c, flows, other, answer, text);
   if (code != kSolved) return code;
-  column::Profile answer = solution.profile;
-  if (options.newton) code = solve_by_newton(options, c, flows, solution, answer, text);
-  if (code != kSolved) return code;
-  if (!options.csv_path.empty()) {
-    apps::write_file(options.csv_path, column::profile_csv(c, flows, answer));
-  }
-  if (reports) write_page(options, c, flows, solution, answer, *reports);
+  const std::vector<column::Comparison> published =
+      column::compare_with_published(c, answer, column::shortcut(c));
+  text += column::report(published);
+  if (!options.csv_path.empty())
+    apps::write_file(options.csv_path, column::profile_csv(c, flows, answer.profile));
+  if (reports) write_page(options, c, flows, answer, *reports);
   if (options.dense) code = check_dense(options, c, flows, solution, text);
   if (code == kSolved && options.compare) code = compare(options, c, flows, log, text);
-  if (code == kSolved && options.strict) code = judge_published(options, c, solution);
+  if (code == kSolved && options.strict) code = judge_published(options, published);
   return code;
 }
 
@@ -237,7 +236,8 @@ int solve_case(const Options& options) {
   if (options.tolerance) c.tolerance = *options.tolerance;
   const std::optional<column::ColumnCase> other = column::read_other_case(c, case_name(options));
   std::optional<report::Folder> reports;
-  open_reports(reports, options, report::page_name("column-", case_name(options)), "--csv", options.csv_path);
+  report::open_reports(options.report_folder, report::page_name("column-", options.case_path), "--csv",
+                       options.csv_path, reports);
   if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);
@@ -358,7 +358,8 @@ int fit_tables(const Options& options) {
     apps::check_output("--properties", options.properties, table);
   if (!options.properties.empty()) apps::check_writable(options.properties);
   std::optional<report::Folder> reports;
-  open_reports(reports, options, column::fit_page_name(options.tables), "--properties", options.properties);
+  report::open_reports(options.report_folder, column::fit_page_name(options.tables), "--properties",
+                       options.properties, reports);
   const auto begin = std::chrono::steady_clock::now();
   const column::Tables tables = column::read_tables(options.tables);
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;

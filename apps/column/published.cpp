@@ -53,7 +53,7 @@ std::optional<double> own_figure(const ColumnCase& c, const Solution& s,
     case What::kTemperature:
       return c.model->scale().shown(s.profile.temperature[p.stage]);
     case What::kPasses:
-      if (s.accelerated) return std::nullopt;
+      if (s.accelerated || s.outcome != Outcome::kOk) return std::nullopt;
       if (const int passes = s.passes_to(p.tolerance); passes > 0) return passes;
       return std::nullopt;
     case What::kMinimumStages:
@@ -79,6 +79,11 @@ Comparison compare(std::string what, const Published& p, double own) {
 }
 
 }  // namespace
+
+const char* Comparison::verdict() const {
+  if (differs()) return "differs";
+  return units_apart == 0 ? "agrees" : "1 in the last digit";
+}
 
 std::vector<Comparison> compare_with_published(const ColumnCase& c, const Solution& solution,
                                                const std::optional<ShortcutResult>& limits) {

@@ -7,6 +7,7 @@
 
 #include "apps/column/products.h"
 #include "apps/common/output.h"
+#include "apps/common/rate_unit.h"
 
 namespace column {
 namespace {
@@ -85,19 +86,6 @@ void add_shortcut(Page& page, const ShortcutResult& limits) {
            limits.minimum_stages, limits.minimum_reflux, limits.underwood_root);
 }
 
-const char* verdict(const Comparison& row) {
-  if (row.differs()) return "DIFFERS";
-  return row.units_apart == 0 ? "agrees" : "1 in the last digit";
-}
-
-void add_comparison(Page& page, const std::vector<Comparison>& rows) {
-  if (rows.empty()) return;
-  page.add("\n{:<34} {:>12} {:>12}\n", "against the source", "published", "here");
-  for (const Comparison& row : rows)
-    page.add("{:<34} {:>12} {:>12}  {}\n", row.what, row.published, row.own, verdict(row));
-  page.add("{}\n", count(rows).words());
-}
-
 std::string difference(const MethodComparison& comparison, const MethodComparison::Run& run) {
   if (&run == comparison.failed()) return "not converged";
   return &run == &comparison.runs.front() ? "" : fmt::format("{:.1e}", run.apart);
@@ -115,7 +103,17 @@ std::string report(const ColumnCase& c, const InternalFlows& flows, const Soluti
   add_extrapolation(page, c, solution.profile);
   add_closure(page, c, closed);
   if (limits) add_shortcut(page, *limits);
-  add_comparison(page, compare_with_published(c, solution, limits));
+  return page.take();
+}
+
+std::string report(const std::vector<Comparison>& published) {
+  if (published.empty()) return "";
+  Page page;
+  page.add("\n{:<34} {:>12} {:>12}\n", "against the source", "published", "here");
+  for (const Comparison& row : published)
+    page.add("{:<34} {:>12} {:>12}  {}\n", row.what, row.published, row.own,
+             row.differs() ? "DIFFERS" : row.verdict());
+  page.add("{}\n", count(published).words());
   return page.take();
 }
 

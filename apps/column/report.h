@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/column/bubble_point.h"
 #include "apps/column/closure.h"
@@ -15,9 +16,12 @@
 
 namespace column {
 
-/// Returns what a run prints about a solved column: stages, products, closure, published answers.
+/// Returns what a run prints about a solved column: stages, products, closure, short cut.
 std::string report(const ColumnCase& c, const InternalFlows& flows, const Solution& solution,
                    const Closure& closed);
+
+/// Returns published figures beside the program's own, and how many differ; nothing if there are none.
+std::string report(const std::vector<Comparison>& published);
 
 /// Tells how far the solution by the dense matrix is from that by the arrow matrix, all relative.
 struct DenseCheck {

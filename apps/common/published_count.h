@@ -15,18 +15,15 @@ struct PublishedCount {
     ++all;
     differing += differs;
   }
+  void add(const PublishedCount& more) {
+    all += more.all;
+    differing += more.differing;
+  }
   /// Returns the count in words.
   std::string words() const {
     return fmt::format("{} of {} published values {}", differing > 0 ? differing : all, all,
                        differing > 0 ? "differ" : "agree");
   }
 };
-
-/// Returns the line of a report that tells the unit of all rates.
-/// @param unit  as the case states it; empty if it does not
-inline std::string rate_unit_line(const std::string& unit) {
-  return unit.empty() ? "rates in moles per unit of time, as in the case\n"
-                      : fmt::format("rates in {}\n", unit);
-}
 
 }  // namespace apps

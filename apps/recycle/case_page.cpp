@@ -6,6 +6,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "apps/common/published_count.h"
+#include "apps/common/rate_unit.h"
 #include "apps/recycle/flowsheet_drawing.h"
 #include "apps/recycle/report.h"
 #include "apps/recycle/wording.h"
@@ -38,28 +40,14 @@ std::string eigenvalue_text(const RunResult& run) {
   return run.eigenvalue ? fmt::format("{:.5f}", *run.eigenvalue) : "-";
 }
 
-// ---- Published rates
-
-struct PublishedCount {
-  int streams = 0, differing = 0;
-};
-
-/// Published rates come from K-values, and with decimals, that their source has rounded.
-bool agrees_with_published(const Stream& stream, const Rates& rates) {
-  constexpr double kAgreement = 1e-5;  // of the stream
-  return distance_from_published(stream, rates) <= kAgreement * sum(stream.published);
+/// Returns nothing counted for a run that did not converge: its rates are no answer.
+apps::PublishedCount published(const CaseResults& r) {
+  const RunResult& run = shown(r);
+  return run.converged ? count_published(r.c.flowsheet, run) : apps::PublishedCount{};
 }
 
-PublishedCount count_published(const CaseResults& r) {
-  PublishedCount count;
-  const RunResult& run = shown(r);
-  for (std::size_t s = 0; run.converged && s < run.streams.size(); ++s) {
-    const Stream& stream = r.c.flowsheet.streams[s];
-    if (stream.published.empty()) continue;
-    ++count.streams;
-    count.differing += !agrees_with_published(stream, run.streams[s]);
-  }
-  return count;
+Tone tone_of(const apps::PublishedCount& counted) {
+  return counted.differing == 0 ? Tone::kGood : Tone::kBad;
 }
 
 // ---- Facts
@@ -76,9 +64,10 @@ void add_facts(report::Page& page, const CaseResults& r) {
   if (const auto apart = imbalance(r, run))
     facts.push_back({"largest balance error, of the feed", fmt::format("{:.1e}", apart->worst),
                      closes(r, *apart) ? Tone::kGood : Tone::kBad});
-  if (const PublishedCount count = count_published(r); count.streams > 0)
-    facts.push_back({"published streams", report::verdict_on_published(count.differing, count.streams),
-                     count.differing == 0 ? Tone::kGood : Tone::kBad});
+  if (const apps::PublishedCount counted = published(r); counted.all > 0)
+    facts.push_back({"published rates that agree",
+                     fmt::format("{} of {}", counted.all - counted.differing, counted.all),
+                     tone_of(counted)});
   page.facts(facts);
 }
 
@@ -187,18 +176,15 @@ void add_convergence(report::Page& page, const CaseResults& r) {
 
 // ---- Streams
 
-/// Returns a rate with four decimals; one that rounds to zero has no sign.
-std::string rate_text(double rate) {
-  const std::string text = fmt::format("{:.4f}", rate);
-  return text == "-0.0000" ? text.substr(1) : text;
-}
+std::string rates_caption(const CaseResults& r) { return apps::with_rate_unit("Molar rates", r.c.rate_unit); }
 
 std::string end_name(const Flowsheet& sheet, int unit, const char* outside) {
   return unit == kOutside ? outside : sheet.units[static_cast<std::size_t>(unit)].name;
 }
 
-void add_flashes(report::Page& page, const Flowsheet& sheet, const RunResult& run) {
-  report::Table table{"", {{"flash", true}, "feed", "vapour", "liquid", "vapour fraction"}, {}};
+void add_flashes(report::Page& page, const CaseResults& r, const RunResult& run) {
+  const Flowsheet& sheet = r.c.flowsheet;
+  report::Table table{rates_caption(r), {{"flash", true}, "feed", "vapour", "liquid", "vapour fraction"}, {}};
   const auto total = [&](int stream) { return sum(run.streams[static_cast<std::size_t>(stream)]); };
   for (const Unit& unit : sheet.units) {
     if (unit.kind != UnitKind::kFlash) continue;
@@ -227,7 +213,7 @@ report::Table transposed(const report::Table& table) {
 /// of the lists, of streams and of components, runs across.
 void add_streams(report::Page& page, const CaseResults& r, const RunResult& run) {
   const Flowsheet& sheet = r.c.flowsheet;
-  report::Table table{"Molar rates in the unit of the case", {{"", true}, {"from", true}, {"to", true}}, {}};
+  report::Table table{rates_caption(r), {{"", true}, {"from", true}, {"to", true}}, {}};
   table.columns.insert(table.columns.end(), sheet.components.begin(), sheet.components.end());
   table.columns.emplace_back("total");
   for (std::size_t s = 0; s < sheet.streams.size(); ++s) {
@@ -243,17 +229,22 @@ void add_streams(report::Page& page, const CaseResults& r, const RunResult& run)
 }
 
 void add_published(report::Page& page, const CaseResults& r, const RunResult& run) {
-  report::Table table{
-      "",
-      {{"stream", true}, "published total", "total here", "largest difference of a rate", {"", true}},
-      {}};
+  report::Table table{rates_caption(r),
+                      {{"stream", true},
+                       "published total",
+                       "total here",
+                       "largest difference of a rate",
+                       "allowed",
+                       {"", true}},
+                      {}};
   for (std::size_t s = 0; s < run.streams.size(); ++s) {
     const Stream& stream = r.c.flowsheet.streams[s];
     if (stream.published.empty()) continue;
-    const bool agrees = agrees_with_published(stream, run.streams[s]);
+    const apps::PublishedCount counted = count_published(stream, run.streams[s]);
     table.rows.push_back({stream.name, rate_text(sum(stream.published)), rate_text(sum(run.streams[s])),
                           fmt::format("{:.1e}", distance_from_published(stream, run.streams[s])),
-                          agrees ? Cell("agrees", Tone::kGood) : Cell("differs", Tone::kBad)});
+                          fmt::format("{:.1e}", stream.within),
+                          Cell(report::verdict_on_published(counted), tone_of(counted))});
   }
   if (table.rows.empty()) return;
   page.heading("Published rates");
@@ -271,7 +262,8 @@ void add_balances(report::Page& page, const CaseResults& r, const RunResult& run
       if (stream.to == kOutside) out[i] += run.streams[s][i];
     }
   }
-  report::Table table{"", {{"component", true}, "feeds", "products", "difference / total feed"}, {}};
+  report::Table table{
+      rates_caption(r), {{"component", true}, "feeds", "products", "difference / total feed"}, {}};
   const double feed = sheet.total_feed();
   const auto add = [&](const std::string& name, double entering, double leaving) {
     table.rows.push_back(
@@ -297,7 +289,7 @@ report::Page page_of(const CaseResults& r) {
   add_flowsheet(page, r, run);
   add_convergence(page, r);
   if (run.streams.empty()) return page;
-  add_flashes(page, r.c.flowsheet, run);
+  add_flashes(page, r, run);
   add_streams(page, r, run);
   add_published(page, r, run);
   add_balances(page, r, run);
@@ -312,8 +304,7 @@ report::Entry entry_of(const CaseResults& r) {
   entry.seconds = r.seconds;
   const auto apart = imbalance(r, run);
   entry.error = !run.converged ? "not converged" : apart ? fmt::format("balances {:.1e}", apart->worst) : "";
-  const PublishedCount count = count_published(r);
-  entry.published = report::verdict_on_published(count.differing, count.streams);
+  entry.published = report::verdict_on_published(published(r));
   return entry;
 }
 

@@ -130,7 +130,7 @@ constexpr const char* kStyle =
     ".flowsheet .tear{stroke:var(--s3);stroke-width:2.2;fill:none}"
     ".flowsheet .unit path{fill:none;stroke:var(--soft);stroke-width:1.5}"
     ".flowsheet .unit .title{font-weight:600}.flowsheet .unit .kind{font-size:11px;fill:var(--soft)}"
-    "@media print{.flowsheet{width:100%!important}}";
+    "@media print{.flowsheet.plot{width:100%!important}}";
 
 /// Returns the style that gives a drawing its own size where the page has room for it. One that would have to
 /// shrink so far that its texts cannot be read keeps its size, and is moved within its box.

@@ -1,17 +1,12 @@
-// Lays out a flowsheet in layers. All is computed as if they ran from left to right; where they run down, x
-// and y change places in the end, and the height of a box in here is its width on the page.
-//   1. A depth-first search from the feeds finds the recycles: the streams that lead back on the search path.
-//      (The torn streams would not do: they cut the recycles where the iteration likes it best, often in the
-//      middle of the sheet.)
-//   2. The layer of a unit is the longest path to it without recycles. Feeds start in front of the first
-//      layer and products end behind the last one. A stream that skips layers gets a bend in each of them.
-//   3. The order within a layer is by the barycentre of the neighbours; the best of several sweeps counts.
-//   4. Heights come from least squares: each node is drawn to where its streams are straight, and pool
+// Places the layers of a flowsheet and leads its streams. All is computed as if they ran from left to right;
+// where they run down, x and y change places in the end, and the height of a box in here is its width on the
+// page.
+//   1. Heights come from least squares: each node is drawn to where its streams are straight, and pool
 //      adjacent violators keeps the nodes apart in their order.
-//   5. Between two layers each stream with a vertical part gets a track. Their order is improved by moving
+//   2. Recycles get lanes above and below the units.
+//   3. Between two layers each stream with a vertical part gets a track. Their order is improved by moving
 //      single tracks until no move gives fewer crossings.
-// Sources: K. Sugiyama, S. Tagawa and M. Toda, IEEE Trans. Syst. Man Cybern. 11, 109 (1981); R. E. Barlow et
-// al., Statistical Inference under Order Restrictions, Wiley (1972), for step 4.
+// Source of step 1: R. E. Barlow et al., Statistical Inference under Order Restrictions, Wiley (1972).
 
 #include "apps/recycle/flowsheet_layout.h"
 
@@ -19,8 +14,9 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <numeric>
 #include <utility>
+
+#include "apps/recycle/flowsheet_layers.h"
 
 namespace recycle {
 namespace {
@@ -38,32 +34,12 @@ constexpr double kMargin = 8;      // around the drawing
 constexpr double kIconRoom = 34;   // in a box
 constexpr std::size_t kLongestName = 16;
 
-std::size_t at(int index) { return static_cast<std::size_t>(index); }
-
 double text_width(const std::string& name) {
   return kLetter * static_cast<double>(std::min(name.size(), kLongestName));
 }
 
 /// Rounds a length up, so that heights made from it are exact and can be compared.
 double even(double length) { return 2 * std::ceil(length / 2); }
-
-/// Holds what stands in a layer: a unit, the end of a feed or product, or the bend of a stream.
-struct Node {
-  int unit = kOutside;
-  int layer = 0;
-  int sheet = 0;  // connected part of the flowsheet that it belongs to
-  double width = 0, height = 0;
-  double rank = 0;           // place in its layer
-  double y = 0;              // of the middle
-  std::vector<int> in, out;  // streams at the left and right side, from the top
-  std::vector<std::size_t> links_in, links_out;
-  bool is_bend() const { return unit == kOutside; }
-};
-
-/// Holds the part of a stream from one layer to the next.
-struct Link {
-  int stream, from, to;  // nodes
-};
 
 /// Holds a part of a stream that runs vertically between two layers, with the horizontal parts at its ends.
 struct Riser {
@@ -97,29 +73,31 @@ struct Riser {
   }
 };
 
-enum class Side { kAbove, kBelow };
+/// Holds a node with its size and place.
+struct PlacedNode : Node {
+  explicit PlacedNode(const Node& node) : Node(node) {}
+  double width = 0, height = 0;
+  double y = 0;  // of the middle
+};
 
 class Layout {
  public:
-  Layout(const Flowsheet& flowsheet, const Plan& plan, Direction direction)
+  Layout(const Flowsheet& flowsheet, const Plan& plan, Direction direction, const Layers& layers)
       : sheet_(flowsheet),
         plan_(plan),
         runs_down_(direction == Direction::kDown),
         port_step_(runs_down_ ? even(std::max(kLeastPortStep, widest_label() + 2 * kTextMargin))
                               : kLeastPortStep),
-        is_recycle_(flowsheet.streams.size()),
-        chain_(flowsheet.streams.size()),
-        side_(flowsheet.streams.size(), Side::kBelow),
+        links_(layers.links),
+        layers_(layers.order),
+        is_recycle_(layers.is_recycle),
+        chain_(layers.chain),
+        side_(layers.side),
+        nodes_(layers.nodes.begin(), layers.nodes.end()),
         lane_(flowsheet.streams.size()) {}
 
   FlowsheetLayout make() {
-    make_unit_nodes();
-    find_recycles();
-    find_layers();
-    make_links();
-    order_layers();
-    choose_sides();
-    order_ports();
+    size_boxes();
     place_vertically();
     place_lanes();
     make_risers();
@@ -128,7 +106,7 @@ class Layout {
   }
 
  private:
-  // ---- Sizes of texts
+  // ---- Sizes
 
   static double box_width(const Unit& unit) {
     constexpr double kPadding = 8;
@@ -147,237 +125,15 @@ class Layout {
   /// Returns the length of a name along the layers' axis.
   double along(const std::string& name) const { return runs_down_ ? kLineHeight : text_width(name); }
 
-  // ---- Recycles and layers
-
-  void make_unit_nodes() {
-    for (std::size_t u = 0; u < sheet_.units.size(); ++u) {
-      Node node;
-      node.unit = static_cast<int>(u);
-      node.width = runs_down_ ? kBoxHeight : box_width(sheet_.units[u]);
-      nodes_.push_back(node);
-    }
-    sheets_.resize(nodes_.size());
-    std::iota(sheets_.begin(), sheets_.end(), 0);
-    for (const Stream& stream : sheet_.streams)
-      if (stream.from != kOutside && stream.to != kOutside) join(stream.from, stream.to);
-  }
-
-  /// Gives two units, and all that are joined to them, the same number of a connected part.
-  void join(int a, int b) {
-    const int low = std::min(sheets_[at(a)], sheets_[at(b)]), high = std::max(sheets_[at(a)], sheets_[at(b)]);
-    std::replace(sheets_.begin(), sheets_.end(), high, low);
-  }
-
-  void find_recycles() {
-    visited_.assign(nodes_.size(), false);
-    on_path_.assign(nodes_.size(), false);
-    for (const Stream& stream : sheet_.streams)
-      if (stream.is_feed) search(stream.to);
-    for (std::size_t u = 0; u < nodes_.size(); ++u) search(static_cast<int>(u));
-  }
-
-  void search(int unit) {
-    if (visited_[at(unit)]) return;
-    visited_[at(unit)] = on_path_[at(unit)] = true;
-    for (const int s : sheet_.units[at(unit)].outlets) {
-      const int next = sheet_.streams[at(s)].to;
-      if (next == kOutside) continue;
-      is_recycle_[at(s)] = on_path_[at(next)];
-      search(next);
-    }
-    on_path_[at(unit)] = false;
-    downstream_first_.push_back(unit);
-  }
-
-  void find_layers() {
-    for (auto u = downstream_first_.rbegin(); u != downstream_first_.rend(); ++u) {
-      Node& node = nodes_[at(*u)];
-      node.layer = std::max(node.layer, 1);
-      node.sheet = sheets_[at(*u)];
-      for (const int s : sheet_.units[at(*u)].outlets) {
-        const int next = sheet_.streams[at(s)].to;
-        if (next != kOutside && !is_recycle_[at(s)])
-          nodes_[at(next)].layer = std::max(nodes_[at(next)].layer, node.layer + 1);
-      }
-      last_layer_ = std::max(last_layer_, node.layer + 1);
-    }
-  }
-
-  // ---- Streams as chains of nodes
-
-  int add_bend(int layer, int sheet) {
-    Node node;
-    node.layer = layer;
-    node.sheet = sheet;
-    nodes_.push_back(node);
-    return static_cast<int>(nodes_.size()) - 1;
-  }
-
-  /// Cuts each stream into links, which end at bends and, outside, at nodes of the edges of the drawing.
-  void make_links() {
-    for (std::size_t s = 0; s < sheet_.streams.size(); ++s) {
-      const Stream& stream = sheet_.streams[s];
-      const int number = static_cast<int>(s);
-      if (is_recycle_[s]) {
-        nodes_[at(stream.from)].out.push_back(number);
-        nodes_[at(stream.to)].in.push_back(number);
-        continue;
-      }
-      const int part = nodes_[at(stream.from != kOutside ? stream.from : stream.to)].sheet;
-      int from = stream.from != kOutside ? stream.from : add_bend(0, part);
-      const int to = stream.to != kOutside ? stream.to : add_bend(last_layer_, part);
-      chain_[s].push_back(from);
-      while (nodes_[at(from)].layer + 1 < nodes_[at(to)].layer) {
-        const int bend = add_bend(nodes_[at(from)].layer + 1, part);
-        add_link(number, from, bend);
-        from = bend;
-      }
-      add_link(number, from, to);
-    }
-    layers_.resize(at(last_layer_) + 1);
-    for (std::size_t n = 0; n < nodes_.size(); ++n)
-      layers_[at(nodes_[n].layer)].push_back(static_cast<int>(n));
-    for (Node& node : nodes_) {
+  /// Gives each unit a box, high enough for the streams at its sides.
+  void size_boxes() {
+    for (PlacedNode& node : nodes_) {
       if (node.is_bend()) continue;
+      const double box = box_width(sheet_.units[at(node.unit)]);
       const auto ports = static_cast<double>(std::max(node.in.size(), node.out.size()));
-      node.height = std::max(runs_down_ ? box_width(sheet_.units[at(node.unit)]) : kBoxHeight,
-                             port_step_ * (ports + 1));
+      node.width = runs_down_ ? kBoxHeight : box;
+      node.height = std::max(runs_down_ ? box : kBoxHeight, port_step_ * (ports + 1));
     }
-  }
-
-  void add_link(int stream, int from, int to) {
-    nodes_[at(from)].links_out.push_back(links_.size());
-    nodes_[at(to)].links_in.push_back(links_.size());
-    links_.push_back({stream, from, to});
-    chain_[at(stream)].push_back(to);
-    nodes_[at(from)].out.push_back(stream);
-    nodes_[at(to)].in.push_back(stream);
-  }
-
-  // ---- Order in the layers
-
-  bool has_fixed_outlets(const Node& node) const {
-    return !node.is_bend() && sheet_.units[at(node.unit)].kind == UnitKind::kFlash;
-  }
-
-  /// Returns the place from which a stream leaves a node, as a part of the distance between two nodes: the
-  /// vapour of a flash leaves above the liquid.
-  double outlet_rank(const Node& node, int stream) const {
-    if (!has_fixed_outlets(node)) return node.rank;
-    return node.rank + (sheet_.units[at(node.unit)].outlets.front() == stream ? -0.25 : 0.25);
-  }
-
-  void number_layer(std::vector<int>& layer) {
-    for (std::size_t k = 0; k < layer.size(); ++k) nodes_[at(layer[k])].rank = static_cast<double>(k);
-  }
-
-  /// Returns the mean place of the neighbours of a node in the layer before or behind it.
-  double barycentre(const Node& node, bool by_sources) const {
-    const std::vector<std::size_t>& links = by_sources ? node.links_in : node.links_out;
-    if (links.empty()) return node.rank;
-    double sum = 0;
-    for (const std::size_t l : links)
-      sum += by_sources ? outlet_rank(nodes_[at(links_[l].from)], links_[l].stream)
-                        : nodes_[at(links_[l].to)].rank;
-    return sum / static_cast<double>(links.size());
-  }
-
-  /// Sorts a layer by the barycentres of its nodes. Connected parts of the flowsheet stay one above the
-  /// other.
-  void sort_layer(std::vector<int>& layer, bool by_sources) {
-    const auto key = [&](int n) {
-      return std::make_pair(nodes_[at(n)].sheet, barycentre(nodes_[at(n)], by_sources));
-    };
-    std::stable_sort(layer.begin(), layer.end(), [&](int a, int b) { return key(a) < key(b); });
-    number_layer(layer);
-  }
-
-  long crossings() const {
-    std::vector<std::vector<std::pair<double, double>>> gaps(layers_.size());
-    for (const Link& link : links_)
-      gaps[at(nodes_[at(link.from)].layer)].emplace_back(outlet_rank(nodes_[at(link.from)], link.stream),
-                                                         nodes_[at(link.to)].rank);
-    long count = 0;
-    for (const auto& gap : gaps)
-      for (std::size_t a = 0; a < gap.size(); ++a)
-        for (std::size_t b = 0; b < a; ++b)
-          count += (gap[a].first - gap[b].first) * (gap[a].second - gap[b].second) < 0;
-    return count;
-  }
-
-  void order_layers() {
-    constexpr int kSweeps = 8;
-    for (auto& layer : layers_) {
-      std::stable_sort(layer.begin(), layer.end(),
-                       [&](int a, int b) { return nodes_[at(a)].sheet < nodes_[at(b)].sheet; });
-      number_layer(layer);
-    }
-    auto best = layers_;
-    long fewest = std::numeric_limits<long>::max();
-    for (int sweep = 0; sweep < kSweeps && fewest > 0; ++sweep) {
-      for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
-      for (std::size_t l = layers_.size() - 1; l-- > 0;) sort_layer(layers_[l], false);
-      for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
-      if (const long now = crossings(); now < fewest) {
-        fewest = now;
-        best = layers_;
-      }
-    }
-    layers_ = best;
-    for (auto& layer : layers_) number_layer(layer);
-  }
-
-  // ---- Sides of the recycles, and ports
-
-  /// Leads each recycle above or below the units, where it crosses fewer streams; where that is the same, on
-  /// the side that is nearer.
-  void choose_sides() {
-    for (std::size_t s = 0; s < sheet_.streams.size(); ++s) {
-      if (!is_recycle_[s]) continue;
-      const Node& from = nodes_[at(sheet_.streams[s].from)];
-      const Node& to = nodes_[at(sheet_.streams[s].to)];
-      int above = 0, below = 0;
-      for (const Link& link : links_) {
-        const Node& source = nodes_[at(link.from)];
-        const Node& target = nodes_[at(link.to)];
-        if (source.layer == from.layer) {
-          const double leaves = outlet_rank(source, link.stream) - outlet_rank(from, static_cast<int>(s));
-          above += leaves < 0;
-          below += leaves > 0;
-        }
-        if (target.layer == to.layer) {
-          above += target.rank < to.rank;
-          below += target.rank > to.rank;
-        }
-      }
-      const double middle = (static_cast<double>(layers_[at(from.layer)].size()) - 1) / 2;
-      const bool is_high = outlet_rank(from, static_cast<int>(s)) < middle;
-      side_[s] = above < below || (above == below && is_high) ? Side::kAbove : Side::kBelow;
-    }
-  }
-
-  /// Sorts the streams at each side of each node, so that those which go up stand at the top.
-  void order_ports() {
-    for (std::size_t n = 0; n < nodes_.size(); ++n) {
-      Node& node = nodes_[n];
-      sort_ports(node.in, static_cast<int>(n), true);
-      if (has_fixed_outlets(node)) {
-        node.out = sheet_.units[at(node.unit)].outlets;
-      } else {
-        sort_ports(node.out, static_cast<int>(n), false);
-      }
-    }
-  }
-
-  void sort_ports(std::vector<int>& ports, int node, bool is_left) {
-    constexpr double kFar = 1e6;
-    const auto place = [&](int s) {
-      if (is_recycle_[at(s)]) return side_[at(s)] == Side::kAbove ? -kFar : kFar;
-      const auto& chain = chain_[at(s)];
-      const auto here = std::find(chain.begin(), chain.end(), node);
-      return is_left ? outlet_rank(nodes_[at(*(here - 1))], s) : nodes_[at(*(here + 1))].rank;
-    };
-    std::stable_sort(ports.begin(), ports.end(), [&](int a, int b) { return place(a) < place(b); });
   }
 
   double port_offset(const std::vector<int>& ports, int stream) const {
@@ -393,7 +149,7 @@ class Layout {
 
   // ---- Heights
 
-  double least_distance(const Node& upper, const Node& lower) const {
+  double least_distance(const PlacedNode& upper, const PlacedNode& lower) const {
     const double gap = upper.is_bend() && lower.is_bend() ? port_step_ : kNodeDistance;
     return (upper.height + lower.height) / 2 + gap;
   }
@@ -431,7 +187,7 @@ class Layout {
   void straighten(const std::vector<int>& layer, bool by_sources, bool by_targets) {
     std::vector<Wish> wishes;
     for (const int n : layer) {
-      const Node& node = nodes_[at(n)];
+      const PlacedNode& node = nodes_[at(n)];
       Wish wish;
       for (std::size_t k = 0; by_sources && k < node.links_in.size(); ++k) {
         const Link& link = links_[node.links_in[k]];
@@ -469,7 +225,7 @@ class Layout {
     std::vector<Pool> pools;
     std::vector<double> shift;  // [place] distances from the first node, which turn the problem into an order
     for (std::size_t k = 0; k < layer.size(); ++k) {
-      const Node& node = nodes_[at(layer[k])];
+      const PlacedNode& node = nodes_[at(layer[k])];
       shift.push_back(k == 0 ? 0 : shift.back() + least_distance(nodes_[at(layer[k - 1])], node));
       const double weight = wishes[k].weight + kInertia;
       pools.push_back({wishes[k].sum + kInertia * node.y - weight * shift.back(), weight, 1});
@@ -492,7 +248,7 @@ class Layout {
     for (const auto& layer : layers_) {
       double least = -std::numeric_limits<double>::max();
       for (std::size_t k = 0; k < layer.size(); ++k) {
-        Node& node = nodes_[at(layer[k])];
+        PlacedNode& node = nodes_[at(layer[k])];
         node.y = grid * std::ceil(std::max(std::floor(node.y / grid + 0.5), least / grid));
         if (k + 1 < layer.size()) least = node.y + least_distance(node, nodes_[at(layer[k + 1])]);
       }
@@ -515,13 +271,13 @@ class Layout {
 
   /// Return the ends of the range in which a node may stand between its neighbours.
   double lowest_y(int n) const {
-    const Node& node = nodes_[at(n)];
+    const PlacedNode& node = nodes_[at(n)];
     if (node.rank == 0) return -std::numeric_limits<double>::max();
-    const Node& upper = nodes_[at(layers_[at(node.layer)][static_cast<std::size_t>(node.rank) - 1])];
+    const PlacedNode& upper = nodes_[at(layers_[at(node.layer)][static_cast<std::size_t>(node.rank) - 1])];
     return upper.y + least_distance(upper, node);
   }
   double highest_y(int n) const {
-    const Node& node = nodes_[at(n)];
+    const PlacedNode& node = nodes_[at(n)];
     const auto& layer = layers_[at(node.layer)];
     const auto next = static_cast<std::size_t>(node.rank) + 1;
     if (next == layer.size()) return std::numeric_limits<double>::max();
@@ -531,8 +287,8 @@ class Layout {
   /// Moves all so that the highest node begins at 0.
   void measure_height() {
     double top = std::numeric_limits<double>::max();
-    for (const Node& node : nodes_) top = std::min(top, node.y - node.height / 2);
-    for (Node& node : nodes_) {
+    for (const PlacedNode& node : nodes_) top = std::min(top, node.y - node.height / 2);
+    for (PlacedNode& node : nodes_) {
       node.y -= top;
       bottom_ = std::max(bottom_, node.y + node.height / 2);
     }
@@ -706,11 +462,11 @@ class Layout {
 
   // ---- The result
 
-  double node_left(const Node& node) const {
+  double node_left(const PlacedNode& node) const {
     const auto l = at(node.layer);
     return node.is_bend() ? left_[l] : (left_[l] + right_[l] - node.width) / 2;
   }
-  double node_right(const Node& node) const {
+  double node_right(const PlacedNode& node) const {
     return node.is_bend() ? right_[at(node.layer)] : node_left(node) + node.width;
   }
 
@@ -720,7 +476,7 @@ class Layout {
     const double first = room_beside(Side::kAbove);
     double products = 0;
     for (std::size_t u = 0; u < sheet_.units.size(); ++u) {
-      const Node& node = nodes_[u];
+      const PlacedNode& node = nodes_[u];
       layout.units.push_back({node_left(node), node.y - node.height / 2 + first, node.width, node.height});
       if (runs_down_) exchange(layout.units.back());
     }
@@ -782,8 +538,8 @@ class Layout {
   }
 
   std::vector<Point> corners_of_recycle(int s) const {
-    const Node& from = nodes_[at(sheet_.streams[at(s)].from)];
-    const Node& to = nodes_[at(sheet_.streams[at(s)].to)];
+    const PlacedNode& from = nodes_[at(sheet_.streams[at(s)].from)];
+    const PlacedNode& to = nodes_[at(sheet_.streams[at(s)].to)];
     const double out = out_y(from.unit, s), in = in_y(to.unit, s), lane = lane_y(s);
     const std::size_t gap_out = at(from.layer), gap_in = at(to.layer) - 1;
     const double x_out = track_x(gap_out, risers_of(s, gap_out).front());
@@ -810,18 +566,14 @@ class Layout {
   const Plan& plan_;
   const bool runs_down_;
   const double port_step_;
-  std::vector<bool> is_recycle_;         // [stream]
-  std::vector<std::vector<int>> chain_;  // [stream] nodes that it passes, if it is no recycle
-  std::vector<Side> side_;               // [stream] of a recycle; likewise lane_
-  std::vector<int> lane_;                // from the units outwards
-  std::array<int, 2> lanes_{};           // [side] how many there are
-  std::vector<Node> nodes_;              // the units come first, in their order
-  std::vector<int> sheets_;              // [unit] lowest unit that it is connected with
-  std::vector<bool> visited_, on_path_;  // [unit] of the search
-  std::vector<int> downstream_first_;    // units, each behind those that it feeds but for recycles
-  int last_layer_ = 0;                   // of the ends of products
-  std::vector<Link> links_;
-  std::vector<std::vector<int>> layers_;  // [layer] nodes from the top
+  const std::vector<Link>& links_;  // these five as in Layers
+  const std::vector<std::vector<int>>& layers_;
+  const std::vector<bool>& is_recycle_;
+  const std::vector<std::vector<int>>& chain_;
+  const std::vector<Side>& side_;
+  std::vector<PlacedNode> nodes_;         // the units come first, in their order
+  std::vector<int> lane_;                 // [stream] of a recycle, from the units outwards
+  std::array<int, 2> lanes_{};            // [side] how many there are
   std::vector<std::vector<Riser>> gaps_;  // from the left
   std::vector<double> left_, right_;      // [layer] edges
   std::vector<double> first_track_;       // [gap] x
@@ -838,7 +590,7 @@ std::string short_name(const std::string& name) {
 }
 
 FlowsheetLayout lay_out(const Flowsheet& flowsheet, const Plan& plan, Direction direction) {
-  return Layout(flowsheet, plan, direction).make();
+  return Layout(flowsheet, plan, direction, arrange_in_layers(flowsheet)).make();
 }
 
 }  // namespace recycle

@@ -21,6 +21,7 @@
 #include "apps/recycle/convergence.h"
 #include "apps/recycle/report.h"
 #include "apps/report/index.h"
+#include "apps/report/option.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ std::string output(const Job& job, const Options& options) {
 }
 
 /// Prints an error about the first run that did not converge or, if all did, about the first whose balances
-/// do not close or, if asked for, that differs from published rates. Returns the exit code.
+/// do not close or, if asked for, that the answer shown differs from published rates. Returns the exit code.
 int judge(const Job& job, const Options& options) {
   const auto complain_of = [&](int code, const recycle::RunResult& run, const std::string& what) {
     return complain(code, fmt::format("{}: {}: {}", apps::input_name(options.case_path),
@@ -102,20 +103,10 @@ int judge(const Job& job, const Options& options) {
                     "of the feed in {}; the tolerance promises {:.1e}",
                     apart.worst, job.c.flowsheet.components[apart.component], promised));
   }
-  for (const recycle::RunResult& run : job.runs) {
-    const apps::PublishedCount counted = recycle::count_published(job.c.flowsheet, run);
-    if (options.strict && counted.differing > 0) return complain_of(kDiffers, run, counted.words());
-  }
-  return kSolved;
-}
-
-/// Tries the folder of reports, if one is asked for. Another output must not replace what is written there.
-void open_reports(std::optional<report::Folder>& reports, const Options& options) {
-  if (options.report_folder.empty()) return;
-  reports.emplace(options.report_folder,
-                  report::page_name("recycle-", std::string(apps::input_name(options.case_path))));
-  for (const std::string& path : reports->outputs())
-    apps::check_outputs_differ("--csv", options.csv_path, "--report", path);
+  if (!options.strict) return kSolved;
+  const recycle::RunResult& shown = job.runs.back();
+  const apps::PublishedCount counted = recycle::count_published(job.c.flowsheet, shown);
+  return counted.differing == 0 ? kSolved : complain_of(kDiffers, shown, counted.words());
 }
 
 int converge(const Options& options) {
@@ -125,7 +116,8 @@ int converge(const Options& options) {
   if (options.max_passes) job.c.max_passes = *options.max_passes;
   job.plan = recycle::make_plan(job.c.flowsheet, options.tears.empty() ? job.c.tears : options.tears);
   std::optional<report::Folder> reports;
-  open_reports(reports, options);
+  report::open_reports(options.report_folder, report::page_name("recycle-", options.case_path), "--csv",
+                       options.csv_path, reports);
   if (!options.csv_path.empty()) apps::check_writable(options.csv_path);
   std::optional<apps::LogFile> log;
   if (!options.log_name.empty()) log.emplace(options.log_name);

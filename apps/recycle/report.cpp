@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "apps/common/output.h"
+#include "apps/common/rate_unit.h"
 #include "apps/recycle/wording.h"
 
 namespace recycle {
@@ -64,12 +65,6 @@ char mark(const Column& c, std::size_t component) {
   return c.published_of && differs(*c.published_of, *c.own, component) ? '*' : ' ';
 }
 
-/// Returns a rate with four decimals; one that rounds to zero has no sign.
-std::string rate_text(double rate) {
-  std::string text = fmt::format("{:.4f}", rate);
-  return text == "-0.0000" ? text.substr(1) : text;
-}
-
 void add_table(Page& page, const Flowsheet& flowsheet, const Columns& columns) {
   page.add("\n{:<12}", "");
   for (const Column& c : columns) page.add(" {:>13}", c.heading);
@@ -106,9 +101,9 @@ void add_published(Page& page, const Flowsheet& flowsheet, const RunResult& run)
   for (std::size_t s = 0; s < run.streams.size(); ++s) {
     const Stream& stream = flowsheet.streams[s];
     if (stream.published.empty()) continue;
-    const double apart = distance_from_published(stream, run.streams[s]);
-    page.add("{}  {:<12} {:.1e}{}\n", title, stream.name, apart,
-             apart <= stream.within ? "" : fmt::format(", more than {:.1e}", stream.within));
+    const bool differs = count_published(stream, run.streams[s]).differing > 0;
+    page.add("{}  {:<12} {:.1e}{}\n", title, stream.name, distance_from_published(stream, run.streams[s]),
+             differs ? fmt::format(", more than {:.1e}", stream.within) : "");
     title = "";
   }
   const apps::PublishedCount counted = count_published(flowsheet, run);
@@ -217,11 +212,16 @@ std::string history_csv(const std::vector<RunResult>& runs) {
   return page.take();
 }
 
+apps::PublishedCount count_published(const Stream& stream, const Rates& rates) {
+  apps::PublishedCount counted;
+  for (std::size_t i = 0; i < stream.published.size(); ++i) counted.add(differs(stream, rates, i));
+  return counted;
+}
+
 apps::PublishedCount count_published(const Flowsheet& flowsheet, const RunResult& run) {
   apps::PublishedCount counted;
   for (std::size_t s = 0; s < run.streams.size(); ++s)
-    for (std::size_t i = 0; i < flowsheet.streams[s].published.size(); ++i)
-      counted.add(differs(flowsheet.streams[s], run.streams[s], i));
+    counted.add(count_published(flowsheet.streams[s], run.streams[s]));
   return counted;
 }
 

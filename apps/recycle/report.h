@@ -30,7 +30,9 @@ std::string comparison(const RecycleCase& c, const std::vector<RunResult>& runs,
 /// pass, with all digits.
 std::string history_csv(const std::vector<RunResult>& runs);
 
-/// Counts the published rates of all streams, and those that a converged run differs from.
+/// Count the published rates of a stream, or of all streams, and those that the rates of a converged run
+/// differ from by more than the case allows.
+apps::PublishedCount count_published(const Stream& stream, const Rates& rates);
 apps::PublishedCount count_published(const Flowsheet& flowsheet, const RunResult& run);
 
 /// Returns the largest absolute difference of a component rate from the published one, which must exist.

@@ -14,4 +14,10 @@ inline std::string counted(std::size_t count, const std::string& noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : plural);
 }
 
+/// Returns a rate with four decimals; one that rounds to zero has no sign.
+inline std::string rate_text(double rate) {
+  std::string text = fmt::format("{:.4f}", rate);
+  return text == "-0.0000" ? text.substr(1) : text;
+}
+
 }  // namespace recycle

@@ -17,6 +17,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "apps/common/input.h"
 #include "apps/common/output.h"
 
 namespace report {
@@ -107,15 +108,23 @@ std::string index_html(const std::vector<Entry>& entries) {
                   "<h1>Reports</h1>\n<div class=\"cards\">" + table_html(table, links) + "</div>\n");
 }
 
+/// Returns the name of a case: that of its file without folders and endings.
+std::string stem_of(const std::string& path) {
+  if (apps::is_standard_stream(path)) return "standard-input";
+  const fs::path name = fs::path(path).filename();
+  return (name.extension() == ".gz" ? name.stem() : name).stem().string();
+}
+
 }  // namespace
 
-std::string verdict_on_published(int differing, int all) {
-  if (all == 0) return kNone;
-  return differing == 0 ? "agrees" : fmt::format("differs ({} of {})", differing, all);
+std::string verdict_on_published(const apps::PublishedCount& counted) {
+  if (counted.all == 0) return kNone;
+  return counted.differing == 0 ? "agrees"
+                                : fmt::format("differs ({} of {})", counted.differing, counted.all);
 }
 
 std::string page_name(const std::string& prefix, const std::string& path, const std::string& suffix) {
-  std::string stem = fs::path(path).stem().string();
+  std::string stem = stem_of(path);
   for (char& ch : stem)
     if (std::isalnum(static_cast<unsigned char>(ch)) == 0 && ch != '-' && ch != '_' && ch != '.') ch = '_';
   return prefix + stem + suffix + ".html";

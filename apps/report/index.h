@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/common/published_count.h"
 #include "apps/report/page.h"
 
 namespace report {
@@ -21,12 +22,13 @@ struct Entry {
 };
 
 /// Returns "agrees", "differs (2 of 9)", or "-" if there are no published figures.
-std::string verdict_on_published(int differing, int all);
+std::string verdict_on_published(const apps::PublishedCount& counted);
 
 /// Returns a name for a page that all file systems can hold: `stem` with everything but letters, digits, '-',
 /// '_' and '.' replaced, and ".html".
 /// @param prefix  in front of the stem, so that programs do not overwrite each other's pages: "column-"
-/// @param path    of the case; its name without folders and ending is the stem
+/// @param path    of the case; its name without folders and ending, and without ".gz", is the stem; that of
+///                standard input, "-", is "standard-input"
 /// @param suffix  behind the stem
 std::string page_name(const std::string& prefix, const std::string& path, const std::string& suffix = "");
 

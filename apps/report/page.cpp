@@ -10,8 +10,9 @@ namespace report {
 namespace {
 
 // Colours have a contrast of at least 3:1 (lines) or 4.5:1 (text) to the page. The dark ones are for screens
-// only, so that a page prints on white whatever the screen shows. A table that is wider than the page scrolls
-// in its box, whose background shows a shadow at an edge that has more behind it.
+// only, so that a page prints on white whatever the screen shows. Captions, legends, pictures and notes of
+// figures side by side stand in rows of a common grid, so that the pictures are level. A table that is wider
+// than the page scrolls in its box, whose background shows a shadow at an edge that has more behind it.
 constexpr std::string_view kStyle = R"css(
 :root{color-scheme:light dark;--page:#fff;--panel:#f5f7fa;--ink:#1c2128;--soft:#57606a;--grid:#e3e7ec;
 --axis:#8b949e;--link:#0b5cad;--good:#1a7f37;--bad:#b42318;--band:#0b62c414;
@@ -27,18 +28,26 @@ nav,.note,caption{color:var(--soft);font-size:.875rem}
 nav{display:flex;flex-wrap:wrap;gap:4px 16px;justify-content:space-between}
 h1{font-size:1.6rem;line-height:1.25;margin:.5em 0 .4em}
 h2{font-size:1.2rem;margin:2em 0 .6em;padding-top:.6em;border-top:1px solid var(--grid)}
-p{margin:.5em 0;max-width:70ch}
+p{margin:.5em 0;max-width:70ch;text-wrap:pretty}
 .facts{display:grid;grid-template-columns:repeat(auto-fit,minmax(150px,1fr));gap:8px;margin:16px 0}
-.facts div{background:var(--panel);border-radius:8px;padding:10px 14px;min-width:0}
+.facts div{background:var(--panel);border-radius:8px;padding:10px 14px;min-width:0;
+display:flex;flex-direction:column;justify-content:space-between}
 .facts dt{color:var(--soft);font-size:.875rem}
 .facts dd{margin:0;font-size:1.2rem;font-weight:600;font-variant-numeric:tabular-nums}
 .good{color:var(--good)}
 .bad{color:var(--bad);font-weight:600}
 .bad::before{content:"\2717\a0"}
 .good::before{content:"\2713\a0"}
-.figures{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,300px),1fr));gap:28px 24px;margin:16px 0}
-figure{margin:0;min-width:0;max-width:480px;display:flex;flex-direction:column}
+.figures{display:grid;grid-template-columns:repeat(auto-fit,minmax(min(100%,300px),1fr));gap:0 24px;margin:16px 0 -12px}
+figure{margin:0 0 28px;min-width:0;max-width:480px;display:flex;flex-direction:column}
 figure>svg{margin-top:auto}
+@supports(grid-template-rows:subgrid){
+figure{display:grid;grid-row:span 4;grid-template-rows:subgrid;grid-template-columns:minmax(0,1fr)}
+figure>figcaption{grid-row:1}
+figure>.legend{grid-row:2;align-content:start}
+figure>svg,figure>.scroll{grid-row:3;margin-top:0;align-self:end}
+figure>.note{grid-row:4}
+figure:has(>.chart){display:flex;grid-row:auto}}
 figcaption{font-weight:600;margin-bottom:2px}
 .note{margin:2px 0 0}
 .legend{list-style:none;display:flex;flex-wrap:wrap;gap:0 16px;margin:2px 0 6px;padding:0;font-size:.875rem}
@@ -82,12 +91,9 @@ tbody th.words{white-space:normal;min-width:6em}
 @media(max-width:700px){
 th,td{padding:5px 8px}
 .cards thead{display:none}
-.cards tr{display:block;padding:10px 0;border-bottom:1px solid var(--grid)}
-.cards th,.cards td{display:inline;border:0;padding:0;white-space:normal}
-.cards th{display:block}
-.cards td+td::before{content:"\a0· ";color:var(--soft)}
-.cards td+td.good::before{content:"\a0· \2713 "}
-.cards td+td.bad::before{content:"\a0· \2717 "}
+.cards tr{display:flex;flex-wrap:wrap;gap:0 16px;padding:10px 0;border-bottom:1px solid var(--grid)}
+.cards th,.cards td{border:0;padding:0;white-space:normal}
+.cards th{flex:0 0 100%}
 .cards td:empty{display:none}}
 @media(min-width:1000px){
 .figures{grid-template-columns:repeat(6,1fr)}
@@ -99,9 +105,10 @@ figure>.on-narrow{display:none}}
 @page{margin:12mm}
 @media print{
 html{font-size:9pt}
-body{max-width:none;padding:0}
+body{max-width:none;padding:0 1px}
+.facts{grid-template-columns:repeat(auto-fit,minmax(120px,1fr))}
 nav a{display:none}
-.figures{grid-template-columns:repeat(6,1fr);gap:16px}
+.figures{grid-template-columns:repeat(6,1fr);gap:0 16px}
 figure{max-width:none;grid-column:span 3;break-inside:avoid}
 .third{grid-column:span 2}
 .full{grid-column:span 6}
@@ -113,6 +120,8 @@ figure.half>.on-narrow{display:block}
 .tables .scroll{break-inside:avoid}
 h2{break-after:avoid}
 tr{break-inside:avoid}
+.wide{font-size:6.8pt}
+.wide th,.wide td{padding:2px 3px}
 .facts div{border:1px solid var(--grid)}}
 )css";
 
@@ -222,10 +231,12 @@ std::string document(const std::string& title, const std::string& body) {
 }
 
 std::string table_html(const Table& table, const std::vector<std::string>& links) {
+  constexpr std::size_t kWide = 9;  // columns that paper has room for in the size of the text
   // A box that scrolls must be reachable by the keyboard, and then has a name for who hears the page.
   std::string html =
-      fmt::format("<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"{}\"><table>\n",
-                  table.caption.empty() ? "Table" : escaped(table.caption));
+      fmt::format("<div class=\"scroll\" tabindex=\"0\" role=\"region\" aria-label=\"{}\"><table{}>\n",
+                  table.caption.empty() ? "Table" : escaped(table.caption),
+                  attribute("class", table.columns.size() > kWide ? "wide" : ""));
   if (!table.caption.empty()) html += "<caption>" + escaped(table.caption) + "</caption>\n";
   html += head_html(table) + "<tbody>\n";
   for (std::size_t r = 0; r < table.rows.size(); ++r) {

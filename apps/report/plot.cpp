@@ -263,7 +263,8 @@ void Drawing::add_upright_names(std::string& svg, std::vector<Box>& taken) const
 }
 
 /// Writes the names of level lines above them, at the end where fewer points are in the way. A name that has
-/// no room there moves down; if there is none at all it is left out, and only the description has it.
+/// no room there moves down, but not onto its line; if there is no room at all it is left out, and only the
+/// description has it.
 void Drawing::add_level_names(std::string& svg, std::vector<Box>& taken) const {
   constexpr double kAboveLine = 4, kDown = 2;
   for (const Limit& limit : plot_.limits) {
@@ -272,7 +273,9 @@ void Drawing::add_level_names(std::string& svg, std::vector<Box>& taken) const {
       const auto meets = [&box](const Box& other) { return overlap(box, other); };
       return std::any_of(taken.begin(), taken.end(), meets) ? INT_MAX : points_within(box);
     };
-    for (double y = std::max(row(limit.at) - kAboveLine, top_ + kFont); y < bottom_; y += kDown) {
+    const double line = row(limit.at);
+    for (double y = std::max(line - kAboveLine, top_ + kFont); y < bottom_; y += kDown) {
+      if (y > line - kAboveLine && y - kFont < line) continue;
       const Box right = name_box(limit.name, right_ - 3, y, true),
                 left = name_box(limit.name, left_ + 3, y, false);
       const int at_right = obstacles(right), at_left = obstacles(left);

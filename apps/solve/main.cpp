@@ -14,6 +14,7 @@
 #include "apps/common/program.h"
 #include "apps/common/program_options.h"
 #include "apps/report/index.h"
+#include "apps/report/option.h"
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/report.h"
 #include "apps/solve/solving.h"
@@ -36,18 +37,10 @@ bool print(const Options& options, const solve::Report& report) {
   return stream.print(options.json ? report_json(report) : report_text(report));
 }
 
-/// Tries the folder of reports, if one is asked for. Another output must not replace what is written there.
-void open_reports(std::optional<report::Folder>& reports, const Options& options) {
-  if (options.report_folder.empty()) return;
-  reports.emplace(options.report_folder,
-                  report::page_name("solve-", std::string(apps::input_name(options.task.matrix_path))));
-  for (const std::string& path : reports->outputs())
-    apps::check_outputs_differ("--out", options.task.out_path, "--report", path);
-}
-
 int solve_and_print(const Options& options) {
   std::optional<report::Folder> reports;
-  open_reports(reports, options);
+  report::open_reports(options.report_folder, report::page_name("solve-", options.task.matrix_path), "--out",
+                       options.task.out_path, reports);
   solve::Task task = options.task;
   if (reports) task.reports = &*reports;
   solve::Report report;

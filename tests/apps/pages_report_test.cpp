@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <fstream>
 #include <limits>
 #include <stdexcept>
@@ -155,7 +156,7 @@ TEST_F(ReportFolder, KeepsALineForEachPage) {
   add("one.html", "first", "agrees");
   add("two.html", "second", "-");
   std::ofstream(path("a/b/index.tsv"), std::ios::app) << "not a line of the index\n";
-  add("one.html", "again", report::verdict_on_published(2, 9));
+  add("one.html", "again", report::verdict_on_published({9, 2}));
   EXPECT_EQ(contents(path("a/b/index.tsv")),
             "one.html\tp\tagain\t3 passes \t0.0125\t-\tdiffers (2 of 9)\n"
             "two.html\tp\tsecond\t3 passes \t0.0125\t-\t-\n");
@@ -163,6 +164,7 @@ TEST_F(ReportFolder, KeepsALineForEachPage) {
   for (const char* words : {"<a href=\"one.html\">again</a>", "12.5 ms", "bad\">differs (2 of 9)"})
     EXPECT_EQ(count(html, words), words[0] == '1' ? 2 : 1) << words;
   EXPECT_EQ(report::page_name("column-", "x/a b&.v2.toml"), "column-a_b_.v2.html");
+  EXPECT_EQ(report::page_name("solve-", "x/a.mtx.gz"), "solve-a.html");
 }
 
 TEST_F(ReportFolder, HoldsTheSamePageAfterEachRunOfACase) {
@@ -171,6 +173,30 @@ TEST_F(ReportFolder, HoldsTheSamePageAfterEachRunOfACase) {
   const std::string page = "column-butane-pentane.html";
   EXPECT_EQ(contents(folder_ / "x" / page), contents(folder_ / "y" / page));
   EXPECT_NE(contents(folder_ / "x/index.tsv").find("\tagrees\n"), std::string::npos);
+}
+
+TEST_F(ReportFolder, NamesThePagesOfStandardInput) {
+  expect_solves("- --report r <" COLUMN_CASES "/binary32.toml");
+  expect_solves("fit - --report r <" COLUMN_DATA "/toluene.csv");
+  EXPECT_TRUE(fs::exists(folder_ / "r/column-standard-input.html"));
+  EXPECT_TRUE(fs::exists(folder_ / "r/fit-standard-input.html"));
+}
+
+TEST_F(ReportFolder, JudgesPublishedValuesByTheAnswerShown) {
+  std::string text = contents(COLUMN_CASES "/binary32.toml");
+  text.replace(text.find("0.935420"), 8, "0.945420");
+  write("strange.toml", text);
+  write("stopped.toml", text.replace(text.find("[solver]"), 8, "[solver]\nmax_passes = 3"));
+  for (const char* how : {"strange.toml", "strange.toml --method newton", "stopped.toml --method newton"}) {
+    SCOPED_TRACE(how);
+    EXPECT_EQ(run(std::string(how) + " --strict --report r"), 5);
+    EXPECT_TRUE(printed("\n1 of 2 published values differ\n")) << out_;
+    const std::string name(how, std::strcspn(how, "."));
+    const std::string html = contents(folder_ / ("r/column-" + name + ".html"));
+    EXPECT_EQ(count(html, "<td class=\"words bad\">differs</td>"), 1) << html;
+    EXPECT_EQ(count(html, "1 of 2</dd>"), 1);
+  }
+  EXPECT_EQ(count(contents(folder_ / "r/index.tsv"), "\tdiffers (1 of 2)\n"), 2);
 }
 
 TEST_F(ReportFolder, ShowsMethodsThatDoNotConverge) {

@@ -182,6 +182,12 @@ TEST_F(RecyclePage, IsWrittenWhateverBecomesOfTheCase) {
             std::string::npos);
   EXPECT_NE(page("index.tsv").find("\t20 passes\t"), std::string::npos);
   EXPECT_NE(page("index.tsv").find("\tnot converged\t-\n"), std::string::npos);
+
+  EXPECT_EQ(run(cavett + "--tolerance 1e-5 --strict"), 5);
+  EXPECT_TRUE(printed("\n  12 of 80 published values differ;")) << out_;
+  for (const char* shown : {"68 of 80", "Molar rates, lbmol/h"})
+    EXPECT_NE(page("recycle-cavett.html").find(shown), std::string::npos) << shown;
+  EXPECT_NE(page("index.tsv").find("\tdiffers (12 of 80)\n"), std::string::npos);
 }
 
 TEST_F(RecyclePage, EscapesNames) {
