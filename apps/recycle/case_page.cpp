@@ -291,7 +291,7 @@ report::Page page_of(const CaseResults& r) {
   if (run.streams.empty()) return page;
   add_flashes(page, r, run);
   add_streams(page, r, run);
-  add_published(page, r, run);
+  if (run.converged) add_published(page, r, run);
   add_balances(page, r, run);
   return page;
 }

@@ -182,6 +182,7 @@ TEST_F(RecyclePage, IsWrittenWhateverBecomesOfTheCase) {
             std::string::npos);
   EXPECT_NE(page("index.tsv").find("\t20 passes\t"), std::string::npos);
   EXPECT_NE(page("index.tsv").find("\tnot converged\t-\n"), std::string::npos);
+  EXPECT_EQ(page("recycle-cavett.html").find("Published rates"), std::string::npos);
 
   EXPECT_EQ(run(cavett + "--tolerance 1e-5 --strict"), 5);
   EXPECT_TRUE(printed("\n  12 of 80 published values differ;")) << out_;
