@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "apps/column/memory_watch.h"
+#include "apps/common/wording.h"
 
 namespace column {
 namespace {
@@ -87,13 +88,13 @@ FixedPointVerdict iterate(FixedPoint& iteration, BubblePointMethod& method, std:
 std::string complaint_about(FixedPointVerdict verdict, const FixedPointRecord& last, const ColumnCase& c) {
   const std::string change = fmt::format("{:.2e} {} (tolerance {:g})", kNominalDegrees * last.change,
                                          c.model->scale().unit, c.tolerance);
+  const std::string passes = apps::counted(last.pass, "pass");
   if (verdict == FixedPointVerdict::Diverging)
-    return fmt::format(
-        "after {} passes the changes grow, the last to {}: the dominant eigenvalue is about {:.6g}",
-        last.pass, change, last.radius);
+    return fmt::format("after {} the changes grow, the last to {}: the dominant eigenvalue is about {:.6g}",
+                       passes, change, last.radius);
   if (verdict == FixedPointVerdict::Stalled)
-    return fmt::format("after {} passes the changes no longer fall, the last being {}", last.pass, change);
-  std::string text = fmt::format("after {} passes the largest change is still {}", last.pass, change);
+    return fmt::format("after {} the changes no longer fall, the last being {}", passes, change);
+  std::string text = fmt::format("after {} the largest change is still {}", passes, change);
   if (last.passes_ahead >= 0 && std::isfinite(last.passes_ahead))
     text += fmt::format("; to go by the last ones, some {:.0f} more are needed without acceleration",
                         last.passes_ahead);

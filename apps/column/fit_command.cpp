@@ -7,6 +7,7 @@
 #include "apps/column/property_file.h"
 #include "apps/column/table_csv.h"
 #include "apps/common/toml_reader.h"
+#include "apps/common/wording.h"
 
 namespace column {
 
@@ -28,8 +29,8 @@ std::string store_and_recall(const std::string& path, const Tables& tables) {
   bool same = recalled.size() == tables.size();
   for (std::size_t i = 0; same && i < tables.size(); ++i) same = tables[i]->same_as(*recalled[i]);
   if (!same) throw apps::BadCase(fmt::format("{}: the tables come back changed", path));
-  return fmt::format("\n{}: {} table{} stored, recalled, the same bit for bit\n", path, tables.size(),
-                     tables.size() == 1 ? "" : "s");
+  return fmt::format("\n{}: {} stored, recalled, the same bit for bit\n", path,
+                     apps::counted(tables.size(), "table"));
 }
 
 }  // namespace column

@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "apps/column/formula.h"
 #include "apps/common/output.h"
 #include "frame/empty_value.h"
 
@@ -15,6 +14,15 @@ constexpr double kCelsiusZero = 273.15;
 
 std::string celsius(double kelvin) {
   return kelvin == EmptyValue ? "-" : fmt::format("{:.2f}", kelvin - kCelsiusZero);
+}
+
+/// Returns the limits of the points that count, in words.
+std::string limits(VapourPressureTable& table) {
+  const double lowest = table.LowerRegressionLimit(), highest = table.UpperRegressionLimit();
+  if (lowest == EmptyValue && highest == EmptyValue) return "no limits";
+  if (highest == EmptyValue) return celsius(lowest) + " C and above";
+  if (lowest == EmptyValue) return celsius(highest) + " C and below";
+  return celsius(lowest) + " .. " + celsius(highest) + " C";
 }
 
 struct Point {
@@ -35,8 +43,8 @@ void add_antoine(Page& page, VapourPressureTable& table) {
   };
   row("fitted", fit.constants);
   if (table.info().antoine) row("published", *table.info().antoine);
-  page.add("  {} of {} points are within the limits ({} .. {} C)\n", table.active_points(),
-           table.NDataPoints(), celsius(table.LowerRegressionLimit()), celsius(table.UpperRegressionLimit()));
+  page.add("  {} of {} points are within the limits ({})\n", table.active_points(), table.NDataPoints(),
+           limits(table));
   page.add("  R2 {:.9f}, standard error of log10 p {:.2e}, reciprocal condition {:.1e}\n", table.R2(),
            fit.standard_error, fit.condition);
   page.add("  largest error {:+.3f} % at {} C, smallest {:+.4f} % at {} C\n", table.MaxError(),
@@ -77,11 +85,10 @@ void add_points(Page& page, VapourPressureTable& table) {
 
 }  // namespace
 
-std::string fit_report(VapourPressureTable& table, bool verbose) {
+std::string fit_report(VapourPressureTable& table) {
   const ComponentInfo& info = table.info();
   Page page;
   page.add("{}{}\n", info.name, info.formula.empty() ? "" : ", " + info.formula);
-  if (verbose && !info.formula.empty()) page.add("formula: {}\n", check_formula(info.formula).words());
   if (!info.source.empty()) page.add("{}\n", info.source);
   add_antoine(page, table);
   add_line(page, table);

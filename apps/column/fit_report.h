@@ -9,7 +9,6 @@ namespace column {
 /// Returns what the subcommand fit prints about a component: its name and formula, the Antoine fit and its
 /// statistics, beside published constants, the line of ln p against 1/T with the heat of vaporisation, and
 /// the points.
-/// @param verbose  whether to tell what the formula allows
-std::string fit_report(VapourPressureTable& table, bool verbose = false);
+std::string fit_report(VapourPressureTable& table);
 
 }  // namespace column

@@ -97,19 +97,6 @@ std::string ruled_out(int atoms, int sum, int largest) {
 
 }  // namespace
 
-std::string FormulaCheck::words() const {
-  switch (verdict) {
-    case Verdict::kWired:
-      return "can be one molecule: its atoms can be bonded so that every valency is used";
-    case Verdict::kCountOnly:
-      return "can be one molecule by the count of its valencies, though no bonds were found that use them "
-             "all";
-    case Verdict::kRefused:
-      break;
-  }
-  return "cannot be one molecule: " + why;
-}
-
 std::vector<unsigned> valencies_of(const std::string& formula) { return FormulaReader(formula).read(); }
 
 FormulaCheck check_formula(const std::string& formula) {

@@ -22,10 +22,7 @@ struct FormulaCheck {
   };
   Verdict verdict;
   int atoms, valencies;  // number of atoms, sum of their valencies
-  std::string why;       // if refused
-
-  /// Returns the verdict in words, for a report.
-  std::string words() const;
+  std::string why;       // it is refused; otherwise empty
 };
 
 /// Returns the valencies of the atoms, in the order of the formula. Atoms are H, F, Cl, Br, I (1), O, S (2),

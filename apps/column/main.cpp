@@ -57,9 +57,8 @@ struct Options {
   column::StepMethod solver = column::StepMethod::ma48;
   bool dense = false;
   bool compare = false;
-  bool strict = false;   // published values must agree
-  bool quiet = false;    // also of fit
-  bool verbose = false;  // of fit
+  bool strict = false;  // published values must agree
+  bool quiet = false;   // also of fit
 };
 
 // The functions below append what is to be printed to `text`, which is printed once all files are written.
@@ -267,7 +266,8 @@ void add_acceleration_options(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--debug-log", options.log_name,
                  "keep the account of the accelerators in the file of this name with .LOG behind it")
-      ->check(apps::not_empty());
+      ->check(apps::not_empty())
+      ->check(apps::no_stream());
   app.add_flag("--compare", options.compare,
                "converge the case without and with each acceleration, and tell");
 }
@@ -304,17 +304,19 @@ void check_acceleration_options(const CLI::App& app, const Options& options) {
 
 void declare_fit(CLI::App& app, Options& options) {
   CLI::App* const fit = app.add_subcommand(kFit, "Fits measured vapour pressures by the Antoine form.");
+  fit->footer("Exit codes: 0 fitted, 1 a file cannot be used, 2 bad options.");
+  fit->set_version_flag("--version", app.version(), app.get_version_ptr()->get_description());
   const CLI::Validator named = apps::not_empty();
   fit->add_option("tables", options.tables, "tables of components (CSV); - is standard input")
       ->required()
       ->check(named);
-  fit->add_option("--report", options.report_folder, "add a page with pictures to this folder")->check(named);
+  fit->add_option("--report", options.report_folder, "add a page with pictures to this folder")
+      ->check(named)
+      ->check(apps::no_stream("folder"));
   fit->add_option("--properties", options.properties, "store the fitted tables in this property file")
       ->check(named)
       ->check(apps::no_stream());
-  CLI::Option* const verbose =
-      fit->add_flag("--verbose", options.verbose, "tell too what the formula of each component allows");
-  apps::add_quiet(*fit, options.quiet)->excludes(verbose);
+  apps::add_quiet(*fit, options.quiet);
 }
 
 void declare(CLI::App& app, Options& options) {
@@ -326,7 +328,8 @@ void declare(CLI::App& app, Options& options) {
       ->check(named);
   app.add_option("--report", options.report_folder,
                  "add a page with pictures, of all methods, to this folder")
-      ->check(named);
+      ->check(named)
+      ->check(apps::no_stream("folder"));
   app.add_option("--tolerance", options.tolerance,
                  "largest change of a stage temperature in degrees, for that of the case")
       ->check(apps::between(column::kSmallestTolerance, column::kLargestTolerance, " degree"));
@@ -343,14 +346,16 @@ void declare(CLI::App& app, Options& options) {
   declare_fit(app, options);
 }
 
-/// Checks that a case or the subcommand fit is given, and that fit comes without options of a case.
+/// Checks that a case or the subcommand fit is given, and that fit comes without options that only a case
+/// has.
 void check_command(const CLI::App& app) {
   if (!app.got_subcommand(kFit)) {
     if (app.count("case") == 0) throw CLI::RequiredError("case");
     return;
   }
   for (const CLI::Option* option : app.get_options())
-    if (option->count() > 0) throw CLI::ExcludesError(option->get_name(), "fit");
+    if (option->count() > 0 && option->get_name() != "--quiet")
+      throw CLI::ExcludesError(option->get_name(), kFit);
 }
 
 int fit_tables(const Options& options) {
@@ -367,8 +372,7 @@ int fit_tables(const Options& options) {
   if (!options.properties.empty()) stored = column::store_and_recall(options.properties, tables);
   if (reports) reports->add(column::fit_page(tables), column::fit_entry(tables, time.count()));
   std::string text;
-  for (const auto& table : tables)
-    text += (text.empty() ? "" : "\n") + column::fit_report(*table, options.verbose);
+  for (const auto& table : tables) text += (text.empty() ? "" : "\n") + column::fit_report(*table);
   return apps::ReportStream{options.quiet, ""}.print(text + stored) ? kSolved
                                                                     : complain(kBadInput, apps::kNotPrinted);
 }

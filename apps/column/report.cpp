@@ -111,9 +111,9 @@ std::string report(const std::vector<Comparison>& published) {
   Page page;
   page.add("\n{:<34} {:>12} {:>12}\n", "against the source", "published", "here");
   for (const Comparison& row : published)
-    page.add("{:<34} {:>12} {:>12}  {}\n", row.what, row.published, row.own,
-             row.differs() ? "DIFFERS" : row.verdict());
-  page.add("{}\n", count(published).words());
+    page.add("{:<34}{}{:>12} {:>12}  {}\n", row.what, row.differs() ? '*' : ' ', row.published, row.own,
+             row.verdict());
+  page.add("{}\n", count(published).words_below_table());
   return page.take();
 }
 

@@ -23,6 +23,7 @@
 #include "apps/common/number.h"
 #include "apps/common/output.h"
 #include "apps/common/toml_reader.h"
+#include "apps/common/wording.h"
 #include "tables/interpolator.h"
 
 namespace column {
@@ -223,7 +224,8 @@ class TableReader {
     try {
       const FormulaCheck check = check_formula(info_.formula);
       if (check.verdict == FormulaCheck::Verdict::kRefused)
-        throw CaseError(line.number, fmt::format("\"{}\" {}", info_.formula, check.words()));
+        throw CaseError(line.number,
+                        fmt::format("\"{}\" cannot be one molecule: {}", info_.formula, check.why));
     } catch (const BadFormula& bad) {
       throw CaseError(line.number, bad.what());
     }
@@ -277,8 +279,9 @@ class TableReader {
     for (const std::size_t i : order) made->add(*rows_[i].kelvin, *rows_[i].mmhg, !given[i].measured());
     set_limits(*made);
     if (!made->fit_all())
-      throw CaseError(last_line(), fmt::format("the {} points within the limits have no Antoine fit",
-                                               made->active_points()));
+      throw CaseError(last_line(), fmt::format("the {} within the limits {} no Antoine fit",
+                                               apps::counted(made->active_points(), "point"),
+                                               made->active_points() == 1 ? "has" : "have"));
     return made;
   }
 

@@ -1,6 +1,7 @@
 #include "apps/common/output.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -36,6 +37,19 @@ std::optional<std::string> write_to(const std::string& path, const std::string& 
 
 bool print_on(std::FILE* stream, const std::string& text) {
   return std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
+}
+
+/// Returns standard output or the error stream if it goes to the file that `path` leads to, as under
+/// /dev/stdout; nullptr if neither does.
+std::FILE* stream_to(const std::string& path) {
+  using FileStatus = struct stat;
+  FileStatus target{}, open_file{};
+  if (stat(path.c_str(), &target) != 0) return nullptr;
+  for (std::FILE* stream : {stdout, stderr})
+    if (fstat(fileno(stream), &open_file) == 0 && open_file.st_dev == target.st_dev &&
+        open_file.st_ino == target.st_ino)
+      return stream;
+  return nullptr;
 }
 
 /// Has the system bring a file, or the names in a folder, to the disk.
@@ -86,7 +100,9 @@ Replacement::Replacement(const std::string& path, const std::string& ending) : t
   if (fs::exists(status)) {
     if (access(path.c_str(), W_OK) != 0) obstacle_ = system_error();
     if (fs::is_directory(status)) obstacle_ = std::strerror(EISDIR);
-    direct_ = !fs::is_regular_file(status);
+    // Replacing the file of a stream would lose what it holds, and what is still printed there.
+    direct_ = !fs::is_regular_file(status) || stream_to(path) != nullptr;
+    permissions_ = static_cast<mode_t>(status.permissions() & fs::perms::all);
     if (!direct_) target_ = fs::canonical(path, error).string();  // through a link, not over it
     if (error) obstacle_ = error.message();
   }
@@ -95,10 +111,13 @@ Replacement::Replacement(const std::string& path, const std::string& ending) : t
 
 std::optional<std::string> Replacement::create(const std::string& ending) {
   constexpr mode_t kReadAndWriteForAll = 0666;  // less the process's mask
+  // At no time may more people read the file than the old one.
+  const mode_t mode =
+      permissions_ ? (*permissions_ & kReadAndWriteForAll) | S_IRUSR | S_IWUSR : kReadAndWriteForAll;
   for (int serial = 0;; ++serial) {
     name_ = fmt::format("{}.{}-{}{}", target_, getpid(), serial, ending);
     // Not one that is there, not even as a link: somebody may have put it there on purpose.
-    const int file = open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kReadAndWriteForAll);
+    const int file = open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
     if (file < 0 && errno == EEXIST) continue;
     if (file < 0) return system_error();
     close(file);
@@ -113,7 +132,10 @@ Replacement::~Replacement() {
 
 std::optional<std::string> Replacement::put_in_place() {
   if (direct_) return std::nullopt;
-  if (!synchronise(name_) || std::rename(name_.c_str(), target_.c_str()) != 0) return system_error();
+  if (!synchronise(name_)) return system_error();
+  std::error_code refused;  // by a file system without permissions
+  if (permissions_) fs::permissions(name_, static_cast<fs::perms>(*permissions_), refused);
+  if (std::rename(name_.c_str(), target_.c_str()) != 0) return system_error();
   made_ = false;
   // The new name itself. Where a folder cannot be synchronised the name leads to either complete file.
   const fs::path folder = fs::path(target_).parent_path();
@@ -128,6 +150,9 @@ std::optional<std::string> obstacle_to_writing(const std::string& path) {
 std::optional<std::string> write_whole_file(const std::string& path, const std::string& text) {
   Replacement file(path, ".part");
   if (file.obstacle()) return file.obstacle();
+  // By the stream itself: were the file opened once more, each would write over what the other has written.
+  if (std::FILE* const stream = stream_to(path))
+    return print_on(stream, text) ? std::nullopt : std::optional(system_error());
   if (auto failure = write_to(file.name(), text)) return failure;
   return file.put_in_place();
 }

@@ -3,6 +3,7 @@
 // How the programs put text together, print it and write it to files.
 
 #include <fmt/format.h>
+#include <sys/types.h>
 
 #include <iterator>
 #include <optional>
@@ -51,7 +52,8 @@ bool has_control_characters(std::string_view text);
 std::optional<std::string> obstacle_to_writing(const std::string& path);
 
 /// Writes `text` beside `path`, has the system bring it to the disk, and renames it over, so that `path`
-/// holds the old text or the new one, never a part. What is not a regular file (a pipe, a device) is written
+/// holds the old text or the new one, never a part, with the permissions of the old file. What is not a
+/// regular file (a pipe, a device), and the file that standard output or the error stream goes to, is written
 /// directly.
 std::optional<std::string> write_whole_file(const std::string& path, const std::string& text);
 
@@ -77,7 +79,8 @@ struct ReportStream {
 class Replacement {
  public:
   /// Creates the file under a name that no other file has. If that fails, obstacle() says why; if the target
-  /// is a pipe or a device, no file is created and direct() is true.
+  /// is a pipe or a device, or what standard output or the error stream goes to, no file is created and
+  /// direct() is true.
   /// @param ending  the ending of the new file's name
   Replacement(const std::string& path, const std::string& ending);
   Replacement(const Replacement&) = delete;
@@ -86,12 +89,12 @@ class Replacement {
   ~Replacement();
 
   const std::optional<std::string>& obstacle() const { return obstacle_; }
-  /// Returns whether the target is a pipe or a device, to be written itself.
+  /// Returns whether the target is to be written itself.
   bool direct() const { return direct_; }
   /// Returns the name of the new file, or the target that is to be written itself.
   const std::string& name() const { return name_; }
 
-  /// Has the system bring the file to the disk, and renames it.
+  /// Has the system bring the file to the disk, gives it the permissions of the old one, and renames it.
   std::optional<std::string> put_in_place();
 
  private:
@@ -99,7 +102,8 @@ class Replacement {
 
   std::string target_, name_;
   bool direct_ = false;
-  bool made_ = false;  // the new file is there
+  std::optional<mode_t> permissions_;  // of the old file, if there is one
+  bool made_ = false;                  // the new file is there
   std::optional<std::string> obstacle_;
 };
 

@@ -24,11 +24,12 @@ inline CLI::Validator not_empty() {
       [](const std::string& name) { return name.empty() ? "the name is empty" : std::string(); }, "");
 }
 
-/// Refuses "-" for a file that is read or written at its name only.
-inline CLI::Validator no_stream() {
+/// Refuses "-" for what is read or written at its name only.
+/// @param what  the name is that of
+inline CLI::Validator no_stream(const char* what = "file") {
   return CLI::Validator(
-      [](const std::string& name) {
-        return is_standard_stream(name) ? "must be a file, not -" : std::string();
+      [what](const std::string& name) {
+        return is_standard_stream(name) ? fmt::format("must be a {}, not -", what) : std::string();
       },
       "");
 }

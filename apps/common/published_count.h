@@ -24,6 +24,10 @@ struct PublishedCount {
     return fmt::format("{} of {} published values {}", differing > 0 ? differing : all, all,
                        differing > 0 ? "differ" : "agree");
   }
+  /// Returns the same for below a table with the mark `*` before each published value that differs.
+  std::string words_below_table() const {
+    return words() + (differing > 0 ? "; a * stands before each" : "");
+  }
 };
 
 }  // namespace apps

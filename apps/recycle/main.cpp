@@ -181,9 +181,11 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--report", options.report_folder,
                  "write a page with the flowsheet, plots and tables into this folder, and its line into "
                  "index.html and index.tsv there, also if the recycles do not converge")
-      ->check(apps::not_empty());
+      ->check(apps::not_empty())
+      ->check(apps::no_stream("folder"));
   app.add_option("--debug-log", options.log_name, "write the account of the accelerators to NAME.LOG")
-      ->check(apps::not_empty());
+      ->check(apps::not_empty())
+      ->check(apps::no_stream());
 }
 
 void check(const CLI::App&, const Options& options) {

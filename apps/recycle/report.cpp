@@ -107,8 +107,7 @@ void add_published(Page& page, const Flowsheet& flowsheet, const RunResult& run)
     title = "";
   }
   const apps::PublishedCount counted = count_published(flowsheet, run);
-  if (counted.all > 0)
-    page.add("  {}{}\n", counted.words(), counted.differing > 0 ? "; a * stands before each" : "");
+  if (counted.all > 0) page.add("  {}\n", counted.words_below_table());
 }
 
 /// Lists how much of its feed each flash makes vapour.

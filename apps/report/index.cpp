@@ -90,6 +90,21 @@ Cell shown(const std::string& published) {
   return published == kNone ? Cell("") : Cell(published, tone_of(published));
 }
 
+/// Returns whether a byte of ASCII stands for itself in the names of pages and in links to them.
+bool is_unreserved(char byte) {
+  constexpr std::string_view kSigns = "-._";
+  return std::isalnum(static_cast<unsigned char>(byte)) != 0 || kSigns.find(byte) != kSigns.npos;
+}
+
+/// Returns a link to a file of the folder: its name, with %XX for each byte that could mean something else.
+std::string link_to(const std::string& file) {
+  std::string link;
+  for (const char byte : file)
+    link +=
+        is_unreserved(byte) ? std::string(1, byte) : fmt::format("%{:02X}", static_cast<unsigned char>(byte));
+  return link;
+}
+
 std::string index_html(const std::vector<Entry>& entries) {
   Table table{"",
               {{"report", true},
@@ -102,7 +117,7 @@ std::string index_html(const std::vector<Entry>& entries) {
   std::vector<std::string> links;
   for (const Entry& e : entries) {
     table.rows.push_back({e.what, e.program, e.size, time_text(e.seconds), e.error, shown(e.published)});
-    links.push_back(e.file);
+    links.push_back(link_to(e.file));
   }
   return document("Reports",
                   "<h1>Reports</h1>\n<div class=\"cards\">" + table_html(table, links) + "</div>\n");
@@ -125,8 +140,9 @@ std::string verdict_on_published(const apps::PublishedCount& counted) {
 
 std::string page_name(const std::string& prefix, const std::string& path, const std::string& suffix) {
   std::string stem = stem_of(path);
+  constexpr unsigned char kFirstBeyondAscii = 0x80;
   for (char& ch : stem)
-    if (std::isalnum(static_cast<unsigned char>(ch)) == 0 && ch != '-' && ch != '_' && ch != '.') ch = '_';
+    if (static_cast<unsigned char>(ch) < kFirstBeyondAscii && !is_unreserved(ch)) ch = '_';
   return prefix + stem + suffix + ".html";
 }
 

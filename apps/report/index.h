@@ -24,8 +24,9 @@ struct Entry {
 /// Returns "agrees", "differs (2 of 9)", or "-" if there are no published figures.
 std::string verdict_on_published(const apps::PublishedCount& counted);
 
-/// Returns a name for a page that all file systems can hold: `stem` with everything but letters, digits, '-',
-/// '_' and '.' replaced, and ".html".
+/// Returns a name for a page that file systems can hold: `stem` and ".html", with '_' for all of ASCII but
+/// letters, digits, '-', '_' and '.'. Other bytes, those of UTF-8, stay, so that names in any script stay
+/// apart.
 /// @param prefix  in front of the stem, so that programs do not overwrite each other's pages: "column-"
 /// @param path    of the case; its name without folders and ending, and without ".gz", is the stem; that of
 ///                standard input, "-", is "standard-input"

@@ -77,7 +77,8 @@ void declare_pattern(CLI::App& app, solve::PatternOptions& pattern) {
   app.add_option("--spy", pattern.folder,
                  "write pictures of the pattern into this folder, also if A is singular: before.svg, as "
                  "given, and with --reorder after.svg")
-      ->check(apps::not_empty());
+      ->check(apps::not_empty())
+      ->check(apps::no_stream("folder"));
 }
 
 void declare_solver(CLI::App& app, solve::Task& task) {
@@ -138,7 +139,8 @@ void declare(CLI::App& app, Options& options) {
   app.add_option("--report", options.report_folder,
                  "write a page with the pattern, the blocks, times and errors into this folder, and its line "
                  "into index.html and index.tsv there, also if A is singular")
-      ->check(named);
+      ->check(named)
+      ->check(apps::no_stream("folder"));
   declare_solver(app, task);
   declare_pattern(app, task.pattern);
   CLI::Option* const json = app.add_flag("--json", options.json, "print the report as JSON");

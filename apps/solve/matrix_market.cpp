@@ -12,6 +12,7 @@
 #include "apps/common/number.h"
 #include "apps/common/output.h"
 #include "apps/common/toml_reader.h"
+#include "apps/common/wording.h"
 
 namespace solve {
 namespace {
@@ -250,9 +251,11 @@ template <class Reader>
 void read_announced(Lines& lines, std::int64_t announced, std::string_view what, Reader reader) {
   std::int64_t seen = 0;
   for (; seen < announced && lines.next(); ++seen) reader.read();
-  if (seen < announced) lines.complain(fmt::format("the file ends after {} of {} {}", seen, announced, what));
+  if (seen < announced)
+    lines.complain(fmt::format("the file ends after {} of {}", seen, apps::counted(announced, what)));
   if (lines.next())
-    lines.complain(fmt::format("more than the {} {} that the size line announces", announced, what));
+    lines.complain(
+        fmt::format("more than the {} that the size line announces", apps::counted(announced, what)));
 }
 
 /// Reads what stands below the first line.
@@ -268,15 +271,15 @@ Matrix read_matrix_below(const Heading& heading, Lines& lines, const std::string
   matrix.has_values = heading.field != Field::kPattern;
   check(matrix);
   if (heading.format == Format::kArray)
-    read_announced(lines, sizes.announced, "numbers", ArrayReader(lines, heading, matrix));
+    read_announced(lines, sizes.announced, "number", ArrayReader(lines, heading, matrix));
   else
-    read_announced(lines, sizes.announced, "entries", EntryReader(lines, heading, matrix));
+    read_announced(lines, sizes.announced, "entry", EntryReader(lines, heading, matrix));
   return matrix;
 }
 
 void check_length(const Lines& lines, std::size_t length, std::optional<int> order) {
   if (order && length != static_cast<std::size_t>(*order))
-    lines.complain(fmt::format("{} numbers for a matrix of order {}", length, *order));
+    lines.complain(fmt::format("{} for a matrix of order {}", apps::counted(length, "number"), *order));
 }
 
 /// Reads a right-hand side in either format of Matrix Market. What a coordinate file does not name is zero,

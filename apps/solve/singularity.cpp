@@ -6,25 +6,28 @@
 #include <algorithm>
 #include <utility>
 
+#include "apps/common/wording.h"
+
 namespace solve {
 namespace {
 
 using corvidnum::SparseDiagnosis;
 using corvidnum::SparseIndices;
 
-/// Returns "; name 1, 2, 3 and 4 more", or nothing if there are none.
+/// Returns "; name no. 1, 2, 3 and 4 more", or nothing if there are none.
 std::string list(const char* name, const SparseIndices& found) {
   constexpr int kMostNamed = 10;
   if (found.count == 0) return "";
   const int named = std::min(found.count, kMostNamed);
-  std::string text = fmt::format("; {} {}", name, fmt::join(found.index, found.index + named, ", "));
+  std::string text = fmt::format("; {} no. {}", name, fmt::join(found.index, found.index + named, ", "));
   if (found.count > named) text += fmt::format(" and {} more", found.count - named);
   return text;
 }
 
 std::string part(const char* name, const SparseIndices& equations, const SparseIndices& unknowns) {
   if (equations.count + unknowns.count == 0) return "";
-  return fmt::format("; {} part: equations {}, unknowns {}", name, equations.count, unknowns.count);
+  return fmt::format("; {} part: {}, {}", name, apps::counted(equations.count, "equation"),
+                     apps::counted(unknowns.count, "unknown"));
 }
 
 std::string structural(const SparseDiagnosis& d, int order) {

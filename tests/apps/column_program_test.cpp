@@ -42,7 +42,7 @@ TEST_F(ColumnProgram, SolvesWhatShipsWithEachAcceleration) {
       for (const char* words :
            {"\naccelerated: ", "\nnone  ", "\ndominant  ", "\nmultiple, ", "\nautomatic "})
         EXPECT_EQ(printed(words), !how.empty()) << words << " in " << out_;
-      EXPECT_FALSE(printed("DIFFERS")) << out_;
+      EXPECT_FALSE(printed("  differs\n")) << out_;
     }
   }
   expect_solves(kButane + " --compare --eigen 5");
@@ -74,9 +74,14 @@ TEST_F(ColumnProgram, ExitCodeTellsWhatWentWrong) {
       {"fit - <cases/binary32.toml", 1, "standard input:1: unknown heading"},
       {"fit - data/benzene.csv -", 2, "-: standard input can be read only once\n"},
       {"fit data/benzene.csv --properties -", 2, "--properties: must be a file, not -"},
-      {"fit data/benzene.csv --quiet --verbose", 2, "--verbose excludes --quiet"},
+      {kButane + " --report -", 2, "--report: must be a folder, not -"},
+      {kButane + " --compare --debug-log -", 2, "--debug-log: must be a file, not -"},
+      {"--strict fit data/benzene.csv", 2, "--strict excludes fit"},
+      {"fit --version", 0, "corvidnum-column "},
+      {"fit --help", 0, "\nExit codes: 0 fitted, 1 a file cannot be used, 2 bad options.\n"},
       {"fit broken.toml --properties no/such", 1, "no/such: No such file or directory\n"},
-      {strange, 0, "1 of 2 published values differ\n"},
+      {strange, 0, "*    0.945420     0.935420  differs\n"},
+      {strange, 0, "1 of 2 published values differ; a * stands before each\n"},
       {strange + " --strict --quiet", 5, ".toml: 1 of 2 published values differ\n"},
       {"'no\nsuch.toml'", 1, "no such.toml: No such file or directory\n"},
       {"", 2, "case is required"},
@@ -165,6 +170,13 @@ TEST_F(ColumnProgram, AWholeFileIsOnDiskAndNobodyElsesBeforeItTakesThePlace) {
   EXPECT_EQ(contents(path), "the old one");
   EXPECT_FALSE(apps::write_whole_file(path, "the new one"));
   EXPECT_EQ(contents(path) + contents(other), "the new oneuntouched");
+
+  constexpr fs::perms kOwners = fs::perms::owner_read | fs::perms::owner_write;
+  for (const fs::perms permissions : {kOwners, kOwners | fs::perms::others_write}) {
+    fs::permissions(path, permissions);
+    EXPECT_FALSE(apps::write_whole_file(path, "again"));
+    EXPECT_EQ(fs::status(path).permissions(), permissions);
+  }
 }
 
 TEST_F(ColumnProgram, WritesTheProfileWhole) {
@@ -189,7 +201,15 @@ TEST_F(ColumnProgram, ReadsAndWritesStreams) {
   EXPECT_EQ(run("- --csv - <cases/binary32.toml"), 0);
   EXPECT_EQ(out_, contents(folder_ / "profile.csv"));
   EXPECT_NE(err_.find("rates in moles per unit of time"), err_.npos) << err_;
-  expect_solves("fit - --verbose <data/benzene.csv", {"\nformula: can be one molecule"});
+  write("joined", "kept\n");
+  EXPECT_EQ(run("cases/binary32.toml --quiet --csv /dev/stdout >>joined || exit 9"), 0);
+  EXPECT_EQ(contents(folder_ / "joined"), "kept\n" + contents(folder_ / "profile.csv"));
+  EXPECT_EQ(run("cases/binary32.toml --csv out"), 0);
+  EXPECT_EQ(out_.rfind(contents(folder_ / "profile.csv"), 0), 0u) << "the report stands behind the profile";
+  EXPECT_NE(out_.find("rates in moles per unit of time"), out_.npos) << out_;
+  expect_solves("fit - <data/benzene.csv", {"6 of 10 points are within the limits (5.50 C and above)\n"});
+  expect_solves("--quiet fit data/benzene.csv");
+  EXPECT_EQ(out_, "");
   expect_solves("fit - --quiet --properties stored <data/benzene.csv");
   EXPECT_EQ(out_, "");
 }

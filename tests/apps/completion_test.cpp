@@ -68,7 +68,7 @@ TEST(Completion, OffersWordsAndFilesWhereAnOptionTakesThem) {
               {SOLVE_PROGRAM " --transpose", "butane", {"butane-pentane.toml"}},
               {COLUMN_PROGRAM, "fi", {"fit"}},
               {COLUMN_PROGRAM " --csv", "fi", {}},
-              {COLUMN_PROGRAM " fit --properties x", "--verb", {"--verbose"}},
+              {COLUMN_PROGRAM " fit --properties x", "--q", {"--quiet"}},
               {COLUMN_PROGRAM " binary32.toml", "--verb", {}}};
   for (const auto& row : rows)
     EXPECT_EQ(completions(row.words, row.last), row.completed) << row.words << row.last;

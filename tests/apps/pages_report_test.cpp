@@ -163,8 +163,11 @@ TEST_F(ReportFolder, KeepsALineForEachPage) {
   const std::string html = contents(path("a/b/index.html"));
   for (const char* words : {"<a href=\"one.html\">again</a>", "12.5 ms", "bad\">differs (2 of 9)"})
     EXPECT_EQ(count(html, words), words[0] == '1' ? 2 : 1) << words;
+  add("ß%.html", "third", "-");
+  EXPECT_EQ(count(contents(path("a/b/index.html")), "<a href=\"%C3%9F%25.html\">third</a>"), 1);
   EXPECT_EQ(report::page_name("column-", "x/a b&.v2.toml"), "column-a_b_.v2.html");
   EXPECT_EQ(report::page_name("solve-", "x/a.mtx.gz"), "solve-a.html");
+  EXPECT_EQ(report::page_name("solve-", "ß.mtx"), "solve-ß.html");
 }
 
 TEST_F(ReportFolder, HoldsTheSamePageAfterEachRunOfACase) {

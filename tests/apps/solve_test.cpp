@@ -169,7 +169,7 @@ TEST(MatrixMarket, VectorsComeBackAsWritten) {
       {"2 1\n", "3 1\n", 2, "3 numbers for a matrix of order 2"},
       {"array", "coordinate", 2, "the size line must hold 3 counts, not 2"},
       {"array real", "coordinate pattern", 1, "a right-hand side needs values, and this is a pattern"},
-      {array("real general") + "2 1\n3\n", "", 1, "1 numbers for a matrix of order 2"},
+      {array("real general") + "2 1\n3\n", "", 1, "1 number for a matrix of order 2"},
       {array("real general") + "2 1\n3\n4\n", "# none\n", 1, "the file holds no numbers"},
       {array("real general"), "", 1, "a line must hold one number, not 2 words"},
       {"2 1\n", "2 2\n", 2, "a right-hand side has one column, not 2"},
@@ -566,18 +566,18 @@ TEST_F(SolveProgram, NamesTheEquationsOfASingularSystem) {
   write_matrix("many.mtx", many);
   for (const std::string solver : {"", " --solver ma48", " --solver ma38"}) {
     expect_runs({{"a.mtx" + solver, 3,
-                  structural + "unmatched equations 2; unmatched unknowns 4; over-determined part: equations "
-                               "2, unknowns 1; under-determined part: equations 0, unknowns 1\n"},
+                  structural + "unmatched equations no. 2; unmatched unknowns no. 4; over-determined part: 2 "
+                               "equations, 1 unknown; under-determined part: 0 equations, 1 unknown\n"},
                  {"a.mtx --transpose" + solver, 3,
-                  structural + "unmatched equations 4; unmatched unknowns 2; over-determined part: equations "
-                               "1, unknowns 0; under-determined part: equations 1, unknowns 2\n"},
+                  structural + "unmatched equations no. 4; unmatched unknowns no. 2; over-determined part: 1 "
+                               "equation, 0 unknowns; under-determined part: 1 equation, 2 unknowns\n"},
                  {"many.mtx" + solver, 3,
-                  "; unmatched equations 13, 14, 15, 16, 17, 18, 19, 20, 21, 22 and 2 more; unmatched "
-                  "unknowns 13, 14, 15, 16, 17, 18, 19, 20, 21, 22 and 2 more; over-determined"}});
+                  "; unmatched equations no. 13, 14, 15, 16, 17, 18, 19, 20, 21, 22 and 2 more; unmatched "
+                  "unknowns no. 13, 14, 15, 16, 17, 18, 19, 20, 21, 22 and 2 more; over-determined"}});
     expect_runs(
         {{"b.mtx" + solver, 3, "b.mtx: the matrix is singular to working precision: rank 3, order 4; "}});
     EXPECT_TRUE(std::regex_search(
-        err_, std::regex("equations without a pivot [123]; unknowns without a pivot [24]\n")))
+        err_, std::regex("equations without a pivot no. [123]; unknowns without a pivot no. [24]\n")))
         << err_;
   }
 }
@@ -701,13 +701,14 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
        "huge.mtx:2: the matrix is structurally singular: 1 entries, order 1000000000\n"},
       {"huge.mtx --solver ma38", 3, "structurally singular: 1 entries, order 1000000000\n"},
       {"flat.mtx --no-btf --json", 3, "singular to working precision: rank 1, order 2; equations"},
-      {"null.mtx", 3, "rank 0, order 1; equations without a pivot 1; unknowns without a pivot 1\n"},
+      {"null.mtx", 3, "rank 0, order 1; equations without a pivot no. 1; unknowns without a pivot no. 1\n"},
       {"far.mtx --rhs large.mtx", 4, "the solution is too large for numbers"},
       {"over.mtx", 1, "over.mtx: A times ones is too large for numbers; give --rhs\n"},
       {"good.mtx --spy bad.mtx/pictures", 1, "bad.mtx/pictures: Not a directory\n"},
       {"good.mtx --reorder", 2, "--reorder"},
       {"good.mtx --reorder wavefront", 2, "--reorder"},
       {"good.mtx --spy ''", 2, "--spy: the name is empty"},
+      {"good.mtx --spy -", 2, "--spy: must be a folder, not -"},
       {"before.svg --spy .", 2, "before.svg would be replaced, and is read"},
       {"good.mtx --spy new --out new/before.svg", 2, "before.svg is written by --spy too"},
       {"good.mtx --solver ma47", 2, "--solver"},
