@@ -6,7 +6,9 @@ if(WIN32)
   find_library(CORVIDNUM_LAPACK NAMES lapack REQUIRED DOC "BLAS and LAPACK: an import library or an archive")
   foreach(package IN ITEMS BLAS LAPACK)
     add_library(${package}::${package} UNKNOWN IMPORTED)
-    set_target_properties(${package}::${package} PROPERTIES IMPORTED_LOCATION ${CORVIDNUM_LAPACK})
+    # An archive without an error hook of its own needs the library's, which is linked before it.
+    set_target_properties(${package}::${package} PROPERTIES IMPORTED_LOCATION ${CORVIDNUM_LAPACK}
+      INTERFACE_LINK_OPTIONS -Wl,--undefined=xerbla_)
   endforeach()
   return()
 endif()

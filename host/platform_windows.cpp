@@ -154,10 +154,20 @@ const char* write_beside(const std::wstring& name, const unsigned char* bytes, s
   }
 }
 
+/// Returns whether a file that exists may be replaced: it is not read-only, and no program has it open that
+/// does not share it. Asked first, because a ReplaceFileW that fails may leave a file of its own behind.
+bool may_be_replaced(const std::wstring& name, DWORD attributes) {
+  if (attributes & FILE_ATTRIBUTE_READONLY) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return false;
+  }
+  return File(name, DELETE, OPEN_EXISTING).Valid();
+}
+
 /// Gives the new file the name of the old one, and its permissions if there is an old one.
-bool take_the_place(const std::wstring& beside, const std::wstring& name) {
-  return ReplaceFileW(name.c_str(), beside.c_str(), nullptr, 0, nullptr, nullptr) ||
-         MoveFileExW(beside.c_str(), name.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+bool take_the_place(const std::wstring& beside, const std::wstring& name, bool exists) {
+  if (exists && ReplaceFileW(name.c_str(), beside.c_str(), nullptr, 0, nullptr, nullptr)) return true;
+  return MoveFileExW(beside.c_str(), name.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
 }
 
 /// Changes the control words of both floating-point units, which have the mask bits of the exceptions in the
@@ -203,13 +213,11 @@ const char* replace_file(const char* path, const unsigned char* bytes, std::size
   const std::wstring target = resolved(wide(path));
   if (is_not_regular(target)) return kNotRegular;
   const DWORD attributes = GetFileAttributesW(target.c_str());
-  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)) {
-    SetLastError(ERROR_ACCESS_DENIED);
-    return system_error();
-  }
+  const bool exists = attributes != INVALID_FILE_ATTRIBUTES;
+  if (exists && !may_be_replaced(target, attributes)) return system_error();
   std::wstring beside;
   const char* why = write_beside(target, bytes, count, &beside);
-  if (!why && !take_the_place(beside, target)) why = system_error();
+  if (!why && !take_the_place(beside, target, exists)) why = system_error();
   if (why) DeleteFileW(beside.c_str());
   return why;
 } catch (const std::bad_alloc&) {

@@ -38,15 +38,16 @@ TEST_F(PathTest, IsCutToTheRoomThereIs) {
   constexpr std::size_t kRoom = kModulePathCapacity;
   const std::string prefix = "\\\\?\\";  // lifts the system's own limit
   std::string folder = prefix + fs::absolute(folder_).make_preferred().string();
+  const std::string top = folder;
   while (folder.size() < kRoom + 20) {
     folder += "\\" + std::string(50, 'f');
-    ASSERT_TRUE(CreateDirectoryA(folder.c_str(), nullptr)) << GetLastError();
+    ASSERT_TRUE(CreateDirectoryW(fs::path(folder).c_str(), nullptr)) << GetLastError();
   }
   const std::string file = folder + "\\copy.dll";
   wchar_t host[MAX_PATH];
   GetModuleFileNameW(GetModuleHandleW(L"corvid.dll"), host, MAX_PATH);
   ASSERT_TRUE(CopyFileW(host, fs::path(file).c_str(), TRUE)) << GetLastError();
-  const HMODULE module = LoadLibraryA(file.c_str());
+  const HMODULE module = LoadLibraryW(fs::path(file).c_str());
   ASSERT_NE(module, nullptr) << GetLastError();
   char whole[2 * kRoom], cut[kRoom + 1] = {}, unknown[kRoom] = "x";
   const DWORD length = GetModuleFileNameA(module, whole, sizeof whole);
@@ -58,7 +59,9 @@ TEST_F(PathTest, IsCutToTheRoomThereIs) {
   EXPECT_EQ(std::string(cut), std::string(whole, kRoom - 1));
   EXPECT_EQ(cut[kRoom], '!');
   EXPECT_STREQ(unknown, "");
-  fs::remove_all(folder_ / std::string(50, 'f'));
+  EXPECT_TRUE(DeleteFileW(fs::path(file).c_str()));
+  for (; folder != top; folder.resize(folder.find_last_of('\\')))  // longer than std::filesystem can remove
+    EXPECT_TRUE(RemoveDirectoryW(fs::path(folder).c_str()));
 }
 
 }  // namespace

@@ -20,6 +20,10 @@ void unload_library(void* library);
 void* find_symbol(void* library, const char* symbol);
 bool is_loaded(const std::string& file);
 
+/// Returns whether a thread keeps the floating-point state that a notification of its begin sets. Windows
+/// gives it the state of a new thread after the notifications.
+bool attach_sets_float_state();
+
 /// Begins a child of this process by a fork, where the system has that, and waits for its end.
 /// @return false if something went wrong
 bool child_ends_well();

@@ -35,6 +35,8 @@ void* find_symbol(void* library, const char* symbol) {
 
 bool is_loaded(const std::string& file) { return GetModuleHandleA(file.c_str()) != nullptr; }
 
+bool attach_sets_float_state() { return false; }
+
 bool child_ends_well() { return true; }
 
 }  // namespace test_support
