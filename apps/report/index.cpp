@@ -2,10 +2,7 @@
 
 #include "apps/report/index.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -18,6 +15,7 @@
 #include <utility>
 
 #include "apps/common/output.h"
+#include "apps/common/platform.h"
 
 namespace report {
 namespace {
@@ -27,23 +25,6 @@ namespace fs = std::filesystem;
 constexpr char kTsv[] = "index.tsv", kHtml[] = "index.html";
 constexpr std::size_t kFields = 7;
 constexpr char kNone[] = "-";
-
-/// Keeps other programs from changing the index for the lifetime of the object. The folder itself carries the
-/// lock, so that no file is left behind; where that cannot be had, the index is written without it.
-class FolderLock {
- public:
-  explicit FolderLock(const std::string& folder) : file_(open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (file_ >= 0) flock(file_, LOCK_EX);
-  }
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
-  ~FolderLock() {
-    if (file_ >= 0) close(file_);
-  }
-
- private:
-  int file_;
-};
 
 /// Returns a text as a field of the index: on one line, without tabs, not empty.
 std::string field(std::string text) {
@@ -115,7 +96,7 @@ std::string verdict_on_published(int differing, int all) {
 }
 
 std::string page_name(const std::string& prefix, const std::string& path, const std::string& suffix) {
-  std::string stem = fs::path(path).stem().string();
+  std::string stem = fs::u8path(path).stem().u8string();
   for (char& ch : stem)
     if (std::isalnum(static_cast<unsigned char>(ch)) == 0 && ch != '-' && ch != '_' && ch != '.') ch = '_';
   return prefix + stem + suffix + ".html";
@@ -123,15 +104,15 @@ std::string page_name(const std::string& prefix, const std::string& path, const 
 
 Folder::Folder(std::string path, std::string page) : path_(std::move(path)), page_(std::move(page)) {
   std::error_code error;
-  created_ = !fs::exists(path_, error);
-  fs::create_directories(path_, error);
+  created_ = !fs::exists(fs::u8path(path_), error);
+  fs::create_directories(fs::u8path(path_), error);
   if (error) throw std::runtime_error(path_ + ": " + error.message());
   for (const std::string& output : outputs()) apps::check_writable(output);
 }
 
 Folder::~Folder() {
   std::error_code not_empty;
-  if (created_) fs::remove(path_, not_empty);
+  if (created_) fs::remove(fs::u8path(path_), not_empty);
 }
 
 std::vector<std::string> Folder::outputs() const {
@@ -141,7 +122,7 @@ std::vector<std::string> Folder::outputs() const {
 void Folder::add(const Page& page, Entry entry) {
   entry.file = page_;
   entry.program = page.program();
-  const FolderLock lock(path_);
+  const apps::platform::FolderLock lock(fs::u8path(path_));  // no other program changes the index meanwhile
   apps::write_file(in_folder(page_), page.html());
   std::vector<Entry> entries = read_entries();
   const auto is_same = [&](const Entry& old) { return old.file == entry.file; };
@@ -153,11 +134,11 @@ void Folder::add(const Page& page, Entry entry) {
   write_entries(entries);
 }
 
-std::string Folder::in_folder(const std::string& name) const { return (fs::path(path_) / name).string(); }
+std::string Folder::in_folder(const std::string& name) const { return (fs::u8path(path_) / name).u8string(); }
 
 std::vector<Entry> Folder::read_entries() const {
   std::vector<Entry> entries;
-  std::ifstream file(in_folder(kTsv), std::ios::binary);
+  std::ifstream file(fs::u8path(in_folder(kTsv)), std::ios::binary);
   Entry entry;
   for (std::string line; std::getline(file, line);)
     if (parse(line, entry)) entries.push_back(entry);
