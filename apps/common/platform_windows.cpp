@@ -102,7 +102,14 @@ bool error_stream_is_terminal() {
 
 long process_number() { return static_cast<long>(GetCurrentProcessId()); }
 
-std::FILE* open_to_read(const std::string& name) { return _wfopen(fs::u8path(name).c_str(), L"rb"); }
+std::FILE* open_to_read(const std::string& name) {
+  const fs::path path = fs::u8path(name);
+  std::FILE* const file = _wfopen(path.c_str(), L"rb");
+  // Access to a folder is refused without saying that it is one.
+  std::error_code none;
+  if (file == nullptr && fs::is_directory(path, none)) errno = EISDIR;
+  return file;
+}
 
 std::optional<std::string> obstacle_to_writing(const fs::path& file) {
   constexpr int kWrite = 2;

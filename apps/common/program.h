@@ -45,6 +45,7 @@ int run_program(const Program<Options>& program, int argc, char** argv) {
   const platform::StandardStreams streams;
   try {
     CLI::App app{program.description, program.name};
+    app.allow_windows_style_options(false);  // a path may begin with a slash
     app.footer(program.footer);
     app.set_version_flag("--version", fmt::format("{} {}", program.name, corvidnum_version()),
                          "print name and version, and exit");

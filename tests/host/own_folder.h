@@ -3,7 +3,6 @@
 // A fixture with a folder of its own that ends with the test, and a look at the blocks left.
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include <string>
 
 #include "host/corvid_host.h"
+#include "tests/support/new_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -27,9 +27,7 @@ inline void put(const fs::path& path, const std::string& text) {
 class OwnFolder : public testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = testing::TempDir() + "corvid_files_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
+    folder_ = new_folder("corvid_files");
     blocks_ = corvid_host::LiveBlocks();
   }
   void TearDown() override {
