@@ -3,6 +3,7 @@
 // A fixture with a folder of its own that ends with the test, and a look at the blocks left.
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -11,7 +12,6 @@
 #include <string>
 
 #include "host/corvid_host.h"
-#include "tests/support/new_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -27,7 +27,9 @@ inline void put(const fs::path& path, const std::string& text) {
 class OwnFolder : public testing::Test {
  protected:
   void SetUp() override {
-    folder_ = new_folder("corvid_files");
+    std::string pattern = testing::TempDir() + "corvid_files_XXXXXX";
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    folder_ = pattern;
     blocks_ = corvid_host::LiveBlocks();
   }
   void TearDown() override {
