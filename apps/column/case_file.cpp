@@ -52,7 +52,7 @@ struct Places {
   std::vector<std::string>& named;  // paths of the files that the case has named so far
 
   std::string path(const std::string& name) const {
-    return named.emplace_back((folder / std::filesystem::u8path(name)).u8string());
+    return named.emplace_back((folder / std::filesystem::u8path(name)).generic_u8string());
   }
 };
 

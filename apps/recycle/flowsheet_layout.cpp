@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -292,12 +293,12 @@ class Layout {
     number_layer(layer);
   }
 
-  long crossings() const {
+  std::int64_t crossings() const {
     std::vector<std::vector<std::pair<double, double>>> gaps(layers_.size());
     for (const Link& link : links_)
       gaps[at(nodes_[at(link.from)].layer)].emplace_back(outlet_rank(nodes_[at(link.from)], link.stream),
                                                          nodes_[at(link.to)].rank);
-    long count = 0;
+    std::int64_t count = 0;
     for (const auto& gap : gaps)
       for (std::size_t a = 0; a < gap.size(); ++a)
         for (std::size_t b = 0; b < a; ++b)
@@ -313,12 +314,12 @@ class Layout {
       number_layer(layer);
     }
     auto best = layers_;
-    long fewest = std::numeric_limits<long>::max();
+    std::int64_t fewest = std::numeric_limits<std::int64_t>::max();
     for (int sweep = 0; sweep < kSweeps && fewest > 0; ++sweep) {
       for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
       for (std::size_t l = layers_.size() - 1; l-- > 0;) sort_layer(layers_[l], false);
       for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
-      if (const long now = crossings(); now < fewest) {
+      if (const std::int64_t now = crossings(); now < fewest) {
         fewest = now;
         best = layers_;
       }
@@ -587,12 +588,12 @@ class Layout {
 
   std::vector<Riser>& gap_behind(int node) { return gaps_[at(nodes_[at(node)].layer)]; }
 
-  static constexpr long kOverlap = 1000;  // as bad as so many crossings
+  static constexpr std::int64_t kOverlap = 1000;  // as bad as so many crossings
 
   /// Counts what is bad about `a` standing left of `b`: crossings, and streams drawn on each other.
-  static long cost(const Riser& a, const Riser& b) {
+  static std::int64_t cost(const Riser& a, const Riser& b) {
     if (a.stream == b.stream) return a.left[0] == b.right[0] ? kOverlap : 0;  // two parts, from left to right
-    long count = 0;
+    std::int64_t count = 0;
     for (const double y : a.right) count += b.runs_through(y);
     for (const double y : b.left) count += a.runs_through(y);
     for (const double y : a.right)
@@ -639,9 +640,9 @@ class Layout {
   static bool move_to_best(std::vector<Riser>& risers, std::size_t k) {
     const Riser moving = risers[k];
     risers.erase(risers.begin() + static_cast<std::ptrdiff_t>(k));
-    long now = 0;  // at place p
+    std::int64_t now = 0;  // at place p
     for (const Riser& other : risers) now += cost(moving, other);
-    long best = now, at_k = now;
+    std::int64_t best = now, at_k = now;
     std::size_t best_place = 0;
     for (std::size_t p = 1; p <= risers.size(); ++p) {
       now += cost(risers[p - 1], moving) - cost(moving, risers[p - 1]);

@@ -134,7 +134,9 @@ void Folder::add(const Page& page, Entry entry) {
   write_entries(entries);
 }
 
-std::string Folder::in_folder(const std::string& name) const { return (fs::u8path(path_) / name).u8string(); }
+std::string Folder::in_folder(const std::string& name) const {
+  return (fs::u8path(path_) / name).generic_u8string();
+}
 
 std::vector<Entry> Folder::read_entries() const {
   std::vector<Entry> entries;

@@ -50,8 +50,8 @@ void write_pictures(const Matrix& matrix, const std::optional<apps::Reordering>&
 
 std::vector<std::string> PatternOptions::pictures() const {
   if (folder.empty()) return {};
-  std::vector<std::string> paths{(fs::u8path(folder) / "before.svg").u8string()};
-  if (goal) paths.push_back((fs::u8path(folder) / "after.svg").u8string());
+  std::vector<std::string> paths{(fs::u8path(folder) / "before.svg").generic_u8string()};
+  if (goal) paths.push_back((fs::u8path(folder) / "after.svg").generic_u8string());
   return paths;
 }
 
