@@ -1,4 +1,4 @@
-# libcorvidnum.so and, from the same objects, the archive that tests of internal routines link.
+# The library (libcorvidnum.so, corvidnum.dll) and, from the same objects, the archive that tests of internal routines link.
 
 # Public headers keep their room as folder, in the tree and installed alike.
 set(CORVIDNUM_PUBLIC_HEADERS
@@ -58,6 +58,7 @@ set(CORVIDNUM_C_HEADERS
 set(CORVIDNUM_SOURCES
   frame/host_memory.cpp
   frame/module.cpp
+  frame/platform_${CORVIDNUM_SYSTEM}.cpp
   frame/math_errors.cpp
   frame/numeric_runtime.cpp
   frame/version.cpp
@@ -170,6 +171,11 @@ corvidnum_library_defaults(corvidnum_objects)
 set_source_files_properties(accel/debug_line.cpp PROPERTIES
   COMPILE_OPTIONS $<$<BOOL:${CORVIDNUM_SANITIZE}>:-fno-sanitize=vptr>)
 
+if(MINGW)
+  # This compiler takes stack space of 16-byte alignment for registers of 32 bytes, so moves must not need more.
+  set_source_files_properties(accel/vectors.cpp PROPERTIES COMPILE_OPTIONS -Wa,-muse-unaligned-vector-move)
+endif()
+
 add_library(corvidnum SHARED $<TARGET_OBJECTS:corvidnum_objects>)
 add_library(corvidnum::corvidnum ALIAS corvidnum)
 set_target_properties(corvidnum PROPERTIES
@@ -179,14 +185,19 @@ target_include_directories(corvidnum PUBLIC
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/corvidnum>)
 target_link_libraries(corvidnum PRIVATE corvid LAPACK::LAPACK BLAS::BLAS ${CMAKE_DL_LIBS})
-# What is imported from libcorvid.so has no version, because a host's own library of that name has no version nodes.
-set(version_script ${CMAKE_CURRENT_BINARY_DIR}/corvidnum.map)
-configure_file(cmake/corvidnum.map.in ${version_script} @ONLY)
-set_target_properties(corvidnum PROPERTIES LINK_DEPENDS ${version_script})
-# Run paths that LD_LIBRARY_PATH can override: a host brings its own libcorvid.so and BLAS.
-target_link_options(corvidnum PRIVATE
-  $<$<NOT:$<BOOL:${CORVIDNUM_SANITIZE}>>:-Wl,--no-undefined> -Wl,--enable-new-dtags
-  -Wl,--version-script=${version_script})
+corvidnum_dll(corvidnum)
+if(WIN32)
+  target_sources(corvidnum PRIVATE cmake/corvidnum.def)
+else()
+  # What is imported from libcorvid.so has no version, because a host's own library of that name has no version nodes.
+  set(version_script ${CMAKE_CURRENT_BINARY_DIR}/corvidnum.map)
+  configure_file(cmake/corvidnum.map.in ${version_script} @ONLY)
+  set_target_properties(corvidnum PROPERTIES LINK_DEPENDS ${version_script})
+  # Run paths that LD_LIBRARY_PATH can override: a host brings its own libcorvid.so and BLAS.
+  target_link_options(corvidnum PRIVATE
+    $<$<NOT:$<BOOL:${CORVIDNUM_SANITIZE}>>:-Wl,--no-undefined> -Wl,--enable-new-dtags
+    -Wl,--version-script=${version_script})
+endif()
 
 add_library(corvidnum_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:corvidnum_objects>)
 target_include_directories(corvidnum_internal PUBLIC ${PROJECT_SOURCE_DIR})

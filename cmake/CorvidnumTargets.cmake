@@ -1,5 +1,19 @@
 # What every target of this tree has in common.
 
+# Each room has one file for what differs between systems: platform_linux.cpp, platform_windows.cpp.
+if(WIN32)
+  set(CORVIDNUM_SYSTEM windows)
+else()
+  set(CORVIDNUM_SYSTEM linux)
+endif()
+
+# corvidnum_dll(<target>): on Windows, names the DLL as the target and its import library lib<target>.dll.a.
+function(corvidnum_dll target)
+  if(WIN32)
+    set_target_properties(${target} PROPERTIES PREFIX "" IMPORT_PREFIX lib)
+  endif()
+endfunction()
+
 # Warnings, language and the include root of one target.
 function(corvidnum_defaults target)
   target_compile_features(${target} PUBLIC cxx_std_17)

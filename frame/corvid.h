@@ -1,18 +1,15 @@
 #pragma once
 
 /// @file
-/// The host contract: everything that libcorvidnum.so imports from the host support library, which defines it
+/// The host contract: everything that the library imports from the host support library, which defines it
 /// with the linkage and names given here. Strings are single-byte and end with a zero. Flags are unsigned
 /// bytes, 1 for true and 0 for false.
 
+#include <math.h>  // on Windows it defines _exception
+
 #include <cstddef>
 
-/// Marks what the host support library exports.
-#if defined(__GNUC__)
-#define CORVID_API __attribute__((visibility("default")))
-#else
-#define CORVID_API
-#endif
+#include "frame/export.h"
 
 // ---- Memory. Each allocation returns null when memory is exhausted; Corvid_delete and Corvid_free accept
 // null. Blocks of Corvid_new are freed by Corvid_delete, all others by Corvid_free.
@@ -79,7 +76,7 @@ CORVID_API void ErrorMsg(const char* key, ...);
 
 // ---- The application.
 
-/// The handle of a loaded program or library: on Linux its load address.
+/// The handle of a loaded program or library: its load address.
 using ModuleHandle = void*;
 
 /// Returns the handle of the host application.
@@ -99,6 +96,7 @@ class CORVID_API FPEnvironment {
 /// Returns the host's one floating-point environment.
 CORVID_API FPEnvironment* pFPEnv();
 
+#if !defined(_EXCEPTION_DEFINED)
 /// A math-library error, in the public layout of the runtime library.
 struct _exception {
   int type;       ///< a MathErrorType
@@ -107,6 +105,7 @@ struct _exception {
   double arg2;    ///< its second argument, or 0
   double retval;  ///< what the function returns; the host may write to it
 };
+#endif
 
 /// Values of _exception::type.
 enum MathErrorType : int {

@@ -24,13 +24,13 @@ void set_errno(int type) {
 /// host wrote in its place.
 double report(MathErrorType type, char* name, double argument, double result) {
   _exception e = {type, name, argument, 0.0, result};
-  if (_matherr(&e) == 0) set_errno(type);
+  if (report_math_error(&e) == 0) set_errno(type);
   return e.retval;
 }
 
 }  // namespace
 
-int _matherr(_exception* e) {
+int report_math_error(_exception* e) {
   char no_path[] = "";
   return Zumatherr(theModule ? theModule->Path() : no_path, e);
 }

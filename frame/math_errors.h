@@ -9,7 +9,7 @@ namespace corvidnum {
 
 /// Passes a filled record to the host, with the path of the library's file (empty without a module record).
 /// @return the host's answer; non-zero means that the error is handled
-int _matherr(_exception* e);
+int report_math_error(_exception* e);
 
 /// Returns the square root of x. Below 0 it reports a domain error and returns NaN or what the host sets.
 double checked_sqrt(double x);

@@ -1,9 +1,10 @@
 #pragma once
 
-// The record of the loaded library in this process, the four notifications (attach and detach of the process
-// and of a thread), and what every exported operation does first.
+// The record of the loaded library in this process, and the four notifications: attach and detach of the
+// process and of a thread. platform.h has what every exported operation does first.
 
 #include "frame/corvid.h"
+#include "frame/platform.h"
 
 namespace corvidnum {
 
@@ -65,19 +66,5 @@ void ShowModuleSplash();
 /// Handles a notification of the loader or of a thread; ignores an unknown reason.
 /// @return 1 always, so that a load never fails because of it
 int ModuleEntry(ModuleHandle instance, unsigned reason, void* reserved);
-
-// Threads. The loader of this system sends no thread notifications. So a thread is attached when it first
-// enters an exported operation, and detached when it ends. The flag is plain thread-local data of the
-// initial-exec model: testing it costs one load and one compare, and it has no destructor that would keep the
-// library mapped after dlclose.
-extern __thread bool thread_is_attached __attribute__((tls_model("initial-exec")));
-
-/// Marks the calling thread as attached, sends thread attach, and arranges for thread detach at its end.
-void attach_thread();
-
-/// Attaches the calling thread if it is new. Every exported operation calls it first.
-inline void enter_library() {
-  if (__builtin_expect(!thread_is_attached, 0)) attach_thread();
-}
 
 }  // namespace corvidnum

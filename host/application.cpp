@@ -1,25 +1,15 @@
 // The handle of the host application and its splash screen.
 
-#include <dlfcn.h>
-#include <sys/auxv.h>
-
 #include <atomic>
 
 #include "host/corvid_host.h"
+#include "host/platform.h"
 
 namespace corvid_host {
 namespace {
 
 std::atomic<ModuleHandle> chosen_instance{nullptr};
 std::atomic<SplashHandler> splash_handler{nullptr};
-
-/// Returns the load address of the program: its first mapping contains its program headers, whose address the
-/// system passes in the auxiliary vector.
-ModuleHandle program_address() {
-  Dl_info info;
-  void* const headers = reinterpret_cast<void*>(getauxval(AT_PHDR));
-  return headers && dladdr(headers, &info) != 0 ? info.dli_fbase : nullptr;
-}
 
 }  // namespace
 

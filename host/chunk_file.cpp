@@ -19,7 +19,7 @@
 #include "host/checksum.h"
 #include "host/corvid_host.h"
 #include "host/little_endian.h"
-#include "host/whole_file.h"
+#include "host/platform.h"
 
 namespace corvid_host {
 namespace {

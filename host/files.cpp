@@ -1,15 +1,14 @@
 // GenericFile and TextFile on the C library's streams. A file is named name + "." + extension. If either is
 // empty, as it also is after exhausted memory, the file does not exist and does not open.
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
 
 #include "host/corvid_host.h"
+#include "host/platform.h"
+
+using corvid_host::StreamMode;
 
 namespace {
 
@@ -20,14 +19,8 @@ Text path_of(const Text& name, const Text& extension) {
   return FormattedText("%s.%s", name.Characters(), extension.Characters());
 }
 
-/// Opens a file as a stream; null if the system reports an error, as it does for an empty path.
-std::FILE* open_stream(const Text& path, int flags, const char* mode) {
-  constexpr mode_t kReadAndWriteForAll = 0666;  // the system subtracts the process's umask
-  const int descriptor = open(path.Characters(), O_RDWR | O_CLOEXEC | flags, kReadAndWriteForAll);
-  if (descriptor < 0) return nullptr;
-  std::FILE* const stream = fdopen(descriptor, mode);
-  if (!stream) close(descriptor);
-  return stream;
+std::FILE* open_stream(const Text& path, StreamMode mode) {
+  return corvid_host::open_stream(path.Characters(), mode);
 }
 
 std::FILE* as_file(void* stream) { return static_cast<std::FILE*>(stream); }
@@ -42,20 +35,18 @@ GenericFile::GenericFile(const Text& name, const Text& extension)
 GenericFile::~GenericFile() { GenericFile::Close(); }
 
 unsigned char GenericFile::Exists(unsigned char) const {
-  struct stat status;
-  return stat(path_of(name_, extension_).Characters(), &status) == 0 && !S_ISDIR(status.st_mode);
+  return corvid_host::file_exists(path_of(name_, extension_).Characters());
 }
 
 unsigned char GenericFile::Open(unsigned char append) {
   Close();
-  const Text path = path_of(name_, extension_);
-  stream_ = append ? open_stream(path, O_APPEND, "a+") : open_stream(path, 0, "r+");
+  stream_ = open_stream(path_of(name_, extension_), append ? StreamMode::kAppend : StreamMode::kExisting);
   return stream_ != nullptr;
 }
 
 unsigned char GenericFile::Create() {
   Close();
-  stream_ = open_stream(path_of(name_, extension_), O_CREAT | O_TRUNC, "w+");
+  stream_ = open_stream(path_of(name_, extension_), StreamMode::kEmpty);
   return stream_ != nullptr;
 }
 

@@ -7,6 +7,7 @@
 #include "host/corvid_host.h"
 #include "host/lines.h"
 #include "host/memory.h"
+#include "host/platform.h"
 
 namespace corvid_host {
 namespace {
@@ -69,11 +70,7 @@ void SetMathErrorHandler(MathErrorHandler handler) {
 }  // namespace corvid_host
 
 void FPEnvironment::SetControlWord() {
-  const corvid_host::FloatControl control = corvid_host::float_control.load().control;
-  fesetround(control.rounding);
-  fedisableexcept(FE_ALL_EXCEPT & ~control.traps);
-  feclearexcept(control.traps);  // an exception flag that is already set must not trap now
-  feenableexcept(control.traps);
+  corvid_host::apply_float_control(corvid_host::float_control.load().control);
   ++corvid_host::applications;
 }
 

@@ -46,7 +46,14 @@ Text FormattedText(const char* format, ...) {
 namespace corvid_host {
 
 FilledFormat::FilledFormat(const char* format, std::va_list arguments) : characters_(nullptr) {
-  if (format && vasprintf(&characters_, format, arguments) < 0) characters_ = nullptr;
+  if (!format) return;
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  const std::size_t room = static_cast<std::size_t>(length) + 1;
+  if (length >= 0) characters_ = static_cast<char*>(std::malloc(room));
+  if (characters_) std::vsnprintf(characters_, room, format, again);
+  va_end(again);
 }
 
 FilledFormat::~FilledFormat() { std::free(characters_); }

@@ -11,9 +11,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "frame/idamax.h"
 #include "frame/numeric_runtime.h"
+#include "frame/platform.h"
 #include "sparse/ma48/kernels.h"
 
 namespace corvidnum {
@@ -24,13 +27,27 @@ enum Awaited { kFirst = 1, kFirstTransposed = 2, kColumn = 3, kTransposed = 4, k
 
 constexpr int kMostColumns = 5;
 
-/// Holds what one estimate needs between its calls. Thread-local, so that threads estimate separately.
+/// Holds what one estimate needs between its calls. It is kept in the thread's word, so that threads estimate
+/// separately.
 struct EstimatorState {
-  int awaited;    // JUMP
-  int column;     // J
-  int iteration;  // ITER
+  std::int32_t column;     // J
+  std::int16_t awaited;    // JUMP
+  std::int16_t iteration;  // ITER
 };
-__thread EstimatorState state;
+
+EstimatorState load_state() {
+  const std::uint64_t word = thread_word();
+  EstimatorState state;
+  static_assert(sizeof state == sizeof word, "the state fills the thread's word");
+  std::memcpy(&state, &word, sizeof state);
+  return state;
+}
+
+void store_state(const EstimatorState& state) {
+  std::uint64_t word;
+  std::memcpy(&word, &state, sizeof word);
+  set_thread_word(word);
+}
 
 double sign_of(double value) { return value >= 0.0 ? 1.0 : -1.0; }
 
@@ -38,7 +55,10 @@ double sign_of(double value) { return value >= 0.0 ? 1.0 : -1.0; }
 class NormEstimator {
  public:
   NormEstimator(int n, int* kase, double* x, double* est, double* w, int* isgn)
-      : n_(n), kase_(*kase), x_(x), est_(*est), w_(w), isgn_(isgn) {}
+      : n_(n), kase_(*kase), x_(x), est_(*est), w_(w), isgn_(isgn), state_(load_state()) {}
+  NormEstimator(const NormEstimator&) = delete;
+  NormEstimator& operator=(const NormEstimator&) = delete;
+  ~NormEstimator() { store_state(state_); }
 
   void start() {
     std::fill(x_, x_ + n_, 1.0 / n_);
@@ -49,7 +69,7 @@ class NormEstimator {
  private:
   void request(int kase, Awaited awaited) {
     kase_ = kase;
-    state.awaited = awaited;
+    state_.awaited = awaited;
   }
   void take_first();
   void take_column();
@@ -67,15 +87,16 @@ class NormEstimator {
   double& est_;
   double* const w_;
   int* const isgn_;
+  EstimatorState state_;
 };
 
 void NormEstimator::resume() {
-  switch (state.awaited) {
+  switch (state_.awaited) {
     case kFirst:
       return take_first();
     case kFirstTransposed:
-      state.column = idamax(n_, x_);
-      state.iteration = 2;
+      state_.column = idamax(n_, x_);
+      state_.iteration = 2;
       return ask_for_column();
     case kColumn:
       return take_column();
@@ -102,11 +123,11 @@ void NormEstimator::take_column() {
 }
 
 void NormEstimator::take_transposed() {
-  const int before = state.column;
-  state.column = idamax(n_, x_);
-  const bool moved = std::fabs(x_[before - 1]) != std::fabs(x_[state.column - 1]);
-  if (!moved || state.iteration >= kMostColumns) return ask_for_alternating();
-  ++state.iteration;
+  const int before = state_.column;
+  state_.column = idamax(n_, x_);
+  const bool moved = std::fabs(x_[before - 1]) != std::fabs(x_[state_.column - 1]);
+  if (!moved || state_.iteration >= kMostColumns) return ask_for_alternating();
+  ++state_.iteration;
   ask_for_column();
 }
 
@@ -129,7 +150,7 @@ void NormEstimator::ask_for_signs(Awaited awaited) {
 
 void NormEstimator::ask_for_column() {
   std::fill(x_, x_ + n_, 0.0);
-  x_[state.column - 1] = 1.0;
+  x_[state_.column - 1] = 1.0;
   request(1, kColumn);
 }
 

@@ -1,10 +1,7 @@
 // A host that loads the library at run time: loading_host LIBRARY [BLAS LAPACK]
 // The second form brings a BLAS and a LAPACK of its own first, with their own error hook.
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -14,10 +11,11 @@
 #include "dense/regular_matrix.h"
 #include "host/corvid_host.h"
 #include "tests/support/float_state.h"
+#include "tests/support/platform.h"
 
 namespace {
 
-using test_support::float_state;
+using namespace test_support;
 
 void require(bool holds, const char* what) {
   if (holds) return;
@@ -25,16 +23,15 @@ void require(bool holds, const char* what) {
   std::exit(1);
 }
 
-void* load(const char* file, int mode) {
-  void* const handle = dlopen(file, mode);
-  if (!handle) std::fprintf(stderr, "%s\n", dlerror());
+void* load(const char* file, bool forAll = false) {
+  void* const handle = load_library(file, forAll);
   require(handle != nullptr, "the file loads");
   return handle;
 }
 
 template <class Function>
 Function* find(void* library, const char* symbol) {
-  void* const address = dlsym(library, symbol);
+  void* const address = find_symbol(library, symbol);
   require(address != nullptr, symbol);
   return reinterpret_cast<Function*>(address);
 }
@@ -73,7 +70,7 @@ void check_threads(void* library) {
 
 /// The library is gone before a thread that entered it ends.
 void check_unloading_under_a_thread(const char* file) {
-  void* const library = load(file, RTLD_NOW);
+  void* const library = load(file);
   const auto d1mach = find<double(const int*)>(library, "d1mach_");
   const int selector = 1;
   std::atomic<int> stage{0};
@@ -83,36 +80,33 @@ void check_unloading_under_a_thread(const char* file) {
     while (stage != 2) std::this_thread::yield();
   });
   while (stage != 1) std::this_thread::yield();
-  dlclose(library);
-  require(dlopen(file, RTLD_NOW | RTLD_NOLOAD) == nullptr, "the library is unmapped by dlclose");
+  unload_library(library);
+  require(!is_loaded(file), "the library is unmapped when nobody uses it");
   stage = 2;
   thread.join();
-  const pid_t child = fork();  // nothing of the library is called here any more
-  if (child == 0) _exit(0);
-  int status = -1;
-  require(waitpid(child, &status, 0) == child && status == 0, "a fork after dlclose gives a child");
+  require(child_ends_well(), "nothing of the library is called in a child of a later fork");
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  for (int i = 2; i < count; ++i) load(arguments[i], RTLD_NOW | RTLD_GLOBAL);
+  for (int i = 2; i < count; ++i) load(arguments[i], true);
   std::fesetround(FE_UPWARD);
   const auto state = float_state();
   const auto blocks = corvid_host::LiveBlocks();
   const long applied = corvid_host::ControlWordApplications();
   for (int round = 0; round < 3; ++round) {
-    void* const library = load(arguments[1], RTLD_NOW);
+    void* const library = load(arguments[1]);
     require(corvid_host::LiveBlocks() == blocks + 1, "the load creates the one module record");
-    require(load(arguments[1], RTLD_NOW) == library, "a second load is the same module");
+    require(load(arguments[1]) == library, "a second load is the same module");
     require(corvid_host::LiveBlocks() == blocks + 1, "and creates nothing");
     require(corvid_host::ControlWordApplications() == applied + round, "loading applies no control word");
     check_error_hook(library);
     require(float_state() == state, "the floating-point state of the loading thread is untouched");
     check_threads(library);
-    dlclose(library);
+    unload_library(library);
     require(corvid_host::LiveBlocks() == blocks + 1, "the module stays while it is in use");
-    dlclose(library);
+    unload_library(library);
     require(corvid_host::LiveBlocks() == blocks, "unloading destroys the record");
   }
   check_unloading_under_a_thread(arguments[1]);

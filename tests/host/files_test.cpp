@@ -7,7 +7,7 @@ using FilesTest = OwnFolder;
 
 TEST_F(FilesTest, WhatIsNoFileDoesNotOpenNorComeIntoBeing) {
   fs::create_directory(folder_ / "50% done.LOG");
-  const Text name((folder_ / "50% done").c_str());
+  const Text name(name_of(folder_ / "50% done").c_str());
   TextFile folder(name, "LOG"), without_name("", "LOG"), without_extension(name, "");
   for (TextFile* file : {&folder, &without_name, &without_extension}) {
     EXPECT_FALSE(file->Exists(0) || file->Create() || file->Open(0) || file->Open(1));
@@ -18,19 +18,15 @@ TEST_F(FilesTest, WhatIsNoFileDoesNotOpenNorComeIntoBeing) {
   EXPECT_TRUE(missing.Create() && missing.Exists(0));
 }
 
-TEST_F(FilesTest, WhatADiskDoesNotTakeIsCounted) {
-  fs::create_symlink("/dev/full", folder_ / "full.LOG");
-  const std::string text(100, 'x');
-  for (const char* name : {"good", "full"}) {
-    for (const std::size_t repeats : {1, 1000}) {  // all of it still in the buffer at the end, and not
-      const std::int64_t before = IncompleteTextFiles();
-      TextFile file(Text((folder_ / name).c_str()), "LOG");
-      EXPECT_TRUE(file.Create());
-      for (std::size_t i = 0; i < repeats; ++i) file.Write(Text(text.c_str()), 0);
-      file.Close();
-      EXPECT_EQ(IncompleteTextFiles() - before, name == std::string("full") ? 1 : 0) << name << repeats;
-    }
-  }
+TEST_F(FilesTest, LinesEndWithOneCharacterAndNamesAreUtf8) {
+  const fs::path path = folder_ / fs::u8path("Protokoll \u00e4\u03c9.LOG");
+  TextFile file(Text(name_of(folder_ / fs::u8path("Protokoll \u00e4\u03c9")).c_str()), "LOG");
+  ASSERT_TRUE(file.Create());
+  file.Write(Text("one\ntwo\n"), 0);
+  ASSERT_TRUE(file.Open(1) && file.Exists(0));
+  file.Write('\n');
+  file.Close();
+  EXPECT_EQ(content_of(path), "one\ntwo\n\n");
 }
 
 }  // namespace

@@ -3,12 +3,12 @@
 // A fixture with a folder of its own that ends with the test, and a look at the blocks left.
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 
 #include "host/corvid_host.h"
@@ -20,6 +20,9 @@ inline std::string content_of(const fs::path& path) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+/// The name as the host library takes it, which is UTF-8 on every system.
+inline std::string name_of(const fs::path& path) { return path.u8string(); }
+
 inline void put(const fs::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
@@ -27,9 +30,8 @@ inline void put(const fs::path& path, const std::string& text) {
 class OwnFolder : public testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = testing::TempDir() + "corvid_files_XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
+    do folder_ = fs::path(testing::TempDir()) / ("corvid_files_" + std::to_string(std::random_device()()));
+    while (!fs::create_directory(folder_));
     blocks_ = corvid_host::LiveBlocks();
   }
   void TearDown() override {

@@ -3,6 +3,8 @@
 #include <cfenv>
 #include <limits>
 
+#include "tests/support/platform.h"
+
 namespace test_support {
 
 /// What of the calling thread's floating-point state belongs to the host: rounding, traps, denormals.
@@ -14,7 +16,7 @@ struct FloatState {
 
 inline FloatState float_state() {
   volatile double smallest = std::numeric_limits<double>::min();
-  return {std::fegetround(), fegetexcept(), smallest / 2 > 0};
+  return {std::fegetround(), enabled_traps(), smallest / 2 > 0};
 }
 
 inline bool operator==(const FloatState& a, const FloatState& b) {

@@ -9,7 +9,7 @@ namespace test_support {
 
 class LogFile : public OwnFolder {
  protected:
-  Text name() const { return Text((folder_ / "debug").c_str()); }
+  Text name() const { return Text(name_of(folder_ / "debug").c_str()); }
   std::string content() const { return content_of(folder_ / "debug.LOG"); }
   /// What `use` writes into a new log.
   template <class Use>

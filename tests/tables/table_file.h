@@ -89,7 +89,7 @@ class TableFile : public OwnFolder {
   template <class Write>
   void write(Write&& content) const {
     corvid_host::ChunkFile file;
-    ASSERT_TRUE(file.Create(path_.c_str()));
+    ASSERT_TRUE(file.Create(name_of(path_).c_str()));
     content(file);
     ASSERT_TRUE(file.Commit()) << file.ErrorText();
   }
@@ -98,7 +98,7 @@ class TableFile : public OwnFolder {
   template <class Table>
   bool recall(Table& table, int good_numbers = -1, int refused = 0) const {
     FailingFile file(good_numbers);
-    if (!file.Open(path_.c_str())) return false;
+    if (!file.Open(name_of(path_).c_str())) return false;
     if (refused > 0) corvid_host::FailAllocation(refused);
     const bool result = table.Recall(file);
     corvid_host::StopFailing();
@@ -116,7 +116,7 @@ class TableFile : public OwnFolder {
     for (int good = 0; good <= numbers; ++good) {
       Table part;
       FailingFile file(good);
-      ASSERT_TRUE(file.Create((folder_ / "never").c_str()));
+      ASSERT_TRUE(file.Create(name_of(folder_ / "never").c_str()));
       EXPECT_EQ(stored.Store(file), good == numbers) << good;
       EXPECT_EQ(recall(part, good), good == numbers) << good;
     }

@@ -1,9 +1,13 @@
-// Reads and replaces whole files by system calls. A file is replaced in three steps, so that its name leads
-// to a complete file at any time: write a new file beside it, synchronise that with the disk, rename it.
+// The system's part of the host support library on Linux. A file is replaced in three steps, so that its name
+// leads to a complete file at any time: write a new file beside it, synchronise that with the disk, rename
+// it.
 
-#include "host/whole_file.h"
+#include "host/platform.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <fenv.h>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,14 +17,14 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "frame/corvid.h"
-
 namespace corvid_host {
 namespace {
 
 constexpr const char* kNoMemory = "no memory is left";
 constexpr const char* kNotRegular = "it is not a regular file";
 constexpr const char* kTooLong = "the file is too long";
+
+constexpr mode_t kReadAndWriteForAll = 0666;  // of a new file; the system subtracts the process's umask
 
 const char* system_error() { return strerrordesc_np(errno); }
 
@@ -76,7 +80,6 @@ Text resolved(const char* path) {
 /// @return its descriptor, below 0 on a failure
 int create_beside(const Text& path, Text* name) {
   static std::atomic<unsigned> serial{0};
-  constexpr mode_t kReadAndWriteForAll = 0666;  // the system subtracts the process's umask
   int file;
   do {
     *name = FormattedText("%s.new-%ld-%u", path.Characters(), static_cast<long>(getpid()), serial++);
@@ -154,6 +157,39 @@ const char* replace_file(const char* path, const unsigned char* bytes, std::size
     synchronise_folder_of(target);
   }
   return why;
+}
+
+std::FILE* open_stream(const char* path, StreamMode mode) {
+  static const struct {
+    int flags;
+    const char* mode;
+  } kModes[] = {{O_APPEND, "a+"}, {0, "r+"}, {O_CREAT | O_TRUNC, "w+"}};
+  const auto& chosen = kModes[static_cast<int>(mode)];
+  const int descriptor = open(path, O_RDWR | O_CLOEXEC | chosen.flags, kReadAndWriteForAll);
+  if (descriptor < 0) return nullptr;
+  std::FILE* const stream = fdopen(descriptor, chosen.mode);
+  if (!stream) close(descriptor);
+  return stream;
+}
+
+bool file_exists(const char* path) {
+  struct stat status;
+  return stat(path, &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+// The first mapping of the program contains its program headers, whose address the system passes in the
+// auxiliary vector.
+ModuleHandle program_address() {
+  Dl_info info;
+  void* const headers = reinterpret_cast<void*>(getauxval(AT_PHDR));
+  return headers && dladdr(headers, &info) != 0 ? info.dli_fbase : nullptr;
+}
+
+void apply_float_control(FloatControl control) {
+  fesetround(control.rounding);
+  fedisableexcept(FE_ALL_EXCEPT & ~control.traps);
+  feclearexcept(control.traps);  // an exception flag that is already set must not trap now
+  feenableexcept(control.traps);
 }
 
 }  // namespace corvid_host
