@@ -33,14 +33,22 @@ endfunction()
 # corvidnum_run_path(<path> <target>...): the loader finds what is in /usr by itself. Elsewhere, the targets find the
 # libraries by where they stand themselves; LD_LIBRARY_PATH still wins over a RUNPATH.
 function(corvidnum_run_path path)
-  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  if(NOT WIN32 AND NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH ${path})
   endif()
 endfunction()
 
 corvidnum_run_path("$ORIGIN" corvidnum)
 install(TARGETS corvidnum corvid EXPORT corvidnum-targets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  # Windows: the DLLs stand with the programs, their import libraries with what is for development.
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+if(WIN32)
+  # From it, any compiler's tools make an import library of their own.
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/corvidnum.def
+    DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+endif()
 
 # ---- For development
 
@@ -85,14 +93,16 @@ if(CORVIDNUM_BUILD_APPS)
     install(DIRECTORY apps/${cases} DESTINATION ${doc_of_programs}/examples/${program} COMPONENT programs)
   endforeach()
   # One file completes all programs; bash looks for it by the name of the one that is typed.
-  if(EXISTS ${PROJECT_SOURCE_DIR}/apps/completion/corvidnum)
+  if(UNIX AND EXISTS ${PROJECT_SOURCE_DIR}/apps/completion/corvidnum)
     foreach(program IN LISTS programs)
       install(FILES apps/completion/corvidnum RENAME ${program}
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT programs)
     endforeach()
   endif()
 endif()
-add_subdirectory(docs/man)
+if(UNIX)
+  add_subdirectory(docs/man)
+endif()
 
 # ---- Documents
 

@@ -51,7 +51,9 @@ struct Places {
   std::string properties;           // property file given on the command line; empty: none
   std::vector<std::string>& named;  // paths of the files that the case has named so far
 
-  std::string path(const std::string& name) const { return named.emplace_back((folder / name).string()); }
+  std::string path(const std::string& name) const {
+    return named.emplace_back((folder / std::filesystem::u8path(name)).generic_u8string());
+  }
 };
 
 /// Returns what `read` makes of another file, which a key of the case names. If it refuses the file, the
@@ -323,7 +325,7 @@ ColumnCase case_of(const toml::table& file, const Places& places) {
 
 ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties) {
   std::vector<std::string> named;
-  const Places places{std::filesystem::path(name).parent_path(), properties, named};
+  const Places places{std::filesystem::u8path(name).parent_path(), properties, named};
   ColumnCase c = apps::parse_case_text<ColumnCase>(
       text, name, [&](const toml::table& file) { return case_of(file, places); });
   c.other_files = std::move(named);

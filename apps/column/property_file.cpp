@@ -193,7 +193,7 @@ std::optional<std::string> store_tables(const std::string& path, const Tables& t
 
 Tables recall_tables(const std::string& path) {
   std::error_code none;  // no error here: if there is no file, Open() fails
-  const std::uintmax_t bytes = std::filesystem::file_size(path, none);
+  const std::uintmax_t bytes = std::filesystem::file_size(std::filesystem::u8path(path), none);
   const MemoryLimit limit(none ? 0
                                : std::min<std::uintmax_t>(bytes, UINT32_MAX));  // Open() refuses longer files
   ChunkFile file;

@@ -11,6 +11,7 @@
 #include <memory>
 #include <new>
 
+#include "apps/common/platform.h"
 #include "apps/common/toml_reader.h"
 
 namespace apps {
@@ -26,7 +27,7 @@ std::string read_bytes(const std::string& path) {
   const auto fail = [&] { return BadCase(fmt::format("{}: {}", input_name(path), std::strerror(errno))); };
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(nullptr, std::fclose);
   if (!is_standard_stream(path)) {
-    opened.reset(std::fopen(path.c_str(), "rb"));
+    opened.reset(platform::open_to_read(path));
     if (!opened) throw fail();
   }
   std::FILE* const file = opened ? opened.get() : stdin;

@@ -1,9 +1,5 @@
 #include "apps/common/output.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -13,6 +9,7 @@
 #include <stdexcept>
 
 #include "apps/common/input.h"
+#include "apps/common/platform.h"
 
 namespace apps {
 namespace {
@@ -28,7 +25,7 @@ bool is_control(char ch) {
 
 std::optional<std::string> write_to(const std::string& path, const std::string& text) {
   errno = 0;
-  std::ofstream file(path, std::ios::binary | std::ios::app);
+  std::ofstream file(fs::u8path(path), std::ios::binary | std::ios::app);
   file << text;
   file.close();
   if (file) return std::nullopt;
@@ -41,26 +38,10 @@ bool print_on(std::FILE* stream, const std::string& text) {
 
 /// Returns standard output or the error stream if it goes to the file that `path` leads to, as under
 /// /dev/stdout; nullptr if neither does.
-std::FILE* stream_to(const std::string& path) {
-  using FileStatus = struct stat;
-  FileStatus target{}, open_file{};
-  if (stat(path.c_str(), &target) != 0) return nullptr;
+std::FILE* stream_to(const fs::path& path) {
   for (std::FILE* stream : {stdout, stderr})
-    if (fstat(fileno(stream), &open_file) == 0 && open_file.st_dev == target.st_dev &&
-        open_file.st_ino == target.st_ino)
-      return stream;
+    if (platform::goes_to(stream, path)) return stream;
   return nullptr;
-}
-
-/// Has the system bring a file, or the names in a folder, to the disk.
-bool synchronise(const fs::path& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
-  const bool done = fsync(file) == 0;
-  const int why = errno;
-  close(file);
-  errno = why;
-  return done;
 }
 
 }  // namespace
@@ -96,51 +77,49 @@ bool has_control_characters(std::string_view text) {
 
 Replacement::Replacement(const std::string& path, const std::string& ending) : target_(path), name_(path) {
   std::error_code error;
-  const fs::file_status status = fs::status(path, error);
+  const fs::path named = fs::u8path(path);
+  const fs::file_status status = fs::status(named, error);
   if (fs::exists(status)) {
-    if (access(path.c_str(), W_OK) != 0) obstacle_ = system_error();
+    obstacle_ = platform::obstacle_to_writing(named);
     if (fs::is_directory(status)) obstacle_ = std::strerror(EISDIR);
     // Replacing the file of a stream would lose what it holds, and what is still printed there.
-    direct_ = !fs::is_regular_file(status) || stream_to(path) != nullptr;
-    permissions_ = static_cast<mode_t>(status.permissions() & fs::perms::all);
-    if (!direct_) target_ = fs::canonical(path, error).string();  // through a link, not over it
+    direct_ = !fs::is_regular_file(status) || stream_to(named) != nullptr;
+    permissions_ = status.permissions() & fs::perms::all;
+    if (!direct_) target_ = fs::canonical(named, error).u8string();  // through a link, not over it
     if (error) obstacle_ = error.message();
   }
   if (!obstacle_ && !direct_) obstacle_ = create(ending);
 }
 
 std::optional<std::string> Replacement::create(const std::string& ending) {
-  constexpr mode_t kReadAndWriteForAll = 0666;  // less the process's mask
+  constexpr fs::perms kForAll =
+      static_cast<fs::perms>(0666);  // to read and to write; less the process's mask
   // At no time may more people read the file than the old one.
-  const mode_t mode =
-      permissions_ ? (*permissions_ & kReadAndWriteForAll) | S_IRUSR | S_IWUSR : kReadAndWriteForAll;
+  const fs::perms permissions =
+      permissions_ ? (*permissions_ & kForAll) | fs::perms::owner_read | fs::perms::owner_write : kForAll;
   for (int serial = 0;; ++serial) {
-    name_ = fmt::format("{}.{}-{}{}", target_, getpid(), serial, ending);
+    name_ = fmt::format("{}.{}-{}{}", target_, platform::process_number(), serial, ending);
     // Not one that is there, not even as a link: somebody may have put it there on purpose.
-    const int file = open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-    if (file < 0 && errno == EEXIST) continue;
-    if (file < 0) return system_error();
-    close(file);
-    made_ = true;
-    return std::nullopt;
+    bool exists = false;
+    auto failure = platform::create_new(fs::u8path(name_), permissions, exists);
+    if (exists) continue;
+    made_ = !failure;
+    return failure;
   }
 }
 
 Replacement::~Replacement() {
-  if (made_) unlink(name_.c_str());
+  std::error_code gone;
+  if (made_) fs::remove(fs::u8path(name_), gone);
 }
 
 std::optional<std::string> Replacement::put_in_place() {
   if (direct_) return std::nullopt;
-  if (!synchronise(name_)) return system_error();
   std::error_code refused;  // by a file system without permissions
-  if (permissions_) fs::permissions(name_, static_cast<fs::perms>(*permissions_), refused);
-  if (std::rename(name_.c_str(), target_.c_str()) != 0) return system_error();
-  made_ = false;
-  // The new name itself. Where a folder cannot be synchronised the name leads to either complete file.
-  const fs::path folder = fs::path(target_).parent_path();
-  synchronise(folder.empty() ? "." : folder);
-  return std::nullopt;
+  if (permissions_) fs::permissions(fs::u8path(name_), *permissions_, refused);
+  auto failure = platform::replace(fs::u8path(name_), fs::u8path(target_));
+  made_ = failure.has_value();
+  return failure;
 }
 
 std::optional<std::string> obstacle_to_writing(const std::string& path) {
@@ -151,7 +130,7 @@ std::optional<std::string> write_whole_file(const std::string& path, const std::
   Replacement file(path, ".part");
   if (file.obstacle()) return file.obstacle();
   // By the stream itself: were the file opened once more, each would write over what the other has written.
-  if (std::FILE* const stream = stream_to(path))
+  if (std::FILE* const stream = stream_to(fs::u8path(path)))
     return print_on(stream, text) ? std::nullopt : std::optional(system_error());
   if (auto failure = write_to(file.name(), text)) return failure;
   return file.put_in_place();

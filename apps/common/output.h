@@ -3,8 +3,7 @@
 // How the programs put text together, print it and write it to files.
 
 #include <fmt/format.h>
-#include <sys/types.h>
-
+#include <filesystem>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -102,8 +101,8 @@ class Replacement {
 
   std::string target_, name_;
   bool direct_ = false;
-  std::optional<mode_t> permissions_;  // of the old file, if there is one
-  bool made_ = false;                  // the new file is there
+  std::optional<std::filesystem::perms> permissions_;  // of the old file, if there is one
+  bool made_ = false;                                  // the new file is there
   std::optional<std::string> obstacle_;
 };
 

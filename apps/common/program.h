@@ -4,12 +4,16 @@
 // on the error stream and an exit code.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <new>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "apps/common/input.h"
 #include "apps/common/output.h"
+#include "apps/common/platform.h"
 #include "corvidnum_version.h"
 
 namespace apps {
@@ -38,15 +42,19 @@ struct Program {
 ///         after any other exception
 template <class Options>
 int run_program(const Program<Options>& program, int argc, char** argv) {
+  const platform::StandardStreams streams;
   try {
     CLI::App app{program.description, program.name};
+    app.allow_windows_style_options(false);  // a path may begin with a slash
     app.footer(program.footer);
     app.set_version_flag("--version", fmt::format("{} {}", program.name, corvidnum_version()),
                          "print name and version, and exit");
     Options options;
     program.declare(app, options);
     try {
-      app.parse(argc, argv);
+      std::vector<std::string> words = platform::arguments(argc, argv);
+      std::reverse(words.begin(), words.end());  // the parser takes the first one from the end
+      app.parse(std::move(words));
       program.check(app, options);
       return program.run(app, options);
     } catch (const CLI::ParseError& error) {

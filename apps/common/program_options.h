@@ -83,7 +83,8 @@ inline void check_inputs(const std::vector<std::string>& inputs) {
 inline void check_output(const std::string& option, const std::string& output, const std::string& input) {
   std::error_code none;  // a file that is not there is not the same
   if (is_standard_stream(output) || is_standard_stream(input)) return;
-  if (std::filesystem::is_regular_file(output, none) && std::filesystem::equivalent(output, input, none))
+  const auto replaced = std::filesystem::u8path(output), read = std::filesystem::u8path(input);
+  if (std::filesystem::is_regular_file(replaced, none) && std::filesystem::equivalent(replaced, read, none))
     throw CLI::ValidationError(option, output + " would be replaced, and is read");
 }
 
@@ -91,8 +92,8 @@ inline void check_output(const std::string& option, const std::string& output, c
 inline bool name_one_file(const std::string& a, const std::string& b) {
   namespace fs = std::filesystem;
   std::error_code none;
-  const fs::path first = fs::weakly_canonical(fs::absolute(a, none), none);
-  return !first.empty() && first == fs::weakly_canonical(fs::absolute(b, none), none);
+  const fs::path first = fs::weakly_canonical(fs::absolute(fs::u8path(a), none), none);
+  return !first.empty() && first == fs::weakly_canonical(fs::absolute(fs::u8path(b), none), none);
 }
 
 /// Checks that an output is not lost to another one; either may be empty, which is none.

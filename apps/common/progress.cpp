@@ -1,9 +1,9 @@
 #include "apps/common/progress.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <utility>
+
+#include "apps/common/platform.h"
 
 namespace apps {
 namespace {
@@ -13,7 +13,7 @@ constexpr std::chrono::milliseconds kInterval(1000);
 }  // namespace
 
 Phase::Phase(std::string name, double& seconds) : name_(std::move(name)), seconds_(seconds) {
-  if (!quiet_ && isatty(STDERR_FILENO)) ticker_ = std::thread([this] { tick(); });
+  if (!quiet_ && platform::error_stream_is_terminal()) ticker_ = std::thread([this] { tick(); });
 }
 
 Phase::~Phase() {

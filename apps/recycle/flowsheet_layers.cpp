@@ -12,6 +12,7 @@
 #include "apps/recycle/flowsheet_layers.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -178,12 +179,12 @@ class Arrangement {
     number_layer(layer);
   }
 
-  long crossings() const {
+  std::int64_t crossings() const {
     std::vector<std::vector<std::pair<double, double>>> gaps(layers_.size());
     for (const Link& link : links_)
       gaps[at(nodes_[at(link.from)].layer)].emplace_back(outlet_rank(nodes_[at(link.from)], link.stream),
                                                          nodes_[at(link.to)].rank);
-    long count = 0;
+    std::int64_t count = 0;
     for (const auto& gap : gaps)
       for (std::size_t a = 0; a < gap.size(); ++a)
         for (std::size_t b = 0; b < a; ++b)
@@ -199,12 +200,12 @@ class Arrangement {
       number_layer(layer);
     }
     auto best = layers_;
-    long fewest = std::numeric_limits<long>::max();
+    std::int64_t fewest = std::numeric_limits<std::int64_t>::max();
     for (int sweep = 0; sweep < kSweeps && fewest > 0; ++sweep) {
       for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
       for (std::size_t l = layers_.size() - 1; l-- > 0;) sort_layer(layers_[l], false);
       for (std::size_t l = 1; l < layers_.size(); ++l) sort_layer(layers_[l], true);
-      if (const long now = crossings(); now < fewest) {
+      if (const std::int64_t now = crossings(); now < fewest) {
         fewest = now;
         best = layers_;
       }

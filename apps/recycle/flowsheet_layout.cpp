@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <utility>
 
@@ -343,12 +344,12 @@ class Layout {
 
   std::vector<Riser>& gap_behind(int node) { return gaps_[at(nodes_[at(node)].layer)]; }
 
-  static constexpr long kOverlap = 1000;  // as bad as so many crossings
+  static constexpr std::int64_t kOverlap = 1000;  // as bad as so many crossings
 
   /// Counts what is bad about `a` standing left of `b`: crossings, and streams drawn on each other.
-  static long cost(const Riser& a, const Riser& b) {
+  static std::int64_t cost(const Riser& a, const Riser& b) {
     if (a.stream == b.stream) return a.left[0] == b.right[0] ? kOverlap : 0;  // two parts, from left to right
-    long count = 0;
+    std::int64_t count = 0;
     for (const double y : a.right) count += b.runs_through(y);
     for (const double y : b.left) count += a.runs_through(y);
     for (const double y : a.right)
@@ -395,9 +396,9 @@ class Layout {
   static bool move_to_best(std::vector<Riser>& risers, std::size_t k) {
     const Riser moving = risers[k];
     risers.erase(risers.begin() + static_cast<std::ptrdiff_t>(k));
-    long now = 0;  // at place p
+    std::int64_t now = 0;  // at place p
     for (const Riser& other : risers) now += cost(moving, other);
-    long best = now, at_k = now;
+    std::int64_t best = now, at_k = now;
     std::size_t best_place = 0;
     for (std::size_t p = 1; p <= risers.size(); ++p) {
       now += cost(risers[p - 1], moving) - cost(moving, risers[p - 1]);

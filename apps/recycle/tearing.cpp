@@ -5,13 +5,14 @@
 #include "apps/recycle/tearing.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <set>
 #include <utility>
 
 namespace recycle {
 namespace {
 
-constexpr long kMostWork =
+constexpr std::int64_t kMostWork =
     2'000'000;  // limit of the edges followed, or sets tried, in one group; takes about a second
 
 std::vector<std::vector<int>> edges_by_source(const Graph& graph) {
@@ -100,7 +101,7 @@ class CycleList {
       path_.push_back(e);
       if (next == root) {
         cycles_.push_back(path_);
-        work_ += static_cast<long>(path_.size());
+        work_ += static_cast<std::int64_t>(path_.size());
       } else {
         open_[static_cast<std::size_t>(next)] = false;
         follow(root, next);
@@ -115,7 +116,7 @@ class CycleList {
   std::vector<bool> open_;  // [unit] whether the path may still enter it
   Cycle path_;
   std::vector<Cycle> cycles_;
-  long work_ = 0;
+  std::int64_t work_ = 0;
 };
 
 /// Finds the best set of edges that has one in every cycle, by iterative deepening. Some edge of the first
@@ -154,17 +155,17 @@ class TearSearch {
   }
 
   /// Counts how often the set cuts a cycle, over all cycles.
-  long cuts(const std::vector<int>& set) const {
-    long total = 0;
+  std::int64_t cuts(const std::vector<int>& set) const {
+    std::int64_t total = 0;
     for (const int e : set) total += weight_[static_cast<std::size_t>(e)];
     return total;
   }
 
   const std::vector<Cycle>& cycles_;
-  std::vector<long> weight_;  // [edge] number of cycles through it
+  std::vector<std::int64_t> weight_;  // [edge] number of cycles through it
   std::set<int> chosen_;
   std::vector<int> best_;
-  long work_ = 0;
+  std::int64_t work_ = 0;
 };
 
 }  // namespace

@@ -2,10 +2,7 @@
 
 #include "apps/report/index.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -19,6 +16,7 @@
 
 #include "apps/common/input.h"
 #include "apps/common/output.h"
+#include "apps/common/platform.h"
 
 namespace report {
 namespace {
@@ -28,23 +26,6 @@ namespace fs = std::filesystem;
 constexpr char kTsv[] = "index.tsv", kHtml[] = "index.html";
 constexpr std::size_t kFields = 7;
 constexpr char kNone[] = "-";
-
-/// Keeps other programs from changing the index for the lifetime of the object. The folder itself carries the
-/// lock, so that no file is left behind; where that cannot be had, the index is written without it.
-class FolderLock {
- public:
-  explicit FolderLock(const std::string& folder) : file_(open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (file_ >= 0) flock(file_, LOCK_EX);
-  }
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
-  ~FolderLock() {
-    if (file_ >= 0) close(file_);
-  }
-
- private:
-  int file_;
-};
 
 /// Returns a text as a field of the index: on one line, without tabs, not empty.
 std::string field(std::string text) {
@@ -126,8 +107,8 @@ std::string index_html(const std::vector<Entry>& entries) {
 /// Returns the name of a case: that of its file without folders and endings.
 std::string stem_of(const std::string& path) {
   if (apps::is_standard_stream(path)) return "standard-input";
-  const fs::path name = fs::path(path).filename();
-  return (name.extension() == ".gz" ? name.stem() : name).stem().string();
+  const fs::path name = fs::u8path(path).filename();
+  return (name.extension() == ".gz" ? name.stem() : name).stem().u8string();
 }
 
 }  // namespace
@@ -148,15 +129,15 @@ std::string page_name(const std::string& prefix, const std::string& path, const 
 
 Folder::Folder(std::string path, std::string page) : path_(std::move(path)), page_(std::move(page)) {
   std::error_code error;
-  created_ = !fs::exists(path_, error);
-  fs::create_directories(path_, error);
+  created_ = !fs::exists(fs::u8path(path_), error);
+  fs::create_directories(fs::u8path(path_), error);
   if (error) throw std::runtime_error(path_ + ": " + error.message());
   for (const std::string& output : outputs()) apps::check_writable(output);
 }
 
 Folder::~Folder() {
   std::error_code not_empty;
-  if (created_) fs::remove(path_, not_empty);
+  if (created_) fs::remove(fs::u8path(path_), not_empty);
 }
 
 std::vector<std::string> Folder::outputs() const {
@@ -166,7 +147,7 @@ std::vector<std::string> Folder::outputs() const {
 void Folder::add(const Page& page, Entry entry) {
   entry.file = page_;
   entry.program = page.program();
-  const FolderLock lock(path_);
+  const apps::platform::FolderLock lock(fs::u8path(path_));  // no other program changes the index meanwhile
   apps::write_file(in_folder(page_), page.html());
   std::vector<Entry> entries = read_entries();
   const auto is_same = [&](const Entry& old) { return old.file == entry.file; };
@@ -178,11 +159,13 @@ void Folder::add(const Page& page, Entry entry) {
   write_entries(entries);
 }
 
-std::string Folder::in_folder(const std::string& name) const { return (fs::path(path_) / name).string(); }
+std::string Folder::in_folder(const std::string& name) const {
+  return (fs::u8path(path_) / name).generic_u8string();
+}
 
 std::vector<Entry> Folder::read_entries() const {
   std::vector<Entry> entries;
-  std::ifstream file(in_folder(kTsv), std::ios::binary);
+  std::ifstream file(fs::u8path(in_folder(kTsv)), std::ios::binary);
   Entry entry;
   for (std::string line; std::getline(file, line);)
     if (parse(line, entry)) entries.push_back(entry);

@@ -23,7 +23,7 @@ std::string caption(const Matrix& matrix, const std::string& numbered, const app
 
 void make_folder(const std::string& folder) {
   std::error_code error;
-  fs::create_directories(folder, error);
+  fs::create_directories(fs::u8path(folder), error);
   if (error) throw std::runtime_error(folder + ": " + error.message());
 }
 
@@ -50,8 +50,8 @@ void write_pictures(const Matrix& matrix, const std::optional<apps::Reordering>&
 
 std::vector<std::string> PatternOptions::pictures() const {
   if (folder.empty()) return {};
-  std::vector<std::string> paths{(fs::path(folder) / "before.svg").string()};
-  if (goal) paths.push_back((fs::path(folder) / "after.svg").string());
+  std::vector<std::string> paths{(fs::u8path(folder) / "before.svg").generic_u8string()};
+  if (goal) paths.push_back((fs::u8path(folder) / "after.svg").generic_u8string());
   return paths;
 }
 

@@ -23,7 +23,7 @@ using report::Tone;
 
 constexpr const char* kProgram = "corvidnum-solve";
 
-std::string file_name(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+std::string file_name(const std::string& path) { return std::filesystem::u8path(path).filename().u8string(); }
 
 std::string time_text(double seconds) {
   if (seconds < 1e-3) return fmt::format("{:.0f} µs", 1e6 * seconds);

@@ -238,7 +238,7 @@ TEST_F(ReportFolder, IsTriedBeforeTheWorkAndLeftAloneAfterAFailure) {
        {"fit " COLUMN_DATA "/toluene.csv --report taken", 1, "index.html: "},
        {kCase + " --report new --csv new/index.tsv", 2, "is written by --report too"},
        {"fit " COLUMN_DATA "/toluene.csv --report . --properties fit-toluene.html", 2, "--report too"},
-       {kCase + " --report ''", 2, "the name is empty"},
+       {kCase + " --report \"\"", 2, "the name is empty"},
        {"bad.toml --report new", 1, "bad.toml:1: "},
        {"fit bad.csv --report new", 1, "bad.csv:1: "}});
   EXPECT_FALSE(fs::exists(folder_ / "new"));

@@ -203,7 +203,7 @@ solver = {tolerance = 1e-8}
   EXPECT_NE(html.find("&lt;a &amp; b&gt;"), std::string::npos);
   for (const char* raw : {"<a &", "<i>", "F<<", "<b>"}) EXPECT_EQ(html.find(raw), std::string::npos) << raw;
   expect_runs({{"odd.toml --report odd.toml", 1, "odd.toml"},
-               {"odd.toml --report ''", 2, "the name is empty"},
+               {"odd.toml --report \"\"", 2, "the name is empty"},
                {"odd.toml --report pages --csv pages/index.tsv", 2, "is written by --report too"}});
 }
 

@@ -135,7 +135,7 @@ TEST_F(SolvePage, IsWrittenWithASolutionOrWithout) {
       index, std::regex("solve-plate.html\tcorvidnum-solve\tplate.mtx\torder 9\t[-.e0-9]+\tbackward error ")))
       << index;
   EXPECT_NE(index.find("\tsingular\t-\n"), std::string::npos) << index;
-  expect_runs({{plate + " --report ''", 2, "the name is empty"},
+  expect_runs({{plate + " --report \"\"", 2, "the name is empty"},
                {plate + " --report singular.mtx", 1, "singular.mtx"},
                {"missing.mtx --report new", 1, "missing.mtx"},
                {plate + " --report pages --out pages/solve-plate.html", 2, "is written by --report too"}});

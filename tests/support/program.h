@@ -3,11 +3,8 @@
 // A fixture that runs a program in a folder of its own and keeps what it prints.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
@@ -15,6 +12,9 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tests/support/new_folder.h"
+#include "tests/support/shell.h"
 
 namespace fs = std::filesystem;
 
@@ -33,22 +33,25 @@ struct ProgramRun {
 
 class ProgramTest : public testing::Test {
  protected:
-  explicit ProgramTest(std::string program) : program_(std::move(program)) {
-    fs::create_directories(folder_);
-  }
+  explicit ProgramTest(std::string program) : program_(std::move(program)) {}
   ~ProgramTest() override { fs::remove_all(folder_); }
 
   /// Runs the program in the folder, so that plain names are those of files there.
   /// Its streams are then in out_ and err_.
-  /// @param limits  shell commands that come first
+  /// @param limits  commands of a POSIX shell that come first
   /// @return its exit code; -1 if it did not get as far as that
   int run(const std::string& arguments, const std::string& limits = "") {
-    const std::string command =
-        "cd '" + folder_.string() + "' && " + limits + " '" + program_ + "' " + arguments + " >out 2>err";
-    const int status = std::system(command.c_str());
+    return shell(limits + " \"" + program_ + "\" " + arguments);
+  }
+  /// Does the same with a command of the shell.
+  int shell(const std::string& command) {
+    const fs::path former = fs::current_path();
+    fs::current_path(folder_);
+    const int code = test_support::run_in_shell(command + " >out 2>err");
+    fs::current_path(former);
     out_ = contents(folder_ / "out");
     err_ = contents(folder_ / "err");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return code;
   }
   /// Runs each. What went wrong is told in one line, though usage errors (code 2) may come with a hint.
   /// @param silent  failures up to this code print nothing: what can be checked before the work, is
@@ -69,6 +72,7 @@ class ProgramTest : public testing::Test {
   }
   /// Runs the program on a file that is larger than the memory it may have.
   void expect_refused_memory_told() {
+    if (!test_support::system_is_posix()) GTEST_SKIP() << test_support::kNeedsLimits;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "the sanitizers need more addresses than the limit leaves";
 #endif
@@ -88,7 +92,6 @@ class ProgramTest : public testing::Test {
   }
 
   const std::string program_;
-  const fs::path folder_ = fs::path(testing::TempDir()) /
-                           (fs::path(program_).filename().string() + "-" + std::to_string(getpid()));
+  const fs::path folder_ = new_folder(fs::path(program_).filename().string());
   std::string out_, err_;
 };
