@@ -193,7 +193,7 @@ TEST_F(ReportFolder, JudgesPublishedValuesByTheAnswerShown) {
   for (const char* how : {"strange.toml", "strange.toml --method newton", "stopped.toml --method newton"}) {
     SCOPED_TRACE(how);
     EXPECT_EQ(run(std::string(how) + " --strict --report r"), 5);
-    EXPECT_TRUE(printed("\n1 of 2 published values differ\n")) << out_;
+    EXPECT_TRUE(printed("\n1 of 2 published values differ; a * stands before each\n")) << out_;
     const std::string name(how, std::strcspn(how, "."));
     const std::string html = contents(folder_ / ("r/column-" + name + ".html"));
     EXPECT_EQ(count(html, "<td class=\"words bad\">differs</td>"), 1) << html;
