@@ -193,7 +193,7 @@ void add_errors(Page& page, const Report& r) {
 
 // ---- JSON
 
-std::string quoted(std::string_view text) {
+std::string json_text(std::string_view text) {
   std::string out = "\"";
   for (const char ch : text) {
     if (ch == '"' || ch == '\\')
@@ -218,7 +218,7 @@ void add_pattern_json(Page& page, const PatternFacts& pattern) {
         found->after.profile);
   if (pattern.pictures.empty()) return;
   std::string paths;
-  for (const std::string& path : pattern.pictures) paths += (paths.empty() ? "" : ", ") + quoted(path);
+  for (const std::string& path : pattern.pictures) paths += (paths.empty() ? "" : ", ") + json_text(path);
   page.add("  \"pictures\": [{}],\n", paths);
 }
 
@@ -265,10 +265,10 @@ void add_times_json(Page& page, const Report& r) {
 void add_errors_json(Page& page, const Report& r) {
   const Attempt& a = *r.found;
   if (!r.refactored_file.empty())
-    page.add(",\n  \"refactored_with\": {},\n  \"new_pivots\": {}", quoted(r.refactored_file), a.new_pivots);
+    page.add(",\n  \"refactored_with\": {},\n  \"new_pivots\": {}", json_text(r.refactored_file), a.new_pivots);
   page.add(",\n  \"backward_error\": {},\n  \"first_backward_error\": {},\n  \"corrections\": {}",
            number(a.report.backward_error), number(a.report.first_backward_error), a.report.corrections);
-  page.add(",\n  \"repairs\": {},\n  \"condition\": {}", quoted(repairs(a.report)), number(a.condition));
+  page.add(",\n  \"repairs\": {},\n  \"condition\": {}", json_text(repairs(a.report)), number(a.condition));
   if (tells_forward_error(r)) page.add(",\n  \"forward_error\": {}", number(a.forward_error));
 }
 
@@ -304,11 +304,11 @@ std::string report_text(const Report& report) {
 
 std::string report_json(const Report& r) {
   Page page;
-  page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", quoted(r.file), r.transposed);
+  page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", json_text(r.file), r.transposed);
   if (r.other) add_both_json(page, r);
   if (is_solved(r))
     page.add("  \"solver\": \"{}\",\n  \"solver_because\": {},\n", MethodName(r.found->report.method),
-             quoted(reason(r.found->report)));
+             json_text(reason(r.found->report)));
   page.add("  \"order\": {},\n  \"entries\": {},\n", r.order, r.entries);
   add_pattern_json(page, r.pattern);
   if (is_solved(r)) add_factors_json(page, *r.found);
