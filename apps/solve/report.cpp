@@ -265,7 +265,8 @@ void add_times_json(Page& page, const Report& r) {
 void add_errors_json(Page& page, const Report& r) {
   const Attempt& a = *r.found;
   if (!r.refactored_file.empty())
-    page.add(",\n  \"refactored_with\": {},\n  \"new_pivots\": {}", json_text(r.refactored_file), a.new_pivots);
+    page.add(",\n  \"refactored_with\": {},\n  \"new_pivots\": {}", json_text(r.refactored_file),
+             a.new_pivots);
   page.add(",\n  \"backward_error\": {},\n  \"first_backward_error\": {},\n  \"corrections\": {}",
            number(a.report.backward_error), number(a.report.first_backward_error), a.report.corrections);
   page.add(",\n  \"repairs\": {},\n  \"condition\": {}", json_text(repairs(a.report)), number(a.condition));

@@ -1,10 +1,12 @@
-/* A host that has the library loaded while it runs, calls it by the names of its routines, and has it unloaded. */
+/* A host that has the library loaded while it runs, calls it by the names of its routines, and has it
+ * unloaded. */
 #include <stdio.h>
 #include <string.h>
 #include <windows.h>
 
 typedef const char* (*version_function)(void);
-typedef double (*dot_function)(const int* n, const double* x, const int* incx, const double* y, const int* incy);
+typedef double (*dot_function)(const int* n, const double* x, const int* incx, const double* y,
+                               const int* incy);
 
 int main(void) {
   HMODULE library = LoadLibraryW(L"corvidnum.dll");
