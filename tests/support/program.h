@@ -73,7 +73,7 @@ class ProgramTest : public testing::Test {
   /// Runs the program on a file that is larger than the memory it may have.
   void expect_refused_memory_told() {
     if (!test_support::system_is_posix()) GTEST_SKIP() << test_support::kNeedsLimits;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef CORVIDNUM_SANITIZED
     GTEST_SKIP() << "the sanitizers need more addresses than the limit leaves";
 #endif
     write("huge", "");
