@@ -23,6 +23,9 @@ step() {
   fail "failed: $* (all of its output: $log)"
 }
 
+# folder_of PACKAGE FILE: where a package keeps a library, be it the system's default one or not.
+folder_of() { dirname "$(dpkg-query -L "$1" | grep "/$2\$")"; }
+
 # build PRESET [TARGET...]: brings the targets up to date, or all that the preset has, and tells each quarter of the
 # steps, because the whole can take minutes.
 build() {
