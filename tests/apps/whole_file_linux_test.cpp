@@ -31,4 +31,14 @@ TEST_F(WholeFile, IsOnDiskAndNobodyElsesBeforeItTakesThePlace) {
   EXPECT_EQ(contents(path) + contents(other), "the new oneuntouched");
 }
 
+TEST_F(WholeFile, KeepsThePermissionsOfTheOldOne) {
+  const std::string path = write("whole", "the old one");
+  constexpr fs::perms kOwners = fs::perms::owner_read | fs::perms::owner_write;
+  for (const fs::perms permissions : {kOwners, kOwners | fs::perms::others_write}) {
+    fs::permissions(path, permissions);
+    EXPECT_FALSE(apps::write_whole_file(path, "again"));
+    EXPECT_EQ(fs::status(path).permissions(), permissions);
+  }
+}
+
 }  // namespace
