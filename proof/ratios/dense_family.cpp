@@ -32,7 +32,7 @@ int first_refused_column(Dense a) {
 }  // namespace
 
 void judge_dense(const Problem& problem, Findings& findings) {
-  findings.begin(Family::kDense, problem, "");
+  findings.begin(Family::kDense, problem, "class");
   const int refused = first_refused_column(problem.a);
   ReadableDense matrix(problem.a);
   int info = -1;

@@ -23,7 +23,6 @@ const RefusalText kRefusalTexts[kRefusals] = {
      "refused as drawn, as the contract demands: a pivot is at most 1e-8. The ratios are of the same "
      "matrices times a power of two"},
     {'b', "order 0 is refused, as the contract demands"},
-    {'c', "refused in part, as documented: singular to working precision"},
 };
 
 std::string ratio_text(double ratio) {
@@ -39,12 +38,10 @@ std::string cell_text(const Cell& cell) {
   return text;
 }
 
-/// Returns the marks of what was refused. That of order 0 stands at the family's name.
-std::string marks(const Cell& cell) {
-  std::string text;
-  for (const Refusal refusal : {Refusal::kPivotLimit, Refusal::kSingularToPrecision})
-    if (cell.refusals[static_cast<int>(refusal)] > 0) text += kRefusalTexts[static_cast<int>(refusal)].mark;
-  return text.empty() ? "" : " (" + text + ")";
+/// Returns the mark of a refusal if there was one.
+std::string mark(const Cell& cell, Refusal refusal) {
+  const int which = static_cast<int>(refusal);
+  return cell.refusals[which] > 0 ? std::string(" (") + kRefusalTexts[which].mark + ")" : "";
 }
 
 /// Prints the cells of a row: padded, or between bars.
@@ -61,16 +58,16 @@ struct ColumnEnds {
   std::string head, systems, growth;
 };
 ColumnEnds column_ends(const Findings& findings, int family) {
-  long systems = 0, without_order = 0;
+  long systems = 0;
+  std::string name = kFamilyNames[family];
   double growth = 0.0;
   for (int kind = 0; kind < kKinds; ++kind) {
     const Cell& cell = findings.cell(static_cast<Family>(family), static_cast<Kind>(kind));
     systems += cell.systems;
     growth = std::max(growth, cell.growth);
-    without_order += cell.refusals[static_cast<int>(Refusal::kOrderZero)];
+    if (kind == 0) name += mark(cell, Refusal::kOrderZero);
   }
-  return {kFamilyNames[family] + std::string(without_order > 0 ? " (b)" : ""), std::to_string(systems),
-          growth > 0.0 ? std::to_string(std::lround(growth)) : "-"};
+  return {name, std::to_string(systems), growth > 0.0 ? std::to_string(std::lround(growth)) : "-"};
 }
 
 /// Prints the families from `begin` to before `end`.
@@ -89,7 +86,7 @@ void print_table(const Findings& findings, const char* title, int begin, int end
     std::vector<std::string> row{kKindNames[kind]};
     for (int family = begin; family < end; ++family) {
       const Cell& cell = findings.cell(static_cast<Family>(family), static_cast<Kind>(kind));
-      row.push_back(cell_text(cell) + marks(cell));
+      row.push_back(cell_text(cell) + mark(cell, Refusal::kPivotLimit));
     }
     print_row(row, markdown);
   }

@@ -25,9 +25,9 @@ enum class Family {
 };
 constexpr int kFamilies = 10, kFamiliesWithLapacksLimit = 5;
 
-/// Why a family may refuse a regular matrix.
-enum class Refusal { kPivotLimit, kOrderZero, kSingularToPrecision };
-constexpr int kRefusals = 3;
+/// Why a family refuses a matrix that is not singular.
+enum class Refusal { kPivotLimit, kOrderZero };
+constexpr int kRefusals = 2;
 
 enum Ratio { kFactors, kResidual, kError };
 constexpr int kRatios = 3;

@@ -1,9 +1,8 @@
 #pragma once
 
 // The matrices of LAPACK's test program for general systems, in the order and by the names of its input file
-// (E. Anderson et al., LAPACK Working Note 41, "Installation Guide for LAPACK", section on the linear
-// equation tests), made by code of our own. Nearly all have singular values from 1 to 1 / condition in a
-// geometric series, between random orthogonal matrices.
+// (E. Anderson, J. Dongarra and S. Ostrouchov, LAPACK Working Note 41, 1992), made by code of our own. Nearly
+// all have singular values from 1 to 1 / condition in a geometric series, between random orthogonal matrices.
 
 #include "proof/ratios/real_matrix.h"
 

@@ -26,8 +26,6 @@ class Problem {
 
   int order() const { return a.rows; }
   bool singular() const { return rank(kind, order()) < order(); }
-  /// Returns the condition in the 1-norm, computed with more digits than double has.
-  double condition() const { return 1.0 / reciprocal_condition_[0]; }
   /// Returns right-hand sides, column after column.
   const double* right_hand_sides(bool transposed) const { return b_[transposed].data(); }
   Vector right_hand_side(bool transposed, int k) const {

@@ -1,9 +1,13 @@
 // Judges the linear solvers of the library by LAPACK's own measure: the ratios of its tests of linear
-// equations (E. Anderson et al., LAPACK Working Note 41), on the matrices of those tests.
+// equations (E. Anderson, J. Dongarra and S. Ostrouchov, LAPACK Working Note 41, 1992), on the matrices of
+// those tests.
 //
 //   corvidnum_ratios [--markdown] [DRAWS]    draws of each kind, shape and order
 //
-// Ends with 1 if a ratio is 30 or more or is not a number, or if a status or a rank is not what it must be.
+// Ends with 1 if a ratio is not below its limit or is not a number, or if a status or a rank is not what it
+// must be. The limit is 30, that of LAPACK. The sparse solvers keep it with partial pivoting. With their
+// defaults they accept a pivot of a tenth of the largest, so that elements may grow; then the growth that the
+// factors show multiplies the limit.
 
 #include <charconv>
 #include <cstdio>
