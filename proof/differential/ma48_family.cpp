@@ -356,7 +356,10 @@ void compare_solution(Library& library, Model& model, int values, Draw& draw, Co
     const bool fails =
         library.INFO(1) != 0 && (library.INFO(1) != -8 || job < 3) && (library.INFO(1) != -9 || job < 4);
     if (fails) comparison.equal("INFO(1)", library.INFO(1), wanted.status);
-    for (std::size_t i = 1; i < wanted.x.size() && job < 3; ++i) {
+    // Pivots that are nothing but rounding errors make solutions of any size.
+    const bool meaningful =
+        std::all_of(wanted.x.begin(), wanted.x.end(), [](double x) { return std::fabs(x) < 1e12; });
+    for (std::size_t i = 1; i < wanted.x.size() && job < 3 && meaningful; ++i) {
       if (!(std::fabs(found[i - 1] - wanted.x[i]) <= wanted.uncertainty))
         comparison.equal(
             "x(" + std::to_string(i) + ") with uncertainty " + std::to_string(wanted.uncertainty),

@@ -15,8 +15,11 @@ namespace {
 
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
-/// How far right-hand sides of full parts are changed to see how much their rounding matters.
+/// How far each operation with a full part is changed to see how much its rounding matters.
 constexpr double kPerturbation = 1e-10;
+/// How many times the change that this makes two good solutions may be apart: where sparse columns have let
+/// rounding errors grow to the size of the solution, the change is as large as that, and no larger.
+constexpr double kChanges = 20.0;
 
 /// Whether a value may be divided by.
 bool has_reciprocal(double value) { return std::isfinite(1.0 / value); }
@@ -736,8 +739,8 @@ Vector Model::inverse_solution_order(bool transposed, const Vector& x) const {
   return result;
 }
 
-/// Solves in the order of the factors. `perturbation` is how far right-hand sides within the full parts are
-/// changed, relative to their largest element, to see how much their rounding matters.
+/// Solves in the order of the factors. `perturbation` is how far each operation with a full part is changed,
+/// relatively, to see how much its rounding matters.
 Vector Model::apply(bool transposed, const Vector& b, bool& exact, double perturbation) const {
   const int count = static_cast<int>(blocks.size()) - 1;
   const int length = transposed ? given_.m : given_.n;
@@ -835,38 +838,34 @@ void Model::apply_full(const Block& block, bool transposed, Vector& b, bool& exa
                        double perturbation) const {
   const FullPart& a = block.full;
   const int m = a.rows, n = a.columns, rank = a.rank;
-  const auto perturb = [&b, perturbation] {
-    double largest = 0.0;
-    for (const double value : b) largest = std::max(largest, std::fabs(value));
-    for (std::size_t i = 1; i < b.size() && perturbation > 0.0; ++i)
-      b[i] += perturbation * largest * (static_cast<double>(i * 37 % 17) - 7.5) / 8.0;
+  int count = 0;
+  const auto perturbed = [&count, perturbation](double value) {
+    return value * (1.0 + perturbation * (static_cast<double>(++count * 37 % 17) - 7.5) / 8.0);
   };
   bool fixed_division = true;
   bool& exact_division = given_.icntl[5] < 1 ? fixed_division : exact;
   if (transposed) {
     for (int j = n; j > rank; --j) std::swap(b[at(j)], b[at(-a.pivots[at(j)])]);
-    perturb();
     for (int j = 1; j <= rank; ++j) {
-      for (int i = 1; i < j; ++i) b[at(j)] = add_product(b[at(j)], -a(i, j), b[at(i)], exact);
-      b[at(j)] = divide(b[at(j)], a(j, j), exact_division);
+      for (int i = 1; i < j; ++i) b[at(j)] = add_product(b[at(j)], perturbed(-a(i, j)), b[at(i)], exact);
+      b[at(j)] = divide(b[at(j)], perturbed(a(j, j)), exact_division);
     }
-    perturb();
     for (int j = rank; j >= 1; --j) {
-      for (int i = j + 1; i <= rank; ++i) b[at(j)] = add_product(b[at(j)], -a(i, j), b[at(i)], exact);
+      for (int i = j + 1; i <= rank; ++i)
+        b[at(j)] = add_product(b[at(j)], perturbed(-a(i, j)), b[at(i)], exact);
     }
     for (int i = rank + 1; i <= m; ++i) b[at(i)] = 0.0;
     for (int j = rank; j >= 1; --j) std::swap(b[at(j)], b[at(a.pivots[at(j)])]);
     return;
   }
   for (int j = 1; j <= rank; ++j) std::swap(b[at(j)], b[at(a.pivots[at(j)])]);
-  perturb();
   for (int j = 1; j <= rank; ++j) {
-    for (int i = j + 1; i <= rank; ++i) b[at(i)] = add_product(b[at(i)], -a(i, j), b[at(j)], exact);
+    for (int i = j + 1; i <= rank; ++i)
+      b[at(i)] = add_product(b[at(i)], perturbed(-a(i, j)), b[at(j)], exact);
   }
-  perturb();
   for (int j = rank; j >= 1; --j) {
-    b[at(j)] = divide(b[at(j)], a(j, j), exact_division);
-    for (int i = 1; i < j; ++i) b[at(i)] = add_product(b[at(i)], -a(i, j), b[at(j)], exact);
+    b[at(j)] = divide(b[at(j)], perturbed(a(j, j)), exact_division);
+    for (int i = 1; i < j; ++i) b[at(i)] = add_product(b[at(i)], perturbed(-a(i, j)), b[at(j)], exact);
   }
   for (int j = rank + 1; j <= n; ++j) b[at(j)] = 0.0;
   for (int j = rank + 1; j <= n; ++j) std::swap(b[at(j)], b[at(-a.pivots[at(j)])]);
@@ -1022,8 +1021,8 @@ Solution Model::solve(bool transposed, int job, const Vector& right_hand_side) {
   if (!solution.exact) {
     const Vector other = apply(transposed, b, solution.exact, kPerturbation);
     for (std::size_t i = 1; i < first.size(); ++i) {
-      solution.uncertainty =
-          std::max(solution.uncertainty, std::fabs(first[i] - other[i]) + 1e-11 * std::fabs(first[i]));
+      const double change = std::fabs(first[i] - other[i]) + 1e-11 * std::fabs(first[i]);
+      solution.uncertainty = std::max(solution.uncertainty, kChanges * change);
     }
   }
   solution.x = first;

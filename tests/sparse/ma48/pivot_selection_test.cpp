@@ -9,42 +9,13 @@
 
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/list_store.h"
-#include "tests/support/pivot_model.h"
+#include "tests/support/pivot_calls.h"
 
 namespace {
 
 using namespace pivot_model;
 
-/// All arrays have the lengths that the routine asks for, and not a place more.
-Result select(const Problem& p, int la) {
-  const auto m = static_cast<size_t>(std::max(p.m, 0)), n = static_cast<size_t>(std::max(p.n, 0));
-  const auto length = static_cast<size_t>(la);
-  std::vector<double> a;
-  Ints irn, jcn(length, 77), iq;
-  for (const auto& column : p.columns) {
-    iq.push_back(static_cast<int>(a.size()) + 1);
-    for (const Entry& e : column) a.push_back(e.value), irn.push_back(e.row);
-  }
-  const int ne = static_cast<int>(a.size());
-  a.resize(length, 7.0), irn.resize(length, 77), a.shrink_to_fit(), irn.shrink_to_fit();
-  Result r;
-  r.ip = p.priority;
-  r.iq = iq;
-  Ints jfirst(m), lenr(m), lastr(m), nextr(m), iw(m), ifirst = p.sequence, lenc(n), lastc(n), nextc(n);
-  EXPECT_EQ(0, corvidnum::MA50AD(&p.m, &p.n, &ne, &la, a.data(), irn.data(), jcn.data(), r.iq.data(),
-                                 p.cntl.data(), p.icntl.data(), r.ip.data(), &r.np, jfirst.data(),
-                                 lenr.data(), lastr.data(), nextr.data(), iw.data(), ifirst.data(),
-                                 lenc.data(), lastc.data(), nextc.data(), r.info.data(), &r.operations));
-  return r;
-}
-
-void expect_equal(const Result& wanted, const Result& got) {
-  EXPECT_EQ(wanted.ip, got.ip);
-  EXPECT_EQ(wanted.iq, got.iq);
-  EXPECT_EQ(wanted.np, got.np);
-  EXPECT_DOUBLE_EQ(wanted.operations, got.operations);
-  for (const int k : {0, 2, 3, 4, 5, 6}) EXPECT_EQ(wanted.info[k], got.info[k]) << "INFO " << k + 1;
-}
+void expect_equal(const Result& wanted, const Result& got) { EXPECT_EQ(difference(wanted, got), ""); }
 
 /// The figure itself suffices, or leads to a larger one: other free places can lead to other pivots.
 void expect_longer_or_done(const Problem& p, int la) {
