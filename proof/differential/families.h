@@ -8,6 +8,13 @@
 #include <string>
 
 std::string gpskca_difference(std::uint64_t seed);
+std::string pivots_difference(std::uint64_t seed);
+std::string ma48_difference(std::uint64_t seed);
+std::string lu_difference(std::uint64_t seed);
+std::string dominant_difference(std::uint64_t seed);
+std::string multiple_difference(std::uint64_t seed);
+std::string xy_table_difference(std::uint64_t seed);
+std::string free_links_difference(std::uint64_t seed);
 
 struct Family {
   const char* name;
@@ -15,5 +22,8 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"gpskca", gpskca_difference},
+    {"gpskca", gpskca_difference},     {"pivots", pivots_difference},
+    {"ma48", ma48_difference},         {"lu", lu_difference},
+    {"dominant", dominant_difference}, {"multiple", multiple_difference},
+    {"xy_table", xy_table_difference}, {"free_links", free_links_difference},
 };
