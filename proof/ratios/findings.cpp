@@ -20,9 +20,9 @@ struct RefusalText {
 };
 const RefusalText kRefusalTexts[kRefusals] = {
     {'a',
-     "refused as drawn, as the contract demands: a pivot is at most 1e-8. The ratios are of the same "
-     "matrices times a power of two"},
-    {'b', "order 0 is refused, as the contract demands"},
+     "The matrix is refused as it is drawn, because the contract demands pivots above 1e-8. The ratios are "
+     "of the same matrix times a power of two"},
+    {'b', "Order 0 is refused, as the contract demands"},
 };
 
 std::string ratio_text(double ratio) {
