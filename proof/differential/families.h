@@ -8,6 +8,7 @@
 #include <string>
 
 std::string gpskca_difference(std::uint64_t seed);
+std::string ma38_difference(std::uint64_t seed);
 
 struct Family {
   const char* name;
@@ -16,4 +17,5 @@ struct Family {
 
 constexpr Family kFamilies[] = {
     {"gpskca", gpskca_difference},
+    {"ma38", ma38_difference},
 };
