@@ -25,7 +25,7 @@ namespace {
 // ---- Numbers with bounds
 
 constexpr double kUnit = 0x1p-53;
-constexpr double kRoundings = 100.0;  // that one term can go through, with ample reserve
+constexpr double kRoundings = 300.0;  // that one term can go through, with ample reserve
 constexpr double kShortUnit = 0x1p-12, kShortLimit = 0x1p12;
 
 /// Whether sums of products of such numbers are exact in every order.
@@ -73,8 +73,10 @@ bool is_zero(const Real& a) {
 bool contains(const Ints& list, int member) {
   return std::find(list.begin(), list.end(), member) != list.end();
 }
-void erase(Ints& list, int member) { list.erase(std::remove(list.begin(), list.end(), member), list.end()); }
-int size(const Ints& list) { return static_cast<int>(list.size()); }
+void remove_member(Ints& list, int member) {
+  list.erase(std::remove(list.begin(), list.end(), member), list.end());
+}
+int length(const Ints& list) { return static_cast<int>(list.size()); }
 
 /// A square matrix of order n, rows and columns from 1.
 class Grid {
@@ -98,7 +100,7 @@ void compress(Matrix matrix, bool transposed, Factors& factors) {
   const int n = matrix.order;
   if (transposed) std::swap(matrix.rows, matrix.columns);
   const auto inside = [n](int k) { return 1 <= k && k <= n; };
-  int kept = size(matrix.rows);
+  int kept = length(matrix.rows);
   for (int k = kept - 1; k >= 0; --k) {
     if (inside(matrix.rows[k]) && inside(matrix.columns[k])) continue;
     --kept;
@@ -106,7 +108,7 @@ void compress(Matrix matrix, bool transposed, Factors& factors) {
     matrix.columns[k] = matrix.columns[kept];
     matrix.values[k] = matrix.values[kept];
   }
-  factors.invalid = size(matrix.rows) - kept;
+  factors.invalid = length(matrix.rows) - kept;
   factors.columns.assign(n + 1, {});
   for (int k = 0; k < kept; ++k) {
     std::vector<Entry>& column = factors.columns[matrix.columns[k]];
@@ -192,13 +194,13 @@ class StrongComponents {
  private:
   void visit(int i) {
     stack_.push_back(i);
-    number_[i] = low_[i] = size(stack_);
+    number_[i] = low_[i] = length(stack_);
     for (const Entry& entry : columns_[column_of_row_[i]]) {
       if (number_[entry.row] == 0) visit(entry.row);
       low_[i] = std::min(low_[i], low_[entry.row]);
     }
     if (low_[i] < number_[i]) return;
-    starts.push_back(size(nodes));
+    starts.push_back(length(nodes));
     int popped = 0;
     do {
       popped = stack_.back();
@@ -241,7 +243,7 @@ void permute_to_blocks(const Controls& controls, Factors& factors) {
 
 Ints positions_of(const Ints& order) {
   Ints position(order.size() + 1);
-  for (int k = 0; k < size(order); ++k) position[order[k]] = k + 1;
+  for (int k = 0; k < length(order); ++k) position[order[k]] = k + 1;
   return position;
 }
 
@@ -333,7 +335,7 @@ class FrontalBlock {
         for (const Entry& entry : columns[j]) rows_[entry.row].originals.push_back(j);
       }
     }
-    for (Row& row : rows_) row.degree = size(row.originals) + size(row.elements);
+    for (Row& row : rows_) row.degree = length(row.originals) + length(row.elements);
     lists_.resize(n_ + 1);
     for (int j = 1; j <= n_; ++j) {
       if (columns_[j].degree > 0) {
@@ -374,8 +376,8 @@ class FrontalBlock {
   }
   void leave_list(int j) {
     for (DegreeList& list : lists_) {
-      erase(list.returned, j);
-      erase(list.others, j);
+      remove_member(list.returned, j);
+      remove_member(list.others, j);
     }
   }
 
@@ -385,20 +387,20 @@ class FrontalBlock {
     best = Pivot();
     Ints candidates;
     long long best_cost = 0;
-    for (int tries = 0; tries < n_ && size(candidates) < width_; ++tries) {
+    for (int tries = 0; tries < n_ && length(candidates) < width_; ++tries) {
       const int j = take_lowest_column();
       if (j == 0) break;
       Ints list;
       const Reals values = assembled_column(j, list);
-      columns_[j].degree = size(list);
-      totals_.search_flops += size(list);
+      columns_[j].degree = length(list);
+      totals_.search_flops += length(list);
       const int row = acceptable_row(list, values, j, list);
       if (row == 0) {
         columns_[j].degree = kNumericallyEmpty;
         continue;
       }
       candidates.push_back(j);
-      const long long cost = static_cast<long long>(rows_[row].degree - 1) * (size(list) - 1);
+      const long long cost = static_cast<long long>(rows_[row].degree - 1) * (length(list) - 1);
       if (best.column != 0 && cost >= best_cost) continue;
       best_cost = cost;
       best = {row, j, list};
@@ -482,8 +484,8 @@ class FrontalBlock {
     f.has_row.assign(n_ + 1, false);
     f.has_column.assign(n_ + 1, false);
     f.columns = pattern_of_row(pivot.row);
-    f.most_rows = size(f.rows) + 1;
-    f.most_columns = size(f.columns);
+    f.most_rows = length(f.rows) + 1;
+    f.most_columns = length(f.columns);
     f.column_limit = std::min(remaining_, static_cast<int>(f.most_columns * growth_));
     f.row_limit = std::min(remaining_, static_cast<int>(f.most_rows * growth_));
     for (const int j : f.columns) admit_column(j);
@@ -554,18 +556,18 @@ class FrontalBlock {
       }
     }
     column.originals = rest;
-    lower_bound(column.degree, remaining_ - 1 - size(front_.rows), bound + static_cast<int>(rest.size()));
+    lower_bound(column.degree, remaining_ - 1 - length(front_.rows), bound + static_cast<int>(rest.size()));
   }
 
   /// Adds column j of an element whose rows are all in the front, and with it the others that are in the
   /// front unless more than half of the element's columns are not.
   void assemble_element_columns(int number, int j) {
     Element& e = elements_[number];
-    const bool alone = 2 * columns_outside(e) > size(e.columns);
+    const bool alone = 2 * columns_outside(e) > length(e.columns);
     for (const int c : Ints(e.columns)) {
       if (alone ? c != j : !front_.has_column[c]) continue;
       for (const int i : e.rows) add(i, c, e.values(i, c));
-      erase(e.columns, c);
+      remove_member(e.columns, c);
     }
     note_child(number);
   }
@@ -586,22 +588,22 @@ class FrontalBlock {
       }
     }
     row.elements = kept;
-    if (size(row.originals) <= std::max(dense_limit_, front_.column_limit)) {
+    if (length(row.originals) <= std::max(dense_limit_, front_.column_limit)) {
       Ints rest;
       for (const int j : row.originals)
         if (!front_.has_column[j] && !columns_[j].gone) rest.push_back(j);
       row.originals = rest;
     }
-    lower_bound(row.degree, remaining_ - 1 - size(front_.columns), bound + size(row.originals));
+    lower_bound(row.degree, remaining_ - 1 - length(front_.columns), bound + length(row.originals));
   }
 
   void assemble_element_rows(int number, int i) {
     Element& e = elements_[number];
-    const bool alone = 2 * rows_outside(e) > size(e.rows);
+    const bool alone = 2 * rows_outside(e) > length(e.rows);
     for (const int r : Ints(e.rows)) {
       if (alone ? r != i : !front_.has_row[r]) continue;
       for (const int j : e.columns) add(r, j, e.values(r, j));
-      erase(e.rows, r);
+      remove_member(e.rows, r);
     }
     note_child(number);
   }
@@ -631,10 +633,11 @@ class FrontalBlock {
       Extension next;
       if (!f.rows.empty()) next = find_extension();
       const int k = static_cast<int>(f.batch.size());
-      const int rows = size(f.rows) + size(next.new_rows), columns = size(f.columns) + size(next.new_columns);
+      const int rows = length(f.rows) + length(next.new_rows),
+                columns = length(f.columns) + length(next.new_columns);
       const bool flush = !next.found() || f.row_limit - k < rows || f.column_limit - k < columns;
       if (flush || k - f.applied >= batch_size_) {
-        totals_.flops3 += 2.0 * (k - f.applied) * size(f.rows) * size(f.columns);
+        totals_.flops3 += 2.0 * (k - f.applied) * length(f.rows) * length(f.columns);
         f.applied = k;
       }
       if (flush) store_lu_element();
@@ -656,7 +659,7 @@ class FrontalBlock {
         f.values(i, j) = minus_product(f.values(i, j), line.lower[i], line.upper[j]);
     }
     f.batch.push_back(line);
-    totals_.flops1 += size(f.rows);
+    totals_.flops1 += length(f.rows);
     --remaining_;
     ++found_;
     row_order.push_back(f.pivot_row);
@@ -673,14 +676,14 @@ class FrontalBlock {
       if (columns_[c].degree == kNumericallyEmpty) continue;
       if (j == 0 || std::make_pair(columns_[c].degree, c) < std::make_pair(columns_[j].degree, j)) j = c;
     }
-    if (j == 0 || size(f.rows) + static_cast<int>(columns_[j].originals.size()) > f.row_limit) return {};
+    if (j == 0 || length(f.rows) + static_cast<int>(columns_[j].originals.size()) > f.row_limit) return {};
     const int pending = static_cast<int>(f.batch.size()) - f.applied;
-    if (pending > 0) totals_.search_flops += 2.0 * pending * size(f.rows);
+    if (pending > 0) totals_.search_flops += 2.0 * pending * length(f.rows);
     Ints list = f.rows;
     Reals values = assembled_column(j, list);
     for (const int i : f.rows) values[i] = plus(values[i], f.values(i, j));
-    if (size(list) > f.row_limit) return {};
-    totals_.search_flops += size(list);
+    if (length(list) > f.row_limit) return {};
+    totals_.search_flops += length(list);
     if (std::all_of(list.begin(), list.end(), [&](int i) { return is_zero(values[i]); })) {
       columns_[j].degree = kNumericallyEmpty;
       return {};
@@ -689,9 +692,9 @@ class FrontalBlock {
     if (row == 0) return {};
     const Ints new_columns = pattern_of_row(row);
     for (const int number : rows_[row].elements)
-      if (size(elements_[number].columns) > f.column_limit) return {};
-    if (size(f.columns) + size(new_columns) > f.column_limit) return {};
-    return {{row, j, {}}, Ints(list.begin() + size(f.rows), list.end()), new_columns};
+      if (length(elements_[number].columns) > f.column_limit) return {};
+    if (length(f.columns) + length(new_columns) > f.column_limit) return {};
+    return {{row, j, {}}, Ints(list.begin() + length(f.rows), list.end()), new_columns};
   }
 
   void accept(const Extension& next) {
@@ -699,14 +702,14 @@ class FrontalBlock {
     for (const int i : next.new_rows) f.rows.push_back(i), f.has_row[i] = true;
     for (const int j : next.new_columns) f.columns.push_back(j), admit_column(j);
     const int k = static_cast<int>(f.batch.size()), pending = k - f.applied;
-    f.most_rows = std::max(f.most_rows, k + size(f.rows));
-    f.most_columns = std::max(f.most_columns, k + size(f.columns));
-    totals_.flops2 += 2.0 * pending * size(f.rows);
+    f.most_rows = std::max(f.most_rows, k + length(f.rows));
+    f.most_columns = std::max(f.most_columns, k + length(f.columns));
+    totals_.flops2 += 2.0 * pending * length(f.rows);
     f.pivot_row = next.pivot.row;
     f.pivot_column = next.pivot.column;
     replace_by_last(f.rows, f.pivot_row);
     replace_by_last(f.columns, f.pivot_column);
-    totals_.flops2 += 2.0 * pending * size(f.columns);
+    totals_.flops2 += 2.0 * pending * length(f.columns);
   }
 
   void store_lu_element() {
@@ -724,8 +727,8 @@ class FrontalBlock {
       lu.children.push_back(e.lu + kind * n_);
     }
     copy_batch(lu);
-    totals_.entries_l += lu.pivots * (lu.pivots - 1) / 2 + lu.pivots * size(lu.u);
-    totals_.entries_u += lu.pivots * (lu.pivots - 1) / 2 + lu.pivots * size(lu.l);
+    totals_.entries_l += lu.pivots * (lu.pivots - 1) / 2 + lu.pivots * length(lu.u);
+    totals_.entries_u += lu.pivots * (lu.pivots - 1) / 2 + lu.pivots * length(lu.l);
     lu_.push_back(lu);
     if (f.first_lu == 0) f.first_lu = number;
     f.batch.clear();
@@ -760,17 +763,17 @@ class FrontalBlock {
     for (const int j : f.columns) {
       int& degree = columns_[j].degree;
       if (degree == kNumericallyEmpty) continue;
-      degree = std::min(degree + size(f.rows), remaining_);
+      degree = std::min(degree + length(f.rows), remaining_);
       if (degree > 0) enter_list(j);
     }
-    for (const int i : f.rows) rows_[i].degree = std::min(rows_[i].degree + size(f.columns), remaining_);
+    for (const int i : f.rows) rows_[i].degree = std::min(rows_[i].degree + length(f.columns), remaining_);
     if (f.rows.empty() || f.columns.empty()) return;
     Element& e = elements_[row_order.back()];
     e.lu = static_cast<int>(lu_.size());
     e.rows = f.rows;
     e.columns = f.columns;
     e.values = f.values;
-    totals_.assembly_flops += static_cast<double>(size(f.rows)) * size(f.columns);
+    totals_.assembly_flops += static_cast<double>(length(f.rows)) * length(f.columns);
     for (const int i : f.rows) rows_[i].elements.push_back(row_order.back());
     for (const int j : f.columns) columns_[j].elements.push_back(row_order.back());
   }
@@ -785,8 +788,8 @@ class FrontalBlock {
     for (LuElement& lu : lu_) {
       for (int& i : lu.l) i = row_position[i];
       for (int& j : lu.u) j = column_position[j];
-      totals_.longest_l = std::max(totals_.longest_l, size(lu.l));
-      totals_.longest_u = std::max(totals_.longest_u, size(lu.u));
+      totals_.longest_l = std::max(totals_.longest_l, length(lu.l));
+      totals_.longest_u = std::max(totals_.longest_u, length(lu.u));
       ++totals_.elements;
     }
   }
@@ -820,8 +823,8 @@ Columns block_columns(const Factors& factors, const Block& block, const Ints& ro
 }
 
 void permute(Ints& order, int first, const Ints& by) {
-  const Ints old(order.begin() + first, order.begin() + first + size(by));
-  for (int k = 0; k < size(by); ++k) order[first + k] = old[by[k] - 1];
+  const Ints old(order.begin() + first, order.begin() + first + length(by));
+  for (int k = 0; k < length(by); ++k) order[first + k] = old[by[k] - 1];
 }
 
 /// A block of order 1: its entry, or 1 if that is no pivot.
@@ -939,7 +942,7 @@ void solve_l(const Block& block, Real* x) {
       const Real& known = x[e.first + k];
       for (int i = k + 1; i < e.pivots; ++i)
         x[e.first + i] = minus_product(x[e.first + i], e.columns[k][i], known);
-      for (int i = 0; i < size(e.l); ++i)
+      for (int i = 0; i < length(e.l); ++i)
         x[e.l[i] - 1] = minus_product(x[e.l[i] - 1], e.columns[k][e.pivots + i], known);
     }
   }
@@ -948,7 +951,7 @@ void solve_u(const Block& block, Real* x) {
   for (auto e = block.elements.rbegin(); e != block.elements.rend(); ++e) {
     for (int k = e->pivots - 1; k >= 0; --k) {
       Real& unknown = x[e->first + k];
-      for (int j = 0; j < size(e->u); ++j) unknown = minus_product(unknown, e->upper[j][k], x[e->u[j] - 1]);
+      for (int j = 0; j < length(e->u); ++j) unknown = minus_product(unknown, e->upper[j][k], x[e->u[j] - 1]);
       for (int j = k + 1; j < e->pivots; ++j)
         unknown = minus_product(unknown, e->columns[j][k], x[e->first + j]);
       unknown = divided(unknown, e->columns[k][k]);
@@ -962,7 +965,8 @@ void solve_ut(const Block& block, Real* x) {
       known = divided(known, e.columns[k][k]);
       for (int j = k + 1; j < e.pivots; ++j)
         x[e.first + j] = minus_product(x[e.first + j], e.columns[j][k], known);
-      for (int j = 0; j < size(e.u); ++j) x[e.u[j] - 1] = minus_product(x[e.u[j] - 1], e.upper[j][k], known);
+      for (int j = 0; j < length(e.u); ++j)
+        x[e.u[j] - 1] = minus_product(x[e.u[j] - 1], e.upper[j][k], known);
     }
   }
 }
@@ -970,7 +974,7 @@ void solve_lt(const Block& block, Real* x) {
   for (auto e = block.elements.rbegin(); e != block.elements.rend(); ++e) {
     for (int k = e->pivots - 1; k >= 0; --k) {
       Real& unknown = x[e->first + k];
-      for (int i = 0; i < size(e->l); ++i)
+      for (int i = 0; i < length(e->l); ++i)
         unknown = minus_product(unknown, e->columns[k][e->pivots + i], x[e->l[i] - 1]);
       for (int i = k + 1; i < e->pivots; ++i)
         unknown = minus_product(unknown, e->columns[k][i], x[e->first + i]);
@@ -985,7 +989,7 @@ Reals gathered(const std::vector<double>& from, const Ints& order) {
 }
 Reals scattered(const Reals& from, const Ints& order) {
   Reals result(from.size());
-  for (int k = 0; k < size(order); ++k) result[order[k] - 1] = from[k];
+  for (int k = 0; k < length(order); ++k) result[order[k] - 1] = from[k];
   return result;
 }
 
