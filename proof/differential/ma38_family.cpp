@@ -137,7 +137,7 @@ Controls draw_controls(Draw& draw) {
   Controls controls{};
   controls.threshold = draw.of({0.125, 0.125, 0.1, 0.0, 0.25, 0.5, 1.0, -3.0, 7.0});
   controls.growth = draw.of({2.0, 2.0, 1.0, 1.25, 1.5, 3.0, 4.0, -1.0});
-  controls.blocks = draw.of({1, 0, 0, 7});
+  controls.blocks = draw.of({1, 1, 0, 7});
   controls.width = draw.of({4, 1, 2, 3, 8, 0});
   controls.prefer_diagonal = draw.of({0, 0, 1, -1});
   controls.batch = draw.of({16, 1, 2, 3, 4, 0});
