@@ -9,47 +9,11 @@
 
 #include "accel/dom_eigen_accel.h"
 #include "accel/mul_dom_eigen_accel.h"
-#include "tests/accel/plain_model.h"
+#include "tests/accel/linear_iteration.h"
 
 namespace {
 
-using plain::Vector;
-
-constexpr int kLength = 9;
-
-/// One eigenvalue for each pair of elements: it turns and scales them as a complex number does. A real one
-/// moves the first of them only; what has no eigenvalue is at the fixed point after one pass.
-using Spectrum = std::vector<std::complex<double>>;
-
-class LinearIteration {
- public:
-  explicit LinearIteration(const Spectrum& spectrum) : spectrum_(spectrum) {
-    reference::Random random(7);
-    x = fixed_point = reference::random_vector(kLength, random);
-    for (std::size_t i = 0; i < 2 * spectrum.size(); ++i) {
-      if (i % 2 == 0 || spectrum[i / 2].imag() != 0.0) x[i] += 1e3 * (1.0 + 0.3 * static_cast<double>(i));
-    }
-  }
-
-  void advance() {
-    const Vector z = plain::minus(x, fixed_point);
-    x = fixed_point;
-    for (std::size_t i = 0; i < spectrum_.size(); ++i) {
-      const std::complex<double> next = spectrum_[i] * std::complex<double>(z[2 * i], z[2 * i + 1]);
-      x[2 * i] += next.real();
-      x[2 * i + 1] += next.imag();
-    }
-  }
-  double distance() const {
-    const Vector apart = plain::minus(x, fixed_point);
-    return std::sqrt(plain::dot(apart, apart));
-  }
-
-  Vector x, fixed_point;
-
- private:
-  Spectrum spectrum_;
-};
+using namespace linear_iteration;
 
 TEST(MultipleOnLinearIteration, FirstStepLandsOnTheFixedPointWithTheRightCount) {
   const struct {
@@ -93,29 +57,9 @@ const Spectrum kSpectra[] = {
     {0.95, -0.9, std::polar(0.9, 0.6), std::polar(0.8, 1.8)},  // full rank for six
 };
 
-/// `undo_at` tells on which passes the host undoes, whatever the answer was.
 template <class Model>
-void expect_the_same(Accel& accel, Model& model, LinearIteration iteration, int undo_at) {
-  Vector expected = iteration.x;
-  for (int pass = 1; pass <= 40; ++pass) {
-    SCOPED_TRACE(pass);
-    const bool accepted = accel.Accelerate(iteration.x.data()) != 0;
-    ASSERT_EQ(accepted, model.accelerate(expected));
-    ASSERT_EQ(iteration.x, expected);
-    if (pass % 7 == undo_at) {
-      accel.UndoAndReset(iteration.x.data());
-      model.undo(expected);
-      ASSERT_EQ(iteration.x, expected);
-    }
-    if (pass == 25) {
-      accel.Reset();
-      model.reset();
-    }
-    iteration.advance();
-    expected = iteration.x;
-    // Rounding is all that is left of some differences; NaN has no equal.
-    if (!(iteration.distance() < 1e100)) return;
-  }
+void expect_the_same(Accel& accel, Model& model, const LinearIteration& iteration, int undo_at) {
+  EXPECT_EQ(difference_from_model(accel, model, iteration, undo_at), "");
 }
 
 TEST(DominantOnLinearIteration, FollowsThePlainModel) {

@@ -1,5 +1,3 @@
-#include "tables/xy_table.h"
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -7,94 +5,18 @@
 #include <random>
 #include <utility>
 
-#include "frame/empty_value.h"
 #include "tests/tables/table_file.h"
+#include "tests/tables/table_model.h"
 
 namespace {
 
+using test_support::exchange_sort;
 using test_support::kNaN, test_support::Rows, test_support::same;
-using Table = test_support::Open<XYTable>;
+using Table = test_support::OpenXYTable;
+using Model = test_support::TableModel;
 class XYTableTest : public test_support::TableFile {};
 
-/// The exchange rule to the letter: what Sort must equal.
-void exchange_sort(Rows& rows) {
-  for (bool exchanged = rows.size() > 1; exchanged;) {
-    exchanged = false;
-    for (std::size_t i = rows.size() - 1; i >= 1; --i) {
-      if (rows[i].first < rows[i - 1].first) std::swap(rows[i], rows[i - 1]), exchanged = true;
-    }
-    if (!exchanged) return;
-    for (std::size_t i = 1; i < rows.size(); ++i) {
-      if (rows[i - 1].first > rows[i].first) std::swap(rows[i - 1], rows[i]);
-    }
-  }
-}
-
 // ---- Editing and walking
-
-/// Rows as a user sees them, with the room and the cursor that a table must have.
-struct Model {
-  Rows rows;
-  int capacity, cursor;
-
-  int size() const { return static_cast<int>(rows.size()); }
-  bool has(int i) const { return i >= 0 && i < size(); }
-  void add(double x, double y) {
-    if (size() == capacity) capacity += std::max(table_chunk_size, 1);
-    rows.emplace_back(x, y);
-  }
-  void edit(int i, double value, double Rows::value_type::*side) {
-    auto& row = rows.begin()[i];
-    row.*side = value;
-    if (value == EmptyValue && row.first == row.second) rows.erase(rows.begin() + i);
-  }
-};
-
-/// One random operation on both.
-void act(std::unique_ptr<Table>& table, Model& model, std::mt19937& random) {
-  const auto draw = [&](int first, int last) { return std::uniform_int_distribution<>(first, last)(random); };
-  const double values[] = {EmptyValue, EmptyValue, EmptyValue, 1.0, 2.0, -0.0, kNaN, -1e300};
-  const int i = draw(-2, model.size() + 2), j = draw(-1, model.size()), action = draw(0, 16);
-  const double v = values[draw(0, 7)], w = values[draw(0, 7)];
-  if (action == 0) {
-    table->AddPoint(v, w);
-    model.add(v, w);
-  } else if (action == 1) {
-    EXPECT_EQ(table->RemovePoint(i), model.has(i));
-    if (model.has(i)) model.rows.erase(model.rows.begin() + i);
-  } else if (action <= 5) {
-    EXPECT_EQ(table->NewXi(i, v), i >= 0 && i <= model.size());
-    if (model.has(i)) {
-      model.edit(i, v, &Rows::value_type::first);
-    } else if (i == model.size() && v != EmptyValue) {
-      model.add(v, EmptyValue);
-    }
-  } else if (action <= 9) {
-    EXPECT_EQ(table->NewYi(i, v), model.has(i));
-    if (model.has(i)) model.edit(i, v, &Rows::value_type::second);
-  } else if (action == 10) {
-    EXPECT_EQ(table->Swap(i, j), 1);
-    if (model.has(i) && model.has(j)) std::swap(model.rows.begin()[i], model.rows.begin()[j]);
-  } else if (action == 11) {
-    EXPECT_EQ(table->Sort(), 1);
-    exchange_sort(model.rows);
-  } else if (action <= 14) {
-    double x = 0.0, y = 0.0;
-    const auto there = action == 12   ? table->GetPoint(i, x, y)
-                       : action == 13 ? table->GetFirstPoint(x, y)
-                                      : table->GetNextPoint(x, y);
-    if (action > 12) model.cursor = action == 13 ? 0 : model.cursor + 1;
-    const int at = action == 12 ? i : model.cursor;
-    const auto point = model.has(at) ? model.rows.begin()[at] : std::make_pair(EmptyValue, EmptyValue);
-    EXPECT_TRUE(there == model.has(at) && same(x, point.first) && same(y, point.second)) << at;
-  } else if (action == 15 && draw(0, 9) == 0) {
-    EXPECT_EQ(table->ClearData(), 1);
-    model.rows.clear();
-  } else if (action == 16 && draw(0, 3) == 0) {
-    table = std::make_unique<Table>(*table);
-    model = {model.rows, model.size(), EmptyValueInt};
-  }
-}
 
 TEST_F(XYTableTest, EditingFollowsAModelOfRows) {
   std::mt19937 random(7);
@@ -103,16 +25,7 @@ TEST_F(XYTableTest, EditingFollowsAModelOfRows) {
     auto table = std::make_unique<Table>();
     Model model{{}, std::max(chunk, 0), 0};
     for (int step = 0; step < 20000; ++step) {
-      act(table, model, random);
-      SCOPED_TRACE(testing::Message() << "chunk " << chunk << ", step " << step);
-      const auto empty = [](double v) { return v == EmptyValue; };
-      const auto half = [&](const auto& row) { return empty(row.first) || empty(row.second); };
-      const bool spare = model.rows.empty() || !half(model.rows.back());
-      ASSERT_TRUE(table->NDataPoints() == model.size() && table->YDim() == model.size());
-      ASSERT_EQ(table->XDim(), model.size() + spare);
-      ASSERT_TRUE(table->capacity == model.capacity && table->cursor == model.cursor);
-      ASSERT_EQ(table->AllDataIsNonEmpty(), std::none_of(model.rows.begin(), model.rows.end(), half));
-      ASSERT_TRUE(table->Holds(model.rows));
+      ASSERT_EQ(act(table, model, random), "") << "chunk " << chunk << ", step " << step;
     }
   }
 }

@@ -11,10 +11,11 @@
 #include <vector>
 
 #include "host/corvid_host.h"
+#include "tests/util/connected_wirings.h"
 
 namespace {
 
-using Valencies = std::vector<unsigned>;
+using connected_wirings::free_ends_of_connected, connected_wirings::Valencies;
 
 std::string text(const Valencies& valencies) {
   std::string all;
@@ -39,19 +40,6 @@ int free_links(Valencies valencies, std::string* lines = nullptr) {
   corvid_host::SetLineSink(nullptr);
   if (lines) *lines = sent;
   return result;
-}
-
-/// The numbers of free ends that connected wirings of these nodes have: those with the parity of the sum,
-/// from the least that a multigraph leaves to what a spanning tree leaves. Source: Hakimi, J. SIAM 10, 496
-/// (1962).
-std::set<int> free_ends_of_connected(const Valencies& valencies) {
-  const int sum = static_cast<int>(std::accumulate(valencies.begin(), valencies.end(), 0U));
-  const int largest = static_cast<int>(*std::max_element(valencies.begin(), valencies.end()));
-  const int tree = 2 * (static_cast<int>(valencies.size()) - 1);
-  std::set<int> figures;
-  for (int free_ends = std::max(sum % 2, 2 * largest - sum); free_ends <= sum - tree; free_ends += 2)
-    figures.insert(free_ends);
-  return figures;
 }
 
 /// All sets of up to `nodes` ascending valencies of at most 4 that begin with the chosen ones.
