@@ -25,7 +25,7 @@
 
 namespace {
 
-constexpr std::uint64_t kSeedsOfCI = 4000;
+constexpr std::uint64_t kSeedsOfCI = 20000;
 constexpr int kWorkers = 2;
 constexpr int kMostShown = 10;         // differences of one family that are told in full
 constexpr unsigned kMostSeconds = 60;  // that one seed may take

@@ -10,6 +10,7 @@
 std::string gpskca_difference(std::uint64_t seed);
 std::string pivots_difference(std::uint64_t seed);
 std::string ma48_difference(std::uint64_t seed);
+std::string ma38_difference(std::uint64_t seed);
 std::string lu_difference(std::uint64_t seed);
 std::string dominant_difference(std::uint64_t seed);
 std::string multiple_difference(std::uint64_t seed);
@@ -22,8 +23,13 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"gpskca", gpskca_difference},     {"pivots", pivots_difference},
-    {"ma48", ma48_difference},         {"lu", lu_difference},
-    {"dominant", dominant_difference}, {"multiple", multiple_difference},
-    {"xy_table", xy_table_difference}, {"free_links", free_links_difference},
+    {"gpskca", gpskca_difference},
+    {"pivots", pivots_difference},
+    {"ma48", ma48_difference},
+    {"ma38", ma38_difference},
+    {"lu", lu_difference},
+    {"dominant", dominant_difference},
+    {"multiple", multiple_difference},
+    {"xy_table", xy_table_difference},
+    {"free_links", free_links_difference},
 };

@@ -8,6 +8,8 @@
 // choice, where the places that are free decide about the order within rows.
 
 #include <array>
+#include <cmath>
+#include <cstddef>
 #include <vector>
 
 namespace ma48_model {
@@ -39,6 +41,8 @@ struct ColumnFactor {
   Column upper;
   Column lower;     // begins with the pivot, as its reciprocal
   int pruned = -1;  // number of elements of the lower part behind which no search goes; below 0: all
+
+  int size() const { return static_cast<int>(upper.size() + lower.size()); }
 };
 
 /// The full part of a block, by columns, `rows` times `columns`; indices from 1.
@@ -77,6 +81,22 @@ struct Solution {
   double uncertainty = 0.0;
 };
 
+/// Whether a value may be divided by.
+inline bool has_reciprocal(double value) { return std::isfinite(1.0 / value); }
+
+/// Whether sums of some such values are exact in any order.
+inline bool is_coarse(double value) {
+  return std::fabs(value) < 0x1p20 && std::rint(value * 0x1p20) == value * 0x1p20;
+}
+
+/// Returns y + a b, rounded twice; clears `exact` if this, or sums with more terms in another order, may be
+/// rounded.
+inline double add_product(double y, double a, double b, bool& exact) {
+  const double product = a * b;
+  if (std::fma(a, b, -product) != 0.0 || !is_coarse(product) || !is_coarse(y)) exact = false;
+  return y + product;
+}
+
 class Model {
  public:
   explicit Model(const Given& given);
@@ -110,7 +130,11 @@ class Model {
   struct Errors;
 
   bool permutations_are_good() const;
+  Ordered in_block_order();
+  void put_in_order(Ordered& ordered, const Block& block, int j);
   void find_blocks();
+  std::vector<Ints> distinct_rows();
+  static Ints block_sizes(const std::vector<Ints>& components, int smallest);
   int match(const std::vector<Ints>& columns, Ints& column_of_row) const;
   std::vector<Ints> strong_components(const std::vector<Ints>& successors) const;
   void leave_columns_last();
