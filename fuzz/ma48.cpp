@@ -90,7 +90,9 @@ class History {
                           la_ + 1,
                           la_ - 1};
     const int la = bytes_.one_of(wanted);
-    if (la >= 0 && la <= kMost) set_length(la);
+    if (la < 0 || la > kMost) return;
+    set_length(la);
+    analysed_ = factorised_ = false;  // they go with the length
   }
 
   template <class T, class From>
