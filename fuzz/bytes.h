@@ -109,6 +109,15 @@ class Stream {
     state_ = state_ * 6364136223846793005u + 1442695040888963407u;
     return static_cast<double>(static_cast<std::int64_t>(state_) >> 11) / 4503599627370496.0;
   }
+  /// Returns one of 0 .. count - 1.
+  int below(int count) { return static_cast<int>((next() + 1) / 2 * count) % count; }
+  /// Returns what a word may become that was `old`, most often something near the edge of a range.
+  int altered(int old, int edge) {
+    const int near = old > -1000000 && old < 1000000 ? old : 0;
+    const int choices[] = {edge,     edge + 1, -near,     near + 1,
+                           near - 1, 0,        below(64), std::numeric_limits<int>::max()};
+    return choices[below(8)];
+  }
 
  private:
   std::uint64_t state_;

@@ -33,7 +33,7 @@ class History {
 
   void run() {
     for (int steps = 0; bytes_.left() && steps < 40; ++steps) {
-      switch (bytes_.below(12)) {
+      switch (bytes_.below(14)) {
         case 0:
         case 1:
           factorise();
@@ -60,6 +60,10 @@ class History {
           break;
         case 10:
           change_lengths();
+          break;
+        case 11:
+        case 12:
+          use_altered_factors();
           break;
         default:
           factorise(), solve();
@@ -199,6 +203,24 @@ class History {
           alter(index_[length(first - 1 + bytes_.below(std::min(last - first + 1, 65536)))]);
       }
     }
+  }
+
+  /// Solves with many alterations of one word of the same factors, each restored after it.
+  void use_altered_factors() {
+    factorise();
+    factorised_ = false;
+    const int first = kept(MA38_KEEP_INDEX_BEGIN), words = kept(MA38_KEEP_INDEX_END) - first + 1;
+    if (status() < 0 || tame_) return;
+    fuzz::Stream random(bytes_.byte());
+    for (int tries = 0; tries < 16; ++tries) {
+      int& word = index_[length(first - 1 + random.below(words))];
+      const int old = word;
+      word = random.altered(old, n_);
+      solve();
+      word = old;
+    }
+    alter_a_word();
+    refactorise();
   }
 
   void set_a_control() {

@@ -37,7 +37,7 @@ class History {
 
   void run() {
     for (int steps = 0; bytes_.left() && steps < 40; ++steps) {
-      switch (bytes_.below(12)) {
+      switch (bytes_.below(14)) {
         case 0:
         case 1:
           analyse();
@@ -64,6 +64,10 @@ class History {
           break;
         case 10:
           change_length();
+          break;
+        case 11:
+        case 12:
+          use_altered_arrays();
           break;
         default:
           analyse(), factorise(), solve();
@@ -198,6 +202,25 @@ class History {
       default:
         alter(keep_);
     }
+  }
+
+  /// Solves with many alterations of one word of the same factors, each restored after it, then factorises
+  /// again with a word altered.
+  void use_altered_arrays() {
+    analyse(), factorise();
+    factorised_ = false;
+    if (status() < 0 || tame_) return;
+    fuzz::Stream random(bytes_.byte());
+    for (int tries = 0; tries < 16; ++tries) {
+      Ints& array = tries % 2 == 0 && irn_.size() > 0 ? irn_ : keep_;
+      int& word = array[length(random.below(array.length()))];
+      const int old = word;
+      word = random.altered(old, std::max(m_, n_));
+      solve();
+      word = old;
+    }
+    alter_a_word();
+    factorise();
   }
 
   void set_a_control() {
