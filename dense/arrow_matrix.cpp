@@ -212,6 +212,7 @@ Matrix::ErrorCode ArrowMatrix::BackSub(double* x, double* b) {
   enter_library();
   if (n == 0 && m == 0) return MatrixOK;
   if (ArrayMissing() || !x || !b) return MatrixFailed;
+  if (m < 0) return MatrixFailed;  // x and b have n + m elements, fewer than the band would read
   if (m == 0) return Step6(x, b);
   if (ListMissing()) return MatrixFailed;
   if (Step4_1(b) != MatrixOK) return MatrixFailed;

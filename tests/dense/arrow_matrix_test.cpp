@@ -233,6 +233,12 @@ TEST(ArrowMatrix, StrangeSizesAreHarmless) {
   }
   FilledArrow no_list({2, 0, 0, 1}, ArrowMatrix::TrackProvided);
   EXPECT_EQ(use_everything(no_list), Matrix::MatrixFailed);
+  // Vectors have n + m elements, which a negative m makes fewer than the band has rows.
+  ArrowMatrix narrow(8, 0, 0, -2, ArrowMatrix::TrackNone);
+  for (int k = 0; k < 8; ++k) narrow(k, k) = 1.0;
+  std::vector<double> x(6, 7.0), b(6, 1.0);
+  EXPECT_EQ(narrow.BackSub(x.data(), b.data()), Matrix::MatrixFailed);
+  EXPECT_EQ(x, std::vector<double>(6, 7.0));
   testing::internal::GetCapturedStdout();
   corvid_host::LimitBlockBytes(0);
 }
