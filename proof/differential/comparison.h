@@ -7,6 +7,8 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace differential {
 
@@ -19,7 +21,12 @@ class Draw {
   bool one_in(int count) { return below(count) == 0; }
   /// -1 .. 1
   double uniform() { return static_cast<double>(random_()) / 2147483648.0 - 1.0; }
-  std::mt19937& engine() { return random_; }
+  /// Brings the elements from `first` on into a random order.
+  template <class Element>
+  void shuffle(std::vector<Element>& list, int first) {
+    for (int k = static_cast<int>(list.size()) - 1; k > first; --k)
+      std::swap(list[k], list[first + below(k - first + 1)]);
+  }
 
  private:
   std::mt19937 random_;

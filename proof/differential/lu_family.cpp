@@ -9,7 +9,8 @@
 std::string lu_difference(std::uint64_t seed) {
   differential::Draw draw(seed);
   const int most = draw.one_in(20) ? 41 : 12;
-  reference::Dense a(draw.below(most), draw.below(most));
+  const int rows = draw.below(most), columns = draw.below(most);
+  reference::Dense a(rows, columns);
   const bool ties = draw.one_in(3);
   for (double& value : a.values) value = ties ? draw.below(5) - 2 : draw.uniform();
   if (a.values.empty()) return reference::difference_from_textbook(a);

@@ -196,8 +196,8 @@ class Elimination {
   int fill_ = 2;       // end of the factors
   Vector w_;           // the column
   std::vector<bool> seen_;
-  Ints updates_,
-      lower_rows_;  // pivotal rows, as the search left them; the others, from the last found to the first
+  Ints updates_;     // pivotal rows, as the search left them
+  Ints lower_rows_;  // the others, from the last found to the first
 };
 
 }  // namespace
@@ -238,7 +238,8 @@ int Model::factorise(int job, const Vector& values, int la) {
   for (std::size_t b = 1; b < blocks.size() && job > 1; ++b) {
     if (blocks[b].kind >= 0) old_end = std::max(old_end, blocks[b].start - 1 + space_of(blocks[b]));
   }
-  // The values given are copied to where the factors are, unless there is room behind them.
+  // The values given are copied over the factors of columns that could stay, unless there is room behind
+  // them.
   columns_stay_ = job > 1 && kept == ne && std::max(ne, kept + old_end) + ne <= la;
   for (std::size_t b = 1; b < blocks.size(); ++b) {
     Block& block = blocks[b];

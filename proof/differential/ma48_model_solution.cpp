@@ -11,9 +11,26 @@ namespace {
 
 /// How far each operation with a full part is changed to see how much its rounding matters.
 constexpr double kPerturbation = 1e-10;
+/// How far, relative to that, the operations beside the full parts are changed: by a few units in the last
+/// place, since in these the two solutions differ by a unit here and there.
+constexpr double kPerturbationBeside = 1e-5;
 /// How many times the change that this makes two good solutions may be apart: where sparse columns have let
 /// rounding errors grow to the size of the solution, the change is as large as that, and no larger.
 constexpr double kChanges = 20.0;
+
+/// Changes values by up to `size`, relatively, each by another part of it. Of size 0, it changes nothing.
+class Noise {
+ public:
+  explicit Noise(double size) : size_(size) {}
+  double in(double value) {
+    ++count_;
+    return value * (1.0 + size_ * (static_cast<double>(count_ * 37 % 17) - 7.5) / 8.0);
+  }
+
+ private:
+  const double size_;
+  int count_ = 0;
+};
 
 /// Returns x / y; clears `exact` if it was rounded.
 double divide(double x, double y, bool& exact) {
@@ -111,8 +128,8 @@ Vector Model::inverse_solution_order(bool transposed, const Vector& x) const {
   return result;
 }
 
-/// Solves in the order of the factors. `perturbation` is how far each operation with a full part is changed,
-/// relatively, to see how much its rounding matters.
+/// Solves in the order of the factors. `perturbation` is how far operations are changed, relatively, to see
+/// how much rounding in the full parts matters.
 Vector Model::apply(bool transposed, const Vector& b, bool& exact, double perturbation) const {
   const int count = static_cast<int>(blocks.size()) - 1;
   const int length = transposed ? given_.m : given_.n;
@@ -156,6 +173,7 @@ void Model::apply_block(const Block& block, bool transposed, Vector& b, Vector& 
   const int m = rows_of(block), n = block.order, np = block.kind, mf = block.full.rows, nf = n - np;
   const int shift = block.first - 1, most = std::max(m, n);
   Vector w(most + 1), y(most + 1);
+  Noise noise(kPerturbationBeside * perturbation);
   if (!transposed) {
     for (int i = 1; i <= m; ++i) w[i] = b[shift + i];
     for (int j = 1; j <= np; ++j) {
@@ -163,7 +181,7 @@ void Model::apply_block(const Block& block, bool transposed, Vector& b, Vector& 
       if (lower.empty()) continue;
       y[j] = w[lower[0].index] * lower[0].value;
       if (y[j] == 0.0) continue;
-      for (std::size_t k = 1; k < lower.size(); ++k) w[lower[k].index] -= lower[k].value * y[j];
+      for (std::size_t k = 1; k < lower.size(); ++k) w[lower[k].index] -= noise.in(lower[k].value) * y[j];
     }
     if (mf > 0 && nf > 0) {
       Vector z(std::max(mf, nf) + 1);
@@ -177,7 +195,7 @@ void Model::apply_block(const Block& block, bool transposed, Vector& b, Vector& 
         y[j] = 0.0;
         continue;
       }
-      for (const Element& e : column.upper) y[e.index] += e.value * y[j];
+      for (const Element& e : column.upper) y[e.index] += noise.in(e.value) * y[j];
     }
     for (int j = 1; j <= n; ++j) x[shift + j] = y[j];
     return;
@@ -185,7 +203,7 @@ void Model::apply_block(const Block& block, bool transposed, Vector& b, Vector& 
   for (int j = 1; j <= n; ++j) w[j] = b[shift + j];
   for (int j = 2; j <= n; ++j) {
     double sum = 0.0;
-    for (const Element& e : block.columns[j].upper) sum += w[e.index] * e.value;
+    for (const Element& e : block.columns[j].upper) sum += w[e.index] * noise.in(e.value);
     w[j] += sum;
   }
   if (mf > 0 && nf > 0) {
@@ -198,7 +216,7 @@ void Model::apply_block(const Block& block, bool transposed, Vector& b, Vector& 
     const Column& lower = block.columns[j].lower;
     if (lower.empty()) continue;
     double sum = 0.0;
-    for (std::size_t k = 1; k < lower.size(); ++k) sum += y[lower[k].index] * lower[k].value;
+    for (std::size_t k = 1; k < lower.size(); ++k) sum += y[lower[k].index] * noise.in(lower[k].value);
     y[lower[0].index] = (w[j] - sum) * lower[0].value;
   }
   for (int i = 1; i <= m; ++i) x[shift + i] = y[i];
@@ -208,20 +226,17 @@ void Model::apply_full(const Block& block, bool transposed, Vector& b, bool& exa
                        double perturbation) const {
   const FullPart& a = block.full;
   const int m = a.rows, n = a.columns, rank = a.rank;
-  int count = 0;
-  const auto perturbed = [&count, perturbation](double value) {
-    return value * (1.0 + perturbation * (static_cast<double>(++count * 37 % 17) - 7.5) / 8.0);
-  };
+  Noise noise(perturbation);
   bool fixed_division = true;
   bool& exact_division = given_.icntl[5] < 1 ? fixed_division : exact;
   if (transposed) {
     for (int j = n; j > rank; --j) std::swap(b[j], b[-a.pivots[j]]);
     for (int j = 1; j <= rank; ++j) {
-      for (int i = 1; i < j; ++i) b[j] = add_product(b[j], perturbed(-a(i, j)), b[i], exact);
-      b[j] = divide(b[j], perturbed(a(j, j)), exact_division);
+      for (int i = 1; i < j; ++i) b[j] = add_product(b[j], noise.in(-a(i, j)), b[i], exact);
+      b[j] = divide(b[j], noise.in(a(j, j)), exact_division);
     }
     for (int j = rank; j >= 1; --j) {
-      for (int i = j + 1; i <= rank; ++i) b[j] = add_product(b[j], perturbed(-a(i, j)), b[i], exact);
+      for (int i = j + 1; i <= rank; ++i) b[j] = add_product(b[j], noise.in(-a(i, j)), b[i], exact);
     }
     for (int i = rank + 1; i <= m; ++i) b[i] = 0.0;
     for (int j = rank; j >= 1; --j) std::swap(b[j], b[a.pivots[j]]);
@@ -229,11 +244,11 @@ void Model::apply_full(const Block& block, bool transposed, Vector& b, bool& exa
   }
   for (int j = 1; j <= rank; ++j) std::swap(b[j], b[a.pivots[j]]);
   for (int j = 1; j <= rank; ++j) {
-    for (int i = j + 1; i <= rank; ++i) b[i] = add_product(b[i], perturbed(-a(i, j)), b[j], exact);
+    for (int i = j + 1; i <= rank; ++i) b[i] = add_product(b[i], noise.in(-a(i, j)), b[j], exact);
   }
   for (int j = rank; j >= 1; --j) {
-    b[j] = divide(b[j], perturbed(a(j, j)), exact_division);
-    for (int i = 1; i < j; ++i) b[i] = add_product(b[i], perturbed(-a(i, j)), b[j], exact);
+    b[j] = divide(b[j], noise.in(a(j, j)), exact_division);
+    for (int i = 1; i < j; ++i) b[i] = add_product(b[i], noise.in(-a(i, j)), b[j], exact);
   }
   for (int j = rank + 1; j <= n; ++j) b[j] = 0.0;
   for (int j = rank + 1; j <= n; ++j) std::swap(b[j], b[-a.pivots[j]]);
@@ -286,8 +301,8 @@ std::array<double, 2> Model::backward_errors(bool transposed, const Vector& righ
   return {errors.omega1, errors.omega2};
 }
 
-/// Replaces x by the solution for its residual, as long as that has the smaller error. Leaves the two errors
-/// of x and, beside them, the terms of the x that was tried last.
+/// Replaces x by the solution for its residual, as long as that has the smaller error.
+/// @param errors in, out: those of x
 void Model::refine(bool transposed, Errors& errors, Solution& solution) const {
   const Vector b = errors.right_hand_side;
   for (int iteration = 2; errors.sum() + 1.0 > 1.0; ++iteration) {
