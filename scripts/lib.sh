@@ -3,6 +3,8 @@
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root" || exit
+# shellcheck disable=SC2034 # for those that source this file
+library=(accel dense frame reorder sparse tables util) # the folders of the library
 logs=build/logs # from the root, where every command runs
 mkdir -p "$logs"
 exec </dev/null # nothing here ever waits for an answer
@@ -47,6 +49,7 @@ told_by_quarters() {
 # run_tests PRESET: prints what fails, and the closing lines.
 run_tests() {
   say "testing build/$1${LD_LIBRARY_PATH:+ with $LD_LIBRARY_PATH}"
+  rm -rf "build/$1/profiles" # where an instrumented build counts which lines run
   ctest --preset "$1" --parallel "$(nproc)" --timeout 300 --no-tests=error |
     grep -vE '^ +Start +[0-9]+: |\.\. +Passed +[0-9.]+ sec$' ||
     fail "tests failed; for more: ctest --preset $1 --rerun-failed"

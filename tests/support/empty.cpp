@@ -1,0 +1,1 @@
+// Nothing: the target that holds the precompiled headers needs a source.
