@@ -117,9 +117,8 @@ std::uint64_t run_family(const Family& family, std::uint64_t seeds) {
   for (const Progress& progress : shared.of_worker) differences += progress.differences;
   munmap(page, sizeof(Shared));
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-  std::printf("%-20s %10llu seeds %8llu differences %9.1f s\n", family.name,
-              static_cast<unsigned long long>(seeds), static_cast<unsigned long long>(differences),
-              seconds.count());
+  std::printf("differential: cases of %s in %.0f s, %llu, found %llu\n", family.name, seconds.count(),
+              static_cast<unsigned long long>(seeds), static_cast<unsigned long long>(differences));
   return differences;
 }
 

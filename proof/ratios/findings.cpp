@@ -124,6 +124,13 @@ void Findings::expect(bool condition, const std::string& what) {
   if (++faults_ <= kMostTold) std::printf("FAULT  %s: %s\n", where_.c_str(), what.c_str());
 }
 
+long Findings::systems() const {
+  long sum = 0;
+  for (const auto& family : cells_)
+    for (const Cell& cell : family) sum += cell.systems;
+  return sum;
+}
+
 void Findings::record(Ratio ratio, double value) {
   double& largest = cell_->largest[ratio];
   if (!(value <= largest)) largest = value;

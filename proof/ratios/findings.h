@@ -63,6 +63,8 @@ class Findings {
     return cells_[static_cast<int>(family)][static_cast<int>(kind)];
   }
   long faults() const { return faults_; }
+  /// Right-hand sides that were solved.
+  long systems() const;
 
  private:
   void record(Ratio ratio, double value);

@@ -69,6 +69,7 @@ int main(int argc, char** argv) {
   Findings findings;
   judge_all(draws, findings);
   print_tables(findings, markdown);
-  if (findings.faults() > 0) std::fprintf(stderr, "%ld faults\n", findings.faults());
+  if (!markdown)
+    std::printf("ratios: systems solved and judged, %ld, found %ld\n", findings.systems(), findings.faults());
   return findings.faults() == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
