@@ -127,17 +127,18 @@ std::string page_name(const std::string& prefix, const std::string& path, const 
   return prefix + stem + suffix + ".html";
 }
 
-Folder::Folder(std::string path, std::string page) : path_(std::move(path)), page_(std::move(page)) {
+Folder::Folder(std::string path, std::string page)
+    : path_(std::move(path)), page_(std::move(page)), folder_(fs::u8path(path_)) {
   std::error_code error;
-  created_ = !fs::exists(fs::u8path(path_), error);
-  fs::create_directories(fs::u8path(path_), error);
+  created_ = !fs::exists(folder_, error);
+  fs::create_directories(folder_, error);
   if (error) throw std::runtime_error(path_ + ": " + error.message());
   for (const std::string& output : outputs()) apps::check_writable(output);
 }
 
 Folder::~Folder() {
   std::error_code not_empty;
-  if (created_) fs::remove(fs::u8path(path_), not_empty);
+  if (created_) fs::remove(folder_, not_empty);
 }
 
 std::vector<std::string> Folder::outputs() const {

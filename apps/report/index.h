@@ -2,6 +2,7 @@
 
 // A folder of reports: the pages, and the index of them as index.html and as index.tsv for scripts.
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,7 @@ class Folder {
   void write_entries(const std::vector<Entry>& entries) const;
 
   std::string path_, page_;
+  std::filesystem::path folder_;  // of path_; made early: to clear up needs no memory then
   bool created_ = false;
 };
 
