@@ -251,7 +251,7 @@ int solve_case(const Options& options) {
   std::string text;
   const int code = solve_and_show(options, c, other, log ? log->log() : nullptr, reports, text);
   if (log) {
-    if (const auto failure = log->keep()) return complain(code == kSolved ? kBadInput : code, *failure);
+    if (const auto failure = log->keep()) return code == kSolved ? complain(kBadInput, *failure) : code;
   }
   if (apps::ReportStream{options.quiet, options.csv_path}.print(text)) return code;
   return complain(code == kSolved ? kBadInput : code, apps::kNotPrinted);

@@ -85,7 +85,7 @@ void least_squares(Trial& trial) {
 }
 
 void free_links(Trial& trial) {
-  unsigned valencies[] = {3, 2, 2, 1};
+  unsigned valencies[] = {4, 4, 4, 4};
   const int answer = DataGraph_FreeLinks(4, valencies);
   if (trial.said(answer != -3)) trial.result(answer);
   trial.memory_is_back();

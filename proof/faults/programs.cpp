@@ -423,7 +423,7 @@ Count run_by_workers(const std::vector<Command>& commands, bool all) {
     const pid_t worker = fork();
     if (worker == 0) {
       const Count found = work(commands, w, all);
-      _exit(write(ends[1], &found, sizeof found) == sizeof found ? 0 : 1);
+      _exit(::write(ends[1], &found, sizeof found) == sizeof found ? 0 : 1);
     }
     close(ends[1]);
     results[w] = ends[0];

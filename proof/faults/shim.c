@@ -145,9 +145,18 @@ VISIBLE ssize_t writev(int file, const struct iovec* parts, int number) {
   return written;
 }
 
+// A stream that has failed tells so by ferror(), too. The C library has no function that sets the mark.
+static void mark_as_failed(FILE* stream) {
+  const int kErrorSeen = 0x20;  // _IO_ERR_SEEN of glibc
+  stream->_flags |= kErrorSeen;
+}
+
 VISIBLE size_t fwrite(const void* bytes, size_t size, size_t number, FILE* stream) {
   const enum Fate fate = stream == stderr ? kGoesOn : fate_of(kFiles);
-  if (fate == kFails) return 0;
+  if (fate == kFails) {
+    mark_as_failed(stream);
+    return 0;
+  }
   const size_t written = real_fwrite(bytes, size, number, stream);
   done();
   return written;
@@ -155,7 +164,10 @@ VISIBLE size_t fwrite(const void* bytes, size_t size, size_t number, FILE* strea
 
 VISIBLE int fputs(const char* text, FILE* stream) {
   const enum Fate fate = stream == stderr ? kGoesOn : fate_of(kFiles);
-  if (fate == kFails) return EOF;
+  if (fate == kFails) {
+    mark_as_failed(stream);
+    return EOF;
+  }
   const int written = real_fputs(text, stream);
   done();
   return written;
@@ -163,7 +175,10 @@ VISIBLE int fputs(const char* text, FILE* stream) {
 
 VISIBLE int fflush(FILE* stream) {
   const enum Fate fate = stream == stderr ? kGoesOn : fate_of(kFiles);
-  if (fate == kFails) return EOF;
+  if (fate == kFails) {
+    if (stream) mark_as_failed(stream);
+    return EOF;
+  }
   const int result = real_fflush(stream);
   done();
   return result;
