@@ -166,10 +166,15 @@ std::string Folder::in_folder(const std::string& name) const {
 
 std::vector<Entry> Folder::read_entries() const {
   std::vector<Entry> entries;
-  std::ifstream file(fs::u8path(in_folder(kTsv)), std::ios::binary);
+  const std::string path = in_folder(kTsv);
+  std::error_code error;
+  if (!fs::exists(fs::u8path(path), error) && !error) return entries;
+  std::ifstream file(fs::u8path(path), std::ios::binary);
   Entry entry;
   for (std::string line; std::getline(file, line);)
     if (parse(line, entry)) entries.push_back(entry);
+  // Taken for an empty one, an index that cannot be read would lose its lines.
+  if (!file.is_open() || file.bad()) throw std::runtime_error(path + ": cannot be read");
   return entries;
 }
 

@@ -58,6 +58,7 @@ class Folder {
  private:
   std::string in_folder(const std::string& name) const;
   /// Returns the entries of index.tsv, without lines that are not of this form.
+  /// @throws std::runtime_error if there is one that cannot be read
   std::vector<Entry> read_entries() const;
   void write_entries(const std::vector<Entry>& entries) const;
 

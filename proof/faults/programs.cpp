@@ -169,6 +169,7 @@ struct Fault {
 struct Result {
   int status = 0;  // of waitpid
   bool hung = false, reached = false;
+  bool unsynchronised = false;  // a file took its place before it was on the disk
   std::string out, err;
   bool killed() const { return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL; }
   int code() const { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
@@ -224,7 +225,9 @@ Result run(const Place& place, const Command& command, const Fault* fault) {
   wait_for(child, result);
   result.out = contents(place.root / "out");
   result.err = contents(place.root / "err");
-  result.reached = fs::exists(place.root / "seen");
+  const std::string told = contents(place.root / "seen");
+  result.reached = told.find("seen\n") != told.npos;
+  result.unsynchronised = told.find("unsynchronised\n") != told.npos;
   return result;
 }
 
@@ -272,6 +275,7 @@ class Judge {
   std::string wrong_with(const Fault& fault, const Result& result, bool with_old_files) const {
     const bool kills = fault.how.rfind("kill", 0) == 0, vanishes = fault.how == "vanish";
     if (result.hung) return "it did not end";
+    if (result.unsynchronised) return "a file took its place before it was on the disk";
     if (WIFSIGNALED(result.status) && !(kills && result.killed()))
       return "ended by signal " + std::to_string(WTERMSIG(result.status));
     const bool succeeded = result.code() == 0;

@@ -8,7 +8,9 @@
 //   FAULT_HOW     once: that call fails; from: all later ones too; full: that one writes half, all later ones
 //                 find the disk full; short: that one writes half; denied: it lacks the right; kill-before,
 //                 kill-after: the process is killed; vanish: FAULT_FOLDER is renamed first
-//   FAULT_SEEN    a file that gets a line when the call is reached
+//   FAULT_SEEN    a file that gets the line "seen" when the call is reached, and "unsynchronised" when a file
+//   is
+//                 renamed behind a write that no fsync has followed
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -17,6 +19,7 @@
 #include <signal.h>
 #include <stdarg.h>
 #include <stdatomic.h>
+#include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -37,6 +40,7 @@ static enum Calls calls = kNoCalls;  // that are counted; none before main()
 static enum How how;
 static long at;
 static atomic_long count;
+static atomic_bool unsynchronised;  // something was written to a file, and not brought to the disk yet
 
 // What is asked for is found before main(): to find it later would allocate.
 static ssize_t (*real_write)(int, const void*, size_t);
@@ -64,11 +68,11 @@ static void find(void* function, const char* name) {
   memcpy(function, &found, sizeof found);
 }
 
-static void tell_that_it_is_seen(void) {
+static void tell(const char* line) {
   const char* const seen = getenv("FAULT_SEEN");
   const int file = seen ? (int)syscall(SYS_openat, AT_FDCWD, seen, O_WRONLY | O_CREAT | O_APPEND, 0600) : -1;
   if (file < 0) return;
-  syscall(SYS_write, file, "seen\n", 5);
+  syscall(SYS_write, file, line, strlen(line));
   syscall(SYS_close, file);
 }
 
@@ -87,7 +91,7 @@ static enum Fate fate_of(enum Calls kind) {
   const long number = atomic_fetch_add(&count, 1) + 1;
   if (number < at) return kGoesOn;
   if (number == at) {
-    tell_that_it_is_seen();
+    tell("seen\n");
     if (how == kKillBefore) syscall(SYS_kill, getpid(), SIGKILL);
     if (how == kVanish) make_the_folder_vanish();
     if (how == kFull || how == kShort) return kWritesHalf;
@@ -125,7 +129,12 @@ VISIBLE int posix_memalign(void** block, size_t alignment, size_t bytes) {
 // What a full disk lets pass: all that writes nothing.
 static int passes_when_full(enum Fate fate) { return how == kFull && fate == kFails; }
 
+static void note_write(int file) {
+  if (file > STDERR_FILENO) unsynchronised = true;
+}
+
 VISIBLE ssize_t write(int file, const void* bytes, size_t number) {
+  note_write(file);
   const enum Fate fate = file == STDERR_FILENO ? kGoesOn : fate_of(kFiles);
   if (fate == kFails) return -1;
   const ssize_t written = real_write(file, bytes, fate == kWritesHalf && number > 1 ? number / 2 : number);
@@ -134,6 +143,7 @@ VISIBLE ssize_t write(int file, const void* bytes, size_t number) {
 }
 
 VISIBLE ssize_t writev(int file, const struct iovec* parts, int number) {
+  note_write(file);
   const enum Fate fate = file == STDERR_FILENO ? kGoesOn : fate_of(kFiles);
   if (fate == kFails) return -1;
   ssize_t written;
@@ -152,6 +162,7 @@ static void mark_as_failed(FILE* stream) {
 }
 
 VISIBLE size_t fwrite(const void* bytes, size_t size, size_t number, FILE* stream) {
+  note_write(fileno(stream));
   const enum Fate fate = stream == stderr ? kGoesOn : fate_of(kFiles);
   if (fate == kFails) {
     mark_as_failed(stream);
@@ -208,6 +219,7 @@ VISIBLE int close(int file) {
 VISIBLE int fsync(int file) {
   if (fate_of(kFiles) == kFails) return -1;
   const int result = real_fsync(file);
+  if (result == 0) unsynchronised = false;
   done();
   return result;
 }
@@ -246,6 +258,7 @@ VISIBLE FILE* fopen64(const char* path, const char* mode) __attribute__((alias("
 VISIBLE int rename(const char* old, const char* new) {
   const enum Fate fate = fate_of(kFiles);
   if (fate == kFails && !passes_when_full(fate)) return -1;
+  if (unsynchronised) tell("unsynchronised\n");
   const int result = real_rename(old, new);
   done();
   return result;

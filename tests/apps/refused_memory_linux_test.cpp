@@ -21,14 +21,15 @@ int requests_to_failure = kNever;  // once 0, it stays so: all requests fail
 
 }  // namespace
 
-void* operator new(std::size_t bytes) {
+// Not inlined, or else the compiler sees a block of operator new that free() gets.
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
   if (requests_to_failure == 0) throw std::bad_alloc();
   if (requests_to_failure > 0) --requests_to_failure;
   if (void* const block = std::malloc(bytes > 0 ? bytes : 1)) return block;
   throw std::bad_alloc();
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 namespace {
 
