@@ -356,9 +356,9 @@ class Campaign {
     }
     good_.out = unharmed.out;
     for (const Target& target : command_.targets) good_.files[target.name] = contents(place_.of(target.name));
-    for (const char* how : {"once", "from"}) fail_each({"memory", how, 0}, false);
     for (const char* how : {"once", "from", "full", "short", "denied", "kill-before", "kill-after", "vanish"})
       for (const bool with_old_files : {true, false}) fail_each({"files", how, 0}, with_old_files);
+    for (const char* how : {"once", "from"}) fail_each({"memory", how, 0}, false);
     return count_;
   }
 
