@@ -3,8 +3,8 @@
 //   corvidnum_program_faults [--all] [COMMAND]    commands whose names contain this text; without it all
 //
 // Each command runs again and again under shim.c: the n-th call fails, in each of several ways, for n = 1, 2,
-// ... until the command runs through without having made so many. Of the allocations, of which a run makes
-// thousands, the first ones are all refused and then ever fewer, or with --all each one.
+// ... until the command runs through without having made so many. Of calls between the first and the last
+// ones only ever fewer are failed, or with --all each one.
 //
 // A run is at fault if it crashes or hangs; if it fails without exactly one line on the error stream; if it
 // succeeds without all of its output whole; if an output is neither the old one nor the new one; or if it
@@ -34,8 +34,8 @@ namespace fs = std::filesystem;
 using Words = std::vector<std::string>;
 
 constexpr std::size_t kWorkers = 2;
-constexpr int kMostSeconds = 20;       // that one run may take
-constexpr int kEveryAllocation = 100;  // up to this one each is refused, then one in nine or so
+constexpr int kMostSeconds = 20;  // that one run may take
+constexpr int kEach = 60;  // of the first and the last calls each is failed, in between one in nine or so
 constexpr int kMostCalls = 1000000;
 constexpr int kMostShown = 8;  // faults of one command that are told
 
@@ -363,14 +363,27 @@ class Campaign {
   }
 
  private:
-  int next(const Fault& fault) const {
-    const bool each = all_ || fault.calls != "memory" || fault.at < kEveryAllocation;
-    return each ? fault.at + 1 : fault.at * 9 / 8;
+  /// Returns how many calls of a kind an unharmed run makes.
+  int number_of(const std::string& calls) const {
+    lay_out(place_, command_, true);
+    const Fault never = {calls, "once", kMostCalls};
+    run(place_, command_, &never);
+    std::string word;
+    int number = 0;
+    std::ifstream(place_.root / "seen") >> word >> number;
+    return number;
+  }
+
+  /// @param number of calls that an unharmed run makes
+  int next(int at, int number) const {
+    if (all_ || at < kEach || at >= number - kEach) return at + 1;
+    return std::min(at * 9 / 8, number - kEach);
   }
 
   void fail_each(Fault fault, bool with_old_files) {
     const Judge judge(place_, command_, good_);
-    for (fault.at = 1; fault.at < kMostCalls; fault.at = next(fault)) {
+    const int number = number_of(fault.calls);
+    for (fault.at = 1; fault.at < kMostCalls; fault.at = next(fault.at, number)) {
       lay_out(place_, command_, with_old_files);
       const Result result = run(place_, command_, &fault);
       if (!result.reached && !result.hung) return;

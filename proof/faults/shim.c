@@ -10,7 +10,7 @@
 //                 kill-after: the process is killed; vanish: FAULT_FOLDER is renamed first
 //   FAULT_SEEN    a file that gets the line "seen" when the call is reached, and "unsynchronised" when a file
 //   is
-//                 renamed behind a write that no fsync has followed
+//                 renamed behind a write that no fsync has followed; at the end "calls" and their number
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -324,6 +324,13 @@ __attribute__((constructor)) static void find_all(void) {
   find(&real_fclose, "fclose");
   find(&real_fwrite, "fwrite");
   find(&real_fputs, "fputs");
+}
+
+__attribute__((destructor)) static void tell_number(void) {
+  char line[40];
+  snprintf(line, sizeof line, "calls %ld\n", atomic_load(&count));
+  calls = kNoCalls;
+  tell(line);
 }
 
 VISIBLE int __libc_start_main(Main* program, int argc, char** argv, void (*begin)(void), void (*end)(void),
