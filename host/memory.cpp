@@ -74,7 +74,7 @@ void count_live(std::int64_t blocks, std::int64_t bytes) {
 BlockHead* head_of(void* block) { return static_cast<BlockHead*>(block) - 1; }
 
 void* refuse() {
-  refused_allocations.fetch_add(1, std::memory_order_relaxed);
+  count_refusal();
   return nullptr;
 }
 
@@ -112,6 +112,8 @@ void fail(Failing mode, std::int64_t n) {
 }
 
 }  // namespace
+
+void count_refusal() { refused_allocations.fetch_add(1, std::memory_order_relaxed); }
 
 OwnMemory::OwnMemory() : nested_(own_memory) { own_memory = true; }
 OwnMemory::~OwnMemory() { own_memory = nested_; }

@@ -17,4 +17,7 @@ class OwnMemory {
   const bool nested_;
 };
 
+/// Counts a request that the C library answered with null, so that RefusedAllocations tells of it, too.
+void count_refusal();
+
 }  // namespace corvid_host

@@ -9,6 +9,7 @@
 
 #include "frame/corvid.h"
 #include "host/format.h"
+#include "host/memory.h"
 
 static_assert(sizeof(Text) == 2 * sizeof(void*), "hosts and library pass a Text as two machine words");
 
@@ -52,7 +53,11 @@ FilledFormat::FilledFormat(const char* format, std::va_list arguments) : charact
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
   const std::size_t room = static_cast<std::size_t>(length) + 1;
   if (length >= 0) characters_ = static_cast<char*>(std::malloc(room));
-  if (characters_) std::vsnprintf(characters_, room, format, again);
+  if (characters_) {
+    std::vsnprintf(characters_, room, format, again);
+  } else if (length >= 0) {
+    count_refusal();
+  }
   va_end(again);
 }
 

@@ -72,6 +72,11 @@ int complain_of(const Options& options, int code, const std::string& what) {
   return complain(code, case_name(options) + ": " + what);
 }
 
+/// Returns the exit code of a run that has come to no answer.
+int code_without_answer(column::Outcome outcome) {
+  return outcome == column::Outcome::kNoMemory ? static_cast<int>(kBadInput) : kNotConverged;
+}
+
 /// Appends the answer of the bubble-point method, beside that of the other case if there is one.
 int show_bubble_point(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
                       const column::Solution& solution, const std::optional<column::ColumnCase>& other,
@@ -91,12 +96,14 @@ int show_bubble_point(const Options& options, const column::ColumnCase& c, const
 int check_dense(const Options& options, const column::ColumnCase& c, const column::InternalFlows& flows,
                 const column::Solution& arrow, std::string& text) {
   if (arrow.outcome != column::Outcome::kOk)
-    return complain_of(options, kNotConverged, "nothing to check by the dense matrix: " + arrow.complaint);
+    return complain_of(options, code_without_answer(arrow.outcome),
+                       "nothing to check by the dense matrix: " + arrow.complaint);
   const column::Solution dense = apps::in_phase("solving by the dense matrix", [&] {
     return column::solve(c, flows, column::Solver::kDense, options.acceleration);
   });
   if (dense.outcome != column::Outcome::kOk)
-    return complain_of(options, kNotConverged, "dense run not converged: " + dense.complaint);
+    return complain_of(options, code_without_answer(dense.outcome),
+                       "dense run not converged: " + dense.complaint);
   const column::DenseCheck check{column::solver_difference(c, flows, arrow.profile.temperature),
                                  column::profile_difference(arrow.profile, dense.profile), dense.passes(),
                                  dense.seconds};
@@ -137,7 +144,7 @@ int solve_by_newton(const Options& options, const column::ColumnCase& c, const c
   const column::NewtonSolution newton =
       apps::in_phase("solving by newton", [&] { return column::solve_newton(c, flows, options.solver); });
   if (newton.outcome != column::Outcome::kOk)
-    return complain_of(options, kNotConverged,
+    return complain_of(options, code_without_answer(newton.outcome),
                        "newton: not converged: " + newton.complaint +
                            (compared ? "" : "; nor is the bubble-point method: " + bubble_point.complaint));
   const column::Closure closed = column::closure(c, flows, newton.profile);
@@ -157,7 +164,7 @@ int compare(const Options& options, const column::ColumnCase& c, const column::I
   });
   text += column::report(c, comparison);
   if (const auto* run = comparison.failed())
-    return complain_of(options, kNotConverged,
+    return complain_of(options, code_without_answer(run->solution.outcome),
                        fmt::format("acceleration {}: not converged: {}", run->name, run->solution.complaint));
   if (const auto* run = comparison.disagreeing())
     return complain_of(options, kInexact,
@@ -198,7 +205,8 @@ int show_answers(const Options& options, const column::ColumnCase& c, const colu
   const column::Solution bubble_point = answer;
   const bool converged = bubble_point.outcome == column::Outcome::kOk;
   if (!converged && !options.newton)
-    return complain_of(options, kNotConverged, "not converged: " + bubble_point.complaint);
+    return complain_of(options, code_without_answer(bubble_point.outcome),
+                       "not converged: " + bubble_point.complaint);
   const int code = converged ? show_bubble_point(options, c, flows, bubble_point, other, text) : kSolved;
   if (code != kSolved || !options.newton) return code;
   return solve_by_newton(options, c, flows, bubble_point, answer.profile, text);
@@ -243,7 +251,7 @@ int solve_case(const Options& options) {
   std::string text;
   const int code = solve_and_show(options, c, other, log ? log->log() : nullptr, reports, text);
   if (log) {
-    if (const auto failure = log->keep()) return complain(code == kSolved ? kBadInput : code, *failure);
+    if (const auto failure = log->keep()) return code == kSolved ? complain(kBadInput, *failure) : code;
   }
   if (apps::ReportStream{options.quiet, options.csv_path}.print(text)) return code;
   return complain(code == kSolved ? kBadInput : code, apps::kNotPrinted);
@@ -287,7 +295,7 @@ void add_newton_options(CLI::App& app, Options& options) {
 // These two refuse options that would have no effect, because they are likely to be a mistake.
 
 void check_newton_options(const CLI::App& app, const Options& options) {
-  if (!options.newton && app.count("--solver") > 0)
+  if (!options.newton && apps::is_given(app, "--solver"))
     throw CLI::ValidationError("--solver", "needs --method newton");
 }
 
@@ -296,9 +304,9 @@ void check_acceleration_options(const CLI::App& app, const Options& options) {
   if (options.compare) return;
   const Acceleration method = options.acceleration.method;
   for (const char* option : {"--eigen", "--frequency", "--debug-log"})
-    if (method == Acceleration::None && app.count(option) > 0)
+    if (method == Acceleration::None && apps::is_given(app, option))
       throw CLI::ValidationError(option, "needs --accelerate other than none, or --compare");
-  if (method != Acceleration::Multiple && app.count("--eigen") > 0)
+  if (method != Acceleration::Multiple && apps::is_given(app, "--eigen"))
     throw CLI::ValidationError("--eigen", "needs --accelerate multiple, or --compare");
 }
 
@@ -350,7 +358,7 @@ void declare(CLI::App& app, Options& options) {
 /// has.
 void check_command(const CLI::App& app) {
   if (!app.got_subcommand(kFit)) {
-    if (app.count("case") == 0) throw CLI::RequiredError("case");
+    if (!apps::is_given(app, "case")) throw CLI::RequiredError("case");
     return;
   }
   for (const CLI::Option* option : app.get_options())

@@ -14,7 +14,9 @@ constexpr std::string_view kExtension = ".LOG";  // which DebugOut puts behind a
 }  // namespace
 
 LogFile::LogFile(const std::string& name)
-    : path_(name + std::string(kExtension)), file_(path_, ".part" + std::string(kExtension)) {
+    : path_(name + std::string(kExtension)),
+      refused_(corvid_host::RefusedAllocations()),
+      file_(path_, ".part" + std::string(kExtension)) {
   if (file_.obstacle()) throw std::runtime_error(path_ + ": " + *file_.obstacle());
   const std::string opened =
       file_.direct() ? name : file_.name().substr(0, file_.name().size() - kExtension.size());
@@ -30,6 +32,7 @@ std::optional<std::string> LogFile::keep() {
   log_.reset();
   if (corvid_host::IncompleteTextFiles() != incomplete)
     return path_ + ": the log was not written whole; is the disk full?";
+  if (corvid_host::RefusedAllocations() != refused_) return path_ + ": " + kMemoryRefused;
   if (const auto failure = file_.put_in_place()) return path_ + ": " + *failure;
   return std::nullopt;
 }

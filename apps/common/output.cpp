@@ -101,7 +101,8 @@ std::optional<std::string> Replacement::create(const std::string& ending) {
     name_ = fmt::format("{}.{}-{}{}", target_, platform::process_number(), serial, ending);
     // Not one that is there, not even as a link: somebody may have put it there on purpose.
     bool exists = false;
-    auto failure = platform::create_new(fs::u8path(name_), permissions, exists);
+    new_file_ = fs::u8path(name_);
+    auto failure = platform::create_new(new_file_, permissions, exists);
     if (exists) continue;
     made_ = !failure;
     return failure;
@@ -110,7 +111,7 @@ std::optional<std::string> Replacement::create(const std::string& ending) {
 
 Replacement::~Replacement() {
   std::error_code gone;
-  if (made_) fs::remove(fs::u8path(name_), gone);
+  if (made_) fs::remove(new_file_, gone);
 }
 
 std::optional<std::string> Replacement::put_in_place() {

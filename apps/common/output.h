@@ -100,6 +100,7 @@ class Replacement {
   std::optional<std::string> create(const std::string& ending);
 
   std::string target_, name_;
+  std::filesystem::path new_file_;  // made early: to clear up needs no memory then
   bool direct_ = false;
   std::optional<std::filesystem::perms> permissions_;  // of the old file, if there is one
   bool made_ = false;                                  // the new file is there

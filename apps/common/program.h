@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <string>
@@ -37,12 +38,25 @@ struct Program {
   const std::string& (*file)(const Options& options);       // that the program works on, or empty
 };
 
+/// Ends the process as a program does that lacks memory, if memory was refused in a function that is declared
+/// not to throw, as the parsers of options and of TOML have some.
+[[noreturn]] inline void end_without_memory() noexcept {
+  try {
+    if (const std::exception_ptr thrown = std::current_exception()) std::rethrow_exception(thrown);
+  } catch (const std::bad_alloc&) {
+    std::_Exit(complain(kBadInput, kMemoryRefused));
+  } catch (...) {
+  }
+  std::abort();
+}
+
 /// Runs a program.
 /// @return its exit code: that of `run`; kSolved after --help; kBadUsage after CLI::ParseError; kBadInput
 ///         after any other exception
 template <class Options>
 int run_program(const Program<Options>& program, int argc, char** argv) {
   const platform::StandardStreams streams;
+  std::set_terminate(end_without_memory);
   try {
     CLI::App app{program.description, program.name};
     app.allow_windows_style_options(false);  // a path may begin with a slash

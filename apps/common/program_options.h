@@ -34,6 +34,17 @@ inline CLI::Validator no_stream(const char* what = "file") {
       "");
 }
 
+/// Returns whether an option or a positional argument was given. CLI::App::count may not be used for it: on
+/// its way it copies the name in a function that is declared not to throw, so that refused memory would end
+/// the process there.
+/// @throws std::bad_alloc
+inline bool is_given(const CLI::App& app, const std::string& name) {
+  const std::vector<const CLI::Option*> options = app.get_options();
+  return std::any_of(options.begin(), options.end(), [&](const CLI::Option* option) {
+    return option->count() > 0 && option->check_name(name);
+  });
+}
+
 /// Accepts numbers from `lowest` to `highest`, both included, and no NaN.
 /// @param unit  follows the bounds in the message
 inline CLI::Validator between(double lowest, double highest, const char* unit = "") {

@@ -127,17 +127,18 @@ std::string page_name(const std::string& prefix, const std::string& path, const 
   return prefix + stem + suffix + ".html";
 }
 
-Folder::Folder(std::string path, std::string page) : path_(std::move(path)), page_(std::move(page)) {
+Folder::Folder(std::string path, std::string page)
+    : path_(std::move(path)), page_(std::move(page)), folder_(fs::u8path(path_)) {
   std::error_code error;
-  created_ = !fs::exists(fs::u8path(path_), error);
-  fs::create_directories(fs::u8path(path_), error);
+  created_ = !fs::exists(folder_, error);
+  fs::create_directories(folder_, error);
   if (error) throw std::runtime_error(path_ + ": " + error.message());
   for (const std::string& output : outputs()) apps::check_writable(output);
 }
 
 Folder::~Folder() {
   std::error_code not_empty;
-  if (created_) fs::remove(fs::u8path(path_), not_empty);
+  if (created_) fs::remove(folder_, not_empty);
 }
 
 std::vector<std::string> Folder::outputs() const {
@@ -165,10 +166,15 @@ std::string Folder::in_folder(const std::string& name) const {
 
 std::vector<Entry> Folder::read_entries() const {
   std::vector<Entry> entries;
-  std::ifstream file(fs::u8path(in_folder(kTsv)), std::ios::binary);
+  const std::string path = in_folder(kTsv);
+  std::error_code error;
+  if (!fs::exists(fs::u8path(path), error) && !error) return entries;
+  std::ifstream file(fs::u8path(path), std::ios::binary);
   Entry entry;
   for (std::string line; std::getline(file, line);)
     if (parse(line, entry)) entries.push_back(entry);
+  // Taken for an empty one, an index that cannot be read would lose its lines.
+  if (!file.is_open() || file.bad()) throw std::runtime_error(path + ": cannot be read");
   return entries;
 }
 

@@ -2,6 +2,7 @@
 
 // A folder of reports: the pages, and the index of them as index.html and as index.tsv for scripts.
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -57,10 +58,12 @@ class Folder {
  private:
   std::string in_folder(const std::string& name) const;
   /// Returns the entries of index.tsv, without lines that are not of this form.
+  /// @throws std::runtime_error if there is one that cannot be read
   std::vector<Entry> read_entries() const;
   void write_entries(const std::vector<Entry>& entries) const;
 
   std::string path_, page_;
+  std::filesystem::path folder_;  // of path_; made early: to clear up needs no memory then
   bool created_ = false;
 };
 

@@ -162,7 +162,7 @@ void check_options(const CLI::App& app, const Options& options) {
       apps::check_outputs_differ("--spy", picture, "--spy", pictures.front());
   }
   const bool by_ma38 = task.solver.method != SparseMethod::ma48 || task.try_all;
-  if (app.count("--prefer-diagonal") > 0 && !by_ma38)
+  if (apps::is_given(app, "--prefer-diagonal") && !by_ma38)
     throw CLI::ValidationError(task.solver.diagonal > 0 ? "--prefer-diagonal" : "--no-prefer-diagonal",
                                "has no effect on ma48");
 }
