@@ -2,9 +2,12 @@
 
 /// @file
 /// What is exported. On Windows the module definition file cmake/corvidnum.def decides that for the library.
+/// What else depends on the system is in pairs of files, of which CORVIDNUM_PLATFORM_HEADER names the one
+/// that the library's own sources include.
 
 #if defined(_WIN32)
 
+#define CORVIDNUM_PLATFORM_HEADER "frame/platform_windows.h"
 #define CORVIDNUM_API
 #define CORVIDNUM_HIDDEN
 
@@ -15,6 +18,8 @@
 #endif
 
 #else
+
+#define CORVIDNUM_PLATFORM_HEADER "frame/platform_linux.h"
 
 /// Exports what a host may call or derive from; everything else in the library has hidden visibility.
 #define CORVIDNUM_API __attribute__((visibility("default")))
