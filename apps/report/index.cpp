@@ -131,7 +131,7 @@ Folder::Folder(std::string path, std::string page) : path_(std::move(path)), pag
   std::error_code error;
   created_ = !fs::exists(fs::u8path(path_), error);
   fs::create_directories(fs::u8path(path_), error);
-  if (error) throw std::runtime_error(path_ + ": " + error.message());
+  if (error) throw std::runtime_error(path_ + ": " + apps::message_of(error));
   for (const std::string& output : outputs()) apps::check_writable(output);
 }
 
@@ -150,7 +150,9 @@ void Folder::add(const Page& page, Entry entry) {
   const apps::platform::FolderLock lock(fs::u8path(path_));  // no other program changes the index meanwhile
   apps::write_file(in_folder(page_), page.html());
   std::vector<Entry> entries = read_entries();
-  const auto is_same = [&](const Entry& old) { return old.file == entry.file; };
+  const auto is_same = [&](const Entry& old) {
+    return apps::platform::is_same_path(fs::u8path(old.file), fs::u8path(entry.file));
+  };
   const auto old = std::find_if(entries.begin(), entries.end(), is_same);
   if (old == entries.end())
     entries.push_back(std::move(entry));
@@ -160,7 +162,7 @@ void Folder::add(const Page& page, Entry entry) {
 }
 
 std::string Folder::in_folder(const std::string& name) const {
-  return (fs::u8path(path_) / name).generic_u8string();
+  return (fs::u8path(path_) / fs::u8path(name)).generic_u8string();
 }
 
 std::vector<Entry> Folder::read_entries() const {
