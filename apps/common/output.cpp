@@ -124,6 +124,7 @@ std::optional<std::string> Replacement::put_in_place() {
   // The old file may be gone after a failure. Then the new one is the only copy, and stays.
   std::error_code unknown;
   made_ = failure && (!permissions_ || fs::exists(fs::u8path(target_), unknown));
+  if (failure && !made_) *failure += "; the old file is gone, and the new one is " + name_;
   return failure;
 }
 
