@@ -2,8 +2,7 @@
 
 /// @file
 /// What is exported. On Windows the module definition file cmake/corvidnum.def decides that for the library.
-/// What else depends on the system is in pairs of files, of which CORVIDNUM_PLATFORM_HEADER names the one
-/// that the library's own sources include.
+/// What else depends on the system is in pairs of files.
 
 #if defined(_WIN32)
 
@@ -19,6 +18,7 @@
 
 #else
 
+/// Names the header with what the library's own sources have inline for the system; it is not installed.
 #define CORVIDNUM_PLATFORM_HEADER "frame/platform_linux.h"
 
 /// Exports what a host may call or derive from; everything else in the library has hidden visibility.
