@@ -27,6 +27,9 @@ foreach(kind IN ITEMS EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT "-static")
 endforeach()
 
+# Programs take zlib into themselves, too: this is what FindZLIB asks for.
+set(ZLIB_USE_STATIC_LIBS ON)
+
 # Windows looks for a program's DLLs beside it.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 

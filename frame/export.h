@@ -2,9 +2,11 @@
 
 /// @file
 /// What is exported. On Windows the module definition file cmake/corvidnum.def decides that for the library.
+/// What else depends on the system is in pairs of files.
 
 #if defined(_WIN32)
 
+#define CORVIDNUM_PLATFORM_HEADER "frame/platform_windows.h"
 #define CORVIDNUM_API
 #define CORVIDNUM_HIDDEN
 
@@ -15,6 +17,9 @@
 #endif
 
 #else
+
+/// Names the header with what the library's own sources have inline for the system; it is not installed.
+#define CORVIDNUM_PLATFORM_HEADER "frame/platform_linux.h"
 
 /// Exports what a host may call or derive from; everything else in the library has hidden visibility.
 #define CORVIDNUM_API __attribute__((visibility("default")))

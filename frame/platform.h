@@ -29,27 +29,7 @@ class RecordLock {
 std::uint64_t thread_word();
 void set_thread_word(std::uint64_t word);
 
-#if defined(_WIN32)
-
-/// Does nothing: the system tells of every thread, whether it enters the library or not.
-inline void enter_library() {}
-
-#else
-
-// The loader of this system sends no thread notifications. So a thread is attached when it first enters an
-// exported operation, and detached when it ends. The flag is plain thread-local data of the initial-exec
-// model: testing it costs one load and one compare, and it has no destructor that would keep the library
-// mapped after dlclose.
-extern __thread bool thread_is_attached __attribute__((tls_model("initial-exec")));
-
-/// Marks the calling thread as attached, sends thread attach, and arranges for thread detach at its end.
-void attach_thread();
-
-/// Attaches the calling thread if it is new. Every exported operation calls it first.
-inline void enter_library() {
-  if (__builtin_expect(!thread_is_attached, 0)) attach_thread();
-}
-
-#endif
-
 }  // namespace corvidnum
+
+// Has `enter_library`, which every exported operation calls first.
+#include CORVIDNUM_PLATFORM_HEADER

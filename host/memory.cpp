@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "host/corvid_host.h"
+#include "host/platform.h"
 
 namespace corvid_host {
 namespace {
@@ -42,25 +43,25 @@ enum class Failing { kNone, kOnce, kFromThere };
 std::atomic<Failing> failing{Failing::kNone};
 std::atomic<std::int64_t> requests_to_failure{0};
 
-thread_local bool own_memory = false;
-
 /// Counts down to a requested failure, if there is one; returns whether this request has to fail.
 bool failure_is_due() {
   const Failing mode = failing.load(std::memory_order_acquire);
-  if (mode == Failing::kNone || own_memory) return false;
+  if (mode == Failing::kNone || memory_is_own()) return false;
   const std::int64_t left = requests_to_failure.fetch_sub(1, std::memory_order_relaxed);
   return mode == Failing::kOnce ? left == 1 : left <= 1;
 }
 
 bool is_too_large(std::size_t bytes) {
-  return bytes > (own_memory ? kMostBytes : most_bytes.load(std::memory_order_relaxed));
+  return bytes > kMostBytes || (bytes > most_bytes.load(std::memory_order_relaxed) && !memory_is_own());
 }
 
 /// Returns whether a request exceeds the limit of live bytes; a block that shrinks never does.
 /// @param added bytes that the request adds to the live ones
 bool are_too_many(std::int64_t added) {
-  return !own_memory && added > 0 &&
-         added > most_live_bytes.load(std::memory_order_relaxed) - live_bytes.load(std::memory_order_relaxed);
+  return added > 0 &&
+         added >
+             most_live_bytes.load(std::memory_order_relaxed) - live_bytes.load(std::memory_order_relaxed) &&
+         !memory_is_own();
 }
 
 void count_live(std::int64_t blocks, std::int64_t bytes) {
@@ -86,7 +87,7 @@ void* obtain_zeroed(BlockHead*, std::size_t bytes) { return std::calloc(1, bytes
 /// unchanged.
 void* serve(BlockHead* old, std::size_t bytes, Obtain obtain) {
   if (failure_is_due() || is_too_large(bytes)) return refuse();
-  const BlockHead before = old ? *old : BlockHead{0, !own_memory};
+  const BlockHead before = old ? *old : BlockHead{0, !memory_is_own()};
   const std::int64_t added = static_cast<std::int64_t>(bytes) - static_cast<std::int64_t>(before.bytes);
   if (are_too_many(added)) return refuse();
   BlockHead* const head = static_cast<BlockHead*>(obtain(old, sizeof(BlockHead) + bytes));
@@ -115,8 +116,8 @@ void fail(Failing mode, std::int64_t n) {
 
 void count_refusal() { refused_allocations.fetch_add(1, std::memory_order_relaxed); }
 
-OwnMemory::OwnMemory() : nested_(own_memory) { own_memory = true; }
-OwnMemory::~OwnMemory() { own_memory = nested_; }
+OwnMemory::OwnMemory() : nested_(memory_is_own()) { set_memory_is_own(true); }
+OwnMemory::~OwnMemory() { set_memory_is_own(nested_); }
 
 std::int64_t LiveBlocks() { return live_blocks; }
 std::int64_t LiveBytes() { return live_bytes; }

@@ -1,6 +1,7 @@
 #pragma once
 
-// What the host support library needs of the system: files, the program's address, the floating-point unit.
+// What the host support library needs of the system: files, the program's address, a flag of each thread, the
+// floating-point unit.
 // Names of files are UTF-8; on Linux any bytes are a name.
 
 #include <cstddef>
@@ -42,6 +43,11 @@ bool file_exists(const char* path);
 
 /// Returns the load address of the program, null if the system does not tell it.
 ModuleHandle program_address();
+
+/// Returns the flag of the calling thread, false before the first set_memory_is_own: whether what the thread
+/// allocates belongs to the host (see OwnMemory).
+bool memory_is_own();
+void set_memory_is_own(bool own);
 
 /// Applies rounding and traps to the calling thread. An exception flag that is already set does not trap.
 void apply_float_control(FloatControl control);

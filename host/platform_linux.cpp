@@ -24,6 +24,8 @@ constexpr const char* kNoMemory = "no memory is left";
 constexpr const char* kNotRegular = "it is not a regular file";
 constexpr const char* kTooLong = "the file is too long";
 
+thread_local bool own_memory = false;
+
 constexpr mode_t kReadAndWriteForAll = 0666;  // of a new file; the system subtracts the process's umask
 
 const char* system_error() { return strerrordesc_np(errno); }
@@ -184,6 +186,9 @@ ModuleHandle program_address() {
   void* const headers = reinterpret_cast<void*>(getauxval(AT_PHDR));
   return headers && dladdr(headers, &info) != 0 ? info.dli_fbase : nullptr;
 }
+
+bool memory_is_own() { return own_memory; }
+void set_memory_is_own(bool own) { own_memory = own; }
 
 void apply_float_control(FloatControl control) {
   fesetround(control.rounding);

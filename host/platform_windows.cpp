@@ -16,15 +16,34 @@
 #include <new>
 #include <string>
 
+#include "host/windows_files.h"
+
 namespace corvid_host {
 namespace {
 
 constexpr const char* kNoMemory = "no memory is left";
 constexpr const char* kNotRegular = "it is not a regular file";
 constexpr const char* kTooLong = "the file is too long";
+constexpr const char* kLeftBeside = "the old file is gone; the new one is in its folder, as ~...new";
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr DWORD kMostInOneCall = DWORD{1} << 30;
+
+DWORD flag_slot = TLS_OUT_OF_INDEXES;  // of each thread's flag; without a slot, the flag stays false
+
+/// Has a slot while the library is loaded. Thread-local data of the compiler would bring a library of threads
+/// along, which takes a slot at each load and never gives it back.
+struct FlagSlot {
+  FlagSlot() { flag_slot = TlsAlloc(); }
+  FlagSlot(const FlagSlot&) = delete;
+  FlagSlot& operator=(const FlagSlot&) = delete;
+  ~FlagSlot() {
+    TlsFree(flag_slot);
+    flag_slot = TLS_OUT_OF_INDEXES;  // what runs later must not write into the slot of somebody else
+  }
+};
+
+const FlagSlot owned_flag_slot;
 
 /// Returns a text for the error of the last call, in the words of the C library where it has an equal.
 const char* system_error() {
@@ -43,6 +62,9 @@ const char* system_error() {
     case ERROR_DISK_FULL:
     case ERROR_HANDLE_DISK_FULL:
       return "No space left on device";
+    case ERROR_FILENAME_EXCED_RANGE:
+    case ERROR_BUFFER_OVERFLOW:
+      return "File name too long";
     case ERROR_FILE_TOO_LARGE:
       return "File too large";
     case ERROR_NOT_ENOUGH_MEMORY:
@@ -123,18 +145,12 @@ bool is_not_regular(const std::wstring& name) {
   return file.Valid() && GetFileType(file.Handle()) != FILE_TYPE_DISK;
 }
 
-/// Returns the name of the file that a symbolic link leads to; any other name stays as it is.
-std::wstring resolved(const std::wstring& name) {
-  const DWORD attributes = GetFileAttributesW(name.c_str());
-  if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_REPARSE_POINT)) return name;
-  const File file(name, 0, OPEN_EXISTING);
-  if (!file.Valid()) return name;
-  const DWORD room = GetFinalPathNameByHandleW(file.Handle(), nullptr, 0, FILE_NAME_NORMALIZED);
-  std::wstring target(room, L'\0');
-  const DWORD length = GetFinalPathNameByHandleW(file.Handle(), target.data(), room, FILE_NAME_NORMALIZED);
-  if (length == 0 || length >= room) return name;
-  target.resize(length);
-  return target;
+/// Returns a short name in the folder of `name`: with one longer than that of most files, a path that the
+/// system accepts could get a neighbour that it does not.
+std::wstring name_beside(const std::wstring& name, unsigned serial) {
+  const std::size_t folder = name.find_last_of(L"\\/:") + 1;  // 0 if there is none
+  return name.substr(0, folder) + L"~" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+         std::to_wstring(serial) + L".new";
 }
 
 /// Writes a new file beside `name`, under a name that is not in use, and synchronises it with the disk.
@@ -144,7 +160,7 @@ const char* write_beside(const std::wstring& name, const unsigned char* bytes, s
                          std::wstring* beside) {
   static std::atomic<unsigned> serial{0};
   for (;;) {
-    *beside = name + L".new-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(serial++);
+    *beside = name_beside(name, serial++);
     const File file(*beside, GENERIC_WRITE, CREATE_NEW);
     if (file.Valid()) {
       const bool written = write_all(file.Handle(), bytes, count) && FlushFileBuffers(file.Handle());
@@ -162,12 +178,6 @@ bool may_be_replaced(const std::wstring& name, DWORD attributes) {
     return false;
   }
   return File(name, DELETE, OPEN_EXISTING).Valid();
-}
-
-/// Gives the new file the name of the old one, and its permissions if there is an old one.
-bool take_the_place(const std::wstring& beside, const std::wstring& name, bool exists) {
-  if (exists && ReplaceFileW(name.c_str(), beside.c_str(), nullptr, 0, nullptr, nullptr)) return true;
-  return MoveFileExW(beside.c_str(), name.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
 }
 
 /// Changes the control words of both floating-point units, which have the mask bits of the exceptions in the
@@ -210,15 +220,18 @@ const char* read_whole_file(const char* path, std::size_t most, unsigned char** 
 }
 
 const char* replace_file(const char* path, const unsigned char* bytes, std::size_t count) try {
-  const std::wstring target = resolved(wide(path));
+  const std::wstring target = windows_files::final_name(wide(path));
   if (is_not_regular(target)) return kNotRegular;
   const DWORD attributes = GetFileAttributesW(target.c_str());
   const bool exists = attributes != INVALID_FILE_ATTRIBUTES;
   if (exists && !may_be_replaced(target, attributes)) return system_error();
   std::wstring beside;
   const char* why = write_beside(target, bytes, count, &beside);
-  if (!why && !take_the_place(beside, target, exists)) why = system_error();
-  if (why) DeleteFileW(beside.c_str());
+  if (!why && !windows_files::take_the_place(beside, target)) why = system_error();
+  if (!why) return nullptr;
+  // A replacement that fails may have lost the old file. Then the new one is the only copy.
+  if (exists && !windows_files::exists(target)) return kLeftBeside;
+  DeleteFileW(beside.c_str());
   return why;
 } catch (const std::bad_alloc&) {
   return kNoMemory;
@@ -252,6 +265,15 @@ bool file_exists(const char* path) try {
 }
 
 ModuleHandle program_address() { return GetModuleHandleW(nullptr); }
+
+bool memory_is_own() {
+  const DWORD error = GetLastError();  // which TlsGetValue clears
+  const bool own = TlsGetValue(flag_slot) != nullptr;
+  SetLastError(error);
+  return own;
+}
+
+void set_memory_is_own(bool own) { TlsSetValue(flag_slot, own ? &flag_slot : nullptr); }
 
 void apply_float_control(FloatControl control) {
   fesetround(control.rounding);

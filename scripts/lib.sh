@@ -18,9 +18,17 @@ fail() {
 
 # step NAME COMMAND...: runs quietly; if the command fails, the end of its output says why.
 step() {
-  local log=$logs/$1.log
+  local log=$logs/$1.log status
   shift
-  "$@" >"$log" 2>&1 && return
+  # In a condition, the shell would go on behind a command that fails within a function.
+  set +e
+  (
+    set -e
+    "$@"
+  ) >"$log" 2>&1
+  status=$?
+  set -e
+  [ "$status" -ne 0 ] || return 0
   tail -n 60 "$log" >&2
   fail "failed: $* (all of its output: $log)"
 }

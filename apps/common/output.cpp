@@ -55,6 +55,8 @@ int complain(int code, std::string_view file, std::string_view message) noexcept
   return code;
 }
 
+std::string message_of(const std::error_code& error) { return error.default_error_condition().message(); }
+
 bool print_whole(const std::string& text) { return print_on(stdout, text); }
 
 bool ReportStream::print(const std::string& text) const {
@@ -85,9 +87,10 @@ Replacement::Replacement(const std::string& path, const std::string& ending) : t
     // Replacing the file of a stream would lose what it holds, and what is still printed there.
     direct_ = !fs::is_regular_file(status) || stream_to(named) != nullptr;
     permissions_ = status.permissions() & fs::perms::all;
-    if (!direct_) target_ = fs::canonical(named, error).u8string();  // through a link, not over it
-    if (error) obstacle_ = error.message();
+    if (!direct_) target_ = platform::final_path(named, error).u8string();  // through a link, not over it
+    if (error) obstacle_ = message_of(error);
   }
+  direct_ = direct_ || platform::is_name_of_device(named);
   if (!obstacle_ && !direct_) obstacle_ = create(ending);
 }
 
@@ -119,7 +122,10 @@ std::optional<std::string> Replacement::put_in_place() {
   std::error_code refused;  // by a file system without permissions
   if (permissions_) fs::permissions(fs::u8path(name_), *permissions_, refused);
   auto failure = platform::replace(fs::u8path(name_), fs::u8path(target_));
-  made_ = failure.has_value();
+  // The old file may be gone after a failure. Then the new one is the only copy, and stays.
+  std::error_code unknown;
+  made_ = failure && (!permissions_ || fs::exists(fs::u8path(target_), unknown));
+  if (failure && !made_) *failure += "; the old file is gone, and the new one is " + name_;
   return failure;
 }
 

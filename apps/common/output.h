@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace apps {
@@ -34,6 +35,10 @@ int complain(int code, std::string_view file, std::string_view message) noexcept
 
 inline constexpr const char* kMemoryRefused = "the memory does not suffice";
 inline constexpr const char* kNotPrinted = "standard output cannot be written";
+
+/// Returns the text of an error, in the same words on every system where the C library knows the error: those
+/// of Windows itself depend on the user's language, and are not UTF-8.
+std::string message_of(const std::error_code& error);
 
 /// Prints all of `text` on standard output and flushes it.
 /// @return false if standard output cannot be written
@@ -74,7 +79,7 @@ struct ReportStream {
 };
 
 /// A new file that is written beside the target of `path`, which is found through symbolic links, and then
-/// renamed over it.
+/// takes its place.
 class Replacement {
  public:
   /// Creates the file under a name that no other file has. If that fails, obstacle() says why; if the target

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace apps::platform {
@@ -22,9 +23,6 @@ class StandardStreams {
   ~StandardStreams();
   StandardStreams(const StandardStreams&) = delete;
   StandardStreams& operator=(const StandardStreams&) = delete;
-
- private:
-  [[maybe_unused]] unsigned former_page_ = 0;  // the console's page of characters; 0: left as it is
 };
 
 /// Returns whether the error stream is a terminal that obeys the usual escape sequences.
@@ -32,6 +30,18 @@ bool error_stream_is_terminal();
 
 /// Returns the process's number, which no other one has at the time.
 long process_number();
+
+/// Returns whether two paths, both absolute or both in one folder, are the same to the system, which may not
+/// tell capital letters from small ones.
+bool is_same_path(const std::filesystem::path& a, const std::filesystem::path& b);
+
+/// Returns whether a path is the name of a device, in whatever folder, as NUL is on Windows. Where devices
+/// are files, none is.
+bool is_name_of_device(const std::filesystem::path& path);
+
+/// Returns the file that a path leads to through symbolic links.
+/// @param error  out: what went wrong
+std::filesystem::path final_path(const std::filesystem::path& path, std::error_code& error);
 
 /// Returns whether a stream of this process goes to the file that `path` leads to.
 bool goes_to(std::FILE* stream, const std::filesystem::path& path);
@@ -51,6 +61,7 @@ std::optional<std::string> create_new(const std::filesystem::path& file, std::fi
                                       bool& exists);
 
 /// Has the system bring a file to the disk, and gives it the name of another, which it replaces in one step.
+/// If that fails, Windows may have removed the other one, and the file has its own name.
 std::optional<std::string> replace(const std::filesystem::path& file, const std::filesystem::path& target);
 
 /// Keeps other programs that ask for the lock of the same folder waiting, for the lifetime of the object. No

@@ -40,6 +40,12 @@ bool error_stream_is_terminal() { return isatty(STDERR_FILENO) != 0; }
 
 long process_number() { return getpid(); }
 
+bool is_same_path(const fs::path& a, const fs::path& b) { return a == b; }
+
+bool is_name_of_device(const fs::path& /*path*/) { return false; }
+
+fs::path final_path(const fs::path& path, std::error_code& error) { return fs::canonical(path, error); }
+
 bool goes_to(std::FILE* stream, const fs::path& path) {
   using FileStatus = struct stat;  // there is a function of this name, too
   FileStatus target{}, open_file{};

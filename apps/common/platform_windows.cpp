@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -14,7 +16,9 @@
 
 #include <shellapi.h>
 
+#include "apps/common/output.h"
 #include "apps/common/platform.h"
+#include "host/windows_files.h"
 
 namespace apps::platform {
 namespace {
@@ -29,14 +33,52 @@ std::string library_error() { return std::strerror(errno); }
 
 /// Returns the text of the system's last error: that of the C library for the same condition if there is one.
 std::string system_error() {
-  const std::error_code code(static_cast<int>(GetLastError()), std::system_category());
-  return code.default_error_condition().message();
+  return message_of(std::error_code(static_cast<int>(GetLastError()), std::system_category()));
 }
 
 /// Returns a handle that is open to a file or folder, or INVALID_HANDLE_VALUE.
 HANDLE open_handle(const fs::path& path, DWORD access, DWORD flags) {
   constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   return CreateFileW(path.c_str(), access, kShareAll, nullptr, OPEN_EXISTING, flags, nullptr);
+}
+
+/// Returns a path of the whole file system, in which the name of a device has the folder of devices.
+std::wstring full_path(const fs::path& path) {
+  std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+  return full;
+}
+
+/// Tells which file something open is.
+bool identify(HANDLE file, BY_HANDLE_FILE_INFORMATION& known) {
+  return file != INVALID_HANDLE_VALUE && GetFileInformationByHandle(file, &known) != 0;
+}
+
+/// Tells which file or folder a path leads to.
+bool identify(const fs::path& path, BY_HANDLE_FILE_INFORMATION& known) {
+  const HANDLE file = open_handle(path, 0, FILE_FLAG_BACKUP_SEMANTICS);  // the flag that folders need
+  const bool done = identify(file, known);
+  if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+  return done;
+}
+
+/// The console as it was before the program changed it; 0 is what there is none of.
+struct FormerConsole {
+  std::atomic<UINT> page;
+  std::atomic<DWORD> error_mode;
+};
+FormerConsole former_console;
+
+void restore_console() {
+  if (former_console.page != 0) SetConsoleOutputCP(former_console.page);
+  if (former_console.error_mode != 0)
+    SetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), former_console.error_mode);
+}
+
+/// Restores the console when the user ends the program, and has the system go on with that.
+BOOL WINAPI restore_console_at_end(DWORD /*event*/) {
+  restore_console();
+  return FALSE;
 }
 
 /// Has the system bring a file to the disk.
@@ -53,12 +95,8 @@ bool synchronise(const fs::path& path) {
 /// Returns a name for a lock that all paths of a folder share, or an empty one if the folder cannot be
 /// opened.
 std::wstring lock_name(const fs::path& folder) {
-  const HANDLE opened = open_handle(folder, 0, FILE_FLAG_BACKUP_SEMANTICS);  // the flag that folders need
-  if (opened == INVALID_HANDLE_VALUE) return {};
   BY_HANDLE_FILE_INFORMATION known = {};
-  const bool done = GetFileInformationByHandle(opened, &known) != 0;
-  CloseHandle(opened);
-  if (!done) return {};
+  if (!identify(folder, known)) return {};
   return fs::u8path(fmt::format("Global\\corvidnum-folder-{:08x}-{:08x}{:08x}", known.dwVolumeSerialNumber,
                                 known.nFileIndexHigh, known.nFileIndexLow))
       .wstring();
@@ -85,25 +123,48 @@ std::vector<std::string> arguments(int argc, char** argv) {
 
 StandardStreams::StandardStreams() {
   for (const auto stream : kStreams) _setmode(_fileno(stream()), _O_BINARY);
-  former_page_ = GetConsoleOutputCP();  // 0 without a console
-  if (former_page_ != 0) SetConsoleOutputCP(CP_UTF8);
+  former_console.page = GetConsoleOutputCP();
+  if (former_console.page == 0) return;  // no console
+  SetConsoleCtrlHandler(restore_console_at_end, TRUE);
+  SetConsoleOutputCP(CP_UTF8);
 }
 
 StandardStreams::~StandardStreams() {
-  if (former_page_ != 0) SetConsoleOutputCP(former_page_);
+  restore_console();
+  if (former_console.page != 0) SetConsoleCtrlHandler(restore_console_at_end, FALSE);
 }
 
 bool error_stream_is_terminal() {
   const HANDLE console = GetStdHandle(STD_ERROR_HANDLE);
   DWORD mode = 0;
-  return GetConsoleMode(console, &mode) != 0 &&
-         SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+  if (GetConsoleMode(console, &mode) == 0) return false;
+  if (former_console.error_mode == 0) former_console.error_mode = mode;
+  return SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
 long process_number() { return static_cast<long>(GetCurrentProcessId()); }
 
-// No name leads to a stream that is redirected into a file.
-bool goes_to(std::FILE* /*stream*/, const fs::path& /*path*/) { return false; }
+bool is_same_path(const fs::path& a, const fs::path& b) {
+  return CompareStringOrdinal(a.c_str(), -1, b.c_str(), -1, TRUE) == CSTR_EQUAL;
+}
+
+bool is_name_of_device(const fs::path& path) {
+  constexpr std::wstring_view kDevices = L"\\\\.\\";
+  return full_path(path).compare(0, kDevices.size(), kDevices) == 0;
+}
+
+// The library's fs::canonical leaves links as they are.
+fs::path final_path(const fs::path& path, std::error_code& error) {
+  return windows_files::final_name(fs::absolute(path, error));
+}
+
+bool goes_to(std::FILE* stream, const fs::path& path) {
+  BY_HANDLE_FILE_INFORMATION target = {}, open_file = {};
+  const HANDLE file = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+  return identify(path, target) && identify(file, open_file) &&
+         target.dwVolumeSerialNumber == open_file.dwVolumeSerialNumber &&
+         target.nFileIndexHigh == open_file.nFileIndexHigh && target.nFileIndexLow == open_file.nFileIndexLow;
+}
 
 std::FILE* open_to_read(const std::string& name) {
   const fs::path path = fs::u8path(name);
@@ -116,6 +177,7 @@ std::FILE* open_to_read(const std::string& name) {
 
 std::optional<std::string> obstacle_to_writing(const fs::path& file) {
   constexpr int kWrite = 2;
+  if (is_name_of_device(file)) return std::nullopt;
   if (_waccess(file.c_str(), kWrite) == 0) return std::nullopt;
   return library_error();
 }
@@ -131,8 +193,7 @@ std::optional<std::string> create_new(const fs::path& file, fs::perms /*permissi
 }
 
 std::optional<std::string> replace(const fs::path& file, const fs::path& target) {
-  if (!synchronise(file) ||
-      MoveFileExW(file.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == 0)
+  if (!synchronise(file) || !windows_files::take_the_place(file.wstring(), target.wstring()))
     return system_error();
   return std::nullopt;
 }

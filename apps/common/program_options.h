@@ -14,6 +14,7 @@
 #include "apps/common/input.h"
 #include "apps/common/number.h"
 #include "apps/common/output.h"
+#include "apps/common/platform.h"
 #include "apps/common/progress.h"
 
 namespace apps {
@@ -104,7 +105,8 @@ inline bool name_one_file(const std::string& a, const std::string& b) {
   namespace fs = std::filesystem;
   std::error_code none;
   const fs::path first = fs::weakly_canonical(fs::absolute(fs::u8path(a), none), none);
-  return !first.empty() && first == fs::weakly_canonical(fs::absolute(fs::u8path(b), none), none);
+  const fs::path second = fs::weakly_canonical(fs::absolute(fs::u8path(b), none), none);
+  return !first.empty() && platform::is_same_path(first, second);
 }
 
 /// Checks that an output is not lost to another one; either may be empty, which is none.

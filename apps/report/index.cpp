@@ -132,7 +132,7 @@ Folder::Folder(std::string path, std::string page)
   std::error_code error;
   created_ = !fs::exists(folder_, error);
   fs::create_directories(folder_, error);
-  if (error) throw std::runtime_error(path_ + ": " + error.message());
+  if (error) throw std::runtime_error(path_ + ": " + apps::message_of(error));
   for (const std::string& output : outputs()) apps::check_writable(output);
 }
 
@@ -151,7 +151,9 @@ void Folder::add(const Page& page, Entry entry) {
   const apps::platform::FolderLock lock(fs::u8path(path_));  // no other program changes the index meanwhile
   apps::write_file(in_folder(page_), page.html());
   std::vector<Entry> entries = read_entries();
-  const auto is_same = [&](const Entry& old) { return old.file == entry.file; };
+  const auto is_same = [&](const Entry& old) {
+    return apps::platform::is_same_path(fs::u8path(old.file), fs::u8path(entry.file));
+  };
   const auto old = std::find_if(entries.begin(), entries.end(), is_same);
   if (old == entries.end())
     entries.push_back(std::move(entry));
@@ -161,7 +163,7 @@ void Folder::add(const Page& page, Entry entry) {
 }
 
 std::string Folder::in_folder(const std::string& name) const {
-  return (fs::u8path(path_) / name).generic_u8string();
+  return (fs::u8path(path_) / fs::u8path(name)).generic_u8string();
 }
 
 std::vector<Entry> Folder::read_entries() const {

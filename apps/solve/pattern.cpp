@@ -24,7 +24,7 @@ std::string caption(const Matrix& matrix, const std::string& numbered, const app
 void make_folder(const std::string& folder) {
   std::error_code error;
   fs::create_directories(fs::u8path(folder), error);
-  if (error) throw std::runtime_error(folder + ": " + error.message());
+  if (error) throw std::runtime_error(folder + ": " + apps::message_of(error));
 }
 
 apps::Reordering reorder(const Matrix& matrix, apps::Goal goal) {

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include "frame/idamax.h"
 #include "frame/numeric_runtime.h"
@@ -104,7 +105,8 @@ void NormEstimator::resume() {
       return take_transposed();
     case kAlternating:
       return take_alternating();
-    default:  // nothing was asked for
+    default:  // the thread's word was lost: the system has no room for it, so nothing is known of the norm
+      est_ = std::numeric_limits<double>::infinity();
       kase_ = 0;
   }
 }

@@ -202,11 +202,12 @@ TEST_F(ColumnProgram, ReadsAndWritesStreams) {
 }
 
 TEST_F(ColumnProgram, KeepsWhatStandsInTheFileOfAStream) {
-  if (!test_support::system_is_posix()) GTEST_SKIP() << test_support::kNeedsLinks;
   expect_solves("cases/binary32.toml --csv profile.csv");
-  write("joined", "kept\n");
-  EXPECT_EQ(run("cases/binary32.toml --quiet --csv /dev/stdout >>joined || exit 9"), 0);
-  EXPECT_EQ(contents(folder_ / "joined"), "kept\n" + contents(folder_ / "profile.csv"));
+  if (test_support::system_is_posix()) {  // others have no file that leads to a stream
+    write("joined", "kept\n");
+    EXPECT_EQ(run("cases/binary32.toml --quiet --csv /dev/stdout >>joined || exit 9"), 0);
+    EXPECT_EQ(contents(folder_ / "joined"), "kept\n" + contents(folder_ / "profile.csv"));
+  }
   EXPECT_EQ(run("cases/binary32.toml --csv out"), 0);
   EXPECT_EQ(out_.rfind(contents(folder_ / "profile.csv"), 0), 0u) << "the report stands behind the profile";
   EXPECT_NE(out_.find("rates in moles per unit of time"), out_.npos) << out_;

@@ -68,6 +68,8 @@ class Pages : public ProgramTest {
   Pages() : ProgramTest("chromium") {}
 
   void SetUp() override {
+    if (!test_support::system_is_posix())
+      GTEST_SKIP() << "the browser is a program of Linux, as is its search";
     for (const char* name : {"chromium", "chromium-browser", "google-chrome"})
       if (browser_.empty() && shell(std::string("command -v ") + name) == 0) browser_ = name;
     if (browser_.empty()) GTEST_SKIP() << "no chromium: install the packages chromium and fonts-dejavu-core";

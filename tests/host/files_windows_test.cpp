@@ -34,6 +34,17 @@ TEST_F(ChunkFileTest, AFileInUseIsReplacedAllTheSameOrStays) {
   }
 }
 
+TEST_F(ChunkFileTest, APathMayBeAsLongAsTheSystemAllows) {
+  constexpr std::size_t kMostCharacters = MAX_PATH - 1;
+  const std::size_t length = kMostCharacters - (fs::absolute(folder_).wstring().size() + 1);
+  path_ = fs::absolute(folder_) / std::string(length, 'n');
+  for (const bool is_there : {false, true}) {
+    EXPECT_TRUE(commit_example(path_)) << is_there;
+    EXPECT_TRUE(opens());
+    EXPECT_EQ(files(), 1);
+  }
+}
+
 TEST_F(ChunkFileTest, ADeviceIsNoFile) {
   ChunkFile file;
   EXPECT_FALSE(file.Open("NUL"));

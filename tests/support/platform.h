@@ -24,7 +24,9 @@ bool is_loaded(const std::string& file);
 /// gives it the state of a new thread after the notifications.
 bool attach_sets_float_state();
 
-/// Begins a child of this process by a fork, where the system has that, and waits for its end.
+/// Returns whether a process can fork.
+bool system_forks();
+/// Begins a child of this process by a fork, and waits for its end.
 /// @return false if something went wrong
 bool child_ends_well();
 

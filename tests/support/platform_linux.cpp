@@ -30,6 +30,8 @@ bool is_loaded(const std::string& file) {
 
 bool attach_sets_float_state() { return true; }
 
+bool system_forks() { return true; }
+
 bool child_ends_well() {
   const pid_t child = fork();
   if (child == 0) _exit(0);

@@ -37,6 +37,7 @@ bool is_loaded(const std::string& file) { return GetModuleHandleA(file.c_str()) 
 
 bool attach_sets_float_state() { return false; }
 
-bool child_ends_well() { return true; }
+bool system_forks() { return false; }
+bool child_ends_well() { return false; }
 
 }  // namespace test_support

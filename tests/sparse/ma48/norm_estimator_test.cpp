@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
+#include "frame/platform.h"
 #include "sparse/ma48/kernels.h"
 #include "tests/support/sparse_matrices.h"
 
@@ -43,6 +46,21 @@ TEST(NormEstimator, EndsOnNaNAndRefusesNothingness) {
   const int none = 0;
   corvidnum::MC41AD(&none, &kase, nullptr, nullptr, nullptr, nullptr);
   EXPECT_EQ(kase, -1);
+}
+
+// As in a thread for which the system has no slot.
+TEST(NormEstimator, KnowsNothingOfANormWhenTheWordOfTheThreadIsLost) {
+  const int n = 2;
+  Vector x(n), w(n);
+  std::vector<int> signs(n);
+  double norm = 0;
+  int kase = 0;
+  corvidnum::MC41AD(&n, &kase, x.data(), &norm, w.data(), signs.data());
+  EXPECT_EQ(kase, 1);
+  corvidnum::set_thread_word(0);
+  corvidnum::MC41AD(&n, &kase, x.data(), &norm, w.data(), signs.data());
+  EXPECT_EQ(kase, 0);
+  EXPECT_EQ(norm, std::numeric_limits<double>::infinity());
 }
 
 }  // namespace
