@@ -41,6 +41,7 @@
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/list_store.h"
+#include "sparse/ma48/row_kernels.h"
 #include "sparse/ma48/texts.h"
 
 namespace corvidnum {
@@ -57,21 +58,6 @@ struct PivotArguments {
   const int* icntl;
   int *ip, *jfirst, *lenr, *lastr, *nextr, *iw, *ifirst, *lenc, *lastc, *nextc, *info;
 };
-
-/// Computes values[k] += multiplier * pivot_column[offset of rows[k]]. Rows that the pivot column does not
-/// have get offset 0; the caller puts a signed zero there, so adding it changes nothing and the loop needs no
-/// (unpredictable) branch. Not inlined, to keep everything in registers.
-/// @return how many of the rows the pivot column has
-[[gnu::noinline]] Index add_to_column(Index entries, double* values, const int* rows, double multiplier,
-                                      const double* pivot_column, int side, OneBased<const int> offsets) {
-  Index met = 0;
-  for (Index k = 0; k < entries; ++k) {
-    const int offset = offsets(rows[k]) * side;
-    values[k] += multiplier * pivot_column[offset];
-    met += offset != 0;
-  }
-  return met;
-}
 
 /// One run of the algorithm above. Names in capitals in the comments are those of the contract.
 class PivotSelection {
@@ -145,6 +131,7 @@ class PivotSelection {
   const Index search_limit_;
   const int choice_;
   const Diagnostics diagnostics_;
+  const RowKernels& kernels_;
   ListStore columns_, rows_;
   const CountLists columns_by_count_, rows_by_count_;
   /// (i): offset of row i in the pivot column, 0 if it has none. The sign says whether the current update has
@@ -196,6 +183,7 @@ PivotSelection::PivotSelection(const PivotArguments& x)
       search_limit_(x.icntl[kSearchLimit - 1]),
       choice_(x.icntl[kPivotChoice - 1]),
       diagnostics_(x.icntl),
+      kernels_(row_kernels()),
       columns_(x.a, x.irn, x.la, x.iq, x.lenc, x.n),
       rows_(nullptr, x.jcn, x.la, x.ip, x.lenr, x.m),
       columns_by_count_{{x.jfirst, x.m}, {x.lastc, x.n}, {x.nextc, x.n}},
@@ -607,7 +595,8 @@ Index PivotSelection::add_multiple(Index j, double multiplier) const {
   if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, multiplier, pivot_column);
   const double pivot = pivot_column[0];
   pivot_column[0] = std::signbit(multiplier) ? 0.0 : -0.0;  // -0.0 is added, which changes nothing
-  const Index met = add_to_column(entries, values, rows, multiplier, pivot_column, side_, iw_);
+  const Index met =
+      kernels_.add_to_column(entries, values, rows, multiplier, pivot_column, side_, iw_.data());
   pivot_column[0] = pivot;
   return met;
 }
