@@ -50,18 +50,16 @@ bool ListStore::grow(std::ptrdiff_t list, std::ptrdiff_t extra) {
   return true;
 }
 
-bool ListStore::add(std::ptrdiff_t list, std::ptrdiff_t entry) {
+bool ListStore::add_elsewhere(std::ptrdiff_t list, std::ptrdiff_t entry) {
   std::ptrdiff_t place = last(list) + 1;
+  const std::ptrdiff_t before = std::ptrdiff_t{start(list)} - 1;
   if (place == end_ && end_ <= la_) {
     ++end_;
-  } else if (place >= end_ || index(place) != 0) {
-    const std::ptrdiff_t before = std::ptrdiff_t{start(list)} - 1;
-    if (before >= 1 && index(before) == 0) {
-      place = start(list) = static_cast<int>(before);
-    } else {
-      if (!move_to_end(list, 1)) return false;
-      place = last(list) + 1;
-    }
+  } else if (before >= 1 && index(before) == 0) {
+    place = start(list) = static_cast<int>(before);
+  } else {
+    if (!move_to_end(list, 1)) return false;
+    place = last(list) + 1;
   }
   index(place) = static_cast<int>(entry);
   ++count(list);
