@@ -112,11 +112,12 @@ class PivotSelection {
   void pivot_to_head();          // makes the pivot the first entry of its column
   void take_column_from_rows();  // removes it from the pattern and scatters its offsets into iw_
   bool update_column(Index j);
-  Index add_multiple(Index j, double multiplier) const;  // returns how many rows of column j matched
-  Index add_not_finite(Index entries, double* values, const int* rows, double multiplier,
-                       const double* pivot_column) const;
+  Index add_multiple(Index j, double multiplier);  // returns how many rows of column j matched
+  Index add_not_finite(Index entries, double* values, const int* rows, const ColumnUpdate& update);
   void mark_met(Index j) const;  // turns the sign of iw_ for the rows that column j has: no fill-in there
-  void squeeze(Index j);         // removes what the update has made small
+  bool notes_met() const { return others_in_column_ <= OffsetSet::kMost; }
+  int next_missing(int offset) const;  // returns the next offset of a row that is to be filled in
+  void squeeze(Index j);               // removes what the update has made small
   bool fill_in(Index j, double multiplier, Index room);
   void measure_rows();  // finds the longest row of the pivot column
   void need_before_fill(Index last_met, Index added, Index end);
@@ -134,9 +135,10 @@ class PivotSelection {
   const RowKernels& kernels_;
   ListStore columns_, rows_;
   const CountLists columns_by_count_, rows_by_count_;
-  /// (i): offset of row i in the pivot column, 0 if it has none. The sign says whether the current update has
-  /// already found row i in the target column: sign side_ = not yet (fill-in), -side_ = found. After an
-  /// update with fill-in every sign has flipped, so side_ flips instead of resetting the array.
+  /// (i): offset of row i in the pivot column, 0 if it has none. Which of them an update has found in its
+  /// target column is noted in met_. A pivot column too long for that notes it in the sign: side_ = not yet
+  /// (fill-in), -side_ = found. After an update with fill-in every sign has flipped, so side_ flips instead
+  /// of resetting the array.
   const OneBased<int> iw_;
   const OneBased<int> info_;
   OneBased<int> given_columns_, priorities_;
@@ -154,6 +156,7 @@ class PivotSelection {
   Pivot pivot_ = {0, 0, 0, 0};
   Index others_in_column_ = 0;       // NZPC: entries of the pivot column beside the pivot
   Index others_in_row_ = 0;          // NZC: those of the pivot row
+  OffsetSet met_;                    // of rows that the update has found in the target column, if notes_met()
   int side_ = 1;                     // sign of a row in iw_ that the update has not found yet
   Index longest_row_ = 0;            // largest count of the rows in the pivot column
   std::int64_t dropped_ = 0;         // INFO(6)
@@ -576,7 +579,7 @@ bool PivotSelection::update_column(Index j) {
   columns_.erase(j, entry);
   if (others_in_column_ == 0) return true;
   const Index room = others_in_column_ - add_multiple(j, multiplier);
-  if (room > 0) mark_met(j);
+  if (room > 0 && !notes_met()) mark_met(j);
   if (drop_tolerance_ > 0) {
     squeeze(j);
     measure_rows();
@@ -587,27 +590,31 @@ bool PivotSelection::update_column(Index j) {
   return fill_in(j, multiplier, room);
 }
 
-Index PivotSelection::add_multiple(Index j, double multiplier) const {
+Index PivotSelection::add_multiple(Index j, double multiplier) {
   const Index first = columns_.start(j), entries = columns_.count(j);
   double* const values = &columns_.value(first);
   const int* const rows = &columns_.index(first);
   double* const pivot_column = &columns_.value(columns_.start(pivot_.column));
-  if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, multiplier, pivot_column);
+  const ColumnUpdate update = {multiplier, pivot_column, iw_.data()};
+  if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, update);
   const double pivot = pivot_column[0];
   pivot_column[0] = std::signbit(multiplier) ? 0.0 : -0.0;  // -0.0 is added, which changes nothing
-  const Index met =
-      kernels_.add_to_column(entries, values, rows, multiplier, pivot_column, side_, iw_.data());
+  const Index met = notes_met()
+                        ? kernels_.add_and_note(entries, values, rows, update, others_in_column_, &met_)
+                        : kernels_.add_to_column(entries, values, rows, update, side_);
   pivot_column[0] = pivot;
   return met;
 }
 
-Index PivotSelection::add_not_finite(Index entries, double* values, const int* rows, double multiplier,
-                                     const double* pivot_column) const {
+Index PivotSelection::add_not_finite(Index entries, double* values, const int* rows,
+                                     const ColumnUpdate& update) {
   Index met = 0;
+  met_.clear();
   for (Index k = 0; k < entries; ++k) {
     const int offset = iw_(rows[k]) * side_;
     if (offset == 0) continue;
-    values[k] += multiplier * pivot_column[offset];
+    values[k] += update.multiplier * update.pivot_column[offset];
+    if (notes_met()) met_.add(offset);
     ++met;
   }
   return met;
@@ -640,28 +647,35 @@ void PivotSelection::squeeze(Index j) {
   for (; to <= last; ++to) columns_.index(to) = 0;
 }
 
+int PivotSelection::next_missing(int offset) const {
+  if (notes_met()) return met_.next_missing(offset);
+  const int* const rows = &columns_.index(columns_.start(pivot_.column));
+  do ++offset;
+  while ((iw_(rows[offset]) ^ side_) < 0);
+  return offset;
+}
+
 bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
   const Index first = columns_.start(j), begin = columns_.last(j) + 1, last = begin + room - 1;
-  const Index longest = longest_row_;
-  Index place = begin, left = room;
-  for (Index k = columns_.start(pivot_.column) + 1; left > 0; ++k) {
-    const Index i = columns_.index(k);
-    const int offset = iw_(i);
-    if ((offset ^ side_) < 0) continue;
-    iw_(i) = -offset;
-    --left;
-    const double value = multiplier * columns_.value(k);
+  const Index pivot = columns_.start(pivot_.column), longest = longest_row_;
+  Index place = begin;
+  int offset = 0;
+  for (Index left = room; left > 0; --left) {
+    offset = next_missing(offset);
+    const Index i = columns_.index(pivot + offset);
+    if (!notes_met()) iw_(i) = -iw_(i);
+    const double value = multiplier * columns_.value(pivot + offset);
     if (std::fabs(value) < drop_tolerance_) continue;
     columns_.value(place) = value;
     columns_.index(place) = static_cast<int>(i);
     ++place;
     if (!rows_.add(i, j)) {
-      need_before_fill(k, begin, place - 1);
+      need_before_fill(pivot + offset, begin, place - 1);
       return false;
     }
     longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
   }
-  if (room > 0) side_ = -side_;
+  if (room > 0 && !notes_met()) side_ = -side_;
   need_ = std::max<std::int64_t>(need_, longest + nz_ + 1);
   columns_.count(j) = static_cast<int>(place - first);
   dropped_ += last + 1 - place;

@@ -5,19 +5,55 @@
 // a sum), so they give the same bits.
 
 #include <cstddef>
+#include <cstdint>
 
 namespace corvidnum {
 
-/// The loops in one of their versions. All counts may be 0.
+/// A set of offsets from 1 to kMost; it may hold 0, which does not count.
+class OffsetSet {
+ public:
+  static constexpr int kWordBits = 64, kWords = 2, kMost = kWordBits * kWords - 1;
+
+  void clear() {
+    for (std::uint64_t& word : words_) word = 0;
+  }
+  void add(int offset) { words_[offset / kWordBits] |= std::uint64_t{1} << offset % kWordBits; }
+  void set_word(int k, std::uint64_t bits) { words_[k] = bits; }
+  /// Returns the least offset above `offset` that is not in the set. There must be one up to kMost.
+  int next_missing(int offset) const {
+    int k = ++offset / kWordBits;
+    std::uint64_t missing = ~words_[k] & ~std::uint64_t{0} << offset % kWordBits;
+    while (missing == 0) missing = ~words_[++k];
+    return k * kWordBits + __builtin_ctzll(missing);
+  }
+
+ private:
+  std::uint64_t words_[kWords];
+};
+
+/// A multiple of the pivot column that is added to another column.
+struct ColumnUpdate {
+  double multiplier;
+  const double* pivot_column;  // from offset 0; rows that the pivot column does not have get offset 0
+  const int* offset_of_row;    // of row i at i - 1; may be negative, see `side`
+};
+
+/// The loops in one of their versions. All counts may be 0, the rows of a column are numbered from 1, and
+/// none is there twice. Every function computes
+///   values[k] += multiplier * pivot_column[offset of rows[k]]   for k from 0 to entries - 1
+/// also for offset 0: the caller puts a signed zero into pivot_column[0], so adding it changes nothing and
+/// the loop needs no (unpredictable) branch.
 struct RowKernels {
-  /// Computes values[k] += multiplier * pivot_column[side * offset_of_row[rows[k] - 1]]. Rows that the pivot
-  /// column does not have get offset 0; the caller puts a signed zero into pivot_column[0], so adding it
-  /// changes nothing and the loop needs no (unpredictable) branch.
-  /// @param values, rows  [entries] a column; its rows are numbered from 1
-  /// @param side          1 or -1, so that no offset is negative after the multiplication
+  /// The offsets are `side` (1 or -1) times those of offset_of_row.
   /// @return how many of the rows the pivot column has
-  std::ptrdiff_t (*add_to_column)(std::ptrdiff_t entries, double* values, const int* rows, double multiplier,
-                                  const double* pivot_column, int side, const int* offset_of_row);
+  std::ptrdiff_t (*add_to_column)(std::ptrdiff_t entries, double* values, const int* rows,
+                                  const ColumnUpdate& update, int side);
+  /// Also sets `met` to the offsets of the rows that the pivot column has. For offsets up to
+  /// OffsetSet::kMost.
+  /// @param most the largest offset
+  /// @return how many these are
+  std::ptrdiff_t (*add_and_note)(std::ptrdiff_t entries, double* values, const int* rows,
+                                 const ColumnUpdate& update, std::ptrdiff_t most, OffsetSet* met);
 };
 
 /// Returns the versions for any processor.
