@@ -83,6 +83,8 @@ class ListStore {
   bool add_elsewhere(std::ptrdiff_t list, std::ptrdiff_t entry);  // add() for a list without room behind it
   bool move_to_end(std::ptrdiff_t list, std::ptrdiff_t extra);
   void move(std::ptrdiff_t list, std::ptrdiff_t to) const;  // the places it leaves become free
+  /// Returns how many places behind `place` are free, as far as they are wanted.
+  std::ptrdiff_t free_behind(std::ptrdiff_t place, std::ptrdiff_t wanted) const;
   bool is_free(std::ptrdiff_t place) const { return place >= end_ || index(place) == 0; }
   void compress();
 
@@ -93,6 +95,8 @@ class ListStore {
 
 constexpr int kBatch = 16;      // indices that find() compares at once
 constexpr int kFewEntries = 4;  // up to here it compares one after the other
+
+constexpr unsigned kWholeBatch = (1u << kBatch) - 1;
 
 /// Returns a word whose bit k tells whether batch[k] equals `wanted`, for k below kBatch.
 inline unsigned matches_in_batch(const int* batch, int wanted) {
