@@ -33,7 +33,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "frame/idamax.h"
 #include "frame/one_based.h"
 #include "sparse/ma48/diagnostics.h"
 #include "sparse/ma48/finite.h"
@@ -380,8 +379,7 @@ bool PivotSelection::is_full() const {
 }
 
 double PivotSelection::largest_of(Index j) const {
-  const double* const values = &columns_.value(columns_.start(j));
-  return std::fabs(values[idamax(columns_.count(j), values) - 1]);
+  return kernels_.largest(columns_.count(j), &columns_.value(columns_.start(j)));
 }
 
 int PivotSelection::choose_given(Index sequence) {

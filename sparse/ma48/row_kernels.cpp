@@ -5,6 +5,9 @@
 
 #include "sparse/ma48/row_kernels.h"
 
+#include <cmath>
+#include <limits>
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
@@ -35,6 +38,20 @@ Index add_and_note(Index entries, double* values, const int* rows, const ColumnU
     count += offset != 0;
   }
   return count;
+}
+
+constexpr double kNoNumber = -1.0;  // in place of the magnitude of a NaN
+
+double number_or_nan(double magnitude) {
+  return magnitude == kNoNumber ? std::numeric_limits<double>::quiet_NaN() : magnitude;
+}
+
+double largest(Index entries, const double* values) {
+  double magnitude = kNoNumber;
+  for (Index k = 0; k < entries; ++k) {
+    if (std::fabs(values[k]) > magnitude) magnitude = std::fabs(values[k]);  // false for a NaN
+  }
+  return number_or_nan(magnitude);
 }
 
 #if defined(__x86_64__)
@@ -171,11 +188,28 @@ CORVIDNUM_AVX2 Index add_and_note_avx2(Index entries, double* values, const int*
   if (most < 64) return add_and_note_words<2>(entries, values, rows, update, met);
   return add_and_note_words<4>(entries, values, rows, update, met);
 }
+
+CORVIDNUM_AVX2 double largest_avx2(Index entries, const double* values) {
+  const __m256d none = _mm256_set1_pd(kNoNumber), sign = _mm256_set1_pd(-0.0);
+  __m256d most = none;
+  Index k = 0;
+  // The maximum of a NaN and a number is the second operand.
+  for (; k + kDoubles <= entries; k += kDoubles) {
+    most = _mm256_max_pd(_mm256_andnot_pd(sign, _mm256_loadu_pd(values + k)), most);
+  }
+  if (k < entries) {
+    const __m256i lanes = _mm256_cvtepi32_epi64(low_half(first_lanes(entries - k)));
+    const __m256d magnitudes = _mm256_andnot_pd(sign, _mm256_maskload_pd(values + k, lanes));
+    most = _mm256_max_pd(_mm256_blendv_pd(none, magnitudes, _mm256_castsi256_pd(lanes)), most);
+  }
+  const __m128d halves = _mm_max_pd(_mm256_castpd256_pd128(most), _mm256_extractf128_pd(most, 1));
+  return number_or_nan(_mm_cvtsd_f64(_mm_max_sd(halves, _mm_unpackhi_pd(halves, halves))));
+}
 #endif
 
-constexpr RowKernels kPortable = {add_to_column, add_and_note};
+constexpr RowKernels kPortable = {add_to_column, add_and_note, largest};
 #if defined(__x86_64__)
-constexpr RowKernels kAvx2 = {add_to_column_avx2, add_and_note_avx2};
+constexpr RowKernels kAvx2 = {add_to_column_avx2, add_and_note_avx2, largest_avx2};
 #endif
 
 }  // namespace

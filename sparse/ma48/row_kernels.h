@@ -54,6 +54,8 @@ struct RowKernels {
   /// @return how many these are
   std::ptrdiff_t (*add_and_note)(std::ptrdiff_t entries, double* values, const int* rows,
                                  const ColumnUpdate& update, std::ptrdiff_t most, OffsetSet* met);
+  /// Returns the largest of |values[0]| .. |values[entries - 1]| other than NaN, or a NaN if there is none.
+  double (*largest)(std::ptrdiff_t entries, const double* values);
 };
 
 /// Returns the versions for any processor.
