@@ -49,6 +49,7 @@
 #include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
+#include "sparse/ma48/row_kernels.h"
 
 namespace corvidnum {
 namespace {
@@ -126,6 +127,7 @@ class ColumnFactor {
   const int m_, n_, job_, np_, nf_, lfact_;
   const double threshold_, drop_, tolerance_;
   const Diagnostics diagnostics_;
+  const RowKernels& kernels_ = row_kernels();
   const OneBased<const double> aa_;
   const OneBased<const int> irna_, iptra_;
   const OneBased<int> ip_, iptrl_, iptru_, irnf_, iw_;
@@ -248,19 +250,24 @@ ColumnFactor::Entries ColumnFactor::entries_of(int j) const {
   return {iptra_(column), column < n_ ? iptra_(column + 1) - 1 : b_.ne};
 }
 
-/// Adds a multiple of the L part of a column to W. The loop tests at its bottom and descends, as the
-/// contract's does, which saves a test for the many short columns: an empty L part then adds the pivot to its
-/// own row, which does no harm, because the caller sets that element of W afterwards.
+/// Adds a multiple of the L part of a column to W. The loop for the many short columns tests at its bottom,
+/// as the contract's does, which saves a test: an empty L part then adds the pivot to its own row, which does
+/// no harm, because the caller sets that element of W afterwards.
 inline void ColumnFactor::add_multiple(int column, double multiplier) {
+  constexpr int kFew = 8;  // no call pays for these
   const double* const fact = fact_.data();
   const int* const irnf = irnf_.data();
   double* const w = w_.data();
-  const int begin = iptru_(column) + 2, end = iptrl_(column);
-  int k = end;
-  do {
-    w[irnf[k - 1] - 1] += multiplier * fact[k - 1];
-  } while (--k >= begin);
-  operations_ += 1.0 + 2.0 * double(end - begin + 1);
+  const int begin = iptru_(column) + 2, end = iptrl_(column), entries = end - begin + 1;
+  if (entries > kFew) {
+    kernels_.add_to_rows(entries, multiplier, fact + begin - 1, irnf + begin - 1, w);
+  } else {
+    int k = end;
+    do {
+      w[irnf[k - 1] - 1] += multiplier * fact[k - 1];
+    } while (--k >= begin);
+  }
+  operations_ += 1.0 + 2.0 * double(entries);
 }
 
 // ---- The same pivots as before

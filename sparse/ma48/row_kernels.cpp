@@ -54,9 +54,13 @@ double largest(Index entries, const double* values) {
   return number_or_nan(magnitude);
 }
 
+void add_to_rows(Index entries, double multiplier, const double* values, const int* rows, double* w) {
+  for (Index k = 0; k < entries; ++k) w[rows[k] - 1] += multiplier * values[k];
+}
+
 #if defined(__x86_64__)
 #define CORVIDNUM_AVX2 __attribute__((target("avx2,popcnt")))
-#define CORVIDNUM_AVX2_INLINED __attribute__((target("avx2,popcnt"), always_inline)) inline
+#define CORVIDNUM_AVX2_INLINED CORVIDNUM_AVX2 __attribute__((always_inline)) inline
 
 constexpr Index kInts = 8, kDoubles = 4;  // in one register
 
@@ -205,11 +209,38 @@ CORVIDNUM_AVX2 double largest_avx2(Index entries, const double* values) {
   const __m128d halves = _mm_max_pd(_mm256_castpd256_pd128(most), _mm256_extractf128_pd(most, 1));
   return number_or_nan(_mm_cvtsd_f64(_mm_max_sd(halves, _mm_unpackhi_pd(halves, halves))));
 }
+/// Fetches and stores the elements of W one by one, as gathers are no faster where no scatter goes with them,
+/// but multiplies and adds four, then two of them at once.
+CORVIDNUM_AVX2 void add_to_rows_avx2(Index entries, double multiplier, const double* values, const int* rows,
+                                     double* w) {
+  const __m256d factor = _mm256_set1_pd(multiplier);
+  const auto at = [=](Index k) { return w + (rows[k] - 1); };
+  Index k = 0;
+  for (; k + kDoubles <= entries; k += kDoubles) {
+    double *const at0 = at(k), *const at1 = at(k + 1), *const at2 = at(k + 2), *const at3 = at(k + 3);
+    const __m256d terms = _mm256_mul_pd(factor, _mm256_loadu_pd(values + k));
+    const __m256d sums = _mm256_add_pd(_mm256_setr_pd(*at0, *at1, *at2, *at3), terms);
+    const __m128d low = _mm256_castpd256_pd128(sums), high = _mm256_extractf128_pd(sums, 1);
+    _mm_storel_pd(at0, low);
+    _mm_storeh_pd(at1, low);
+    _mm_storel_pd(at2, high);
+    _mm_storeh_pd(at3, high);
+  }
+  if (k + 2 <= entries) {
+    double *const at0 = at(k), *const at1 = at(k + 1);
+    const __m128d terms = _mm_mul_pd(_mm256_castpd256_pd128(factor), _mm_loadu_pd(values + k));
+    const __m128d sums = _mm_add_pd(_mm_setr_pd(*at0, *at1), terms);
+    _mm_storel_pd(at0, sums);
+    _mm_storeh_pd(at1, sums);
+    k += 2;
+  }
+  if (k < entries) *at(k) += multiplier * values[k];
+}
 #endif
 
-constexpr RowKernels kPortable = {add_to_column, add_and_note, largest};
+constexpr RowKernels kPortable = {add_to_column, add_and_note, largest, add_to_rows};
 #if defined(__x86_64__)
-constexpr RowKernels kAvx2 = {add_to_column_avx2, add_and_note_avx2, largest_avx2};
+constexpr RowKernels kAvx2 = {add_to_column_avx2, add_and_note_avx2, largest_avx2, add_to_rows_avx2};
 #endif
 
 }  // namespace

@@ -56,6 +56,9 @@ struct RowKernels {
                                  const ColumnUpdate& update, std::ptrdiff_t most, OffsetSet* met);
   /// Returns the largest of |values[0]| .. |values[entries - 1]| other than NaN, or a NaN if there is none.
   double (*largest)(std::ptrdiff_t entries, const double* values);
+  /// Computes w[rows[k] - 1] += multiplier * values[k] for k from 0 to entries - 1.
+  void (*add_to_rows)(std::ptrdiff_t entries, double multiplier, const double* values, const int* rows,
+                      double* w);
 };
 
 /// Returns the versions for any processor.
