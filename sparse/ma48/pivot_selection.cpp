@@ -115,10 +115,10 @@ class PivotSelection {
   Index add_not_finite(Index entries, double* values, const int* rows, const ColumnUpdate& update);
   void mark_met(Index j) const;  // turns the sign of iw_ for the rows that column j has: no fill-in there
   bool notes_met() const { return others_in_column_ <= OffsetSet::kMost; }
-  int next_missing(int offset) const;  // returns the next offset of a row that is to be filled in
-  void squeeze(Index j);               // removes what the update has made small
-  bool fill_in(Index j, double multiplier, Index room);
-  void measure_rows();  // finds the longest row of the pivot column
+  std::uint64_t missing_rows(Index k) const;  // returns which offsets from 64 k on are to be filled in
+  void squeeze(Index j);                      // removes what the update has made small
+  bool fill_in(Index j, double multiplier, Index room);  // room: its entries, at least 1
+  void measure_rows();                                   // finds the longest row of the pivot column
   void need_before_fill(Index last_met, Index added, Index end);
   void return_columns();             // puts the columns of the pivot row into the lists of their new counts
   void close_pivot(Index position);  // takes pivot row and column out of the active submatrix
@@ -552,14 +552,16 @@ void PivotSelection::pivot_to_head() {
 
 void PivotSelection::take_column_from_rows() {
   const Index column = pivot_.column, first = columns_.start(column), last = columns_.last(column);
+  longest_row_ = 0;
   for (Index k = first; k <= last; ++k) {
     const Index i = columns_.index(k);
     if (k < last) rows_.fetch(columns_.index(k + 1));
-    if (i != pivot_.row) iw_(i) = static_cast<int>(k - first);
     rows_.erase(i, rows_.find(i, column));
+    if (i == pivot_.row) continue;
+    iw_(i) = static_cast<int>(k - first);
+    longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
   }
   side_ = 1;
-  measure_rows();
 }
 
 void PivotSelection::measure_rows() {
@@ -584,8 +586,9 @@ bool PivotSelection::update_column(Index j) {
   }
   nz_ += room;
   need_ = std::max<std::int64_t>(need_, columns_.count(j) + nz_);
-  if (room > 0 && !columns_.grow(j, room)) return false;
-  return fill_in(j, multiplier, room);
+  if (room > 0) return columns_.grow(j, room) && fill_in(j, multiplier, room);
+  need_ = std::max<std::int64_t>(need_, longest_row_ + nz_ + 1);
+  return true;
 }
 
 Index PivotSelection::add_multiple(Index j, double multiplier) {
@@ -645,35 +648,51 @@ void PivotSelection::squeeze(Index j) {
   for (; to <= last; ++to) columns_.index(to) = 0;
 }
 
-int PivotSelection::next_missing(int offset) const {
-  if (notes_met()) return met_.next_missing(offset);
-  const int* const rows = &columns_.index(columns_.start(pivot_.column));
-  do ++offset;
-  while ((iw_(rows[offset]) ^ side_) < 0);
-  return offset;
+/// Returns a bit for each offset, of which those behind the last one do not count. Turns the signs of the
+/// rows to be filled in, if signs tell them, so that these are met from now on.
+std::uint64_t PivotSelection::missing_rows(Index k) const {
+  constexpr std::uint64_t kPivot = 1;
+  const Index first = k * OffsetSet::kWordBits;
+  std::uint64_t missing = 0;
+  if (notes_met()) {
+    missing = ~met_.word(k);
+  } else {
+    const int* const rows = &columns_.index(columns_.start(pivot_.column));
+    const Index behind = std::min<Index>(first + OffsetSet::kWordBits, others_in_column_ + 1);
+    for (Index offset = std::max<Index>(first, 1); offset < behind; ++offset) {
+      int& signed_offset = iw_(rows[offset]);
+      if ((signed_offset ^ side_) < 0) continue;
+      signed_offset = -signed_offset;
+      missing |= std::uint64_t{1} << (offset - first);
+    }
+  }
+  return k == 0 ? missing & ~kPivot : missing;
 }
 
 bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
   const Index first = columns_.start(j), begin = columns_.last(j) + 1, last = begin + room - 1;
   const Index pivot = columns_.start(pivot_.column), longest = longest_row_;
-  Index place = begin;
-  int offset = 0;
-  for (Index left = room; left > 0; --left) {
-    offset = next_missing(offset);
-    const Index i = columns_.index(pivot + offset);
-    if (!notes_met()) iw_(i) = -iw_(i);
-    const double value = multiplier * columns_.value(pivot + offset);
-    if (std::fabs(value) < drop_tolerance_) continue;
-    columns_.value(place) = value;
-    columns_.index(place) = static_cast<int>(i);
-    ++place;
-    if (!rows_.add(i, j)) {
-      need_before_fill(pivot + offset, begin, place - 1);
-      return false;
+  const double drop_tolerance = drop_tolerance_;
+  Index place = begin, left = room, longest_now = longest;
+  for (Index k = 0; left > 0; ++k) {
+    for (std::uint64_t missing = missing_rows(k); missing != 0 && left > 0; missing &= missing - 1) {
+      --left;
+      const Index source = pivot + k * OffsetSet::kWordBits + __builtin_ctzll(missing);
+      const Index i = columns_.index(source);
+      const double value = multiplier * columns_.value(source);
+      if (std::fabs(value) < drop_tolerance) continue;
+      columns_.value(place) = value;
+      columns_.index(place) = static_cast<int>(i);
+      ++place;
+      if (!rows_.add(i, j)) {
+        need_before_fill(source, begin, place - 1);
+        return false;
+      }
+      longest_now = std::max<Index>(longest_now, rows_.count(i));
     }
-    longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
   }
-  if (room > 0 && !notes_met()) side_ = -side_;
+  longest_row_ = longest_now;
+  if (!notes_met()) side_ = -side_;
   need_ = std::max<std::int64_t>(need_, longest + nz_ + 1);
   columns_.count(j) = static_cast<int>(place - first);
   dropped_ += last + 1 - place;

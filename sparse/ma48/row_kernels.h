@@ -19,13 +19,8 @@ class OffsetSet {
   }
   void add(int offset) { words_[offset / kWordBits] |= std::uint64_t{1} << offset % kWordBits; }
   void set_word(int k, std::uint64_t bits) { words_[k] = bits; }
-  /// Returns the least offset above `offset` that is not in the set. There must be one up to kMost.
-  int next_missing(int offset) const {
-    int k = ++offset / kWordBits;
-    std::uint64_t missing = ~words_[k] & ~std::uint64_t{0} << offset % kWordBits;
-    while (missing == 0) missing = ~words_[++k];
-    return k * kWordBits + __builtin_ctzll(missing);
-  }
+  /// Returns the offsets from kWordBits * k on, a bit each.
+  std::uint64_t word(std::ptrdiff_t k) const { return words_[k]; }
 
  private:
   std::uint64_t words_[kWords];
