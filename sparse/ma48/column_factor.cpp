@@ -254,12 +254,11 @@ ColumnFactor::Entries ColumnFactor::entries_of(int j) const {
 /// as the contract's does, which saves a test: an empty L part then adds the pivot to its own row, which does
 /// no harm, because the caller sets that element of W afterwards.
 inline void ColumnFactor::add_multiple(int column, double multiplier) {
-  constexpr int kFew = 8;  // no call pays for these
   const double* const fact = fact_.data();
   const int* const irnf = irnf_.data();
   double* const w = w_.data();
   const int begin = iptru_(column) + 2, end = iptrl_(column), entries = end - begin + 1;
-  if (entries > kFew) {
+  if (entries > kFewForCall) {
     kernels_.add_to_rows(entries, multiplier, fact + begin - 1, irnf + begin - 1, w);
   } else {
     int k = end;

@@ -48,6 +48,8 @@ namespace {
 
 using Index = std::ptrdiff_t;
 
+constexpr OffsetSet kPivotOffset = 1;  // the set of offset 0
+
 /// Arguments of MA50AD by the names of its contract.
 struct PivotArguments {
   Index m, n, ne, la;
@@ -114,8 +116,8 @@ class PivotSelection {
   Index add_multiple(Index j, double multiplier);  // returns how many rows of column j matched
   Index add_not_finite(Index entries, double* values, const int* rows, const ColumnUpdate& update);
   void mark_met(Index j) const;  // turns the sign of iw_ for the rows that column j has: no fill-in there
-  bool notes_met() const { return others_in_column_ <= OffsetSet::kMost; }
-  std::uint64_t missing_rows(Index k) const;  // returns which offsets from 64 k on are to be filled in
+  bool notes_met() const { return others_in_column_ <= kMostInSet; }
+  OffsetSet missing_rows(Index first) const;  // returns the offsets less `first` of rows to be filled in
   void squeeze(Index j);                      // removes what the update has made small
   bool fill_in(Index j, double multiplier, Index room);  // room: its entries, at least 1
   void measure_rows();                                   // finds the longest row of the pivot column
@@ -155,7 +157,7 @@ class PivotSelection {
   Pivot pivot_ = {0, 0, 0, 0};
   Index others_in_column_ = 0;       // NZPC: entries of the pivot column beside the pivot
   Index others_in_row_ = 0;          // NZC: those of the pivot row
-  OffsetSet met_;                    // of rows that the update has found in the target column, if notes_met()
+  OffsetSet met_ = 0;                // of rows that the update has found in the target column, if notes_met()
   int side_ = 1;                     // sign of a row in iw_ that the update has not found yet
   Index longest_row_ = 0;            // largest count of the rows in the pivot column
   std::int64_t dropped_ = 0;         // INFO(6)
@@ -600,9 +602,13 @@ Index PivotSelection::add_multiple(Index j, double multiplier) {
   if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, update);
   const double pivot = pivot_column[0];
   pivot_column[0] = std::signbit(multiplier) ? 0.0 : -0.0;  // -0.0 is added, which changes nothing
-  const Index met = notes_met()
-                        ? kernels_.add_and_note(entries, values, rows, update, others_in_column_, &met_)
-                        : kernels_.add_to_column(entries, values, rows, update, side_);
+  Index met = 0;
+  if (notes_met()) {
+    met_ = kernels_.add_and_note(entries, values, rows, update) & ~kPivotOffset;
+    met = __builtin_popcountll(met_);
+  } else {
+    met = kernels_.add_to_column(entries, values, rows, update, side_);
+  }
   pivot_column[0] = pivot;
   return met;
 }
@@ -610,12 +616,12 @@ Index PivotSelection::add_multiple(Index j, double multiplier) {
 Index PivotSelection::add_not_finite(Index entries, double* values, const int* rows,
                                      const ColumnUpdate& update) {
   Index met = 0;
-  met_.clear();
+  met_ = 0;
   for (Index k = 0; k < entries; ++k) {
     const int offset = iw_(rows[k]) * side_;
     if (offset == 0) continue;
     values[k] += update.multiplier * update.pivot_column[offset];
-    if (notes_met()) met_.add(offset);
+    if (notes_met()) met_ |= OffsetSet{1} << offset;
     ++met;
   }
   return met;
@@ -648,25 +654,20 @@ void PivotSelection::squeeze(Index j) {
   for (; to <= last; ++to) columns_.index(to) = 0;
 }
 
-/// Returns a bit for each offset, of which those behind the last one do not count. Turns the signs of the
-/// rows to be filled in, if signs tell them, so that these are met from now on.
-std::uint64_t PivotSelection::missing_rows(Index k) const {
-  constexpr std::uint64_t kPivot = 1;
-  const Index first = k * OffsetSet::kWordBits;
-  std::uint64_t missing = 0;
-  if (notes_met()) {
-    missing = ~met_.word(k);
-  } else {
-    const int* const rows = &columns_.index(columns_.start(pivot_.column));
-    const Index behind = std::min<Index>(first + OffsetSet::kWordBits, others_in_column_ + 1);
-    for (Index offset = std::max<Index>(first, 1); offset < behind; ++offset) {
-      int& signed_offset = iw_(rows[offset]);
-      if ((signed_offset ^ side_) < 0) continue;
-      signed_offset = -signed_offset;
-      missing |= std::uint64_t{1} << (offset - first);
-    }
+/// Returns a bit for each offset from `first` on; those behind the last offset do not count. Turns the signs
+/// of the rows to be filled in, if signs tell them, so that these are met from now on.
+OffsetSet PivotSelection::missing_rows(Index first) const {
+  if (notes_met()) return ~(met_ | kPivotOffset);
+  const int* const rows = &columns_.index(columns_.start(pivot_.column));
+  const Index behind = std::min(first + kMostInSet, others_in_column_) + 1;
+  OffsetSet missing = 0;
+  for (Index offset = std::max<Index>(first, 1); offset < behind; ++offset) {
+    int& signed_offset = iw_(rows[offset]);
+    if ((signed_offset ^ side_) < 0) continue;
+    signed_offset = -signed_offset;
+    missing |= OffsetSet{1} << (offset - first);
   }
-  return k == 0 ? missing & ~kPivot : missing;
+  return missing;
 }
 
 bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
@@ -674,10 +675,10 @@ bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
   const Index pivot = columns_.start(pivot_.column), longest = longest_row_;
   const double drop_tolerance = drop_tolerance_;
   Index place = begin, left = room, longest_now = longest;
-  for (Index k = 0; left > 0; ++k) {
-    for (std::uint64_t missing = missing_rows(k); missing != 0 && left > 0; missing &= missing - 1) {
+  for (Index offset = 0; left > 0; offset += kMostInSet + 1) {
+    for (OffsetSet missing = missing_rows(offset); missing != 0 && left > 0; missing &= missing - 1) {
       --left;
-      const Index source = pivot + k * OffsetSet::kWordBits + __builtin_ctzll(missing);
+      const Index source = pivot + offset + __builtin_ctzll(missing);
       const Index i = columns_.index(source);
       const double value = multiplier * columns_.value(source);
       if (std::fabs(value) < drop_tolerance) continue;

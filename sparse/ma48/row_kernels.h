@@ -9,22 +9,9 @@
 
 namespace corvidnum {
 
-/// A set of offsets from 1 to kMost; it may hold 0, which does not count.
-class OffsetSet {
- public:
-  static constexpr int kWordBits = 64, kWords = 2, kMost = kWordBits * kWords - 1;
-
-  void clear() {
-    for (std::uint64_t& word : words_) word = 0;
-  }
-  void add(int offset) { words_[offset / kWordBits] |= std::uint64_t{1} << offset % kWordBits; }
-  void set_word(int k, std::uint64_t bits) { words_[k] = bits; }
-  /// Returns the offsets from kWordBits * k on, a bit each.
-  std::uint64_t word(std::ptrdiff_t k) const { return words_[k]; }
-
- private:
-  std::uint64_t words_[kWords];
-};
+/// A set of offsets from 0 to kMostInSet, a bit each.
+using OffsetSet = std::uint64_t;
+constexpr std::ptrdiff_t kMostInSet = 63;
 
 /// A multiple of the pivot column that is added to another column.
 struct ColumnUpdate {
@@ -43,18 +30,19 @@ struct RowKernels {
   /// @return how many of the rows the pivot column has
   std::ptrdiff_t (*add_to_column)(std::ptrdiff_t entries, double* values, const int* rows,
                                   const ColumnUpdate& update, int side);
-  /// Also sets `met` to the offsets of the rows that the pivot column has. For offsets up to
-  /// OffsetSet::kMost.
-  /// @param most the largest offset
-  /// @return how many these are
-  std::ptrdiff_t (*add_and_note)(std::ptrdiff_t entries, double* values, const int* rows,
-                                 const ColumnUpdate& update, std::ptrdiff_t most, OffsetSet* met);
+  /// The same with `side` 1, for offsets up to kMostInSet.
+  /// @return the offsets of the rows; 0 stands for those that the pivot column does not have
+  OffsetSet (*add_and_note)(std::ptrdiff_t entries, double* values, const int* rows,
+                            const ColumnUpdate& update);
   /// Returns the largest of |values[0]| .. |values[entries - 1]| other than NaN, or a NaN if there is none.
   double (*largest)(std::ptrdiff_t entries, const double* values);
   /// Computes w[rows[k] - 1] += multiplier * values[k] for k from 0 to entries - 1.
   void (*add_to_rows)(std::ptrdiff_t entries, double multiplier, const double* values, const int* rows,
                       double* w);
 };
+
+/// Up to so many entries a loop in place takes no longer than the call of add_to_rows.
+constexpr int kFewForCall = 8;
 
 /// Returns the versions for any processor.
 const RowKernels& portable_row_kernels();
