@@ -325,9 +325,13 @@ class Model {
   double cost_ = 0, operations_ = 0;
 };
 
-Problem random_problem(std::mt19937& random) {
-  const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
-  Problem p{1 + below(18), 1 + below(18), {}};
+int below(int limit, std::mt19937& random) {
+  return static_cast<int>(random() % static_cast<unsigned>(limit));
+}
+
+Problem random_problem(int m, int n, std::mt19937& random) {
+  const auto below = [&](int limit) { return ::below(limit, random); };
+  Problem p{m, n, {}};
   const int density = 5 + below(30), values = below(4);
   for (int j = 1; j <= p.n; ++j) {
     std::vector<Entry> column;
@@ -371,7 +375,8 @@ TEST(PivotSelection, ChoosesAsThePlainModelInEveryLengthThatIsNotTooShort) {
   std::mt19937 random(48);
   int short_ones = 0, compressions = 0;
   for (int trial = 0; trial < 4000 && !testing::Test::HasFailure(); ++trial) {
-    const Problem p = random_problem(random);
+    const int m = 1 + below(18, random), n = 1 + below(18, random);
+    const Problem p = random_problem(m, n, random);
     const int ample = 10 * entries(p) + 400;
     const Result unhindered = select(p, ample);
     expect_equal(Model(p, ample).run(), unhindered);
@@ -392,6 +397,21 @@ TEST(PivotSelection, ChoosesAsThePlainModelInEveryLengthThatIsNotTooShort) {
   }
   EXPECT_GT(short_ones, 100);
   EXPECT_GT(compressions, 100);
+}
+
+// Pivot columns of more than 64 entries fill in by another way of noting the rows that are there.
+TEST(PivotSelection, ChoosesAsThePlainModelWhereColumnsAreLong) {
+  std::mt19937 random(64);
+  int long_columns = 0;
+  for (int trial = 0; trial < 300 && !testing::Test::HasFailure(); ++trial) {
+    SCOPED_TRACE(trial);
+    const int m = 300 + below(300, random), n = 2 + below(7, random);
+    const Problem p = random_problem(m, n, random);
+    for (const auto& column : p.columns) long_columns += column.size() > 130;
+    const int ample = 10 * entries(p) + 400;
+    expect_equal(Model(p, ample).run(), select(p, ample));
+  }
+  EXPECT_GT(long_columns, 100);
 }
 
 TEST(PivotSelection, ReportsFaults) {
@@ -437,7 +457,7 @@ TEST(PivotSelection, EndsWhateverTheNumbersAre) {
   const double nan = std::nan(""), huge = std::numeric_limits<double>::infinity();
   std::mt19937 random(7);
   for (int trial = 0; trial < 2000; ++trial) {
-    Problem p = random_problem(random);
+    Problem p = random_problem(1 + below(18, random), 1 + below(18, random), random);
     for (auto& column : p.columns)
       for (Entry& e : column) e.value = random() % 3 ? e.value : random() % 2 ? nan : huge;
     for (double& x : p.cntl) x = random() % 4 ? x : random() % 2 ? nan : -huge;
