@@ -97,6 +97,7 @@ set(CORVIDNUM_SOURCES
   sparse/ma48/matching.cpp
   sparse/ma48/strong_components.cpp
   sparse/ma48/list_store.cpp
+  sparse/ma48/row_kernels.cpp
   sparse/ma48/pivot_selection.cpp
   sparse/ma48/analysis.cpp
   sparse/ma48/keep_check.cpp
@@ -173,7 +174,7 @@ set_source_files_properties(accel/debug_line.cpp PROPERTIES
 
 if(MINGW)
   # This compiler takes stack space of 16-byte alignment for registers of 32 bytes, so moves must not need more.
-  set_source_files_properties(accel/vectors.cpp PROPERTIES COMPILE_OPTIONS -Wa,-muse-unaligned-vector-move)
+  set_source_files_properties(accel/vectors.cpp sparse/ma48/row_kernels.cpp PROPERTIES COMPILE_OPTIONS -Wa,-muse-unaligned-vector-move)
 endif()
 
 add_library(corvidnum SHARED $<TARGET_OBJECTS:corvidnum_objects>)

@@ -49,6 +49,7 @@
 #include "sparse/ma48/kernel_codes.h"
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
+#include "sparse/ma48/row_kernels.h"
 
 namespace corvidnum {
 namespace {
@@ -126,6 +127,7 @@ class ColumnFactor {
   const int m_, n_, job_, np_, nf_, lfact_;
   const double threshold_, drop_, tolerance_;
   const Diagnostics diagnostics_;
+  const RowKernels& kernels_ = row_kernels();
   const OneBased<const double> aa_;
   const OneBased<const int> irna_, iptra_;
   const OneBased<int> ip_, iptrl_, iptru_, irnf_, iw_;
@@ -136,11 +138,12 @@ class ColumnFactor {
   int rank_ = 0;     // INFO(5)
   int dropped_ = 0;  // INFO(6)
   double operations_ = 0.0;
-  int first_ = 1;                   // first column to be done
-  int mf_ = 0;                      // rows of the full part, once it is begun
-  int pivots_ = 0;                  // NPR
-  int fill_ = 2;                    // last place in use at the low end
-  int top_;                         // last free place of the high end
+  Wide update_operations_ = 0;  // of add_multiple(), not yet in operations_; exact as a double all the same
+  int first_ = 1;               // first column to be done
+  int mf_ = 0;                  // rows of the full part, once it is begun
+  int pivots_ = 0;              // NPR
+  int fill_ = 2;                // last place in use at the low end
+  int top_;                     // last free place of the high end
   int full_at_ = 0, full_end_ = 0;  // first place of the full part; last place of its columns so far
   Wide freed_ = 0;
   int upper_end_ = 0;                    // U list: fill_+1 .. upper_end_
@@ -186,6 +189,7 @@ PlacesUsed ColumnFactor::run() {
     } else {
       factor();
     }
+    operations_ += double(update_operations_);
     if (status_ == 0) factor_full_part();
   }
   report();
@@ -248,19 +252,24 @@ ColumnFactor::Entries ColumnFactor::entries_of(int j) const {
   return {iptra_(column), column < n_ ? iptra_(column + 1) - 1 : b_.ne};
 }
 
-/// Adds a multiple of the L part of a column to W. The loop tests at its bottom and descends, as the
-/// contract's does, which saves a test for the many short columns: an empty L part then adds the pivot to its
-/// own row, which does no harm, because the caller sets that element of W afterwards.
+/// Adds a multiple of the L part of a column to W. The loop for the many short columns tests at its bottom,
+/// as the contract's does, which saves a test: an empty L part then adds the pivot to its own row, which does
+/// no harm, because the caller sets that element of W afterwards.
 inline void ColumnFactor::add_multiple(int column, double multiplier) {
-  const double* const fact = fact_.data();
-  const int* const irnf = irnf_.data();
+  const int pivot = iptru_(column) + 1;
+  const Wide entries = iptrl_(column) - pivot;
+  const double* const values = &fact_(pivot);  // element 0 is the pivot
+  const int* const rows = &irnf_(pivot);
   double* const w = w_.data();
-  const int begin = iptru_(column) + 2, end = iptrl_(column);
-  int k = end;
-  do {
-    w[irnf[k - 1] - 1] += multiplier * fact[k - 1];
-  } while (--k >= begin);
-  operations_ += 1.0 + 2.0 * double(end - begin + 1);
+  if (entries > kFewForCall) {
+    kernels_.add_to_rows(entries, multiplier, values + 1, rows + 1, w);
+  } else {
+    Wide k = entries;
+    do {
+      w[rows[k] - 1] += multiplier * values[k];
+    } while (--k > 0);
+  }
+  update_operations_ += 1 + 2 * entries;
 }
 
 // ---- The same pivots as before

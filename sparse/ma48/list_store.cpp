@@ -3,7 +3,24 @@
 
 #include "sparse/ma48/list_store.h"
 
+#include <cassert>
+#include <cstring>
+
 namespace corvidnum {
+namespace {
+
+/// Moves `count` elements, above 0, to places in front of them, which may overlap, or to others.
+template <class T>
+void shift(const T* from, std::ptrdiff_t count, T* to) {
+  constexpr std::ptrdiff_t kFew = 8;  // no call pays for these
+  if (count > kFew) {
+    std::memmove(to, from, static_cast<std::size_t>(count) * sizeof *to);
+  } else {
+    for (std::ptrdiff_t k = 0; k < count; ++k) to[k] = from[k];
+  }
+}
+
+}  // namespace
 
 bool ListStore::consistent() const {
   if (end_ < 1 || end_ > la_ + 1) return false;
@@ -37,11 +54,16 @@ bool CountLists::consistent(const ListStore& items) const {
   return to_be_met == 0;
 }
 
+std::ptrdiff_t ListStore::free_behind(std::ptrdiff_t place, std::ptrdiff_t wanted) const {
+  const std::ptrdiff_t most = std::min(wanted, la_ - place), in_store = std::min(most, end_ - 1 - place);
+  std::ptrdiff_t found = 0;
+  while (found < in_store && index(place + found + 1) == 0) ++found;
+  return found < in_store ? found : most;
+}
+
 bool ListStore::grow(std::ptrdiff_t list, std::ptrdiff_t extra) {
   const std::ptrdiff_t first = start(list), last_place = last(list);
-  std::ptrdiff_t behind = 0;
-  while (behind < extra && last_place + behind < la_ && is_free(last_place + behind + 1)) ++behind;
-  const std::ptrdiff_t needed = extra - behind;
+  const std::ptrdiff_t behind = free_behind(last_place, extra), needed = extra - behind;
   std::ptrdiff_t before = 0;
   while (before < needed && first - before > 1 && is_free(first - before - 1)) ++before;
   if (before < needed) return move_to_end(list, extra);
@@ -50,18 +72,16 @@ bool ListStore::grow(std::ptrdiff_t list, std::ptrdiff_t extra) {
   return true;
 }
 
-bool ListStore::add(std::ptrdiff_t list, std::ptrdiff_t entry) {
+bool ListStore::add_elsewhere(std::ptrdiff_t list, std::ptrdiff_t entry) {
   std::ptrdiff_t place = last(list) + 1;
+  const std::ptrdiff_t before = std::ptrdiff_t{start(list)} - 1;
   if (place == end_ && end_ <= la_) {
     ++end_;
-  } else if (place >= end_ || index(place) != 0) {
-    const std::ptrdiff_t before = std::ptrdiff_t{start(list)} - 1;
-    if (before >= 1 && index(before) == 0) {
-      place = start(list) = static_cast<int>(before);
-    } else {
-      if (!move_to_end(list, 1)) return false;
-      place = last(list) + 1;
-    }
+  } else if (before >= 1 && index(before) == 0) {
+    place = start(list) = static_cast<int>(before);
+  } else {
+    if (!move_to_end(list, 1)) return false;
+    place = last(list) + 1;
   }
   index(place) = static_cast<int>(entry);
   ++count(list);
@@ -83,11 +103,12 @@ bool ListStore::move_to_end(std::ptrdiff_t list, std::ptrdiff_t extra) {
 void ListStore::move(std::ptrdiff_t list, std::ptrdiff_t to) const {
   const std::ptrdiff_t first = start(list), entries = count(list);
   start(list) = static_cast<int>(to);
-  for (std::ptrdiff_t k = 0; k < entries; ++k) {  // ascending: a list that moves down may overlap itself
-    if (value.data()) value(to + k) = value(first + k);
-    index(to + k) = index(first + k);
-    index(first + k) = 0;
-  }
+  if (entries == 0) return;
+  if (value.data()) shift(&value(first), entries, &value(to));
+  shift(&index(first), entries, &index(to));
+  // A list that moves down may keep some of its places.
+  const std::ptrdiff_t freed = to < first ? std::max(first, to + entries) : first;
+  std::fill_n(&index(freed), first + entries - freed, 0);
 }
 
 void ListStore::compress() {
@@ -109,17 +130,23 @@ int ma50_compress(const int* /*la*/, double* a, int* ind, const int* lists, int*
     ptr[list - 1] = first;
     first = -list;
   }
-  int to = 0;
-  for (int from = 0; from < old_end - 1; ++from) {
-    int index = ind[from];
-    if (index == 0) continue;
-    if (index < 0) {
-      const int list = -index;
-      index = ptr[list - 1];
-      ptr[list - 1] = to + 1;
+  int to = 0, from = 0;
+  while (from < old_end - 1) {
+    if (ind[from] == 0) {
+      const bool batch = from + kBatch < old_end && matches_in_batch(ind + from, 0) == kWholeBatch;
+      from += batch ? kBatch : 1;
+      continue;
     }
-    if (*reals != 0) a[to] = a[from];
-    ind[to++] = index;
+    assert(ind[from] < 0);  // the places of a list follow its first one
+    const int list = -ind[from] - 1, entries = count[list];
+    ind[from] = ptr[list];
+    ptr[list] = to + 1;
+    if (to != from) {
+      if (*reals != 0) shift(a + from, entries, a + to);
+      shift(ind + from, entries, ind + to);
+    }
+    from += entries;
+    to += entries;
   }
   *end = to + 1;
   for (int list = 0; list < list_count; ++list) {

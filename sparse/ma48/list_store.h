@@ -6,7 +6,10 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "frame/one_based.h"
 
@@ -77,8 +80,11 @@ class ListStore {
   bool consistent() const;
 
  private:
+  bool add_elsewhere(std::ptrdiff_t list, std::ptrdiff_t entry);  // add() for a list without room behind it
   bool move_to_end(std::ptrdiff_t list, std::ptrdiff_t extra);
   void move(std::ptrdiff_t list, std::ptrdiff_t to) const;  // the places it leaves become free
+  /// Returns how many places behind `place` are free, as far as they are wanted.
+  std::ptrdiff_t free_behind(std::ptrdiff_t place, std::ptrdiff_t wanted) const;
   bool is_free(std::ptrdiff_t place) const { return place >= end_ || index(place) == 0; }
   void compress();
 
@@ -87,20 +93,25 @@ class ListStore {
   int compressions_ = 0;
 };
 
-constexpr int kBatch = 16;  // indices that find() compares at once
+constexpr int kBatch = 16;      // indices that find() compares at once
+constexpr int kFewEntries = 4;  // up to here it compares one after the other
 
-/// Tells whether one of batch[0] .. batch[kBatch - 1] equals `wanted`.
-inline bool batch_has(const int* batch, int wanted) {
-  using Lanes = int __attribute__((vector_size(16)));
-  Lanes lanes[4];
-  static_assert(sizeof lanes == kBatch * sizeof(int), "a batch is compared whole");
-  std::memcpy(lanes, batch, sizeof lanes);
-  const Lanes sought = {wanted, wanted, wanted, wanted};
-  const Lanes hits =
-      (lanes[0] == sought) | (lanes[1] == sought) | (lanes[2] == sought) | (lanes[3] == sought);
-  long long halves[2];
-  std::memcpy(halves, &hits, sizeof halves);
-  return (halves[0] | halves[1]) != 0;
+constexpr unsigned kWholeBatch = (1u << kBatch) - 1;
+
+/// Returns a word whose bit k tells whether batch[k] equals `wanted`, for k below kBatch.
+inline unsigned matches_in_batch(const int* batch, int wanted) {
+#if defined(__SSE2__)
+  const __m128i sought = _mm_set1_epi32(wanted);
+  const auto equal = [&](int k) {
+    return _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(batch + k)), sought);
+  };
+  const __m128i low = _mm_packs_epi32(equal(0), equal(4)), high = _mm_packs_epi32(equal(8), equal(12));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
+#else
+  unsigned found = 0;
+  for (int k = 0; k < kBatch; ++k) found |= static_cast<unsigned>(batch[k] == wanted) << k;
+  return found;
+#endif
 }
 
 inline std::ptrdiff_t ListStore::find(std::ptrdiff_t list, std::ptrdiff_t wanted) const {
@@ -108,7 +119,15 @@ inline std::ptrdiff_t ListStore::find(std::ptrdiff_t list, std::ptrdiff_t wanted
   const int* const entries = &index(first);
   const int sought = static_cast<int>(wanted);
   std::ptrdiff_t k = 0;
-  while (k + kBatch <= behind && !batch_has(entries + k, sought)) k += kBatch;
+  for (; k + kBatch <= behind; k += kBatch) {
+    const unsigned found = matches_in_batch(entries + k, sought);
+    if (found != 0) return first + k + __builtin_ctz(found);
+  }
+  // A batch may reach behind the list, but not behind the store. It counts as found at the last entry, if at
+  // no other.
+  if (behind - k >= kFewEntries && first + k + kBatch - 1 <= la_) {
+    return first + k + __builtin_ctz(matches_in_batch(entries + k, sought) | 1u << (behind - k));
+  }
   while (k < behind && entries[k] != sought) ++k;
   return first + k;
 }
@@ -119,6 +138,14 @@ inline void ListStore::erase(std::ptrdiff_t list, std::ptrdiff_t place) const {
   index(place) = index(last_place);
   index(last_place) = 0;
   --count(list);
+}
+
+inline bool ListStore::add(std::ptrdiff_t list, std::ptrdiff_t entry) {
+  const std::ptrdiff_t place = last(list) + 1;
+  if (place >= end_ || index(place) != 0) return add_elsewhere(list, entry);
+  index(place) = static_cast<int>(entry);
+  ++count(list);
+  return true;
 }
 
 /// Doubly linked lists of the active columns, or rows, by their count of entries. The item pushed last is the

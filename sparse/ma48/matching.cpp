@@ -46,6 +46,7 @@ void Matching::clear() {
 }
 
 int Matching::free_column(int row) {
+  if (cheap_left(row) == kExhausted) return 0;
   const int end = starts(row) + lengths(row);
   for (int k = end - 1 - cheap_left(row); k < end; ++k) {
     if (row_of(columns[k - 1]) == 0) {

@@ -33,7 +33,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "frame/idamax.h"
 #include "frame/one_based.h"
 #include "sparse/ma48/diagnostics.h"
 #include "sparse/ma48/finite.h"
@@ -41,12 +40,15 @@
 #include "sparse/ma48/kernels.h"
 #include "sparse/ma48/layout.h"
 #include "sparse/ma48/list_store.h"
+#include "sparse/ma48/row_kernels.h"
 #include "sparse/ma48/texts.h"
 
 namespace corvidnum {
 namespace {
 
 using Index = std::ptrdiff_t;
+
+constexpr OffsetSet kPivotOffset = 1;  // the set of offset 0
 
 /// Arguments of MA50AD by the names of its contract.
 struct PivotArguments {
@@ -57,21 +59,6 @@ struct PivotArguments {
   const int* icntl;
   int *ip, *jfirst, *lenr, *lastr, *nextr, *iw, *ifirst, *lenc, *lastc, *nextc, *info;
 };
-
-/// Computes values[k] += multiplier * pivot_column[offset of rows[k]]. Rows that the pivot column does not
-/// have get offset 0; the caller puts a signed zero there, so adding it changes nothing and the loop needs no
-/// (unpredictable) branch. Not inlined, to keep everything in registers.
-/// @return how many of the rows the pivot column has
-[[gnu::noinline]] Index add_to_column(Index entries, double* values, const int* rows, double multiplier,
-                                      const double* pivot_column, int side, OneBased<const int> offsets) {
-  Index met = 0;
-  for (Index k = 0; k < entries; ++k) {
-    const int offset = offsets(rows[k]) * side;
-    values[k] += multiplier * pivot_column[offset];
-    met += offset != 0;
-  }
-  return met;
-}
 
 /// One run of the algorithm above. Names in capitals in the comments are those of the contract.
 class PivotSelection {
@@ -126,13 +113,14 @@ class PivotSelection {
   void pivot_to_head();          // makes the pivot the first entry of its column
   void take_column_from_rows();  // removes it from the pattern and scatters its offsets into iw_
   bool update_column(Index j);
-  Index add_multiple(Index j, double multiplier) const;  // returns how many rows of column j matched
-  Index add_not_finite(Index entries, double* values, const int* rows, double multiplier,
-                       const double* pivot_column) const;
+  Index add_multiple(Index j, double multiplier);  // returns how many rows of column j matched
+  Index add_not_finite(Index entries, double* values, const int* rows, const ColumnUpdate& update);
   void mark_met(Index j) const;  // turns the sign of iw_ for the rows that column j has: no fill-in there
-  void squeeze(Index j);         // removes what the update has made small
-  bool fill_in(Index j, double multiplier, Index room);
-  void measure_rows();  // finds the longest row of the pivot column
+  bool notes_met() const { return others_in_column_ <= kMostInSet; }
+  OffsetSet missing_rows(Index first) const;  // returns the offsets less `first` of rows to be filled in
+  void squeeze(Index j);                      // removes what the update has made small
+  bool fill_in(Index j, double multiplier, Index room);  // room: its entries, at least 1
+  void measure_rows();                                   // finds the longest row of the pivot column
   void need_before_fill(Index last_met, Index added, Index end);
   void return_columns();             // puts the columns of the pivot row into the lists of their new counts
   void close_pivot(Index position);  // takes pivot row and column out of the active submatrix
@@ -145,11 +133,13 @@ class PivotSelection {
   const Index search_limit_;
   const int choice_;
   const Diagnostics diagnostics_;
+  const RowKernels& kernels_;
   ListStore columns_, rows_;
   const CountLists columns_by_count_, rows_by_count_;
-  /// (i): offset of row i in the pivot column, 0 if it has none. The sign says whether the current update has
-  /// already found row i in the target column: sign side_ = not yet (fill-in), -side_ = found. After an
-  /// update with fill-in every sign has flipped, so side_ flips instead of resetting the array.
+  /// (i): offset of row i in the pivot column, 0 if it has none. Which of them an update has found in its
+  /// target column is noted in met_. A pivot column too long for that notes it in the sign: side_ = not yet
+  /// (fill-in), -side_ = found. After an update with fill-in every sign has flipped, so side_ flips instead
+  /// of resetting the array.
   const OneBased<int> iw_;
   const OneBased<int> info_;
   OneBased<int> given_columns_, priorities_;
@@ -167,6 +157,7 @@ class PivotSelection {
   Pivot pivot_ = {0, 0, 0, 0};
   Index others_in_column_ = 0;       // NZPC: entries of the pivot column beside the pivot
   Index others_in_row_ = 0;          // NZC: those of the pivot row
+  OffsetSet met_ = 0;                // of rows that the update has found in the target column, if notes_met()
   int side_ = 1;                     // sign of a row in iw_ that the update has not found yet
   Index longest_row_ = 0;            // largest count of the rows in the pivot column
   std::int64_t dropped_ = 0;         // INFO(6)
@@ -196,6 +187,7 @@ PivotSelection::PivotSelection(const PivotArguments& x)
       search_limit_(x.icntl[kSearchLimit - 1]),
       choice_(x.icntl[kPivotChoice - 1]),
       diagnostics_(x.icntl),
+      kernels_(row_kernels()),
       columns_(x.a, x.irn, x.la, x.iq, x.lenc, x.n),
       rows_(nullptr, x.jcn, x.la, x.ip, x.lenr, x.m),
       columns_by_count_{{x.jfirst, x.m}, {x.lastc, x.n}, {x.nextc, x.n}},
@@ -389,8 +381,7 @@ bool PivotSelection::is_full() const {
 }
 
 double PivotSelection::largest_of(Index j) const {
-  const double* const values = &columns_.value(columns_.start(j));
-  return std::fabs(values[idamax(columns_.count(j), values) - 1]);
+  return kernels_.largest(columns_.count(j), &columns_.value(columns_.start(j)));
 }
 
 int PivotSelection::choose_given(Index sequence) {
@@ -563,14 +554,16 @@ void PivotSelection::pivot_to_head() {
 
 void PivotSelection::take_column_from_rows() {
   const Index column = pivot_.column, first = columns_.start(column), last = columns_.last(column);
+  longest_row_ = 0;
   for (Index k = first; k <= last; ++k) {
     const Index i = columns_.index(k);
     if (k < last) rows_.fetch(columns_.index(k + 1));
-    if (i != pivot_.row) iw_(i) = static_cast<int>(k - first);
     rows_.erase(i, rows_.find(i, column));
+    if (i == pivot_.row) continue;
+    iw_(i) = static_cast<int>(k - first);
+    longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
   }
   side_ = 1;
-  measure_rows();
 }
 
 void PivotSelection::measure_rows() {
@@ -588,37 +581,47 @@ bool PivotSelection::update_column(Index j) {
   columns_.erase(j, entry);
   if (others_in_column_ == 0) return true;
   const Index room = others_in_column_ - add_multiple(j, multiplier);
-  if (room > 0) mark_met(j);
+  if (room > 0 && !notes_met()) mark_met(j);
   if (drop_tolerance_ > 0) {
     squeeze(j);
     measure_rows();
   }
   nz_ += room;
   need_ = std::max<std::int64_t>(need_, columns_.count(j) + nz_);
-  if (room > 0 && !columns_.grow(j, room)) return false;
-  return fill_in(j, multiplier, room);
+  if (room > 0) return columns_.grow(j, room) && fill_in(j, multiplier, room);
+  need_ = std::max<std::int64_t>(need_, longest_row_ + nz_ + 1);
+  return true;
 }
 
-Index PivotSelection::add_multiple(Index j, double multiplier) const {
+Index PivotSelection::add_multiple(Index j, double multiplier) {
   const Index first = columns_.start(j), entries = columns_.count(j);
   double* const values = &columns_.value(first);
   const int* const rows = &columns_.index(first);
   double* const pivot_column = &columns_.value(columns_.start(pivot_.column));
-  if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, multiplier, pivot_column);
+  const ColumnUpdate update = {multiplier, pivot_column, iw_.data()};
+  if (!std::isfinite(multiplier)) return add_not_finite(entries, values, rows, update);
   const double pivot = pivot_column[0];
   pivot_column[0] = std::signbit(multiplier) ? 0.0 : -0.0;  // -0.0 is added, which changes nothing
-  const Index met = add_to_column(entries, values, rows, multiplier, pivot_column, side_, iw_);
+  Index met = 0;
+  if (notes_met()) {
+    met_ = kernels_.add_and_note(entries, values, rows, update) & ~kPivotOffset;
+    met = __builtin_popcountll(met_);
+  } else {
+    met = kernels_.add_to_column(entries, values, rows, update, side_);
+  }
   pivot_column[0] = pivot;
   return met;
 }
 
-Index PivotSelection::add_not_finite(Index entries, double* values, const int* rows, double multiplier,
-                                     const double* pivot_column) const {
+Index PivotSelection::add_not_finite(Index entries, double* values, const int* rows,
+                                     const ColumnUpdate& update) {
   Index met = 0;
+  met_ = 0;
   for (Index k = 0; k < entries; ++k) {
     const int offset = iw_(rows[k]) * side_;
     if (offset == 0) continue;
-    values[k] += multiplier * pivot_column[offset];
+    values[k] += update.multiplier * update.pivot_column[offset];
+    if (notes_met()) met_ |= OffsetSet{1} << offset;
     ++met;
   }
   return met;
@@ -651,28 +654,46 @@ void PivotSelection::squeeze(Index j) {
   for (; to <= last; ++to) columns_.index(to) = 0;
 }
 
+/// Returns a bit for each offset from `first` on; those behind the last offset do not count. Turns the signs
+/// of the rows to be filled in, if signs tell them, so that these are met from now on.
+OffsetSet PivotSelection::missing_rows(Index first) const {
+  if (notes_met()) return ~(met_ | kPivotOffset);
+  const int* const rows = &columns_.index(columns_.start(pivot_.column));
+  const Index behind = std::min(first + kMostInSet, others_in_column_) + 1;
+  OffsetSet missing = 0;
+  for (Index offset = std::max<Index>(first, 1); offset < behind; ++offset) {
+    int& signed_offset = iw_(rows[offset]);
+    if ((signed_offset ^ side_) < 0) continue;
+    signed_offset = -signed_offset;
+    missing |= OffsetSet{1} << (offset - first);
+  }
+  return missing;
+}
+
 bool PivotSelection::fill_in(Index j, double multiplier, Index room) {
   const Index first = columns_.start(j), begin = columns_.last(j) + 1, last = begin + room - 1;
-  const Index longest = longest_row_;
-  Index place = begin, left = room;
-  for (Index k = columns_.start(pivot_.column) + 1; left > 0; ++k) {
-    const Index i = columns_.index(k);
-    const int offset = iw_(i);
-    if ((offset ^ side_) < 0) continue;
-    iw_(i) = -offset;
-    --left;
-    const double value = multiplier * columns_.value(k);
-    if (std::fabs(value) < drop_tolerance_) continue;
-    columns_.value(place) = value;
-    columns_.index(place) = static_cast<int>(i);
-    ++place;
-    if (!rows_.add(i, j)) {
-      need_before_fill(k, begin, place - 1);
-      return false;
+  const Index pivot = columns_.start(pivot_.column), longest = longest_row_;
+  const double drop_tolerance = drop_tolerance_;
+  Index place = begin, left = room, longest_now = longest;
+  for (Index offset = 0; left > 0; offset += kMostInSet + 1) {
+    for (OffsetSet missing = missing_rows(offset); missing != 0 && left > 0; missing &= missing - 1) {
+      --left;
+      const Index source = pivot + offset + __builtin_ctzll(missing);
+      const Index i = columns_.index(source);
+      const double value = multiplier * columns_.value(source);
+      if (std::fabs(value) < drop_tolerance) continue;
+      columns_.value(place) = value;
+      columns_.index(place) = static_cast<int>(i);
+      ++place;
+      if (!rows_.add(i, j)) {
+        need_before_fill(source, begin, place - 1);
+        return false;
+      }
+      longest_now = std::max<Index>(longest_now, rows_.count(i));
     }
-    longest_row_ = std::max<Index>(longest_row_, rows_.count(i));
   }
-  if (room > 0) side_ = -side_;
+  longest_row_ = longest_now;
+  if (!notes_met()) side_ = -side_;
   need_ = std::max<std::int64_t>(need_, longest + nz_ + 1);
   columns_.count(j) = static_cast<int>(place - first);
   dropped_ += last + 1 - place;

@@ -300,9 +300,13 @@ class Model {
   double cost_ = 0, operations_ = 0;
 };
 
-inline Problem random_problem(std::mt19937& random) {
-  const auto below = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
-  Problem p{1 + below(18), 1 + below(18), {}};
+inline int below(int limit, std::mt19937& random) {
+  return static_cast<int>(random() % static_cast<unsigned>(limit));
+}
+
+inline Problem random_problem(int m, int n, std::mt19937& random) {
+  const auto below = [&](int limit) { return pivot_model::below(limit, random); };
+  Problem p{m, n, {}};
   const int density = 5 + below(30), values = below(4);
   for (int j = 1; j <= p.n; ++j) {
     std::vector<Entry> column;
@@ -326,6 +330,11 @@ inline Problem random_problem(std::mt19937& random) {
   for (int j = 0; j < p.n; ++j) p.sequence[j] = j + 1;
   std::shuffle(p.sequence.begin(), p.sequence.end(), random);
   return p;
+}
+
+inline Problem random_problem(std::mt19937& random) {
+  const int m = 1 + below(18, random), n = 1 + below(18, random);
+  return random_problem(m, n, random);
 }
 
 }  // namespace pivot_model

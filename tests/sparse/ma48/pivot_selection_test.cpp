@@ -50,6 +50,21 @@ TEST(PivotSelection, ChoosesAsThePlainModelInEveryLengthThatIsNotTooShort) {
   EXPECT_GT(compressions, 100);
 }
 
+// Pivot columns of more than 64 entries fill in by another way of noting the rows that are there.
+TEST(PivotSelection, ChoosesAsThePlainModelWhereColumnsAreLong) {
+  std::mt19937 random(64);
+  int long_columns = 0;
+  for (int trial = 0; trial < 300 && !testing::Test::HasFailure(); ++trial) {
+    SCOPED_TRACE(trial);
+    const int m = 300 + below(300, random), n = 2 + below(7, random);
+    const Problem p = random_problem(m, n, random);
+    for (const auto& column : p.columns) long_columns += column.size() > 130;
+    const int ample = 10 * entries(p) + 400;
+    expect_equal(Model(p, ample).run(), select(p, ample));
+  }
+  EXPECT_GT(long_columns, 100);
+}
+
 TEST(PivotSelection, ReportsFaults) {
   const Columns good = {{{1, 1.0}}, {{2, 1.0}}, {{3, 1.0}}}, twice = {{{2, 1.0}, {2, 3.0}}, {}, {}};
   const struct {
