@@ -54,11 +54,11 @@ told_by_quarters() {
     told = int(4 * $2 / $3); printf "   %d of %d\n", $2, $3; fflush() }'
 }
 
-# run_tests PRESET: prints what fails, and the closing lines.
+# run_tests PRESET [OPTION...]: prints what fails, and the closing lines. The options are ctest's.
 run_tests() {
   say "testing build/$1${LD_LIBRARY_PATH:+ with $LD_LIBRARY_PATH}"
   rm -rf "build/$1/profiles" # where an instrumented build counts which lines run
-  ctest --preset "$1" --parallel "$(nproc)" --timeout 300 --no-tests=error |
+  ctest --preset "$1" --parallel "$(nproc)" --timeout 300 --no-tests=error "${@:2}" |
     grep -vE '^ +Start +[0-9]+: |\.\. +Passed +[0-9.]+ sec$' ||
     fail "tests failed; for more: ctest --preset $1 --rerun-failed"
 }
