@@ -3,7 +3,9 @@
 //  1. Build the rooted level structure of the start node.
 //  2. Sort the nodes of its last level by increasing degree; they are the candidates for the other end.
 //  3. Build the structure of each candidate; abandon it when it gets as wide as the narrowest one so far. If
-//     it is deeper than that of the start node, the candidate becomes the start node: go to step 2.
+//     it is deeper than that of the start node, the candidate becomes the start node: go to step 2. Where the
+//     columns have room, up to 32 candidates are measured in one search, and only the best structure is
+//     built.
 //  4. The candidate with the narrowest structure is the end node.
 // Invariants: the nodes in a structure under construction have a negative degree. Three columns serve all
 // structures; the search exchanges column numbers instead of copying. The contract accepts that a candidate
@@ -116,6 +118,105 @@ void append_empty_levels(const LevelColumn& column, int node_count, int depth, i
   for (int level = depth + 1; level <= wanted_depth; ++level) column.level_start(level + 1) = node_count + 1;
 }
 
+// Searches from roots near each other reach most nodes in the same level, so up to 32 of them go through the
+// graph together: bit b of a word stands for the search from root b + 1. unseen(i) has the bits of the
+// searches that have not reached node i, next(i) those that reach it in the next level, and front_words(k)
+// those that have just reached node front(k). Along an edge from there to node i go the bits of its word in
+// unseen(i). A node is listed once in a level, when its first bit arrives, and its edges are followed once
+// for all of its bits. A search that gets too wide is abandoned by clearing its bit in `active`. Each search
+// has the levels of a walk of its own, apart from the order within a level, which does not change its size.
+// Roots have been reached from the start node, so no search leaves the component: `reached` is long enough.
+// Source: Then et al., Proc. VLDB Endowment 8, 449 (2014), multi-source
+// breadth-first search.
+using Word = unsigned;
+constexpr int kMostShared = 32;   // as many as a Word has bits
+constexpr int kFewestShared = 8;  // it does not pay to measure fewer together
+
+/// Arrays by node have an element 0, which no node uses.
+struct SharedWalk {
+  const GpsGraph& graph;
+  int* const reached;       // [node_count] the nodes i of the next level, those with next[i] != 0
+  Word* const unseen;       // [0 .. n]; behind `reached`, so that one more may be written there
+  Word* const front_words;  // [node_count]
+  Word* const next;         // [0 .. n]
+  int* const front;         // the nodes of this level
+  int reached_count = 0, front_count = 0;
+  Word active = ~Word{0};
+
+  void begin(OneBased<const int> roots);
+  void enter_level(int max_width, RootedLevels* levels);
+  void reach_next_level();
+};
+
+void SharedWalk::begin(OneBased<const int> roots) {
+  for (int i = 1; i <= graph.n; ++i) unseen[i] = graph.unmarked(i) ? ~Word{0} : 0;
+  std::fill_n(next + 1, graph.n, Word{0});
+  for (; reached_count < roots.size(); ++reached_count) {
+    const int root = reached[reached_count] = roots(reached_count + 1);
+    next[root] = Word{1} << reached_count;
+  }
+}
+
+void SharedWalk::enter_level(int max_width, RootedLevels* levels) {
+  int sizes[kMostShared] = {};
+  for (int k = 0; k < reached_count; ++k) {
+    const int node = front[k] = reached[k];
+    const Word word = front_words[k] = next[node];
+    next[node] = 0;
+    unseen[node] &= ~word;
+    for (Word bits = word; bits != 0; bits &= bits - 1) ++sizes[__builtin_ctz(bits)];
+  }
+  front_count = reached_count;
+  for (int b = 0; b < kMostShared; ++b) {
+    if (sizes[b] == 0) continue;
+    RootedLevels& its = levels[b];
+    its = {its.node_count + sizes[b], its.depth + 1, std::max(its.width, sizes[b])};
+    if (its.width < max_width) continue;
+    its = {its.node_count, 0, graph.n + 1};
+    active &= ~(Word{1} << b);
+  }
+}
+
+void SharedWalk::reach_next_level() {
+  Word *const still_unseen = unseen, *const arriving = next;  // copies, which stay in registers
+  int* const list = reached;
+  std::ptrdiff_t count = 0;
+  for (int k = 0; k < front_count; ++k) {
+    if (k + GpsGraph::kAhead < front_count) graph.fetch_row(front[k + GpsGraph::kAhead]);
+    const Word word = front_words[k] & active;
+    if (word == 0) continue;
+    for (const int neighbour : graph.neighbours(front[k])) {
+      const Word before = arriving[neighbour], after = before | (word & still_unseen[neighbour]);
+      arriving[neighbour] = after;
+      list[count] = neighbour;  // kept only if its first bit arrives; without a branch that mispredicts
+      count += before == 0;
+      count -= after == 0;
+    }
+  }
+  reached_count = static_cast<int>(count);
+}
+
+/// Measures the structures of up to kMostShared candidates: levels[k - 1] is what gps_rooted_levels_limited()
+/// returns for roots(k). Keeps the column of the start node's structure; overwrites the other two.
+/// @return false, with `levels` without meaning, if a level has more nodes than there is space for, or a root
+///         does not reach the whole component (the graph is not symmetric)
+bool measure_together(const GpsGraph& graph, const Columns& columns, const PseudoDiameter& found,
+                      OneBased<const int> roots, RootedLevels* levels) {
+  const LevelColumn kept = columns.column(found.forward);
+  int* const one = columns.list(6 - found.forward - found.best_backward).data();
+  Word* const two = reinterpret_cast<Word*>(columns.list(found.best_backward).data());
+  const int m = found.node_count, room = kept.available() - found.depth - 1 - m;  // of `front`
+  SharedWalk walk{graph, one, reinterpret_cast<Word*>(one + m), two, two + m, kept.list().data() + m};
+  std::fill_n(levels, roots.size(), RootedLevels{});
+  for (walk.begin(roots); walk.reached_count > 0; walk.reach_next_level()) {
+    if (walk.reached_count > room) return false;
+    walk.enter_level(found.backward_width, levels);
+  }
+  return std::all_of(levels, levels + roots.size(), [&found](const RootedLevels& its) {
+    return its.depth == 0 || its.node_count == found.node_count;
+  });
+}
+
 }  // namespace
 
 GpsStatus gps_rooted_levels(const GpsGraph& graph, int root, OneBased<int> column, int nodes_left,
@@ -177,7 +278,11 @@ GpsStatus gps_pseudo_diameter(const GpsGraph& graph, const Columns& columns, int
   if (status.error != kGpsOk) return status;
   found.node_count = levels.node_count;
   const int max_depth = columns.available - found.node_count - 1;
-
+  bool may_share = columns.available - graph.n > found.node_count;  // measure_together() has not failed
+  const auto build = [&](int node, int column, int max_width) {
+    return gps_rooted_levels_limited(graph, node, columns.list(column), found.node_count, max_depth,
+                                     max_width, levels);
+  };
   for (bool deeper = true; deeper;) {
     deeper = false;
     found.forward_width = levels.width;
@@ -186,21 +291,34 @@ GpsStatus gps_pseudo_diameter(const GpsGraph& graph, const Columns& columns, int
     OneBased<int> ends(nullptr, 0);
     if (!sort_last_level(graph, columns.column(found.forward), found.depth, ends))
       return broken(kLastLevelSort);
+    RootedLevels together[kMostShared];  // of candidates first .. end - 1
+    int first = 1, end = 1, best_depth = 0;
+    bool built = false;  // whether its column holds the structure of the best candidate
     for (int k = 1; k <= ends.size() && !deeper; ++k) {
-      status = gps_rooted_levels_limited(graph, ends(k), columns.list(backward), found.node_count, max_depth,
-                                         found.backward_width, levels);
-      if (status.error != kGpsOk) return status;
-      if (levels.depth > found.depth) {
-        std::swap(found.forward, backward);
-        found.start_node = ends(k);
-        deeper = true;
-      } else if (levels.width < found.backward_width) {
-        append_empty_levels(columns.column(backward), found.node_count, levels.depth, found.depth);
-        std::swap(found.best_backward, backward);
-        found.backward_width = levels.width;
-        found.end_node = ends(k);
+      // The first candidate goes alone: its width soon stops most of the others.
+      const int left = static_cast<int>(ends.size()) - k + 1;
+      if (may_share && k > 1 && k >= end && left >= kFewestShared) {
+        built = false;
+        first = k;
+        const int count = std::min(left, kMostShared);
+        may_share = measure_together(graph, columns, found, ends.part(k, count), together);
+        end = may_share ? k + count : k;
       }
+      const bool shared = k < end;
+      status = shared ? GpsStatus{} : build(ends(k), backward, found.backward_width);
+      if (status.error != kGpsOk) return status;
+      if (shared) levels = together[k - first];
+      if (levels.width >= found.backward_width) continue;
+      deeper = levels.depth > found.depth;
+      std::swap(deeper ? found.forward : found.best_backward, backward);
+      (deeper ? found.start_node : found.end_node) = ends(k);
+      if (!deeper) found.backward_width = levels.width, best_depth = levels.depth;
+      built = !shared;
     }
+    const int best = deeper ? found.start_node : found.end_node;
+    const int its_column = deeper ? found.forward : found.best_backward;
+    if (!built) build(best, its_column, graph.n + 1);  // cannot fail: this walk has been measured
+    if (!deeper) append_empty_levels(columns.column(its_column), found.node_count, best_depth, found.depth);
   }
   return {};
 }

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <random>
 #include <vector>
 
 #include "reorder/combination.h"
@@ -130,6 +132,94 @@ TEST(LevelStructures, EndWithTheirCodes) {
     EXPECT_EQ(status.error, c.error);
     EXPECT_EQ(status.space, c.space);
   }
+}
+
+// ---- The search for the ends, with candidates measured together or one by one
+
+using Random = std::mt19937;
+
+int below(int limit, Random& random) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
+
+/// Levels behind node 1, the last one of `ends` nodes. Each node is joined to a node of the level before it,
+/// and some to more of them or to one of their own level: the ends see levels of different widths.
+Lists layered(int depth, int ends, Random& random) {
+  Lists rows{{}};
+  const auto join = [&](int i, int j) {
+    List& row = rows[static_cast<std::size_t>(i) - 1];
+    if (i == j || std::count(row.begin(), row.end(), j) != 0) return;
+    row.push_back(j);
+    rows[static_cast<std::size_t>(j) - 1].push_back(i);
+  };
+  for (int level = 2, before = 1, begin = 2; level <= depth; ++level) {
+    const int count = level == depth ? ends : 1 + below(20, random);
+    for (int i = begin; i < begin + count; ++i) {
+      rows.emplace_back();
+      for (int more = 1 + below(3, random); more > 0; --more) join(i, before + below(begin - before, random));
+      if (random() % 2 == 0) join(i, begin + below(i - begin + 1, random));
+    }
+    before = begin;
+    begin += count;
+  }
+  return rows;
+}
+
+/// All that the search finds, and the two structures that it leaves in the columns.
+struct Search {
+  GpsStatus status;
+  List found, forward, backward;
+
+  Search(const Lists& rows, int nodes_left, int available) {
+    Graph graph(rows);
+    const List degree = graph.degree;
+    List work(3 * static_cast<std::size_t>(available));
+    PseudoDiameter ends{};
+    const Columns columns{view(work), available};
+    status = gps_pseudo_diameter(graph.get(), columns, nodes_left, 1, ends);
+    if (status.error != kGpsOk) return;
+    EXPECT_EQ(graph.degree, degree);
+    found = {ends.start_node, ends.end_node, ends.forward,       ends.best_backward,
+             ends.node_count, ends.depth,    ends.forward_width, ends.backward_width};
+    forward = structure(columns.column(ends.forward), ends);
+    backward = structure(columns.column(ends.best_backward), ends);
+  }
+  static List structure(const LevelColumn& column, const PseudoDiameter& ends) {
+    List all;
+    for (int k = 1; k <= ends.node_count; ++k) all.push_back(column.node(k));
+    for (int level = 1; level <= ends.depth + 1; ++level) all.push_back(column.level_start(level));
+    return all;
+  }
+};
+
+// Columns of 2 n + 1 elements have just enough room to measure candidates together; with a node more in the
+// graph, which nothing joins, they have not. The first candidate is always tried alone, so 33 candidates
+// leave a group of 32. Deeper candidates end the search; wider ones are abandoned.
+TEST(PseudoDiameter, IsTheSameIfCandidatesAreMeasuredTogether) {
+  Random random(4);
+  int restarts = 0, not_first = 0, refusals = 0;
+  for (const int candidates : {1, 2, 8, 9, 32, 33, 34, 40, 41, 65, 66, 73, 100}) {
+    for (int k = 0; k < 120; ++k) {
+      SCOPED_TRACE(testing::Message() << candidates << " candidates, graph " << k);
+      Lists rows = layered(2 + below(9, random), candidates, random);
+      // Not symmetric: one end leads nowhere.
+      if (k % 6 == 5) rows.back().assign(static_cast<std::size_t>(1 + k / 6 % 4), size(rows));
+      const int nodes = size(rows), available = 2 * nodes + 1;
+      const Search together(rows, nodes, available);
+      rows.emplace_back();
+      const Search alone(rows, nodes, available);
+      ASSERT_EQ(together.status.error, alone.status.error);
+      ASSERT_EQ(together.status.space, alone.status.space);
+      ASSERT_EQ(together.found, alone.found);
+      ASSERT_EQ(together.forward, alone.forward);
+      ASSERT_EQ(together.backward, alone.backward);
+      refusals += alone.status.error == kWalkCountDiffers;
+      if (alone.status.error != kGpsOk) continue;
+      restarts += alone.found[0] != 1;
+      not_first += alone.found[0] == 1 && alone.found[1] != nodes - candidates + 1;
+    }
+  }
+  EXPECT_GT(restarts, 100);
+  EXPECT_GT(not_first, 100);
+  EXPECT_GT(refusals, 20);
 }
 
 // ---- The numbering of one component
