@@ -177,6 +177,12 @@ if(MINGW)
   set_source_files_properties(accel/vectors.cpp sparse/ma48/row_kernels.cpp PROPERTIES COMPILE_OPTIONS -Wa,-muse-unaligned-vector-move)
 endif()
 
+# Counters of lines and branches, which every program that uses the library adds up in a file of profiles/ at its end.
+if(CORVIDNUM_COVERAGE)
+  set(counters -fprofile-instr-generate=${PROJECT_BINARY_DIR}/profiles/%8m.profraw)
+  target_compile_options(corvidnum_objects PRIVATE ${counters} -fcoverage-mapping)
+endif()
+
 add_library(corvidnum SHARED $<TARGET_OBJECTS:corvidnum_objects>)
 add_library(corvidnum::corvidnum ALIAS corvidnum)
 set_target_properties(corvidnum PROPERTIES
@@ -204,3 +210,8 @@ add_library(corvidnum_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:corvidnu
 target_include_directories(corvidnum_internal PUBLIC ${PROJECT_SOURCE_DIR})
 set_target_properties(corvidnum_internal PROPERTIES LINKER_LANGUAGE CXX)
 target_link_libraries(corvidnum_internal PUBLIC corvid LAPACK::LAPACK BLAS::BLAS ${CMAKE_DL_LIBS})
+
+if(CORVIDNUM_COVERAGE)
+  target_link_options(corvidnum PRIVATE ${counters})
+  target_link_options(corvidnum_internal PUBLIC ${counters})
+endif()
