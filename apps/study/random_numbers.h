@@ -21,8 +21,8 @@ double unit_interval(std::uint64_t bits);
 /// `count`. Source: J. Black, P. Rogaway, CT-RSA 2002, LNCS 2271, 114.
 std::uint64_t permuted(std::uint64_t index, std::uint64_t count, std::uint64_t seed, std::uint64_t stream);
 
-/// Returns the value that a standard normal variable is below with this probability, to about 1e-16 of its
-/// size. Source: M. J. Wichura, algorithm AS 241 (PPND16), Appl. Statist. 37, 477 (1988).
+/// Returns the value that a standard normal variable is below with this probability, with a relative error of
+/// a few roundings. Source: M. J. Wichura, algorithm AS 241 (PPND16), Appl. Statist. 37, 477 (1988).
 /// @param probability  above 0 and below 1
 double normal_quantile(double probability);
 

@@ -137,13 +137,13 @@ class StudyReader {
     Study& study = found_.study;
     study.title = root.line_of_text("title");
     const toml::table base = read_base(root);
+    study.results = root.texts("results", 1);
+    make_solver(root);
     read_parameters(root, base, study);
+    check_headings(root);
     read_samples(root, study);
     check_count(root, study);
     study.chunk = root.has("chunk") ? root.integer("chunk", 1, kLargestChunk) : kUsualChunk;
-    study.results = root.texts("results", 1);
-    check_headings(root);
-    make_solver(root);
     study.hash = hash_of_files(text_, study, *found_.solver);
     return std::move(found_);
   }
