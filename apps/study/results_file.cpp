@@ -94,14 +94,14 @@ ResultsFile::ResultsFile(std::string path, const std::string& heading, std::uint
     add_part(heading);
     return;
   }
-  const bool has_journal = fs::exists(fs::u8path(journal_path_));
-  if (restart || (!has_journal && !fs::exists(fs::u8path(path_)))) {
-    begin(heading);
-  } else if (has_journal) {
-    go_on(heading, visit);
-  } else {
+  if (!restart && !fs::exists(fs::u8path(journal_path_)) && fs::exists(fs::u8path(path_)))
     fail(path_, "is there without the journal of a study; --restart replaces it");
-  }
+  open(journal_path_, "ab");  // there has to be one to be locked
+  lock_.emplace(fs::u8path(journal_path_));
+  if (restart)
+    begin(heading);
+  else
+    go_on(heading, visit);
 }
 
 /// The journal is emptied first: it never vouches for what is not there.
@@ -114,7 +114,7 @@ void ResultsFile::begin(const std::string& heading) {
 
 void ResultsFile::go_on(const std::string& heading, const Visitor& visit) {
   const std::string journal = whole(journal_path_);
-  if (head_.compare(0, journal.size(), journal) == 0) return begin(heading);  // killed when it had just begun
+  if (head_.compare(0, journal.size(), journal) == 0) return begin(heading);  // new, or killed at once
   if (journal.compare(0, head_.size(), head_) != 0)
     fail(journal_path_, "is that of another study, or the study has changed since; --restart begins anew");
   PartReader parts(path_, std::string_view(journal).substr(head_.size()));

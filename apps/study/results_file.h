@@ -15,8 +15,11 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "apps/common/platform.h"
 
 namespace study {
 
@@ -27,6 +30,7 @@ class ResultsFile {
 
   /// Opens the file and its journal and finds out how far the study has come. "-", and what is no regular
   /// file, gets the rows without a journal, from the first one on.
+  /// While another process has the journal, this one waits: ranks may outlive an mpirun that was killed.
   /// @param heading  first line of the file
   /// @param hash     of all that the rows depend on
   /// @param restart  begin anew, whatever there is
@@ -59,6 +63,8 @@ class ResultsFile {
 
   const std::string path_, journal_path_, head_;
   bool journaled_;
+  std::optional<apps::platform::FolderLock>
+      lock_;             // of the journal: the system locks files as it does folders
   File file_, journal_;  // file_ null: standard output
   std::int64_t chunks_ = 0;
 };

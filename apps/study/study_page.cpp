@@ -16,7 +16,8 @@ using report::Plot;
 using report::Series;
 using report::Table;
 
-constexpr std::size_t kMostDrawn = 8;  // results that get plots of their own
+constexpr std::size_t kMostDrawn = 8;      // results that get plots of their own
+constexpr std::size_t kMostScattered = 4;  // parameters over which each of them is scattered
 constexpr int kSolvedColour = 0, kFailedColour = 7;
 
 std::string note_on_points(const Tally& tally) {
@@ -131,7 +132,7 @@ std::vector<Plot> responses(const Study& study, const Tally& tally) {
   for (std::size_t r = 0; r < std::min(study.results.size(), kMostDrawn); ++r) {
     if (tally.extents()[r].count == 0) continue;
     if (!draws(study)) plots.push_back(response(study, tally, r));
-    for (std::size_t p = 0; p < study.parameters.size(); ++p)
+    for (std::size_t p = 0; p < std::min(study.parameters.size(), kMostScattered); ++p)
       if (draws(study)) plots.push_back(scatter(study, tally, r, p));
   }
   return plots;
