@@ -1,12 +1,28 @@
 #include "apps/study/work.h"
 
-#include <tbb/blocked_range.h>
 #include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
 #include <tbb/task_arena.h>
 
+#include <new>
+
 namespace study {
+namespace {
+
+/// Has the threads of oneTBB end with the call, as other libraries do. What they have done is then done.
+class ThreadsOfThisCall {
+ public:
+  ThreadsOfThisCall() : handle_(tbb::attach()) {}
+  ~ThreadsOfThisCall() { tbb::finalize(handle_, std::nothrow); }
+  ThreadsOfThisCall(const ThreadsOfThisCall&) = delete;
+  ThreadsOfThisCall& operator=(const ThreadsOfThisCall&) = delete;
+
+ private:
+  tbb::task_scheduler_handle handle_;
+};
+
+}  // namespace
 
 void solve_chunks(const StudyFile& file, Start start, int threads, const ChunkStore& store) {
   const auto work = [&] {
@@ -22,11 +38,11 @@ void solve_chunks(const StudyFile& file, Start start, int threads, const ChunkSt
   // nothing.
   const tbb::global_control limit(tbb::global_control::max_allowed_parallelism,
                                   static_cast<std::size_t>(threads));
+  const ThreadsOfThisCall joined;
   tbb::task_arena arena(threads);
   arena.execute([&] {
     tbb::parallel_for(
-        tbb::blocked_range<int>(0, threads, 1), [&](const tbb::blocked_range<int>&) { work(); },
-        tbb::simple_partitioner());
+        0, threads, [&](int) { work(); }, tbb::simple_partitioner());
   });
 }
 
