@@ -1,7 +1,7 @@
 # What is installed, in four components, of which the packages are made:
 #   runtime        both libraries
 #   development    headers, the CMake and pkg-config files, the Fortran module, examples, the page libcorvidnum(7)
-#   programs       the three programs, their manual pages, cases and matrices, completion for bash
+#   programs       the programs, their manual pages, cases, matrices and studies, completion for bash
 #   documentation  the documents, and the site that scripts/docs builds, if it was built before
 # Each brings the licence and the changelog into the documentation folder of its package.
 
@@ -84,11 +84,16 @@ install(DIRECTORY examples/ DESTINATION ${doc_of_development}/examples COMPONENT
 
 if(CORVIDNUM_BUILD_APPS)
   set(programs corvidnum-column corvidnum-recycle corvidnum-solve)
+  set(examples column/cases column/data recycle/cases solve/matrices)
+  if(CORVIDNUM_BUILD_STUDY)
+    list(APPEND programs corvidnum-study)
+    list(APPEND examples study/studies)
+  endif()
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR
     BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR} OUTPUT_VARIABLE libraries_from_programs)
   corvidnum_run_path("$ORIGIN/${libraries_from_programs}" ${programs})
   install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
-  foreach(cases IN ITEMS column/cases column/data recycle/cases solve/matrices)
+  foreach(cases IN LISTS examples)
     cmake_path(GET cases PARENT_PATH program)
     install(DIRECTORY apps/${cases} DESTINATION ${doc_of_programs}/examples/${program} COMPONENT programs)
   endforeach()

@@ -60,10 +60,11 @@ and pkg-config, and examples.")
 
 corvidnum_package(programs SECTION science DEPENDS "${library_package} (>= ${PROJECT_VERSION})"
   DESCRIPTION "solvers of distillation columns, flowsheets and sparse systems
-Three programs on top of libcorvidnum. corvidnum-column solves staged
+Four programs on top of libcorvidnum. corvidnum-column solves staged
 distillation columns and fits vapour pressures, corvidnum-recycle converges
-flowsheets with recycles, and corvidnum-solve solves sparse systems from
-Matrix Market files or tells which equations make them singular.
+flowsheets with recycles, corvidnum-solve solves sparse systems from Matrix
+Market files or tells which equations make them singular, and corvidnum-study
+solves many cases of a column or a flowsheet on all processors.
 .
 Cases to start from are in the documentation folder of this package.")
 

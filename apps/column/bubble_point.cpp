@@ -110,12 +110,13 @@ void iterate_and_judge(const ColumnCase& c, BubblePointMethod& method, const Acc
   s.accelerated = settings.method != Acceleration::None;
   s.counts = iteration.Counts();
   if (s.outcome != Outcome::kOk) return;
+  FixedPointRecord last = {};
+  iteration.Record(0, last);
+  s.eigenvalue = last.radius;
   if (verdict == FixedPointVerdict::Converged) {
     s.outcome = method.compositions(temperatures, s.profile);
     return;
   }
-  FixedPointRecord last = {};
-  iteration.Record(0, last);
   s.outcome = verdict == FixedPointVerdict::PassLimit ? Outcome::kTooManyPasses : Outcome::kNotConverging;
   s.complaint = complaint_about(verdict, last, c);
 }
@@ -133,6 +134,10 @@ Outcome BubblePointMethod::fail(Outcome outcome, std::string complaint) {
 }
 
 Outcome BubblePointMethod::start(std::vector<double>& temperatures) const {
+  if (!case_.start_profile.empty()) {
+    temperatures = case_.start_profile;
+    return Outcome::kOk;
+  }
   std::optional<double> flat = case_.start_temperature;
   if (!flat) {
     const TemperatureScale scale = case_.model->scale();

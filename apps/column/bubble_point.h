@@ -41,8 +41,8 @@ class BubblePointMethod {
  public:
   BubblePointMethod(const ColumnCase& c, const InternalFlows& flows, Solver solver);
 
-  /// Sets all stages to the start temperature of the case or, if it has none, to the bubble point of the
-  /// feed.
+  /// Sets the stages to the profile that the case starts from or, if it has none, all to its start
+  /// temperature or to the bubble point of the feed.
   /// @param temperatures  out: [stages]; untouched on kNoBubblePoint
   Outcome start(std::vector<double>& temperatures) const;
 
@@ -74,8 +74,9 @@ struct Solution {
   std::vector<int> extrapolated;  // indices of passes whose outcome an accelerator extrapolated
   bool accelerated = false;
   corvidnum::FixedPointCounts counts = {};
-  Profile profile;     // on kOk only
-  double seconds = 0;  // wall-clock time of the run
+  double eigenvalue = -1;  // largest magnitude that the last passes showed; -1: not known
+  Profile profile;         // on kOk only
+  double seconds = 0;      // wall-clock time of the run
 
   int passes() const { return static_cast<int>(changes.size()); }
   /// Returns the number of passes until the largest change was first below `tolerance`; 0 if it never was.

@@ -323,13 +323,17 @@ ColumnCase case_of(const toml::table& file, const Places& places) {
 
 }  // namespace
 
-ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties) {
+ColumnCase case_of_table(const toml::table& file, const std::string& name, const std::string& properties) {
   std::vector<std::string> named;
   const Places places{std::filesystem::u8path(name).parent_path(), properties, named};
-  ColumnCase c = apps::parse_case_text<ColumnCase>(
-      text, name, [&](const toml::table& file) { return case_of(file, places); });
+  ColumnCase c = case_of(file, places);
   c.other_files = std::move(named);
   return c;
+}
+
+ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties) {
+  return apps::parse_case_text<ColumnCase>(
+      text, name, [&](const toml::table& file) { return case_of_table(file, name, properties); });
 }
 
 ColumnCase read_case(const std::string& path, const std::string& properties) {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "apps/column/column_case.h"
+#include "apps/common/toml_reader.h"
 
 namespace column {
 
@@ -17,5 +18,8 @@ constexpr double kSmallestTolerance = 1e-12, kLargestTolerance = 1;
 ///                    names; empty: none
 ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties = "");
 ColumnCase read_case(const std::string& path, const std::string& properties = "");
+/// Does the same with a file that is parsed already. Throws apps::CaseError, too.
+ColumnCase case_of_table(const toml::table& file, const std::string& name,
+                         const std::string& properties = "");
 
 }  // namespace column

@@ -78,6 +78,7 @@ struct ColumnCase {
   double tolerance = 0;  // on the largest change of a stage temperature in a pass, in degrees of the model
   int max_passes = 0;
   std::optional<double> start_temperature;  // of all stages; without it the bubble point of the feed
+  std::vector<double> start_profile;        // [stage] temperatures, in their place; empty: none
 
   std::optional<ShortcutTask> shortcut;
   std::string compare_with;  // path of another case, to print its answer beside this one's; empty: none

@@ -12,7 +12,10 @@ constexpr std::chrono::milliseconds kInterval(1000);
 
 }  // namespace
 
-Phase::Phase(std::string name, double& seconds) : name_(std::move(name)), seconds_(seconds) {
+Phase::Phase(std::string name, double& seconds) : Phase(std::move(name), seconds, {}) {}
+
+Phase::Phase(std::string name, double& seconds, std::function<std::string(double)> status)
+    : name_(std::move(name)), status_(std::move(status)), seconds_(seconds) {
   if (!quiet_ && platform::error_stream_is_terminal()) ticker_ = std::thread([this] { tick(); });
 }
 
@@ -31,7 +34,9 @@ void Phase::tick() {
   bool shown = false;
   std::unique_lock<std::mutex> lock(mutex_);
   while (!ended_.wait_for(lock, kInterval, [this] { return done_; })) {
-    std::fprintf(stderr, "\r%s ... %.1f s", name_.c_str(), so_far());
+    const std::string status = status_ ? ": " + status_(so_far()) : "";
+    const char* const clear = status_ ? "\033[K" : "";  // a shorter line leaves the end of the one before
+    std::fprintf(stderr, "\r%s%s ... %.1f s%s", name_.c_str(), status.c_str(), so_far(), clear);
     std::fflush(stderr);
     shown = true;
   }

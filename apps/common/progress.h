@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -17,6 +18,10 @@ class Phase {
   /// @param seconds  when the phase has ended, how long it lasted is added
   Phase(std::string name, double& seconds);
   explicit Phase(std::string name) : Phase(std::move(name), unused_) {}
+  /// @param status  returns how far the phase is, from the seconds so far; the line holds it, too. Any thread
+  /// may
+  ///                call it
+  Phase(std::string name, double& seconds, std::function<std::string(double)> status);
   ~Phase();
   Phase(const Phase&) = delete;
   Phase& operator=(const Phase&) = delete;
@@ -32,6 +37,7 @@ class Phase {
   inline static bool quiet_ = false;  // set before the first phase, by main()
 
   const std::string name_;
+  const std::function<std::string(double)> status_;  // may be empty
   double unused_ = 0;
   double& seconds_;
   const Clock::time_point start_ = Clock::now();

@@ -316,12 +316,12 @@ class CaseReader {
   std::vector<int> mentioned_at_;  // [stream] line of the case file that mentions it first
 };
 
-RecycleCase case_of(const toml::table& file) { return CaseReader(file).read(); }
-
 }  // namespace
 
+RecycleCase case_of_table(const toml::table& file) { return CaseReader(file).read(); }
+
 RecycleCase parse_case(const std::string& text, const std::string& name) {
-  return apps::parse_case_text<RecycleCase>(text, name, case_of);
+  return apps::parse_case_text<RecycleCase>(text, name, case_of_table);
 }
 
 RecycleCase read_case(const std::string& path) {

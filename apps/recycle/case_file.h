@@ -24,5 +24,8 @@ struct RecycleCase {
 /// @param name  of the file, for messages
 RecycleCase parse_case(const std::string& text, const std::string& name);
 RecycleCase read_case(const std::string& path);
+/// Does the same with a file that is parsed already.
+/// @throws apps::CaseError
+RecycleCase case_of_table(const toml::table& file);
 
 }  // namespace recycle

@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -36,7 +37,11 @@ Words completions(const std::string& words, const std::string& last) {
 
 TEST(Completion, OffersEveryOptionThatTheHelpShows) {
   const std::string description = printed("cat " DESCRIPTION);
-  for (const std::string program : {SOLVE_PROGRAM, RECYCLE_PROGRAM, COLUMN_PROGRAM, COLUMN_PROGRAM " fit"}) {
+  std::vector<std::string> programs{SOLVE_PROGRAM, RECYCLE_PROGRAM, COLUMN_PROGRAM, COLUMN_PROGRAM " fit"};
+#ifdef STUDY_PROGRAM
+  programs.push_back(STUDY_PROGRAM);
+#endif
+  for (const std::string& program : programs) {
     Words shown;
     std::istringstream lines(printed(program + " --help"));
     for (std::string line; std::getline(lines, line);) {

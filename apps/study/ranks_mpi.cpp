@@ -1,0 +1,144 @@
+#include <mpi.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <list>
+#include <mutex>
+#include <vector>
+
+#include "apps/study/ranks.h"
+
+namespace study {
+namespace {
+
+enum Counter : MPI_Aint { kNextChunk, kWritten, kCounters };
+
+/// Returns whether this process was started as one of several. MPI would start a server of its own for a
+/// process that stands alone, which takes longer than many a study.
+bool started_by_launcher() {
+  for (const char* name : {"OMPI_COMM_WORLD_SIZE", "PMIX_RANK", "PMI_RANK", "PMI_SIZE"})
+    if (std::getenv(name) != nullptr) return true;
+  return false;
+}
+
+}  // namespace
+
+/// All calls of MPI after begin() are made under the lock: the library is asked for no more than that.
+struct Ranks::Members {
+  int rank = 0, size = 1, on_this_machine = 1;
+  std::mutex mutex;
+  std::int64_t* counters = nullptr;  // of this rank; rank 0 has them
+  MPI_Win window = MPI_WIN_NULL;
+  struct Message {
+    std::vector<char> bytes;
+    MPI_Request request = MPI_REQUEST_NULL;
+  };
+  std::list<Message> sent;  // not known to be received
+
+  std::int64_t fetch(Counter counter, std::int64_t operand, MPI_Op operation) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    std::int64_t former = 0;
+    MPI_Fetch_and_op(&operand, &former, MPI_INT64_T, 0, counter, operation, window);
+    MPI_Win_flush(0, window);
+    return former;
+  }
+
+  void forget_received() {
+    for (auto message = sent.begin(); message != sent.end();) {
+      int received = 0;
+      MPI_Test(&message->request, &received, MPI_STATUS_IGNORE);
+      message = received ? sent.erase(message) : std::next(message);
+    }
+  }
+};
+
+Ranks::Ranks(int& argc, char**& argv) {
+  if (!started_by_launcher()) return;
+  members_ = std::make_unique<Members>();
+  int provided = MPI_THREAD_SINGLE;
+  MPI_Init_thread(&argc, &argv, MPI_THREAD_SERIALIZED, &provided);
+  MPI_Comm_rank(MPI_COMM_WORLD, &members_->rank);
+  MPI_Comm_size(MPI_COMM_WORLD, &members_->size);
+  if (provided < MPI_THREAD_SERIALIZED) MPI_Abort(MPI_COMM_WORLD, EXIT_FAILURE);
+  MPI_Comm machine = MPI_COMM_NULL;
+  MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, 0, MPI_INFO_NULL, &machine);
+  MPI_Comm_size(machine, &members_->on_this_machine);
+  MPI_Comm_free(&machine);
+}
+
+Ranks::~Ranks() {
+  if (members_) MPI_Finalize();
+}
+
+int Ranks::rank() const { return members_ ? members_->rank : 0; }
+int Ranks::size() const { return members_ ? members_->size : 1; }
+int Ranks::on_this_machine() const { return members_ ? members_->on_this_machine : 1; }
+
+int Ranks::lowest_failed(bool failed) {
+  int mine = failed ? rank() : size(), lowest = mine;
+  if (size() > 1) MPI_Allreduce(&mine, &lowest, 1, MPI_INT, MPI_MIN, MPI_COMM_WORLD);
+  return lowest;
+}
+
+std::int64_t Ranks::from_first(std::int64_t number) {
+  if (size() > 1) MPI_Bcast(&number, 1, MPI_INT64_T, 0, MPI_COMM_WORLD);
+  return number;
+}
+
+void Ranks::begin(std::int64_t first_chunk) {
+  const MPI_Aint bytes = rank() == 0 ? kCounters * static_cast<MPI_Aint>(sizeof(std::int64_t)) : 0;
+  MPI_Win_allocate(bytes, sizeof(std::int64_t), MPI_INFO_NULL, MPI_COMM_WORLD, &members_->counters,
+                   &members_->window);
+  MPI_Win_lock_all(0, members_->window);
+  if (rank() == 0) {
+    members_->fetch(kNextChunk, first_chunk, MPI_REPLACE);
+    members_->fetch(kWritten, first_chunk, MPI_REPLACE);
+  }
+  MPI_Barrier(MPI_COMM_WORLD);
+}
+
+std::int64_t Ranks::take_chunk() { return members_->fetch(kNextChunk, 1, MPI_SUM); }
+std::int64_t Ranks::chunks_written() { return members_->fetch(kWritten, 0, MPI_NO_OP); }
+void Ranks::set_chunks_written(std::int64_t chunks) { members_->fetch(kWritten, chunks, MPI_REPLACE); }
+
+void Ranks::send(std::int64_t chunk, const std::string& rows) {
+  const std::lock_guard<std::mutex> lock(members_->mutex);
+  members_->forget_received();
+  Members::Message& message = members_->sent.emplace_back();
+  message.bytes.resize(sizeof chunk + rows.size());
+  std::memcpy(message.bytes.data(), &chunk, sizeof chunk);
+  std::memcpy(message.bytes.data() + sizeof chunk, rows.data(), rows.size());
+  MPI_Isend(message.bytes.data(), static_cast<int>(message.bytes.size()), MPI_CHAR, 0, 0, MPI_COMM_WORLD,
+            &message.request);
+}
+
+bool Ranks::receive(std::int64_t& chunk, std::string& rows) {
+  const std::lock_guard<std::mutex> lock(members_->mutex);
+  int there = 0, count = 0;
+  MPI_Message message = MPI_MESSAGE_NULL;
+  MPI_Status status;
+  MPI_Improbe(MPI_ANY_SOURCE, 0, MPI_COMM_WORLD, &there, &message, &status);
+  if (!there) return false;
+  MPI_Get_count(&status, MPI_CHAR, &count);
+  std::vector<char> bytes(static_cast<std::size_t>(count));
+  MPI_Mrecv(bytes.data(), count, MPI_CHAR, &message, MPI_STATUS_IGNORE);
+  std::memcpy(&chunk, bytes.data(), sizeof chunk);
+  rows.assign(bytes.begin() + sizeof chunk, bytes.end());
+  return true;
+}
+
+void Ranks::end() {
+  for (Members::Message& message : members_->sent) MPI_Wait(&message.request, MPI_STATUS_IGNORE);
+  members_->sent.clear();
+  MPI_Barrier(MPI_COMM_WORLD);
+  MPI_Win_unlock_all(members_->window);
+  MPI_Win_free(&members_->window);
+}
+
+void Ranks::abort(int code) {
+  if (size() > 1) MPI_Abort(MPI_COMM_WORLD, code);
+  std::exit(code);
+}
+
+}  // namespace study

@@ -1,0 +1,133 @@
+// The program as a user meets it: exit codes, streams, files, kills, and several processes.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tests/support/program.h"
+
+namespace {
+
+class StudyProgram : public ProgramTest {
+ protected:
+  StudyProgram() : ProgramTest(STUDY_PROGRAM) {
+    for (const char* name : {COLUMN_CASES "/binary32.toml", RECYCLE_CASES "/purge-loop.toml"})
+      fs::copy(name, folder_);
+    write("s.toml", kStudy);
+  }
+
+  static constexpr char kStudy[] = R"(title = "Reflux and feed stage"
+column = "binary32.toml"
+results = ["distillate.fraction[light]", "passes", "eigenvalue"]
+chunk = 8
+[[parameter]]
+name = "reflux ratio"
+place = "column.reflux_ratio"
+range = { from = -0.1, to = 4.0, count = 42 }
+[[parameter]]
+name = "feed stage"
+place = "feed[1].stage"
+values = [12, 14, 16, 17, 18, 20]
+)";
+
+  std::string rows_of_one_thread() {
+    EXPECT_EQ(run("s.toml --csv one.csv --threads 1 --quiet"), 0) << err_;
+    EXPECT_EQ(out_, "");
+    return contents(folder_ / "one.csv");
+  }
+};
+
+TEST_F(StudyProgram, SolvesWritesAndReports) {
+  const std::string rows = rows_of_one_thread();
+  EXPECT_EQ(std::count(rows.begin(), rows.end(), '\n'), 42 * 6 + 1);
+  EXPECT_EQ(
+      rows.rfind("case,reflux ratio,feed stage,distillate.fraction[light],passes,eigenvalue,outcome\n", 0),
+      0u);
+  expect_solves("s.toml --csv two.csv --threads 2 --report pages",
+                {"252 cases, of which 12 have no answer", "cases a second", "must be above 0, not -0.1"});
+  EXPECT_EQ(contents(folder_ / "two.csv"), rows);
+  expect_solves("s.toml --csv two.csv", {"252 of them were there already"});
+  EXPECT_EQ(run("s.toml --csv - --threads 4 --report pages"), 0) << err_;
+  EXPECT_EQ(out_, rows);
+  EXPECT_EQ(err_.rfind("Reflux and feed stage\n", 0), 0u) << err_;
+  const std::string page = contents(folder_ / "pages" / "study-s.html");
+  for (const char* words : {"Responses", "Histogram of passes", "Cases with and without an answer",
+                            "feed stage 12", "must be above 0, not -0.1", "12 cases have no answer"})
+    EXPECT_NE((page + contents(folder_ / "pages" / "index.tsv")).find(words), std::string::npos) << words;
+}
+
+TEST_F(StudyProgram, AStudyThatIsKilledGoesOn) {
+  if (!test_support::system_is_posix()) GTEST_SKIP() << test_support::kNeedsLimits;
+  const std::string rows = rows_of_one_thread();
+  int kills = 0;
+  // The time grows, so that a slow machine comes to the end too.
+  for (int milliseconds = 5;; milliseconds += milliseconds / 8 + 3, ++kills) {
+    const std::string patience = "timeout -s KILL " + std::to_string(milliseconds / 1000.0);
+    if (run("s.toml --csv killed.csv --threads 2 --quiet", patience) == 0) break;
+    const std::string part = contents(folder_ / "killed.csv");
+    ASSERT_EQ(part, rows.substr(0, part.size())) << "after " << kills << " kills";
+  }
+  EXPECT_GE(kills, 3);
+  EXPECT_EQ(contents(folder_ / "killed.csv"), rows);
+}
+
+TEST_F(StudyProgram, ExitCodeTellsWhatWentWrong) {
+  write("broken.toml", "title = \"x\"\ncolumn = 3\n");
+  std::string text = kStudy;
+  write("huge.toml", text.replace(text.find("count = 42"), 10, "count = 10000000"));
+  text = kStudy;
+  write("none.toml", text.replace(text.find("to = 4.0"), 8, "to = -0.05"));
+  write("other.csv", "x");
+  expect_runs({
+      {"broken.toml --csv c.csv", 1, "broken.toml:2: \"column\" in the study must be a text, not integer\n"},
+      {"huge.toml --csv c.csv", 1, "huge.toml:5: the parameters make more than 10000000 cases\n"},
+      {"no.toml --csv c.csv", 1, "no.toml: No such file or directory\n"},
+      {"s.toml", 2, "--csv is required"},
+      {"s.toml --csv c.csv --threads 0", 2, "--threads: must lie between 1 and 1024, not 0"},
+      {"s.toml --csv s.toml", 2, "s.toml would be replaced, and is read"},
+      {"s.toml --csv binary32.toml --restart", 2, "binary32.toml would be replaced, and is read"},
+      {"s.toml --csv other.csv", 1,
+       "other.csv: is there without the journal of a study; --restart replaces it\n"},
+      {"s.toml --csv no/such.csv", 1, "such.csv.journal: No such file or directory\n"},
+      {"none.toml --csv none.csv", 3, "none.toml: no case has an answer\n"},
+  });
+  EXPECT_FALSE(fs::exists(folder_ / "c.csv"));
+  if (!test_support::system_is_posix()) return;
+  EXPECT_EQ(run("s.toml --csv /dev/full"), 1);
+  EXPECT_EQ(err_, "/dev/full: No space left on device\n");
+}
+
+TEST_F(StudyProgram, StartsColdIfAskedTo) {
+  rows_of_one_thread();
+  EXPECT_EQ(run("s.toml --csv one.csv --cold"), 1);  // the rows that are there started warm
+  EXPECT_NE(err_.find("one.csv.journal: is that of another study"), std::string::npos) << err_;
+  expect_solves("s.toml --csv cold.csv --cold");
+}
+
+#ifdef MPIEXEC
+TEST_F(StudyProgram, RanksChangeNoByte) {
+  const std::string rows = rows_of_one_thread();
+  const auto ranks = [this](int count, const std::string& arguments, const std::string& limits = "") {
+    return run(arguments,
+               limits + " " MPIEXEC " --allow-run-as-root --oversubscribe -n " + std::to_string(count));
+  };
+  for (const int count : {1, 2, 4}) {
+    EXPECT_EQ(ranks(count, "s.toml --csv ranks.csv --restart --threads 2"), 0) << err_;
+    EXPECT_EQ(contents(folder_ / "ranks.csv"), rows) << count;
+    EXPECT_TRUE(printed("ranks: " + std::to_string(count))) << out_;
+    EXPECT_EQ(out_.find("252 cases"), out_.rfind("252 cases")) << "told once";
+  }
+  EXPECT_EQ(ranks(2, "s.toml --csv ranks.csv"), 0) << err_;
+  EXPECT_TRUE(printed("252 of them were there already")) << out_;
+  // One line of the program, among those of mpirun.
+  for (const char* bad : {"no.toml --csv c.csv", "s.toml --csv no/such.csv", "s.toml --csv /dev/full"}) {
+    EXPECT_NE(ranks(2, bad), 0);
+    const std::size_t told = err_.find("No s");
+    EXPECT_NE(told, std::string::npos) << err_;
+    EXPECT_EQ(told, err_.rfind("No s")) << err_;
+  }
+}
+#endif
+
+}  // namespace
