@@ -96,10 +96,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int swaps = n > 0 ? bytes.below(16) : 0; swaps > 0; --swaps)
     std::swap(permutation[static_cast<std::size_t>(bytes.below(n))],
               permutation[static_cast<std::size_t>(bytes.below(n))]);
-  bool numbered = true;
   if (n > 0 && bytes.below(8) == 1) permutation[static_cast<std::size_t>(bytes.below(n))] = bytes.integer();
   if (n > 0 && bytes.below(16) == 1) degree[static_cast<std::size_t>(bytes.below(n))] *= -1;
-  numbered = is_numbering(permutation.copy());
+  const bool numbered = is_numbering(permutation.copy());
 
   const int enough = 6 * n + 3, length = bytes.below(4) == 1 ? bytes.below(enough + 1) : enough;
   const int by_profile = bytes.below(2);

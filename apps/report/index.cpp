@@ -10,7 +10,6 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -46,9 +45,12 @@ std::string tsv_line(const Entry& e) {
 bool parse(const std::string& line, Entry& e) {
   std::array<std::string, kFields> fields;
   std::size_t count = 0;
-  std::istringstream in(line);
-  for (std::string text; std::getline(in, text, '\t'); ++count)
-    if (count < kFields) fields[count] = std::move(text);
+  // Not by a stream, which ends early where memory is refused: the line would get lost.
+  for (std::size_t at = 0; at < line.size(); ++count) {
+    const std::size_t end = std::min(line.find('\t', at), line.size());
+    if (count < kFields) fields[count] = line.substr(at, end - at);
+    at = end + 1;
+  }
   if (count != kFields) return false;
   double seconds = 0;
   std::from_chars(fields[4].data(), fields[4].data() + fields[4].size(), seconds);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 
 #include "apps/common/progress.h"
 #include "apps/solve/singularity.h"
@@ -73,7 +74,9 @@ void measure(SparseSolver& solver, const System& system, Attempt& a) {
   if (a.report.condition > 0) a.condition = a.report.condition;
   a.form = block_form(solver);
   a.blocks = count_blocks(a.form);
-  solver.ForwardErrorBound(system.b.data(), a.x.data(), system.transposed, &a.forward_error);
+  const SparseStatus status =
+      solver.ForwardErrorBound(system.b.data(), a.x.data(), system.transposed, &a.forward_error);
+  if (status == SparseStatus::NoMemory) throw std::bad_alloc();  // no bound would mean that no digit is sure
 }
 
 std::string inexact(const Attempt& a, const SparseOptions& options) {

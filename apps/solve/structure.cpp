@@ -1,5 +1,7 @@
 #include "apps/solve/structure.h"
 
+#include <new>
+
 namespace solve {
 namespace {
 
@@ -16,7 +18,10 @@ RowsAndColumns copy(const SparseIndices& rows, const SparseIndices& columns) {
 
 BlockForm block_form(corvidnum::SparseSolver& solver) {
   corvidnum::SparseBlocks blocks;
-  if (!solver.Options().blocks || solver.Blocks(&blocks) != SparseStatus::Factorised) return {};
+  if (!solver.Options().blocks) return {};
+  const SparseStatus status = solver.Blocks(&blocks);
+  if (status == SparseStatus::NoMemory) throw std::bad_alloc();  // to find none would be another answer
+  if (status != SparseStatus::Factorised) return {};
   const int order = solver.Report().order;
   return {{blocks.begin, blocks.begin + blocks.count + 1},
           {blocks.row, blocks.row + order},

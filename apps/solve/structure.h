@@ -28,6 +28,7 @@ struct Deficit {
   RowsAndColumns dependent;                                   // of one that is singular by its values
 };
 
+/// @throws std::bad_alloc if the solver has no memory to tell
 BlockForm block_form(corvidnum::SparseSolver& solver);
 
 /// @return nothing if the matrix is regular, or there is no memory to tell

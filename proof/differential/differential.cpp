@@ -27,13 +27,14 @@ namespace {
 
 constexpr std::uint64_t kSeedsOfCI = 20000;
 constexpr int kWorkers = 2;
-constexpr int kMostShown = 10;         // differences of one family that are told in full
-constexpr unsigned kMostSeconds = 60;  // that one seed may take
+constexpr int kMostShown = 10;               // differences of one family that are told in full
+constexpr std::uint64_t kFewUndecided = 20;  // of which no share can be told
+constexpr unsigned kMostSeconds = 60;        // that one seed may take
 
 /// What a worker tells its parent.
 struct Progress {
   std::atomic<std::uint64_t> seed{0};  // the one that is running
-  std::atomic<std::uint64_t> differences{0};
+  std::atomic<std::uint64_t> differences{0}, undecided{0};
 };
 
 /// What the workers of one family share.
@@ -50,8 +51,11 @@ void show(const Family& family, std::uint64_t seed, const std::string& what, Sha
   std::fflush(stdout);
 }
 
+Progress* at_work = nullptr;  // that of this process, if it is a worker
+
 /// Runs every kWorkers-th seed from `first` on.
 void work(const Family& family, std::uint64_t first, std::uint64_t last, Shared& shared, Progress& progress) {
+  at_work = &progress;
   for (std::uint64_t seed = first; seed <= last; seed += kWorkers) {
     progress.seed = seed;
     alarm(kMostSeconds);
@@ -98,14 +102,14 @@ std::uint64_t run_family(const Family& family, std::uint64_t seeds) {
   for (int w = 0; w < kWorkers; ++w) {
     workers[w] = begin_worker(family, static_cast<std::uint64_t>(w) + 1, seeds, shared, shared.of_worker[w]);
   }
-  for (int at_work = kWorkers; at_work > 0;) {
+  for (int left = kWorkers; left > 0;) {
     int status = 0;
     const pid_t ended = wait(&status);
     int w = 0;
     while (w < kWorkers && workers[w] != ended) ++w;
     if (w == kWorkers) continue;
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) {
-      --at_work;
+      --left;
       continue;
     }
     Progress& progress = shared.of_worker[w];
@@ -113,12 +117,21 @@ std::uint64_t run_family(const Family& family, std::uint64_t seeds) {
     show(family, progress.seed, describe_end(status), shared);
     workers[w] = begin_worker(family, progress.seed + kWorkers, seeds, shared, progress);
   }
-  std::uint64_t differences = 0;
-  for (const Progress& progress : shared.of_worker) differences += progress.differences;
+  std::uint64_t differences = 0, undecided = 0;
+  for (const Progress& progress : shared.of_worker) {
+    differences += progress.differences;
+    undecided += progress.undecided;
+  }
   munmap(page, sizeof(Shared));
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-  std::printf("differential: cases of %s in %.0f s, %llu, found %llu\n", family.name, seconds.count(),
-              static_cast<unsigned long long>(seeds), static_cast<unsigned long long>(differences));
+  const double share = static_cast<double>(undecided) / static_cast<double>(seeds);
+  if (share > family.most_undecided && undecided > kFewUndecided) {
+    std::printf("%s: too many cases are undecided\n", family.name);
+    ++differences;
+  }
+  std::printf("differential: cases of %s in %.0f s (undecided %.1f %%), %llu, found %llu\n", family.name,
+              seconds.count(), 100 * share, static_cast<unsigned long long>(seeds),
+              static_cast<unsigned long long>(differences));
   return differences;
 }
 
@@ -144,6 +157,10 @@ int usage() {
 }
 
 }  // namespace
+
+void note_undecided() {
+  if (at_work) ++at_work->undecided;
+}
 
 int main(int count, char** arguments) {
   const std::string wanted = count > 1 ? arguments[1] : "all";

@@ -541,6 +541,7 @@ std::string ma38_difference(std::uint64_t seed) {
     expect_solutions(call, factors, controls, draw);
     expect_refactored(call, factors, controls, draw);
   } catch (const ma38_model::Undecided&) {
+    note_undecided();
     return "";
   } catch (const Different& difference) {
     return text(difference.what, " (order ", call.matrix.order, ", ", call.matrix.values.size(), " entries)");

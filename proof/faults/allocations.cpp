@@ -3,13 +3,17 @@
 //
 //   corvidnum_allocation_faults [SCENARIO]    those whose names contain this text; without it all
 //
-// A run is at fault if it crashes, leaves a block behind, gives other numbers than the run without refusals
-// although no operation said that it failed, or cannot use its objects again where the contract says so.
+// A run is at fault if it crashes or hangs, leaves a block behind, gives other numbers than the run without
+// refusals although no operation said that it failed, or cannot use its objects again where the contract says
+// so. So is a scenario that allocates, of which nothing was refused.
 
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -32,9 +36,12 @@ struct Mode {
 constexpr Mode kModes[] = {{"alone", corvid_host::FailAllocation},
                            {"and all that follow", corvid_host::FailAllocationsFrom}};
 
-/// What a child process, in which a scenario runs, tells its parent.
+constexpr int kModeCount = static_cast<int>(sizeof kModes / sizeof *kModes);
+
+/// What a child process, in which a scenario runs, tells its parent, in memory that both have.
 struct Account {
-  int refusals = 0, found = 0;
+  int refusals, found;
+  int mode, n;  // the refusal that runs; n = 0: the run without one
 };
 
 /// Runs a scenario with the n-th request refused.
@@ -54,54 +61,77 @@ std::string fault_of(const Scenario& scenario, const Mode& mode, int n, const Tr
   return {};
 }
 
-/// Refuses every allocation of one scenario.
-Account refuse_all(const Scenario& scenario) {
-  Account account;
-  const auto blocks = corvid_host::LiveBlocks();
-  Trial unharmed;
-  scenario.run(unharmed);
-  if (unharmed.told() || !unharmed.complaint().empty() || corvid_host::LiveBlocks() != blocks) {
-    std::printf("%s: at fault although nothing is refused: %s\n", scenario.name,
-                unharmed.complaint().c_str());
-    ++account.found;
-    return account;
-  }
-  for (const Mode& mode : kModes) {
-    bool ended = false;
-    for (int n = 1; !ended && n < kMostRefusals; ++n) {
-      std::fflush(stdout);
-      const std::string fault = fault_of(scenario, mode, n, unharmed, ended);
-      account.refusals += !ended;
-      if (fault.empty()) continue;
-      if (++account.found <= kMostShown)
-        std::printf("%s, allocation %d %s: %s\n", scenario.name, n, mode.name, fault.c_str());
-    }
-  }
-  return account;
+void tell(const Scenario& scenario, const Account& account, const std::string& fault) {
+  if (account.found > kMostShown) return;
+  if (account.n == 0)
+    std::printf("%s, nothing refused: %s\n", scenario.name, fault.c_str());
+  else
+    std::printf("%s, allocation %d %s: %s\n", scenario.name, account.n, kModes[account.mode].name,
+                fault.c_str());
+  std::fflush(stdout);
 }
 
-/// Does so in a child process, whose crash is a fault, too.
-Account refuse_all_apart(const Scenario& scenario) {
-  int ends[2];
-  Account account;
-  std::fflush(stdout);
-  if (pipe(ends) != 0) return {0, 1};
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(kMostSeconds);
-    account = refuse_all(scenario);
-    std::fflush(stdout);
-    _exit(write(ends[1], &account, sizeof account) == sizeof account ? 0 : 1);
+/// Refuses the allocations of one scenario, from the one behind that of `account` on.
+void refuse_all(const Scenario& scenario, Account& account) {
+  const auto blocks = corvid_host::LiveBlocks();
+  Trial unharmed;
+  alarm(kMostSeconds);
+  scenario.run(unharmed);
+  if (unharmed.told() || !unharmed.complaint().empty() || corvid_host::LiveBlocks() != blocks) {
+    ++account.found;
+    tell(scenario, account, "at fault: " + unharmed.complaint());
+    return;
   }
-  close(ends[1]);
-  int status = 0;
-  const bool told = child > 0 && read(ends[0], &account, sizeof account) == sizeof account;
-  close(ends[0]);
-  if (child > 0) waitpid(child, &status, 0);
-  if (told && status == 0) return account;
-  std::printf("%s: ended by %s %d\n", scenario.name, WIFSIGNALED(status) ? "signal" : "status",
-              WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status));
-  return {0, account.found + 1};
+  for (; account.mode < kModeCount; ++account.mode, account.n = 0) {
+    bool ended = false;
+    while (!ended && account.n < kMostRefusals) {
+      ++account.n;
+      const std::string fault = fault_of(scenario, kModes[account.mode], account.n, unharmed, ended);
+      account.refusals += !ended;
+      if (fault.empty()) continue;
+      ++account.found;
+      tell(scenario, account, fault);
+    }
+  }
+}
+
+/// Does so in a child process, whose crash is a fault, too. Then another child goes on behind it.
+void refuse_all_apart(const Scenario& scenario, Account& account) {
+  for (;;) {
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child < 0) {
+      std::perror("fork");
+      std::exit(2);
+    }
+    if (child == 0) {
+      refuse_all(scenario, account);
+      _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status == 0) break;
+    ++account.refusals;
+    ++account.found;
+    tell(scenario, account,
+         WIFSIGNALED(status) ? "ended by signal " + std::to_string(WTERMSIG(status))
+                             : "ended the process with status " + std::to_string(WEXITSTATUS(status)));
+    if (account.n == 0 || (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)) return;
+  }
+  if (account.refusals > 0 || account.found > 0 || !scenario.allocates) return;
+  ++account.found;
+  std::printf("%s: nothing was refused\n", scenario.name);
+}
+
+/// Returns memory that this process shares with its children.
+Account& shared_account() {
+  void* const page =
+      mmap(nullptr, sizeof(Account), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (page == MAP_FAILED) {
+    std::perror("mmap");
+    std::exit(2);
+  }
+  return *static_cast<Account*>(page);
 }
 
 }  // namespace
@@ -112,20 +142,20 @@ int main(int count, char** arguments) {
     return 2;
   }
   corvid_host::SetLineSink([](void*, corvid_host::LineKind, const char*) {});  // the library tells failures
-  Account sum;
-  int scenarios = 0;
+  Account& account = shared_account();
+  int scenarios = 0, refusals = 0, found = 0;
   for (const auto& room : {faults::dense_scenarios(), faults::sparse_scenarios(),
                            faults::accelerator_scenarios(), faults::table_scenarios()}) {
     for (const Scenario& scenario : room) {
       if (count == 2 && !std::strstr(scenario.name, arguments[1])) continue;
-      const Account account = refuse_all_apart(scenario);
+      account = {};
+      refuse_all_apart(scenario, account);
       std::printf("%-48s %6d refusals, found %d\n", scenario.name, account.refusals, account.found);
-      sum.refusals += account.refusals;
-      sum.found += account.found;
+      refusals += account.refusals;
+      found += account.found;
       ++scenarios;
     }
   }
-  std::printf("faults: allocations refused in %d scenarios, %d, found %d\n", scenarios, sum.refusals,
-              sum.found);
-  return sum.found > 0 || scenarios == 0;
+  std::printf("faults: allocations refused in %d scenarios, %d, found %d\n", scenarios, refusals, found);
+  return found > 0 || scenarios == 0;
 }

@@ -7,14 +7,17 @@
 // ones only ever fewer are failed, or with --all each one.
 //
 // A run is at fault if it crashes or hangs; if it fails without exactly one line on the error stream; if it
-// succeeds without all of its output whole; if an output is neither the old one nor the new one; or if it
-// leaves other files behind. A run that was killed may leave its unfinished file; the next run must succeed.
+// succeeds with other output than a run without failures; if a file is neither the old one nor the new one;
+// or if it leaves other files behind. A run that was killed may leave its unfinished file; the next run must
+// succeed. Outputs are compared byte by byte, but for the times that they tell. A command of which no call
+// fails is a fault, too: then the shim does nothing.
 
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -41,12 +44,9 @@ constexpr int kMostShown = 8;  // faults of one command that are told
 
 // ---- Commands
 
-/// How a complete output is known.
 enum class Kind {
-  kSame,   // by the bytes of the run without faults
-  kPage,   // by the end of a page, whose times differ from run to run
-  kLog,    // by the number of its lines
-  kIndex,  // by the fields of its lines, that of this run among them
+  kText,   // tells times with their units
+  kIndex,  // lines of seven fields, of which the fifth is a time in seconds
 };
 
 struct Target {
@@ -66,9 +66,9 @@ std::string recycle_case(const char* name) { return std::string(RECYCLE_CASES "/
 std::string matrix(const char* name) { return std::string(SOLVE_MATRICES "/") + name; }
 
 std::vector<Target> report(const std::string& page) {
-  return {{"@reports/" + page, Kind::kPage},
+  return {{"@reports/" + page, Kind::kText},
           {"@reports/index.tsv", Kind::kIndex},
-          {"@reports/index.html", Kind::kPage}};
+          {"@reports/index.html", Kind::kText}};
 }
 std::vector<Target> also(std::vector<Target> targets, const std::string& name, Kind kind) {
   targets.push_back({name, kind});
@@ -82,12 +82,12 @@ std::vector<Command> all_commands() {
       {"column --csv",
        column,
        {column_case("butane-pentane.toml"), "--csv", "@profile.csv"},
-       {{"@profile.csv", Kind::kSame}}},
+       {{"@profile.csv", Kind::kText}}},
       {"column --csv -", column, {column_case("butane-pentane.toml"), "--csv", "-"}, {}},
       {"column --debug-log",
        column,
        {column_case("butane-pentane.toml"), "--accelerate", "multiple", "--debug-log", "@account"},
-       {{"@account.LOG", Kind::kLog}}},
+       {{"@account.LOG", Kind::kText}}},
       {"column --report",
        column,
        {column_case("butane-pentane.toml"), "--report", "@reports"},
@@ -95,12 +95,12 @@ std::vector<Command> all_commands() {
       {"column fit --properties",
        column,
        {"fit", benzene, toluene, "--properties", "@fit.properties"},
-       {{"@fit.properties", Kind::kSame}}},
+       {{"@fit.properties", Kind::kText}}},
       {"column fit --report", column, {"fit", benzene, "--report", "@reports"}, report("fit-benzene.html")},
       {"recycle --csv",
        recycle,
        {recycle_case("purge-loop.toml"), "--csv", "@history.csv"},
-       {{"@history.csv", Kind::kSame}}},
+       {{"@history.csv", Kind::kText}}},
       {"recycle --report",
        recycle,
        {recycle_case("purge-loop.toml"), "--report", "@reports"},
@@ -108,15 +108,15 @@ std::vector<Command> all_commands() {
       {"solve --out",
        solve,
        {matrix("recycle.mtx"), "--rhs", matrix("recycle_feed.mtx"), "--out", "@x.mtx", "--json"},
-       {{"@x.mtx", Kind::kSame}}},
+       {{"@x.mtx", Kind::kText}}},
       {"solve --report --out",
        solve,
        {matrix("recycle.mtx"), "--report", "@reports", "--out", "@x.mtx"},
-       also(report("solve-recycle.html"), "@x.mtx", Kind::kSame)},
+       also(report("solve-recycle.html"), "@x.mtx", Kind::kText)},
       {"solve --spy",
        solve,
        {matrix("recycle.mtx"), "--reorder", "profile", "--spy", "@spy"},
-       {{"@spy/before.svg", Kind::kSame}, {"@spy/after.svg", Kind::kSame}}},
+       {{"@spy/before.svg", Kind::kText}, {"@spy/after.svg", Kind::kText}}},
   };
 }
 
@@ -174,6 +174,11 @@ struct Result {
   bool killed() const { return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL; }
   int code() const { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
 };
+
+std::string end_of(const Result& result) {
+  return WIFSIGNALED(result.status) ? "signal " + std::to_string(WTERMSIG(result.status))
+                                    : "exit code " + std::to_string(result.code());
+}
 
 [[noreturn]] void execute(const Place& place, const Command& command, const Fault* fault) {
   const auto redirect = [&](const char* name, int to) {
@@ -233,74 +238,139 @@ Result run(const Place& place, const Command& command, const Fault* fault) {
 
 // ---- Judgement
 
-/// What a command leaves if nothing fails.
+/// What a command leaves if nothing fails, with its times masked.
 struct Good {
-  std::string out;
+  std::string out, err;
   std::map<std::string, std::string> files;  // by the name of the target
 };
-
-bool is_whole_index(const std::string& text, const std::string& good, bool with_old_files) {
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);)
-    if (std::count(line.begin(), line.end(), '\t') != 6) return false;
-  const std::string page = good.substr(0, good.find('\t'));
-  return !text.empty() && text.back() == '\n' && text.find(page + '\t') != text.npos &&
-         (text.rfind(kOldIndex, 0) == 0) == with_old_files;
-}
+struct Goods {
+  Good without_old_files, with_old_files;
+  const Good& of(bool old_files) const { return old_files ? with_old_files : without_old_files; }
+};
 
 bool ends_with(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
+bool holds(const std::string& text, const char* part) { return text.find(part) != text.npos; }
+bool is_digit(char ch) { return ch >= '0' && ch <= '9'; }
 
-bool is_new_and_whole(const Target& target, const std::string& text, const Good& good, bool with_old_files) {
-  const std::string& expected = good.files.at(target.name);
-  switch (target.kind) {
-    case Kind::kSame:
-      return text == expected;
-    case Kind::kPage:
-      return ends_with(text, "</html>\n");
-    case Kind::kLog:
-      return lines(text) == lines(expected) && ends_with(text, "\n");
-    default:
-      return is_whole_index(text, expected, with_old_files);
+/// Returns where the number ends that begins at `begin`.
+std::size_t end_of_number(const std::string& line, std::size_t begin) {
+  std::size_t end = begin;
+  while (end < line.size()) {
+    const bool exponent = line[end] == 'e' && end + 1 < line.size();
+    const std::size_t behind = end + 1 + (exponent && (line[end + 1] == '-' || line[end + 1] == '+'));
+    if (is_digit(line[end]) || line[end] == '.')
+      ++end;
+    else if (exponent && behind < line.size() && is_digit(line[behind]))
+      end = behind;
+    else
+      break;
   }
+  return end;
+}
+
+/// Returns where the unit of time ends that begins at `at`; `at` if there is none.
+std::size_t end_of_unit(const std::string& line, std::size_t at) {
+  for (const std::string unit : {" s", " ms", " µs"}) {
+    const std::size_t end = at + unit.size();
+    if (line.compare(at, unit.size(), unit) != 0) continue;
+    if (end >= line.size() || !std::isalnum(static_cast<unsigned char>(line[end]))) return end;
+  }
+  return at;
+}
+
+/// Puts '#' in the place of numbers: of all, or of those that have a unit of time, and of that unit.
+std::string without_numbers(const std::string& line, bool all) {
+  std::string masked;
+  for (std::size_t at = 0; at < line.size();) {
+    if (!is_digit(line[at])) {
+      masked += line[at++];
+      continue;
+    }
+    const std::size_t end = end_of_number(line, at), behind = end_of_unit(line, end);
+    masked += all || behind > end ? "#" : line.substr(at, end - at);
+    at = behind;
+  }
+  return masked;
+}
+
+/// Masks the times of a text, which differ from run to run. In a chart of times the bars differ, too.
+std::string mask_line(const std::string& line) {
+  const std::string masked = without_numbers(line, false);
+  const bool is_bar = masked != line && holds(line, "class=\"bar\"");
+  return is_bar || holds(line, "\"seconds\":") ? without_numbers(line, true) : masked;
+}
+
+std::string mask_line_of_index(const std::string& line) {
+  constexpr int kTime = 4;  // the field, from 0
+  std::string masked;
+  int field = 0;
+  for (const char ch : line) {
+    if (ch == '\t') ++field;
+    if (ch == '\t' || field != kTime) masked += ch;
+  }
+  return masked;
+}
+
+/// Returns a page without what it tells of the failure of its run.
+std::string without_complaint(std::string page, const std::string& complaint) {
+  const std::string told =
+      "<h2>Why there is no solution</h2>\n<p>" + complaint.substr(0, complaint.find('\n')) + ".</p>\n";
+  const std::size_t at = page.find(told);
+  return at == page.npos ? page : page.erase(at, told.size());
+}
+
+std::string mask(const std::string& text, Kind kind) {
+  std::string masked;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find('\n', at), text.size() - 1) + 1;
+    const std::string line = text.substr(at, end - at);
+    masked += kind == Kind::kIndex ? mask_line_of_index(line) : mask_line(line);
+    at = end;
+  }
+  return masked;
 }
 
 class Judge {
  public:
-  Judge(const Place& place, const Command& command, const Good& good)
-      : place_(place), command_(command), good_(good) {}
+  Judge(const Place& place, const Command& command, const Goods& goods)
+      : place_(place), command_(command), goods_(goods) {}
 
   /// @return what is wrong, or an empty text
   std::string wrong_with(const Fault& fault, const Result& result, bool with_old_files) const {
     const bool kills = fault.how.rfind("kill", 0) == 0, vanishes = fault.how == "vanish";
     if (result.hung) return "it did not end";
     if (result.unsynchronised) return "a file took its place before it was on the disk";
-    if (WIFSIGNALED(result.status) && !(kills && result.killed()))
-      return "ended by signal " + std::to_string(WTERMSIG(result.status));
+    const Good& good = goods_.of(with_old_files);
     const bool succeeded = result.code() == 0;
-    if (WIFEXITED(result.status) && !succeeded && result.code() != 1)
-      return "exit code " + std::to_string(result.code());
+    if (!succeeded && result.code() != 1 && !(kills && result.killed())) return "ended by " + end_of(result);
     if (result.code() == 1 && (lines(result.err) != 1 || result.err.size() < 5))
       return "not one line of complaint: " + result.err;
-    if (succeeded && lines(result.out) != lines(good_.out)) return "succeeded, but not all is printed";
-    if (succeeded && !result.reached && !result.err.empty() && good_.out != result.out) return "it complains";
+    if (succeeded && mask(result.out, Kind::kText) != good.out) return "succeeded, but prints something else";
+    if (succeeded && mask(result.err, Kind::kText) != good.err)
+      return "succeeded, but complains: " + result.err;
     for (const Target& target : command_.targets) {
-      const std::string wrong = wrong_with(target, succeeded, with_old_files, vanishes);
+      const std::string wrong = wrong_with(target, result, with_old_files, vanishes);
       if (!wrong.empty()) return target.name.substr(1) + " " + wrong;
     }
     return kills || vanishes ? wrong_with_leftovers() : others().empty() ? "" : "left " + others().front();
   }
 
  private:
-  std::string wrong_with(const Target& target, bool succeeded, bool with_old_files, bool vanishes) const {
+  std::string wrong_with(const Target& target, const Result& result, bool with_old_files,
+                         bool vanishes) const {
+    const bool succeeded = result.code() == 0;
     const fs::path path = place_.found() / target.name.substr(1);
     if (!fs::exists(path)) {
       if (succeeded) return "is missing, and the program succeeded";
       return with_old_files && !vanishes ? "is gone" : "";
     }
     const std::string text = contents(path);
-    if (is_new_and_whole(target, text, good_, with_old_files)) return "";
+    const std::string masked = mask(succeeded ? text : without_complaint(text, result.err), target.kind);
+    const auto is_new = [&](const Good& good) { return masked == good.files.at(target.name); };
+    // Where a folder has vanished, a new one has no old files.
+    if (is_new(goods_.of(with_old_files)) || (vanishes && is_new(goods_.without_old_files))) return "";
     if (succeeded) return "is not the new one, and the program succeeded";
     return with_old_files && text == old_text(target) ? "" : "is neither the old one nor the new one";
   }
@@ -327,7 +397,7 @@ class Judge {
 
   const Place& place_;
   const Command& command_;
-  const Good& good_;
+  const Goods& goods_;
 };
 
 // ---- The whole
@@ -348,21 +418,32 @@ class Campaign {
   ~Campaign() { fs::remove_all(place_.root); }
 
   Count run_all() {
-    lay_out(place_, command_, false);
-    const Result unharmed = run(place_, command_, nullptr);
-    if (unharmed.code() != 0) {
-      std::printf("%s: fails by itself: %s", command_.name, unharmed.err.c_str());
-      return {1, 1};
-    }
-    good_.out = unharmed.out;
-    for (const Target& target : command_.targets) good_.files[target.name] = contents(place_.of(target.name));
+    for (const bool with_old_files : {true, false})
+      if (!learn(with_old_files)) return {1, 1};
     for (const char* how : {"once", "from", "full", "short", "denied", "kill-before", "kill-after", "vanish"})
       for (const bool with_old_files : {true, false}) fail_each({"files", how, 0}, with_old_files);
-    for (const char* how : {"once", "from"}) fail_each({"memory", how, 0}, false);
+    for (const char* how : {"once", "from"})
+      for (const bool with_old_files : {true, false}) fail_each({"memory", how, 0}, with_old_files);
     return count_;
   }
 
  private:
+  /// Notes what the command leaves if nothing fails. @return false if the command fails
+  bool learn(bool with_old_files) {
+    lay_out(place_, command_, with_old_files);
+    const Result result = run(place_, command_, nullptr);
+    if (result.code() != 0) {
+      std::printf("%s: fails by itself, %s: %s\n", command_.name, end_of(result).c_str(), result.err.c_str());
+      return false;
+    }
+    Good& good = with_old_files ? goods_.with_old_files : goods_.without_old_files;
+    good.out = mask(result.out, Kind::kText);
+    good.err = mask(result.err, Kind::kText);
+    for (const Target& target : command_.targets)
+      good.files[target.name] = mask(contents(place_.of(target.name)), target.kind);
+    return true;
+  }
+
   /// Returns how many calls of a kind an unharmed run makes.
   int number_of(const std::string& calls) const {
     lay_out(place_, command_, true);
@@ -381,18 +462,20 @@ class Campaign {
   }
 
   void fail_each(Fault fault, bool with_old_files) {
-    const Judge judge(place_, command_, good_);
-    const int number = number_of(fault.calls);
-    for (fault.at = 1; fault.at < kMostCalls; fault.at = next(fault.at, number)) {
+    const Judge judge(place_, command_, goods_);
+    const int number = number_of(fault.calls), runs_before = count_.runs;
+    bool reached = number > 0;
+    for (fault.at = 1; reached && fault.at < kMostCalls; fault.at = next(fault.at, number)) {
       lay_out(place_, command_, with_old_files);
       const Result result = run(place_, command_, &fault);
-      if (!result.reached && !result.hung) return;
-      ++count_.runs;
+      reached = result.reached && !result.hung;
+      count_.runs += result.reached;
       std::string wrong = judge.wrong_with(fault, result, with_old_files);
+      if (wrong.empty() && !result.reached && result.code() != 0) wrong = "fails without a failing call";
       if (wrong.empty() && result.killed()) wrong = wrong_with_next_run(judge, with_old_files);
       if (!wrong.empty()) tell(fault, with_old_files, wrong);
-      if (result.hung) return;
     }
+    if (count_.runs == runs_before) tell(fault, with_old_files, "no call was made to fail");
   }
 
   /// Behind a kill, the same command runs through in the same folder, whatever the kill left there.
@@ -413,7 +496,7 @@ class Campaign {
   const Command& command_;
   const bool all_;
   Place place_;
-  Good good_;
+  Goods goods_;
   Count count_;
 };
 

@@ -2,15 +2,18 @@
 // does from main() on counts, and nothing on the error stream, on which it tells of the failure.
 //
 //   FAULT_CALLS   memory: malloc, calloc, realloc, aligned allocations, and by them operator new;
-//                 files:  open, fopen, write, writev, fwrite, fputs, fflush, fclose, close, fsync, rename,
-//                         unlink, mkdir, fchmod, fchmodat
+//                 files:  open, fopen, fdopen, write, writev, fwrite, fputs, fputc, fflush, fclose, close,
+//                         fsync, rename, unlink, remove, mkdir, fchmod, fchmodat
 //   FAULT_AT      the number of the call at which it happens, from 1
 //   FAULT_HOW     once: that call fails; from: all later ones too; full: that one writes half, all later ones
 //                 find the disk full; short: that one writes half; denied: it lacks the right; kill-before,
 //                 kill-after: the process is killed; vanish: FAULT_FOLDER is renamed first
 //   FAULT_SEEN    a file that gets the line "seen" when the call is reached, and "unsynchronised" when a file
-//   is
-//                 renamed behind a write that no fsync has followed; at the end "calls" and their number
+//                 is renamed that no fsync has brought to the disk as it is; at the end "calls" and their
+//                 number
+//
+// Not covered, though the programs make them: read, fread, stat, access, canonical paths and flock. They make
+// neither pwrite nor fdatasync, and they read no folders (openat, opendir, readdir).
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -40,7 +43,6 @@ static enum Calls calls = kNoCalls;  // that are counted; none before main()
 static enum How how;
 static long at;
 static atomic_long count;
-static atomic_bool unsynchronised;  // something was written to a file, and not brought to the disk yet
 
 // What is asked for is found before main(): to find it later would allocate.
 static ssize_t (*real_write)(int, const void*, size_t);
@@ -49,14 +51,17 @@ static int (*real_close)(int);
 static int (*real_fsync)(int);
 static int (*real_rename)(const char*, const char*);
 static int (*real_unlink)(const char*);
+static int (*real_remove)(const char*);
 static int (*real_mkdir)(const char*, mode_t);
 static int (*real_fchmod)(int, mode_t);
 static int (*real_fchmodat)(int, const char*, mode_t, int);
 static FILE* (*real_fopen)(const char*, const char*);
+static FILE* (*real_fdopen)(int, const char*);
 static int (*real_fflush)(FILE*);
 static int (*real_fclose)(FILE*);
 static size_t (*real_fwrite)(const void*, size_t, size_t, FILE*);
 static int (*real_fputs)(const char*, FILE*);
+static int (*real_fputc)(int, FILE*);
 
 extern void* __libc_malloc(size_t);
 extern void* __libc_calloc(size_t, size_t);
@@ -129,8 +134,49 @@ VISIBLE int posix_memalign(void** block, size_t alignment, size_t bytes) {
 // What a full disk lets pass: all that writes nothing.
 static int passes_when_full(enum Fate fate) { return how == kFull && fate == kFails; }
 
+// The files that were brought to the disk, with the sizes that they had then. The programs write their files
+// in one thread.
+enum { kMostFiles = 256 };
+static struct {
+  dev_t device;
+  ino_t number;
+  off_t size;  // kUnknown behind a later write
+} synchronised[kMostFiles];
+static int files;
+static const off_t kUnknown = -1;
+
+// Returns the index of a file, `files` if it is not there.
+static int find_file(const struct stat* file) {
+  int i = 0;
+  while (i < files && !(synchronised[i].device == file->st_dev && synchronised[i].number == file->st_ino))
+    ++i;
+  return i;
+}
+
 static void note_write(int file) {
-  if (file > STDERR_FILENO) unsynchronised = true;
+  struct stat state;
+  if (calls != kFiles || file <= STDERR_FILENO || fstat(file, &state) != 0) return;
+  const int i = find_file(&state);
+  if (i < files) synchronised[i].size = kUnknown;
+}
+
+static void note_fsync(int file) {
+  struct stat state;
+  if (calls != kFiles || fstat(file, &state) != 0) return;
+  const int i = find_file(&state);
+  if (i == kMostFiles) return;
+  if (i == files) ++files;
+  synchronised[i].device = state.st_dev;
+  synchronised[i].number = state.st_ino;
+  synchronised[i].size = state.st_size;
+}
+
+// A stream whose bytes were still in its buffer at fsync() has grown since.
+static bool is_on_disk(const char* path) {
+  struct stat state;
+  if (calls != kFiles || stat(path, &state) != 0) return true;
+  const int i = find_file(&state);
+  return i < files && synchronised[i].size == state.st_size;
 }
 
 VISIBLE ssize_t write(int file, const void* bytes, size_t number) {
@@ -164,16 +210,27 @@ static void mark_as_failed(FILE* stream) {
 VISIBLE size_t fwrite(const void* bytes, size_t size, size_t number, FILE* stream) {
   note_write(fileno(stream));
   const enum Fate fate = stream == stderr ? kGoesOn : fate_of(kFiles);
-  if (fate == kFails) {
+  if (fate != kGoesOn) mark_as_failed(stream);
+  if (fate == kFails) return 0;
+  const size_t written = real_fwrite(bytes, size, fate == kWritesHalf ? number / 2 : number, stream);
+  done();
+  return written;
+}
+
+VISIBLE int fputc(int character, FILE* stream) {
+  note_write(fileno(stream));
+  const enum Fate fate = stream == stderr ? kGoesOn : fate_of(kFiles);
+  if (fate != kGoesOn) {  // there is no half of a character
     mark_as_failed(stream);
-    return 0;
+    return EOF;
   }
-  const size_t written = real_fwrite(bytes, size, number, stream);
+  const int written = real_fputc(character, stream);
   done();
   return written;
 }
 
 VISIBLE int fputs(const char* text, FILE* stream) {
+  note_write(fileno(stream));
   const enum Fate fate = stream == stderr ? kGoesOn : fate_of(kFiles);
   if (fate == kFails) {
     mark_as_failed(stream);
@@ -219,7 +276,7 @@ VISIBLE int close(int file) {
 VISIBLE int fsync(int file) {
   if (fate_of(kFiles) == kFails) return -1;
   const int result = real_fsync(file);
-  if (result == 0) unsynchronised = false;
+  if (result == 0) note_fsync(file);
   done();
   return result;
 }
@@ -255,18 +312,32 @@ VISIBLE FILE* fopen(const char* path, const char* mode) {
 }
 VISIBLE FILE* fopen64(const char* path, const char* mode) __attribute__((alias("fopen")));
 
+VISIBLE FILE* fdopen(int file, const char* mode) {
+  const enum Fate fate = fate_of(kFiles);
+  if (fate == kFails && !passes_when_full(fate)) return NULL;
+  FILE* const stream = real_fdopen(file, mode);
+  done();
+  return stream;
+}
+
 VISIBLE int rename(const char* old, const char* new) {
   const enum Fate fate = fate_of(kFiles);
   if (fate == kFails && !passes_when_full(fate)) return -1;
-  if (unsynchronised) tell("unsynchronised\n");
+  if (!is_on_disk(old)) tell("unsynchronised\n");
   const int result = real_rename(old, new);
   done();
   return result;
 }
-// Never fails, because the programs clear up by it; the process may be killed here.
+// These two never fail, because the programs clear up by them; the process may be killed here.
 VISIBLE int unlink(const char* path) {
   fate_of(kFiles);
   const int result = real_unlink(path);
+  done();
+  return result;
+}
+VISIBLE int remove(const char* path) {
+  fate_of(kFiles);
+  const int result = real_remove(path);
   done();
   return result;
 }
@@ -316,14 +387,17 @@ __attribute__((constructor)) static void find_all(void) {
   find(&real_fsync, "fsync");
   find(&real_rename, "rename");
   find(&real_unlink, "unlink");
+  find(&real_remove, "remove");
   find(&real_mkdir, "mkdir");
   find(&real_fchmod, "fchmod");
   find(&real_fchmodat, "fchmodat");
   find(&real_fopen, "fopen");
+  find(&real_fdopen, "fdopen");
   find(&real_fflush, "fflush");
   find(&real_fclose, "fclose");
   find(&real_fwrite, "fwrite");
   find(&real_fputs, "fputs");
+  find(&real_fputc, "fputc");
 }
 
 __attribute__((destructor)) static void tell_number(void) {

@@ -3,11 +3,11 @@
 // What a scenario of the runs with refused memory tells its driver.
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "host/corvid_host.h"
+#include "proof/support/digest.h"
 
 namespace faults {
 
@@ -26,14 +26,10 @@ class Trial {
   void may_differ() { told_ = true; }
 
   /// Notes a number that an operation computed which said that it succeeded.
-  void result(double value) {
-    std::uint64_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    digest_ = (digest_ ^ bits) * 0x100000001B3u;  // the hash FNV-1a, word by word
-  }
+  void result(double value) { digest_.add(value); }
   template <class List>
   void results(const List& values) {
-    for (const double value : values) result(value);
+    digest_.add_all(values);
   }
 
   /// Ends the first part.
@@ -45,12 +41,12 @@ class Trial {
   }
 
   bool told() const { return told_; }
-  std::uint64_t digest() const { return digest_; }
+  std::uint64_t digest() const { return digest_.value(); }
   const std::string& complaint() const { return complaint_; }
 
  private:
   bool told_ = false;
-  std::uint64_t digest_ = 0xCBF29CE484222325u;
+  proof::Digest digest_;
   std::string complaint_;
 };
 
@@ -58,6 +54,7 @@ class Trial {
 struct Scenario {
   const char* name;  // room, and what is run
   void (*run)(Trial& trial);
+  bool allocates = true;
 };
 
 std::vector<Scenario> dense_scenarios();

@@ -50,9 +50,8 @@ class Findings {
   void factors(const Problem& problem, const RealMatrix& factors_multiplied) {
     record(kFactors, problem.factor_ratio(factors_multiplied));
   }
-  /// @param may_grow the pivots may let elements grow; then this growth multiplies LAPACK's limit, here and
-  /// for
-  ///                 the solutions that follow
+  /// @param may_grow  the pivots may let elements grow; then this growth multiplies LAPACK's limit, here and
+  ///                  for the solutions that follow
   void factors(const Problem& problem, const Product& factors_multiplied, bool may_grow);
   void solutions(const Problem& problem, bool transposed, const Vector& x, int count);
   void refused(Refusal refusal) { ++cell_->refusals[static_cast<int>(refusal)]; }

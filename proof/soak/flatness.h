@@ -2,7 +2,6 @@
 
 // Watches whether memory and time of a long loop stay flat.
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,7 +27,10 @@ class Flatness {
     if (done_ % piece_ != 0) return;
     const double now = cpu_seconds();
     pieces_.push_back((now - piece_began_) / static_cast<double>(piece_));
-    if (done_ == std::max(piece_, cycles_ / kTenths)) settled_ = memory_now();
+    if (!is_settled_ && done_ >= cycles_ / kTenths) {
+      settled_ = memory_now();
+      is_settled_ = true;
+    }
     piece_began_ = cpu_seconds();
   }
 
@@ -83,6 +85,7 @@ class Flatness {
   double piece_began_;
   std::vector<double> pieces_;  // seconds of a cycle
   Memory settled_{};            // behind the first tenth
+  bool is_settled_ = false;
 };
 
 }  // namespace soak
