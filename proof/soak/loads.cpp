@@ -6,9 +6,8 @@
 // unloaded, the other one behind that. In one of ten rounds the memory of the module record is refused. The
 // library must be gone behind each round, with all its blocks; memory and time must stay flat.
 
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
+#include <future>
 #include <thread>
 
 #include "proof/soak/flatness.h"
@@ -21,15 +20,11 @@ constexpr int kOneRefusedIn = 10;
 
 using Entry = double(const int*);
 
-/// Enters the library for the first time in this thread, and tells it.
-void enter(Entry* d1mach, std::atomic<int>& entered) {
+/// Enters the library, for the first time in its thread.
+void enter(Entry* d1mach) {
   const int selector = 1;
   d1mach(&selector);
-  ++entered;
 }
-
-/// Waits without use of the processor, whose time is measured.
-void doze() { std::this_thread::sleep_for(std::chrono::microseconds(50)); }
 
 /// @return whether the round went as it must
 bool load_and_unload(const char* file, bool refuse) {
@@ -40,16 +35,17 @@ bool load_and_unload(const char* file, bool refuse) {
   if (!library) return false;
   const bool has_record = corvid_host::LiveBlocks() == blocks + 1;
   auto* const d1mach = reinterpret_cast<Entry*>(test_support::find_symbol(library, "d1mach_"));
-  std::atomic<int> entered{0};
-  std::atomic<bool> gone{false};
-  std::thread(enter, d1mach, std::ref(entered)).join();
+  // The threads wait asleep: to spin would count as time of the processor.
+  std::promise<void> entered, gone;
+  std::thread(enter, d1mach).join();
   std::thread survivor([&] {
-    enter(d1mach, entered);
-    while (!gone) doze();
+    enter(d1mach);
+    entered.set_value();
+    gone.get_future().wait();
   });
-  while (entered < 2) doze();
+  entered.get_future().wait();
   test_support::unload_library(library);
-  gone = true;
+  gone.set_value();
   survivor.join();
   return has_record != refuse && !test_support::is_loaded(file) && corvid_host::LiveBlocks() == blocks;
 }

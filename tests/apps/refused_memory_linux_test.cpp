@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <string>
 
 #include "apps/common/output.h"
@@ -18,12 +20,16 @@ namespace {
 
 constexpr int kNever = -1;
 int requests_to_failure = kNever;  // once 0, it stays so: all requests fail
+bool fails_once = false;           // then one request fails only
 
 }  // namespace
 
 // Not inlined, or else the compiler sees a block of operator new that free() gets.
 [[gnu::noinline]] void* operator new(std::size_t bytes) {
-  if (requests_to_failure == 0) throw std::bad_alloc();
+  if (requests_to_failure == 0) {
+    if (fails_once) requests_to_failure = kNever;
+    throw std::bad_alloc();
+  }
   if (requests_to_failure > 0) --requests_to_failure;
   if (void* const block = std::malloc(bytes > 0 ? bytes : 1)) return block;
   throw std::bad_alloc();
@@ -63,6 +69,35 @@ TEST(RefusedMemory, LeavesNoNewFileAndNoNewFolder) {
     requests_to_failure = kNever;
   }
   EXPECT_TRUE(fs::is_empty(folder));
+  fs::remove_all(folder);
+}
+
+// A stream that reads a line ends early, without a word, where memory is refused to it.
+TEST(RefusedMemory, LosesNoLineOfAnIndex) {
+  const fs::path folder = new_folder("refused-memory-index");
+  const std::string old =
+      "old.html\tcorvidnum-solve\tan older page whose line takes memory\t3\t0.1\tnone\t-\n";
+  const report::Page page("a page", "corvidnum-solve");
+  bool refused = true;
+  for (int served = 0; refused; ++served) {
+    std::ofstream(folder / "index.tsv") << old;
+    fails_once = true;
+    try {
+      report::Folder reports(folder.string(), "page.html");
+      requests_to_failure = served;
+      reports.add(page, {});
+      refused = requests_to_failure == kNever;
+    } catch (const std::exception&) {
+    }
+    requests_to_failure = kNever;
+    fails_once = false;
+    for (const char* index : {"index.tsv", "index.html"}) {
+      std::ostringstream text;
+      text << std::ifstream(folder / index).rdbuf();
+      EXPECT_TRUE(!fs::exists(folder / index) || text.str().find("old.html") != std::string::npos)
+          << index << ", " << served;
+    }
+  }
   fs::remove_all(folder);
 }
 

@@ -18,7 +18,9 @@
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/report.h"
 #include "apps/solve/spy.h"
+#include "apps/solve/structure.h"
 #include "corvidnum_version.h"
+#include "host/corvid_host.h"
 #include "tests/apps/bad_input.h"
 #include "tests/support/dense_reference.h"
 #include "tests/support/program.h"
@@ -731,6 +733,18 @@ TEST_F(SolveProgram, OneMessageTellsWhatWentWrong) {
     if (one.arguments.find("--out") == std::string::npos) one.arguments += " --out x.mtx";
   expect_runs(runs, 4);
   EXPECT_FALSE(fs::exists(folder_ / "x.mtx"));
+}
+
+// That there is no block form would be another answer.
+TEST(BlockForm, TellsThatMemoryIsRefused) {
+  const int rows[] = {1, 2, 2}, columns[] = {1, 1, 2};
+  const double values[] = {1, 2, 3};
+  corvidnum::SparseSolver solver(2, 3, rows, columns, 1);
+  ASSERT_EQ(solver.Factorise(values), corvidnum::SparseStatus::Factorised);
+  corvid_host::FailAllocationsFrom(1);
+  EXPECT_THROW(solve::block_form(solver), std::bad_alloc);
+  corvid_host::StopFailing();
+  EXPECT_EQ(solve::block_form(solver).count(), 2);
 }
 
 }  // namespace
