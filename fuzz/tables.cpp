@@ -166,7 +166,7 @@ void recall_anything() {
   const int count = table.NDataPoints();
   double x = 0, y = 0;
   for (int index = -1; index <= std::min(count, 100); ++index) table.GetPoint(index, x, y);
-  table.YFit(count - 1), table.PctError(0), table.GetActivePoint(0, x, y);
+  table.YFit(std::max(count, 0) - 1), table.PctError(0), table.GetActivePoint(0, x, y);
   table.Stats(), table.UpdateYFit(), table.Sort();
   table.AddPoint(3, 4);
   require(!recalled || count < 0 || table.NDataPoints() == count + 1, "a recalled table takes another point");
