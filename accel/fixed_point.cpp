@@ -199,6 +199,7 @@ FixedPointVerdict FixedPointCore::discard(double* x) {
     }
     ++s_.halvings;
     for (int i = 0; i < n_; ++i) x[i] = 0.5 * point_[i] + 0.5 * next_[i];
+    scaling_.clip(x);  // halves of denormal numbers may underflow and leave the bounds
     begin_account();
     scaling_.scale(x, scaled_);
     receive();

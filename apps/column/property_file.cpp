@@ -118,6 +118,8 @@ void check(VapourPressureTable& table, std::size_t flags) {
     throw BadContents("a table has lost points");
   if (apps::has_control_characters(table.info().name))
     throw BadContents("the name of a component is not one line of plain characters");
+  if (apps::has_control_characters(table.info().formula))
+    throw BadContents("the formula of a component is not one line of plain characters");
   if (table.info().formula.empty()) return;
   try {
     if (check_formula(table.info().formula).verdict != FormulaCheck::Verdict::kRefused) return;

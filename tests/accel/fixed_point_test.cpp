@@ -255,6 +255,19 @@ TEST(HandedOut, EndsWhereNothingCanBeEvaluated) {
   EXPECT_EQ(x, Vector({1, 2}));
 }
 
+TEST(HandedOut, KeepsBoundsWhereHalvesUnderflow) {
+  const double least = std::numeric_limits<double>::denorm_min();
+  FixedPointOptions options;
+  options.lower = options.upper = &least;
+  double x = 0;
+  FixedPoint iteration(1, options);
+  ASSERT_EQ(iteration.Start(&x), Verdict::Continue);
+  x = 5;
+  ASSERT_EQ(iteration.Pass(&x), Verdict::Continue);
+  ASSERT_EQ(iteration.Discard(&x), Verdict::Continue);
+  EXPECT_EQ(x, least);
+}
+
 // ---- Options, memory, records
 
 TEST(Options, AreRefusedOutsideTheirRanges) {

@@ -248,7 +248,8 @@ TEST_F(Properties, ComeBackAsTheyWereOrNotAtAll) {
 }
 
 /// A file of components, each with one point and room for more in its table.
-void forge(const std::string& path, const std::vector<std::string>& names, int room) {
+void forge(const std::string& path, const std::vector<std::string>& names, int room,
+           const std::string& formula = "CH4") {
   struct Roomy : RegressTable {
     explicit Roomy(int of_room) {
       AddPoint(300, 1);
@@ -268,7 +269,7 @@ void forge(const std::string& path, const std::vector<std::string>& names, int r
     ChunkHeader chunk;
     ASSERT_TRUE(chunk.Create(file, 1));
     write(name);
-    write("CH4");
+    write(formula);
     file.WriteInt(0);  // no source
     for (int i = 0; i < 10; ++i) file.WriteDouble(1);
     for (const int number : {1, 0}) file.WriteInt(number);  // one point, measured
@@ -295,6 +296,9 @@ TEST_F(Properties, AForgedFileTakesNoMoreMemoryThanItsLengthAllows) {
   ASSERT_NO_FATAL_FAILURE(forge(file_, {"a\nb"}, 10));
   EXPECT_EQ(complaint([&] { recall_tables(file_); }),
             file_ + ": the name of a component is not one line of plain characters");
+  ASSERT_NO_FATAL_FAILURE(forge(file_, {"ab"}, 10, "C\x01"));
+  EXPECT_EQ(complaint([&] { recall_tables(file_); }),
+            file_ + ": the formula of a component is not one line of plain characters");
 
   const auto large = std::make_shared<VapourPressureTable>(ComponentInfo{"large", "CH4", "", {}, {}});
   for (int i = 0; i < 40000; ++i) large->add(300 + 0.01 * i, std::exp(18 - 4000 / (300 + 0.01 * i)), false);
