@@ -257,15 +257,16 @@ TEST(HandedOut, EndsWhereNothingCanBeEvaluated) {
 
 TEST(HandedOut, KeepsBoundsWhereHalvesUnderflow) {
   const double least = std::numeric_limits<double>::denorm_min();
+  const Vector lower = {0, least}, upper = {10, least};
   FixedPointOptions options;
-  options.lower = options.upper = &least;
-  double x = 0;
-  FixedPoint iteration(1, options);
-  ASSERT_EQ(iteration.Start(&x), Verdict::Continue);
-  x = 5;
-  ASSERT_EQ(iteration.Pass(&x), Verdict::Continue);
-  ASSERT_EQ(iteration.Discard(&x), Verdict::Continue);
-  EXPECT_EQ(x, least);
+  options.lower = lower.data(), options.upper = upper.data();
+  Vector x = {0, 0};
+  FixedPoint iteration(2, options);
+  ASSERT_EQ(iteration.Start(x.data()), Verdict::Continue);
+  x = {8, 5};
+  ASSERT_EQ(iteration.Pass(x.data()), Verdict::Continue);
+  ASSERT_EQ(iteration.Discard(x.data()), Verdict::Continue);
+  EXPECT_EQ(x, Vector({4, least}));
 }
 
 // ---- Options, memory, records
