@@ -7,6 +7,7 @@
 #include <memory>
 #include <vector>
 
+#include "accel/corvidnum_fixed_point.h"
 #include "accel/dom_eigen_accel.h"
 #include "accel/fixed_point.h"
 #include "accel/mul_dom_eigen_accel.h"
@@ -211,17 +212,93 @@ void attack_fixed_point(Bytes& bytes) {
             "as many records as told");
 }
 
+// ---- The C interface of FixedPoint, beside the class.
+
+void apply_settings(corvidnum_fixed_point* handle, const FixedPointOptions& options) {
+  for (int i = 0; i < FixedPoint::OptionCount(); ++i) {
+    const char* const name = FixedPoint::Option(i)->name;
+    const double value = FixedPoint::GetOption(options, name);
+    require(corvidnum_fixed_point_set(handle, name, value) == 1 &&
+                fuzz::same_bits(corvidnum_fixed_point_get(handle, name), value),
+            "the C interface takes the options of the class");
+  }
+  require(corvidnum_fixed_point_set_nominal(handle, options.nominal) == 1, "sizes are copied");
+  require(corvidnum_fixed_point_set_bounds(handle, options.lower, options.upper) == 1, "bounds are copied");
+}
+
+void ask(Bytes& bytes, corvidnum_fixed_point* handle, const FixedPoint& iteration) {
+  const int capacity = bytes.between(-1, 20);
+  fuzz::GuardedArray<char> text(length(capacity));
+  corvidnum_fixed_point_text(bytes.integer(), text.data(), capacity);
+  corvidnum_fixed_point_option(bytes.integer(), text.data(), capacity, nullptr, nullptr, nullptr);
+  require(capacity < 1 || std::find(text.begin(), text.end(), '\0') != text.end(), "a text has an end");
+  Doubles real(length(capacity)), imaginary(length(capacity));
+  require(corvidnum_fixed_point_eigenvalues(handle, real.data(), imaginary.data(), capacity) ==
+              iteration.Eigenvalues(real.data(), imaginary.data(), capacity),
+          "class and C interface know the same eigenvalues");
+  corvidnum::FixedPointRecord record;
+  const int age = bytes.integer();
+  std::int64_t passes = -1, pass = -1;
+  require((corvidnum_fixed_point_record(handle, age, &pass, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                        nullptr) != 0) == iteration.Record(age, record),
+          "class and C interface have the same records");
+  corvidnum_fixed_point_counts(handle, &passes, nullptr, nullptr, nullptr);
+  require(passes == iteration.Counts().passes, "class and C interface count the same passes");
+}
+
+void attack_c_interface(Bytes& bytes) {
+  const bool tame = bytes.flag();
+  const int unknowns = bytes.between(tame ? 1 : -1, 8);
+  Bounds bounds(length(unknowns));
+  const FixedPointOptions options = read_options(bytes, bounds, tame);
+  FixedPoint iteration(unknowns, options);
+  corvidnum_fixed_point* const handle = corvidnum_fixed_point_create(unknowns);
+  apply_settings(handle, options);
+  Doubles x(length(unknowns)), y(length(unknowns));
+  if (bytes.flag()) ask(bytes, bytes.flag() ? nullptr : handle, FixedPoint(0, options));
+  for (double& element : x) element = bytes.number(tame);
+  std::copy(x.begin(), x.end(), y.begin());
+  int verdict = static_cast<int>(iteration.Start(x.data()));
+  require(corvidnum_fixed_point_start(handle, y.data()) == verdict, "both start alike");
+  Map map(bytes, unknowns, tame);
+  for (int steps = 0; steps < 60 && (bytes.left() || steps < 20); ++steps) {
+    require(same(x.copy(), y), "class and C interface hand out the same bits");
+    const int kind = bytes.below(16);
+    if (kind == 1) {
+      verdict = static_cast<int>(iteration.Discard(x.data()));
+      require(corvidnum_fixed_point_discard(handle, y.data()) == verdict, "both discard alike");
+    } else if (kind == 2) {
+      fuzz::GuardedArray<char> state(static_cast<std::size_t>(corvidnum_fixed_point_state_size(handle)));
+      const auto size = static_cast<std::int64_t>(state.size());
+      require(corvidnum_fixed_point_save(handle, state.data(), size - 1) == 0, "too little room is refused");
+      if (corvidnum_fixed_point_save(handle, state.data(), size) != 0)
+        require(corvidnum_fixed_point_restore(handle, state.data(), size) == 1, "a saved state is taken");
+    } else if (kind == 3) {
+      ask(bytes, handle, iteration);
+    } else {
+      map.apply(x);
+      std::copy(x.begin(), x.end(), y.begin());
+      verdict = static_cast<int>(iteration.Pass(x.data()));
+      require(corvidnum_fixed_point_pass(handle, y.data()) == verdict, "both pass alike");
+    }
+  }
+  corvidnum_fixed_point_destroy(handle);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::int64_t blocks = corvid_host::LiveBlocks();
   Bytes bytes(data, size);
-  switch (bytes.below(4)) {
+  switch (bytes.below(5)) {
     case 0:
       attack_dominant(bytes);
       break;
     case 1:
       attack_multiple(bytes);
+      break;
+    case 4:
+      attack_c_interface(bytes);
       break;
     default:
       attack_fixed_point(bytes);

@@ -505,6 +505,84 @@ TEST(CInterface, KeepsFormerBoundsIfMemoryIsRefused) {
   corvidnum_fixed_point_destroy(c);
 }
 
+TEST(CInterface, TellsWhatTheClassTells) {
+  const Model model = two_unknowns(0.9, -0.5);
+  const FixedPointOptions options = with_method(FixedPointMethod::Multiple, 60);
+  FixedPoint iteration(2, options);
+  corvidnum_fixed_point* const c = corvidnum_fixed_point_create(2);
+  corvidnum_fixed_point_set(c, "method", CORVIDNUM_FIXED_POINT_METHOD_MULTIPLE);
+  corvidnum_fixed_point_set(c, "pass_limit", 60);
+  double real[2] = {}, imaginary[2] = {}, of_c[2] = {}, imaginary_of_c[2] = {};
+  EXPECT_EQ(corvidnum_fixed_point_eigenvalues(c, of_c, imaginary_of_c, 2), 0);
+  Vector x = {0, 0}, y = x;
+  Verdict verdict = iteration.Start(x.data());
+  ASSERT_EQ(corvidnum_fixed_point_start(c, y.data()), static_cast<int>(verdict));
+  int discarded = 0;
+  while (verdict == Verdict::Continue) {
+    model(x);
+    model(y);
+    verdict = iteration.Pass(x.data());
+    ASSERT_EQ(corvidnum_fixed_point_pass(c, y.data()), static_cast<int>(verdict));
+    FixedPointRecord record;
+    ASSERT_TRUE(iteration.Record(0, record));
+    std::int64_t pass;
+    double change, radius, passes_ahead;
+    int step, reason, eigenvalues;
+    ASSERT_EQ(corvidnum_fixed_point_record(c, 0, &pass, &change, &step, &reason, &eigenvalues, &radius,
+                                           &passes_ahead),
+              1);
+    EXPECT_EQ(pass, record.pass);
+    EXPECT_EQ(change, record.change);
+    EXPECT_EQ(step, static_cast<int>(record.step));
+    EXPECT_EQ(reason, static_cast<int>(record.reason));
+    EXPECT_EQ(eigenvalues, record.eigenvalues);
+    EXPECT_EQ(std::isnan(radius) ? -1 : radius, std::isnan(record.radius) ? -1 : record.radius);
+    EXPECT_EQ(std::isnan(passes_ahead) ? -1 : passes_ahead,
+              std::isnan(record.passes_ahead) ? -1 : record.passes_ahead);
+    if (record.step == FixedPointStep::Taken && ++discarded == 1) {
+      verdict = iteration.Discard(x.data());
+      ASSERT_EQ(corvidnum_fixed_point_discard(c, y.data()), static_cast<int>(verdict));
+    }
+    ASSERT_EQ(x, y);
+  }
+  EXPECT_GE(discarded, 1);
+  EXPECT_EQ(corvidnum_fixed_point_record(c, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+            1);
+  EXPECT_EQ(
+      corvidnum_fixed_point_record(c, 1000, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
+      0);
+  const int known = iteration.Eigenvalues(real, imaginary, 2);
+  ASSERT_GE(known, 1);
+  EXPECT_EQ(corvidnum_fixed_point_eigenvalues(c, of_c, imaginary_of_c, 2), known);
+  EXPECT_EQ(Vector(of_c, of_c + 2), Vector(real, real + 2));
+  EXPECT_EQ(Vector(imaginary_of_c, imaginary_of_c + 2), Vector(imaginary, imaginary + 2));
+  corvidnum_fixed_point_destroy(c);
+}
+
+TEST(CInterface, CutsTextsToTheirRoom) {
+  char text[8] = "1234567";
+  corvidnum_fixed_point_text(CORVIDNUM_FIXED_POINT_CONVERGED, text, 5);
+  EXPECT_EQ(std::string(text), std::string(TextOf(Verdict::Converged)).substr(0, 4));
+  EXPECT_EQ(text[5], '6');
+  corvidnum_fixed_point_text(CORVIDNUM_FIXED_POINT_CONVERGED, text, 0);
+  corvidnum_fixed_point_text(CORVIDNUM_FIXED_POINT_CONVERGED, nullptr, 5);
+  EXPECT_EQ(std::string(text), std::string(TextOf(Verdict::Converged)).substr(0, 4));
+
+  const int count = corvidnum_fixed_point_option(-1, text, 8, nullptr, nullptr, nullptr);
+  EXPECT_EQ(count, FixedPoint::OptionCount());
+  corvidnum_fixed_point* const c = corvidnum_fixed_point_create(1);
+  for (int i = 0; i < count; ++i) {
+    char name[64];
+    double lowest, standard, highest;
+    corvidnum_fixed_point_option(i, name, 64, &lowest, &standard, &highest);
+    EXPECT_EQ(corvidnum_fixed_point_get(c, name), standard) << name;
+    EXPECT_EQ(corvidnum_fixed_point_set(c, name, highest), 1) << name;
+    EXPECT_EQ(corvidnum_fixed_point_set(c, name, lowest), 1) << name;
+    EXPECT_EQ(corvidnum_fixed_point_set(c, name, lowest - 1), 0) << name;
+  }
+  corvidnum_fixed_point_destroy(c);
+}
+
 TEST(HandedOut, TakesADiscardedStepBackLikeOneBehindWhichThePassFails) {
   const Model model = [](Vector& x) { x = {1 + 0.93 * x[0], 1 + 0.5 * x[1], 1 + 0.2 * x[2]}; };
   const Vector sizes = {1, 1, 1};
