@@ -371,8 +371,23 @@ class Judge {
     const auto is_new = [&](const Good& good) { return masked == good.files.at(target.name); };
     // Where a folder has vanished, a new one has no old files.
     if (is_new(goods_.of(with_old_files)) || (vanishes && is_new(goods_.without_old_files))) return "";
-    if (succeeded) return "is not the new one, and the program succeeded";
-    return with_old_files && text == old_text(target) ? "" : "is neither the old one nor the new one";
+    const std::string difference = first_difference(masked, goods_.of(with_old_files).files.at(target.name));
+    if (succeeded) return "is not the new one, and the program succeeded: " + difference;
+    if (with_old_files && text == old_text(target)) return "";
+    return "is neither the old one nor the new one: " + difference;
+  }
+
+  /// Returns the first line of a masked text that is not as it should be.
+  static std::string first_difference(const std::string& text, const std::string& wanted) {
+    const auto at =
+        std::mismatch(text.begin(), text.begin() + std::min(text.size(), wanted.size()), wanted.begin())
+            .first;
+    const auto place = static_cast<std::size_t>(at - text.begin());
+    const std::size_t begin = place == 0 ? 0 : text.rfind('\n', place - 1) + 1;  // npos + 1 is 0
+    const auto line = [begin](const std::string& of) {
+      return of.substr(begin, of.find('\n', begin) - begin);
+    };
+    return "\"" + line(text) + "\" in place of \"" + line(wanted) + "\"";
   }
 
   /// Returns the files in the folder that are no targets.
