@@ -4,6 +4,7 @@
 // floating-point unit.
 // Names of files are UTF-8; on Linux any bytes are a name.
 
+#include <cstdarg>
 #include <cstddef>
 #include <cstdio>
 
@@ -38,6 +39,13 @@ std::FILE* open_stream(const char* path, StreamMode mode);
 
 /// Returns whether something that is not a folder has this name.
 bool file_exists(const char* path);
+
+// ---- Texts.
+
+/// Writes as vsnprintf does, on Linux with the decimal point and the messages of the "C" locale, so that a
+/// log reads the same whatever locale the program has taken. On Windows, where only whole programs or threads
+/// have one, that decides.
+int print_plainly(char* to, std::size_t room, const char* format, std::va_list arguments);
 
 // ---- The process.
 

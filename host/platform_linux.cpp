@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fenv.h>
+#include <locale.h>
 #include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -185,6 +186,14 @@ ModuleHandle program_address() {
   Dl_info info;
   void* const headers = reinterpret_cast<void*>(getauxval(AT_PHDR));
   return headers && dladdr(headers, &info) != 0 ? info.dli_fbase : nullptr;
+}
+
+int print_plainly(char* to, std::size_t room, const char* format, std::va_list arguments) {
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  const locale_t before = uselocale(plain);  // of this thread; null, which changes nothing, if there is none
+  const int length = std::vsnprintf(to, room, format, arguments);
+  uselocale(before);
+  return length;
 }
 
 bool memory_is_own() { return own_memory; }

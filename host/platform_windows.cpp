@@ -266,6 +266,10 @@ bool file_exists(const char* path) try {
 
 ModuleHandle program_address() { return GetModuleHandleW(nullptr); }
 
+int print_plainly(char* to, std::size_t room, const char* format, std::va_list arguments) {
+  return std::vsnprintf(to, room, format, arguments);
+}
+
 bool memory_is_own() {
   const DWORD error = GetLastError();  // which TlsGetValue clears
   const bool own = TlsGetValue(flag_slot) != nullptr;

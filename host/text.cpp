@@ -2,7 +2,6 @@
 // shows as a live block. A text has no block if it is empty, or if memory was refused.
 
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "frame/corvid.h"
 #include "host/format.h"
 #include "host/memory.h"
+#include "host/platform.h"
 
 static_assert(sizeof(Text) == 2 * sizeof(void*), "hosts and library pass a Text as two machine words");
 
@@ -50,11 +50,11 @@ FilledFormat::FilledFormat(const char* format, std::va_list arguments) : charact
   if (!format) return;
   std::va_list again;
   va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  const int length = print_plainly(nullptr, 0, format, arguments);
   const std::size_t room = static_cast<std::size_t>(length) + 1;
   if (length >= 0) characters_ = static_cast<char*>(std::malloc(room));
   if (characters_) {
-    std::vsnprintf(characters_, room, format, again);
+    print_plainly(characters_, room, format, again);
   } else if (length >= 0) {
     count_refusal();
   }

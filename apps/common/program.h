@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <clocale>
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -57,6 +58,9 @@ template <class Options>
 int run_program(const Program<Options>& program, int argc, char** argv) {
   const platform::StandardStreams streams;
   std::set_terminate(end_without_memory);
+  // A library that the process loads may have taken the user's locale; the parser of options reads numbers by
+  // it.
+  std::setlocale(LC_NUMERIC, "C");
   try {
     CLI::App app{program.description, program.name};
     app.allow_windows_style_options(false);  // a path may begin with a slash

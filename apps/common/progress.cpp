@@ -1,5 +1,7 @@
 #include "apps/common/progress.h"
 
+#include <fmt/format.h>
+
 #include <cstdio>
 #include <utility>
 
@@ -36,7 +38,7 @@ void Phase::tick() {
   while (!ended_.wait_for(lock, kInterval, [this] { return done_; })) {
     const std::string status = status_ ? ": " + status_(so_far()) : "";
     const char* const clear = status_ ? "\033[K" : "";  // a shorter line leaves the end of the one before
-    std::fprintf(stderr, "\r%s%s ... %.1f s%s", name_.c_str(), status.c_str(), so_far(), clear);
+    std::fputs(fmt::format("\r{}{} ... {:.1f} s{}", name_, status, so_far(), clear).c_str(), stderr);
     std::fflush(stderr);
     shown = true;
   }

@@ -1,10 +1,10 @@
 // The property side: formulas, tables and their fits, the property file, and the column on measured tables.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <random>
 #include <string>
 
@@ -115,11 +115,9 @@ std::string on_a_line(const std::string& units, double (*temperature)(double), d
   std::string text = "component,x\nformula,CH4\nunits," + units + "\ntemperature,pressure\n";
   for (std::size_t i = 0; i < blank.size(); ++i) {
     const double kelvin = 300 + 10.0 * static_cast<double>(i);
-    char t[40], p[40];
-    std::snprintf(t, sizeof t, "%.17g", temperature(kelvin));
-    std::snprintf(p, sizeof p, "%.17g", std::exp(18 - 4000 / kelvin) * kPascalPerMmHg / pascal_per_unit);
-    text += (blank[i] == 't' || blank[i] == 'b' ? "" : std::string(t)) + "," +
-            (blank[i] == 'p' || blank[i] == 'b' ? "" : std::string(p)) + "\r\n";
+    const double pressure = std::exp(18 - 4000 / kelvin) * kPascalPerMmHg / pascal_per_unit;
+    text += (blank[i] == 't' || blank[i] == 'b' ? "" : fmt::format("{}", temperature(kelvin))) + "," +
+            (blank[i] == 'p' || blank[i] == 'b' ? "" : fmt::format("{}", pressure)) + "\r\n";
   }
   return text;
 }

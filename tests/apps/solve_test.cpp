@@ -23,6 +23,7 @@
 #include "host/corvid_host.h"
 #include "tests/apps/bad_input.h"
 #include "tests/support/dense_reference.h"
+#include "tests/support/number.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -285,7 +286,7 @@ class SolveProgram : public ProgramTest {
   /// The number behind a name in the JSON that was printed.
   double figure(const std::string& name) const {
     const std::size_t at = out_.find("\"" + name + "\": ");
-    return at == std::string::npos ? NAN : std::strtod(out_.c_str() + at + name.size() + 4, nullptr);
+    return at == std::string::npos ? NAN : test_support::number_at(out_.substr(at + name.size() + 4));
   }
 };
 

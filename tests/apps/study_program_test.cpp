@@ -1,5 +1,6 @@
 // The program as a user meets it: exit codes, streams, files, kills, and several processes.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -63,7 +64,7 @@ TEST_F(StudyProgram, AStudyThatIsKilledGoesOn) {
   int kills = 0;
   // The time grows, so that a slow machine comes to the end too.
   for (int milliseconds = 5;; milliseconds += milliseconds / 8 + 3, ++kills) {
-    const std::string patience = "timeout -s KILL " + std::to_string(milliseconds / 1000.0);
+    const std::string patience = "timeout -s KILL " + fmt::format("{}", milliseconds / 1000.0);
     if (run("s.toml --csv killed.csv --threads 2 --quiet", patience) == 0) break;
     const std::string part = contents(folder_ / "killed.csv");
     ASSERT_EQ(part, rows.substr(0, part.size())) << "after " << kills << " kills";

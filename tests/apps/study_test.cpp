@@ -15,6 +15,7 @@
 #include "apps/study/results_file.h"
 #include "apps/study/run.h"
 #include "apps/study/tally.h"
+#include "tests/support/number.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -68,14 +69,15 @@ TEST(Study, ACaseThatFailsIsARowWithItsReason) {
     const std::vector<std::string>& row = rows[i];
     ASSERT_EQ(row.size(), 6u);
     EXPECT_EQ(row[0], std::to_string(i + 1));
-    const bool good = std::stod(row[1]) > 0 && (row[2] == "12" || row[2] == "17" || row[2] == "22");
+    const bool good =
+        test_support::number_at(row[1]) > 0 && (row[2] == "12" || row[2] == "17" || row[2] == "22");
     solved += good;
     EXPECT_EQ(row[5] == "ok", good) << row[5];
     EXPECT_EQ(row[3].empty(), !good);
     if (row[2] == "17.5") {
-      EXPECT_EQ(row[5].find("must be an integer") != row[5].npos, std::stod(row[1]) > 0);
+      EXPECT_EQ(row[5].find("must be an integer") != row[5].npos, test_support::number_at(row[1]) > 0);
     }
-    if (row[2] == "40" && std::stod(row[1]) > 0) {
+    if (row[2] == "40" && test_support::number_at(row[1]) > 0) {
       EXPECT_NE(row[5].find("must lie between 2 and 32, not 40"), row[5].npos) << row[5];
     }
     if (row[1] == "-0.5") {
@@ -92,14 +94,14 @@ TEST(Study, AnswersAreThoseOfTheChangedCases) {
     for (const auto& row : fields_of(all_rows(file, start))) {
       if (row.back() != "ok") continue;
       column::ColumnCase c = column::read_case(COLUMN_CASES "/binary32.toml");
-      c.reflux_ratio = std::stod(row[1]);
+      c.reflux_ratio = test_support::number_at(row[1]);
       c.feeds[0].stage = std::stoi(row[2]) - 1;
       const column::InternalFlows flows = column::internal_flows(c);
       const column::Solution s =
           column::solve(c, flows, column::Solver::kArrow, {column::Acceleration::Multiple});
       ASSERT_EQ(s.outcome, column::Outcome::kOk);
       const double purity = column::products(c, flows, s.profile)[0].fraction(0);
-      EXPECT_NEAR(std::stod(row[3]), purity, start == Start::kCold ? 0 : 1e-9);
+      EXPECT_NEAR(test_support::number_at(row[3]), purity, start == Start::kCold ? 0 : 1e-9);
       if (start == Start::kCold) {
         EXPECT_EQ(std::stoi(row[4]), s.passes());
       }
