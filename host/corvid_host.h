@@ -91,9 +91,10 @@ CORVID_API std::int64_t LiveBytes();
 CORVID_API std::int64_t TotalAllocations();
 /// Returns the number of requests answered with null so far, for any reason.
 CORVID_API std::int64_t RefusedAllocations();
-/// Returns the most live bytes since the start or the last ResetPeakBytes.
+/// Returns the most live bytes since the last ResetPeakBytes, 0 before the first.
 CORVID_API std::int64_t PeakBytes();
-/// Sets the peak to the present live bytes.
+/// Sets the peak to the present live bytes. From the first call on each block that is counted costs more
+/// time.
 CORVID_API void ResetPeakBytes();
 
 /// Makes the n-th request from now fail, where the next one has number 1, and no other.

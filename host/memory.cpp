@@ -3,9 +3,12 @@
 //
 //   [ head: bytes, counted | block ... ]     both aligned for every type
 //
-// A request for 0 bytes gets a block of its own, so that null always means that memory was refused. All
-// counts are atomic with relaxed order: they are exact, but two of them read in turn may belong to different
-// moments.
+// A request for 0 bytes gets a block of its own, so that null always means that memory was refused.
+//
+// Each thread adds to counts of its own (of 64, which further threads share), and a question is answered by
+// their sum. With one set of counts for all, threads that solve many small systems side by side would wait
+// for its cache line at each block. All counts are atomic with relaxed order: their sum is exact while no
+// thread allocates, but what is read while others do may mix different moments.
 
 #include "host/memory.h"
 
@@ -33,11 +36,31 @@ std::atomic<std::size_t> most_bytes{kMostBytes};
 constexpr std::int64_t kAnyLiveBytes = INT64_MAX;
 std::atomic<std::int64_t> most_live_bytes{kAnyLiveBytes};
 
-std::atomic<std::int64_t> live_blocks{0};
-std::atomic<std::int64_t> live_bytes{0};
-std::atomic<std::int64_t> peak_bytes{0};
-std::atomic<std::int64_t> total_allocations{0};
+/// Two cache lines, because processors fetch them in pairs.
+constexpr std::size_t kApart = 128;
+
+/// Is added to by one thread, or by few.
+struct alignas(kApart) Counts {
+  std::atomic<std::int64_t> live_blocks{0};  // negative where other threads have allocated what these free
+  std::atomic<std::int64_t> live_bytes{0};   // likewise
+  std::atomic<std::int64_t> total_allocations{0};
+};
+constexpr unsigned kSets = 64;
+Counts counts[kSets];
+
 std::atomic<std::int64_t> refused_allocations{0};
+
+// The peak needs the sum at each block, so it is kept only from the first ResetPeakBytes on.
+std::atomic<bool> peak_is_kept{false};
+std::atomic<std::int64_t> peak_bytes{0};
+
+Counts& counts_of_thread() { return counts[thread_number() % kSets]; }
+
+std::int64_t sum_of(std::atomic<std::int64_t> Counts::*count) {
+  std::int64_t sum = 0;
+  for (const Counts& set : counts) sum += (set.*count).load(std::memory_order_relaxed);
+  return sum;
+}
 
 enum class Failing { kNone, kOnce, kFromThere };
 std::atomic<Failing> failing{Failing::kNone};
@@ -58,18 +81,21 @@ bool is_too_large(std::size_t bytes) {
 /// Returns whether a request exceeds the limit of live bytes; a block that shrinks never does.
 /// @param added bytes that the request adds to the live ones
 bool are_too_many(std::int64_t added) {
-  return added > 0 &&
-         added >
-             most_live_bytes.load(std::memory_order_relaxed) - live_bytes.load(std::memory_order_relaxed) &&
-         !memory_is_own();
+  const std::int64_t most = most_live_bytes.load(std::memory_order_relaxed);
+  return most != kAnyLiveBytes && added > 0 && added > most - sum_of(&Counts::live_bytes) && !memory_is_own();
 }
 
-void count_live(std::int64_t blocks, std::int64_t bytes) {
-  live_blocks.fetch_add(blocks, std::memory_order_relaxed);
-  const std::int64_t now = live_bytes.fetch_add(bytes, std::memory_order_relaxed) + bytes;
+void raise_peak() {
+  const std::int64_t now = sum_of(&Counts::live_bytes);
   std::int64_t peak = peak_bytes.load(std::memory_order_relaxed);
   while (peak < now && !peak_bytes.compare_exchange_weak(peak, now, std::memory_order_relaxed)) {
   }
+}
+
+void count_live(Counts& set, std::int64_t blocks, std::int64_t bytes) {
+  set.live_blocks.fetch_add(blocks, std::memory_order_relaxed);
+  set.live_bytes.fetch_add(bytes, std::memory_order_relaxed);
+  if (peak_is_kept.load(std::memory_order_relaxed)) raise_peak();
 }
 
 BlockHead* head_of(void* block) { return static_cast<BlockHead*>(block) - 1; }
@@ -94,8 +120,9 @@ void* serve(BlockHead* old, std::size_t bytes, Obtain obtain) {
   if (!head) return refuse();
   *head = {bytes, before.counted};
   if (head->counted) {
-    total_allocations.fetch_add(1, std::memory_order_relaxed);
-    count_live(old ? 0 : 1, added);
+    Counts& set = counts_of_thread();
+    set.total_allocations.fetch_add(1, std::memory_order_relaxed);
+    count_live(set, old ? 0 : 1, added);
   }
   return head + 1;
 }
@@ -103,7 +130,7 @@ void* serve(BlockHead* old, std::size_t bytes, Obtain obtain) {
 void give_back(void* block) {
   if (!block) return;
   BlockHead* const head = head_of(block);
-  if (head->counted) count_live(-1, -static_cast<std::int64_t>(head->bytes));
+  if (head->counted) count_live(counts_of_thread(), -1, -static_cast<std::int64_t>(head->bytes));
   std::free(head);
 }
 
@@ -119,12 +146,15 @@ void count_refusal() { refused_allocations.fetch_add(1, std::memory_order_relaxe
 OwnMemory::OwnMemory() : nested_(memory_is_own()) { set_memory_is_own(true); }
 OwnMemory::~OwnMemory() { set_memory_is_own(nested_); }
 
-std::int64_t LiveBlocks() { return live_blocks; }
-std::int64_t LiveBytes() { return live_bytes; }
-std::int64_t TotalAllocations() { return total_allocations; }
+std::int64_t LiveBlocks() { return sum_of(&Counts::live_blocks); }
+std::int64_t LiveBytes() { return sum_of(&Counts::live_bytes); }
+std::int64_t TotalAllocations() { return sum_of(&Counts::total_allocations); }
 std::int64_t RefusedAllocations() { return refused_allocations; }
 std::int64_t PeakBytes() { return peak_bytes; }
-void ResetPeakBytes() { peak_bytes = live_bytes.load(); }
+void ResetPeakBytes() {
+  peak_bytes = LiveBytes();
+  peak_is_kept = true;
+}
 
 void FailAllocation(std::int64_t n) { fail(Failing::kOnce, n); }
 void FailAllocationsFrom(std::int64_t n) { fail(Failing::kFromThere, n); }

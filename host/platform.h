@@ -57,6 +57,9 @@ ModuleHandle program_address();
 bool memory_is_own();
 void set_memory_is_own(bool own);
 
+/// Returns a number of the calling thread. Threads of the same time have different ones.
+unsigned thread_number();
+
 /// Applies rounding and traps to the calling thread. An exception flag that is already set does not trap.
 void apply_float_control(FloatControl control);
 

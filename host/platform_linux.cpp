@@ -27,6 +27,9 @@ constexpr const char* kTooLong = "the file is too long";
 
 thread_local bool own_memory = false;
 
+std::atomic<unsigned> threads_numbered{0};
+thread_local unsigned number_of_thread = 0;  // 0: none yet
+
 constexpr mode_t kReadAndWriteForAll = 0666;  // of a new file; the system subtracts the process's umask
 
 const char* system_error() { return strerrordesc_np(errno); }
@@ -198,6 +201,11 @@ int print_plainly(char* to, std::size_t room, const char* format, std::va_list a
 
 bool memory_is_own() { return own_memory; }
 void set_memory_is_own(bool own) { own_memory = own; }
+
+unsigned thread_number() {
+  if (number_of_thread == 0) number_of_thread = ++threads_numbered;
+  return number_of_thread;
+}
 
 void apply_float_control(FloatControl control) {
   fesetround(control.rounding);

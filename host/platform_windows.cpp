@@ -279,6 +279,9 @@ bool memory_is_own() {
 
 void set_memory_is_own(bool own) { TlsSetValue(flag_slot, own ? &flag_slot : nullptr); }
 
+// The system's numbers are multiples of four.
+unsigned thread_number() { return GetCurrentThreadId() / 4; }
+
 void apply_float_control(FloatControl control) {
   fesetround(control.rounding);
   set_masks(FE_ALL_EXCEPT);

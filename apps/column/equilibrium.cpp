@@ -19,12 +19,13 @@ double reference_k(double t) { return std::exp(t); }
 
 /// Returns ln(sum K x) of a normalised liquid and its derivative by the temperature. The largest term is
 /// taken out of the sum, so that no K overflows.
-LnK ln_vapour_sum(const EquilibriumModel& model, const std::vector<double>& x, double t, double pressure) {
+/// @param terms  [component] scratch: a search evaluates the sum often, and allocates once
+LnK ln_vapour_sum(const EquilibriumModel& model, const std::vector<double>& x, double t, double pressure,
+                  std::vector<LnK>& terms) {
   double largest = -HUGE_VAL;
-  std::vector<LnK> terms;
-  for (int i = 0; i < model.components(); ++i) {
-    terms.push_back(model.ln_k(i, t, pressure));
-    if (x[i] > 0) largest = std::max(largest, terms.back().value);
+  for (std::size_t i = 0; i < terms.size(); ++i) {
+    terms[i] = model.ln_k(static_cast<int>(i), t, pressure);
+    if (x[i] > 0) largest = std::max(largest, terms[i].value);
   }
   double sum = 0, slope_sum = 0;
   for (std::size_t i = 0; i < terms.size(); ++i) {
@@ -129,7 +130,8 @@ std::optional<double> bubble_temperature(const EquilibriumModel& model, const st
   std::vector<double> x = liquid;
   for (double& fraction : x) fraction /= total;
 
-  const auto f = [&](double t) { return ln_vapour_sum(model, x, t, pressure); };
+  std::vector<LnK> terms(static_cast<std::size_t>(model.components()));
+  const auto f = [&](double t) { return ln_vapour_sum(model, x, t, pressure, terms); };
   const TemperatureScale scale = model.scale();
   const Point low{scale.lowest, f(scale.lowest).value}, high{scale.highest, f(scale.highest).value};
   if (!(low.f < 0 && high.f > 0)) return std::nullopt;

@@ -15,16 +15,26 @@
 #include "apps/common/program_options.h"
 #include "apps/report/index.h"
 #include "apps/report/option.h"
+#include "apps/solve/distributed.h"
 #include "apps/solve/matrix_market.h"
 #include "apps/solve/report.h"
 #include "apps/solve/solving.h"
+#include "apps/support/processes.h"
 
 namespace {
 
 using apps::complain;
 using corvidnum::SparseMethod;
 
+constexpr const char* kMumps = "mumps";
+
 enum { kSingular = 3, kInexact = 4 };  // exit codes beside those of all programs
+
+/// Code of a rank where another one has failed and tells why: that rank's own code becomes that of mpirun.
+constexpr int kToldElsewhere = apps::kSolved;
+
+/// The processes of this run. They are joined in main(), before options are read.
+apps::Processes* ranks = nullptr;
 
 struct Options {
   solve::Task task;
@@ -37,19 +47,31 @@ bool print(const Options& options, const solve::Report& report) {
   return stream.print(options.json ? report_json(report) : report_text(report));
 }
 
+/// @return false if another rank has told why there is no solution
+bool solve_system(const solve::Task& task, solve::Report& report) {
+  if (task.by_mumps) return solve::run_distributed(task, *ranks, report);
+  solve::run(task, report);
+  return true;
+}
+
 int solve_and_print(const Options& options) {
   std::optional<report::Folder> reports;
-  report::open_reports(options.report_folder, report::page_name("solve-", options.task.matrix_path), "--out",
-                       options.task.out_path, reports);
+  const bool ready = apps::together(*ranks, [&] {
+    if (ranks->rank() == 0)
+      report::open_reports(options.report_folder, report::page_name("solve-", options.task.matrix_path),
+                           "--out", options.task.out_path, reports);
+  });
+  if (!ready) return kToldElsewhere;
   solve::Task task = options.task;
   if (reports) task.reports = &*reports;
   solve::Report report;
   try {
-    solve::run(task, report);
+    if (!solve_system(task, report)) return kToldElsewhere;
   } catch (const std::exception&) {
     if (report.pattern.reordering || report.other) print(options, report);  // of use without a solution
     throw;
   }
+  if (ranks->rank() != 0) return apps::kSolved;
   return print(options, report) ? apps::kSolved : complain(apps::kBadInput, apps::kNotPrinted);
 }
 
@@ -83,12 +105,21 @@ void declare_pattern(CLI::App& app, solve::PatternOptions& pattern) {
 
 void declare_solver(CLI::App& app, solve::Task& task) {
   corvidnum::SparseOptions& solver = task.solver;
-  const std::map<std::string, SparseMethod> methods{
-      {"auto", SparseMethod::automatic}, {"ma48", SparseMethod::ma48}, {"ma38", SparseMethod::ma38}};
-  apps::add_choice(
-      app, "--solver", solver.method, methods,
-      "auto chooses by the pattern, and takes the other one where that fails (default); ma48, column by "
-      "column, for matrices that stay sparse; ma38, multifrontal, for those that fill in, as meshes do");
+  const std::map<std::string, SparseMethod> methods{{"auto", SparseMethod::automatic},
+                                                    {"ma48", SparseMethod::ma48},
+                                                    {"ma38", SparseMethod::ma38},
+                                                    {kMumps, SparseMethod::automatic}};
+  const auto choose = [&task, methods](const std::string& name) {
+    task.solver.method = methods.at(name);
+    task.by_mumps = name == kMumps;
+  };
+  app.add_option_function<std::string>(
+         "--solver", choose,
+         "auto chooses by the pattern, and takes the other one where that fails (default); ma48, column by "
+         "column, for matrices that stay sparse; ma38, multifrontal, for those that fill in, as meshes do; "
+         "mumps, multifrontal over the processes that mpirun starts, each of which reads a part of A, for "
+         "those that are too large for one")
+      ->check(CLI::IsMember(methods));
   app.add_flag(
       "--try-all", task.try_all,
       "solve by the other method, too, and compare both in a table; the solution is that of --solver");
@@ -147,9 +178,22 @@ void declare(CLI::App& app, Options& options) {
   apps::add_quiet(app, options.quiet)->excludes(json);
 }
 
+/// Refuses what needs all entries in one process, or class SparseSolver.
+void check_mumps(const CLI::App& app, const Options& options) {
+  if (!solve::has_mumps()) throw CLI::ValidationError("--solver", "this build has no MUMPS");
+  for (const char* option :
+       {"--refactor-with", "--try-all", "--btf", "--prefer-diagonal", "--reorder", "--spy"})
+    if (apps::is_given(app, option)) throw CLI::ValidationError(option, "is not for --solver mumps");
+  if (ranks->size() > 1 && apps::is_standard_stream(options.task.matrix_path))
+    throw CLI::ValidationError("matrix", "must be a file that all processes can read, not -");
+}
+
 /// Checks what the parser cannot tell.
 void check_options(const CLI::App& app, const Options& options) {
   const solve::Task& task = options.task;
+  if (task.by_mumps) check_mumps(app, options);
+  if (!task.by_mumps && ranks->size() > 1)
+    throw CLI::ValidationError("--solver", "only mumps goes over several processes");
   apps::check_inputs({task.matrix_path, task.rhs_path, task.second_path});
   for (const std::string& input : {task.matrix_path, task.rhs_path, task.second_path}) {
     apps::check_output("--out", task.out_path, input);
@@ -170,6 +214,9 @@ void check_options(const CLI::App& app, const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  apps::Processes all(argc, argv);
+  ranks = &all;
+  all.let_first_speak();
   const apps::Program<Options> program{
       "corvidnum-solve",
       "Solves a sparse system of linear equations A x = b.",

@@ -38,14 +38,18 @@ std::string lower_case(std::string_view text) {
 /// Walks a text by lines that hold something, split into words.
 class Lines {
  public:
+  using More = std::function<bool(std::string&)>;
+
   Lines(std::string_view text, std::string name) : text_(text), name_(std::move(name)) {}
+  /// Takes the text piece by piece: `more` appends to it, and returns false at its end.
+  Lines(More more, std::string name) : name_(std::move(name)), more_(std::move(more)) {}
+  Lines(const Lines&) = delete;
+  Lines& operator=(const Lines&) = delete;
 
   /// @param comments  whether lines that begin with % count
   bool next(bool comments = false) {
-    while (begin_ < text_.size()) {
-      const std::size_t end = std::min(text_.find('\n', begin_), text_.size());
-      split(text_.substr(begin_, end - begin_));
-      begin_ = end + 1;
+    for (std::string_view line; take_line(line);) {
+      split(line);
       ++number_;
       if (!words_.empty() && (comments || words_[0][0] != '%')) return true;
     }
@@ -58,6 +62,26 @@ class Lines {
   }
 
  private:
+  bool take_line(std::string_view& line) {
+    std::size_t end = text_.find('\n', begin_);
+    while (end == text_.npos && take_piece()) end = text_.find('\n', begin_);
+    if (begin_ >= text_.size()) return false;
+    end = std::min(end, text_.size());
+    line = text_.substr(begin_, end - begin_);
+    begin_ = end + 1;
+    return true;
+  }
+
+  /// Puts a piece behind what is left of the text.
+  bool take_piece() {
+    if (!more_) return false;
+    pieces_.erase(0, begin_);
+    begin_ = 0;
+    const bool is_more = more_(pieces_);
+    text_ = pieces_;
+    return is_more;
+  }
+
   void split(std::string_view line) {
     words_.clear();
     for (std::size_t at = 0; (at = line.find_first_not_of(kBlank, at)) != line.npos;) {
@@ -72,6 +96,8 @@ class Lines {
   std::size_t begin_ = 0;
   int number_ = 0;
   Words words_;
+  const More more_;     // empty: the text is whole
+  std::string pieces_;  // what text_ shows of a text in pieces
 };
 
 /// Returns the word as a complaint quotes it: a binary file may have words of any length and any bytes.
@@ -204,6 +230,8 @@ class EntryReader {
     add_entry(lines_, heading_.symmetry, i, j, value, matrix_);
   }
 
+  void pass() {}
+
  private:
   /// Refuses entries of the upper half of a symmetric matrix: only the lower half is given, and each of its
   /// entries also stands for its mirror image, so those of the upper half would be added twice.
@@ -229,6 +257,10 @@ class ArrayReader {
   void read() {
     const double value = read_single_number(lines_, heading_.field);
     if (value != 0) add_entry(lines_, heading_.symmetry, row_, column_, value, matrix_);
+    pass();
+  }
+
+  void pass() {
     if (row_++ < matrix_.rows) return;
     ++column_;
     row_ = first_row();
@@ -246,11 +278,22 @@ class ArrayReader {
   int column_ = 1, row_;
 };
 
-/// Has `reader` read the lines that the size line announces; there must be as many.
+/// Has `reader` read those lines of a share that the size line announces, and pass over the others; there
+/// must be as many.
 template <class Reader>
-void read_announced(Lines& lines, std::int64_t announced, std::string_view what, Reader reader) {
+void read_announced(Lines& lines, std::int64_t announced, std::string_view what, const Share& share,
+                    Reader reader) {
+  const auto begin_of = [&](std::int64_t part) {  // an array may announce too many to multiply them
+    return announced / share.parts * part + announced % share.parts * part / share.parts;
+  };
+  const std::int64_t begin = begin_of(share.part), end = begin_of(share.part + 1);
   std::int64_t seen = 0;
-  for (; seen < announced && lines.next(); ++seen) reader.read();
+  for (; seen < announced && lines.next(); ++seen) {
+    if (begin <= seen && seen < end)
+      reader.read();
+    else
+      reader.pass();
+  }
   if (seen < announced)
     lines.complain(fmt::format("the file ends after {} of {}", seen, apps::counted(announced, what)));
   if (lines.next())
@@ -261,7 +304,8 @@ void read_announced(Lines& lines, std::int64_t announced, std::string_view what,
 /// Reads what stands below the first line.
 /// @param check  void(const Matrix&); refuses, by its sizes, a matrix that is not read any further
 template <class Check>
-Matrix read_matrix_below(const Heading& heading, Lines& lines, const std::string& name, Check check) {
+Matrix read_matrix_below(const Heading& heading, Lines& lines, const std::string& name, const Share& share,
+                         Check check) {
   const Sizes sizes = read_sizes(lines, heading);
   Matrix matrix;
   matrix.name = name;
@@ -271,10 +315,15 @@ Matrix read_matrix_below(const Heading& heading, Lines& lines, const std::string
   matrix.has_values = heading.field != Field::kPattern;
   check(matrix);
   if (heading.format == Format::kArray)
-    read_announced(lines, sizes.announced, "number", ArrayReader(lines, heading, matrix));
+    read_announced(lines, sizes.announced, "number", share, ArrayReader(lines, heading, matrix));
   else
-    read_announced(lines, sizes.announced, "entry", EntryReader(lines, heading, matrix));
+    read_announced(lines, sizes.announced, "entry", share, EntryReader(lines, heading, matrix));
   return matrix;
+}
+
+Matrix read_matrix_of(Lines& lines, const std::string& name, const Share& share) {
+  const Heading heading = read_heading(lines, {"general", "symmetric", "skew-symmetric"});
+  return read_matrix_below(heading, lines, name, share, [](const Matrix&) {});
 }
 
 void check_length(const Lines& lines, std::size_t length, std::optional<int> order) {
@@ -293,7 +342,7 @@ std::vector<double> read_column(Lines& lines, const std::string& name, std::opti
       lines.complain(fmt::format("a right-hand side has one column, not {}", column.columns));
     check_length(lines, static_cast<std::size_t>(column.rows), order);
   };
-  const Matrix column = read_matrix_below(heading, lines, name, check);
+  const Matrix column = read_matrix_below(heading, lines, name, {}, check);
   std::vector<double> value(static_cast<std::size_t>(column.rows));
   for (std::size_t k = 0; k < column.value.size(); ++k)
     value[static_cast<std::size_t>(column.row[k] - 1)] += column.value[k];
@@ -324,8 +373,13 @@ std::vector<std::size_t> sorted_entries(const Matrix& matrix) {
 
 Matrix parse_matrix(const std::string& text, const std::string& name) {
   Lines lines(text, name);
-  const Heading heading = read_heading(lines, {"general", "symmetric", "skew-symmetric"});
-  return read_matrix_below(heading, lines, name, [](const Matrix&) {});
+  return read_matrix_of(lines, name, {});
+}
+
+Matrix read_share(const std::function<bool(std::string&)>& more, const std::string& name,
+                  const Share& share) {
+  Lines lines(more, name);
+  return read_matrix_of(lines, name, share);
 }
 
 std::vector<double> parse_vector(const std::string& text, const std::string& name, std::optional<int> order) {

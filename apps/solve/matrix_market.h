@@ -3,6 +3,7 @@
 // Reads and writes Matrix Market files (Boisvert, Pozo and Remington, NISTIR 5935, 1996): matrices and
 // vectors in the coordinate and the array format. Vectors may also be plain numbers, one a line.
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,17 @@ struct Matrix {
 /// @throws apps::BadCase
 Matrix parse_matrix(const std::string& text, const std::string& name);
 Matrix read_matrix(const std::string& path);
+
+/// Which entries of a file are kept: of the lines that it announces, equal parts in their order.
+struct Share {
+  int part = 0, parts = 1;  // part from 0
+};
+
+/// Reads a part of a matrix from text that comes piece by piece, so that neither the text nor the other
+/// entries are ever in memory. Faults are found in the part that is kept; those of form in all of the file.
+/// @param more  appends a piece to the text; false: there is none
+/// @throws apps::BadCase, and what `more` throws
+Matrix read_share(const std::function<bool(std::string&)>& more, const std::string& name, const Share& share);
 
 /// Reads a right-hand side: a file with one column, real or integer, or numbers, one a line, without the
 /// first lines of Matrix Market, among comments behind % or #.

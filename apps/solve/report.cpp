@@ -14,7 +14,6 @@ namespace solve {
 namespace {
 
 using apps::Page;
-using corvidnum::MethodName;
 using corvidnum::SparseMethod;
 using corvidnum::SparseReport;
 using corvidnum::SparseStatus;
@@ -77,7 +76,7 @@ std::string comparison(const Attempt& a, const Attempt& b) {
         "the solutions differ by {:.1e} of the largest element, {} the bounds of their errors{}",
         difference(a, b), *disagree ? "more than" : "within", disagree);
   if (!a.solved() && !b.solved()) return std::string("neither method solves the system") + disagree;
-  return fmt::format("only {} solves the system{}", MethodName((a.solved() ? a : b).report.method), disagree);
+  return fmt::format("only {} solves the system{}", method_name(a.solved() ? a : b), disagree);
 }
 
 void add_both(Page& page, const Report& r) {
@@ -85,7 +84,7 @@ void add_both(Page& page, const Report& r) {
            "operations", "backward error", "status");
   for (const Attempt* a : attempts(r)) {
     const double error = a->report.backward_error;
-    page.add("{:<8} {:>14} {:>14} {:>14} {:>12.3g} {:>14}  {}\n", MethodName(a->report.method),
+    page.add("{:<8} {:>14} {:>14} {:>14} {:>12.3g} {:>14}  {}\n", method_name(*a),
              seconds(a->factorise_time + a->refactorise_time), seconds(a->solve_time),
              a->report.factor_entries, a->report.operations, error < 0 ? "-" : error_size(error),
              outcome(*a));
@@ -114,8 +113,7 @@ void add_matrix(Page& page, const Report& r) {
   add_line(page, "matrix", r.file + (r.transposed ? ", transposed" : ""));
   const int summed = is_solved(r) ? r.found->report.duplicates : 0;
   if (is_solved(r))
-    add_line(page, "solver",
-             fmt::format("{}: {}", MethodName(r.found->report.method), reason(r.found->report)));
+    add_line(page, "solver", fmt::format("{}: {}", method_name(*r.found), reason(r.found->report)));
   add_line(page, "order", fmt::format("{}", r.order));
   add_line(
       page, "entries",
@@ -127,6 +125,9 @@ void add_factors(Page& page, const Attempt& a) {
   add_line(page, "pivots", pivots(a.report));
   add_line(page, "entries in the factors", fmt::format("{}", a.report.factor_entries));
   add_line(page, "operations", fmt::format("{:g}", a.report.operations));
+  if (a.processes == 0) return;
+  add_line(page, "processes", fmt::format("{}", a.processes));
+  add_line(page, "memory", fmt::format("{} MB, of the largest process {} MB", a.memory, a.largest_memory));
 }
 
 void add_pattern(Page& page, const PatternFacts& pattern) {
@@ -230,9 +231,9 @@ void add_both_json(Page& page, const Report& r) {
     page.add(
         "{}    {{\"method\": \"{}\", \"factorise\": {}, \"solve\": {}, \"factor_entries\": {}, "
         "\"operations\": {}, \"backward_error\": {}, \"status\": \"{}\"}}",
-        separator, MethodName(a->report.method), number(a->factorise_time + a->refactorise_time),
-        number(a->solve_time), a->report.factor_entries, number(a->report.operations),
-        error < 0 ? "null" : number(error), outcome(*a));
+        separator, method_name(*a), number(a->factorise_time + a->refactorise_time), number(a->solve_time),
+        a->report.factor_entries, number(a->report.operations), error < 0 ? "null" : number(error),
+        outcome(*a));
     separator = ",\n";
   }
   page.add("\n  ],\n  \"methods_agree\": {},\n", agree(*r.found, *r.other));
@@ -240,8 +241,9 @@ void add_both_json(Page& page, const Report& r) {
 
 void add_factors_json(Page& page, const Attempt& a) {
   const SparseReport& facts = a.report;
-  page.add("  \"duplicates\": {},\n  \"pattern_symmetry\": {},\n", facts.duplicates,
-           number(facts.pattern_symmetry));
+  if (a.processes == 0)  // of entries that are spread, nobody counts them
+    page.add("  \"duplicates\": {},\n  \"pattern_symmetry\": {},\n", facts.duplicates,
+             number(facts.pattern_symmetry));
   if (a.blocks.largest > 0)
     page.add("  \"blocks\": {},\n  \"largest_block\": {},\n  \"singletons\": {},\n", a.blocks.all,
              a.blocks.largest, a.blocks.of_order_1);
@@ -249,6 +251,9 @@ void add_factors_json(Page& page, const Attempt& a) {
            facts.prefers_diagonal != 0);
   page.add("  \"factor_entries\": {},\n  \"operations\": {},\n", facts.factor_entries,
            number(facts.operations));
+  if (a.processes > 0)
+    page.add("  \"processes\": {},\n  \"memory_mb\": {{\"all\": {}, \"largest\": {}}},\n", a.processes,
+             a.memory, a.largest_memory);
 }
 
 void add_times_json(Page& page, const Report& r) {
@@ -308,7 +313,7 @@ std::string report_json(const Report& r) {
   page.add("{{\n  \"matrix\": {},\n  \"transposed\": {},\n", json_text(r.file), r.transposed);
   if (r.other) add_both_json(page, r);
   if (is_solved(r))
-    page.add("  \"solver\": \"{}\",\n  \"solver_because\": {},\n", MethodName(r.found->report.method),
+    page.add("  \"solver\": \"{}\",\n  \"solver_because\": {},\n", method_name(*r.found),
              json_text(reason(r.found->report)));
   page.add("  \"order\": {},\n  \"entries\": {},\n", r.order, r.entries);
   add_pattern_json(page, r.pattern);

@@ -27,10 +27,7 @@ using corvidnum::SparseStatus;
 
 Matrix read_square(const std::string& path) {
   Matrix matrix = read_matrix(path);
-  if (matrix.rows != matrix.columns)
-    throw apps::complaint(matrix.name, matrix.size_line,
-                          fmt::format("the matrix is {} x {}, not square", matrix.rows, matrix.columns));
-  if (matrix.rows == 0) throw apps::complaint(matrix.name, matrix.size_line, "the matrix is empty");
+  expect_square(matrix);
   return matrix;
 }
 
@@ -56,8 +53,7 @@ void default_right_hand_side(System& system) {
   system.b.assign(static_cast<std::size_t>(system.matrix.rows), 0.0);
   for (std::size_t k = 0; k < rows.size(); ++k)
     system.b[static_cast<std::size_t>(rows[k] - 1)] += system.values[k];
-  if (!std::all_of(system.b.begin(), system.b.end(), [](double value) { return std::isfinite(value); }))
-    throw std::runtime_error(system.name() + ": A times ones is too large for numbers; give --rhs");
+  expect_finite(system.b, system.name());
 }
 
 /// Returns the options for a method that was named: it is not exchanged for the other one.
@@ -75,14 +71,6 @@ void try_other(const System& system, const Task& task, Report& report) {
   report.other = attempt(system, only_by(method, task.solver), task.refine || task.estimate);
 }
 
-/// @throws Singular, Inexact, std::runtime_error  if the attempt led to no solution
-void expect_solution(const Attempt& found) {
-  if (found.solved()) return;
-  if (found.status == SparseStatus::Singular) throw Singular(found.fault);
-  if (found.status == SparseStatus::Inexact) throw Inexact(found.fault);
-  throw std::runtime_error(found.fault);
-}
-
 /// Returns whether the system is to be solved: not if a file without values, which would all be 1, is only to
 /// be reordered.
 bool to_be_solved(const Task& task, const Matrix& matrix) {
@@ -92,18 +80,8 @@ bool to_be_solved(const Task& task, const Matrix& matrix) {
   return asked_for || !only_pattern;
 }
 
-/// Refuses a matrix most of whose rows are empty: a short file may announce an order that is too large for
-/// any array.
-/// @throws Singular
-void expect_enough_entries(const Matrix& matrix) {
-  const std::size_t entries = matrix.value.size();
-  if (2 * entries < static_cast<std::size_t>(matrix.rows))
-    throw Singular(fmt::format("{}:{}: the matrix is structurally singular: {} entries, order {}",
-                               matrix.name, matrix.size_line, entries, matrix.rows));
-}
-
 void solve(System& system, const Task& task, Report& report) {
-  expect_enough_entries(system.matrix);
+  expect_enough_entries(system.matrix, static_cast<std::int64_t>(system.matrix.value.size()));
   default_right_hand_side(system);
   SparseOptions options = task.solver;
   if (options.method != SparseMethod::automatic) options = only_by(options.method, options);
@@ -146,6 +124,31 @@ void study_and_show(System& system, const Task& task, Report& report) {
 }
 
 }  // namespace
+
+void expect_square(const Matrix& matrix) {
+  if (matrix.rows != matrix.columns)
+    throw apps::complaint(matrix.name, matrix.size_line,
+                          fmt::format("the matrix is {} x {}, not square", matrix.rows, matrix.columns));
+  if (matrix.rows == 0) throw apps::complaint(matrix.name, matrix.size_line, "the matrix is empty");
+}
+
+void expect_enough_entries(const Matrix& matrix, std::int64_t entries) {
+  if (2 * entries < matrix.rows)
+    throw Singular(fmt::format("{}:{}: the matrix is structurally singular: {} entries, order {}",
+                               matrix.name, matrix.size_line, entries, matrix.rows));
+}
+
+void expect_finite(const std::vector<double>& b, const std::string& name) {
+  if (!std::all_of(b.begin(), b.end(), [](double value) { return std::isfinite(value); }))
+    throw std::runtime_error(name + ": A times ones is too large for numbers; give --rhs");
+}
+
+void expect_solution(const Attempt& found) {
+  if (found.solved()) return;
+  if (found.status == SparseStatus::Singular) throw Singular(found.fault);
+  if (found.status == SparseStatus::Inexact) throw Inexact(found.fault);
+  throw std::runtime_error(found.fault);
+}
 
 void run(const Task& task, Report& report) {
   System system = read_system(task, report);

@@ -2,8 +2,10 @@
 
 // Runs the program, from the files that it reads to the report.
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "apps/report/index.h"
 #include "apps/solve/pattern.h"
@@ -30,6 +32,7 @@ struct Task {
   PatternOptions pattern;
   bool transpose = false, refine = false, estimate = false;
   bool try_all = false;               // solve by the method that is not chosen, too
+  bool by_mumps = false;              // which run_distributed() does
   report::Folder* reports = nullptr;  // gets a page about the system; null: none is written
 };
 
@@ -39,5 +42,19 @@ struct Task {
 /// @throws Singular, Inexact, apps::BadCase; std::runtime_error where a file cannot be written, or where
 ///         there is no room
 void run(const Task& task, Report& report);
+
+// Parts of it, for run_distributed().
+
+/// @throws apps::BadCase if the matrix is not square, or empty
+void expect_square(const Matrix& matrix);
+/// Refuses a matrix most of whose rows are empty: a short file may announce an order that is too large for
+/// any array.
+/// @param entries  of the whole matrix
+/// @throws Singular
+void expect_enough_entries(const Matrix& matrix, std::int64_t entries);
+/// @throws std::runtime_error if A times ones, as the right-hand side b, is not finite
+void expect_finite(const std::vector<double>& b, const std::string& name);
+/// @throws Singular, Inexact, std::runtime_error  if the attempt led to no solution
+void expect_solution(const Attempt& found);
 
 }  // namespace solve

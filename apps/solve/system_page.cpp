@@ -16,7 +16,6 @@
 namespace solve {
 namespace {
 
-using corvidnum::MethodName;
 using corvidnum::SparseStatus;
 using report::Figure;
 using report::Tone;
@@ -66,10 +65,12 @@ void add_method(report::Page& page, const Report& facts) {
   if (!is_solved(facts)) return;
   const corvidnum::SparseReport& r = facts.found->report;
   const char* why = r.changed_methods > 0 ? "the better one of both, which were tried" : r.reason;
-  const double fill = static_cast<double>(r.factor_entries) / std::max(1, r.entries);
-  page.paragraph(fmt::format(
-      "Solved by {}: {}. The factors have {:.3g} times the entries of the matrix.{}", MethodName(r.method),
-      why, fill, facts.transposed ? " The system is that of the transpose of the matrix shown." : ""));
+  const double fill =
+      static_cast<double>(r.factor_entries) / std::max(1, r.entries > 0 ? r.entries : facts.entries);
+  page.paragraph(
+      fmt::format("Solved by {}: {}. The factors have {:.3g} times the entries of the matrix.{}",
+                  method_name(*facts.found), why, fill,
+                  facts.transposed ? " The system is that of the transpose of the matrix shown." : ""));
 }
 
 // ---- What is at fault
@@ -250,7 +251,7 @@ std::vector<Value> errors(const Report& facts) {
   if (!facts.found) return values;
   const bool both = facts.other.has_value();
   for (const Attempt* a : {&*facts.found, both ? &*facts.other : nullptr})
-    if (a) add_errors(values, *a, both ? fmt::format("{}, ", MethodName(a->report.method)) : "");
+    if (a) add_errors(values, *a, both ? fmt::format("{}, ", method_name(*a)) : "");
   return values;
 }
 
@@ -280,9 +281,9 @@ void add_methods(report::Page& page, const Report& facts) {
                       {}};
   for (const Attempt* a : {&*facts.found, &*facts.other})
     table.rows.push_back(
-        {MethodName(a->report.method), time_text(a->factorise_time + a->refactorise_time),
-         time_text(a->solve_time), fmt::format("{}", a->report.factor_entries),
-         fmt::format("{:.3g}", a->report.operations), error_text(a->report.backward_error),
+        {method_name(*a), time_text(a->factorise_time + a->refactorise_time), time_text(a->solve_time),
+         fmt::format("{}", a->report.factor_entries), fmt::format("{:.3g}", a->report.operations),
+         error_text(a->report.backward_error),
          a->solved() ? report::Cell("solved", Tone::kGood) : report::Cell("not solved", Tone::kBad)});
   page.heading("Both methods");
   page.table(table);
@@ -295,7 +296,10 @@ report::Page page_of(const Matrix& matrix, const Report& facts, const std::strin
   add_facts(page, facts, fault, bound);
   add_method(page, facts);
   add_fault(page, facts, fault);
-  add_patterns(page, matrix, facts);
+  if (static_cast<int>(matrix.value.size()) == facts.entries)
+    add_patterns(page, matrix, facts);
+  else
+    page.paragraph("The entries are spread over the processes, so that there is no picture of the pattern.");
   add_charts(page, facts, bound);
   add_methods(page, facts);
   return page;

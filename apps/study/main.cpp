@@ -43,22 +43,6 @@ struct Options {
   bool cold = false, restart = false, quiet = false;
 };
 
-/// Runs what may fail at any rank before the work.
-/// @return whether all ranks have succeeded
-/// @throws what `action` throws, at the lowest rank where it does: one line tells it
-template <class Action>
-bool together(Action action) {
-  std::exception_ptr failure;
-  try {
-    action();
-  } catch (...) {
-    failure = std::current_exception();
-  }
-  const int failed = ranks->lowest_failed(failure != nullptr);
-  if (failure && failed == ranks->rank()) std::rethrow_exception(failure);
-  return failed == ranks->size();
-}
-
 void check_outputs(const Options& options, const study::StudyFile& file) {
   std::vector<std::string> inputs = file.solver->other_files();
   inputs.insert(inputs.end(), {options.study_path, file.study.base_path});
@@ -127,11 +111,12 @@ study::RunFacts solve(const Options& options, const study::StudyFile& file, Outp
 int run(const CLI::App&, const Options& options) {
   std::optional<study::StudyFile> file;
   std::optional<Output> output;
-  const bool ready = together([&] {
-                       file = study::read_study(options.study_path);
-                       output.emplace(file->study);
-                     }) &&
-                     together([&] {
+  const bool ready = apps::together(*ranks,
+                                    [&] {
+                                      file = study::read_study(options.study_path);
+                                      output.emplace(file->study);
+                                    }) &&
+                     apps::together(*ranks, [&] {
                        if (ranks->rank() == 0) open_output(options, *file, *output);
                      });
   if (!ready) return kBadInput;
@@ -181,10 +166,7 @@ void check(const CLI::App&, const Options& options) {
 int main(int argc, char** argv) {
   study::Ranks all(argc, argv);
   ranks = &all;
-  if (all.rank() != 0) {  // one rank tells what is wrong with the options
-    std::cout.rdbuf(nullptr);
-    std::cerr.rdbuf(nullptr);
-  }
+  all.let_first_speak();
   const apps::Program<Options> program{
       "corvidnum-study",
       "Solves many cases of a column or a flowsheet, on all processors, under mpirun on several machines.",

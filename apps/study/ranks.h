@@ -1,6 +1,6 @@
 #pragma once
 
-// The processes that solve a study together. Without MPI, or where nothing has started several, there is one.
+// The processes that solve a study together.
 //
 // Rank 0 keeps two counters in a window that all ranks reach: the next chunk, which a rank takes by one
 // fetch-and-add, and how many chunks are written. Rows go to rank 0 as messages: the number of the chunk in
@@ -10,28 +10,16 @@
 #include <memory>
 #include <string>
 
+#include "apps/support/processes.h"
+
 namespace study {
 
-class Ranks {
+class Ranks : public apps::Processes {
  public:
-  /// Joins the other processes if mpirun or srun has started several.
   Ranks(int& argc, char**& argv);
   ~Ranks();
-  Ranks(const Ranks&) = delete;
-  Ranks& operator=(const Ranks&) = delete;
 
-  int rank() const;
-  int size() const;
-  /// Returns how many of the ranks share this machine.
-  int on_this_machine() const;
-
-  // These three are called by all ranks.
-
-  /// Returns the lowest rank that says it has failed; size() if none does.
-  int lowest_failed(bool failed);
-  /// Returns the number that rank 0 gives.
-  std::int64_t from_first(std::int64_t number);
-  /// Opens the counters.
+  /// Opens the counters. All ranks call it.
   void begin(std::int64_t first_chunk);
 
   // Any thread may call these, after begin() and before end().
@@ -47,9 +35,6 @@ class Ranks {
 
   /// Closes the counters, when all ranks have come so far and all that was sent has been received.
   void end();
-
-  /// Ends all ranks at once, after a failure of this one.
-  [[noreturn]] void abort(int code);
 
  private:
   struct Members;

@@ -1,6 +1,5 @@
 #include <mpi.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <list>
@@ -14,19 +13,10 @@ namespace {
 
 enum Counter : MPI_Aint { kNextChunk, kWritten, kCounters };
 
-/// Returns whether this process was started as one of several. MPI would start a server of its own for a
-/// process that stands alone, which takes longer than many a study.
-bool started_by_launcher() {
-  for (const char* name : {"OMPI_COMM_WORLD_SIZE", "PMIX_RANK", "PMI_RANK", "PMI_SIZE"})
-    if (std::getenv(name) != nullptr) return true;
-  return false;
-}
-
 }  // namespace
 
 /// All calls of MPI after begin() are made under the lock: the library is asked for no more than that.
 struct Ranks::Members {
-  int rank = 0, size = 1, on_this_machine = 1;
   std::mutex mutex;
   std::int64_t* counters = nullptr;  // of this rank; rank 0 has them
   MPI_Win window = MPI_WIN_NULL;
@@ -53,38 +43,8 @@ struct Ranks::Members {
   }
 };
 
-Ranks::Ranks(int& argc, char**& argv) {
-  if (!started_by_launcher()) return;
-  members_ = std::make_unique<Members>();
-  int provided = MPI_THREAD_SINGLE;
-  MPI_Init_thread(&argc, &argv, MPI_THREAD_SERIALIZED, &provided);
-  MPI_Comm_rank(MPI_COMM_WORLD, &members_->rank);
-  MPI_Comm_size(MPI_COMM_WORLD, &members_->size);
-  if (provided < MPI_THREAD_SERIALIZED) MPI_Abort(MPI_COMM_WORLD, EXIT_FAILURE);
-  MPI_Comm machine = MPI_COMM_NULL;
-  MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, 0, MPI_INFO_NULL, &machine);
-  MPI_Comm_size(machine, &members_->on_this_machine);
-  MPI_Comm_free(&machine);
-}
-
-Ranks::~Ranks() {
-  if (members_) MPI_Finalize();
-}
-
-int Ranks::rank() const { return members_ ? members_->rank : 0; }
-int Ranks::size() const { return members_ ? members_->size : 1; }
-int Ranks::on_this_machine() const { return members_ ? members_->on_this_machine : 1; }
-
-int Ranks::lowest_failed(bool failed) {
-  int mine = failed ? rank() : size(), lowest = mine;
-  if (size() > 1) MPI_Allreduce(&mine, &lowest, 1, MPI_INT, MPI_MIN, MPI_COMM_WORLD);
-  return lowest;
-}
-
-std::int64_t Ranks::from_first(std::int64_t number) {
-  if (size() > 1) MPI_Bcast(&number, 1, MPI_INT64_T, 0, MPI_COMM_WORLD);
-  return number;
-}
+Ranks::Ranks(int& argc, char**& argv) : Processes(argc, argv), members_(std::make_unique<Members>()) {}
+Ranks::~Ranks() = default;
 
 void Ranks::begin(std::int64_t first_chunk) {
   const MPI_Aint bytes = rank() == 0 ? kCounters * static_cast<MPI_Aint>(sizeof(std::int64_t)) : 0;
@@ -134,11 +94,6 @@ void Ranks::end() {
   MPI_Barrier(MPI_COMM_WORLD);
   MPI_Win_unlock_all(members_->window);
   MPI_Win_free(&members_->window);
-}
-
-void Ranks::abort(int code) {
-  if (size() > 1) MPI_Abort(MPI_COMM_WORLD, code);
-  std::exit(code);
 }
 
 }  // namespace study

@@ -63,7 +63,7 @@ TEST(Completion, OffersWordsAndFilesWhereAnOptionTakesThem) {
   const struct {
     std::string words, last;
     Words completed;
-  } rows[] = {{SOLVE_PROGRAM " a.mtx --solver", "", {"auto", "ma38", "ma48"}},
+  } rows[] = {{SOLVE_PROGRAM " a.mtx --solver", "", {"auto", "ma38", "ma48", "mumps"}},
               {SOLVE_PROGRAM " a.mtx --solver", "ma3", {"ma38"}},
               {SOLVE_PROGRAM " a.mtx --solver =", "ma4", {"ma48"}},
               {SOLVE_PROGRAM " a.mtx --reorder", "=", {"bandwidth", "profile"}},

@@ -106,4 +106,18 @@ TEST_F(MemoryTest, FromTheChosenRequestOnAllFailWhateverTheThread) {
   EXPECT_EQ(served, kServed);
 }
 
+TEST_F(MemoryTest, CountsAreThoseOfAllThreadsTogether) {
+  const std::int64_t allocations = TotalAllocations();
+  ResetPeakBytes();
+  std::vector<void*> blocks(100);
+  for (std::size_t i = 0; i < blocks.size(); ++i) std::thread([&, i] { blocks[i] = Corvid_new(i); }).join();
+  expect_live(100, 4950);
+  EXPECT_EQ(TotalAllocations(), allocations + 100);
+  LimitLiveBytes(LiveBytes() + 10);
+  EXPECT_EQ(Corvid_new(11), nullptr);
+  for (void* const block : blocks) Corvid_delete(block);
+  expect_live(0, 0);
+  EXPECT_EQ(PeakBytes(), bytes_ + 4950);
+}
+
 }  // namespace
