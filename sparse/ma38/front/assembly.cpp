@@ -12,7 +12,7 @@
 // rt(e), is minus the next one, and of the last one -(nd + 1). restore() walks that list and sets the
 // counters back to the stamp, which means that nothing is outside.
 
-#include <limits>
+#include <cstdint>
 
 #include "sparse/ma38/front/steps.h"
 
@@ -24,14 +24,13 @@ namespace {
 // ---- Counting
 
 // Rescanning a row or column that was in the front before usually finds nothing: each of its elements still
-// has a part outside. Only members with a mark need the scan; a mark is set when the member enters the front
-// or when one of its elements loses its last row (column) outside. The first assembly of a front scans all.
+// has a part outside. Only members with a mark need the scan, which takes the mark away; a mark is set when
+// the member enters the front or when one of its elements loses its last row (column) outside. After an
+// assembly no member of the front has a mark.
 int& column_mark(const Frontal& f, Index column) { return f.word(f.cp(column), kColumnMark); }
 int& row_mark(const Frontal& f, Index row) { return f.row_marks(row); }
 
 void mark_arrivals(Frontal& f, const Arrivals& arrivals) {
-  for (Index j = 1; j <= f.front.column_count; ++j) column_mark(f, f.front.columns(j)) = 0;
-  for (Index i = 1; i <= f.front.row_count; ++i) row_mark(f, f.front.rows(i)) = 0;
   arrivals.columns.each(f.front.columns, f.front.column_count, [&f](Index j) { column_mark(f, j) = 1; });
   arrivals.rows.each(f.front.rows, f.front.row_count, [&f](Index i) { row_mark(f, i) = 1; });
 }
@@ -62,11 +61,15 @@ void start_counting(Frontal& f, Index e) {
 /// outside. Calls complete(e) for those that have none left.
 template <class Complete>
 void count_tuples(Frontal& f, const Object& object, const OneBased<int>& counter, Complete complete) {
-  const int stamp = to_int(f.stamp);
+  const int stamp = to_int(f.stamp), last = stamp + 1;
   const OneBased<int> outside = counter;  // a copy, which no store can alias
   const int* const end = object.tuples + 2 * object.tuple_count;
   for (const int* tuple = object.tuples; tuple != end; tuple += 2) {
     const int e = *tuple;
+    if (outside(e) > last) {  // mostly: more than one are outside
+      --outside(e);
+      continue;
+    }
     if (outside(e) < stamp) {
       if (outside(e) < 0) continue;  // dead
       start_counting(f, e);
@@ -91,8 +94,6 @@ void count_arrivals(Frontal& f, const Arrivals& arrivals) {
   if (arrivals.opening) {
     count_row(arrivals.pivot.row);
     count_column(arrivals.pivot.column);
-  } else {
-    mark_arrivals(f, arrivals);
   }
   arrivals.rows.each(f.front.rows, f.front.row_count, count_row);
   arrivals.columns.each(f.front.columns, f.front.column_count, count_column);
@@ -221,16 +222,28 @@ void assemble_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& cha
 
 // ---- Scans
 
-/// Sums what the elements of tuples have outside.
+/// Sums what the elements of tuples, which all reach outside, have there. The elements are different ones,
+/// and none has more outside than reals, so the sum fits into an int, and a sum of counters that wraps gives
+/// it: that takes less than half the instructions of the sum below.
+Wide sum_outside(const OneBased<int>& counter, Index stamp, const int* tuple, Index count) {
+  const auto shown = [counters = counter](int e) { return static_cast<std::uint32_t>(counters(e)); };
+  std::uint32_t sum = 0;
+  sum -= static_cast<std::uint32_t>(stamp) * static_cast<std::uint32_t>(count);
+  for (; count >= 4; count -= 4, tuple += 8)
+    sum += shown(tuple[0]) + shown(tuple[2]) + shown(tuple[4]) + shown(tuple[6]);
+  for (; count > 0; --count, tuple += 2) sum += shown(*tuple);
+  return Wide{sum};
+}
+
+/// Sums what the elements of tuples have outside, and finds those that have nothing there.
 class OutsideSum {
  public:
-  OutsideSum(const Frontal& f, const OneBased<int>& counter) : counter_(counter), one_(f.stamp + 1) {}
+  OutsideSum(const OneBased<int>& counter, Index stamp) : counter_(counter), one_(stamp + 1) {}
 
-  /// Adds the counts of the tuples' elements in order. Stops at the first element that has nothing outside,
-  /// or once the sum has reached `limit`. Returns the tuple where it stopped, or `end`.
-  const int* add(const int* tuple, const int* end, Wide limit) {
+  /// Adds the counts of the tuples' elements in order. Stops at the first element that has nothing outside.
+  /// Returns the tuple where it stopped, or `end`.
+  const int* add(const int* tuple, const int* end) {
     for (; end - tuple >= 8; tuple += 8) {
-      if (sum_ >= limit) return tuple;
       const Wide a = above_one(tuple[0]), b = above_one(tuple[2]), c = above_one(tuple[4]),
                  d = above_one(tuple[6]);
       if ((a | b | c | d) < 0) break;
@@ -249,23 +262,23 @@ class OutsideSum {
   Wide sum_ = 0;
 };
 
-constexpr Wide kNoLimit = std::numeric_limits<Wide>::max();
-
 /// Keeps the tuples whose elements reach outside, in order, and calls assemble(e, offset) for the others.
-/// Returns how many stay.
+/// Sets `count` to how many stay. Returns the sum of what these have outside.
 template <class Assemble>
-Index keep_tuples(Frontal& f, const Object& object, OutsideSum& outside, Assemble assemble_tuple) {
-  const int* const end = object.tuples + 2 * object.tuple_count;
-  const int* from = outside.add(object.tuples, end, kNoLimit);
-  int* to = object.tuples + (from - object.tuples);
+Wide keep_tuples(Frontal& f, int* tuples, int& count, const OneBased<int>& counter, Assemble assemble_tuple) {
+  OutsideSum outside(counter, f.stamp);
+  const int* const end = tuples + 2 * Index{count};
+  const int* from = outside.add(tuples, end);
+  int* to = tuples + (from - tuples);
   while (from != end) {
     assemble_tuple(from[0], from[1]);
-    const int* const next = outside.add(from + 2, end, kNoLimit);
+    const int* const next = outside.add(from + 2, end);
     for (from += 2; from != next; ++from) *to++ = *from;
   }
-  const Index kept = (to - object.tuples) / 2;
-  f.store.drop_tuples(object.tuple_count - kept);
-  return kept;
+  const Index kept = (to - tuples) / 2;
+  f.store.drop_tuples(count - kept);
+  count = to_int(kept);
+  return outside.sum();
 }
 
 /// Packs the first `kept` entries of the object at its end.
@@ -281,10 +294,9 @@ Index outside_entries(const Object& object, OneBased<const int> map, int outside
   return i;
 }
 
-/// Moves the column's original entries in rows of the front there. Returns how many are left.
-Index assemble_entries(Frontal& f, Index column, const Object& object) {
-  Index kept = outside_entries(object, f.front.row_place, kOutsideRow);
-  if (kept == object.entry_count) return kept;
+/// Moves the column's original entries in rows of the front there; the first `kept` are outside. Returns how
+/// many are left.
+[[gnu::noinline]] Index move_entries(Frontal& f, Index column, const Object& object, Index kept) {
   double* values = &f.space.reals(f.word(object.at, kValues));
   double* to = f.front.column_at(f.front.column_offset(column));
   for (Index i = kept; i < object.entry_count; ++i) {
@@ -304,12 +316,14 @@ Index assemble_entries(Frontal& f, Index column, const Object& object) {
   return kept;
 }
 
-/// Drops the row's original entries in columns of the front, whose values the columns have brought. Leaves
-/// long rows as they are: their scan would cost more than it brings. Returns how many are left.
-Index drop_row_entries(Frontal& f, Index row, const Object& object) {
-  if (object.entry_count > std::max<Wide>(f.dense_limit, f.front.max_columns)) return object.entry_count;
-  Index kept = outside_entries(object, f.front.column_offset, kOutsideColumn);
-  if (kept == object.entry_count) return kept;
+Index assemble_entries(Frontal& f, Index column, const Object& object) {
+  const Index kept = outside_entries(object, f.front.row_place, kOutsideRow);
+  return kept == object.entry_count ? kept : move_entries(f, column, object, kept);
+}
+
+/// Drops the row's original entries in columns of the front, whose values the columns have brought; the first
+/// `kept` are outside. Returns how many are left.
+[[gnu::noinline]] Index remove_entries(Frontal& f, Index row, const Object& object, Index kept) {
   for (Index i = kept; i < object.entry_count; ++i) {
     const int column = object.entries[i];
     if (f.front.column_offset(column) == kOutsideColumn) object.entries[kept++] = column;
@@ -320,37 +334,60 @@ Index drop_row_entries(Frontal& f, Index row, const Object& object) {
   return kept;
 }
 
-/// Returns the lower of `limit` and what the elements of the object and `entries` have outside.
-int lowered(const Object& object, bool summed, OutsideSum& outside, Index entries, Wide limit) {
-  if (!summed) outside.add(object.tuples, object.tuples + 2 * object.tuple_count, limit - entries);
-  return to_int(std::min(limit, outside.sum() + entries));
+/// Leaves long rows as they are: their scan would cost more than it brings.
+Index drop_row_entries(Frontal& f, Index row, const Object& object) {
+  if (object.entry_count > std::max<Wide>(f.dense_limit, f.front.max_columns)) return object.entry_count;
+  const Index kept = outside_entries(object, f.front.column_offset, kOutsideColumn);
+  return kept == object.entry_count ? kept : remove_entries(f, row, object, kept);
 }
 
-void scan_column(Frontal& f, Index column, bool marked, Index& chain) {
+/// Holds what the scan of the columns, or that of the rows, has for all of them.
+struct Scan {
+  const OneBased<int> counter;  // of what elements have outside in the other dimension
+  const Index stamp;
+  const Index others;  // rows (columns) outside the front, which no bound need pass
+  Index chain;         // of the elements that have given away all they have inside
+};
+
+/// Scans a column with a mark. This is not part of scan_column(), which then needs few registers.
+[[gnu::noinline]] void scan_marked_column(Frontal& f, Index column, const Object& object, Scan& scan) {
+  f.word(object.at, kColumnMark) = 0;
+  int& tuples = f.word(object.at, kTuples);
+  const Wide outside = keep_tuples(f, object.tuples, tuples, scan.counter, [&](Index e, Index offset) {
+    assemble_column_tuple(f, e, offset, column, scan.chain);
+  });
+  int& bound = f.word(object.at, kDegree);
+  bound = to_int(std::min<Wide>({bound, scan.others, outside + assemble_entries(f, column, object)}));
+}
+
+[[gnu::noinline]] void scan_marked_row(Frontal& f, Index row, const Object& object, Scan& scan) {
+  row_mark(f, row) = 0;
+  const Wide outside = keep_tuples(f, object.tuples, f.rt(row), scan.counter, [&](Index e, Index offset) {
+    assemble_row_tuple(f, e, offset, row, scan.chain);
+  });
+  int& bound = f.word(object.at, kDegree);
+  bound = to_int(std::min<Wide>({bound, scan.others, outside + drop_row_entries(f, row, object)}));
+}
+
+/// Lowers the bound of a row or column without a mark, which has `entries` original entries outside.
+void lower_bound(const Scan& scan, const Object& object, Index entries, int& bound) {
+  const Index limit = std::min<Index>(bound, scan.others);
+  bound = to_int(limit);
+  if (entries >= limit) return;
+  const Wide outside = sum_outside(scan.counter, scan.stamp, object.tuples, object.tuple_count);
+  bound = to_int(std::min<Wide>(limit, outside + entries));
+}
+
+void scan_column(Frontal& f, Index column, Scan& scan) {
   const Object object = column_object(f, column);
-  OutsideSum outside(f, f.ro);
-  if (marked) {
-    f.word(object.at, kTuples) = to_int(keep_tuples(f, object, outside, [&](Index e, Index offset) {
-      assemble_column_tuple(f, e, offset, column, chain);
-    }));
-  }
-  const Index entries = assemble_entries(f, column, object);
-  int& degree = f.word(object.at, kDegree);
-  degree =
-      lowered(object, marked, outside, entries, std::min<Wide>(degree, f.remaining - 1 - f.front.row_count));
+  if (f.word(object.at, kColumnMark) != 0) return scan_marked_column(f, column, object, scan);
+  lower_bound(scan, object, assemble_entries(f, column, object), f.word(object.at, kDegree));
 }
 
-void scan_row(Frontal& f, Index row, bool marked, Index& chain) {
+void scan_row(Frontal& f, Index row, Scan& scan) {
   const Object object = row_object(f, row);
-  OutsideSum outside(f, f.rt);
-  if (marked) {
-    f.rt(row) = to_int(keep_tuples(
-        f, object, outside, [&](Index e, Index offset) { assemble_row_tuple(f, e, offset, row, chain); }));
-  }
-  const Index entries = drop_row_entries(f, row, object);
-  int& degree = f.word(object.at, kDegree);
-  degree = lowered(object, marked, outside, entries,
-                   std::min<Wide>(degree, f.remaining - 1 - f.front.column_count));
+  if (row_mark(f, row) != 0) return scan_marked_row(f, row, object, scan);
+  lower_bound(scan, object, drop_row_entries(f, row, object), f.word(object.at, kDegree));
 }
 
 /// Resets the counters that served as links of the scan's list to the stamp: the elements have nothing
@@ -366,26 +403,27 @@ void restore(const Frontal& f, Index chain, OneBased<int> counter) {
 }  // namespace
 
 void assemble(Frontal& f, const Arrivals& arrivals) {
+  mark_arrivals(f, arrivals);
   count_arrivals(f, arrivals);
   const bool new_rows = arrivals.rows.any(f.front.row_count),
              new_columns = arrivals.columns.any(f.front.column_count);
-  const bool all_marked = arrivals.opening;
   const Newcomers all{1, 0};
+  const Index pivot_row = arrivals.pivot.row, pivot_column = arrivals.pivot.column;
 
   // A new row can complete elements and entries of any column of the front, not only of the new ones.
-  Index chain = f.nd + 1;
-  scan_column(f, arrivals.pivot.column, true, chain);
+  Scan columns{f.ro, f.stamp, f.remaining - 1 - f.front.row_count, f.nd + 1};
+  scan_marked_column(f, pivot_column, column_object(f, pivot_column), columns);
   (new_rows ? all : arrivals.columns).each(f.front.columns, f.front.column_count, [&](Index j) {
-    scan_column(f, j, all_marked || column_mark(f, j) != 0, chain);
+    scan_column(f, j, columns);
   });
-  restore(f, chain, f.ro);
+  restore(f, columns.chain, f.ro);
 
-  chain = f.nd + 1;
-  scan_row(f, arrivals.pivot.row, true, chain);
+  Scan rows{f.rt, f.stamp, f.remaining - 1 - f.front.column_count, f.nd + 1};
+  scan_marked_row(f, pivot_row, row_object(f, pivot_row), rows);
   (new_columns ? all : arrivals.rows).each(f.front.rows, f.front.row_count, [&](Index i) {
-    scan_row(f, i, all_marked || row_mark(f, i) != 0, chain);
+    scan_row(f, i, rows);
   });
-  restore(f, chain, f.rt);
+  restore(f, rows.chain, f.rt);
 }
 
 }  // namespace ma38
