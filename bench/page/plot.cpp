@@ -56,11 +56,17 @@ std::string text(const std::string& css_class, double x, double y, const std::st
          "</text>\n";
 }
 
-/// Writes a power of ten: plainly near 1, else with an exponent.
-std::string power_text(int exponent) {
-  if (exponent >= -3 && exponent <= 2) return formatted("%g", std::pow(10.0, exponent));
-  return "10<tspan dy=\"-5\" font-size=\"10\">" + std::string(exponent < 0 ? "−" : "") +
-         std::to_string(std::abs(exponent)) + "</tspan>";
+/// A place on an axis that has a label: digit times ten to the power of exponent.
+struct Tick {
+  int digit, exponent;
+  double value() const { return digit * std::pow(10.0, exponent); }
+};
+
+/// Writes the number of a tick: plainly near 1, else a power of ten.
+std::string label(Tick tick) {
+  if (tick.digit != 1 || (tick.exponent >= -3 && tick.exponent <= 2)) return formatted("%g", tick.value());
+  return "10<tspan dy=\"-5\" font-size=\"10\">" + std::string(tick.exponent < 0 ? "−" : "") +
+         std::to_string(std::abs(tick.exponent)) + "</tspan>";
 }
 
 /// Draws the point of a line: circle, square, diamond, triangle, cross, plus.
@@ -89,8 +95,18 @@ struct Axis {
     high = middle + (0.5 + kPart) * length;
   }
   double place(double value) const { return (std::log10(value) - low) / (high - low); }
-  int first_power() const { return static_cast<int>(std::ceil(low)); }
-  int last_power() const { return static_cast<int>(std::floor(high)); }
+  /// Returns the powers of ten, and where there are few their doubles and fives.
+  std::vector<Tick> ticks() const {
+    constexpr double kFewDecades = 2.6;
+    std::vector<Tick> ticks;
+    for (int exponent = static_cast<int>(std::floor(low)); exponent <= high; ++exponent)
+      for (const int digit : {1, 2, 5}) {
+        const Tick tick{digit, exponent};
+        const double at = place(tick.value());
+        if (at >= 0 && at <= 1 && (digit == 1 || high - low < kFewDecades)) ticks.push_back(tick);
+      }
+    return ticks;
+  }
 };
 
 class Drawing {
@@ -152,17 +168,18 @@ class Drawing {
   void add_grid(std::string& svg, double left, double bottom, bool labels) const {
     svg += formatted("<path class=\"grid\" d=\"M%.1f %.1f", left, bottom) +
            formatted("h%.0fv-%.0fh-%.0fz\"/>\n", kPanelWidth, kPanelHeight, kPanelWidth);
-    for (int power = y_.first_power(); power <= y_.last_power(); ++power) {
-      const double y = bottom - kPanelHeight * y_.place(std::pow(10.0, power));
-      const bool is_one = picture_.has_one && power == 0;
+    for (const Tick tick : y_.ticks()) {
+      const double y = bottom - kPanelHeight * y_.place(tick.value());
+      const bool is_one = picture_.has_one && tick.value() == 1;
       svg += std::string("<path class=\"") + (is_one ? "one" : "grid") +
              formatted("\" d=\"M%.1f %.1fh%.0f\"/>\n", left, y, kPanelWidth);
-      if (labels) svg += text("tick end", left - 7, y + 4, power_text(power));
+      if (labels) svg += text("tick end", left - 7, y + 4, label(tick));
     }
-    for (int power = x_.first_power(); power <= x_.last_power(); ++power) {
-      const double x = left + kPanelWidth * x_.place(std::pow(10.0, power));
+    for (const Tick tick : x_.ticks()) {
+      if (tick.digit != 1) continue;
+      const double x = left + kPanelWidth * x_.place(tick.value());
       svg += formatted("<path class=\"grid\" d=\"M%.1f %.1fv-%.0f\"/>\n", x, bottom, kPanelHeight);
-      svg += text("tick middle", x, bottom + 18, power_text(power));
+      svg += text("tick middle", x, bottom + 18, label(tick));
     }
   }
 

@@ -64,7 +64,7 @@ constexpr Case kGridCases[] = {
     {"cube", 30000, bench::grid_matrix, 3, 31},     {"cube", 100000, bench::grid_matrix, 3, 46},
 };
 
-/// On larger ones ma48 takes minutes.
+/// On large cubes ma48 takes minutes.
 constexpr int kLargestGridOfMa48 = 10000;
 
 /// Returns the problem of a case, which is made at the first use and kept.
