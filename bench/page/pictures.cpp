@@ -4,8 +4,8 @@
 
 #include <optional>
 
+#include "bench/page/measures.h"
 #include "bench/page/plot.h"
-#include "bench/page/tables.h"
 
 namespace page {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/page/tables.h"
+#include "bench/page/measures.h"
 
 namespace page {
 

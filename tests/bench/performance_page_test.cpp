@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "bench/page/markdown.h"
+#include "bench/page/measures.h"
 #include "bench/page/page.h"
 #include "bench/page/pictures.h"
 #include "bench/page/results.h"
