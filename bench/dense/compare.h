@@ -20,8 +20,9 @@ double seconds_of(Work&& work) {
 }
 
 /// Times `ours` and `peer` in turn. Sets the counters `ours` and `peer`, the best times in seconds for one
-/// piece of work, and `ratio`, the time of `ours` over `peer_share` times that of `peer`.
-/// @param pieces  number of pieces of work in one call of `ours` and in one of `peer`
+/// piece of work, and `ratio`, the first over the second.
+/// @param pieces     number of pieces of work in one call of `ours` and in one of `peer`
+/// @param peer_share how many calls of `peer` do the same work as one of `ours`
 /// @param prepare runs before each of the two and is not timed
 template <class Prepare, class Ours, class Peer>
 void compare(benchmark::State& state, double pieces, double peer_share, Prepare&& prepare, Ours&& ours,
@@ -36,7 +37,7 @@ void compare(benchmark::State& state, double pieces, double peer_share, Prepare&
     best_peer = std::min(best_peer, seconds_of(peer));
   }
   state.counters["ours"] = best_ours / pieces;
-  state.counters["peer"] = best_peer / pieces;
+  state.counters["peer"] = peer_share * best_peer / pieces;
   state.counters["ratio"] = best_ours / (peer_share * best_peer);
 }
 

@@ -109,6 +109,6 @@ void add_all() {
 
 int main(int argc, char** argv) {
   add_all();
-  bench::RatioReport report({"gpskca"});
+  bench::RatioReport report({"gpskca"}, {"cuthill", "sloan"});
   return bench::run(argc, argv, &report);
 }

@@ -1,15 +1,22 @@
 // Prints bandwidth and profile of meshes after the reordering and after the orderings of Boost.Graph. A
 // profile is the smaller one of the ordering and its reverse, because the reordering tries both.
+//
+//   reorder_quality [--results FILE] [--largest NODES]
 
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <iterator>
+#include <string>
 
 #include "bench/reorder/boost_orderings.h"
 #include "bench/reorder/gpskca_ordering.h"
 #include "bench/reorder/measures.h"
 #include "bench/reorder/meshes.h"
+#include "bench/support/result_lines.h"
 #include "bench/support/run.h"
 
 namespace {
@@ -65,18 +72,51 @@ void print(const char* family, int n, const Results& results) {
   std::fflush(stdout);
 }
 
+void keep(const char* family, int order, int n, const Results& results, bench::ResultLines& lines) {
+  for (std::size_t k = 0; k < std::size(kNames); ++k) {
+    const std::string name = std::string("quality/") + family + '/' + std::to_string(order) + '/' + kNames[k];
+    lines.add(name, "nodes", n);
+    lines.add(name, "bandwidth", results.of[k].bandwidth);
+    lines.add(name, "profile", static_cast<double>(results.of[k].profile));
+  }
+}
+
+struct Settings {
+  std::string results;
+  int largest = 100'000;
+};
+
+bool read_options(int argc, char** argv, Settings& settings) {
+  for (int k = 1; k + 1 < argc; k += 2) {
+    if (std::strcmp(argv[k], "--results") == 0)
+      settings.results = argv[k + 1];
+    else if (std::strcmp(argv[k], "--largest") == 0)
+      settings.largest = std::atoi(argv[k + 1]);
+    else
+      return false;
+  }
+  return argc % 2 == 1;
+}
+
 }  // namespace
 
-int main() {
-  if (!bench::build_is_optimised()) return 1;
+int main(int argc, char** argv) {
+  Settings settings;
+  if (!read_options(argc, argv, settings)) {
+    std::fprintf(stderr, "usage: %s [--results FILE] [--largest NODES]\n", argv[0]);
+    return EXIT_FAILURE;
+  }
+  if (!bench::build_is_optimised()) return EXIT_FAILURE;
   for (const auto& [name, value] : bench::conditions()) std::printf("%s: %s\n", name.c_str(), value.c_str());
   int meshes = 0, best_bandwidth = 0, best_profile = 0, wrong = 0;
+  bench::ResultLines lines;
   print_heading();
   for (const bench::MeshFamily& family : bench::mesh_families()) {
-    for (int order = 1000; order <= family.largest; order *= 10) {
+    for (int order = 1000; order <= std::min(family.largest, settings.largest); order *= 10) {
       const Mesh mesh = family.make(order, 0);
       const Results results = results_of(mesh);
       print(family.name, mesh.n, results);
+      keep(family.name, order, mesh.n, results, lines);
       const auto* peers = results.of + 2;
       ++meshes;
       best_bandwidth += std::all_of(peers, std::end(results.of), [&](const Measures& peer) {
@@ -92,5 +132,10 @@ int main() {
   std::printf(
       "of %d meshes, at least as small as the best peer: bandwidth %d, profile %d; wrong numberings %d\n",
       meshes, best_bandwidth, best_profile, wrong);
+  if (!settings.results.empty()) {
+    std::ofstream file(settings.results);
+    lines.write(file);
+    if (!file.flush()) return EXIT_FAILURE;
+  }
   return wrong != 0;
 }

@@ -1,6 +1,6 @@
 // Compares the automatic choice of SparseSolver with both methods, and tells what judging costs.
 //
-//   solver_benchmark [--matrices FOLDER] [--factorisations N] [--largest ORDER]
+//   solver_benchmark [--matrices FOLDER] [--factorisations N] [--largest ORDER] [--results FILE]
 //
 // Without a folder it runs over generated grids, columns and flowsheets; with one over its Matrix Market
 // files. For each matrix it prints: order, entries, symmetry of the pattern; the method chosen; milliseconds
@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <string>
@@ -23,6 +24,7 @@
 #include "apps/solve/matrix_market.h"
 #include "bench/sparse/grids.h"
 #include "bench/sparse/process_matrices.h"
+#include "bench/support/result_lines.h"
 #include "bench/support/run.h"
 #include "sparse/sparse_solver.h"
 
@@ -36,7 +38,7 @@ using corvidnum::SparseStatus;
 using Vector = std::vector<double>;
 
 struct Settings {
-  std::string folder;
+  std::string folder, results;
   int factorisations = 1, largest = 100'000;
 };
 
@@ -149,6 +151,7 @@ struct Mean {
 struct Totals {
   Mean unjudged, judged, judging;
   double largest_overhead = 0;  // ms, of the matrices that take less than 1 ms
+  bench::ResultLines lines;
 };
 
 void print_head() {
@@ -189,6 +192,16 @@ void measure(const Case& problem, const Settings& settings, Totals& totals) {
     }
     if (judging >= 0) totals.judging.add(1 + judging);
   }
+  const std::string name = "choice/" + problem.name;
+  const std::pair<const char*, double> measures[] = {{"order", judged.report.order},
+                                                     {"entries", judged.report.entries},
+                                                     {"method", static_cast<double>(plain.report.method)},
+                                                     {"ma48", ma48.milliseconds / 1e3},
+                                                     {"ma38", ma38.milliseconds / 1e3},
+                                                     {"automatic", plain.milliseconds / 1e3},
+                                                     {"judged", judged.milliseconds / 1e3},
+                                                     {"judging", judging}};
+  for (const auto& [measured, value] : measures) totals.lines.add(name, measured, value);
   std::printf(
       "%-26s %7d %8d %5.2f %-6s %9.3f %9.3f %6.2f %6.2f %7.2f %-8s %8.1e %-8s %8.1e %-8s %8.1e c %.1e\n",
       problem.name.c_str(), judged.report.order, judged.report.entries, judged.report.pattern_symmetry,
@@ -239,6 +252,8 @@ bool read_options(int argc, char** argv, Settings& settings) {
       settings.factorisations = std::max(1, std::atoi(argv[k + 1]));
     else if (std::strcmp(argv[k], "--largest") == 0)
       settings.largest = std::atoi(argv[k + 1]);
+    else if (std::strcmp(argv[k], "--results") == 0)
+      settings.results = argv[k + 1];
     else
       return false;
   }
@@ -250,7 +265,9 @@ bool read_options(int argc, char** argv, Settings& settings) {
 int main(int argc, char** argv) {
   Settings settings;
   if (!read_options(argc, argv, settings)) {
-    std::fprintf(stderr, "usage: %s [--matrices FOLDER] [--factorisations N] [--largest ORDER]\n", argv[0]);
+    std::fprintf(stderr,
+                 "usage: %s [--matrices FOLDER] [--factorisations N] [--largest ORDER] [--results FILE]\n",
+                 argv[0]);
     return EXIT_FAILURE;
   }
   if (!bench::build_is_optimised()) return EXIT_FAILURE;
@@ -265,5 +282,8 @@ int main(int argc, char** argv) {
       totals.judged.worst);
   std::printf("smaller ones: at most %.3f ms more; judging a solution takes %.3f of it (worst %.2f) more\n",
               totals.largest_overhead, totals.judging.value() - 1, totals.judging.worst - 1);
-  return EXIT_SUCCESS;
+  if (settings.results.empty()) return EXIT_SUCCESS;
+  std::ofstream file(settings.results);
+  totals.lines.write(file);
+  return file.flush() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

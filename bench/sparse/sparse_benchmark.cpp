@@ -19,6 +19,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "bench/sparse/automatic_solver.h"
 #include "bench/sparse/eigen_solver.h"
 #include "bench/sparse/grids.h"
 #include "bench/sparse/ma38_solver.h"
@@ -62,6 +63,9 @@ constexpr Case kGridCases[] = {
     {"square", 100000, bench::grid_matrix, 2, 316}, {"cube", 10000, bench::grid_matrix, 3, 22},
     {"cube", 30000, bench::grid_matrix, 3, 31},     {"cube", 100000, bench::grid_matrix, 3, 46},
 };
+
+/// On large cubes ma48 takes minutes.
+constexpr int kLargestGridOfMa48 = 10000;
 
 /// Returns the problem of a case, which is made at the first use and kept.
 const Problem& problem_of(const Case& c) {
@@ -192,13 +196,17 @@ void add(const std::string& what, const Case& c, void (*timed)(benchmark::State&
 
 /// Adds the runs of all solvers on a case one after the other, so that the load of the machine is about the
 /// same for all. Solutions come before new values, because these replace the factors.
-template <class... Solvers, std::size_t kCount>
-void add_all(const Case (&cases)[kCount]) {
-  for (const Case& c : cases) {
-    (add<Solvers>("analyse", c, BM_Analyse<Solvers>), ...);
-    (add<Solvers>("solve", c, BM_Solve<Solvers>), ...);
-    (add<Solvers>("refactorise", c, BM_Refactorise<Solvers>), ...);
-  }
+template <class... Solvers>
+void add_all(const Case& c) {
+  (add<Solvers>("analyse", c, BM_Analyse<Solvers>), ...);
+  (add<Solvers>("solve", c, BM_Solve<Solvers>), ...);
+  (add<Solvers>("refactorise", c, BM_Refactorise<Solvers>), ...);
+}
+
+/// Adds the analysis of a grid by ma38 with each of the two controls that it has set there.
+template <class... Solvers>
+void add_controls(const Case& c) {
+  (add<Solvers>("controls", c, BM_Analyse<Solvers>), ...);
 }
 
 }  // namespace
@@ -207,9 +215,19 @@ int main(int argc, char** argv) {
   using namespace bench;
   mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, -1);
-  add_all<Ma48Solver, Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kProcessCases);
-  add_all<Ma38Solver, EigenSolver, SuperLuSolver, MumpsSolver>(kGridCases);
-  add_all<Ma38With<false, 200>, Ma38With<true, 200>, Ma38With<false, 120>, Ma38With<true, 120>>(kGridCases);
-  RatioReport report({Ma48Solver::kName, Ma38Solver::kName}, SuperLuSolver::kName);
+  using Automatic = AutomaticSolver<false>;
+  using Judged = AutomaticSolver<true>;
+  for (const Case& c : kProcessCases)
+    add_all<Ma48Solver, Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
+  for (const Case& c : kGridCases) {
+    if (c.order <= kLargestGridOfMa48)
+      add_all<Ma48Solver, Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
+    else
+      add_all<Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
+  }
+  for (const Case& c : kGridCases)
+    add_controls<Ma38With<false, 200>, Ma38With<true, 200>, Ma38With<false, 120>, Ma38With<true, 120>>(c);
+  RatioReport report({Ma48Solver::kName, Ma38Solver::kName, Automatic::kName, Judged::kName},
+                     {EigenSolver::kName, SuperLuSolver::kName, MumpsSolver::kName}, SuperLuSolver::kName);
   return run(argc, argv, &report);
 }

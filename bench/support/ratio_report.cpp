@@ -50,10 +50,6 @@ void RatioReport::Finalize() {
   print_growth();
 }
 
-bool RatioReport::is_ours(const std::string& solver) const {
-  return std::find(ours_.begin(), ours_.end(), solver) != ours_.end();
-}
-
 void RatioReport::print_ratios(const std::string& solver) const {
   const std::string to_reference = reference_.empty() ? "" : "to " + reference_;
   std::printf("\n%-12s %-10s %7s %12s  %-10s %6s %12s\n", "what", "family", "order", solver.c_str(), "peer",
@@ -61,8 +57,9 @@ void RatioReport::print_ratios(const std::string& solver) const {
   for (const auto& [key, times] : best_) {
     const auto ours = times.find(solver), reference = times.find(reference_);
     auto fastest = times.end();
-    for (auto t = times.begin(); t != times.end(); ++t) {
-      if (!is_ours(t->first) && (fastest == times.end() || t->second < fastest->second)) fastest = t;
+    for (const std::string& peer : peers_) {
+      const auto t = times.find(peer);
+      if (t != times.end() && (fastest == times.end() || t->second < fastest->second)) fastest = t;
     }
     if (ours == times.end() || fastest == times.end()) continue;
     std::printf("%-12s %-10s %7d %10.2fms  %-10s %6.2f", key.what.c_str(), key.family.c_str(), key.order,

@@ -11,12 +11,12 @@
 
 namespace bench {
 
-/// Prints the console's report, then tables of ratios: each of `ours` over the fastest other solver, and over
+/// Prints the console's report, then tables of ratios: each of `ours` over the fastest of the peers, and over
 /// the one named `reference` if there is one.
 class RatioReport : public benchmark::ConsoleReporter {
  public:
-  explicit RatioReport(std::vector<std::string> ours, std::string reference = {})
-      : ours_(std::move(ours)), reference_(std::move(reference)) {}
+  RatioReport(std::vector<std::string> ours, std::vector<std::string> peers, std::string reference = {})
+      : ours_(std::move(ours)), peers_(std::move(peers)), reference_(std::move(reference)) {}
 
   void ReportRuns(const std::vector<Run>& runs) override;
   void Finalize() override;
@@ -29,12 +29,11 @@ class RatioReport : public benchmark::ConsoleReporter {
   };
   using Times = std::map<std::string, double>;  // by solver, in seconds
 
-  bool is_ours(const std::string& solver) const;
   void print_ratios(const std::string& solver) const;
   /// Prints the p of time = c order^p, fitted by least squares over all orders of a family.
   void print_growth() const;
 
-  const std::vector<std::string> ours_;
+  const std::vector<std::string> ours_, peers_;
   const std::string reference_;
   std::map<Key, Times> best_;
 };

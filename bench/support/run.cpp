@@ -4,35 +4,56 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <thread>
 
+#include "bench/support/result_lines.h"
+
 namespace bench {
 namespace {
+
+bool begins_with(const std::string& text, const std::string& beginning) {
+  return text.compare(0, beginning.size(), beginning) == 0;
+}
 
 std::string processor() {
   std::ifstream file("/proc/cpuinfo");
   std::string model = "unknown";
   for (std::string line; std::getline(file, line);) {
     const std::size_t colon = line.find(": ");
-    if (line.rfind("model name", 0) != 0 || colon == std::string::npos) continue;
+    if (!begins_with(line, "model name") || colon == std::string::npos) continue;
     model = line.substr(colon + 2);
     break;
   }
   return model + ", " + std::to_string(std::thread::hardware_concurrency()) + " logical processors";
 }
 
+std::string compiler() {
+#ifdef __clang__
+  return "clang " __clang_version__;
+#else
+  return "GCC " __VERSION__;
+#endif
+}
+
 /// Returns the path of the library that the loader chose for dgemm_, with symbolic links resolved: several
 /// libraries go by the name libblas.so.3.
-std::string blas() {
+std::string blas_file() {
   Dl_info info;
   void* const symbol = dlsym(RTLD_DEFAULT, "dgemm_");
   if (!symbol || dladdr(symbol, &info) == 0 || !info.dli_fname) return "unknown";
   const std::unique_ptr<char, decltype(&std::free)> path(realpath(info.dli_fname, nullptr), &std::free);
   return path ? path.get() : info.dli_fname;
+}
+
+/// Asks OpenBLAS for its version and the processor that it was chosen for.
+std::string blas() {
+  void* const question = dlsym(RTLD_DEFAULT, "openblas_get_config");
+  return question ? reinterpret_cast<const char* (*)()>(question)() : "not told by this BLAS";
 }
 
 /// Asks OpenBLAS for its threads; the reference BLAS has no such question, and one thread.
@@ -41,13 +62,20 @@ std::string blas_threads() {
   return question ? std::to_string(reinterpret_cast<int (*)()>(question)()) : "not told by this BLAS";
 }
 
+/// Returns whether the arguments name a file for the results, and no format of Google Benchmark for it.
+bool asks_for_results(int argc, char** argv) {
+  const auto has = [&](const char* option) {
+    return std::any_of(argv + 1, argv + argc, [&](const char* a) { return begins_with(a, option); });
+  };
+  return has("--benchmark_out=") && !has("--benchmark_out_format=");
+}
+
 }  // namespace
 
 std::vector<std::pair<std::string, std::string>> conditions() {
-  return {{"processor", processor()},
-          {"BLAS", blas()},
-          {"BLAS threads", blas_threads()},
-          {"build type", CORVIDNUM_BENCH_BUILD_TYPE}};
+  return {{"processor", processor()},       {"compiler", compiler()},
+          {kBlasFile, blas_file()},         {"BLAS", blas()},
+          {"BLAS threads", blas_threads()}, {"build type", CORVIDNUM_BENCH_BUILD_TYPE}};
 }
 
 bool build_is_optimised() {
@@ -64,10 +92,12 @@ bool build_is_optimised() {
 
 int run(int argc, char** argv, benchmark::BenchmarkReporter* report) {
   if (!build_is_optimised()) return EXIT_FAILURE;
+  const bool writes_results = asks_for_results(argc, argv);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return EXIT_FAILURE;
   for (const auto& [name, value] : conditions()) benchmark::AddCustomContext(name, value);
-  benchmark::RunSpecifiedBenchmarks(report);
+  ResultReporter results;
+  benchmark::RunSpecifiedBenchmarks(report, writes_results ? &results : nullptr);
   benchmark::Shutdown();
   return EXIT_SUCCESS;
 }
