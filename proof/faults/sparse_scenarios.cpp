@@ -108,7 +108,7 @@ void front_small(Trial& trial) {
 template <SparseMethod kMethod>
 void front_that_grows(Trial& trial) {
   Random random(4);
-  front(trial, reference::random_square(120, 9, random), kMethod, true);
+  front(trial, reference::random_square(300, 8, random), kMethod, true);
 }
 template <SparseMethod kMethod>
 void front_in_blocks(Trial& trial) {

@@ -18,6 +18,10 @@ namespace {
 
 constexpr std::int64_t kLongest = std::numeric_limits<int>::max() - 1;  // that the routines can count
 
+/// VALUE in entries of the matrix. The first is enough for most matrices that fill in, fronts included, the
+/// second for flowsheets; it is tried where memory for the first is refused.
+constexpr std::int64_t kAmpleValues = 24, kFewValues = 6;
+
 class Ma38Engine : public Engine {
  public:
   using Engine::Engine;
@@ -30,8 +34,9 @@ class Ma38Engine : public Engine {
     if (2 * ne > kLongest) return SparseStatus::NoMemory;  // INDEX begins with all rows and columns
     set_controls(settings);
     pattern_.release();
-    if (!reserve(value_, 6 * ne + n) || !reserve(index_, 10 * ne + 40 * n + 100))
-      return SparseStatus::NoMemory;
+    // An array that turns out too short costs a whole factorisation, room that is not used only addresses.
+    const bool has_values = reserve(value_, kAmpleValues * ne + n) || reserve(value_, kFewValues * ne + n);
+    if (!has_values || !reserve(index_, 10 * ne + 40 * n + 100)) return SparseStatus::NoMemory;
     const SparseStatus status = run(ma38ad_);
     if (status != SparseStatus::NoMemory)
       facts_ = {info(MA38_INFO_PIVOTS), info(MA38_INFO_BLOCKS), info(MA38_INFO_FACTOR_ENTRIES),
