@@ -43,6 +43,13 @@ using corvidnum::SparseStatus;
 constexpr int kBadInput = 1;  // the exit code
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 
+/// What a rank has of the system.
+struct Input {
+  Matrix share;
+  std::int64_t entries = 0;  // of all ranks
+  std::vector<double> b;     // at rank 0
+};
+
 // ---- Reading
 
 /// A file, compressed or not, piece by piece.
@@ -180,15 +187,14 @@ class Judge {
 /// One system by MUMPS.
 class DistributedSolver {
  public:
-  /// @param b  at rank 0
-  DistributedSolver(const Task& task, Matrix& share, const std::vector<double>& b, apps::Processes& ranks)
+  DistributedSolver(const Task& task, Input& input, apps::Processes& ranks)
       : task_(task),
-        b_(b),
+        b_(input.b),
         ranks_(ranks),
-        parts_(share, task.transpose, ranks),
-        mumps_(share, task.solver.threshold > 0 ? task.solver.threshold : -1),
-        name_(share.name),
-        order_(share.rows) {}
+        parts_(input.share, task.transpose, ranks),
+        mumps_(input.share, input.entries, task.solver.threshold > 0 ? task.solver.threshold : -1),
+        name_(input.share.name),
+        order_(input.share.rows) {}
 
   /// @return at all ranks the same status; all else at rank 0
   Attempt attempt() {
@@ -302,13 +308,6 @@ class DistributedSolver {
 
 // ---- The run
 
-/// What a rank has of the system.
-struct Input {
-  Matrix share;
-  std::int64_t entries = 0;  // of all ranks
-  std::vector<double> b;     // at rank 0
-};
-
 bool read(const Task& task, const apps::Processes& ranks, Input& input, Report& report) {
   const apps::Phase phase("reading", report.read_time);
   if (!apps::together(ranks, [&] { input.share = read_own_share(task.matrix_path, ranks); })) return false;
@@ -348,7 +347,7 @@ bool solve_together(const Task& task, apps::Processes& ranks, Input& input, Repo
   });
   if (!enough || !default_right_hand_side(task, ranks, input)) return false;
   ranks.start_alone();
-  report.found = DistributedSolver(task, input.share, input.b, ranks).attempt();
+  report.found = DistributedSolver(task, input, ranks).attempt();
   return true;
 }
 

@@ -11,18 +11,25 @@ namespace {
 
 enum Job { kBegin = -1, kEnd = -2, kAnalyse = 1, kFactorise = 2, kSolve = 3 };
 
-constexpr int kWorld = -987654;  // all ranks, to MUMPS
-// The ordering that leaves the least on grids and columns, as sparse_plan measures it.
-constexpr int kPord = 4;
+constexpr int kWorld = -987654;     // all ranks, to MUMPS
+constexpr int kAmd = 0, kPord = 4;  // orderings
 constexpr int kMostAddedRoom = 1600;
 
 // Errors, as INFOG(1) tells them.
 constexpr int kStructurallySingular = -6, kIndexTooShort = -8, kStoreTooShort = -9, kSingular = -10,
               kAllocation = -13;
 
+/// Returns the ordering for a matrix. PORD leaves the least on grids and columns, as sparse_plan measures it,
+/// but ends the whole process if A + A' is full. It cannot be full where A has fewer entries than A + A' has
+/// pairs of places off the diagonal. A matrix with more is so dense that the ordering matters little.
+int ordering_for(std::int64_t order, std::int64_t entries) {
+  const bool is_sparse = entries < order * (order - 1) / 2;
+  return is_sparse ? kPord : kAmd;
+}
+
 }  // namespace
 
-Mumps::Mumps(Matrix& share, double threshold) {
+Mumps::Mumps(Matrix& share, std::int64_t entries, double threshold) {
   if (openblas_set_num_threads) openblas_set_num_threads(1);  // the ranks are the threads
   mumps_.par = 1;
   mumps_.sym = 0;
@@ -30,7 +37,7 @@ Mumps::Mumps(Matrix& share, double threshold) {
   call(kBegin);
   for (const int stream : {1, 2, 3}) control(stream) = -1;
   control(4) = 0;  // prints nothing
-  control(7) = kPord;
+  control(7) = ordering_for(share.rows, entries);
   control(18) = 3;                                          // entries are spread
   control(24) = 1;                                          // goes on where a pivot vanishes, and lists it
   mumps_.cntl[2] = std::numeric_limits<double>::epsilon();  // what vanishes, in the scales of MUMPS

@@ -18,8 +18,9 @@ class Mumps {
   enum class Status { kDone, kSingular, kNoMemory, kFailed };
 
   /// @param share      entries of this rank, which outlive the object
+  /// @param entries    how many all ranks have together
   /// @param threshold  of the pivot test, 0 to 1; below 0 for that of MUMPS
-  Mumps(Matrix& share, double threshold);
+  Mumps(Matrix& share, std::int64_t entries, double threshold);
   Mumps(const Mumps&) = delete;
   Mumps& operator=(const Mumps&) = delete;
   ~Mumps();

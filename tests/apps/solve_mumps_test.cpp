@@ -122,6 +122,31 @@ TEST_F(MumpsProgram, AgreesWithTheOtherMethodsWhateverTheNumberOfRanks) {
   }
 }
 
+TEST_F(MumpsProgram, SolvesMatricesWithoutGapsInTheirPattern) {
+  const std::string array = "%%MatrixMarket matrix array real general\n";
+  write("1.mtx", kHead + "1 1 1\n1 1 4\n");
+  write("1-of-two-entries.mtx", kHead + "1 1 2\n1 1 4\n1 1 -1\n");
+  write("2.mtx", array + "2 2\n4\n1\n1\n3\n");
+  write("one-half-2.mtx", kHead + "2 2 3\n1 1 4\n2 1 1\n2 2 3\n");
+  std::string dense = array + "5 5\n", lower, gap;  // gap: of the triangle, but for its corner
+  for (int i = 1; i <= 5; ++i)
+    for (int j = 1; j <= 5; ++j) {
+      dense += fmt::format("{}\n", i == j ? 9 : i - 0.5 * j);
+      const std::string line = fmt::format("{} {} {}\n", i, j, i + j);
+      if (j <= i) lower += line;
+      if (j <= i && i - j < 4) gap += line;
+    }
+  write("dense-5.mtx", dense);
+  write("lower-5.mtx", kHead + "5 5 15\n" + lower);
+  write("gap-5.mtx", kHead + "5 5 14\n" + gap);
+  for (const int ranks : {0, 2})
+    for (const char* name : {"1", "1-of-two-entries", "2", "one-half-2", "dense-5", "lower-5", "gap-5"}) {
+      fs::remove(folder_ / "x.mtx");
+      ASSERT_EQ(solve_by(ranks, std::string(name) + ".mtx --out x.mtx"), 0) << ranks << name << out_ << err_;
+      for (const double each : solution("x.mtx")) EXPECT_NEAR(each, 1, 1e-14) << name;
+    }
+}
+
 TEST_F(MumpsProgram, ReportsWhatTheOthersReport) {
   write("a.mtx", kHead + "3 3 5\n1 1 2\n1 1 1\n2 2 4\n3 3 5\n1 3 1\n");
   for (const int ranks : {1, 2}) {
