@@ -16,8 +16,24 @@ constexpr int kAmd = 0, kPord = 4;  // orderings
 constexpr int kMostAddedRoom = 1600;
 
 // Errors, as INFOG(1) tells them.
-constexpr int kStructurallySingular = -6, kIndexTooShort = -8, kStoreTooShort = -9, kSingular = -10,
-              kAllocation = -13;
+enum Error {
+  kRealsRefused = -5,
+  kStructurallySingular = -6,
+  kIntegersRefused = -7,
+  kIndexTooShort = -8,
+  kStoreTooShort = -9,
+  kSingular = -10,
+  kAllocation = -13,
+  kSendBufferTooShort = -17,
+  kAboveMemoryLimit = -19,
+  kReceiveBufferTooShort = -20
+};
+
+/// Returns whether an array was shorter than the factorisation turned out to need.
+bool is_cured_by_room(int error) {
+  return error == kIndexTooShort || error == kStoreTooShort || error == kSendBufferTooShort ||
+         error == kReceiveBufferTooShort;
+}
 
 /// Returns the ordering for a matrix. PORD leaves the least on grids and columns, as sparse_plan measures it,
 /// but ends the whole process if A + A' is full. It cannot be full where A has fewer entries than A + A' has
@@ -58,9 +74,14 @@ Mumps::Status Mumps::call(int job) {
     case kStructurallySingular:
     case kSingular:
       return Status::kSingular;
+    case kRealsRefused:
+    case kIntegersRefused:
     case kIndexTooShort:
     case kStoreTooShort:
     case kAllocation:
+    case kSendBufferTooShort:
+    case kAboveMemoryLimit:
+    case kReceiveBufferTooShort:
       return Status::kNoMemory;
     default:
       return error() < 0 ? Status::kFailed : Status::kDone;
@@ -70,7 +91,7 @@ Mumps::Status Mumps::call(int job) {
 Mumps::Status Mumps::factorise() {
   if (const Status status = call(kAnalyse); status != Status::kDone) return status;
   Status status = call(kFactorise);
-  while ((error() == kIndexTooShort || error() == kStoreTooShort) && control(14) < kMostAddedRoom) {
+  while (is_cured_by_room(error()) && control(14) < kMostAddedRoom) {
     control(14) *= 2;  // per cent that are added to the estimate
     status = call(kFactorise);
   }
