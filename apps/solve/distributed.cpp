@@ -202,7 +202,9 @@ class DistributedSolver {
     a.processes = ranks_.size();
     a.report.order = order_;
     a.report.reason = "asked for";
-    if (factorise(a) && solve(a)) estimate(a);
+    if (factorise(a, [this] { return mumps_.factorise(); })) solve(a);
+    if (task_.solver.threshold <= 0) raise_threshold(a);
+    if (a.solved()) estimate(a);
     if (a.status == SparseStatus::Inexact)
       a.fault = std::isfinite(a.report.backward_error)
                     ? fmt::format("{}: the solution has a backward error of {:.1e}, above {:g}", name_,
@@ -212,9 +214,11 @@ class DistributedSolver {
   }
 
  private:
-  bool factorise(Attempt& a) {
+  /// @param run  has MUMPS do it
+  template <class Run>
+  bool factorise(Attempt& a, Run run) {
     const apps::Phase phase("factorising", a.factorise_time);
-    if (!succeeds(mumps_.factorise(), a)) return false;
+    if (!succeeds(run(), a)) return false;
     a.report.threshold = mumps_.threshold();
     a.report.factor_entries = mumps_.factor_entries();
     a.report.operations = mumps_.operations();
@@ -223,20 +227,34 @@ class DistributedSolver {
     return true;
   }
 
+  /// Factorises again, by larger pivots, while the solution is inexact. The threshold of MUMPS, 0.01, lets
+  /// elements grow a hundredfold at each pivot. What there was stays if there is no room for more.
+  void raise_threshold(Attempt& a) {
+    for (const double threshold : {0.1, 0.5}) {
+      if (a.status != SparseStatus::Inexact) return;
+      Attempt next = a;
+      ++next.report.raised_thresholds;
+      next.report.corrections = 0;
+      if (factorise(next, [&] { return mumps_.factorise_by(threshold); })) solve(next);
+      if (next.status == SparseStatus::NoMemory) return;
+      a = std::move(next);
+    }
+  }
+
   /// Solves, and corrects the solution as long as the error is above the bound and halves.
-  bool solve(Attempt& a) {
+  void solve(Attempt& a) {
     constexpr double kHardlyEverMet = 1e-16;
     const double bound = task_.refine || task_.estimate ? kHardlyEverMet : task_.solver.bound;
     const apps::Phase phase("solving", a.solve_time);
     Judge judge(parts_, b_, ranks_);
     a.x = b_;
-    if (!succeeds(mumps_.solve(a.x, task_.transpose), a)) return false;
+    if (!succeeds(mumps_.solve(a.x, task_.transpose), a)) return;
     a.x.resize(static_cast<std::size_t>(order_));
     double error = judge.error(a.x);
     a.report.first_backward_error = error;
     for (bool halved = true; halved && error > bound && a.report.corrections < task_.solver.corrections;) {
       std::vector<double> next = judge.residual();
-      if (!succeeds(mumps_.solve(next, task_.transpose), a)) return false;
+      if (!succeeds(mumps_.solve(next, task_.transpose), a)) return;
       next.resize(a.x.size());
       for (std::size_t i = 0; i < next.size(); ++i) next[i] += a.x[i];
       const double left = judge.error(next);
@@ -248,7 +266,6 @@ class DistributedSolver {
     }
     a.report.backward_error = error;
     a.status = error <= task_.solver.bound ? SparseStatus::Solved : SparseStatus::Inexact;
-    return a.status == SparseStatus::Solved;
   }
 
   void estimate(Attempt& a) {

@@ -133,7 +133,8 @@ void declare_solver(CLI::App& app, solve::Task& task) {
   };
   app.add_option_function<double>("--pivot-tolerance", set_threshold,
                                   "least pivot, as part of the largest element of its column (ma48: 0.1, "
-                                  "ma38: 0.5); raised where a solution would be too inexact")
+                                  "ma38: 0.5, mumps: 0.01); raised where a solution would be too inexact, "
+                                  "but by mumps only if it is not given")
       ->check(apps::between(0, 1));
   switch_by(
       "--prefer-diagonal,!--no-prefer-diagonal", solver.diagonal,
@@ -226,8 +227,8 @@ int main(int argc, char** argv) {
       "message names equations and unknowns at fault, 4 no solution meets the bound of the backward error.\n"
       "Only 0 comes with a solution; --reorder and --try-all tell what they found whatever becomes of it.\n"
       "Every solution is judged; where it misses the bound it is refined, then new pivots, a higher pivot\n"
-      "tolerance and the other method are tried. Forward errors above 0.01 are told unasked. Files that\n"
-      "gzip has compressed are read as they are.",
+      "tolerance and the other method are tried; mumps tries refinement and a higher pivot tolerance alone.\n"
+      "Forward errors above 0.01 are told unasked. Files that gzip has compressed are read as they are.",
       declare,
       check_options,
       run,

@@ -89,7 +89,16 @@ Mumps::Status Mumps::call(int job) {
 }
 
 Mumps::Status Mumps::factorise() {
-  if (const Status status = call(kAnalyse); status != Status::kDone) return status;
+  const Status status = call(kAnalyse);
+  return status == Status::kDone ? factorise_values() : status;
+}
+
+Mumps::Status Mumps::factorise_by(double threshold) {
+  mumps_.cntl[0] = threshold;
+  return factorise_values();
+}
+
+Mumps::Status Mumps::factorise_values() {
   Status status = call(kFactorise);
   while (is_cured_by_room(error()) && control(14) < kMostAddedRoom) {
     control(14) *= 2;  // per cent that are added to the estimate

@@ -27,6 +27,8 @@ class Mumps {
 
   /// Analyses the pattern and factorises, with more room if what was estimated does not suffice.
   Status factorise();
+  /// Factorises again, after factorise() has succeeded, with another threshold of the pivot test.
+  Status factorise_by(double threshold);
   /// Solves in place.
   /// @param b       at rank 0 the right-hand side, then the solution; elsewhere empty
   /// @param errors  have MUMPS estimate condition and forward error of this solution, too
@@ -53,6 +55,7 @@ class Mumps {
  private:
   int& control(int number) { return mumps_.icntl[number - 1]; }
   Status call(int job);
+  Status factorise_values();
 
   DMUMPS_STRUC_C mumps_ = {};
 };

@@ -147,6 +147,31 @@ TEST_F(MumpsProgram, SolvesMatricesWithoutGapsInTheirPattern) {
     }
 }
 
+/// Returns a matrix with a condition number of 2400 on whose pivots from the diagonal, which are just above
+/// 0.01 of their columns, elements grow about ninetyfold at each of 58 steps.
+std::string growing_matrix() {
+  constexpr int kOrder = 60;
+  std::string lines;
+  for (int i = 1; i < kOrder; ++i) {
+    lines += fmt::format("{} {} 0.011\n{} {} 1\n", i, i, i, kOrder);
+    lines += fmt::format("{} {} -1\n", i + 1, i);
+  }
+  lines += fmt::format("{} {} 1\n1 {} 0.5\n", kOrder, kOrder, kOrder / 2 + 1);
+  return kHead + fmt::format("{} {} {}\n", kOrder, kOrder, 3 * kOrder - 1) + lines;
+}
+
+TEST_F(MumpsProgram, RaisesThePivotToleranceThatWasNotGiven) {
+  write("a.mtx", growing_matrix());
+  for (const int ranks : {0, 2}) {
+    EXPECT_EQ(solve_by(ranks, "a.mtx --pivot-tolerance 0.01"), 4) << out_;
+    EXPECT_NE(err_.find("a.mtx: the solution has a backward error of "), err_.npos) << err_;
+    ASSERT_EQ(solve_by(ranks, "a.mtx --out x.mtx"), 0) << err_;
+    EXPECT_TRUE(printed("repairs                  a higher pivot tolerance\n")) << out_;
+    EXPECT_TRUE(printed("pivots                   tolerance 0.1\n")) << out_;
+    for (const double each : solution("x.mtx")) EXPECT_NEAR(each, 1, 1e-12);
+  }
+}
+
 TEST_F(MumpsProgram, ReportsWhatTheOthersReport) {
   write("a.mtx", kHead + "3 3 5\n1 1 2\n1 1 1\n2 2 4\n3 3 5\n1 3 1\n");
   for (const int ranks : {1, 2}) {
