@@ -34,10 +34,11 @@ struct Attempt {
   std::string fault;      // why there is no solution, with the name of the file; empty if there is one
   std::vector<double> x;  // if there is one
   BlockCounts blocks;
-  BlockForm form;                      // if one was looked for and the matrix has one
-  std::optional<Deficit> deficit;      // if the matrix is singular
-  bool new_pivots = false;             // the second matrix did not suit the pivots of the first
-  double condition = 0;                // estimate in the 1-norm, after equilibration
+  BlockForm form;                  // if one was looked for and the matrix has one
+  std::optional<Deficit> deficit;  // if the matrix is singular
+  bool new_pivots = false;         // the second matrix did not suit the pivots of the first
+  /// Estimate: in the 1-norm, after equilibration; by MUMPS that of componentwise errors (class Mumps).
+  double condition = 0;
   double forward_error = 0;            // bound, relative to the largest of x; infinite: there is none
   int processes = 0;                   // by which MUMPS solved; 0: class SparseSolver did
   int largest_memory = 0, memory = 0;  // of MUMPS, MB: of the process that took the most, and of all

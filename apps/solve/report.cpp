@@ -187,7 +187,8 @@ void add_errors(Page& page, const Report& r) {
              fmt::format("{}, backward error without {}", a.report.corrections,
                          error_size(a.report.first_backward_error)));
   if (const std::string made = repairs(a.report); !made.empty()) add_line(page, "repairs", made);
-  add_line(page, "condition estimate", error_size(a.condition));
+  add_line(page, "condition estimate",
+           error_size(a.condition) + (a.processes > 0 ? ", of componentwise errors" : ""));
   if (tells_forward_error(r))
     add_line(page, "forward error bound", error_size(a.forward_error) + sure_digits(a.forward_error));
 }

@@ -55,7 +55,8 @@ void add_facts(report::Page& page, const Report& facts, const std::string& fault
     list.push_back({"entries in the factors", fmt::format("{}", a.report.factor_entries)});
     list.push_back({"backward error", error_text(a.report.backward_error),
                     a.report.backward_error <= bound ? Tone::kGood : Tone::kBad});
-    list.push_back({"condition estimate", error_text(a.condition)});
+    list.push_back({a.processes > 0 ? "componentwise condition estimate" : "condition estimate",
+                    error_text(a.condition)});
   }
   page.facts(list);
 }

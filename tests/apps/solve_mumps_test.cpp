@@ -169,8 +169,11 @@ TEST_F(MumpsProgram, RaisesThePivotToleranceThatWasNotGiven) {
     ASSERT_EQ(solve_by(ranks, "a.mtx --out x.mtx"), 0) << err_;
     EXPECT_TRUE(printed("repairs                  a higher pivot tolerance\n")) << out_;
     EXPECT_TRUE(printed("pivots                   tolerance 0.1\n")) << out_;
+    EXPECT_TRUE(std::regex_search(out_, std::regex("condition estimate .*, of componentwise errors\n")));
     for (const double each : solution("x.mtx")) EXPECT_NEAR(each, 1, 1e-12);
   }
+  EXPECT_EQ(run("a.mtx --solver ma48"), 0);
+  EXPECT_FALSE(printed("componentwise errors")) << "a condition number in the 1-norm";
 }
 
 TEST_F(MumpsProgram, ReportsWhatTheOthersReport) {
