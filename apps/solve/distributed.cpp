@@ -32,6 +32,7 @@
 #include "apps/common/output.h"
 #include "apps/common/progress.h"
 #include "apps/common/toml_reader.h"
+#include "apps/common/wording.h"
 #include "apps/solve/mumps.h"
 #include "apps/solve/system_page.h"
 
@@ -100,6 +101,24 @@ Matrix read_own_share(const std::string& path, const apps::Processes& ranks) {
   share.line.clear();
   share.line.shrink_to_fit();
   return share;
+}
+
+/// Refuses files of other sizes than that of rank 0: processes on several machines may see several under one
+/// name.
+/// @return false if another rank has
+/// @throws apps::BadCase
+bool have_same_sizes(const Matrix& share, const apps::Processes& ranks) {
+  const std::int64_t rows = ranks.from_first(std::int64_t{share.rows});
+  const std::int64_t columns = ranks.from_first(std::int64_t{share.columns});
+  const std::int64_t announced = ranks.from_first(share.announced);
+  return apps::together(ranks, [&] {
+    if (share.rows == rows && share.columns == columns && share.announced == announced) return;
+    throw apps::complaint(
+        share.name, share.size_line,
+        fmt::format("process {} reads a matrix of {} x {} with {}, but process 0 one of {} x {} with {}",
+                    ranks.rank(), share.rows, share.columns, apps::counted(share.announced, "entry"), rows,
+                    columns, apps::counted(announced, "entry")));
+  });
 }
 
 // ---- Products with the matrix
@@ -328,6 +347,7 @@ class DistributedSolver {
 bool read(const Task& task, const apps::Processes& ranks, Input& input, Report& report) {
   const apps::Phase phase("reading", report.read_time);
   if (!apps::together(ranks, [&] { input.share = read_own_share(task.matrix_path, ranks); })) return false;
+  if (!have_same_sizes(input.share, ranks)) return false;
   input.entries = ranks.sum(static_cast<std::int64_t>(input.share.value.size()));
   return apps::together(ranks, [&] {
     if (ranks.rank() != 0) return;

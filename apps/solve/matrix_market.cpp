@@ -312,6 +312,7 @@ Matrix read_matrix_below(const Heading& heading, Lines& lines, const std::string
   matrix.rows = sizes.rows;
   matrix.columns = sizes.columns;
   matrix.size_line = lines.number();
+  matrix.announced = sizes.announced;
   matrix.has_values = heading.field != Field::kPattern;
   check(matrix);
   if (heading.format == Format::kArray)

@@ -3,6 +3,7 @@
 // Reads and writes Matrix Market files (Boisvert, Pozo and Remington, NISTIR 5935, 1996): matrices and
 // vectors in the coordinate and the array format. Vectors may also be plain numbers, one a line.
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -17,6 +18,7 @@ struct Matrix {
   int rows = 0, columns = 0;
   bool has_values = true;        // false: the file holds a pattern
   int size_line = 0;             // where the file tells its sizes
+  std::int64_t announced = 0;    // entries, of an array numbers, that it tells there
   std::vector<int> row, column;  // from 1
   std::vector<double> value;     // 1 in a pattern
   std::vector<int> line;         // of each entry in the file

@@ -196,6 +196,23 @@ TEST_F(MumpsProgram, ReportsWhatTheOthersReport) {
   }
 }
 
+/// Files of one name may differ between machines; here they have two names.
+TEST_F(MumpsProgram, RefusesFilesThatDifferBetweenRanks) {
+  write("a.mtx", kHead + "2 2 3\n1 1 1\n2 2 1\n1 2 1\n");
+  const std::pair<std::string, std::string> others[] = {
+      {kHead + "3 3 3\n1 1 1\n2 2 1\n3 3 1\n", "3 x 3 with 3 entries"},
+      {kHead + "2 2 2\n1 1 1\n2 2 1\n", "2 x 2 with 2 entries"},
+  };
+  for (const auto& [other, sizes] : others) {
+    write("b.mtx", other);
+    const std::string part = " -n 1 \"" + program_ + "\" --solver mumps ";
+    EXPECT_EQ(shell(kMpirun + part + "a.mtx :" + part + "b.mtx"), 1);
+    const std::string says =
+        "b.mtx:2: process 1 reads a matrix of " + sizes + ", but process 0 one of 2 x 2 with 3 entries\n";
+    EXPECT_NE(err_.find(says), err_.npos) << err_;
+  }
+}
+
 TEST_F(MumpsProgram, EndsAllRanksWithOneMessage) {
   write("dependent.mtx", kHead + "3 3 5\n1 1 1\n1 2 2\n2 1 2\n2 2 4\n3 3 5\n");
   write("empty-row.mtx", kHead + "3 3 4\n1 1 1\n1 2 2\n2 1 2\n2 2 5\n");
