@@ -1,11 +1,12 @@
 // Solves a system by MUMPS, in steps that all ranks take together:
 //  1. Each rank reads the file piece by piece and keeps its part of the entries.
 //  2. MUMPS analyses and factorises what the ranks have; rank 0 has the right-hand side and gets the
-//  solution.
-//  3. The solution goes to all ranks, each of which multiplies its entries with it. Rank 0 adds the products
-//  up
-//     to the residual and judges: corrections follow, as long as they help. Then MUMPS estimates condition
-//     and forward error.
+//     solution.
+//  3. The solution goes to all ranks, each of which multiplies its entries with it. Rank 0 adds the
+//     products up to the residual and judges: corrections follow, as long as they help.
+//  4. If the solution is still inexact, steps 2 and 3 are repeated with a higher threshold of the pivot
+//     test.
+//  5. MUMPS estimates condition and forward error.
 // What is judged is the same as for the other methods: the componentwise backward error (Arioli, Demmel and
 // Duff, SIAM J. Matrix Anal. Appl. 10 (1989) 165-190). Only entries in the same place, which may be at
 // several ranks, count one by one among the magnitudes |A| |x|, so that the error is smaller where they
@@ -103,9 +104,9 @@ Matrix read_own_share(const std::string& path, const apps::Processes& ranks) {
   return share;
 }
 
-/// Refuses files of other sizes than that of rank 0: processes on several machines may see several under one
-/// name.
-/// @return false if another rank has
+/// Refuses a file that differs in its sizes from that of rank 0. Processes on several machines may see
+/// different files under one name.
+/// @return false if the file of another rank was refused
 /// @throws apps::BadCase
 bool have_same_sizes(const Matrix& share, const apps::Processes& ranks) {
   const std::int64_t rows = ranks.from_first(std::int64_t{share.rows});
