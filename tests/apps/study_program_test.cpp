@@ -107,12 +107,23 @@ TEST_F(StudyProgram, StartsColdIfAskedTo) {
 }
 
 #ifdef MPIEXEC
-TEST_F(StudyProgram, RanksChangeNoByte) {
+class StudyOverRanks : public StudyProgram {
+ protected:
+  /// The time is for ranks that would wait for each other for ever.
+  static constexpr char kLaunch[] = "timeout -s KILL 60 " MPIEXEC " --allow-run-as-root --oversubscribe -n ";
+
+  int ranks(int count, const std::string& arguments) {
+    return run(arguments, kLaunch + std::to_string(count));
+  }
+};
+
+TEST_F(StudyOverRanks, AWorkerThatFailsEndsAll) {
+  EXPECT_EQ(shell(kLaunch + std::string("2 \"" FAILING_RANK "\"")), 1);
+  EXPECT_NE(err_.find("one worker has failed\n"), std::string::npos) << err_;
+}
+
+TEST_F(StudyOverRanks, ChangeNoByte) {
   const std::string rows = rows_of_one_thread();
-  const auto ranks = [this](int count, const std::string& arguments, const std::string& limits = "") {
-    return run(arguments,
-               limits + " " MPIEXEC " --allow-run-as-root --oversubscribe -n " + std::to_string(count));
-  };
   for (const int count : {1, 2, 4}) {
     EXPECT_EQ(ranks(count, "s.toml --csv ranks.csv --restart --threads 2"), 0) << err_;
     EXPECT_EQ(contents(folder_ / "ranks.csv"), rows) << count;
