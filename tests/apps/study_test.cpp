@@ -156,6 +156,21 @@ TEST(OrderedRows, HandsOnInOrderAndEndsWaiting) {
   EXPECT_FALSE(ordered.wait_for_room(5 + study::kWindow));
 }
 
+TEST(OrderedRows, HandsNothingOnAfterTheSinkHasFailed) {
+  std::string got;
+  study::OrderedRows ordered(0, [&](const std::string& rows) {
+    got += rows;
+    if (rows == "b") throw std::runtime_error("full");
+  });
+  ordered.take(0, "a");
+  ordered.take(2, "c");
+  EXPECT_THROW(ordered.take(1, "b"), std::runtime_error);
+  ordered.take(3, "d");
+  EXPECT_EQ(got, "ab");
+  EXPECT_EQ(ordered.next(), 1);
+  EXPECT_FALSE(ordered.wait_for_room(4));
+}
+
 TEST(Tally, SumsUpRows) {
   study::Study s;
   s.parameters.resize(1);
