@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <string>
+#include <vector>
 
 #include "tests/support/program.h"
 
@@ -120,6 +122,28 @@ class StudyOverRanks : public StudyProgram {
 TEST_F(StudyOverRanks, AWorkerThatFailsEndsAll) {
   EXPECT_EQ(shell(kLaunch + std::string("2 \"" FAILING_RANK "\"")), 1);
   EXPECT_NE(err_.find("one worker has failed\n"), std::string::npos) << err_;
+}
+
+TEST_F(StudyOverRanks, RefuseWhatIsNotTheSameForAll) {
+  fs::create_directory(folder_ / "sub");
+  fs::copy(folder_ / "s.toml", folder_ / "sub");
+  std::string base = contents(folder_ / "binary32.toml");
+  write("sub/binary32.toml", base.replace(base.find("volatility = 1.6"), 16, "volatility = 1.5"));
+  // Another base case, another start of the cases, options that one rank cannot use, a stream that only
+  // rank 0 gets.
+  for (const auto& [first, second, code, says] : std::vector<std::array<std::string, 4>>{
+           {"s.toml", "sub/s.toml", "1", "sub/s.toml: rank 1 has another study, "},
+           {"s.toml", "s.toml --cold", "1", "s.toml: rank 1 has another study, "},
+           {"s.toml", "s.toml --threads 0", "2", "the options of rank 1 cannot be used\n"},
+           {"-", "-", "2", "study: must be a file that all processes can read, not -"}}) {
+    SCOPED_TRACE(first + " : " + second);
+    EXPECT_EQ(ranks(1, first + " --csv c.csv : -n 1 \"" + program_ + "\" --csv c.csv " + second),
+              std::stoi(code))
+        << err_;
+    EXPECT_NE(err_.find(says), std::string::npos) << err_;
+    EXPECT_EQ(err_.find(says), err_.rfind(says)) << "told once";
+  }
+  EXPECT_FALSE(fs::exists(folder_ / "c.csv"));
 }
 
 TEST_F(StudyOverRanks, ChangeNoByte) {
