@@ -5,9 +5,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "apps/common/platform.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -93,12 +97,30 @@ TEST_F(StudyProgram, ExitCodeTellsWhatWentWrong) {
       {"s.toml --csv other.csv", 1,
        "other.csv: is there without the journal of a study; --restart replaces it\n"},
       {"s.toml --csv no/such.csv", 1, "such.csv.journal: No such file or directory\n"},
+      {"s.toml --csv " + std::string(300, 'c'), 1, "c: File name too long\n"},
+      {"s.toml --csv " + std::string(250, 'c'), 1, "c.journal: File name too long\n"},
       {"none.toml --csv none.csv", 3, "none.toml: no case has an answer\n"},
   });
   EXPECT_FALSE(fs::exists(folder_ / "c.csv"));
   if (!test_support::system_is_posix()) return;
   EXPECT_EQ(run("s.toml --csv /dev/full"), 1);
   EXPECT_EQ(err_, "/dev/full: No space left on device\n");
+}
+
+TEST_F(StudyProgram, TellsThatItWaitsForAnother) {
+  if (!test_support::system_is_posix()) GTEST_SKIP() << "locks the journal as programs on POSIX do";
+  rows_of_one_thread();
+  std::optional<apps::platform::FolderLock> lock(folder_ / "one.csv.journal");
+  const std::string line = "one.csv.journal: waits for another process that has it\n";
+  std::thread other([&] {
+    constexpr int kMostLooks = 1000;
+    for (int look = 0; look < kMostLooks && contents(folder_ / "err") != line; ++look)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    lock.reset();
+  });
+  EXPECT_EQ(run("s.toml --csv one.csv --quiet"), 0);
+  other.join();
+  EXPECT_EQ(err_, line);
 }
 
 TEST_F(StudyProgram, StartsColdIfAskedTo) {
