@@ -56,6 +56,16 @@ struct Places {
   }
 };
 
+/// Complains of what another file holds, for the key of the case that asks for it.
+/// @throws apps::UnusableFile
+[[noreturn]] void complain_of_file(const TomlTable& t, std::string_view key, const std::string& what) {
+  try {
+    t.complain(key, what);
+  } catch (const CaseError& error) {
+    throw apps::UnusableFile(error.line, error.what());
+  }
+}
+
 /// Returns what `read` makes of another file, which a key of the case names. If it refuses the file, the
 /// error names the key, too.
 template <class Read>
@@ -63,7 +73,7 @@ auto used_for(const TomlTable& t, std::string_view key, Read read) {
   try {
     return read();
   } catch (const apps::BadCase& bad) {
-    t.complain(key, fmt::format("names a file that cannot be used: {}", bad.what()));
+    complain_of_file(t, key, fmt::format("names a file that cannot be used: {}", bad.what()));
   }
 }
 
@@ -87,12 +97,12 @@ class TableFinder {
       const std::string text = used_for(t, "table", [&path] { return apps::read_input(path); });
       auto table = parse_table_csv(text, path);
       if (table->info().name != name)
-        t.complain("table", fmt::format("is that of {}, not of {}", table->info().name, name));
+        complain_of_file(t, "table", fmt::format("is that of {}, not of {}", table->info().name, name));
       return table;
     }
     if (file_.empty()) t.complain("name", R"(needs a "table", or the case "properties")");
     auto table = find_table(stored_, name);
-    if (!table) t.complain("name", fmt::format("\"{}\" is not in {}", name, file_));
+    if (!table) complain_of_file(t, "name", fmt::format("\"{}\" is not in {}", name, file_));
     return table;
   }
 

@@ -18,7 +18,8 @@ constexpr double kSmallestTolerance = 1e-12, kLargestTolerance = 1;
 ///                    names; empty: none
 ColumnCase parse_case(const std::string& text, const std::string& name, const std::string& properties = "");
 ColumnCase read_case(const std::string& path, const std::string& properties = "");
-/// Does the same with a file that is parsed already. Throws apps::CaseError, too.
+/// Does the same with a file that is parsed already. Throws apps::CaseError about this file,
+/// apps::UnusableFile or apps::BadCase about another one that it names.
 ColumnCase case_of_table(const toml::table& file, const std::string& name,
                          const std::string& properties = "");
 

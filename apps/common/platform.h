@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -65,16 +66,22 @@ std::optional<std::string> create_new(const std::filesystem::path& file, std::fi
 std::optional<std::string> replace(const std::filesystem::path& file, const std::filesystem::path& target);
 
 /// Keeps other programs that ask for the lock of the same folder waiting, for the lifetime of the object. No
-/// file is left behind. Where the system has no such lock for the folder, nobody waits.
+/// file is left behind. Where the system has no such lock for the folder, nobody waits, and obstacle() tells
+/// why.
 class FolderLock {
  public:
-  explicit FolderLock(const std::filesystem::path& folder);
+  /// @param on_wait  called before this waits for another program; may be empty
+  explicit FolderLock(const std::filesystem::path& folder, const std::function<void()>& on_wait = nullptr);
   ~FolderLock();
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;
 
+  /// Returns why there is no lock; nothing if there is one.
+  const std::optional<std::string>& obstacle() const { return obstacle_; }
+
  private:
   std::intptr_t handle_;  // the system's, of the lock
+  std::optional<std::string> obstacle_;
 };
 
 }  // namespace apps::platform

@@ -78,8 +78,16 @@ std::optional<std::string> replace(const fs::path& file, const fs::path& target)
 }
 
 // The folder itself carries the lock.
-FolderLock::FolderLock(const fs::path& folder) : handle_(open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
-  if (handle_ >= 0) flock(static_cast<int>(handle_), LOCK_EX);
+FolderLock::FolderLock(const fs::path& folder, const std::function<void()>& on_wait)
+    : handle_(open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
+  const int file = static_cast<int>(handle_);
+  bool locked = file >= 0 && flock(file, LOCK_EX | LOCK_NB) == 0;
+  if (!locked && file >= 0 && errno == EWOULDBLOCK) {
+    if (on_wait) on_wait();
+    do locked = flock(file, LOCK_EX) == 0;
+    while (!locked && errno == EINTR);
+  }
+  if (!locked) obstacle_ = system_error();
 }
 
 FolderLock::~FolderLock() {

@@ -200,11 +200,17 @@ std::optional<std::string> replace(const fs::path& file, const fs::path& target)
 
 // A folder cannot be locked, so a mutex of the system is named by the number that the disk has for the
 // folder. One that a program left by its own end counts as ours.
-FolderLock::FolderLock(const fs::path& folder) : handle_(0) {
+FolderLock::FolderLock(const fs::path& folder, const std::function<void()>& on_wait) : handle_(0) {
   const std::wstring name = lock_name(folder);
   const HANDLE mutex = name.empty() ? nullptr : CreateMutexW(nullptr, FALSE, name.c_str());
-  if (mutex == nullptr) return;
-  WaitForSingleObject(mutex, INFINITE);
+  if (mutex == nullptr) {
+    obstacle_ = "cannot be locked";
+    return;
+  }
+  if (WaitForSingleObject(mutex, 0) == WAIT_TIMEOUT) {
+    if (on_wait) on_wait();
+    WaitForSingleObject(mutex, INFINITE);
+  }
   handle_ = reinterpret_cast<std::intptr_t>(mutex);
 }
 

@@ -21,6 +21,11 @@ struct CaseError : std::runtime_error {
   int line;  // 0: the file as a whole
 };
 
+/// Says that another file, which a case file names, is at fault.
+struct UnusableFile : CaseError {
+  using CaseError::CaseError;
+};
+
 /// A case file that cannot be used. what() is the one message, "file:line: what"; without the line where
 /// the file as a whole is at fault.
 struct BadCase : std::runtime_error {

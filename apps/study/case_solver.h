@@ -26,7 +26,7 @@ class CaseSolver {
   /// @param file   of the case
   /// @param start  of the answer of another case; empty: start as the case says. One of another size is
   /// ignored
-  /// @throws std::exception  where not the case is at fault: no memory
+  /// @throws std::exception  where not the case is at fault: no memory, a file that the base case names
   virtual CaseAnswer solve(const toml::table& file, const std::vector<double>& start) const = 0;
   /// Returns the paths of all files that the base case names.
   virtual std::vector<std::string> other_files() const { return {}; }

@@ -155,9 +155,9 @@ class ColumnSolver final : public CaseSolver {
       ColumnCase c = column::case_of_table(file, name_);
       if (start.size() == static_cast<std::size_t>(c.stages)) c.start_profile = start;
       return solve(c);
+    } catch (const apps::UnusableFile& bad) {
+      throw apps::BadCase(fmt::format("{}: {}", name_, bad.what()));  // a changed case has no lines
     } catch (const apps::CaseError& bad) {
-      return {bad.what(), {}, {}};
-    } catch (const apps::BadCase& bad) {
       return {bad.what(), {}, {}};
     }
   }

@@ -37,6 +37,9 @@ constexpr int kMostThreads = 1024;
 /// The processes of this run. They are joined in main(), before options are read.
 study::Ranks* ranks = nullptr;
 
+/// Whether run() has been reached, so that the options of this rank are good.
+bool running = false;
+
 struct Options {
   std::string study_path, csv_path, report_folder;
   int threads = 0;  // 0: as many as there are processors
@@ -61,14 +64,36 @@ struct Output {
   std::optional<report::Folder> reports;
 };
 
+/// Returns the hash of all that the rows depend on. Answers that start elsewhere have other last digits.
+std::uint64_t hash_of_rows(const Options& options, const study::StudyFile& file) {
+  return file.study.hash ^ (options.cold ? 1 : 0);
+}
+
+/// Tells all ranks whether the options of each are good. A rank whose options are not could not end by
+/// itself: MPI would have it wait for the others, which wait for it.
+/// @return whether those of all ranks are
+bool agree_on_options(bool good) {
+  const int failed = ranks->lowest_failed(!good);
+  if (failed == ranks->rank() && failed > 0)  // rank 0 has told by itself, the others are silent
+    apps::complain(apps::kBadUsage, fmt::format("the options of rank {} cannot be used", failed));
+  return failed == ranks->size();
+}
+
+/// @throws std::runtime_error  at a rank that would solve other cases than rank 0
+void check_same_study(const Options& options, std::uint64_t hash, std::uint64_t hash_of_first) {
+  if (hash != hash_of_first)
+    throw std::runtime_error(
+        fmt::format("{}: rank {} has another study, other files of its base case or "
+                    "another --cold than rank 0",
+                    options.study_path, ranks->rank()));
+}
+
 void open_output(const Options& options, const study::StudyFile& file, Output& output) {
   check_outputs(options, file);
   report::open_reports(options.report_folder, report::page_name("study-", options.study_path), "--csv",
                        options.csv_path, output.reports);
-  // Answers that start elsewhere have other last digits.
-  const std::uint64_t hash = file.study.hash ^ (options.cold ? 1 : 0);
-  output.results.emplace(options.csv_path, study::heading(file.study), hash, options.restart,
-                         [&](std::string_view rows) { output.tally.add(rows); });
+  output.results.emplace(options.csv_path, study::heading(file.study), hash_of_rows(options, file),
+                         options.restart, [&](std::string_view rows) { output.tally.add(rows); });
 }
 
 /// Says how far a study is: cases done, how fast, and how long the rest will take.
@@ -108,18 +133,28 @@ study::RunFacts solve(const Options& options, const study::StudyFile& file, Outp
   return facts;
 }
 
+/// Reads the study at all ranks, and opens the output at rank 0.
+/// @return false if another rank has failed, and tells why
+bool prepare(const Options& options, std::optional<study::StudyFile>& file, std::optional<Output>& output) {
+  const bool read = apps::together(*ranks, [&] {
+    file = study::read_study(options.study_path);
+    output.emplace(file->study);
+  });
+  if (!read) return false;
+  const std::uint64_t hash = hash_of_rows(options, *file);
+  const auto of_first = static_cast<std::uint64_t>(ranks->from_first(static_cast<std::int64_t>(hash)));
+  return apps::together(*ranks, [&] { check_same_study(options, hash, of_first); }) &&
+         apps::together(*ranks, [&] {
+           if (ranks->rank() == 0) open_output(options, *file, *output);
+         });
+}
+
 int run(const CLI::App&, const Options& options) {
+  running = true;
+  if (!agree_on_options(true)) return apps::kBadUsage;
   std::optional<study::StudyFile> file;
   std::optional<Output> output;
-  const bool ready = apps::together(*ranks,
-                                    [&] {
-                                      file = study::read_study(options.study_path);
-                                      output.emplace(file->study);
-                                    }) &&
-                     apps::together(*ranks, [&] {
-                       if (ranks->rank() == 0) open_output(options, *file, *output);
-                     });
-  if (!ready) return kBadInput;
+  if (!prepare(options, file, output)) return kBadInput;
   const study::RunFacts facts = solve(options, *file, *output);
   if (ranks->rank() != 0) return kSolved;
   if (output->reports)
@@ -158,6 +193,8 @@ void declare(CLI::App& app, Options& options) {
 }
 
 void check(const CLI::App&, const Options& options) {
+  if (ranks->size() > 1 && apps::is_standard_stream(options.study_path))
+    throw CLI::ValidationError("study", "must be a file that all processes can read, not -");
   apps::check_output("--csv", options.csv_path, options.study_path);
 }
 
@@ -176,5 +213,7 @@ int main(int argc, char** argv) {
       check,
       run,
       file};
-  return apps::run_program(program, argc, argv);
+  const int code = apps::run_program(program, argc, argv);
+  if (!running) agree_on_options(false);
+  return code;
 }

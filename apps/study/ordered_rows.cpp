@@ -9,11 +9,18 @@ OrderedRows::OrderedRows(std::int64_t first, std::function<void(const std::strin
 
 void OrderedRows::take(std::int64_t chunk, std::string rows) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (sink_failed_) return;
   waiting_.emplace(chunk, std::move(rows));
-  while (!waiting_.empty() && waiting_.begin()->first == next_) {
-    sink_(waiting_.begin()->second);
-    waiting_.erase(waiting_.begin());
-    ++next_;
+  try {
+    while (!waiting_.empty() && waiting_.begin()->first == next_) {
+      sink_(waiting_.begin()->second);
+      waiting_.erase(waiting_.begin());
+      ++next_;
+    }
+  } catch (...) {
+    sink_failed_ = stopped_ = true;
+    moved_.notify_all();
+    throw;
   }
   moved_.notify_all();
 }

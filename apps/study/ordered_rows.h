@@ -20,7 +20,8 @@ class OrderedRows {
   /// @param sink   gets the rows of each chunk, in order, one call at a time
   OrderedRows(std::int64_t first, std::function<void(const std::string& rows)> sink);
 
-  /// Takes the rows of a chunk, and hands on all that are next. Throws what the sink throws.
+  /// Takes the rows of a chunk, and hands on all that are next. Throws what the sink throws, which
+  /// may have taken a part of those rows: it gets no more, and all waiting ends.
   void take(std::int64_t chunk, std::string rows);
 
   /// Waits until a chunk may be begun. Whoever waits must not hold an earlier chunk.
@@ -37,7 +38,7 @@ class OrderedRows {
   std::mutex mutex_;
   std::condition_variable moved_;
   std::int64_t next_;
-  bool stopped_ = false;
+  bool stopped_ = false, sink_failed_ = false;
   std::map<std::int64_t, std::string> waiting_;
   const std::function<void(const std::string&)> sink_;
 };

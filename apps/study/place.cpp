@@ -125,6 +125,10 @@ std::vector<std::string> component_names(const toml::table& file) {
 
 void check_number(toml::table& file, const Place& place) { find_slot(file, place); }
 
+bool is_same_place(toml::table& file, const Place& a, const Place& b) {
+  return find_slot(file, a).node() == find_slot(file, b).node();
+}
+
 void set_number(toml::table& file, const Place& place, double value) {
   constexpr double kWholeBelow = 9007199254740992;  // 2^53: all whole numbers below are doubles
   const Slot slot = find_slot(file, place);

@@ -43,6 +43,9 @@ std::vector<std::string> component_names(const toml::table& file);
 /// @throws BadPlace  if there is no number at this place
 void check_number(toml::table& file, const Place& place);
 
+/// Returns whether two places, each of a number of a case file, are the same, by whatever names.
+bool is_same_place(toml::table& file, const Place& a, const Place& b);
+
 /// Puts a value in the place of a number of a case file. Where the file has an integer, a whole value becomes
 /// one too, because readers of counts take nothing else.
 /// @throws BadPlace  as check_number()

@@ -23,9 +23,29 @@ namespace fs = std::filesystem;
   throw std::runtime_error(path + ": " + what);
 }
 
+/// @throws std::runtime_error  if the system does not tell
+fs::file_status status_of(const std::string& path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(fs::u8path(path), error);
+  if (!fs::status_known(status)) fail(path, apps::message_of(error));
+  return status;
+}
+
+bool is_there(const std::string& path) { return fs::exists(status_of(path)); }
+
 bool is_stream(const std::string& path) {
-  const fs::file_status status = fs::status(fs::u8path(path));
-  return apps::is_standard_stream(path) || (fs::exists(status) && !fs::is_regular_file(status));
+  if (apps::is_standard_stream(path)) return true;
+  const fs::file_status status = status_of(path);
+  return fs::exists(status) && !fs::is_regular_file(status);
+}
+
+/// Returns the first bytes of a file; fewer if it is shorter or not there.
+std::string beginning(const std::string& path, std::size_t bytes) {
+  std::string text(bytes, '\0');
+  std::ifstream file(fs::u8path(path), std::ios::binary);
+  file.read(text.data(), static_cast<std::streamsize>(bytes));
+  text.resize(static_cast<std::size_t>(file.gcount()));
+  return text;
 }
 
 std::string whole(const std::string& path) {
@@ -94,10 +114,12 @@ ResultsFile::ResultsFile(std::string path, const std::string& heading, std::uint
     add_part(heading);
     return;
   }
-  if (!restart && !fs::exists(fs::u8path(journal_path_)) && fs::exists(fs::u8path(path_)))
+  if (!restart && !is_there(journal_path_) && is_there(path_))
     fail(path_, "is there without the journal of a study; --restart replaces it");
   open(journal_path_, "ab");  // there has to be one to be locked
-  lock_.emplace(fs::u8path(journal_path_));
+  lock_.emplace(fs::u8path(journal_path_),
+                [this] { apps::complain(0, journal_path_, "waits for another process that has it"); });
+  if (lock_->obstacle()) fail(journal_path_, *lock_->obstacle());
   if (restart)
     begin(heading);
   else
@@ -112,13 +134,22 @@ void ResultsFile::begin(const std::string& heading) {
   add_part(heading);
 }
 
+/// A journal that vouches for nothing may stand beside a file that is somebody's.
+void ResultsFile::begin_if_ours(const std::string& heading) {
+  const std::string found = beginning(path_, heading.size());
+  if (heading.compare(0, found.size(), found) != 0)
+    fail(path_, "is there, but its journal vouches for no part of it; --restart replaces it");
+  begin(heading);
+}
+
 void ResultsFile::go_on(const std::string& heading, const Visitor& visit) {
   const std::string journal = whole(journal_path_);
-  if (head_.compare(0, journal.size(), journal) == 0) return begin(heading);  // new, or killed at once
+  if (head_.compare(0, journal.size(), journal) == 0)  // new, or killed at once
+    return begin_if_ours(heading);
   if (journal.compare(0, head_.size(), head_) != 0)
     fail(journal_path_, "is that of another study, or the study has changed since; --restart begins anew");
   PartReader parts(path_, std::string_view(journal).substr(head_.size()));
-  if (!parts.next()) return begin(heading);
+  if (!parts.next()) return begin_if_ours(heading);
   while (const auto rows = parts.next()) {
     visit(*rows);
     ++chunks_;

@@ -30,7 +30,8 @@ class ResultsFile {
 
   /// Opens the file and its journal and finds out how far the study has come. "-", and what is no regular
   /// file, gets the rows without a journal, from the first one on.
-  /// While another process has the journal, this one waits: ranks may outlive an mpirun that was killed.
+  /// While another process has the journal, this one says so on the error stream and waits: ranks may outlive
+  /// an mpirun that was killed.
   /// @param heading  first line of the file
   /// @param hash     of all that the rows depend on
   /// @param restart  begin anew, whatever there is
@@ -56,6 +57,7 @@ class ResultsFile {
   using File = std::unique_ptr<std::FILE, Close>;
 
   void begin(const std::string& heading);
+  void begin_if_ours(const std::string& heading);
   void go_on(const std::string& heading, const Visitor& visit);
   static File open(const std::string& path, const char* mode);
   static void write(std::FILE* file, const std::string& path, std::string_view text);

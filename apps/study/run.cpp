@@ -39,15 +39,17 @@ void run_alone(const StudyFile& file, Start start, int threads, std::int64_t fir
 /// A worker's store at any rank but 0.
 void run_follower(const StudyFile& file, Start start, int threads, Ranks& ranks) {
   const std::int64_t count = chunk_count(file.study);
+  std::atomic<bool> stopped(false);
   ChunkStore store;
   store.next = [&] {
-    const std::int64_t chunk = ranks.take_chunk();
+    const std::int64_t chunk = stopped ? kNoChunk : ranks.take_chunk();
     if (chunk >= count) return kNoChunk;
-    while (chunk >= ranks.chunks_written() + kWindow) std::this_thread::sleep_for(kNap);
-    return chunk;
+    // After a failure the chunk that is missing never comes: only the end of all workers lets the rank tell.
+    while (!stopped && chunk >= ranks.chunks_written() + kWindow) std::this_thread::sleep_for(kNap);
+    return stopped ? kNoChunk : chunk;
   };
   store.deliver = [&](std::int64_t chunk, const std::string& rows) { ranks.send(chunk, rows); };
-  store.stop = [] {};
+  store.stop = [&] { stopped = true; };
   solve_chunks(file, start, threads, store);
 }
 

@@ -51,7 +51,7 @@ void read_spread(const TomlTable& t, Parameter& p) {
   }
 }
 
-Parameter read_parameter(const toml::table& table, const toml::table& base) {
+Parameter read_parameter(const toml::table& table, toml::table& base) {
   const TomlTable t(table, "[[parameter]]",
                     {"name", "place", "values", "range", "latin_hypercube", "normal"});
   Parameter p;
@@ -60,8 +60,7 @@ Parameter read_parameter(const toml::table& table, const toml::table& base) {
   p.name = t.has("name") ? t.line_of_text("name") : p.place_text;
   try {
     p.place = parse_place(p.place_text);
-    toml::table copy = base;
-    check_number(copy, p.place);
+    check_number(base, p.place);
   } catch (const BadPlace& bad) {
     t.complain("place", fmt::format("is \"{}\", which {}", p.place_text, bad.what()));
   }
@@ -69,15 +68,20 @@ Parameter read_parameter(const toml::table& table, const toml::table& base) {
   return p;
 }
 
-void read_parameters(const TomlTable& root, const toml::table& base, Study& study) {
+/// @throws CaseError  if two parameters have one name, or set one number
+void check_differ(const Parameter& p, const Parameter& other, toml::table& base) {
+  if (other.name == p.name) throw CaseError(p.line, fmt::format("two parameters are called \"{}\"", p.name));
+  if (other.place_text == p.place_text)
+    throw CaseError(p.line, fmt::format("two parameters set \"{}\"", p.place_text));
+  if (is_same_place(base, other.place, p.place))
+    throw CaseError(p.line, fmt::format("two parameters set the same number, as \"{}\" and as \"{}\"",
+                                        other.place_text, p.place_text));
+}
+
+void read_parameters(const TomlTable& root, toml::table base, Study& study) {
   for (const toml::table* table : root.tables("parameter")) {
     Parameter p = read_parameter(*table, base);
-    for (const Parameter& other : study.parameters) {
-      if (other.name == p.name)
-        throw CaseError(p.line, fmt::format("two parameters are called \"{}\"", p.name));
-      if (other.place_text == p.place_text)
-        throw CaseError(p.line, fmt::format("two parameters set \"{}\"", p.place_text));
-    }
+    for (const Parameter& other : study.parameters) check_differ(p, other, base);
     study.parameters.push_back(std::move(p));
   }
   if (study.parameters.empty()) throw CaseError(root.line(), "the study lacks a [[parameter]]");

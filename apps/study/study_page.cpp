@@ -24,6 +24,18 @@ std::string note_on_points(const Tally& tally) {
   return tally.every() > 1 ? fmt::format("One case in {} is drawn.", tally.every()) : "";
 }
 
+/// Says the same of a picture that has the cases without an answer beside the others.
+std::string note_on_failed_points(const Tally& tally) {
+  std::string note;
+  if (tally.every() > 1) note = fmt::format("One case in {} with an answer is drawn", tally.every());
+  if (tally.every() > 1 && tally.failed() > 0)
+    note += tally.failed_every() > 1 ? fmt::format(", and one in {} without.", tally.failed_every())
+                                     : ", and each without.";
+  else if (tally.failed_every() > 1)
+    note = fmt::format("One case in {} without an answer is drawn", tally.failed_every());
+  return note.empty() || note.back() == '.' ? note : note + '.';
+}
+
 bool draws(const Study& study) {
   return std::any_of(study.parameters.begin(), study.parameters.end(),
                      [](const Parameter& p) { return p.drawn(); });
@@ -116,14 +128,16 @@ Plot failures_on_plane(const Study& study, const Tally& tally) {
   Series solved{"answer", {}, {}, false, true}, failed{"no answer", {}, {}, false, true};
   solved.colour = kSolvedColour;
   failed.colour = kFailedColour;
-  for (const Tally::Point& point : tally.points()) {
-    Series& series = point.solved ? solved : failed;
+  const auto draw = [plane](const Tally::Point& point, Series& series) {
     series.x.push_back(point.values[0]);
     series.y.push_back(plane ? point.values[1] : static_cast<double>(point.number));
-  }
+  };
+  for (const Tally::Point& point : tally.points())
+    if (point.solved) draw(point, solved);
+  for (const Tally::Point& point : tally.failed_points()) draw(point, failed);
   plot.series = {std::move(solved), std::move(failed)};
   plot.width = report::Width::kFull;
-  plot.note = note_on_points(tally);
+  plot.note = note_on_failed_points(tally);
   return plot;
 }
 

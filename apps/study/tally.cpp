@@ -5,13 +5,22 @@
 #include <limits>
 
 #include "apps/common/number.h"
+#include "apps/study/random_numbers.h"
 #include "apps/study/sampling.h"
 
 namespace study {
 namespace {
 
 constexpr std::int64_t kMostPoints = 4000;
-constexpr std::size_t kMostFailures = 20;
+constexpr std::size_t kMostFailures = 20, kMostFailedPoints = 1000;
+
+/// Returns whether a case is one of those that stand for all, on average one in `every`. Those that
+/// are drawn for 2 `every` are among those for `every`.
+bool is_drawn(std::int64_t number, std::int64_t every) {
+  constexpr std::uint64_t kSeed = 0, kStream = 0;  // whatever the study draws from
+  const std::uint64_t bits = random_bits(kSeed, kStream, static_cast<std::uint64_t>(number));
+  return bits % static_cast<std::uint64_t>(every) == 0;
+}
 
 /// Takes a field off the front of a row: of fields in front of the last one, none of which needs quotes.
 std::string_view take_field(std::string_view& row) {
@@ -64,13 +73,24 @@ void Tally::add_row(std::string_view row) {
   Point point{++cases_, take_numbers(row, parameters_), {}, false};
   point.results = take_numbers(row, extents_.size());
   point.solved = row == "ok";
-  if (point.solved) {
+  if (point.solved)
     add_results(point.results);
-  } else {
-    ++failed_;
-    if (failures_.size() < kMostFailures) failures_.push_back({point, unquoted(row)});
+  else
+    add_failure(point, unquoted(row));
+  if (point.number == 1 || is_drawn(point.number, every_)) points_.push_back(std::move(point));
+}
+
+void Tally::add_failure(const Point& point, std::string reason) {
+  ++failed_;
+  if (failures_.size() < kMostFailures) failures_.push_back({point, std::move(reason)});
+  if (!is_drawn(point.number, failed_every_)) return;
+  failed_points_.push_back(point);
+  while (failed_points_.size() > kMostFailedPoints) {
+    failed_every_ *= 2;
+    const auto left = std::remove_if(failed_points_.begin(), failed_points_.end(),
+                                     [this](const Point& p) { return !is_drawn(p.number, failed_every_); });
+    failed_points_.erase(left, failed_points_.end());
   }
-  if ((point.number - 1) % every_ == 0) points_.push_back(std::move(point));
 }
 
 void Tally::add_results(const std::vector<double>& results) {

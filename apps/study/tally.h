@@ -21,7 +21,7 @@ class Tally {
     std::int64_t count = 0;
     double least = 0, most = 0, mean = 0;
   };
-  /// A case that is drawn; only one in every() is kept.
+  /// A case that is drawn.
   struct Point {
     std::int64_t number;          // of the case, from 1
     std::vector<double> values;   // [parameter]
@@ -36,19 +36,25 @@ class Tally {
   std::int64_t cases() const { return cases_; }
   std::int64_t failed() const { return failed_; }
   const std::vector<Extent>& extents() const { return extents_; }  // [result] over all solved cases
+  /// The first case, and on average one in every() of all. Numbers drawn from those of the cases choose them:
+  /// every so many cases of a grid may all have one value of a parameter.
   const std::vector<Point>& points() const { return points_; }
   std::int64_t every() const { return every_; }
+  /// Of the cases without an answer on average one in failed_every(), which is 1 for as long as they are few.
+  const std::vector<Point>& failed_points() const { return failed_points_; }
+  std::int64_t failed_every() const { return failed_every_; }
   const std::vector<Failure>& failures() const { return failures_; }  // the first ones
 
  private:
   void add_row(std::string_view row);
   void add_results(const std::vector<double>& results);
+  void add_failure(const Point& point, std::string reason);
 
   const std::size_t parameters_;
   const std::int64_t every_;
-  std::int64_t cases_ = 0, failed_ = 0;
+  std::int64_t cases_ = 0, failed_ = 0, failed_every_ = 1;
   std::vector<Extent> extents_;
-  std::vector<Point> points_;
+  std::vector<Point> points_, failed_points_;
   std::vector<Failure> failures_;
 };
 

@@ -4,8 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <chrono>
+#include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
+#include "apps/common/platform.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -91,12 +97,30 @@ TEST_F(StudyProgram, ExitCodeTellsWhatWentWrong) {
       {"s.toml --csv other.csv", 1,
        "other.csv: is there without the journal of a study; --restart replaces it\n"},
       {"s.toml --csv no/such.csv", 1, "such.csv.journal: No such file or directory\n"},
+      {"s.toml --csv " + std::string(300, 'c'), 1, "c: File name too long\n"},
+      {"s.toml --csv " + std::string(250, 'c'), 1, "c.journal: File name too long\n"},
       {"none.toml --csv none.csv", 3, "none.toml: no case has an answer\n"},
   });
   EXPECT_FALSE(fs::exists(folder_ / "c.csv"));
   if (!test_support::system_is_posix()) return;
   EXPECT_EQ(run("s.toml --csv /dev/full"), 1);
   EXPECT_EQ(err_, "/dev/full: No space left on device\n");
+}
+
+TEST_F(StudyProgram, TellsThatItWaitsForAnother) {
+  if (!test_support::system_is_posix()) GTEST_SKIP() << "locks the journal as programs on POSIX do";
+  rows_of_one_thread();
+  std::optional<apps::platform::FolderLock> lock(folder_ / "one.csv.journal");
+  const std::string line = "one.csv.journal: waits for another process that has it\n";
+  std::thread other([&] {
+    constexpr int kMostLooks = 1000;
+    for (int look = 0; look < kMostLooks && contents(folder_ / "err") != line; ++look)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    lock.reset();
+  });
+  EXPECT_EQ(run("s.toml --csv one.csv --quiet"), 0);
+  other.join();
+  EXPECT_EQ(err_, line);
 }
 
 TEST_F(StudyProgram, StartsColdIfAskedTo) {
@@ -107,12 +131,45 @@ TEST_F(StudyProgram, StartsColdIfAskedTo) {
 }
 
 #ifdef MPIEXEC
-TEST_F(StudyProgram, RanksChangeNoByte) {
+class StudyOverRanks : public StudyProgram {
+ protected:
+  /// The time is for ranks that would wait for each other for ever.
+  static constexpr char kLaunch[] = "timeout -s KILL 60 " MPIEXEC " --allow-run-as-root --oversubscribe -n ";
+
+  int ranks(int count, const std::string& arguments) {
+    return run(arguments, kLaunch + std::to_string(count));
+  }
+};
+
+TEST_F(StudyOverRanks, AWorkerThatFailsEndsAll) {
+  EXPECT_EQ(shell(kLaunch + std::string("2 \"" FAILING_RANK "\"")), 1);
+  EXPECT_NE(err_.find("one worker has failed\n"), std::string::npos) << err_;
+}
+
+TEST_F(StudyOverRanks, RefuseWhatIsNotTheSameForAll) {
+  fs::create_directory(folder_ / "sub");
+  fs::copy(folder_ / "s.toml", folder_ / "sub");
+  std::string base = contents(folder_ / "binary32.toml");
+  write("sub/binary32.toml", base.replace(base.find("volatility = 1.6"), 16, "volatility = 1.5"));
+  // Another base case, another start of the cases, options that one rank cannot use, a stream that only
+  // rank 0 gets.
+  for (const auto& [first, second, code, says] : std::vector<std::array<std::string, 4>>{
+           {"s.toml", "sub/s.toml", "1", "sub/s.toml: rank 1 has another study, "},
+           {"s.toml", "s.toml --cold", "1", "s.toml: rank 1 has another study, "},
+           {"s.toml", "s.toml --threads 0", "2", "the options of rank 1 cannot be used\n"},
+           {"-", "-", "2", "study: must be a file that all processes can read, not -"}}) {
+    SCOPED_TRACE(first + " : " + second);
+    EXPECT_EQ(ranks(1, first + " --csv c.csv : -n 1 \"" + program_ + "\" --csv c.csv " + second),
+              std::stoi(code))
+        << err_;
+    EXPECT_NE(err_.find(says), std::string::npos) << err_;
+    EXPECT_EQ(err_.find(says), err_.rfind(says)) << "told once";
+  }
+  EXPECT_FALSE(fs::exists(folder_ / "c.csv"));
+}
+
+TEST_F(StudyOverRanks, ChangeNoByte) {
   const std::string rows = rows_of_one_thread();
-  const auto ranks = [this](int count, const std::string& arguments, const std::string& limits = "") {
-    return run(arguments,
-               limits + " " MPIEXEC " --allow-run-as-root --oversubscribe -n " + std::to_string(count));
-  };
   for (const int count : {1, 2, 4}) {
     EXPECT_EQ(ranks(count, "s.toml --csv ranks.csv --restart --threads 2"), 0) << err_;
     EXPECT_EQ(contents(folder_ / "ranks.csv"), rows) << count;

@@ -1,5 +1,6 @@
 // Studies as a whole: rows in order whoever solves them, cases that fail, results on the disk.
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -108,6 +109,47 @@ TEST(Study, AnswersAreThoseOfTheChangedCases) {
     }
 }
 
+// The files were fine when the study was read. A row about them would stay when they are fine again.
+TEST(Study, AFileThatFailsIsNoFaultOfTheCase) {
+  const fs::path folder = new_folder("study_files");
+  fs::create_directory(folder / "cases");
+  fs::copy(COLUMN_CASES "/measured.toml", folder / "cases");
+  fs::copy(COLUMN_CASES "/../data", folder / "data");
+  const study::StudyFile file = study::parse_study(R"(title = "t"
+column = "cases/measured.toml"
+results = ["passes"]
+[[parameter]]
+place = "column.reflux_ratio"
+values = [2.5, -1]
+)",
+                                                   (folder / "s.toml").string());
+  const std::string rows = rows_of_chunk(file, 0, Start::kWarm);
+  EXPECT_NE(rows.find("must be above 0, not -1"), rows.npos) << rows;
+  const fs::path table = folder / "data" / "toluene.csv";
+  const std::string text = contents(table);
+  const auto complaint = [&] {
+    try {
+      return rows_of_chunk(file, 0, Start::kWarm);
+    } catch (const apps::BadCase& bad) {
+      return std::string(bad.what());
+    }
+  };
+  fs::remove(table);
+  EXPECT_NE(complaint().find("measured.toml: \"table\" in [[component]] names a file that "
+                             "cannot be used: "),
+            std::string::npos)
+      << complaint();
+  for (const std::string& changed :
+       {text.substr(0, text.size() / 2) + "x", std::string(), contents(folder / "data" / "benzene.csv")}) {
+    std::ofstream(table, std::ios::binary) << changed;
+    EXPECT_EQ(complaint().find("ok"), std::string::npos) << complaint();
+    EXPECT_NE(complaint().find("toluene"), std::string::npos) << complaint();
+  }
+  std::ofstream(table, std::ios::binary) << text;
+  EXPECT_EQ(complaint(), rows);
+  fs::remove_all(folder);
+}
+
 TEST(Study, WarmStartsSavePasses) {
   for (const char* path : {STUDIES "/reflux-purity.toml", STUDIES "/feed-scatter.toml"}) {
     const study::StudyFile file = study::read_study(path);
@@ -156,6 +198,21 @@ TEST(OrderedRows, HandsOnInOrderAndEndsWaiting) {
   EXPECT_FALSE(ordered.wait_for_room(5 + study::kWindow));
 }
 
+TEST(OrderedRows, HandsNothingOnAfterTheSinkHasFailed) {
+  std::string got;
+  study::OrderedRows ordered(0, [&](const std::string& rows) {
+    got += rows;
+    if (rows == "b") throw std::runtime_error("full");
+  });
+  ordered.take(0, "a");
+  ordered.take(2, "c");
+  EXPECT_THROW(ordered.take(1, "b"), std::runtime_error);
+  ordered.take(3, "d");
+  EXPECT_EQ(got, "ab");
+  EXPECT_EQ(ordered.next(), 1);
+  EXPECT_FALSE(ordered.wait_for_room(4));
+}
+
 TEST(Tally, SumsUpRows) {
   study::Study s;
   s.parameters.resize(1);
@@ -173,6 +230,34 @@ TEST(Tally, SumsUpRows) {
             (std::vector<double>{2, -1, 3, 1}));
   EXPECT_EQ(tally.extents()[1].count, 1);
   EXPECT_EQ(tally.points().size(), 3u);
+}
+
+TEST(Tally, DrawsAllValuesOfAGridAndItsFailures) {
+  study::Study s;
+  s.parameters.resize(2);
+  s.parameters[0].spread = study::Spread::kRange;
+  s.parameters[0].count = 5001;
+  s.parameters[1].values = {1, 2, 3};
+  s.results = {"a"};
+  study::Tally tally(s);
+  // Every fourth case has a fault, and the second of all.
+  for (int i = 0; i < 15003; ++i)
+    tally.add(fmt::format("{},{},{},{}\n", i + 1, i / 3, i % 3 + 1, i % 4 == 0 || i == 1 ? ",bad" : "7,ok"));
+  EXPECT_EQ(tally.every(), 4);
+  EXPECT_EQ(tally.points().front().number, 1);
+  int by_value[3] = {}, failed = 0;
+  for (const auto& point : tally.points()) {
+    ++by_value[static_cast<int>(point.values[1]) - 1];
+    failed += !point.solved;
+  }
+  for (const int count : by_value) EXPECT_NEAR(count, 1250, 150);
+  EXPECT_NEAR(failed, 938, 120);
+  EXPECT_EQ(tally.failed(), 3752);
+  EXPECT_EQ(tally.failed_every(), 4);
+  EXPECT_NEAR(static_cast<double>(tally.failed_points().size()), 938, 120);
+  study::Tally few(s);
+  for (int i = 0; i < 15003; ++i) few.add(fmt::format("{},1,1,{}\n", i + 1, i % 20 == 0 ? ",bad" : "7,ok"));
+  EXPECT_EQ(few.failed_points().size(), 751u);
 }
 
 /// A results file of three chunks.
@@ -238,6 +323,10 @@ TEST_F(ResultsFileTest, ReplacesNothingUnlessAskedTo) {
   };
   put(path_, "somebody's");
   EXPECT_EQ(complaint(1), path_ + ": is there without the journal of a study; --restart replaces it");
+  EXPECT_EQ(contents(path_), "somebody's");
+  put(journal_, "");
+  EXPECT_EQ(complaint(1),
+            path_ + ": is there, but its journal vouches for no part of it; --restart replaces it");
   EXPECT_EQ(contents(path_), "somebody's");
   EXPECT_EQ(complete(1, true), 0);
   const std::string rows = contents(path_);
