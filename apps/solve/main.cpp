@@ -36,6 +36,9 @@ constexpr int kToldElsewhere = apps::kSolved;
 /// The processes of this run. They are joined in main(), before options are read.
 apps::Processes* ranks = nullptr;
 
+/// Whether run() has been reached, so that the options of this rank are good.
+bool running = false;
+
 struct Options {
   solve::Task task;
   std::string report_folder;
@@ -76,6 +79,8 @@ int solve_and_print(const Options& options) {
 }
 
 int run(const CLI::App&, const Options& options) {
+  running = true;
+  if (!apps::agree_on_options(*ranks, true)) return apps::kBadUsage;
   try {
     return solve_and_print(options);
   } catch (const solve::Singular& error) {
@@ -233,5 +238,7 @@ int main(int argc, char** argv) {
       check_options,
       run,
       file};
-  return apps::run_program(program, argc, argv);
+  const int code = apps::run_program(program, argc, argv);
+  if (!running) apps::agree_on_options(*ranks, false);
+  return code;
 }

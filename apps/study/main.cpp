@@ -69,16 +69,6 @@ std::uint64_t hash_of_rows(const Options& options, const study::StudyFile& file)
   return file.study.hash ^ (options.cold ? 1 : 0);
 }
 
-/// Tells all ranks whether the options of each are good. A rank whose options are not could not end by
-/// itself: MPI would have it wait for the others, which wait for it.
-/// @return whether those of all ranks are
-bool agree_on_options(bool good) {
-  const int failed = ranks->lowest_failed(!good);
-  if (failed == ranks->rank() && failed > 0)  // rank 0 has told by itself, the others are silent
-    apps::complain(apps::kBadUsage, fmt::format("the options of rank {} cannot be used", failed));
-  return failed == ranks->size();
-}
-
 /// @throws std::runtime_error  at a rank that would solve other cases than rank 0
 void check_same_study(const Options& options, std::uint64_t hash, std::uint64_t hash_of_first) {
   if (hash != hash_of_first)
@@ -151,7 +141,7 @@ bool prepare(const Options& options, std::optional<study::StudyFile>& file, std:
 
 int run(const CLI::App&, const Options& options) {
   running = true;
-  if (!agree_on_options(true)) return apps::kBadUsage;
+  if (!apps::agree_on_options(*ranks, true)) return apps::kBadUsage;
   std::optional<study::StudyFile> file;
   std::optional<Output> output;
   if (!prepare(options, file, output)) return kBadInput;
@@ -214,6 +204,6 @@ int main(int argc, char** argv) {
       run,
       file};
   const int code = apps::run_program(program, argc, argv);
-  if (!running) agree_on_options(false);
+  if (!running) apps::agree_on_options(*ranks, false);
   return code;
 }

@@ -50,6 +50,11 @@ class Processes {
   bool started_ = false;
 };
 
+/// Tells all ranks whether the options of each are good. A rank whose options are not could not end by
+/// itself: MPI would have it wait for the others, which wait for it. All ranks call it.
+/// @return whether those of all ranks are
+bool agree_on_options(const Processes& ranks, bool good);
+
 /// Runs, at all ranks, what may fail at any of them.
 /// @return whether all have succeeded
 /// @throws what `action` throws, at the lowest rank where it does: one line tells it

@@ -245,6 +245,11 @@ TEST_F(MumpsProgram, EndsAllRanksWithOneMessage) {
   EXPECT_NE(err_.find("only mumps goes over several processes"), err_.npos) << err_;
   EXPECT_EQ(solve_by(2, "-"), 2);
   EXPECT_NE(err_.find("a file that all processes can read"), err_.npos) << err_;
+  const std::string by_mumps = "good.mtx --solver mumps ";
+  EXPECT_EQ(
+      run(by_mumps + ": -n 1 " SOLVE_PROGRAM " " + by_mumps + "--bound 2", "timeout 60 " + kMpirun + " -n 1"),
+      2);
+  EXPECT_NE(err_.find("the options of rank 1 cannot be used"), err_.npos) << err_;
 }
 
 #else
