@@ -111,4 +111,12 @@ class GuardedArray {
 using Ints = GuardedArray<int>;
 using Doubles = GuardedArray<double>;
 
+/// Returns a guarded copy of a vector.
+template <class T>
+GuardedArray<T> guarded(const std::vector<T>& values) {
+  GuardedArray<T> array(values.size());
+  std::copy(values.begin(), values.end(), array.begin());
+  return array;
+}
+
 }  // namespace fuzz

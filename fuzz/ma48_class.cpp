@@ -14,7 +14,7 @@
 
 namespace {
 
-using fuzz::Bytes, fuzz::Doubles, fuzz::Ints, fuzz::require;
+using fuzz::Bytes, fuzz::Doubles, fuzz::guarded, fuzz::Ints, fuzz::require;
 
 constexpr int kLongest = 40000;  // longer arrays are no different, but cost time
 constexpr double kThreshold = 0.1;
@@ -195,13 +195,6 @@ class Driver : public ma48callback {
     require(!fits || given_.count() == told_, "no analysis fits a matrix with more entries");
     require(!solver.IsReusable(rows.data(), columns.data(), given_.count(), n_ + 1, check),
             "no analysis fits a matrix of another order");
-  }
-
-  template <class T>
-  static fuzz::GuardedArray<T> guarded(const std::vector<T>& values) {
-    fuzz::GuardedArray<T> array(values.size());
-    std::copy(values.begin(), values.end(), array.begin());
-    return array;
   }
 
   Bytes& bytes_;

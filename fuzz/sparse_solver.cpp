@@ -17,7 +17,7 @@
 namespace {
 
 using corvidnum::SparseSolver, corvidnum::SparseStatus;
-using fuzz::Bytes, fuzz::Doubles, fuzz::Ints, fuzz::require;
+using fuzz::Bytes, fuzz::Doubles, fuzz::guarded, fuzz::Ints, fuzz::require;
 
 std::size_t length(int count) { return static_cast<std::size_t>(std::max(count, 0)); }
 
@@ -184,12 +184,6 @@ class Driver {
     same(solver.ConditionEstimate(&raw, &scaled),
          corvidnum_sparse_condition(other, &other_raw, &other_scaled));
     require(fuzz::same_bits(raw, other_raw), "class and C interface give the same condition");
-  }
-
-  static Doubles guarded(const std::vector<double>& values) {
-    Doubles array(values.size());
-    std::copy(values.begin(), values.end(), array.begin());
-    return array;
   }
 
   Bytes& bytes_;
