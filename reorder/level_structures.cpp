@@ -198,12 +198,13 @@ void SharedWalk::reach_next_level() {
 
 /// Measures the structures of up to kMostShared candidates: levels[k - 1] is what gps_rooted_levels_limited()
 /// returns for roots(k). Keeps the column of the start node's structure; overwrites the other two.
+/// @param spare  the number of the column that holds neither the start node's nor the best structure
 /// @return false, with `levels` without meaning, if a level has more nodes than there is space for, or a root
 ///         does not reach the whole component (the graph is not symmetric)
-bool measure_together(const GpsGraph& graph, const Columns& columns, const PseudoDiameter& found,
+bool measure_together(const GpsGraph& graph, const Columns& columns, const PseudoDiameter& found, int spare,
                       OneBased<const int> roots, RootedLevels* levels) {
   const LevelColumn kept = columns.column(found.forward);
-  int* const one = columns.list(6 - found.forward - found.best_backward).data();
+  int* const one = columns.list(spare).data();
   Word* const two = reinterpret_cast<Word*>(columns.list(found.best_backward).data());
   const int m = found.node_count, room = kept.available() - found.depth - 1 - m;  // of `front`
   SharedWalk walk{graph, one, reinterpret_cast<Word*>(one + m), two, two + m, kept.list().data() + m};
@@ -215,6 +216,115 @@ bool measure_together(const GpsGraph& graph, const Columns& columns, const Pseud
   return std::all_of(levels, levels + roots.size(), [&found](const RootedLevels& its) {
     return its.depth == 0 || its.node_count == found.node_count;
   });
+}
+
+/// Steps 2 to 4 of the search for a pseudo-diameter, round by round. A round tries the candidates of one
+/// start node, whose structure is in column found.forward.
+class EndSearch {
+ public:
+  /// @param found its start node, node_count and the numbers of two columns are set
+  EndSearch(const GpsGraph& graph, const Columns& columns, PseudoDiameter& found)
+      : graph_(graph),
+        columns_(columns),
+        found_(found),
+        spare_(kSumOfColumns - found.forward - found.best_backward),
+        may_share_(columns.available - graph.n > found.node_count) {}
+
+  /// Tries the candidates of the start node until one proves deeper, which becomes the start node.
+  /// @param start  size of the start node's structure; out: the same of the new one
+  /// @param deeper out: whether there is a new start node
+  GpsStatus run_round(RootedLevels& start, bool& deeper);
+
+ private:
+  static constexpr int kSumOfColumns = 1 + 2 + 3;
+
+  GpsStatus measure(int k, RootedLevels& levels);
+  bool measure_ahead(int k);
+  GpsStatus build(int node, int column, int max_width, RootedLevels& levels) const;
+  void take(int& node, int& column, int k);
+  void build_unless_built(int node, int column) const;
+
+  const GpsGraph& graph_;
+  const Columns& columns_;
+  PseudoDiameter& found_;
+  int spare_;           // the column that is neither found_.forward nor found_.best_backward
+  bool may_share_;      // there is room to measure candidates together, and doing so has not failed
+  bool built_ = false;  // whether the column of the best candidate holds its structure
+  OneBased<int> ends_{nullptr, 0};             // the candidates
+  int together_first_ = 1, together_end_ = 1;  // candidates of which together_ has the sizes
+  RootedLevels together_[kMostShared];
+};
+
+/// Builds the structure of a node of the component, unless it gets too wide.
+GpsStatus EndSearch::build(int node, int column, int max_width, RootedLevels& levels) const {
+  const int max_depth = columns_.available - found_.node_count - 1;
+  return gps_rooted_levels_limited(graph_, node, columns_.list(column), found_.node_count, max_depth,
+                                   max_width, levels);
+}
+
+/// Measures candidates from k on together, if that pays and is possible.
+bool EndSearch::measure_ahead(int k) {
+  const int left = static_cast<int>(ends_.size()) - k + 1, count = std::min(left, kMostShared);
+  // The first candidate goes alone: its width soon stops most of the others.
+  if (!may_share_ || k == 1 || left < kFewestShared) return false;
+  built_ = false;  // both columns are overwritten
+  may_share_ = measure_together(graph_, columns_, found_, spare_, ends_.part(k, count), together_);
+  if (!may_share_) return false;
+  together_first_ = k;
+  together_end_ = k + count;
+  return true;
+}
+
+/// Finds the size of the structure of candidate k. If it is measured alone, the structure is in the spare
+/// column.
+GpsStatus EndSearch::measure(int k, RootedLevels& levels) {
+  if (k >= together_end_ && !measure_ahead(k)) return build(ends_(k), spare_, found_.backward_width, levels);
+  levels = together_[k - together_first_];
+  return {};
+}
+
+/// Takes candidate k, just measured, as `node`. Its structure's column is exchanged for the spare one.
+void EndSearch::take(int& node, int& column, int k) {
+  node = ends_(k);
+  std::swap(column, spare_);
+  built_ = k >= together_end_;
+}
+
+/// Builds the structure of a node that was measured together with others.
+void EndSearch::build_unless_built(int node, int column) const {
+  if (built_) return;
+  RootedLevels levels;
+  build(node, column, graph_.n + 1, levels);  // cannot fail: this walk has been measured
+}
+
+GpsStatus EndSearch::run_round(RootedLevels& start, bool& deeper) {
+  found_.forward_width = start.width;
+  found_.depth = start.depth;
+  found_.backward_width = graph_.n + 1;
+  if (!sort_last_level(graph_, columns_.column(found_.forward), found_.depth, ends_))
+    return broken(kLastLevelSort);
+  together_end_ = 1;
+  deeper = false;
+  int best_depth = 0;
+  for (int k = 1; k <= ends_.size(); ++k) {
+    RootedLevels levels;
+    const GpsStatus status = measure(k, levels);
+    if (status.error != kGpsOk) return status;
+    if (levels.width >= found_.backward_width) continue;
+    deeper = levels.depth > found_.depth;
+    if (deeper) {
+      take(found_.start_node, found_.forward, k);
+      build_unless_built(found_.start_node, found_.forward);
+      start = levels;
+      return {};
+    }
+    take(found_.end_node, found_.best_backward, k);
+    found_.backward_width = levels.width;
+    best_depth = levels.depth;
+  }
+  build_unless_built(found_.end_node, found_.best_backward);
+  append_empty_levels(columns_.column(found_.best_backward), found_.node_count, best_depth, found_.depth);
+  return {};
 }
 
 }  // namespace
@@ -271,56 +381,17 @@ GpsStatus gps_rooted_levels_limited(const GpsGraph& graph, int root, OneBased<in
 
 GpsStatus gps_pseudo_diameter(const GpsGraph& graph, const Columns& columns, int nodes_left, int start_node,
                               PseudoDiameter& found) {
-  int backward = 2;
-  found = {start_node, 0, 1, 3, 0, 0, 0, 0};
+  found = {};
+  found.start_node = start_node;
+  found.forward = 1;
+  found.best_backward = 3;
   RootedLevels levels;
   GpsStatus status = gps_rooted_levels(graph, start_node, columns.list(found.forward), nodes_left, levels);
   if (status.error != kGpsOk) return status;
   found.node_count = levels.node_count;
-  const int max_depth = columns.available - found.node_count - 1;
-  bool may_share = columns.available - graph.n > found.node_count;  // measure_together() has not failed
-  const auto build = [&](int node, int column, int max_width) {
-    return gps_rooted_levels_limited(graph, node, columns.list(column), found.node_count, max_depth,
-                                     max_width, levels);
-  };
-  for (bool deeper = true; deeper;) {
-    deeper = false;
-    found.forward_width = levels.width;
-    found.depth = levels.depth;
-    found.backward_width = graph.n + 1;
-    OneBased<int> ends(nullptr, 0);
-    if (!sort_last_level(graph, columns.column(found.forward), found.depth, ends))
-      return broken(kLastLevelSort);
-    RootedLevels together[kMostShared];  // of candidates first .. end - 1
-    int first = 1, end = 1, best_depth = 0;
-    bool built = false;  // whether its column holds the structure of the best candidate
-    for (int k = 1; k <= ends.size() && !deeper; ++k) {
-      // The first candidate goes alone: its width soon stops most of the others.
-      const int left = static_cast<int>(ends.size()) - k + 1;
-      if (may_share && k > 1 && k >= end && left >= kFewestShared) {
-        built = false;
-        first = k;
-        const int count = std::min(left, kMostShared);
-        may_share = measure_together(graph, columns, found, ends.part(k, count), together);
-        end = may_share ? k + count : k;
-      }
-      const bool shared = k < end;
-      status = shared ? GpsStatus{} : build(ends(k), backward, found.backward_width);
-      if (status.error != kGpsOk) return status;
-      if (shared) levels = together[k - first];
-      if (levels.width >= found.backward_width) continue;
-      deeper = levels.depth > found.depth;
-      std::swap(deeper ? found.forward : found.best_backward, backward);
-      (deeper ? found.start_node : found.end_node) = ends(k);
-      if (!deeper) found.backward_width = levels.width, best_depth = levels.depth;
-      built = !shared;
-    }
-    const int best = deeper ? found.start_node : found.end_node;
-    const int its_column = deeper ? found.forward : found.best_backward;
-    if (!built) build(best, its_column, graph.n + 1);  // cannot fail: this walk has been measured
-    if (!deeper) append_empty_levels(columns.column(its_column), found.node_count, best_depth, found.depth);
-  }
-  return {};
+  EndSearch search(graph, columns, found);
+  for (bool deeper = true; deeper && status.error == kGpsOk;) status = search.run_round(levels, deeper);
+  return status;
 }
 
 }  // namespace corvidnum

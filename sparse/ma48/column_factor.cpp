@@ -138,12 +138,12 @@ class ColumnFactor {
   int rank_ = 0;     // INFO(5)
   int dropped_ = 0;  // INFO(6)
   double operations_ = 0.0;
-  Wide update_operations_ = 0;  // of add_multiple(), not yet in operations_; exact as a double all the same
-  int first_ = 1;               // first column to be done
-  int mf_ = 0;                  // rows of the full part, once it is begun
-  int pivots_ = 0;              // NPR
-  int fill_ = 2;                // last place in use at the low end
-  int top_;                     // last free place of the high end
+  Wide update_operations_ = 0;      // of add_multiple(), not yet in operations_; far below 2^53
+  int first_ = 1;                   // first column to be done
+  int mf_ = 0;                      // rows of the full part, once it is begun
+  int pivots_ = 0;                  // NPR
+  int fill_ = 2;                    // last place in use at the low end
+  int top_;                         // last free place of the high end
   int full_at_ = 0, full_end_ = 0;  // first place of the full part; last place of its columns so far
   Wide freed_ = 0;
   int upper_end_ = 0;                    // U list: fill_+1 .. upper_end_

@@ -105,7 +105,7 @@ void NormEstimator::resume() {
       return take_transposed();
     case kAlternating:
       return take_alternating();
-    default:  // the thread's word was lost: the system has no room for it, so nothing is known of the norm
+    default:  // the state was lost: the system had no memory for it in this thread, so the norm is unknown
       est_ = std::numeric_limits<double>::infinity();
       kase_ = 0;
   }

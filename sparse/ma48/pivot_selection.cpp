@@ -117,8 +117,8 @@ class PivotSelection {
   Index add_not_finite(Index entries, double* values, const int* rows, const ColumnUpdate& update);
   void mark_met(Index j) const;  // turns the sign of iw_ for the rows that column j has: no fill-in there
   bool notes_met() const { return others_in_column_ <= kMostInSet; }
-  OffsetSet missing_rows(Index first) const;  // returns the offsets less `first` of rows to be filled in
-  void squeeze(Index j);                      // removes what the update has made small
+  OffsetSet missing_rows(Index first) const;             // turns signs in iw_
+  void squeeze(Index j);                                 // removes what the update has made small
   bool fill_in(Index j, double multiplier, Index room);  // room: its entries, at least 1
   void measure_rows();                                   // finds the longest row of the pivot column
   void need_before_fill(Index last_met, Index added, Index end);
@@ -654,8 +654,10 @@ void PivotSelection::squeeze(Index j) {
   for (; to <= last; ++to) columns_.index(to) = 0;
 }
 
-/// Returns a bit for each offset from `first` on; those behind the last offset do not count. Turns the signs
-/// of the rows to be filled in, if signs tell them, so that these are met from now on.
+/// Returns the offsets of the rows to be filled in, as a set. Where signs in iw_ tell them, these are the
+/// offsets from `first` on, less `first`, and their signs are turned, so that the rows count as met from now
+/// on. Where met_ tells them, these are all offsets, whatever `first`; bits behind the last offset have no
+/// meaning.
 OffsetSet PivotSelection::missing_rows(Index first) const {
   if (notes_met()) return ~(met_ | kPivotOffset);
   const int* const rows = &columns_.index(columns_.start(pivot_.column));

@@ -55,7 +55,7 @@ CORVIDNUM_INLINED Index add_to_column(Index entries, double* values, const int* 
                                       const ColumnUpdate& update, int side) {
   Index met = 0;
   const auto note = [&met](Index offset) { met += offset != 0; };
-  if (side == 1) {
+  if (side == 1) {  // two calls with a constant `side`, for which the compiler leaves the products out
     update_column(entries, values, rows, update, 1, note);
   } else {
     update_column(entries, values, rows, update, -1, note);

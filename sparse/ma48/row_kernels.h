@@ -21,7 +21,7 @@ struct ColumnUpdate {
 };
 
 /// The loops in one of their versions. All counts may be 0, the rows of a column are numbered from 1, and
-/// none is there twice. Every function computes
+/// none is there twice. add_to_column and add_and_note compute
 ///   values[k] += multiplier * pivot_column[offset of rows[k]]   for k from 0 to entries - 1
 /// also for offset 0: the caller puts a signed zero into pivot_column[0], so adding it changes nothing and
 /// the loop needs no (unpredictable) branch.

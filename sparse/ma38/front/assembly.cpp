@@ -222,16 +222,17 @@ void assemble_row_tuple(Frontal& f, Index e, Index offset, Index row, Index& cha
 
 // ---- Scans
 
-/// Sums what the elements of tuples, which all reach outside, have there. The elements are different ones,
-/// and none has more outside than reals, so the sum fits into an int, and a sum of counters that wraps gives
-/// it: that takes less than half the instructions of the sum below.
+/// Sums what the elements of tuples, which all reach outside, have there: the sum of counter - stamp.
+/// Unsigned sums of 32 bits, which may wrap, take less than half the instructions of the sum in OutsideSum.
+/// The result is right, because it fits into an int: for every row (column) that an element has outside it
+/// holds a real in this column (row), and all reals have places that an int can number.
 Wide sum_outside(const OneBased<int>& counter, Index stamp, const int* tuple, Index count) {
-  const auto shown = [counters = counter](int e) { return static_cast<std::uint32_t>(counters(e)); };
+  const auto count_of = [counters = counter](int e) { return static_cast<std::uint32_t>(counters(e)); };
   std::uint32_t sum = 0;
   sum -= static_cast<std::uint32_t>(stamp) * static_cast<std::uint32_t>(count);
   for (; count >= 4; count -= 4, tuple += 8)
-    sum += shown(tuple[0]) + shown(tuple[2]) + shown(tuple[4]) + shown(tuple[6]);
-  for (; count > 0; --count, tuple += 2) sum += shown(*tuple);
+    sum += count_of(tuple[0]) + count_of(tuple[2]) + count_of(tuple[4]) + count_of(tuple[6]);
+  for (; count > 0; --count, tuple += 2) sum += count_of(*tuple);
   return Wide{sum};
 }
 
@@ -262,8 +263,8 @@ class OutsideSum {
   Wide sum_ = 0;
 };
 
-/// Keeps the tuples whose elements reach outside, in order, and calls assemble(e, offset) for the others.
-/// Sets `count` to how many stay. Returns the sum of what these have outside.
+/// Keeps the tuples whose elements reach outside, in order, and calls assemble_tuple(e, offset) for the
+/// others. Sets `count` to how many stay. Returns the sum of what these have outside.
 template <class Assemble>
 Wide keep_tuples(Frontal& f, int* tuples, int& count, const OneBased<int>& counter, Assemble assemble_tuple) {
   OutsideSum outside(counter, f.stamp);
