@@ -236,7 +236,7 @@ class DistributedSolver {
     a.report.order = order_;
     a.report.reason = "asked for";
     if (factorise(a, [this] { return mumps_.factorise(); })) solve(a);
-    if (task_.solver.threshold <= 0) raise_threshold(a);
+    raise_threshold(a);
     if (a.solved()) estimate(a);
     if (a.status == SparseStatus::Inexact)
       a.fault = std::isfinite(a.report.backward_error)
@@ -263,8 +263,9 @@ class DistributedSolver {
   /// Factorises again, by larger pivots, while the solution is inexact. The threshold of MUMPS, 0.01, lets
   /// elements grow a hundredfold at each pivot. What there was stays if there is no room for more.
   void raise_threshold(Attempt& a) {
-    for (const double threshold : {0.1, 0.5}) {
+    for (const double threshold : {0.1, 0.5, 1.0}) {
       if (a.status != SparseStatus::Inexact) return;
+      if (threshold <= mumps_.threshold()) continue;
       Attempt next = a;
       ++next.report.raised_thresholds;
       next.report.corrections = 0;

@@ -161,16 +161,21 @@ std::string growing_matrix() {
   return kHead + fmt::format("{} {} {}\n", kOrder, kOrder, 3 * kOrder - 1) + lines;
 }
 
-TEST_F(MumpsProgram, RaisesThePivotToleranceThatWasNotGiven) {
+TEST_F(MumpsProgram, RaisesThePivotToleranceWhereASolutionIsInexact) {
   write("a.mtx", growing_matrix());
+  write("rounded.mtx", random_matrix(400));
   for (const int ranks : {0, 2}) {
-    EXPECT_EQ(solve_by(ranks, "a.mtx --pivot-tolerance 0.01"), 4) << out_;
-    EXPECT_NE(err_.find("a.mtx: the solution has a backward error of "), err_.npos) << err_;
-    ASSERT_EQ(solve_by(ranks, "a.mtx --out x.mtx"), 0) << err_;
-    EXPECT_TRUE(printed("repairs                  a higher pivot tolerance\n")) << out_;
-    EXPECT_TRUE(printed("pivots                   tolerance 0.1\n")) << out_;
-    EXPECT_TRUE(std::regex_search(out_, std::regex("condition estimate .*, of componentwise errors\n")));
-    for (const double each : solution("x.mtx")) EXPECT_NEAR(each, 1, 1e-12);
+    for (const char* tolerance : {"", " --pivot-tolerance 0.005"}) {
+      ASSERT_EQ(solve_by(ranks, std::string("a.mtx --out x.mtx") + tolerance), 0) << err_;
+      EXPECT_TRUE(printed("repairs                  a higher pivot tolerance\n")) << out_;
+      EXPECT_TRUE(printed("pivots                   tolerance 0.1\n")) << out_;
+      EXPECT_TRUE(std::regex_search(out_, std::regex("condition estimate .*, of componentwise errors\n")));
+      for (const double each : solution("x.mtx")) EXPECT_NEAR(each, 1, 1e-12);
+    }
+    EXPECT_EQ(solve_by(ranks, "a.mtx --pivot-tolerance 0.3"), 0) << err_;
+    EXPECT_TRUE(printed("pivots                   tolerance 0.3\n")) << "it is never lowered: " << out_;
+    EXPECT_EQ(solve_by(ranks, "rounded.mtx --bound 1e-16"), 4) << out_;
+    EXPECT_NE(err_.find("rounded.mtx: the solution has a backward error of "), err_.npos) << err_;
   }
   EXPECT_EQ(run("a.mtx --solver ma48"), 0);
   EXPECT_FALSE(printed("componentwise errors")) << "a condition number in the 1-norm";
