@@ -142,8 +142,14 @@ class StudyOverRanks : public StudyProgram {
 };
 
 TEST_F(StudyOverRanks, AWorkerThatFailsEndsAll) {
-  EXPECT_EQ(shell(kLaunch + std::string("2 \"" FAILING_RANK "\"")), 1);
+  EXPECT_EQ(shell(kLaunch + std::string("2 \"" ODD_RANK "\" fails")), 1);
   EXPECT_NE(err_.find("one worker has failed\n"), std::string::npos) << err_;
+}
+
+// Over TCP a large message needs its sender again and again.
+TEST_F(StudyOverRanks, RowsThatComeSlowlyHoldNobodyUp) {
+  EXPECT_EQ(shell(kLaunch + std::string("2 --mca pml ob1 --mca btl tcp,self \"" ODD_RANK "\" naps")), 0)
+      << err_;
 }
 
 TEST_F(StudyOverRanks, RefuseWhatIsNotTheSameForAll) {
