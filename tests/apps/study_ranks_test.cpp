@@ -106,7 +106,8 @@ place = "feed[1].stage"
 values = [12, 17, 22]
 )";
 
-/// Runs one rank from a chunk on.
+/// Runs one rank from a chunk on. Only one of them has a second thread: oneTBB hands its threads on from one
+/// call to another in ways that the thread sanitizer does not see.
 /// @return the rows that it gets: all, at rank 0
 std::string run_rank(int rank, std::int64_t first) {
   rank_of_thread = rank;
@@ -117,7 +118,7 @@ std::string run_rank(int rank, std::int64_t first) {
   const study::StudyFile file = study::parse_study(kStudy, "t.toml");
   std::string rows;
   const auto sink = [&rows](const std::string& more) { rows += more; };
-  run_study(file, study::Start::kWarm, 2, first, ranks, sink);
+  run_study(file, study::Start::kWarm, rank == 1 ? 2 : 1, first, ranks, sink);
   return rows;
 }
 
