@@ -48,8 +48,9 @@ constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 /// What a rank has of the system.
 struct Input {
   Matrix share;
-  std::int64_t entries = 0;  // of all ranks
-  std::vector<double> b;     // at rank 0
+  std::int64_t checksum = 0;  // of the whole file
+  std::int64_t entries = 0;   // of all ranks
+  std::vector<double> b;      // at rank 0
 };
 
 // ---- Reading
@@ -75,8 +76,12 @@ class Pieces {
     if (count < 0 || fault == Z_BUF_ERROR) throw apps::BadCase(fmt::format("{}: {}", name_, reason(fault)));
     text.resize(begin + static_cast<std::size_t>(count));
     if (std::exchange(first_, false)) leave_out_mark(text);
+    checksum_ = crc32_z(checksum_, reinterpret_cast<const Bytef*>(text.data() + begin), text.size() - begin);
     return count > 0;
   }
+
+  /// Returns the checksum, by CRC-32, of all pieces so far.
+  std::int64_t checksum() const { return static_cast<std::int64_t>(checksum_); }
 
  private:
   static const char* reason(int fault) {
@@ -92,33 +97,41 @@ class Pieces {
   const std::string name_;
   std::unique_ptr<gzFile_s, int (*)(gzFile)> file_;
   bool first_ = true;
+  uLong checksum_ = crc32_z(0, nullptr, 0);
 };
 
-Matrix read_own_share(const std::string& path, const apps::Processes& ranks) {
-  const auto pieces = std::make_shared<Pieces>(path);
-  Matrix share = read_share([pieces](std::string& text) { return (*pieces)(text); },
-                            std::string(apps::input_name(path)), {ranks.rank(), ranks.size()});
-  expect_square(share);
-  share.line.clear();
-  share.line.shrink_to_fit();
-  return share;
+/// Reads the share of this rank and the checksum of the file.
+void read_own_share(const std::string& path, const apps::Processes& ranks, Input& input) {
+  Pieces pieces(path);
+  input.share = read_share([&pieces](std::string& text) { return pieces(text); },
+                           std::string(apps::input_name(path)), {ranks.rank(), ranks.size()});
+  expect_square(input.share);
+  input.share.line.clear();
+  input.share.line.shrink_to_fit();
+  input.checksum = pieces.checksum();
 }
 
-/// Refuses a file that differs in its sizes from that of rank 0. Processes on several machines may see
-/// different files under one name.
+/// Refuses a file that differs from that of rank 0. Processes on several machines may see different files
+/// under one name, and each would take its share from another matrix.
 /// @return false if the file of another rank was refused
 /// @throws apps::BadCase
-bool have_same_sizes(const Matrix& share, const apps::Processes& ranks) {
+bool have_same_file(const Input& input, const apps::Processes& ranks) {
+  const Matrix& share = input.share;
   const std::int64_t rows = ranks.from_first(std::int64_t{share.rows});
   const std::int64_t columns = ranks.from_first(std::int64_t{share.columns});
   const std::int64_t announced = ranks.from_first(share.announced);
+  const std::int64_t checksum = ranks.from_first(input.checksum);
   return apps::together(ranks, [&] {
-    if (share.rows == rows && share.columns == columns && share.announced == announced) return;
-    throw apps::complaint(
-        share.name, share.size_line,
-        fmt::format("process {} reads a matrix of {} x {} with {}, but process 0 one of {} x {} with {}",
-                    ranks.rank(), share.rows, share.columns, apps::counted(share.announced, "entry"), rows,
-                    columns, apps::counted(announced, "entry")));
+    if (share.rows != rows || share.columns != columns || share.announced != announced)
+      throw apps::complaint(
+          share.name, share.size_line,
+          fmt::format("process {} reads a matrix of {} x {} with {}, but process 0 one of {} x {} with {}",
+                      ranks.rank(), share.rows, share.columns, apps::counted(share.announced, "entry"), rows,
+                      columns, apps::counted(announced, "entry")));
+    if (input.checksum != checksum)
+      throw apps::BadCase(
+          fmt::format("{}: process {} reads another file than process 0: checksum {:08x}, not {:08x}",
+                      share.name, ranks.rank(), input.checksum, checksum));
   });
 }
 
@@ -223,7 +236,7 @@ class DistributedSolver {
     a.report.order = order_;
     a.report.reason = "asked for";
     if (factorise(a, [this] { return mumps_.factorise(); })) solve(a);
-    if (task_.solver.threshold <= 0) raise_threshold(a);
+    raise_threshold(a);
     if (a.solved()) estimate(a);
     if (a.status == SparseStatus::Inexact)
       a.fault = std::isfinite(a.report.backward_error)
@@ -250,8 +263,9 @@ class DistributedSolver {
   /// Factorises again, by larger pivots, while the solution is inexact. The threshold of MUMPS, 0.01, lets
   /// elements grow a hundredfold at each pivot. What there was stays if there is no room for more.
   void raise_threshold(Attempt& a) {
-    for (const double threshold : {0.1, 0.5}) {
+    for (const double threshold : {0.1, 0.5, 1.0}) {
       if (a.status != SparseStatus::Inexact) return;
+      if (threshold <= mumps_.threshold()) continue;
       Attempt next = a;
       ++next.report.raised_thresholds;
       next.report.corrections = 0;
@@ -347,8 +361,8 @@ class DistributedSolver {
 
 bool read(const Task& task, const apps::Processes& ranks, Input& input, Report& report) {
   const apps::Phase phase("reading", report.read_time);
-  if (!apps::together(ranks, [&] { input.share = read_own_share(task.matrix_path, ranks); })) return false;
-  if (!have_same_sizes(input.share, ranks)) return false;
+  if (!apps::together(ranks, [&] { read_own_share(task.matrix_path, ranks, input); })) return false;
+  if (!have_same_file(input, ranks)) return false;
   input.entries = ranks.sum(static_cast<std::int64_t>(input.share.value.size()));
   return apps::together(ranks, [&] {
     if (ranks.rank() != 0) return;

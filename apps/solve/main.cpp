@@ -138,8 +138,7 @@ void declare_solver(CLI::App& app, solve::Task& task) {
   };
   app.add_option_function<double>("--pivot-tolerance", set_threshold,
                                   "least pivot, as part of the largest element of its column (ma48: 0.1, "
-                                  "ma38: 0.5, mumps: 0.01); raised where a solution would be too inexact, "
-                                  "but by mumps only if it is not given")
+                                  "ma38: 0.5, mumps: 0.01); raised where a solution would be too inexact")
       ->check(apps::between(0, 1));
   switch_by(
       "--prefer-diagonal,!--no-prefer-diagonal", solver.diagonal,

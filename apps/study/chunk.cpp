@@ -112,6 +112,7 @@ std::string rows_of_chunk(const StudyFile& file, std::int64_t chunk, Start start
     if (answer.fault.empty() && start == Start::kWarm)
       neighbours.add(std::move(values), std::move(answer.start));
   }
+  expect_unchanged_files(file);
   return rows;
 }
 

@@ -23,7 +23,8 @@ std::string heading(const Study& study);
 
 /// Solves a chunk and returns its rows: the number of the case from 1, its parameters, its results with all
 /// digits, and "ok" or what went wrong. A case without an answer has empty fields for results.
-/// @throws std::exception  where not a case is at fault: no memory
+/// @throws std::exception  where not a case is at fault: no memory, a file that the base case names and that
+/// has changed
 std::string rows_of_chunk(const StudyFile& file, std::int64_t chunk, Start start);
 
 }  // namespace study

@@ -30,7 +30,7 @@ class Ranks : public apps::Processes {
   void set_chunks_written(std::int64_t chunks);  // by rank 0
   void send(std::int64_t chunk, const std::string& rows);
   /// Receives a message, by rank 0.
-  /// @return false if none is there
+  /// @return false if none is there as a whole
   bool receive(std::int64_t& chunk, std::string& rows);
 
   /// Closes the counters, when all ranks have come so far and all that was sent has been received.

@@ -24,7 +24,8 @@ struct Ranks::Members {
     std::vector<char> bytes;
     MPI_Request request = MPI_REQUEST_NULL;
   };
-  std::list<Message> sent;  // not known to be received
+  std::list<Message> sent;      // not known to be received
+  std::list<Message> incoming;  // not known to be here as a whole
 
   std::int64_t fetch(Counter counter, std::int64_t operand, MPI_Op operation) {
     const std::lock_guard<std::mutex> lock(mutex);
@@ -40,6 +41,19 @@ struct Ranks::Members {
       MPI_Test(&message->request, &received, MPI_STATUS_IGNORE);
       message = received ? sent.erase(message) : std::next(message);
     }
+  }
+
+  /// Begins to receive a message if one has been announced.
+  void begin_to_receive() {
+    int there = 0, count = 0;
+    MPI_Message announced = MPI_MESSAGE_NULL;
+    MPI_Status status;
+    MPI_Improbe(MPI_ANY_SOURCE, 0, MPI_COMM_WORLD, &there, &announced, &status);
+    if (!there) return;
+    MPI_Get_count(&status, MPI_CHAR, &count);
+    Message& message = incoming.emplace_back();
+    message.bytes.resize(static_cast<std::size_t>(count));
+    MPI_Imrecv(message.bytes.data(), count, MPI_CHAR, &announced, &message.request);
   }
 };
 
@@ -73,19 +87,21 @@ void Ranks::send(std::int64_t chunk, const std::string& rows) {
             &message.request);
 }
 
+// A large message comes by parts, for which its sender has to call MPI, and that may do so only after its
+// next chunk. To wait for it under the lock would keep the workers of this rank from taking chunks.
 bool Ranks::receive(std::int64_t& chunk, std::string& rows) {
   const std::lock_guard<std::mutex> lock(members_->mutex);
-  int there = 0, count = 0;
-  MPI_Message message = MPI_MESSAGE_NULL;
-  MPI_Status status;
-  MPI_Improbe(MPI_ANY_SOURCE, 0, MPI_COMM_WORLD, &there, &message, &status);
-  if (!there) return false;
-  MPI_Get_count(&status, MPI_CHAR, &count);
-  std::vector<char> bytes(static_cast<std::size_t>(count));
-  MPI_Mrecv(bytes.data(), count, MPI_CHAR, &message, MPI_STATUS_IGNORE);
-  std::memcpy(&chunk, bytes.data(), sizeof chunk);
-  rows.assign(bytes.begin() + sizeof chunk, bytes.end());
-  return true;
+  members_->begin_to_receive();
+  for (auto message = members_->incoming.begin(); message != members_->incoming.end(); ++message) {
+    int whole = 0;
+    MPI_Test(&message->request, &whole, MPI_STATUS_IGNORE);
+    if (!whole) continue;
+    std::memcpy(&chunk, message->bytes.data(), sizeof chunk);
+    rows.assign(message->bytes.begin() + sizeof chunk, message->bytes.end());
+    members_->incoming.erase(message);
+    return true;
+  }
+  return false;
 }
 
 void Ranks::end() {

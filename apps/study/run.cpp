@@ -115,9 +115,7 @@ void run_study(const StudyFile& file, Start start, int threads, std::int64_t fir
 }
 
 int usual_threads(const Ranks& ranks) {
-  const int available = tbb::info::default_concurrency();
-  const bool bound = available < static_cast<int>(std::thread::hardware_concurrency());
-  return bound ? available : std::max(1, available / ranks.on_this_machine());
+  return ranks.processors().value_or(tbb::info::default_concurrency());
 }
 
 }  // namespace study

@@ -17,8 +17,8 @@ namespace study {
 void run_study(const StudyFile& file, Start start, int threads, std::int64_t first, Ranks& ranks,
                const std::function<void(const std::string& rows)>& sink);
 
-/// Returns how many threads this process should have: the processors that it may use, shared with the other
-/// ranks of the machine if they are not bound to processors of their own.
+/// Returns how many threads this process should have: the processors that it may use, divided among the ranks
+/// of the machine that may use the same ones.
 int usual_threads(const Ranks& ranks);
 
 }  // namespace study

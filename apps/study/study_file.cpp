@@ -117,16 +117,25 @@ auto of_base_case(const TomlTable& root, const char* key, Read read) {
   }
 }
 
-/// Returns the hash of all files that decide about the answers.
-std::uint64_t hash_of_files(const std::string& text, const Study& study, const CaseSolver& solver) {
-  std::uint64_t hash = hash_of(study.base_text, hash_of(text));
-  for (const std::string& path : solver.other_files()) {
-    try {
-      hash = hash_of(apps::read_input(path), hash);
-    } catch (const apps::BadCase&) {
-      // The solver has read what it needs; a case to compare with need not be there.
-    }
+/// Returns the hash of a file; 0 if it cannot be read, as one of the files that are not needed for an answer.
+std::uint64_t hash_of_file(const std::string& path) {
+  try {
+    return hash_of(apps::read_input(path));
+  } catch (const apps::BadCase&) {
+    return 0;
   }
+}
+
+std::vector<NamedFile> files_of(const CaseSolver& solver) {
+  std::vector<NamedFile> files;
+  for (const std::string& path : solver.other_files()) files.push_back({path, hash_of_file(path)});
+  return files;
+}
+
+/// Returns the hash of all files that decide about the answers.
+std::uint64_t hash_of_files(const std::string& text, const StudyFile& file) {
+  std::uint64_t hash = hash_of(file.study.base_text, hash_of(text));
+  for (const NamedFile& named : file.named_files) hash = hash_of(fmt::format(" {:x}", named.hash), hash);
   return hash;
 }
 
@@ -148,7 +157,8 @@ class StudyReader {
     read_samples(root, study);
     check_count(root, study);
     study.chunk = root.has("chunk") ? root.integer("chunk", 1, kLargestChunk) : kUsualChunk;
-    study.hash = hash_of_files(text_, study, *found_.solver);
+    found_.named_files = files_of(*found_.solver);
+    study.hash = hash_of_files(text_, found_);
     return std::move(found_);
   }
 
@@ -207,6 +217,12 @@ class StudyReader {
 StudyFile parse_study(const std::string& text, const std::string& name) {
   return apps::parse_case_text<StudyFile>(
       text, name, [&](const toml::table& file) { return StudyReader(text, name).read(file); });
+}
+
+void expect_unchanged_files(const StudyFile& file) {
+  for (const NamedFile& named : file.named_files)
+    if (hash_of_file(named.path) != named.hash)
+      throw apps::BadCase(fmt::format("{}: has changed since the study was read", named.path));
 }
 
 StudyFile read_study(const std::string& path) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <vector>
 
 namespace apps {
@@ -19,8 +20,9 @@ class Processes {
 
   int rank() const { return rank_; }
   int size() const { return size_; }
-  /// Returns how many of the ranks share this machine.
-  int on_this_machine() const { return on_this_machine_; }
+  /// Returns how many processors this rank may use, divided among the ranks of the machine that may use the
+  /// same ones; at least 1. Nothing if it was not started by mpirun or srun.
+  std::optional<int> processors() const { return processors_; }
 
   /// Silences the streams of C++ at all ranks but the first, which alone tells what is wrong with options.
   void let_first_speak() const;
@@ -46,7 +48,8 @@ class Processes {
   [[noreturn]] void abort(int code) const;
 
  private:
-  int rank_ = 0, size_ = 1, on_this_machine_ = 1;
+  int rank_ = 0, size_ = 1;
+  std::optional<int> processors_;
   bool started_ = false;
 };
 

@@ -1,7 +1,9 @@
 #include <mpi.h>
+#include <sched.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <thread>
 
 #include "apps/support/processes.h"
 
@@ -23,6 +25,25 @@ void start(int* argc, char*** argv) {
   if (provided < MPI_THREAD_SERIALIZED) MPI_Abort(MPI_COMM_WORLD, EXIT_FAILURE);
 }
 
+/// Returns what processors() tells.
+int count_processors() {
+  MPI_Comm machine = MPI_COMM_NULL;
+  MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, 0, MPI_INFO_NULL, &machine);
+  int ranks = 0;
+  MPI_Comm_size(machine, &ranks);
+  cpu_set_t mine;
+  // The system tells no set where there are more processors than one holds: then all ranks share all of them.
+  const bool known = sched_getaffinity(0, sizeof mine, &mine) == 0;
+  if (!known) CPU_ZERO(&mine);
+  std::vector<cpu_set_t> sets(static_cast<std::size_t>(ranks));
+  MPI_Allgather(&mine, sizeof mine, MPI_BYTE, sets.data(), sizeof mine, MPI_BYTE, machine);
+  MPI_Comm_free(&machine);
+  const auto sharing = std::count_if(sets.begin(), sets.end(),
+                                     [&mine](const cpu_set_t& set) { return CPU_EQUAL(&set, &mine); });
+  const int usable = known ? CPU_COUNT(&mine) : static_cast<int>(std::thread::hardware_concurrency());
+  return std::max(1, usable / static_cast<int>(sharing));
+}
+
 /// Calls `act` for parts of a vector that MPI can count.
 template <class Act>
 void by_parts(std::vector<double>& values, Act act) {
@@ -39,10 +60,7 @@ Processes::Processes(int& argc, char**& argv) {
   started_ = true;
   MPI_Comm_rank(MPI_COMM_WORLD, &rank_);
   MPI_Comm_size(MPI_COMM_WORLD, &size_);
-  MPI_Comm machine = MPI_COMM_NULL;
-  MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, 0, MPI_INFO_NULL, &machine);
-  MPI_Comm_size(machine, &on_this_machine_);
-  MPI_Comm_free(&machine);
+  processors_ = count_processors();
 }
 
 Processes::~Processes() {

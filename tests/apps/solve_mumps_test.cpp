@@ -161,16 +161,21 @@ std::string growing_matrix() {
   return kHead + fmt::format("{} {} {}\n", kOrder, kOrder, 3 * kOrder - 1) + lines;
 }
 
-TEST_F(MumpsProgram, RaisesThePivotToleranceThatWasNotGiven) {
+TEST_F(MumpsProgram, RaisesThePivotToleranceWhereASolutionIsInexact) {
   write("a.mtx", growing_matrix());
+  write("rounded.mtx", random_matrix(400));
   for (const int ranks : {0, 2}) {
-    EXPECT_EQ(solve_by(ranks, "a.mtx --pivot-tolerance 0.01"), 4) << out_;
-    EXPECT_NE(err_.find("a.mtx: the solution has a backward error of "), err_.npos) << err_;
-    ASSERT_EQ(solve_by(ranks, "a.mtx --out x.mtx"), 0) << err_;
-    EXPECT_TRUE(printed("repairs                  a higher pivot tolerance\n")) << out_;
-    EXPECT_TRUE(printed("pivots                   tolerance 0.1\n")) << out_;
-    EXPECT_TRUE(std::regex_search(out_, std::regex("condition estimate .*, of componentwise errors\n")));
-    for (const double each : solution("x.mtx")) EXPECT_NEAR(each, 1, 1e-12);
+    for (const char* tolerance : {"", " --pivot-tolerance 0.005"}) {
+      ASSERT_EQ(solve_by(ranks, std::string("a.mtx --out x.mtx") + tolerance), 0) << err_;
+      EXPECT_TRUE(printed("repairs                  a higher pivot tolerance\n")) << out_;
+      EXPECT_TRUE(printed("pivots                   tolerance 0.1\n")) << out_;
+      EXPECT_TRUE(std::regex_search(out_, std::regex("condition estimate .*, of componentwise errors\n")));
+      for (const double each : solution("x.mtx")) EXPECT_NEAR(each, 1, 1e-12);
+    }
+    EXPECT_EQ(solve_by(ranks, "a.mtx --pivot-tolerance 0.3"), 0) << err_;
+    EXPECT_TRUE(printed("pivots                   tolerance 0.3\n")) << "it is never lowered: " << out_;
+    EXPECT_EQ(solve_by(ranks, "rounded.mtx --bound 1e-16"), 4) << out_;
+    EXPECT_NE(err_.find("rounded.mtx: the solution has a backward error of "), err_.npos) << err_;
   }
   EXPECT_EQ(run("a.mtx --solver ma48"), 0);
   EXPECT_FALSE(printed("componentwise errors")) << "a condition number in the 1-norm";
@@ -199,18 +204,26 @@ TEST_F(MumpsProgram, ReportsWhatTheOthersReport) {
 /// Files of one name may differ between machines; here they have two names.
 TEST_F(MumpsProgram, RefusesFilesThatDifferBetweenRanks) {
   write("a.mtx", kHead + "2 2 3\n1 1 1\n2 2 1\n1 2 1\n");
+  // The last one differs in a value alone, which is in the share of the first process.
   const std::pair<std::string, std::string> others[] = {
-      {kHead + "3 3 3\n1 1 1\n2 2 1\n3 3 1\n", "3 x 3 with 3 entries"},
-      {kHead + "2 2 2\n1 1 1\n2 2 1\n", "2 x 2 with 2 entries"},
+      {kHead + "3 3 3\n1 1 1\n2 2 1\n3 3 1\n",
+       "b.mtx:2: process 1 reads a matrix of 3 x 3 with 3 entries, but process 0 one of 2 x 2 with 3 "
+       "entries\n"},
+      {kHead + "2 2 2\n1 1 1\n2 2 1\n",
+       "b.mtx:2: process 1 reads a matrix of 2 x 2 with 2 entries, but process 0 one of 2 x 2 with 3 "
+       "entries\n"},
+      {kHead + "2 2 3\n1 1 2\n2 2 1\n1 2 1\n",
+       "b.mtx: process 1 reads another file than process 0: checksum "},
   };
-  for (const auto& [other, sizes] : others) {
+  const std::string part = " -n 1 \"" + program_ + "\" --solver mumps ";
+  for (const auto& [other, says] : others) {
     write("b.mtx", other);
-    const std::string part = " -n 1 \"" + program_ + "\" --solver mumps ";
     EXPECT_EQ(shell(kMpirun + part + "a.mtx :" + part + "b.mtx"), 1);
-    const std::string says =
-        "b.mtx:2: process 1 reads a matrix of " + sizes + ", but process 0 one of 2 x 2 with 3 entries\n";
     EXPECT_NE(err_.find(says), err_.npos) << err_;
+    EXPECT_EQ(out_, "");
   }
+  // What counts is the text, compressed or not.
+  EXPECT_EQ(shell("gzip -k a.mtx && " + kMpirun + part + "a.mtx :" + part + "a.mtx.gz"), 0) << err_;
 }
 
 TEST_F(MumpsProgram, EndsAllRanksWithOneMessage) {

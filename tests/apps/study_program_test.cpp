@@ -142,8 +142,30 @@ class StudyOverRanks : public StudyProgram {
 };
 
 TEST_F(StudyOverRanks, AWorkerThatFailsEndsAll) {
-  EXPECT_EQ(shell(kLaunch + std::string("2 \"" FAILING_RANK "\"")), 1);
+  EXPECT_EQ(shell(kLaunch + std::string("2 \"" ODD_RANK "\" fails")), 1);
   EXPECT_NE(err_.find("one worker has failed\n"), std::string::npos) << err_;
+}
+
+// Over TCP a large message needs its sender again and again.
+TEST_F(StudyOverRanks, RowsThatComeSlowlyHoldNobodyUp) {
+  EXPECT_EQ(shell(kLaunch + std::string("2 --mca pml ob1 --mca btl tcp,self \"" ODD_RANK "\" naps")), 0)
+      << err_;
+}
+
+// Each rank may use so many processors from a certain one on, as mpirun, srun or taskset may have it.
+TEST_F(StudyOverRanks, DivideTheProcessorsThatTheyShare) {
+  const auto threads = [this](const std::vector<std::string>& processors) {
+    std::string command;
+    for (const std::string& each : processors)
+      command += (command.empty() ? kLaunch : " : -n ") + std::string("1 \"" RANK_THREADS "\" ") + each;
+    EXPECT_EQ(shell(command), 0) << err_;
+    return out_;
+  };
+  EXPECT_EQ(threads({"0 8"}), "8\n");
+  EXPECT_EQ(threads({"0 8", "0 8", "0 8"}), "2\n2\n2\n") << "not bound";
+  EXPECT_EQ(threads({"8 4", "12 4"}), "4\n4\n") << "bound to processors of their own";
+  EXPECT_EQ(threads({"8 8", "16 8", "8 8", "16 8"}), "4\n4\n4\n4\n") << "two bound to each socket";
+  EXPECT_EQ(threads({"3 1", "3 1"}), "1\n1\n") << "more ranks than processors";
 }
 
 TEST_F(StudyOverRanks, RefuseWhatIsNotTheSameForAll) {

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -11,6 +13,8 @@
 #include "apps/column/bubble_point.h"
 #include "apps/column/case_file.h"
 #include "apps/column/products.h"
+#include "apps/column/property_file.h"
+#include "apps/column/table_csv.h"
 #include "apps/study/chunk.h"
 #include "apps/study/ordered_rows.h"
 #include "apps/study/results_file.h"
@@ -109,45 +113,96 @@ TEST(Study, AnswersAreThoseOfTheChangedCases) {
     }
 }
 
-// The files were fine when the study was read. A row about them would stay when they are fine again.
-TEST(Study, AFileThatFailsIsNoFaultOfTheCase) {
-  const fs::path folder = new_folder("study_files");
-  fs::create_directory(folder / "cases");
-  fs::copy(COLUMN_CASES "/measured.toml", folder / "cases");
-  fs::copy(COLUMN_CASES "/../data", folder / "data");
-  const study::StudyFile file = study::parse_study(R"(title = "t"
-column = "cases/measured.toml"
+/// A study of a column on measured tables, which are files of their own or, of another case, all in one.
+class MeasuredStudy : public testing::Test {
+ protected:
+  MeasuredStudy() {
+    fs::create_directory(folder_ / "cases");
+    fs::copy(COLUMN_CASES "/measured.toml", folder_ / "cases");
+    fs::copy(COLUMN_CASES "/../data", folder_ / "data");
+    std::string text =
+        std::regex_replace(contents(folder_ / "cases" / "measured.toml"), std::regex("\ntable = .*"), "");
+    put("cases/stored.toml", "properties = \"tables\"\n" + text);
+    store_tables();
+  }
+  ~MeasuredStudy() override { fs::remove_all(folder_); }
+
+  void put(const std::string& name, const std::string& text) {
+    std::ofstream(folder_ / name, std::ios::binary) << text;
+  }
+
+  /// Stores all tables in one file.
+  void store_tables() {
+    column::Tables tables;
+    for (const char* name : {"benzene", "toluene", "ethylbenzene", "o-xylene"})
+      tables.push_back(column::read_table_csv((folder_ / "data" / (std::string(name) + ".csv")).string()));
+    EXPECT_FALSE(column::store_tables((folder_ / "cases" / "tables").string(), tables));
+  }
+
+  study::StudyFile read(const std::string& base = "measured") {
+    return study::parse_study("title = \"t\"\ncolumn = \"cases/" + base + R"(.toml"
 results = ["passes"]
 [[parameter]]
 place = "column.reflux_ratio"
 values = [2.5, -1]
 )",
-                                                   (folder / "s.toml").string());
-  const std::string rows = rows_of_chunk(file, 0, Start::kWarm);
-  EXPECT_NE(rows.find("must be above 0, not -1"), rows.npos) << rows;
-  const fs::path table = folder / "data" / "toluene.csv";
-  const std::string text = contents(table);
-  const auto complaint = [&] {
+                              (folder_ / "s.toml").string());
+  }
+
+  /// Returns the rows of a chunk, or what is wrong instead.
+  static std::string rows_or_complaint(const study::StudyFile& file) {
     try {
       return rows_of_chunk(file, 0, Start::kWarm);
     } catch (const apps::BadCase& bad) {
-      return std::string(bad.what());
+      return bad.what();
     }
-  };
-  fs::remove(table);
-  EXPECT_NE(complaint().find("measured.toml: \"table\" in [[component]] names a file that "
-                             "cannot be used: "),
-            std::string::npos)
-      << complaint();
-  for (const std::string& changed :
-       {text.substr(0, text.size() / 2) + "x", std::string(), contents(folder / "data" / "benzene.csv")}) {
-    std::ofstream(table, std::ios::binary) << changed;
-    EXPECT_EQ(complaint().find("ok"), std::string::npos) << complaint();
-    EXPECT_NE(complaint().find("toluene"), std::string::npos) << complaint();
   }
-  std::ofstream(table, std::ios::binary) << text;
-  EXPECT_EQ(complaint(), rows);
-  fs::remove_all(folder);
+
+  const fs::path folder_ = new_folder("study_files");
+};
+
+// The files were fine when the study was read. A row about them would stay when they are fine again.
+TEST_F(MeasuredStudy, AFileThatFailsIsNoFaultOfTheCase) {
+  const study::StudyFile file = read();
+  const std::string rows = rows_or_complaint(file);
+  EXPECT_NE(rows.find("must be above 0, not -1"), rows.npos) << rows;
+  const fs::path table = folder_ / "data" / "toluene.csv";
+  const std::string text = contents(table);
+  fs::remove(table);
+  EXPECT_NE(rows_or_complaint(file).find("measured.toml: \"table\" in [[component]] names a file that "
+                                         "cannot be used: "),
+            std::string::npos)
+      << rows_or_complaint(file);
+  for (const std::string& changed :
+       {text.substr(0, text.size() / 2) + "x", std::string(), contents(folder_ / "data" / "benzene.csv")}) {
+    put("data/toluene.csv", changed);
+    EXPECT_EQ(rows_or_complaint(file).find("ok"), std::string::npos) << rows_or_complaint(file);
+    EXPECT_NE(rows_or_complaint(file).find("toluene"), std::string::npos) << rows_or_complaint(file);
+  }
+  put("data/toluene.csv", text);
+  EXPECT_EQ(rows_or_complaint(file), rows);
+}
+
+// Rows of two inputs would stand in one file: of the old one before, of the new one behind the change.
+TEST_F(MeasuredStudy, AFileThatChangesToAnotherGoodOneEndsTheStudy) {
+  std::string text = contents(folder_ / "data" / "toluene.csv");
+  const study::StudyFile by_table = read("measured"), by_store = read("stored");
+  const std::string rows = rows_or_complaint(by_table);
+  EXPECT_NE(rows.find(",ok\n"), rows.npos) << rows;
+  EXPECT_EQ(rows_or_complaint(by_store), rows);
+  EXPECT_EQ(read("stored").study.hash, by_store.study.hash);
+  put("data/toluene.csv", text.replace(text.find("31.8,40"), 7, "31.9,40"));
+  EXPECT_EQ(rows_or_complaint(by_store), rows);
+  store_tables();
+  const auto expect_told = [&](const study::StudyFile& old, const std::string& base,
+                               const fs::path& changed) {
+    EXPECT_EQ(rows_or_complaint(old), changed.generic_string() + ": has changed since the study was read");
+    const study::StudyFile anew = read(base);
+    EXPECT_NE(anew.study.hash, old.study.hash) << "a journal would go on";
+    EXPECT_NE(rows_or_complaint(anew).find(",ok\n"), std::string::npos) << "the file is good";
+  };
+  expect_told(by_table, "measured", folder_ / "cases" / "../data/toluene.csv");
+  expect_told(by_store, "stored", folder_ / "cases" / "tables");
 }
 
 TEST(Study, WarmStartsSavePasses) {
