@@ -1,9 +1,17 @@
 // Runs one case of the library, for comparisons between two builds of it: the loader takes the library from
 // LD_LIBRARY_PATH.
 //
-//   case_runner list small|large     prints the names of the cases
-//   case_runner count CASE           works twice; callgrind counts the second time by
-//   --toggle-collect=measured_work case_runner time CASE            works several times
+//   case_runner list counted|timed
+//
+// prints the names of the cases;
+//
+//   case_runner count CASE
+//
+// works twice, of which callgrind counts the second time by --toggle-collect=measured_work;
+//
+//   case_runner time CASE
+//
+// works several times.
 //
 // The last two print a hash of the results, and `time` in front of it the least processor time in seconds.
 

@@ -64,7 +64,7 @@ constexpr Case kGridCases[] = {
     {"cube", 30000, bench::grid_matrix, 3, 31},     {"cube", 100000, bench::grid_matrix, 3, 46},
 };
 
-/// On larger cubes ma48 takes minutes. `width` is the number of dimensions.
+/// On larger cubes ma48 takes too long. `width` is the number of dimensions.
 bool takes_ma48(const Case& grid) { return grid.width == 2 || grid.order <= 10000; }
 
 /// Returns the problem of a case, which is made at the first use and kept.
