@@ -82,8 +82,13 @@ void time(Case& one) {
   print_hash(one);
 }
 
+/// Returns whether a case belongs to a list, which is "counted" or "timed".
+bool is_listed(const NamedCase& one, const std::string& list) {
+  return (list == "counted" && one.size != Size::kLarge) || (list == "timed" && one.size != Size::kSmall);
+}
+
 int usage(const char* program) {
-  std::fprintf(stderr, "usage: %s list small|large | count CASE | time CASE\n", program);
+  std::fprintf(stderr, "usage: %s list counted|timed | count CASE | time CASE\n", program);
   return EXIT_FAILURE;
 }
 
@@ -93,7 +98,7 @@ int main(int argc, char** argv) {
   if (argc != 3) return usage(argv[0]);
   const std::string command = argv[1], name = argv[2];
   for (const NamedCase& one : all_cases()) {
-    if (command == "list" && name == (one.size == Size::kSmall ? "small" : "large")) {
+    if (command == "list" && is_listed(one, name)) {
       std::puts(one.name.c_str());
     } else if (name == one.name && (command == "count" || command == "time")) {
       const std::unique_ptr<Case> made = one.make();
