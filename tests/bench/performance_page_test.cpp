@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -178,6 +179,13 @@ TEST(PerformancePage, RefusesUnknownMarksAndLinesThatAreNoResults) {
   } catch (const std::runtime_error& problem) {
     EXPECT_EQ(std::string(problem.what()).rfind("sparse, line 2: ", 0), 0u) << problem.what();
   }
+}
+
+TEST(PerformancePage, RefusesAFolderWithoutResults) {
+  const std::filesystem::path folder = std::filesystem::path(testing::TempDir()) / "no_results";
+  std::filesystem::create_directory(folder);
+  EXPECT_THROW(page::read_results(folder.string()), std::runtime_error);
+  std::filesystem::remove(folder);
 }
 
 TEST(PerformancePage, WritesTwoDigitsWithoutExponent) {
