@@ -2,7 +2,7 @@
 # Tests what the commands that measure say of wrong arguments. Nothing is built or measured.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-export CDPATH=.. # with it, cd prints where it goes
+export CDPATH=$PWD # with it, cd prints where it goes
 
 # expect_refusal TEXT COMMAND...: the command must fail, and say so with this text.
 expect_refusal() {
