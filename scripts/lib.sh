@@ -1,6 +1,7 @@
 # shellcheck shell=bash
 # Shared by the commands in this folder, which source it under `set -e`.
 
+unset CDPATH # with it, cd prints where it goes
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root" || exit
 # shellcheck disable=SC2034 # for those that source this file
@@ -14,6 +15,15 @@ say() { printf '== %s\n' "$*"; }
 fail() {
   printf '%s: %s\n' "$(basename "$0")" "$*" >&2
   exit 1
+}
+
+# print_help: prints the comment at the head of the command.
+print_help() { awk 'NR > 1 { if (!sub(/^# ?/, "")) exit; print }' "$0"; }
+
+# lock FILE: refuses to go on while another command holds the lock. It ends with this command.
+lock() {
+  exec {lock_of_command}>"$1"
+  flock --nonblock "$lock_of_command" || fail "it runs already (the lock: $1)"
 }
 
 # step NAME COMMAND...: runs quietly; if the command fails, the end of its output says why.

@@ -1,9 +1,17 @@
 // Runs one case of the library, for comparisons between two builds of it: the loader takes the library from
 // LD_LIBRARY_PATH.
 //
-//   case_runner list small|large     prints the names of the cases
-//   case_runner count CASE           works twice; callgrind counts the second time by
-//   --toggle-collect=measured_work case_runner time CASE            works several times
+//   case_runner list counted|timed
+//
+// prints the names of the cases;
+//
+//   case_runner count CASE
+//
+// works twice, of which callgrind counts the second time by --toggle-collect=measured_work;
+//
+//   case_runner time CASE
+//
+// works several times.
 //
 // The last two print a hash of the results, and `time` in front of it the least processor time in seconds.
 
@@ -74,8 +82,13 @@ void time(Case& one) {
   print_hash(one);
 }
 
+/// Returns whether a case belongs to a list, which is "counted" or "timed".
+bool is_listed(const NamedCase& one, const std::string& list) {
+  return (list == "counted" && one.size != Size::kLarge) || (list == "timed" && one.size != Size::kSmall);
+}
+
 int usage(const char* program) {
-  std::fprintf(stderr, "usage: %s list small|large | count CASE | time CASE\n", program);
+  std::fprintf(stderr, "usage: %s list counted|timed | count CASE | time CASE\n", program);
   return EXIT_FAILURE;
 }
 
@@ -85,7 +98,7 @@ int main(int argc, char** argv) {
   if (argc != 3) return usage(argv[0]);
   const std::string command = argv[1], name = argv[2];
   for (const NamedCase& one : all_cases()) {
-    if (command == "list" && name == (one.size == Size::kSmall ? "small" : "large")) {
+    if (command == "list" && is_listed(one, name)) {
       std::puts(one.name.c_str());
     } else if (name == one.name && (command == "count" || command == "time")) {
       const std::unique_ptr<Case> made = one.make();

@@ -39,8 +39,9 @@ class Case {
   virtual void add_results(Hash& hash) = 0;
 };
 
-/// Large cases are timed; the instructions of small ones are counted, which takes fifty times as long.
-enum class Size { kSmall, kLarge };
+/// The instructions of small cases are counted, which takes fifty times as long as to run them; large ones
+/// are timed; those between are both counted and timed.
+enum class Size { kSmall, kMiddle, kLarge };
 
 struct NamedCase {
   std::string name;

@@ -64,7 +64,10 @@ class Arrow : public Case {
     rhs_.assign(at(order), 1.0);
   }
   void work() override { matrix_.Solve(x_.data(), rhs_.data(), info_); }
-  void add_results(Hash& hash) override { hash.add(x_); }
+  void add_results(Hash& hash) override {
+    hash.add(x_);
+    hash.add(&info_, sizeof info_);
+  }
 
  private:
   static constexpr int kWidth = 2, kBorder = 4;
@@ -81,13 +84,20 @@ class Svd : public Case {
     rows_.clear();
     for (int i = 0; i < m_; ++i) rows_.push_back(&work_[at(i * n_)]);
   }
-  void work() override { svd_.Decomposition(m_, n_, rows_.data()); }
-  void add_results(Hash& hash) override { hash.add(svd_.SVals(), at(n_) * sizeof(double)); }
+  void work() override { done_ = svd_.Decomposition(m_, n_, rows_.data()); }
+  /// U is in the place of the matrix.
+  void add_results(Hash& hash) override {
+    hash.add(&done_, sizeof done_);
+    hash.add(work_);
+    hash.add(svd_.SVals(), at(n_) * sizeof(double));
+    for (int j = 0; j < n_; ++j) hash.add(svd_.VMat()[j], at(n_) * sizeof(double));
+  }
 
  private:
   int m_, n_;
   Vector values_, work_;
   std::vector<double*> rows_;
+  unsigned char done_ = 0;
   SingularValueDecomposition svd_;
 };
 
@@ -171,7 +181,10 @@ class Interpolation : public Case {
     interpolator_.MainInterpolator(row_.data(), status_.data(), static_cast<int>(row_.size()), InterpLinear,
                                    ExtrapNone, 2, nullptr);
   }
-  void add_results(Hash& hash) override { hash.add(row_); }
+  void add_results(Hash& hash) override {
+    hash.add(row_);
+    hash.add(status_);
+  }
 
  private:
   Vector values_, row_;

@@ -28,10 +28,11 @@ constexpr Matrix kMatrices[] = {{"flowsheet/1000", bench::flowsheet_jacobian, 10
                                 {"column/1000", bench::column_jacobian, 8, 100, Size::kSmall},
                                 {"square/1000", bench::grid_matrix, 2, 32, Size::kSmall},
                                 {"flowsheet/10000", bench::flowsheet_jacobian, 10, 600, Size::kLarge},
-                                {"column/10000", bench::column_jacobian, 8, 1000, Size::kLarge},
+                                {"column/10000", bench::column_jacobian, 8, 1000, Size::kMiddle},
                                 {"wide/10000", bench::column_jacobian, 38, 250, Size::kLarge},
-                                {"square/10000", bench::grid_matrix, 2, 100, Size::kLarge},
-                                {"cube/3000", bench::grid_matrix, 3, 15, Size::kLarge}};
+                                {"square/10000", bench::grid_matrix, 2, 100, Size::kMiddle},
+                                {"cube/3000", bench::grid_matrix, 3, 15, Size::kMiddle},
+                                {"cube/10000", bench::grid_matrix, 3, 22, Size::kLarge}};
 
 enum class Task { kAnalyse, kRefactorise, kSolve };
 

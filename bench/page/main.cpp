@@ -4,6 +4,10 @@
 //
 // RESULTS and PICTURES are folders. `check` compares instead of writing; the exit code is 1 if a file
 // differs.
+//
+//   performance_page gaps RESULTS TEMPLATE
+//
+// prints what the results of a whole run lack; the exit code is 1 if there is anything.
 
 #include <cstdio>
 #include <cstdlib>
@@ -53,15 +57,28 @@ void check(const File& file) {
         file.first + " does not follow from its template and the results; write it by scripts/bench --write");
 }
 
+/// Returns whether nothing is missing.
+bool print_gaps(char** arguments) {
+  std::ifstream in = open(arguments[1]);
+  const std::vector<std::string> gaps = page::gaps(in, page::read_results(arguments[0]));
+  for (const std::string& gap : gaps) std::puts(gap.c_str());
+  return gaps.empty();
+}
+
+int usage(const char* program) {
+  std::fprintf(stderr, "usage: %s write|check RESULTS TEMPLATE PAGE PICTURES | gaps RESULTS TEMPLATE\n",
+               program);
+  return EXIT_FAILURE;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string command = argc == 6 ? argv[1] : "";
-  if (command != "write" && command != "check") {
-    std::fprintf(stderr, "usage: %s write|check RESULTS TEMPLATE PAGE PICTURES\n", argv[0]);
-    return EXIT_FAILURE;
-  }
+  const std::string command = argc > 1 ? argv[1] : "";
+  const bool makes_page = (command == "write" || command == "check") && argc == 6;
+  if (!makes_page && (command != "gaps" || argc != 4)) return usage(argv[0]);
   try {
+    if (!makes_page) return print_gaps(argv + 2) ? EXIT_SUCCESS : EXIT_FAILURE;
     for (const File& file : files(argv + 2)) command == "write" ? write(file) : check(file);
   } catch (const std::exception& problem) {
     std::fprintf(stderr, "%s\n", problem.what());

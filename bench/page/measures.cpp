@@ -37,6 +37,11 @@ std::optional<double> ratio_to_fastest(const Results& results, const std::string
   return *ours / *fastest;
 }
 
+double order_of(const Results& results, const std::string& what, const std::string& family,
+                const std::string& order, const std::string& solver) {
+  return results.value(what + '/' + family + '/' + order + '/' + solver, "n").value_or(std::stod(order));
+}
+
 std::optional<double> growth(const std::vector<Point>& points) {
   if (points.size() < 2) return std::nullopt;
   double n = 0, x = 0, y = 0, xx = 0, xy = 0;
@@ -59,7 +64,7 @@ std::optional<double> growth_of(const Results& results, const std::string& what,
   std::vector<Point> points;
   for (const std::string& order : results.below(what + '/' + family))
     if (const std::optional<double> time = seconds(results, what, family, order, solver))
-      points.push_back({std::stod(order), *time});
+      points.push_back({order_of(results, what, family, order, solver), *time});
   return growth(points);
 }
 

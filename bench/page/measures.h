@@ -20,6 +20,9 @@ std::optional<double> seconds(const Results& results, const std::string& what, c
 std::optional<double> ratio_to_fastest(const Results& results, const std::string& what,
                                        const std::string& family, const std::string& order,
                                        const std::string& solver);
+/// Returns the order of the matrix of such a run, if it tells it, else the rounded one in its name.
+double order_of(const Results& results, const std::string& what, const std::string& family,
+                const std::string& order, const std::string& solver);
 
 struct Point {
   double order, value;

@@ -1,5 +1,6 @@
 // Draws plots on logarithmic axes that all panels of a picture share. Lines differ by colour and by the shape
-// of their points, so that they can be told apart without seeing colours.
+// of their points, so that they can be told apart without seeing colours. The later half of them is dashed,
+// which shows a line that it covers.
 
 #include "bench/page/plot.h"
 
@@ -16,10 +17,10 @@ constexpr double kLeft = 64, kTop = 104, kBottom = 52, kRight = 20;
 
 constexpr const char* kStyle = R"(<style>
 svg { --paper: #ffffff; --ink: #24292f; --soft: #57606a; --grid: #d8dee4;
-  --c0: #0969da; --c1: #bc4c00; --c2: #1a7f37; --c3: #6e7781; --c4: #8250df; --c5: #9a6700 }
+  --c0: #0969da; --c1: #bc4c00; --c2: #1a7f37; --c3: #6e7781; --c4: #8250df; --c5: #bf3989 }
 @media (prefers-color-scheme: dark) {
 svg { --paper: #161b22; --ink: #e6edf3; --soft: #9198a1; --grid: #30363d;
-  --c0: #58a6ff; --c1: #f0883e; --c2: #3fb950; --c3: #9198a1; --c4: #bc8cff; --c5: #d29922 } }
+  --c0: #58a6ff; --c1: #f0883e; --c2: #3fb950; --c3: #9198a1; --c4: #bc8cff; --c5: #f778ba } }
 text { font: 14px system-ui, "DejaVu Sans", sans-serif; fill: var(--ink) }
 .title { font-size: 17px; font-weight: 600 } .panel { font-weight: 600 }
 .tick { font-size: 12px; fill: var(--soft) } .end { text-anchor: end } .middle { text-anchor: middle }
@@ -28,7 +29,7 @@ text { font: 14px system-ui, "DejaVu Sans", sans-serif; fill: var(--ink) }
 .s0 { stroke: var(--c0); fill: var(--c0) } .s1 { stroke: var(--c1); fill: var(--c1) }
 .s2 { stroke: var(--c2); fill: var(--c2) } .s3 { stroke: var(--c3); fill: var(--c3) }
 .s4 { stroke: var(--c4); fill: var(--c4) } .s5 { stroke: var(--c5); fill: var(--c5) }
-path.line { fill: none }
+path.line { fill: none } .s3 .line, .s4 .line, .s5 .line { stroke-dasharray: 7 4 }
 </style>
 )";
 
@@ -80,10 +81,21 @@ std::string point_mark(std::size_t style, double x, double y) {
 
 /// A logarithmic axis, a little longer than its data, so that points and labels keep off the ends.
 struct Axis {
+  static constexpr double kFewDecades = 3;
   double low = HUGE_VAL, high = -HUGE_VAL;  // logarithms to base 10
   void cover(double value) {
     low = std::min(low, std::log10(value));
     high = std::max(high, std::log10(value));
+  }
+  /// Lengthens an axis with labels between the powers of ten to the first label at or above its data.
+  void reach_label() {
+    if (high < low || high - low > kFewDecades) return;
+    const double decade = std::floor(high);
+    for (const double digit : {1, 2, 5, 10})
+      if (const double label = decade + std::log10(digit); label >= high) {
+        high = label;
+        return;
+      }
   }
   /// Lengthens the axis by a part of itself, and a short one to at least a decade. Without data it begins
   /// at 1.
@@ -97,7 +109,6 @@ struct Axis {
   double place(double value) const { return (std::log10(value) - low) / (high - low); }
   /// Returns the powers of ten, and where there are few their doubles and fives.
   std::vector<Tick> ticks() const {
-    constexpr double kFewDecades = 2.6;
     std::vector<Tick> ticks;
     for (int exponent = static_cast<int>(std::floor(low)); exponent <= high; ++exponent)
       for (const int digit : {1, 2, 5}) {
@@ -120,6 +131,7 @@ class Drawing {
         }
     if (picture.has_one) y_.cover(1);
     x_.lengthen();
+    y_.reach_label();
     y_.lengthen();
   }
 
@@ -154,6 +166,9 @@ class Drawing {
       svg += text("", x + 34, kBaseline, escaped(picture_.lines[k]));
       x += kSample + kLetter * static_cast<double>(picture_.lines[k].size()) + 10;
     }
+    if (!picture_.has_one) return;
+    svg += formatted("<path class=\"one\" d=\"M%.1f %.1fh28\"/>\n", x, kBaseline - 5);
+    svg += text("", x + 34, kBaseline, "as fast; below it the library is faster");
   }
 
   void add_panel(std::string& svg, std::size_t index) const {

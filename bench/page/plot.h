@@ -25,7 +25,7 @@ struct Picture {
   std::string title, x_title, y_title;  // plain text, as all texts here; titles of axes tell the units
   std::vector<std::string> lines;       // the legend: at most kStyles
   std::vector<Panel> panels;            // all have the same axes
-  bool has_one = false;                 // the level 1 is drawn heavier: above it the library is slower
+  bool has_one = false;                 // the level 1 is dashed: below it the library is faster
 };
 
 constexpr std::size_t kStyles = 6;

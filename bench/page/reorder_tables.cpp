@@ -74,8 +74,10 @@ std::string reordering_summary(const Results& results) {
   Table table(
       {"method", "meshes", "at least as small as the best peer", "least ratio to it", "largest ratio to it"});
   const auto add = [&](const char* name, const Contest& c) {
-    table.add({name, std::to_string(c.meshes), std::to_string(c.as_good), two_digits(c.least),
-               digits(c.largest, 3)});
+    const bool any = c.meshes > 0;
+    table.add({name, std::to_string(c.meshes), std::to_string(c.as_good),
+               two_digits(any ? Value(c.least) : std::nullopt),
+               digits(any ? Value(c.largest) : std::nullopt, 3)});
   };
   add("bandwidth by `gps`", contest(results, 0, "bandwidth"));
   add("profile by `gk`", contest(results, 1, "profile"));

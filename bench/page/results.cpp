@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <locale>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -41,14 +42,24 @@ bool stands_before(const std::string& a, const std::string& b) {
 }  // namespace
 
 void Results::read(const std::string& program, std::istream& in) {
+  int number = 0;
   for (std::string line; std::getline(in, line);) {
-    const std::vector<std::string> fields = fields_of(line);
-    if (fields.size() != 3) throw std::runtime_error("not a result: " + line);
-    if (fields[0] == "#")
-      conditions_[program][fields[1]] = fields[2];
-    else
-      values_[fields[0]][fields[1]] = number_in(fields[2]);
+    ++number;
+    try {
+      read_line(program, line);
+    } catch (const std::runtime_error& problem) {
+      throw std::runtime_error(program + ", line " + std::to_string(number) + ": " + problem.what());
+    }
   }
+}
+
+void Results::read_line(const std::string& program, const std::string& line) {
+  const std::vector<std::string> fields = fields_of(line);
+  if (fields.size() != 3) throw std::runtime_error("not a result: " + line);
+  if (fields[0] == "#")
+    conditions_[program][fields[1]] = fields[2];
+  else
+    values_[fields[0]][fields[1]] = number_in(fields[2]);
 }
 
 std::optional<double> Results::value(const std::string& run, const std::string& measure) const {
@@ -82,6 +93,7 @@ Results read_results(const std::string& folder) {
   std::vector<std::filesystem::path> files;
   for (const auto& entry : std::filesystem::directory_iterator(folder))
     if (entry.path().extension() == ".tsv") files.push_back(entry.path());
+  if (files.empty()) throw std::runtime_error("no results in " + folder);
   std::sort(files.begin(), files.end());
   Results results;
   for (const std::filesystem::path& file : files) {

@@ -19,7 +19,7 @@ class Results {
  public:
   /// Adds the lines of a file.
   /// @param program a name for it, under which its conditions are kept
-  /// @throws std::runtime_error a line is not a result
+  /// @throws std::runtime_error a line is not a result; the message names the program and the line
   void read(const std::string& program, std::istream& in);
 
   /// Returns a value; none if it was not measured.
@@ -33,12 +33,14 @@ class Results {
   const std::map<std::string, Conditions>& conditions() const { return conditions_; }
 
  private:
+  void read_line(const std::string& program, const std::string& line);
+
   std::map<std::string, std::map<std::string, double>> values_;  // by run, then by measure
   std::map<std::string, Conditions> conditions_;                 // by program
 };
 
 /// Reads all files *.tsv of a folder.
-/// @throws std::runtime_error a file cannot be read
+/// @throws std::runtime_error there is none, or one cannot be read
 Results read_results(const std::string& folder);
 
 }  // namespace page

@@ -16,6 +16,7 @@ std::string condition(const Results& results, const std::string& name) {
   std::set<std::string> answers;
   for (const auto& [program, known] : results.conditions())
     if (known.count(name)) answers.insert(known.at(name));
+  if (answers.empty()) answers.insert(kNone);
   std::string text;
   for (const std::string& answer : answers) text += "- " + name + ": " + answer + '\n';
   return text;
@@ -23,7 +24,8 @@ std::string condition(const Results& results, const std::string& name) {
 
 std::string conditions(const Results& results) {
   std::string text;
-  for (const char* name : {"processor", "compiler", "build type", "BLAS", "BLAS threads", "other solvers"})
+  for (const char* name :
+       {"processor", "compiler", "build type", "BLAS", "BLAS threads", "other solvers", "repetitions"})
     text += condition(results, name);
   Table table({"results", "date", "commit", "seconds", "other work"});
   for (const auto& [program, known] : results.conditions()) {

@@ -1,7 +1,7 @@
 #pragma once
 
 // The tables of docs/performance.md, as Markdown. What was not measured is a dash: a short run leaves out
-// large orders.
+// large orders. What is not meant to be measured is an empty cell.
 
 #include <functional>
 #include <map>

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -13,8 +14,9 @@
 
 namespace bench {
 
-/// Calls the routines of ma48. Their arrays are at first as long as those of the class ma48, and then as long
-/// as the analysis asks for.
+/// Calls the routines of ma48. A, IRN and JCN are long from the start, since a part of a new array that is
+/// never touched costs no time; if they are still too short, they grow to what the routine asks for, and at
+/// least to twice their length, because an analysis knows its need only as far as it got.
 class Ma48Solver {
  public:
   static constexpr const char* kName = "ma48";
@@ -26,11 +28,11 @@ class Ma48Solver {
     keep_.reset(new int[static_cast<std::size_t>(ma48_keep_length(n, n))]);
     iw_.reset(new int[static_cast<std::size_t>(ma48_iw_length(n, n))]);
     w_.reset(new double[static_cast<std::size_t>(ma48_w_length(n, n))]);
-    lengthen(4 * problem_.entries);
+    lengthen(clipped(kRoom * problem_.entries));
     load();
     while (!analyse()) {
-      if (status() != MA48_STATUS_TOO_SHORT) return false;
-      lengthen(la_ + problem_.entries);
+      if (status() != MA48_STATUS_TOO_SHORT || la_ == kLongest) return false;
+      lengthen(clipped(std::max<long long>(analysis_length(), 2LL * la_)));
       load();
     }
     lengthen(std::max(la_, factor_length()));
@@ -53,7 +55,12 @@ class Ma48Solver {
   }
 
  private:
+  static constexpr long long kRoom = 64;                                // elements an entry
+  static constexpr int kLongest = std::numeric_limits<int>::max() - 1;  // that the routines can count
+
+  static int clipped(long long length) { return static_cast<int>(std::min<long long>(length, kLongest)); }
   int status() const { return ma48_info(info_, MA48_INFO_STATUS); }
+  int analysis_length() const { return ma48_info(info_, MA48_INFO_ANALYSIS_LENGTH); }
   int factor_length() const { return ma48_info(info_, MA48_INFO_FACTOR_LENGTH); }
 
   /// Lengthens A, IRN and JCN to la, or shortens them. Their first elements, the entries, stay.

@@ -64,8 +64,8 @@ constexpr Case kGridCases[] = {
     {"cube", 30000, bench::grid_matrix, 3, 31},     {"cube", 100000, bench::grid_matrix, 3, 46},
 };
 
-/// On large cubes ma48 takes minutes.
-constexpr int kLargestGridOfMa48 = 10000;
+/// On larger cubes ma48 takes too long. `width` is the number of dimensions.
+bool takes_ma48(const Case& grid) { return grid.width == 2 || grid.order <= 10000; }
 
 /// Returns the problem of a case, which is made at the first use and kept.
 const Problem& problem_of(const Case& c) {
@@ -220,7 +220,7 @@ int main(int argc, char** argv) {
   for (const Case& c : kProcessCases)
     add_all<Ma48Solver, Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
   for (const Case& c : kGridCases) {
-    if (c.order <= kLargestGridOfMa48)
+    if (takes_ma48(c))
       add_all<Ma48Solver, Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
     else
       add_all<Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);

@@ -3,24 +3,15 @@
 #include "bench/support/ratio_report.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <limits>
+#include <optional>
 #include <sstream>
 #include <tuple>
 #include <utility>
 
+#include "bench/page/measures.h"
+
 namespace bench {
-namespace {
-
-/// Returns the slope of the least-squares line through points.
-double slope(const std::vector<std::pair<double, double>>& points) {
-  double n = 0.0, x = 0.0, y = 0.0, xx = 0.0, xy = 0.0;
-  for (const auto& [px, py] : points) n += 1.0, x += px, y += py, xx += px * px, xy += px * py;
-  return (n * xy - x * y) / (n * xx - x * x);
-}
-
-}  // namespace
 
 bool RatioReport::Key::operator<(const Key& other) const {
   return std::tie(what, family, order) < std::tie(other.what, other.family, other.order);
@@ -71,16 +62,17 @@ void RatioReport::print_ratios(const std::string& solver) const {
 
 void RatioReport::print_growth() const {
   using Line = std::tuple<std::string, std::string, std::string>;
-  std::map<Line, std::vector<std::pair<double, double>>> points;
+  std::map<Line, std::vector<page::Point>> points;
   for (const auto& [key, times] : best_) {
     for (const auto& [solver, time] : times)
-      points[{key.what, key.family, solver}].emplace_back(std::log(key.order), std::log(time));
+      points[{key.what, key.family, solver}].push_back({static_cast<double>(key.order), time});
   }
   std::printf("\n%-12s %-10s %-10s %s\n", "what", "family", "solver", "time grows with order to the power");
   for (const auto& [line, list] : points) {
-    if (list.size() < 2) continue;
+    const std::optional<double> power = page::growth(list);
+    if (!power) continue;
     std::printf("%-12s %-10s %-10s %.2f\n", std::get<0>(line).c_str(), std::get<1>(line).c_str(),
-                std::get<2>(line).c_str(), slope(list));
+                std::get<2>(line).c_str(), *power);
   }
 }
 

@@ -28,14 +28,23 @@ void ResultLines::write(std::ostream& out) const {
 
 void ResultReporter::ReportRuns(const std::vector<Run>& runs) {
   for (const Run& run : runs) {
-    if (run.error_occurred || run.run_type != Run::RT_Iteration) continue;
+    if (run.run_type != Run::RT_Iteration) continue;
     std::string name = run.run_name.function_name;
     if (!run.run_name.args.empty()) name += '/' + run.run_name.args;
-    for (const char* counter : {"best", "ours", "peer", "operations", "level3"}) {
+    if (run.error_occurred) {
+      lines_.add(name, run.error_message, 1);
+      continue;
+    }
+    for (const char* counter : {"best", "ours", "peer", "operations", "level3", "n", "entries"}) {
       const auto found = run.counters.find(counter);
       if (found != run.counters.end()) lines_.add(name, counter, found->second.value);
     }
   }
+}
+
+void ResultReporter::Finalize() {
+  lines_.write(GetOutputStream());
+  is_written_ = !GetOutputStream().flush().fail();
 }
 
 }  // namespace bench

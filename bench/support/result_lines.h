@@ -15,8 +15,8 @@
 
 namespace bench {
 
-/// Collects results, of several repetitions the least. Beside times only counts are collected, which are the
-/// same in every repetition.
+/// Collects results, of several repetitions the least. Beside times only counts and failures are collected,
+/// which are the same in every repetition.
 class ResultLines {
  public:
   void add(const std::string& run, const std::string& measure, double value);
@@ -29,16 +29,21 @@ class ResultLines {
 };
 
 /// Writes the result lines of a Google Benchmark program to the file of its option --benchmark_out. Of the
-/// counters these are results: `best`, `ours` and `peer`, which are seconds, `operations`, and `level3`, a
-/// share. A run that failed leaves no result.
+/// counters these are results: `best`, `ours` and `peer`, which are seconds, the counts `operations`, `n` and
+/// `entries`, and `level3`, a share. A run that failed leaves its message, "wrong solution" for one, with the
+/// value 1.
 class ResultReporter : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override;
-  void Finalize() override { lines_.write(GetOutputStream()); }
+  void Finalize() override;
+
+  /// Returns whether the file has taken all lines.
+  bool is_written() const { return is_written_; }
 
  private:
   ResultLines lines_;
+  bool is_written_ = false;
 };
 
 }  // namespace bench

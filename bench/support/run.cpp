@@ -97,9 +97,12 @@ int run(int argc, char** argv, benchmark::BenchmarkReporter* report) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return EXIT_FAILURE;
   for (const auto& [name, value] : conditions()) benchmark::AddCustomContext(name, value);
   ResultReporter results;
-  benchmark::RunSpecifiedBenchmarks(report, writes_results ? &results : nullptr);
+  const std::size_t count = benchmark::RunSpecifiedBenchmarks(report, writes_results ? &results : nullptr);
   benchmark::Shutdown();
-  return EXIT_SUCCESS;
+  if (count == 0) return EXIT_FAILURE;  // it has said that the filter matches nothing
+  if (!writes_results || results.is_written()) return EXIT_SUCCESS;
+  std::fprintf(stderr, "cannot write the results\n");
+  return EXIT_FAILURE;
 }
 
 }  // namespace bench

@@ -24,7 +24,8 @@ bool build_is_optimised();
 /// --benchmark_out=FILE writes result lines (see result_lines.h), unless --benchmark_out_format asks for
 /// another form.
 /// @param report null: the console's report
-/// @return the exit code of the program: 1 for a debug build or a bad option, else 0
+/// @return the exit code of the program: 1 for a debug build, a bad option, a filter that matches nothing, or
+///         results that cannot be written, else 0
 int run(int argc, char** argv, benchmark::BenchmarkReporter* report = nullptr);
 
 }  // namespace bench
