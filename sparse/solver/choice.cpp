@@ -28,9 +28,13 @@ constexpr int kLargeGrid = 20000;  // entries; smaller ones take no less time fo
 constexpr double kThresholdOfMa48 = 0.1;
 constexpr double kThresholdOfMa38 = 0.5;  // costs hardly any fill-in if the diagonal is preferred
 
+/// Tells whether a pattern looks like that of a discretised equation, whose factors fill in without limit.
+bool is_mesh(const PatternFacts& facts) {
+  return facts.symmetry >= kMostlySymmetric && facts.diagonal_entries == facts.order;
+}
+
 bool suits_small_growth(const PatternFacts& facts, const SparseOptions& options) {
-  const bool is_grid = facts.symmetry >= kMostlySymmetric && facts.diagonal_entries == facts.order &&
-                       facts.entries <= std::int64_t{kMostEntriesARow} * facts.order;
+  const bool is_grid = is_mesh(facts) && facts.entries <= std::int64_t{kMostEntriesARow} * facts.order;
   return is_grid && (facts.entries >= kLargeGrid || options.factorisations >= kOften);
 }
 
@@ -47,6 +51,7 @@ Plan plan_for(SparseMethod method, const PatternFacts& facts, const SparseOption
   settings.threshold = options.threshold > 0 ? options.threshold : own;
   settings.blocks = options.blocks != 0;
   settings.prefer_diagonal = options.diagonal < 0 ? facts.diagonal_entries > 0 : options.diagonal != 0;
+  settings.is_mesh = is_mesh(facts);
   settings.growth = options.growth > 0                   ? options.growth
                     : suits_small_growth(facts, options) ? kGrowthOnGrids
                                                          : kGrowth;
