@@ -41,7 +41,8 @@ bool suits_small_growth(const PatternFacts& facts, const SparseOptions& options)
 }  // namespace
 
 PatternFacts study(const Pattern& pattern) {
-  return {pattern.order, pattern.entries(), pattern_symmetry(pattern), diagonal_entries(pattern)};
+  const int diagonal = diagonal_entries(pattern);
+  return {pattern.order, pattern.entries(), pattern_symmetry(pattern, diagonal), diagonal};
 }
 
 Plan plan_for(SparseMethod method, const PatternFacts& facts, const SparseOptions& options,

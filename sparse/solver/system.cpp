@@ -61,10 +61,11 @@ double largest(const Array<double>& sums) {
   return most;
 }
 
+constexpr double kLeastSum = 1e-100, kMostSum = 1e100;
+
 /// Tells whether the sums of rows or columns are far from the ends of the range of double.
 bool suit(const Array<double>& sums) {
-  constexpr double kLeast = 1e-100, kMost = 1e100;
-  return std::all_of(sums.begin(), sums.end(), [](double sum) { return kLeast < sum && sum < kMost; });
+  return std::all_of(sums.begin(), sums.end(), [](double sum) { return kLeastSum < sum && sum < kMostSum; });
 }
 
 }  // namespace
@@ -182,39 +183,37 @@ bool System::choose_scales(ScalingEffort effort) {
 }
 
 bool System::apply_scales() {
-  column_sum_.fill(0);
-  plain_sums_known_[0] = plain_sums_known_[1] = false;
+  sums_known_[0] = sums_known_[1] = false;
+  lost_ = 0;
   const auto [least_row, most_row] = std::minmax_element(row_exponent_.begin(), row_exponent_.end());
   const auto [least, most] = std::minmax_element(column_exponent_.begin(), column_exponent_.end());
   const bool in_range = *least_row + *least >= 1 - kBias && *most_row + *most <= kBias;
-  lost_ = 0;
-  if (!in_range || scale_by_one_product() < DBL_MIN) scale_with_care();
-  for (int i = 0; i < order_; ++i) {
-    double sum = 0;
-    for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
-      const double size = std::abs(scaled_[p]);
-      sum += size;
-      column_sum_[column_[p]] += size;
-    }
-    row_sum_[i] = sum;
-  }
+  if (in_range && scale_by_one_product()) return true;
+  if (!in_range || least_scaled_ < DBL_MIN) scale_with_care();
+  find_sums(false);
+  find_sums(true);
   return lost_ == 0 && suit(row_sum_) && suit(column_sum_);
 }
 
-/// Computes the scaled matrix where the product of a row's and a column's scale is always a normal number.
-/// @return the least magnitude of a scaled value whose value is not zero; below DBL_MIN it may have lost
-///         digits
-double System::scale_by_one_product() {
-  double least = DBL_MAX;
+/// Computes the scaled matrix where the product of a row's and a column's scale is always a normal number,
+/// and least_scaled_, the least magnitude where the value is not zero. Below DBL_MIN it may have lost digits.
+/// @return whether no value is zero and all are so near to 1 that the sums of rows and columns suit
+bool System::scale_by_one_product() {
+  double least = DBL_MAX, most = 0;
+  bool zero = false;
   for (int i = 0; i < order_; ++i) {
     const double scale = row_scale_[i];
     for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
       scaled_[p] = value_[p] * (scale * column_scale_[column_[p]]);
-      const double size = value_[p] == 0 ? DBL_MAX : std::abs(scaled_[p]);
-      least = size < least ? size : least;
+      const double size = std::abs(scaled_[p]);
+      const bool is_zero = value_[p] == 0;
+      zero |= is_zero;
+      least = (size < least) & !is_zero ? size : least;
+      most = size > most ? size : most;
     }
   }
-  return least;
+  least_scaled_ = least;
+  return !zero && least > kLeastSum && most < kMostSum / (1.0 + entries());
 }
 
 /// Computes the scaled matrix, and finds out whether digits were lost.
@@ -226,20 +225,37 @@ void System::scale_with_care() {
     }
 }
 
-const double* System::plain_sums(bool transposed) {
-  Array<double>& sums = transposed ? plain_column_sum_ : plain_row_sum_;
-  if (plain_sums_known_[transposed]) return sums.data();
-  plain_sums_known_[transposed] = true;
-  sums.fill(0);
+/// Sums the magnitudes of the rows, or of the columns, if that was not done for these values.
+void System::find_sums(bool transposed) {
+  if (sums_known_[transposed]) return;
+  sums_known_[transposed] = true;
+  if (!transposed) {
+    for (int i = 0; i < order_; ++i) {
+      double sum = 0, plain = 0;
+      for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
+        const double size = std::abs(scaled_[p]);
+        sum += size;
+        plain += size * column_unit_[column_[p]];
+      }
+      row_sum_[i] = sum;
+      plain_row_sum_[i] = plain;
+    }
+    return;
+  }
+  column_sum_.fill(0);
+  plain_column_sum_.fill(0);
   for (int i = 0; i < order_; ++i)
     for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
-      const int j = column_[p];
-      sums[transposed ? j : i] += std::abs(scaled_[p]) * (transposed ? row_unit_[i] : column_unit_[j]);
+      const double size = std::abs(scaled_[p]);
+      column_sum_[column_[p]] += size;
+      plain_column_sum_[column_[p]] += size * row_unit_[i];
     }
-  return sums.data();
 }
 
-double System::scaled_norm() const { return largest(column_sum_); }
+double System::scaled_norm() {
+  find_sums(true);
+  return largest(column_sum_);
+}
 
 double System::norm(const Array<int>& rows, const Array<int>& columns) const {
   double most = 0;
