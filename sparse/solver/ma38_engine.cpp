@@ -23,8 +23,8 @@ constexpr std::int64_t kLongest = std::numeric_limits<int>::max() - 1;  // that 
 /// the middle is never touched, and most allocators give out pages only when they are. 64 is enough for all
 /// but meshes in space, and few matrices below kLarge entries need more.
 constexpr std::int64_t kAmpleValues = 64;
-/// The same of a mesh, whose factors outgrow any multiple of the entries: 512 is enough for a cube of a
-/// million nodes. Windows counts all of an array as memory in use, so that no more than usual is asked for.
+/// The same of a mesh, whose factors outgrow any multiple of the entries: 512 is enough for a cube of
+/// 100,000 nodes. Windows counts all of an array as memory in use, so that no more than usual is asked for.
 #ifdef _WIN32
 constexpr std::int64_t kValuesOfMesh = kAmpleValues;
 #else
@@ -35,7 +35,8 @@ constexpr std::int64_t kValuesOfMesh = 512;
 constexpr std::int64_t kManyValues = 24, kFewValues = 6;
 constexpr std::int64_t kMostValues = 1 << 28;      // 2 GB: as far as ample room goes
 constexpr std::int64_t kLarge = 50'000;            // entries
-constexpr std::int64_t kWorthReturning = 1 << 23;  // 64 MB of VALUE that the factors leave free
+constexpr std::int64_t kWorthReturning = 1 << 24;  // 128 MB of VALUE that are not needed any more
+constexpr std::int64_t kRoomToRefactor = 2;        // times the least VALUE of ma38bd_, which is slow in that
 constexpr std::int64_t kLine = 8;                  // values between boundaries of 64 bytes
 
 class Ma38Engine : public Engine {
@@ -122,7 +123,8 @@ class Ma38Engine : public Engine {
   void return_room() {
     const std::int64_t begin = ma38_keep(keep_, MA38_KEEP_VALUE_BEGIN) - 1;
     const std::int64_t end = ma38_keep(keep_, MA38_KEEP_VALUE_END);
-    const std::int64_t needed = std::max<std::int64_t>(info(MA38_INFO_VALUE_FOR_REFACTOR), end - begin);
+    const std::int64_t least = std::max<std::int64_t>(info(MA38_INFO_VALUE_FOR_REFACTOR), end - begin);
+    const std::int64_t needed = kRoomToRefactor * least;
     const std::int64_t spare = (value_.size() - needed) / kLine * kLine;
     // Factors that do not end VALUE could not be moved down by all of the spare room.
     if (spare < kWorthReturning || begin < spare) return;

@@ -349,7 +349,10 @@ void Solver::read_solution(bool transposed, const double* x) {
 /// Tells whether an element of y_ may have been rounded when it was written to x, since it underflows there.
 bool Solver::loses_digits(const Array<double>& x) const {
   bool loses = false;
-  for (int j = 0; j < system_.order(); ++j) loses |= (std::abs(x[j]) < DBL_MIN) & (y_[j] != 0);
+  for (int j = 0; j < system_.order(); ++j) {
+    const double size = std::abs(x[j]);
+    loses |= (size < DBL_MIN) & (y_[j] != 0);
+  }
   return loses;
 }
 

@@ -205,11 +205,10 @@ bool System::scale_by_one_product() {
     const double scale = row_scale_[i];
     for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
       scaled_[p] = value_[p] * (scale * column_scale_[column_[p]]);
-      const double size = std::abs(scaled_[p]);
-      const bool is_zero = value_[p] == 0;
-      zero |= is_zero;
-      least = (size < least) & !is_zero ? size : least;
-      most = size > most ? size : most;
+      const double size = std::abs(scaled_[p]), size_if_entry = value_[p] == 0 ? DBL_MAX : size;
+      zero |= value_[p] == 0;
+      least = std::min(least, size_if_entry);
+      most = std::max(most, size);
     }
   }
   least_scaled_ = least;
