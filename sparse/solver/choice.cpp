@@ -88,11 +88,11 @@ Plan choose_plan(const PatternFacts& facts, const SparseOptions& options) {
     return plan_for(method, facts, options, reason);
   };
   if (options.method != SparseMethod::automatic) return plan(options.method, "asked for");
+  if (facts.entries < kSmall) return plan(SparseMethod::ma48, "the matrix is small");
   if (stays_sparse(facts))
     return plan(SparseMethod::ma48, "many equations have two unknowns, or many unknowns two equations");
   const bool often = options.factorisations >= kOften;
   if (facts.entries >= kLarge) return plan(SparseMethod::ma38, "the matrix is large");
-  if (facts.entries < kSmall) return plan(SparseMethod::ma48, "the matrix is small");
   if (facts.symmetry < kSymmetric)
     return plan(SparseMethod::ma48, "the pattern is not symmetric and not large");
   if (often && facts.entries < kLargeIfRepeated)
