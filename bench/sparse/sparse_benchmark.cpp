@@ -4,6 +4,9 @@
 // that no solver pays for page faults of its own. Times are processor times; everything runs in one thread.
 // Counters: the best time, in seconds, and the share of a solver's operations that matrix-matrix kernels do,
 // if it counts them.
+//
+// With --matrices=FOLDER it runs over the Matrix Market files of a folder instead; the new values are then
+// the old ones changed by up to a per cent.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -11,6 +14,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -18,7 +26,9 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
+#include "apps/solve/matrix_market.h"
 #include "bench/sparse/automatic_solver.h"
 #include "bench/sparse/eigen_solver.h"
 #include "bench/sparse/grids.h"
@@ -37,43 +47,71 @@ using bench::Problem;
 using bench::Vector;
 
 struct Case {
-  const char* family;  // wide: a column with many components
+  std::string family;  // wide: a column with many components
   int order;           // approximate order
-  reference::Coordinates (*matrix)(int, int, int);
-  int width, pieces;  // components, or dimensions of a grid; stages, units, or nodes per side
+  std::function<Problem()> make;
 
-  std::string name() const { return std::string(family) + '/' + std::to_string(order); }
+  std::string name() const { return family + '/' + std::to_string(order); }
 };
 
-constexpr Case kProcessCases[] = {
-    {"column", 1000, bench::column_jacobian, 8, 100},
-    {"column", 10000, bench::column_jacobian, 8, 1000},
-    {"column", 100000, bench::column_jacobian, 8, 10000},
-    {"wide", 1000, bench::column_jacobian, 18, 50},
-    {"wide", 10000, bench::column_jacobian, 38, 250},
-    {"wide", 100000, bench::column_jacobian, 98, 1000},
-    {"flowsheet", 1000, bench::flowsheet_jacobian, 10, 60},
-    {"flowsheet", 10000, bench::flowsheet_jacobian, 10, 600},
-    {"flowsheet", 100000, bench::flowsheet_jacobian, 10, 6000},
+using Generator = reference::Coordinates (*)(int width, int pieces, int step);
+
+/// @param width, pieces components, or dimensions of a grid; stages, units, or nodes per side
+Case generated(const char* family, int order, Generator matrix, int width, int pieces) {
+  return {family, order, [=] {
+            return Problem(matrix(width, pieces, 0), matrix(width, pieces, 1), matrix == bench::grid_matrix);
+          }};
+}
+
+const std::vector<Case> kProcessCases = {
+    generated("column", 1000, bench::column_jacobian, 8, 100),
+    generated("column", 10000, bench::column_jacobian, 8, 1000),
+    generated("column", 100000, bench::column_jacobian, 8, 10000),
+    generated("wide", 1000, bench::column_jacobian, 18, 50),
+    generated("wide", 10000, bench::column_jacobian, 38, 250),
+    generated("wide", 100000, bench::column_jacobian, 98, 1000),
+    generated("flowsheet", 1000, bench::flowsheet_jacobian, 10, 60),
+    generated("flowsheet", 10000, bench::flowsheet_jacobian, 10, 600),
+    generated("flowsheet", 100000, bench::flowsheet_jacobian, 10, 6000),
 };
 
 /// Grids on squares and cubes, whose matrices are nearly symmetric.
-constexpr Case kGridCases[] = {
-    {"square", 10000, bench::grid_matrix, 2, 100},  {"square", 30000, bench::grid_matrix, 2, 173},
-    {"square", 100000, bench::grid_matrix, 2, 316}, {"cube", 10000, bench::grid_matrix, 3, 22},
-    {"cube", 30000, bench::grid_matrix, 3, 31},     {"cube", 100000, bench::grid_matrix, 3, 46},
+const std::vector<Case> kGridCases = {
+    generated("square", 10000, bench::grid_matrix, 2, 100),
+    generated("square", 30000, bench::grid_matrix, 2, 173),
+    generated("square", 100000, bench::grid_matrix, 2, 316),
+    generated("cube", 10000, bench::grid_matrix, 3, 22),
+    generated("cube", 30000, bench::grid_matrix, 3, 31),
+    generated("cube", 100000, bench::grid_matrix, 3, 46),
 };
 
-/// On larger cubes ma48 takes too long. `width` is the number of dimensions.
-bool takes_ma48(const Case& grid) { return grid.width == 2 || grid.order <= 10000; }
+/// Returns the square matrices of a folder.
+std::vector<Case> cases_of_folder(const std::string& folder) {
+  std::vector<std::filesystem::path> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    if (entry.path().extension() == ".mtx") files.push_back(entry.path());
+  std::sort(files.begin(), files.end());
+  std::vector<Case> cases;
+  for (const std::filesystem::path& file : files) {
+    const solve::Matrix matrix = solve::read_matrix(file.string());
+    if (matrix.rows != matrix.columns) continue;
+    reference::Coordinates first{matrix.rows, matrix.columns, matrix.row, matrix.column, matrix.value};
+    reference::Coordinates second = first;
+    reference::Random random(1);
+    for (double& value : second.values) value *= 1 + 0.01 * reference::uniform(random);
+    cases.push_back({file.stem().string(), matrix.rows, [=] { return Problem(first, second, false); }});
+  }
+  return cases;
+}
+
+/// On larger cubes ma48 takes too long.
+bool takes_ma48(const Case& grid) { return grid.family == "square" || grid.order <= 10000; }
 
 /// Returns the problem of a case, which is made at the first use and kept.
 const Problem& problem_of(const Case& c) {
   static std::map<const Case*, std::unique_ptr<Problem>> problems;
   std::unique_ptr<Problem>& problem = problems[&c];
-  if (!problem)
-    problem = std::make_unique<Problem>(c.matrix(c.width, c.pieces, 0), c.matrix(c.width, c.pieces, 1),
-                                        c.matrix == bench::grid_matrix);
+  if (!problem) problem = std::make_unique<Problem>(c.make());
   return *problem;
 }
 
@@ -209,25 +247,55 @@ void add_controls(const Case& c) {
   (add<Solvers>("controls", c, BM_Analyse<Solvers>), ...);
 }
 
-}  // namespace
+using Automatic = bench::AutomaticSolver<false>;
+using Judged = bench::AutomaticSolver<true>;
 
-int main(int argc, char** argv) {
+void add_every_solver(const Case& c) {
   using namespace bench;
-  mallopt(M_MMAP_MAX, 0);
-  mallopt(M_TRIM_THRESHOLD, -1);
-  using Automatic = AutomaticSolver<false>;
-  using Judged = AutomaticSolver<true>;
-  for (const Case& c : kProcessCases)
-    add_all<Ma48Solver, Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
+  add_all<Ma48Solver, Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
+}
+
+void add_generated() {
+  using namespace bench;
+  for (const Case& c : kProcessCases) add_every_solver(c);
   for (const Case& c : kGridCases) {
     if (takes_ma48(c))
-      add_all<Ma48Solver, Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
+      add_every_solver(c);
     else
       add_all<Ma38Solver, Automatic, Judged, EigenSolver, SuperLuSolver, MumpsSolver>(c);
   }
   for (const Case& c : kGridCases)
     add_controls<Ma38With<false, 200>, Ma38With<true, 200>, Ma38With<false, 120>, Ma38With<true, 120>>(c);
+}
+
+/// Takes the option --matrices=FOLDER from the arguments.
+/// @return the folder; empty: not given
+std::string take_folder(int& argc, char** argv) {
+  const std::string option = "--matrices=";
+  for (int k = 1; k < argc; ++k) {
+    const std::string argument = argv[k];
+    if (argument.compare(0, option.size(), option) != 0) continue;
+    std::copy(argv + k + 1, argv + argc + 1, argv + k);
+    --argc;
+    return argument.substr(option.size());
+  }
+  return {};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  using namespace bench;
+  mallopt(M_MMAP_MAX, 0);
+  mallopt(M_TRIM_THRESHOLD, -1);
+  const std::string folder = take_folder(argc, argv);
+  const std::vector<Case> cases = folder.empty() ? std::vector<Case>() : cases_of_folder(folder);
+  for (const Case& c : cases) add_every_solver(c);
+  if (folder.empty()) add_generated();
   RatioReport report({Ma48Solver::kName, Ma38Solver::kName, Automatic::kName, Judged::kName},
                      {EigenSolver::kName, SuperLuSolver::kName, MumpsSolver::kName}, SuperLuSolver::kName);
   return run(argc, argv, &report);
+} catch (const std::exception& problem) {
+  std::fprintf(stderr, "%s\n", problem.what());
+  return EXIT_FAILURE;
 }

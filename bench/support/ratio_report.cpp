@@ -3,7 +3,9 @@
 #include "bench/support/ratio_report.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <numeric>
 #include <optional>
 #include <sstream>
 #include <tuple>
@@ -45,6 +47,7 @@ void RatioReport::print_ratios(const std::string& solver) const {
   const std::string to_reference = reference_.empty() ? "" : "to " + reference_;
   std::printf("\n%-12s %-10s %7s %12s  %-10s %6s %12s\n", "what", "family", "order", solver.c_str(), "peer",
               "ratio", to_reference.c_str());
+  std::map<std::string, std::vector<double>> logarithms;  // of the ratios, by what was timed
   for (const auto& [key, times] : best_) {
     const auto ours = times.find(solver), reference = times.find(reference_);
     auto fastest = times.end();
@@ -53,10 +56,16 @@ void RatioReport::print_ratios(const std::string& solver) const {
       if (t != times.end() && (fastest == times.end() || t->second < fastest->second)) fastest = t;
     }
     if (ours == times.end() || fastest == times.end()) continue;
+    logarithms[key.what].push_back(std::log(ours->second / fastest->second));
     std::printf("%-12s %-10s %7d %10.2fms  %-10s %6.2f", key.what.c_str(), key.family.c_str(), key.order,
                 1e3 * ours->second, fastest->first.c_str(), ours->second / fastest->second);
     if (reference != times.end()) std::printf(" %12.2f", ours->second / reference->second);
     std::printf("\n");
+  }
+  for (const auto& [what, list] : logarithms) {
+    const double sum = std::accumulate(list.begin(), list.end(), 0.0);
+    std::printf("%-12s geometric mean of %zu matrices %36.2f\n", what.c_str(), list.size(),
+                std::exp(sum / static_cast<double>(list.size())));
   }
 }
 

@@ -44,10 +44,13 @@ class Array {
     Array longer;
     if (!longer.allocate(count)) return false;
     std::copy(begin(), end(), longer.begin());
-    std::swap(block_, longer.block_);
-    std::swap(data_, longer.data_);
-    std::swap(size_, longer.size_);
+    swap(longer);
     return true;
+  }
+  void swap(Array& other) {
+    std::swap(block_, other.block_);
+    std::swap(data_, other.data_);
+    std::swap(size_, other.size_);
   }
   void release() {
     if (block_) Corvid_delete(block_);

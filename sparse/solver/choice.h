@@ -18,6 +18,7 @@ struct PatternFacts {
   int order, entries;
   double symmetry;       // share of the off-diagonal entries whose transposed place holds one, too
   int diagonal_entries;  // places of the diagonal that hold an entry
+  int short_lines;       // rows of two entries, or such columns if there are more of them
 };
 
 PatternFacts study(const Pattern& pattern);

@@ -13,6 +13,7 @@ struct EngineSettings {
   bool blocks;             // permute to block triangular form
   bool prefer_diagonal;    // ma38 only
   double growth;           // of a front, ma38 only
+  bool is_mesh;            // the factors may need much memory, ma38 only
   double pivot_tolerance;  // magnitude that a pivot must exceed, ma48 only
 };
 

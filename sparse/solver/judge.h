@@ -12,15 +12,19 @@ namespace corvidnum::solver {
 void compute_residual(const System& system, bool transposed, const double* y, const double* b,
                       double* residual, double* terms);
 
-/// Returns the componentwise backward error of y, the larger of omega1 and omega2; infinity if a number is
+/// Computes the residual of y, which is wanted for a correction, and returns its componentwise backward
+/// error, the larger of omega1 and omega2; infinity if a number is
 /// not finite. omega1 is the largest |residual| / (|b| + terms) over the equations where this sum is
 /// significant. Over the others, where the terms are at the level of rounding beside the largest coefficients
 /// times the largest unknown, omega2 compares with these; equations of zeros with a zero right-hand side
 /// count as exact. Neither depends on the scales of the equations. "Largest unknown" is taken in the scaled
 /// units and in the caller's, and the smaller of the two counts, so that neither choice of units hides an
 /// error. Where digits of the scaled matrix were lost, the residual counts as larger by what they may be.
+/// @param system   its sums of magnitudes are found where they are not known yet
+/// @param residual [order] out
+/// @param terms    [order] work
 /// Source: M. Arioli, J. W. Demmel and I. S. Duff, SIAM J. Matrix Anal. Appl. 10, 165 (1989).
-double backward_error(const System& system, bool transposed, const double* y, const double* b,
-                      const double* residual, const double* terms);
+double backward_error(System& system, bool transposed, const double* y, const double* b, double* residual,
+                      double* terms);
 
 }  // namespace corvidnum::solver

@@ -18,9 +18,26 @@ namespace {
 
 constexpr std::int64_t kLongest = std::numeric_limits<int>::max() - 1;  // that the routines can count
 
-/// VALUE in entries of the matrix. The first is enough for most matrices that fill in, fronts included, the
-/// second for flowsheets; it is tried where memory for the first is refused.
-constexpr std::int64_t kAmpleValues = 24, kFewValues = 6;
+/// VALUE in entries of the matrix, the first length that is tried. An array that turns out too short costs a
+/// whole factorisation, one that is too long hardly anything: ma38ad_ works from both of its ends, so that
+/// the middle is never touched, and most allocators give out pages only when they are. 64 is enough for all
+/// but meshes in space, and few matrices below kLarge entries need more.
+constexpr std::int64_t kAmpleValues = 64;
+/// The same of a mesh, whose factors outgrow any multiple of the entries: 512 is enough for a cube of
+/// 100,000 nodes. Windows counts all of an array as memory in use, so that no more than usual is asked for.
+#ifdef _WIN32
+constexpr std::int64_t kValuesOfMesh = kAmpleValues;
+#else
+constexpr std::int64_t kValuesOfMesh = 512;
+#endif
+/// Lengths to fall back on where memory is refused. The first is enough for most matrices that fill in,
+/// fronts included, the second for flowsheets.
+constexpr std::int64_t kManyValues = 24, kFewValues = 6;
+constexpr std::int64_t kMostValues = 1 << 28;      // 2 GB: as far as ample room goes
+constexpr std::int64_t kLarge = 50'000;            // entries
+constexpr std::int64_t kWorthReturning = 1 << 24;  // 128 MB of VALUE that are not needed any more
+constexpr std::int64_t kRoomToRefactor = 2;        // times the least VALUE of ma38bd_, which is slow in that
+constexpr std::int64_t kLine = 8;                  // values between boundaries of 64 bytes
 
 class Ma38Engine : public Engine {
  public:
@@ -29,15 +46,15 @@ class Ma38Engine : public Engine {
   bool allocate() { return w_.allocate(2 * std::int64_t{system().order()}); }
 
   SparseStatus factorise(const EngineSettings& settings) override {
-    const std::int64_t n = system().order(), ne = system().entries();
+    const std::int64_t ne = system().entries();
     facts_ = {};
     if (2 * ne > kLongest) return SparseStatus::NoMemory;  // INDEX begins with all rows and columns
     set_controls(settings);
     pattern_.release();
-    // An array that turns out too short costs a whole factorisation, room that is not used only addresses.
-    const bool has_values = reserve(value_, kAmpleValues * ne + n) || reserve(value_, kFewValues * ne + n);
-    if (!has_values || !reserve(index_, 10 * ne + 40 * n + 100)) return SparseStatus::NoMemory;
+    if (!reserve_room(settings.is_mesh)) return SparseStatus::NoMemory;
     const SparseStatus status = run(ma38ad_);
+    room_ = value_.size();
+    if (status == SparseStatus::Factorised) return_room();
     if (status != SparseStatus::NoMemory)
       facts_ = {info(MA38_INFO_PIVOTS), info(MA38_INFO_BLOCKS), info(MA38_INFO_FACTOR_ENTRIES),
                 ma38_rinfo(rinfo_, MA38_RINFO_BLAS_FLOPS)};
@@ -86,6 +103,37 @@ class Ma38Engine : public Engine {
     if (length <= array.size()) return true;
     length = std::min(length, kLongest);
     return length > array.size() && array.allocate(length);
+  }
+
+  /// Makes VALUE and INDEX as long as before, or else long enough for most matrices if the host allows.
+  bool reserve_room(bool is_mesh) {
+    const std::int64_t n = system().order(), ne = system().entries();
+    if (!reserve(index_, 10 * ne + 40 * n + 100)) return false;  // first: VALUE may take all there is
+    if (room_ > 0 && reserve(value_, room_)) return true;
+    const std::int64_t most =
+        std::max(kManyValues, kMostValues / std::max<std::int64_t>(ne, 1) / kLine * kLine);
+    const std::int64_t ample = is_mesh && ne >= kLarge ? kValuesOfMesh : kAmpleValues;
+    for (const std::int64_t values : {std::min(ample, most), kManyValues, kFewValues})
+      if (reserve(value_, values * ne + n)) return true;
+    return false;
+  }
+
+  /// Returns most of a VALUE that is far longer than ma38bd_ needs to the host. The factors keep their place
+  /// relative to lines of the cache, on which rounding errors in the BLAS may depend.
+  void return_room() {
+    const std::int64_t begin = ma38_keep(keep_, MA38_KEEP_VALUE_BEGIN) - 1;
+    const std::int64_t end = ma38_keep(keep_, MA38_KEEP_VALUE_END);
+    const std::int64_t least = std::max<std::int64_t>(info(MA38_INFO_VALUE_FOR_REFACTOR), end - begin);
+    const std::int64_t needed = kRoomToRefactor * least;
+    const std::int64_t spare = (value_.size() - needed) / kLine * kLine;
+    // Factors that do not end VALUE could not be moved down by all of the spare room.
+    if (spare < kWorthReturning || begin < spare) return;
+    Array<double> shorter;
+    if (!shorter.allocate(value_.size() - spare)) return;
+    std::copy(value_.begin() + begin, value_.begin() + end, shorter.begin() + (begin - spare));
+    value_.swap(shorter);
+    ma38_set_keep(keep_, MA38_KEEP_VALUE_BEGIN, static_cast<int>(begin + 1 - spare));
+    ma38_set_keep(keep_, MA38_KEEP_VALUE_END, static_cast<int>(end - spare));
   }
 
   /// Keeps what ma38bd_ needs of the factors of ma38ad_ beside the values.
@@ -142,6 +190,7 @@ class Ma38Engine : public Engine {
 
   double cntl_[MA38_CNTL_LENGTH] = {}, rinfo_[MA38_RINFO_LENGTH] = {};
   int icntl_[MA38_ICNTL_LENGTH] = {}, keep_[MA38_KEEP_LENGTH] = {}, info_[MA38_INFO_LENGTH] = {};
+  std::int64_t room_ = 0;                        // VALUE of the last factorisation
   int refactor_value_ = 0, refactor_index_ = 0;  // lengths that ma38bd_ needs
   Array<double> value_, w_;
   Array<int> index_;

@@ -32,21 +32,63 @@ namespace {
 using Exponent = std::int16_t;
 constexpr Exponent kNoEntry = std::numeric_limits<Exponent>::min();
 
-/// Returns the integer nearest to log2 |value|, kNoEntry for 0, NaN and infinity.
-Exponent nearest_exponent(double value) {
-  constexpr int kMantissaBits = 52, kBias = 1023, kSubnormalShift = 54;
-  constexpr std::uint64_t kMagnitude = ~std::uint64_t{0} >> 1, kOne = std::uint64_t{1} << kMantissaBits;
-  constexpr std::uint64_t kRootOfTwo = 0x6A09E667F3BCD;  // mantissa bits of sqrt 2, rounded up
-  constexpr std::uint64_t kNotFinite = std::uint64_t{2 * kBias + 1} << kMantissaBits;
+constexpr int kMantissaBits = 52, kBias = 1023;
+constexpr std::uint64_t kMagnitude = ~std::uint64_t{0} >> 1, kOne = std::uint64_t{1} << kMantissaBits;
+constexpr std::uint64_t kNotFinite = std::uint64_t{2 * kBias + 1} << kMantissaBits;
+
+std::uint64_t magnitude_bits(double value) {
   std::uint64_t bits = 0;
   std::memcpy(&bits, &value, sizeof bits);
-  bits &= kMagnitude;
+  return bits & kMagnitude;
+}
+
+/// Tells whether a value is zero, subnormal, infinite or NaN.
+bool is_special(double value) { return magnitude_bits(value) - kOne >= kNotFinite - kOne; }
+
+/// Returns the integer nearest to log2 |value| of a normal number.
+Exponent nearest_exponent_of_normal(double value) {
+  constexpr std::uint64_t kRootOfTwo = 0x6A09E667F3BCD;  // mantissa bits of sqrt 2, rounded up
+  // Adding 1 - sqrt 2 carries into the exponent's bits from sqrt 2 on.
+  const std::uint64_t carried = magnitude_bits(value) + (kOne - kRootOfTwo);
+  return static_cast<Exponent>(static_cast<int>(carried >> kMantissaBits) - kBias);
+}
+
+/// Returns the integer nearest to log2 |value|, kNoEntry for 0, NaN and infinity.
+Exponent nearest_exponent(double value) {
+  constexpr int kSubnormalShift = 54;
+  const std::uint64_t bits = magnitude_bits(value);
   if (bits == 0 || bits >= kNotFinite) return kNoEntry;
   if (bits < kOne) {
     return static_cast<Exponent>(nearest_exponent(value * power_of_two(kSubnormalShift)) - kSubnormalShift);
   }
-  // Adding 1 - sqrt 2 carries into the exponent's bits from sqrt 2 on.
-  return static_cast<Exponent>(static_cast<int>((bits + (kOne - kRootOfTwo)) >> kMantissaBits) - kBias);
+  return nearest_exponent_of_normal(value);
+}
+
+/// What the exponents of all entries tell.
+struct ExponentFacts {
+  bool are_near;  // within five decades, so that the largest ones alone serve as a scale
+  bool has_gaps;  // some entries count as none
+};
+
+/// Writes the exponents of all entries.
+ExponentFacts take_exponents(const double* values, int count, Array<Exponent>& exponents) {
+  constexpr int kSpread = 16;
+  Exponent least = std::numeric_limits<Exponent>::max(), most = kNoEntry;
+  bool special = false;
+  for (int k = 0; k < count; ++k) {  // without a branch, so that it becomes vector code
+    exponents[k] = nearest_exponent_of_normal(values[k]);
+    special |= is_special(values[k]);
+    least = std::min(least, exponents[k]);
+    most = std::max(most, exponents[k]);
+  }
+  if (!special) return {count == 0 || most - least <= kSpread, false};
+  least = std::numeric_limits<Exponent>::max(), most = kNoEntry;
+  for (int k = 0; k < count; ++k) {
+    exponents[k] = nearest_exponent(values[k]);
+    least = std::min(least, exponents[k] == kNoEntry ? least : exponents[k]);
+    most = std::max(most, exponents[k]);
+  }
+  return {most == kNoEntry || most - least <= kSpread, true};
 }
 
 /// The rows or the columns of the matrix. Line i has the entries begin[i] .. begin[i + 1] - 1; entry k lies
@@ -56,6 +98,7 @@ struct Lines {
   const int* begin;
   const int* across;
   const Exponent* exponent;
+  bool has_gaps;  // some exponents are kNoEntry
 };
 
 /// The exponents of one line, scaled by the other side.
@@ -68,8 +111,17 @@ struct ScaledLine {
 /// Collects the entries of a line.
 /// @param buffer [order] work, in which the exponents stay
 ScaledLine collect(const Lines& lines, int line, const Array<int>& across_scale, Array<int>& buffer) {
-  int count = 0, largest = std::numeric_limits<int>::min();
-  for (int k = lines.begin[line]; k < lines.begin[line + 1]; ++k) {
+  const int begin = lines.begin[line], end = lines.begin[line + 1];
+  int largest = std::numeric_limits<int>::min();
+  if (!lines.has_gaps) {
+    for (int k = begin; k < end; ++k) {
+      buffer[k - begin] = lines.exponent[k] + across_scale[lines.across[k]];
+      largest = std::max(largest, buffer[k - begin]);
+    }
+    return {buffer.data(), end - begin, largest};
+  }
+  int count = 0;
+  for (int k = begin; k < end; ++k) {
     const int scaled = lines.exponent[k] + across_scale[lines.across[k]];
     buffer[count] = scaled;
     count += lines.exponent[k] != kNoEntry;  // without a branch: overwritten by the next entry
@@ -78,12 +130,26 @@ ScaledLine collect(const Lines& lines, int line, const Array<int>& across_scale,
   return {buffer.data(), count, largest};
 }
 
+constexpr int kDepth = 32;  // of the entries that count least in a mean, below the largest
+
+/// Returns how far the mean exponent of a line is below the largest, rounded.
+/// @tparam Integer holds (2 kDepth + 1) times the entries of the line
+template <class Integer>
+int mean_below_largest(const ScaledLine& line) {
+  Integer below = 0;
+  for (int k = 0; k < line.count; ++k)
+    below += static_cast<Integer>(std::min(line.largest - line.exponent[k], kDepth));
+  const auto count = static_cast<Integer>(line.count);
+  return static_cast<int>((2 * below + count) / (2 * count));
+}
+
 /// Returns the mean exponent of a line, where no entry counts as more than `kDepth` below the largest.
 int limited_mean(const ScaledLine& line) {
-  constexpr int kDepth = 32;
-  std::int64_t below = 0;
-  for (int k = 0; k < line.count; ++k) below += std::min(line.largest - line.exponent[k], kDepth);
-  return line.largest - static_cast<int>((2 * below + line.count) / (std::int64_t{2} * line.count));
+  // The division takes far longer in 64 bits.
+  constexpr int kFewEnough = std::numeric_limits<int>::max() / (2 * kDepth + 1);
+  const bool is_short = line.count <= kFewEnough;
+  return line.largest -
+         (is_short ? mean_below_largest<std::uint32_t>(line) : mean_below_largest<std::uint64_t>(line));
 }
 
 /// Returns the rounded logarithm of the sum of a line's magnitudes.
@@ -134,17 +200,6 @@ void transpose(const Pattern& pattern, const Array<Exponent>& by_rows, Array<Exp
   for (int k = 0; k < pattern.entries(); ++k) by_columns[place[pattern.column[k]]++] = by_rows[k];
 }
 
-/// Returns whether all entries are within five decades, so that the largest ones alone serve as a scale.
-bool are_near(const Array<Exponent>& exponents) {
-  constexpr int kSpread = 16;
-  int least = std::numeric_limits<int>::max(), most = std::numeric_limits<int>::min();
-  for (const Exponent exponent : exponents) {
-    least = std::min(least, exponent == kNoEntry ? least : exponent);
-    most = std::max<int>(most, exponent);
-  }
-  return least > most || most - least <= kSpread;
-}
-
 }  // namespace
 
 bool equilibrate(const Pattern& pattern, const double* values, ScalingEffort effort, Array<int>& row_exponent,
@@ -156,15 +211,15 @@ bool equilibrate(const Pattern& pattern, const double* values, ScalingEffort eff
       !row_exponent.allocate(n) || !column_exponent.allocate(n)) {
     return false;
   }
-  std::transform(values, values + entries, by_rows.data(), nearest_exponent);
+  const ExponentFacts facts = take_exponents(values, entries, by_rows);
   transpose(pattern, by_rows, by_columns, buffer);
   row_exponent.fill(0);
   column_exponent.fill(0);
-  const Lines rows{n, pattern.row_begin, pattern.column, by_rows.data()};
-  const Lines columns{n, pattern.column_begin, pattern.row, by_columns.data()};
+  const Lines rows{n, pattern.row_begin, pattern.column, by_rows.data(), facts.has_gaps};
+  const Lines columns{n, pattern.column_begin, pattern.row, by_columns.data(), facts.has_gaps};
   const bool thorough = effort == ScalingEffort::kThorough;
   const int settled = thorough ? 1 : 6;  // 1 is the rounding of a mean
-  const int mean_sweeps = thorough || !are_near(by_rows) ? 10 : 0, sum_sweeps = thorough ? 5 : 0;
+  const int mean_sweeps = thorough || !facts.are_near ? 10 : 0, sum_sweeps = thorough ? 5 : 0;
   sweep(rows, columns, row_exponent, column_exponent, buffer, mean_sweeps, settled, limited_mean);
   sweep(rows, columns, row_exponent, column_exponent, buffer, sum_sweeps, settled, exponent_of_sum);
   sweep(rows, columns, row_exponent, column_exponent, buffer, 1, settled, largest_exponent);

@@ -34,13 +34,6 @@ double largest(const Array<double>& vector) {
   return most;
 }
 
-/// Returns the place of the first element that is not finite, or -1.
-std::int64_t first_not_finite(const double* vector, std::int64_t count) {
-  for (std::int64_t i = 0; i < count; ++i)
-    if (!std::isfinite(vector[i])) return i;
-  return -1;
-}
-
 bool in_range(const SparseOptions& options) {
   int count = 0;
   const SparseOption* table = SparseOptionTable(&count);
@@ -229,7 +222,7 @@ SparseStatus Solver::solve_until_exact(bool transposed, const double* b, double*
     const bool exact = error <= options_.bound;
     const bool suspect = exact && !tested_ && proves_near_singularity();
     if (!suspect && (first || error < best)) {
-      write_solution(transposed, best_.data());
+      best_.swap(correction_);
       best = error;
       best_method = factors_.method();
     }
@@ -273,11 +266,14 @@ SparseStatus Solver::better_factors() {
   return status == SparseStatus::NotFactorised ? status : enter(test(status));
 }
 
-/// Solves for b, judges and refines.
-/// @return the backward error of y_; infinity if there is no finite solution in the caller's units
+/// Solves for b, judges and refines. The solution y_ is then in correction_, in the caller's units.
+/// @return its backward error; infinity if there is no finite solution in the caller's units
 double Solver::attempt(bool transposed, const double* b) {
   scale_rhs(transposed, b);
-  if (!factors_.solve(transposed, b_.data(), y_.data())) return kInfinity;
+  if (!factors_.solve(transposed, b_.data(), y_.data())) {
+    write_solution(transposed, correction_.data());
+    return kInfinity;
+  }
   const double error = judge(transposed, y_.data());
   report_.first_backward_error = std::max(report_.first_backward_error, error);
   const double left = refined(transposed, error);
@@ -308,7 +304,6 @@ double Solver::refined(bool transposed, double error) {
 }
 
 double Solver::judge(bool transposed, const double* y) {
-  compute_residual(system_, transposed, y, b_.data(), residual_.data(), terms_.data());
   return backward_error(system_, transposed, y, b_.data(), residual_.data(), terms_.data());
 }
 
@@ -317,14 +312,14 @@ double Solver::judge(bool transposed, const double* y) {
 void Solver::scale_rhs(bool transposed, const double* b) {
   const double* scale = system_.rhs_scale(transposed);
   const int n = system_.order();
-  bool exact = true;
-  for (int i = 0; i < n; ++i) {
+  bool inexact = false;
+  for (int i = 0; i < n; ++i) {  // without a branch, so that it becomes vector code
     b_[i] = b[i] * scale[i];
     const double size = std::abs(b_[i]);
-    exact = exact && (b[i] == 0 || (DBL_MIN <= size && size <= DBL_MAX));
+    inexact |= (b[i] != 0) & !((DBL_MIN <= size) & (size <= DBL_MAX));
   }
   shift_ = 0;
-  if (exact) return;
+  if (!inexact) return;
   const int* exponent = system_.rhs_exponents(transposed);
   shift_ = std::numeric_limits<int>::min();
   for (int i = 0; i < n; ++i)
@@ -337,9 +332,12 @@ void Solver::scale_rhs(bool transposed, const double* b) {
 bool Solver::write_solution(bool transposed, double* x) const {
   const double* scale = system_.unknown_scale(transposed);
   const int* exponent = system_.unknown_exponents(transposed);
-  for (int j = 0; j < system_.order(); ++j)
-    x[j] = shift_ == 0 ? y_[j] * scale[j] : std::ldexp(y_[j], exponent[j] + shift_);
-  return first_not_finite(x, system_.order()) < 0;
+  const int n = system_.order();
+  if (shift_ == 0)
+    for (int j = 0; j < n; ++j) x[j] = y_[j] * scale[j];
+  else
+    for (int j = 0; j < n; ++j) x[j] = std::ldexp(y_[j], exponent[j] + shift_);
+  return first_not_finite(x, n) < 0;
 }
 
 /// Sets y_ to a solution in the caller's units.
@@ -350,9 +348,12 @@ void Solver::read_solution(bool transposed, const double* x) {
 
 /// Tells whether an element of y_ may have been rounded when it was written to x, since it underflows there.
 bool Solver::loses_digits(const Array<double>& x) const {
-  for (int j = 0; j < system_.order(); ++j)
-    if (std::abs(x[j]) < DBL_MIN && y_[j] != 0) return true;
-  return false;
+  bool loses = false;
+  for (int j = 0; j < system_.order(); ++j) {
+    const double size = std::abs(x[j]);
+    loses |= (size < DBL_MIN) & (y_[j] != 0);
+  }
+  return loses;
 }
 
 bool Solver::proves_near_singularity() const { return largest(y_) > kLargeSolution * largest(b_); }

@@ -172,10 +172,10 @@ bool block_triangular_form(const Pattern& pattern, const Array<int>& row_of_colu
   return true;
 }
 
-double pattern_symmetry(const Pattern& pattern) {
-  const int off_diagonal = pattern.entries() - diagonal_entries(pattern);
+double pattern_symmetry(const Pattern& pattern, int diagonal) {
+  const int off_diagonal = pattern.entries() - diagonal;
   if (off_diagonal == 0) return 1.0;
-  int mirrored = -diagonal_entries(pattern);
+  int mirrored = -diagonal;
   for (int i = 0; i < pattern.order; ++i) {
     mirrored +=
         common_indices(pattern.column + pattern.row_begin[i], pattern.column + pattern.row_begin[i + 1],

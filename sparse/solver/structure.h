@@ -57,7 +57,8 @@ bool block_triangular_form(const Pattern& pattern, const Array<int>& row_of_colu
 
 /// Returns the share of the off-diagonal entries whose transposed place holds an entry too, 1 if there are
 /// none.
-double pattern_symmetry(const Pattern& pattern);
+/// @param diagonal the number of places on the diagonal that hold an entry
+double pattern_symmetry(const Pattern& pattern, int diagonal);
 
 /// Returns the number of places on the diagonal that hold an entry.
 int diagonal_entries(const Pattern& pattern);

@@ -1,8 +1,9 @@
 // The matrix of a sparse solver.
 //
-// The pattern comes as coordinates in any order. Two counting sorts, by rows and then by columns, bring them
-// into column order; neighbours in the same place are one entry. The pattern by rows follows from that by
-// columns in one pass. Values are kept by rows, because the product with a vector goes through rows.
+// The pattern comes as coordinates in any order. Two counting sorts, by rows (unless they come like that) and
+// then by columns, bring them into column order; neighbours in the same place are one entry. The pattern by
+// rows follows from that by columns in one pass. Values are kept by rows, because the product with a vector
+// goes through rows.
 
 #include "sparse/solver/system.h"
 
@@ -11,16 +12,19 @@
 #include <cmath>
 #include <limits>
 
+#include "sparse/ma48/finite.h"
+
 namespace corvidnum::solver {
 namespace {
 
 constexpr Fault kNoFault{SparseStatus::NotFactorised, -1};
+constexpr int kBias = 1023;  // of the exponents of normal numbers, which are 1 - kBias .. kBias
 constexpr double kSmallestStep = std::numeric_limits<double>::denorm_min();  // of numbers below DBL_MIN
 
 /// Returns the first coordinate out of range, or -1.
 std::int64_t first_stray(const Coordinates& given) {
-  const std::int64_t least = given.index_base, most = least + given.order - 1;
-  const auto stray = [=](int index) { return index < least || index > most; };
+  const unsigned base = static_cast<unsigned>(given.index_base), order = static_cast<unsigned>(given.order);
+  const auto stray = [=](int index) { return static_cast<unsigned>(index) - base >= order; };
   for (int k = 0; k < given.entries; ++k)
     if (stray(given.rows[k]) || stray(given.columns[k])) return k;
   return -1;
@@ -28,27 +32,24 @@ std::int64_t first_stray(const Coordinates& given) {
 
 /// Makes `begin` [buckets + 1] the places where the entries of each bucket begin, if they are sorted by
 /// bucket.
-template <class BucketOf>
-bool count_buckets(std::int64_t buckets, int entries, BucketOf bucket_of, Array<int>& begin) {
+/// @param bucket [entries] of each entry, counted from base
+bool count_buckets(std::int64_t buckets, int entries, const int* bucket, int base, Array<int>& begin) {
   if (!begin.allocate(buckets + 1)) return false;
   begin.fill(0);
-  for (int k = 0; k < entries; ++k) ++begin[std::int64_t{bucket_of(k)} + 1];
-  for (std::int64_t bucket = 0; bucket < buckets; ++bucket) begin[bucket + 1] += begin[bucket];
+  int* const count = begin.data() + 1 - base;
+  for (int k = 0; k < entries; ++k) ++count[bucket[k]];
+  for (std::int64_t b = 0; b < buckets; ++b) begin[b + 1] += begin[b];
   return true;
 }
 
-/// Sorts entries by bucket and keeps the order within a bucket. The buckets are 0 .. buckets - 1.
-/// @param order_of order_of(k): the entry that comes k-th before
-/// @param sorted   out: the entries in their new order
-template <class BucketOf, class OrderOf>
-bool sort_by_bucket(std::int64_t buckets, int entries, BucketOf bucket_of, OrderOf order_of,
-                    Array<int>& sorted) {
-  Array<int> next;
-  if (!count_buckets(buckets, entries, bucket_of, next) || !sorted.allocate(entries)) return false;
-  for (int k = 0; k < entries; ++k) {
-    const int entry = order_of(k);
-    sorted[next[bucket_of(entry)]++] = entry;
-  }
+/// Sorts entries by bucket and keeps the order within a bucket.
+/// @param next   [buckets] places where buckets begin; changed
+/// @param sorted out: the entries in their new order; empty: they come like that
+/// @return false: memory was refused
+bool sort_by_bucket(int entries, const int* bucket, int base, Array<int>& next, Array<int>& sorted) {
+  if (std::is_sorted(bucket, bucket + entries)) return true;
+  if (!sorted.allocate(entries)) return false;
+  for (int k = 0; k < entries; ++k) sorted[next[bucket[k] - base]++] = k;
   return true;
 }
 
@@ -60,13 +61,19 @@ double largest(const Array<double>& sums) {
   return most;
 }
 
+constexpr double kLeastSum = 1e-100, kMostSum = 1e100;
+
 /// Tells whether the sums of rows or columns are far from the ends of the range of double.
 bool suit(const Array<double>& sums) {
-  constexpr double kLeast = 1e-100, kMost = 1e100;
-  return std::all_of(sums.begin(), sums.end(), [](double sum) { return kLeast < sum && sum < kMost; });
+  return std::all_of(sums.begin(), sums.end(), [](double sum) { return kLeastSum < sum && sum < kMostSum; });
 }
 
 }  // namespace
+
+std::int64_t first_not_finite(const double* numbers, std::int64_t count) {
+  if (all_finite(numbers, count)) return -1;
+  return std::find_if_not(numbers, numbers + count, [](double x) { return std::isfinite(x); }) - numbers;
+}
 
 Fault System::set_pattern(const Coordinates& given) {
   const bool in_range = given.order >= 1 && given.entries >= 0 && (given.index_base | 1) == 1;
@@ -81,42 +88,50 @@ Fault System::set_pattern(const Coordinates& given) {
 
 /// Builds the pattern by columns; place_ then holds the place by columns of each entry given.
 bool System::build_columns(const Coordinates& given) {
-  const auto row = [&](int k) { return given.rows[k] - given.index_base; };
-  const auto column = [&](int k) { return given.columns[k] - given.index_base; };
-  const auto as_given = [](int k) { return k; };
-  Array<int> by_row, sorted;
-  if (!sort_by_bucket(order_, given_, row, as_given, by_row)) return false;
-  const auto by_row_order = [&](int k) { return by_row[k]; };
-  if (!sort_by_bucket(order_, given_, column, by_row_order, sorted)) return false;
-  const auto repeats = [&](int k) {
-    return k > 0 && row(sorted[k]) == row(sorted[k - 1]) && column(sorted[k]) == column(sorted[k - 1]);
-  };
-  duplicates_ = 0;
-  for (int k = 0; k < given_; ++k) duplicates_ += repeats(k);
-  const std::int64_t entries = given_ - duplicates_;
-  if (!row_.allocate(entries) || !column_begin_.allocate(order_ + std::int64_t{1}) ||
-      !place_.allocate(given_))
+  const int base = given.index_base;
+  Array<int> next, by_row, next_in_column;
+  if (!count_buckets(order_, given_, given.rows, base, next) ||
+      !sort_by_bucket(given_, given.rows, base, next, by_row) ||
+      !count_buckets(order_, given_, given.columns, base, column_begin_) ||
+      !next_in_column.allocate(order_) || !row_.allocate(given_) || !place_.allocate(given_))
     return false;
-  column_begin_.fill(0);
-  int last = -1;
+  std::copy_n(column_begin_.begin(), order_, next_in_column.begin());
+  duplicates_ = 0;
   for (int k = 0; k < given_; ++k) {
-    if (!repeats(k)) {
-      row_[++last] = row(sorted[k]);
-      ++column_begin_[column(sorted[k]) + std::int64_t{1}];
-    }
-    place_[sorted[k]] = last;
+    const int entry = by_row.size() > 0 ? by_row[k] : k;
+    const int i = given.rows[entry] - base, j = given.columns[entry] - base, place = next_in_column[j];
+    const bool repeats = place > column_begin_[j] && row_[place - 1] == i;
+    duplicates_ += repeats;
+    place_[entry] = place - repeats;
+    if (repeats) continue;
+    row_[place] = i;
+    next_in_column[j] = place + 1;
   }
-  for (std::int64_t j = 0; j < order_; ++j) column_begin_[j + 1] += column_begin_[j];
+  if (duplicates_ > 0) close_gaps(given, next_in_column);
   return true;
+}
+
+/// Moves the columns together where repeated entries left places behind them.
+/// @param end [order] the end of each column; changed
+void System::close_gaps(const Coordinates& given, Array<int>& end) {
+  int closed = 0;
+  for (int j = 0; j < order_; ++j) {
+    const int begin = column_begin_[j], moved = begin - closed;
+    std::copy(row_.begin() + begin, row_.begin() + end[j], row_.begin() + closed);
+    column_begin_[j] = closed;
+    closed += end[j] - begin;
+    end[j] = moved;
+  }
+  column_begin_[order_] = closed;
+  for (int k = 0; k < given_; ++k) place_[k] -= end[given.columns[k] - given.index_base];
 }
 
 /// Builds the pattern by rows from that by columns, and translates place_ to it.
 bool System::build_rows() {
-  const int count = static_cast<int>(row_.size());
+  const int count = given_ - duplicates_;
   Array<int> next;
-  if (!count_buckets(
-          order_, count, [&](int p) { return row_[p]; }, row_begin_) ||
-      !next.allocate(order_) || !column_.allocate(count) || !by_rows_.allocate(count))
+  if (!count_buckets(order_, count, row_.data(), 0, row_begin_) || !next.allocate(order_) ||
+      !column_.allocate(count) || !by_rows_.allocate(count))
     return false;
   std::copy(row_begin_.begin(), row_begin_.begin() + order_, next.begin());
   for (int j = 0; j < order_; ++j)
@@ -131,23 +146,27 @@ bool System::build_rows() {
 
 bool System::allocate_values() {
   const std::int64_t n = order_, entries = column_.size();
-  return value_.allocate(entries) && summed_.allocate(entries) && scaled_.allocate(entries) &&
-         row_exponent_.allocate(n) && column_exponent_.allocate(n) && row_scale_.allocate(n) &&
-         column_scale_.allocate(n) && row_unit_.allocate(n) && column_unit_.allocate(n) &&
-         row_sum_.allocate(n) && column_sum_.allocate(n) && plain_row_sum_.allocate(n) &&
-         plain_column_sum_.allocate(n);
+  return value_.allocate(entries) && (duplicates_ == 0 || summed_.allocate(entries)) &&
+         scaled_.allocate(entries) && row_exponent_.allocate(n) && column_exponent_.allocate(n) &&
+         row_scale_.allocate(n) && column_scale_.allocate(n) && row_unit_.allocate(n) &&
+         column_unit_.allocate(n) && row_sum_.allocate(n) && column_sum_.allocate(n) &&
+         plain_row_sum_.allocate(n) && plain_column_sum_.allocate(n);
 }
 
 Fault System::set_values(const double* values) {
   if (!values && given_ > 0) return {SparseStatus::BadInput, -1};
-  for (int k = 0; k < given_; ++k)
-    if (!std::isfinite(values[k])) return {SparseStatus::NotFinite, k};
-  summed_.fill(0);
-  for (int k = 0; k < given_; ++k) summed_[place_[k]] += values[k];
-  if (duplicates_ > 0)  // the sum of finite duplicates can overflow
-    for (int k = 0; k < given_; ++k)
+  if (const std::int64_t fault = first_not_finite(values, given_); fault >= 0)
+    return {SparseStatus::NotFinite, fault};
+  // Added to 0, so that a -0 counts as 0 whether or not it has duplicates.
+  if (duplicates_ == 0) {
+    for (int k = 0; k < given_; ++k) value_[place_[k]] = 0 + values[k];
+  } else {
+    summed_.fill(0);
+    for (int k = 0; k < given_; ++k) summed_[place_[k]] += values[k];
+    for (int k = 0; k < given_; ++k)  // the sum of finite duplicates can overflow
       if (!std::isfinite(summed_[place_[k]])) return {SparseStatus::NotFinite, k};
-  std::copy(summed_.begin(), summed_.end(), value_.begin());
+    value_.swap(summed_);
+  }
   has_values_ = true;
   return kNoFault;
 }
@@ -164,28 +183,78 @@ bool System::choose_scales(ScalingEffort effort) {
 }
 
 bool System::apply_scales() {
+  sums_known_[0] = sums_known_[1] = false;
   lost_ = 0;
-  column_sum_.fill(0);
-  plain_column_sum_.fill(0);
-  for (int i = 0; i < order_; ++i) {
-    double sum = 0, plain = 0;
-    for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
-      const int j = column_[p];
-      scaled_[p] = solver::scaled(value_[p], row_exponent_[i] + column_exponent_[j]);
-      const double size = std::abs(scaled_[p]);
-      if (size < DBL_MIN && value_[p] != 0 && scaled_[p] != value_[p]) lost_ = kSmallestStep;
-      sum += size;
-      plain += size * column_unit_[j];
-      column_sum_[j] += size;
-      plain_column_sum_[j] += size * row_unit_[i];
-    }
-    row_sum_[i] = sum;
-    plain_row_sum_[i] = plain;
-  }
+  const auto [least_row, most_row] = std::minmax_element(row_exponent_.begin(), row_exponent_.end());
+  const auto [least, most] = std::minmax_element(column_exponent_.begin(), column_exponent_.end());
+  const bool in_range = *least_row + *least >= 1 - kBias && *most_row + *most <= kBias;
+  if (in_range && scale_by_one_product()) return true;
+  if (!in_range || least_scaled_ < DBL_MIN) scale_with_care();
+  find_sums(false);
+  find_sums(true);
   return lost_ == 0 && suit(row_sum_) && suit(column_sum_);
 }
 
-double System::scaled_norm() const { return largest(column_sum_); }
+/// Computes the scaled matrix where the product of a row's and a column's scale is always a normal number,
+/// and least_scaled_, the least magnitude where the value is not zero. Below DBL_MIN it may have lost digits.
+/// @return whether no value is zero and all are so near to 1 that the sums of rows and columns suit
+bool System::scale_by_one_product() {
+  double least = DBL_MAX, most = 0;
+  bool zero = false;
+  for (int i = 0; i < order_; ++i) {
+    const double scale = row_scale_[i];
+    for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
+      scaled_[p] = value_[p] * (scale * column_scale_[column_[p]]);
+      const double size = std::abs(scaled_[p]), size_if_entry = value_[p] == 0 ? DBL_MAX : size;
+      zero |= value_[p] == 0;
+      least = std::min(least, size_if_entry);
+      most = std::max(most, size);
+    }
+  }
+  least_scaled_ = least;
+  return !zero && least > kLeastSum && most < kMostSum / (1.0 + entries());
+}
+
+/// Computes the scaled matrix, and finds out whether digits were lost.
+void System::scale_with_care() {
+  for (int i = 0; i < order_; ++i)
+    for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
+      scaled_[p] = solver::scaled(value_[p], row_exponent_[i] + column_exponent_[column_[p]]);
+      if (std::abs(scaled_[p]) < DBL_MIN && value_[p] != 0 && scaled_[p] != value_[p]) lost_ = kSmallestStep;
+    }
+}
+
+/// Sums the magnitudes of the rows, or of the columns, if that was not done for these values.
+void System::find_sums(bool transposed) {
+  if (sums_known_[transposed]) return;
+  sums_known_[transposed] = true;
+  if (!transposed) {
+    for (int i = 0; i < order_; ++i) {
+      double sum = 0, plain = 0;
+      for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
+        const double size = std::abs(scaled_[p]);
+        sum += size;
+        plain += size * column_unit_[column_[p]];
+      }
+      row_sum_[i] = sum;
+      plain_row_sum_[i] = plain;
+    }
+    return;
+  }
+  column_sum_.fill(0);
+  plain_column_sum_.fill(0);
+  for (int i = 0; i < order_; ++i)
+    for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
+      const double size = std::abs(scaled_[p]);
+      column_sum_[column_[p]] += size;
+      plain_column_sum_[column_[p]] += size * row_unit_[i];
+    }
+}
+
+double System::scaled_norm() {
+  find_sums(true);
+  return largest(column_sum_);
+}
 
 double System::norm(const Array<int>& rows, const Array<int>& columns) const {
   double most = 0;
@@ -207,7 +276,8 @@ void System::write_indices(int* rows, int* columns) const {
 }
 
 void System::write_values(double* values) const {
-  for (std::int64_t p = 0; p < by_rows_.size(); ++p) values[p] = scaled_[by_rows_[p]];
+  const int count = entries();
+  for (int p = 0; p < count; ++p) values[p] = scaled_[by_rows_[p]];
 }
 
 }  // namespace corvidnum::solver

@@ -25,6 +25,9 @@ struct Coordinates {
   int index_base;
 };
 
+/// Returns the place of the first number that is not finite, or -1.
+std::int64_t first_not_finite(const double* numbers, std::int64_t count);
+
 class System {
  public:
   /// Takes the pattern. The status is `NotFactorised` if all is well.
@@ -66,13 +69,17 @@ class System {
   const double* rhs_scale(bool transposed) const { return (transposed ? column_scale_ : row_scale_).data(); }
   const double* unknown_scale(bool transposed) const { return rhs_scale(!transposed); }
   /// Returns the sums of magnitudes of the equations, with scaled unknowns y and with the unknowns x.
-  const double* scaled_sums(bool transposed) const { return (transposed ? column_sum_ : row_sum_).data(); }
-  const double* plain_sums(bool transposed) const {
+  const double* scaled_sums(bool transposed) {
+    find_sums(transposed);
+    return (transposed ? column_sum_ : row_sum_).data();
+  }
+  const double* plain_sums(bool transposed) {
+    find_sums(transposed);
     return (transposed ? plain_column_sum_ : plain_row_sum_).data();
   }
   /// Returns the 1-norm of S, the largest column sum of magnitudes; or that of the matrix whose rows and
   /// columns are multiplied by powers of two with these exponents.
-  double scaled_norm() const;
+  double scaled_norm();
   double norm(const Array<int>& rows, const Array<int>& columns) const;
   /// Finds the exponents of a thorough scaling, apart from the scales in use.
   /// @return false: memory was refused
@@ -82,21 +89,26 @@ class System {
 
  private:
   bool build_columns(const Coordinates& given);
+  void close_gaps(const Coordinates& given, Array<int>& end);
   bool build_rows();
   bool allocate_values();
+  bool scale_by_one_product();
+  void scale_with_care();
+  void find_sums(bool transposed);
 
   int order_ = 0, given_ = 0, duplicates_ = 0;
   bool has_values_ = false;
-  double lost_ = 0;
+  double lost_ = 0, least_scaled_ = 0;
   Array<int> row_begin_, column_;  // by rows
   Array<int> column_begin_, row_;  // by columns
   Array<int> by_rows_;             // [entries] the place by rows of an entry by columns
   Array<int> place_;               // [entries given] the place by rows of an entry given
-  Array<double> value_, summed_;   // [entries] by rows: A; scratch of set_values
+  Array<double> value_, summed_;   // [entries] by rows: A; scratch of set_values, if there are duplicates
   Array<double> scaled_;           // [entries] by rows: S
   Array<int> row_exponent_, column_exponent_;
   Array<double> row_scale_, column_scale_, row_unit_, column_unit_;  // 2^exponent and its reciprocal
   Array<double> row_sum_, column_sum_, plain_row_sum_, plain_column_sum_;
+  bool sums_known_[2] = {};  // of the rows; of the columns
 };
 
 }  // namespace corvidnum::solver

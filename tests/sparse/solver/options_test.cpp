@@ -106,6 +106,12 @@ Coordinates band(int order, std::initializer_list<int> distances) {
   return a;
 }
 
+/// Adds rows with nothing but their diagonal.
+Coordinates with_lonely_entries(Coordinates a, int rows) {
+  for (int i = a.n + 1; i <= a.n + rows; ++i) a.add(i, i, 1);
+  return {a.n + rows, a.n + rows, a.rows, a.columns, a.values};
+}
+
 TEST(SparseOptions, AutomaticChoosesByThePattern) {
   const struct {
     Coordinates a;
@@ -121,6 +127,10 @@ TEST(SparseOptions, AutomaticChoosesByThePattern) {
       {band(7000, {1, -1}), 1, SparseMethod::ma38, "the pattern is mostly symmetric", 1.2, 0.5},
       {band(2000, {1, 7}), 1, SparseMethod::ma48, "the pattern is not symmetric and not large", 0, 0.1},
       {band(17000, {1, 7}), 1, SparseMethod::ma38, "the matrix is large", 2, 0.5},
+      {with_lonely_entries(band(1000, {1, -1}), 300), 1, SparseMethod::ma38,
+       "the pattern is mostly symmetric", 2, 0.5},
+      {band(26000, {1}), 1, SparseMethod::ma48,
+       "many equations have two unknowns, or many unknowns two equations", 0, 0.1},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.a.n);

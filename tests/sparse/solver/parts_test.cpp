@@ -177,7 +177,7 @@ TEST(Structure, IsThatOfItsDefinitions) {
       }
     }
     EXPECT_EQ(diagonal_entries(p.view()), diagonal);
-    EXPECT_EQ(pattern_symmetry(p.view()), off == 0 ? 1.0 : static_cast<double>(mirrored) / off);
+    EXPECT_EQ(pattern_symmetry(p.view(), diagonal), off == 0 ? 1.0 : static_cast<double>(mirrored) / off);
   });
   EXPECT_GT(deficient, 100);
   EXPECT_GT(reducible, 50);
