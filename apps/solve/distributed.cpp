@@ -260,8 +260,15 @@ class DistributedSolver {
     return true;
   }
 
-  /// Factorises again, by larger pivots, while the solution is inexact. The threshold of MUMPS, 0.01, lets
-  /// elements grow a hundredfold at each pivot. What there was stays if there is no room for more.
+  /// Tells whether a second attempt brings a better solution than the first, which is inexact.
+  static bool is_better(const Attempt& second, const Attempt& first) {
+    if (second.status != SparseStatus::Inexact) return second.solved();
+    const double error = first.report.backward_error;
+    return !std::isfinite(error) || second.report.backward_error < error;
+  }
+
+  /// Factorises again, by larger pivots, while the solution is inexact, and keeps the best one. The threshold
+  /// of MUMPS, 0.01, lets elements grow a hundredfold at each pivot.
   void raise_threshold(Attempt& a) {
     for (const double threshold : {0.1, 0.5, 1.0}) {
       if (a.status != SparseStatus::Inexact) return;
@@ -271,7 +278,11 @@ class DistributedSolver {
       next.report.corrections = 0;
       if (factorise(next, [&] { return mumps_.factorise_by(threshold); })) solve(next);
       if (next.status == SparseStatus::NoMemory) return;
-      a = std::move(next);
+      if (is_better(next, a)) {
+        a = std::move(next);
+      } else {
+        ++a.report.raised_thresholds;
+      }
     }
   }
 

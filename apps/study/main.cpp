@@ -42,7 +42,7 @@ bool running = false;
 
 struct Options {
   std::string study_path, csv_path, report_folder;
-  int threads = 0;  // 0: as many as there are processors
+  int threads = 0;  // 0: as usual_threads() says
   bool cold = false, restart = false, quiet = false;
 };
 
@@ -170,7 +170,9 @@ void declare(CLI::App& app, Options& options) {
       ->required()
       ->check(apps::not_empty());
   app.add_flag("--restart", options.restart, "begin anew, and replace what is there");
-  app.add_option("--threads", options.threads, "of this process (default: all processors that it may use)")
+  app.add_option(
+         "--threads", options.threads,
+         "of this process (default: the processors that it may use, divided among ranks that share them)")
       ->check(apps::between(1, kMostThreads));
   app.add_flag("--cold", options.cold,
                "start each case as its file says, not from the answer of a case nearby");

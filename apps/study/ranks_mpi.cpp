@@ -43,17 +43,22 @@ struct Ranks::Members {
     }
   }
 
-  /// Begins to receive a message if one has been announced.
+  /// Begins to receive all messages that have been announced.
   void begin_to_receive() {
+    while (begin_to_receive_one()) {
+    }
+  }
+  bool begin_to_receive_one() {
     int there = 0, count = 0;
     MPI_Message announced = MPI_MESSAGE_NULL;
     MPI_Status status;
     MPI_Improbe(MPI_ANY_SOURCE, 0, MPI_COMM_WORLD, &there, &announced, &status);
-    if (!there) return;
+    if (!there) return false;
     MPI_Get_count(&status, MPI_CHAR, &count);
     Message& message = incoming.emplace_back();
     message.bytes.resize(static_cast<std::size_t>(count));
     MPI_Imrecv(message.bytes.data(), count, MPI_CHAR, &announced, &message.request);
+    return true;
   }
 };
 

@@ -16,9 +16,11 @@
 namespace corvidnum::solver {
 namespace {
 
-// Above these ma38 is the faster one on most matrices.
+// Measured on matrices that fill in: ma38 is the faster one on most that are more symmetric or larger than
+// this.
 constexpr double kSymmetric = 0.5;
-constexpr int kLarge = 50000;           // entries
+constexpr int kLarge = 50000;  // entries
+// What decides before that.
 constexpr int kSmall = 3000;            // entries below which ma48 is the faster one whatever the pattern
 constexpr int kLargeIfRepeated = 8000;  // entries of a symmetric pattern that is factorised often
 constexpr int kOften = 5;               // factorisations of one pattern

@@ -74,7 +74,7 @@ double largest_error(System& system, bool transposed, const double* y, const dou
     const bool significant = !(all <= (possible + std::abs(b[i])) * vanishing);
     const double error = left / (significant ? all : possible + of_i.terms);
     if (error <= omega) continue;
-    omega = error;
+    omega = error;  // also a NaN, behind which it may fall
     defined = defined && !std::isnan(error);
   }
   return defined && std::isfinite(omega) ? omega : std::numeric_limits<double>::infinity();

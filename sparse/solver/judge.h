@@ -13,13 +13,13 @@ void compute_residual(const System& system, bool transposed, const double* y, co
                       double* residual, double* terms);
 
 /// Computes the residual of y, which is wanted for a correction, and returns its componentwise backward
-/// error, the larger of omega1 and omega2; infinity if a number is
-/// not finite. omega1 is the largest |residual| / (|b| + terms) over the equations where this sum is
-/// significant. Over the others, where the terms are at the level of rounding beside the largest coefficients
-/// times the largest unknown, omega2 compares with these; equations of zeros with a zero right-hand side
-/// count as exact. Neither depends on the scales of the equations. "Largest unknown" is taken in the scaled
-/// units and in the caller's, and the smaller of the two counts, so that neither choice of units hides an
-/// error. Where digits of the scaled matrix were lost, the residual counts as larger by what they may be.
+/// error, the larger of omega1 and omega2; infinity if a number is not finite. omega1 is the largest
+/// |residual| / (|b| + terms) over the equations where this sum is significant. Over the others, where the
+/// terms are at the level of rounding beside the largest coefficients times the largest unknown, omega2
+/// compares with these; equations of zeros with a zero right-hand side count as exact. Neither depends on the
+/// scales of the equations. "Largest unknown" is taken in the scaled units and in the caller's, and the
+/// smaller of the two counts, so that neither choice of units hides an error. Where digits of the scaled
+/// matrix were lost, the residual counts as larger by what they may be.
 /// @param system   its sums of magnitudes are found where they are not known yet
 /// @param residual [order] out
 /// @param terms    [order] work

@@ -36,8 +36,10 @@ constexpr std::int64_t kManyValues = 24, kFewValues = 6;
 constexpr std::int64_t kMostValues = 1 << 28;      // 2 GB: as far as ample room goes
 constexpr std::int64_t kLarge = 50'000;            // entries
 constexpr std::int64_t kWorthReturning = 1 << 24;  // 128 MB of VALUE that are not needed any more
-constexpr std::int64_t kRoomToRefactor = 2;        // times the least VALUE of ma38bd_, which is slow in that
-constexpr std::int64_t kLine = 8;                  // values between boundaries of 64 bytes
+/// VALUE stays this many times as long as ma38bd_ needs at the least: in its least length that routine has to
+/// collect garbage, which takes 1.3 times the time.
+constexpr std::int64_t kRoomToRefactor = 2;
+constexpr std::int64_t kLine = 8;  // values between boundaries of 64 bytes
 
 class Ma38Engine : public Engine {
  public:
@@ -108,7 +110,8 @@ class Ma38Engine : public Engine {
   /// Makes VALUE and INDEX as long as before, or else long enough for most matrices if the host allows.
   bool reserve_room(bool is_mesh) {
     const std::int64_t n = system().order(), ne = system().entries();
-    if (!reserve(index_, 10 * ne + 40 * n + 100)) return false;  // first: VALUE may take all there is
+    const std::int64_t indices = std::min(10 * ne + 40 * n + 100, kLongest);
+    if (!reserve(index_, indices)) return false;  // first: VALUE may take all there is
     if (room_ > 0 && reserve(value_, room_)) return true;
     const std::int64_t most =
         std::max(kManyValues, kMostValues / std::max<std::int64_t>(ne, 1) / kLine * kLine);
@@ -126,8 +129,7 @@ class Ma38Engine : public Engine {
     const std::int64_t least = std::max<std::int64_t>(info(MA38_INFO_VALUE_FOR_REFACTOR), end - begin);
     const std::int64_t needed = kRoomToRefactor * least;
     const std::int64_t spare = (value_.size() - needed) / kLine * kLine;
-    // Factors that do not end VALUE could not be moved down by all of the spare room.
-    if (spare < kWorthReturning || begin < spare) return;
+    if (spare < kWorthReturning || begin < spare) return;  // ma38ad_ leaves the factors at the end of VALUE
     Array<double> shorter;
     if (!shorter.allocate(value_.size() - spare)) return;
     std::copy(value_.begin() + begin, value_.begin() + end, shorter.begin() + (begin - spare));

@@ -217,11 +217,12 @@ SparseStatus Solver::solve_one(bool transposed, const double* b, double* x) {
 SparseStatus Solver::solve_until_exact(bool transposed, const double* b, double* x) {
   double best = kInfinity;
   SparseMethod best_method = factors_.method();
-  for (bool first = true;; first = false) {
+  for (bool has_one = false;;) {
     const double error = attempt(transposed, b);
     const bool exact = error <= options_.bound;
     const bool suspect = exact && !tested_ && proves_near_singularity();
-    if (!suspect && (first || error < best)) {
+    if (!suspect && (!has_one || error < best)) {
+      has_one = true;
       best_.swap(correction_);
       best = error;
       best_method = factors_.method();

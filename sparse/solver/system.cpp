@@ -117,7 +117,7 @@ void System::close_gaps(const Coordinates& given, Array<int>& end) {
   int closed = 0;
   for (int j = 0; j < order_; ++j) {
     const int begin = column_begin_[j], moved = begin - closed;
-    std::copy(row_.begin() + begin, row_.begin() + end[j], row_.begin() + closed);
+    if (moved > 0) std::copy(row_.begin() + begin, row_.begin() + end[j], row_.begin() + closed);
     column_begin_[j] = closed;
     closed += end[j] - begin;
     end[j] = moved;
@@ -186,8 +186,9 @@ bool System::apply_scales() {
   sums_known_[0] = sums_known_[1] = false;
   lost_ = 0;
   const auto [least_row, most_row] = std::minmax_element(row_exponent_.begin(), row_exponent_.end());
-  const auto [least, most] = std::minmax_element(column_exponent_.begin(), column_exponent_.end());
-  const bool in_range = *least_row + *least >= 1 - kBias && *most_row + *most <= kBias;
+  const auto [least_column, most_column] =
+      std::minmax_element(column_exponent_.begin(), column_exponent_.end());
+  const bool in_range = *least_row + *least_column >= 1 - kBias && *most_row + *most_column <= kBias;
   if (in_range && scale_by_one_product()) return true;
   if (!in_range || least_scaled_ < DBL_MIN) scale_with_care();
   find_sums(false);
@@ -228,19 +229,23 @@ void System::scale_with_care() {
 void System::find_sums(bool transposed) {
   if (sums_known_[transposed]) return;
   sums_known_[transposed] = true;
-  if (!transposed) {
-    for (int i = 0; i < order_; ++i) {
-      double sum = 0, plain = 0;
-      for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
-        const double size = std::abs(scaled_[p]);
-        sum += size;
-        plain += size * column_unit_[column_[p]];
-      }
-      row_sum_[i] = sum;
-      plain_row_sum_[i] = plain;
+  transposed ? sum_columns() : sum_rows();
+}
+
+void System::sum_rows() {
+  for (int i = 0; i < order_; ++i) {
+    double sum = 0, plain = 0;
+    for (int p = row_begin_[i]; p < row_begin_[i + std::int64_t{1}]; ++p) {
+      const double size = std::abs(scaled_[p]);
+      sum += size;
+      plain += size * column_unit_[column_[p]];
     }
-    return;
+    row_sum_[i] = sum;
+    plain_row_sum_[i] = plain;
   }
+}
+
+void System::sum_columns() {
   column_sum_.fill(0);
   plain_column_sum_.fill(0);
   for (int i = 0; i < order_; ++i)

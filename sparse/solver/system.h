@@ -95,6 +95,8 @@ class System {
   bool scale_by_one_product();
   void scale_with_care();
   void find_sums(bool transposed);
+  void sum_rows();
+  void sum_columns();
 
   int order_ = 0, given_ = 0, duplicates_ = 0;
   bool has_values_ = false;

@@ -1,6 +1,7 @@
 // A study whose last rank is an odd one.
 //   study_odd_rank fails  one of its workers fails: prints what it threw, and ends all ranks with code 1
-//   study_odd_rank naps   it naps in a chunk while its rows, which are large, are under way to rank 0. Ends
+//
+//   study_odd_rank naps   it naps in a chunk while its rows, which are large, are under way to rank 0; ends
 //   with
 //                         code 1 if rank 0 has stood still meanwhile
 

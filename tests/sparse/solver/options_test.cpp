@@ -112,7 +112,24 @@ Coordinates with_lonely_entries(Coordinates a, int rows) {
   return {a.n + rows, a.n + rows, a.rows, a.columns, a.values};
 }
 
+/// Replaces the first rows by rows of two entries, on the diagonal and in the last column. Few of the columns
+/// then have two.
+Coordinates with_short_rows(const Coordinates& a, int rows) {
+  Coordinates shorter{a.n, a.n, {}, {}, {}};
+  for (std::size_t k = 0; k < a.values.size(); ++k) {
+    if (a.rows[k] > rows) shorter.add(a.rows[k], a.columns[k], a.values[k]);
+  }
+  for (int i = 1; i <= rows; ++i) {
+    shorter.add(i, i, 10.0);
+    shorter.add(i, a.n, -1.0);
+  }
+  return shorter;
+}
+
+Coordinates transposed(const Coordinates& a) { return {a.n, a.n, a.columns, a.rows, a.values}; }
+
 TEST(SparseOptions, AutomaticChoosesByThePattern) {
+  const char* const many_short = "many equations have two unknowns, or many unknowns two equations";
   const struct {
     Coordinates a;
     int factorisations;
@@ -129,8 +146,14 @@ TEST(SparseOptions, AutomaticChoosesByThePattern) {
       {band(17000, {1, 7}), 1, SparseMethod::ma38, "the matrix is large", 2, 0.5},
       {with_lonely_entries(band(1000, {1, -1}), 300), 1, SparseMethod::ma38,
        "the pattern is mostly symmetric", 2, 0.5},
-      {band(26000, {1}), 1, SparseMethod::ma48,
-       "many equations have two unknowns, or many unknowns two equations", 0, 0.1},
+      {band(26000, {1}), 1, SparseMethod::ma48, many_short, 0, 0.1},
+      {with_short_rows(band(3000, {1, -1}), 370), 1, SparseMethod::ma48, many_short, 0, 0.1},
+      {transposed(with_short_rows(band(3000, {1, -1}), 370)), 1, SparseMethod::ma48, many_short, 0, 0.1},
+      {with_short_rows(band(3000, {1, -1}), 350), 1, SparseMethod::ma38, "the pattern is mostly symmetric", 2,
+       0.5},
+      {with_short_rows(band(3000, {1, -1, 2, -2, 3, -3, 4}), 370), 1, SparseMethod::ma38,
+       "the pattern is mostly symmetric", 2, 0.5},
+      {band(1400, {1}), 1, SparseMethod::ma48, "the matrix is small", 0, 0.1},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.a.n);

@@ -360,6 +360,26 @@ TEST(SparseSolver, RefactorisesWithoutMoreWorkThanNeeded) {
   }
 }
 
+// The error of the second equation, whose terms are far below the first unknown, is judged beside the sum of
+// its row (column).
+TEST(SparseSolver, JudgesNewValuesByTheirOwnSums) {
+  const Coordinates a{2, 2, {1, 2}, {1, 2}, {1, 3}};
+  const Vector values{1, 49}, b{1, 0x1p-66};
+  for (const bool transposed : {false, true}) {
+    Solver solved_before(a), solver(a);
+    Vector x(2);
+    for (Solver* one : {&solved_before, &solver})
+      EXPECT_EQ(one->Factorise(a.values.data()), SparseStatus::Factorised);
+    EXPECT_EQ(solved_before.solve(transposed, b.data(), x.data()), SparseStatus::Solved);
+    for (Solver* one : {&solved_before, &solver}) {
+      EXPECT_EQ(one->Refactorise(values.data()), SparseStatus::Factorised);
+      EXPECT_EQ(one->solve(transposed, b.data(), x.data()), SparseStatus::Solved);
+    }
+    EXPECT_GT(solver.Report().backward_error, 0);
+    EXPECT_EQ(solver.Report().backward_error, solved_before.Report().backward_error);
+  }
+}
+
 TEST(SparseSolver, JudgesWhatUnderflowLeavesOfASolution) {
   const Coordinates a{1, 1, {1}, {1}, {3e10}};
   const double b = 1e-308;
