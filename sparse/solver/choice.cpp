@@ -5,7 +5,8 @@
 // networks of pipes or power lines, which hardly fill in at any size, have many equations in two unknowns;
 // discretised equations and the stages of columns, which do fill in, have hardly one, in whatever order their
 // rows and columns come. Of the others, those that are mostly symmetric fill in, and so do most large ones.
-// bench/solver measures the rule.
+// A large matrix that fills in takes ma48 many times the time of ma38, so that it must be clear of both
+// signs. bench/solver and bench/sparse measure the rule.
 
 #include "sparse/solver/choice.h"
 
@@ -16,11 +17,10 @@
 namespace corvidnum::solver {
 namespace {
 
-// Measured on matrices that fill in: ma38 is the faster one on most that are more symmetric or larger than
-// this.
+// On most matrices that are more symmetric or larger than this, ma38 is the faster one.
 constexpr double kSymmetric = 0.5;
 constexpr int kLarge = 50000;  // entries
-// What decides before that.
+
 constexpr int kSmall = 3000;            // entries below which ma48 is the faster one whatever the pattern
 constexpr int kLargeIfRepeated = 8000;  // entries of a symmetric pattern that is factorised often
 constexpr int kOften = 5;               // factorisations of one pattern
@@ -47,9 +47,12 @@ int count_short_lines(int order, const int* begin) {
   return count;
 }
 
+/// Tells whether a pattern looks like that of a flowsheet or a network. Large symmetric ones do not count:
+/// equations of flows between the cells of a mesh have two unknowns, too.
 bool stays_sparse(const PatternFacts& facts) {
   return facts.short_lines >= kManyShortLines * facts.order &&
-         facts.entries <= std::int64_t{kMostEntriesARowOfSparse} * facts.order;
+         facts.entries <= std::int64_t{kMostEntriesARowOfSparse} * facts.order &&
+         (facts.entries < kLarge || facts.symmetry < kSymmetric);
 }
 
 /// Tells whether a pattern looks like that of a discretised equation, whose factors fill in without limit.

@@ -112,6 +112,17 @@ Coordinates with_lonely_entries(Coordinates a, int rows) {
   return {a.n + rows, a.n + rows, a.rows, a.columns, a.values};
 }
 
+/// A symmetric matrix of blocks of order 2.
+Coordinates pairs(int blocks) {
+  Coordinates a{2 * blocks, 2 * blocks, {}, {}, {}};
+  for (int i = 1; i <= a.n; i += 2) {
+    for (const int row : {i, i + 1}) {
+      for (const int column : {i, i + 1}) a.add(row, column, row == column ? 10.0 : -1.0);
+    }
+  }
+  return a;
+}
+
 /// Replaces the first rows by rows of two entries, on the diagonal and in the last column. Few of the columns
 /// then have two.
 Coordinates with_short_rows(const Coordinates& a, int rows) {
@@ -154,6 +165,8 @@ TEST(SparseOptions, AutomaticChoosesByThePattern) {
       {with_short_rows(band(3000, {1, -1, 2, -2, 3, -3, 4}), 370), 1, SparseMethod::ma38,
        "the pattern is mostly symmetric", 2, 0.5},
       {band(1400, {1}), 1, SparseMethod::ma48, "the matrix is small", 0, 0.1},
+      {pairs(13000), 1, SparseMethod::ma38, "the matrix is large", 1.2, 0.5},
+      {pairs(2000), 1, SparseMethod::ma48, many_short, 0, 0.1},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.a.n);
